@@ -1,0 +1,40 @@
+# tarn_library(socket SOURCES a.cpp ... LINKS tarn::utils ... PRIVATE_LINKS ...)
+#   a static library tarn::socket; headers are included by their path from the project's root.
+function(tarn_library name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
+    add_library(tarn_${name} STATIC ${ARG_SOURCES})
+    add_library(tarn::${name} ALIAS tarn_${name})
+    target_include_directories(tarn_${name} PUBLIC ${CMAKE_SOURCE_DIR})
+    target_link_libraries(tarn_${name} PUBLIC ${ARG_LINKS} Threads::Threads
+                                       PRIVATE ${ARG_PRIVATE_LINKS} tarn_warnings)
+endfunction()
+
+# tarn_program(tarnctl SOURCES ... LINKS ...): an executable in build/<preset>/bin.
+function(tarn_program name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${ARG_SOURCES})
+    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE ${ARG_LINKS} tarn_warnings Threads::Threads)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+endfunction()
+
+# tarn_unit_tests(socket SOURCES ... LINKS ...): one GoogleTest executable; each test is known to CTest.
+function(tarn_unit_tests name)
+    cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+    add_executable(test_${name} ${ARG_SOURCES})
+    target_include_directories(test_${name} PRIVATE ${CMAKE_SOURCE_DIR})
+    target_link_libraries(test_${name} PRIVATE ${ARG_LINKS} tarn_warnings
+                                               GTest::gmock GTest::gtest_main Threads::Threads)
+    gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
+                         PROPERTIES TIMEOUT 60 LABELS unit)
+endfunction()
+
+# While the tree grows: adds a folder once it holds a source file.
+function(tarn_add_when_written)
+    foreach(folder IN LISTS ARGN)
+        file(GLOB_RECURSE sources ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
+        if(sources)
+            add_subdirectory(${folder})
+        endif()
+    endforeach()
+endfunction()

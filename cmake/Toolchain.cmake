@@ -1,0 +1,30 @@
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+find_program(CCACHE ccache)
+if(CCACHE)
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+# Our own code is compiled with these; generated code is not (see proto/CMakeLists.txt).
+add_library(tarn_warnings INTERFACE)
+target_compile_options(tarn_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion
+    $<IF:$<CXX_COMPILER_ID:GNU>,-Wshadow=local,-Wshadow> -Wnon-virtual-dtor -Woverloaded-virtual
+    -Wold-style-cast -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror)
+
+set(TARN_SANITIZERS "" CACHE STRING "Value of -fsanitize=, empty for none")
+if(TARN_SANITIZERS)
+    add_compile_options(-fsanitize=${TARN_SANITIZERS} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    add_link_options(-fsanitize=${TARN_SANITIZERS})
+endif()
+
+option(TARN_COVERAGE "Count executed lines" OFF)
+if(TARN_COVERAGE)
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <string>
+
+#include "platform/resource_manager/DeltacastConfiguration.h"
+#include "platform/resource_manager/RunningJob.h"
+#include "platform/socket/SocketEndpoint.h"
+
+namespace tarn::resource_manager {
+
+/// Asks the resource manager of a resources endpoint, over one socket. Every operation may be
+/// called from any thread, waits for its turn and then 5 seconds at most for the answer, and does
+/// not throw: it returns false with the reason in `error`, which is cleared at entry; outputs are
+/// left empty.
+class ResourceManagerProxy {
+  public:
+    ResourceManagerProxy();
+    ~ResourceManagerProxy();
+
+    /// Connects and waits up to 2 seconds for the resource manager. A failed or earlier connection
+    /// is replaced. While there was no successful connect, every other operation fails.
+    bool connect(const tarn::socket::SocketEndpoint& endpoint, std::string& error);
+    /// False when not connected.
+    bool disconnect(std::string& error);
+
+    bool getRunningJobs(std::list<RunningJob>& jobs, std::string& error);
+
+    /// Leaves `job` empty and succeeds when no job has that id.
+    bool getRunningJobWithUuid(const std::string& uuid, RunningJob& job, std::string& error);
+
+    /// Jobs one of whose values of the resource `property` matches `value`. `exact` compares whole
+    /// values; `prefix` their beginnings; neither looks for `value` anywhere in them. `ignoreCase`
+    /// folds ASCII letters. `negate` returns the jobs that do not match.
+    bool getRunningJobsWithPropertyAndValue(const std::string& property, const std::string& value,
+                                            std::list<RunningJob>& jobs, std::string& error,
+                                            bool exact, bool ignoreCase, bool prefix, bool negate);
+
+    /// All values of the resource `resourceType` that running jobs hold.
+    bool getUsedResources(const std::string& resourceType, std::list<std::string>& resources,
+                          std::string& error);
+
+    /// Removes the jobs whose process is dead.
+    bool clearDeadProcesses(std::string& error);
+
+    /// For jobs: enters the registry and takes the job's resources, all or nothing. Refused when a
+    /// job with this id runs, when another running job holds a value of "Endpoint" that this one
+    /// wants, when the id is empty, or while the service is stopping. Registering again from the
+    /// same process replaces the entry.
+    bool registerJob(const RunningJob& job, std::string& error);
+    /// For jobs: leaves the registry. Only the process that registered may; an unknown id succeeds.
+    bool unregisterJob(const std::string& uuid, std::string& error);
+
+    bool setDeltacastConfiguration(const DeltacastConfiguration& configuration, std::string& error);
+    /// Leaves `configuration` empty and succeeds when none was ever set.
+    bool getDeltacastConfiguration(DeltacastConfiguration& configuration, std::string& error);
+
+  private:
+    struct Implementation;
+    std::unique_ptr<Implementation> impl;
+};
+
+/// The process's proxy; created on first use, destroyed at exit.
+ResourceManagerProxy& GetResourceManagerProxy();
+
+}  // namespace tarn::resource_manager

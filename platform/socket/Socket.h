@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/SocketTypes.h"
+
+namespace google::protobuf {
+class Message;
+}
+
+namespace tarn::socket {
+
+/// One message socket. An object may be moved between threads but is used by one at a time; nothing
+/// here locks. No call waits without a bound: sends and receives end after 5 seconds with an
+/// exception that names the endpoint.
+///
+/// Errors are std::runtime_error (std::invalid_argument for misuse, such as a second create),
+/// ZmqContextTerminationException while the context is being terminated. After an exception the
+/// socket can be used again.
+class Socket {
+  public:
+    /// Unopened. `name` appears in diagnostics only.
+    Socket(std::string name, ClosePolicy closePolicy);
+    ~Socket();  ///< closes
+    Socket(const Socket&) = delete;
+    Socket& operator=(const Socket&) = delete;
+
+    /// The longest queue of messages that wait to be sent or received, per peer; 1000 by default.
+    /// Before create or connect.
+    void setQueueLength(int messages);
+
+    /// Shortens or lengthens the bound of sends and receives. Any time.
+    void setTimeout(std::chrono::milliseconds bound);
+
+    /// Chooses the role; opens nothing.
+    void create(Protocol protocol);
+
+    /// Opens the socket: the roles that bind bind, the others connect.
+    ///
+    /// Connecting: waits until the peer has answered the handshake, `timeoutMs` at most, else
+    /// throws; 0 does not wait (the connection is made, and made again, in the background). The
+    /// host
+    /// "*" means "localhost". A second call replaces the first connection and drops what it held.
+    ///
+    /// Binding: `timeoutMs` is not used. An IPC path on which somebody listens, or which is no
+    /// socket, throws; a stale socket file is replaced. Publish, Pull and Reply may bind several
+    /// endpoints, one call each.
+    void connect(const SocketEndpoint& endpoint, std::uint32_t timeoutMs);
+
+    /// create and connect; closes again when connect throws.
+    void createAndConnect(Protocol protocol, const SocketEndpoint& endpoint,
+                          std::uint32_t timeoutMs);
+
+    /// Waits for an incoming message. 0: one is ready; 1: the time-out passed; 2: an error, its
+    /// text in `error`. Throws ZmqContextTerminationException.
+    int poll(std::uint32_t timeoutMs, std::string& error);
+
+    /// Serialises and sends. Push over IPC and TCP, Reply and Publish never wait: a full queue
+    /// throws (Publish drops for the subscriber that is too slow). Push in-process waits one second
+    /// at most. Reply sends to whom the last request came from; without a request that is not
+    /// answered yet, or when that client has gone, it throws.
+    void sendProtoBuf(const google::protobuf::Message* message);
+
+    /// Receives one message and parses it (required fields need not be set). A message over
+    /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops
+    /// the envelope of an unanswered one.
+    void receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes);
+
+    /// Closes; never hangs. Safe to call twice. The socket may be created again.
+    void close();
+
+    /// "<name> on <endpoint>", for logs.
+    std::string debugString() const;
+
+  private:
+    struct Implementation;
+    std::unique_ptr<Implementation> impl;
+};
+
+}  // namespace tarn::socket

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/SocketTypes.h"
+#include "platform/utils/MessageFormatter.h"
+
+namespace google::protobuf {
+class Message;
+}
+
+namespace tarn::socket {
+class Socket;
+}
+
+namespace tarn::socket::utils {
+
+/// A thread that receives messages on one socket bound to any number of endpoints.
+///
+/// start, stop and addListenEndpoint may be called from any thread, one at a time inside the
+/// listener; getBaseMessage and handleMessage are called on the listener's thread only, one message
+/// after the other in arrival order. A message that is too large or does not parse is logged and
+/// dropped; an exception of handleMessage is logged; neither ends the thread.
+///
+/// A derived class stops the listener in its own destructor, before its part of the object is gone.
+class SocketListener : public tarn::utils::IMessageFormatter {
+  public:
+    /// `protocol` is the role of the socket (Pull or Reply); `name` is the log header.
+    SocketListener(Protocol protocol, std::string name);
+    ~SocketListener() override;
+
+    std::string messageHeader() const override;
+
+    /// Stops and joins the thread, within one poll period (100 ms) after the message in progress.
+    /// Endpoints stay registered. Stopping a stopped listener does nothing. `error` is cleared, and
+    /// filled if joining failed.
+    virtual void stop(std::string& error);
+
+    /// Binds every registered endpoint and starts the thread; returns once all are bound. False,
+    /// with `error` filled and nothing running, if one cannot be bound. Starting a started listener
+    /// succeeds and changes nothing.
+    virtual bool start(std::string& error);
+
+    /// Registers `endpointText`; a running listener binds it before this returns. An endpoint that
+    /// is registered already succeeds and changes nothing. False, with `error` filled and the
+    /// endpoint not registered, when the text is bad or the endpoint cannot be bound.
+    bool addListenEndpoint(const std::string& endpointText, std::string& error);
+
+    /// A new empty message for the next receive.
+    virtual std::shared_ptr<google::protobuf::Message> getBaseMessage() = 0;
+
+    /// Handles one message; on a Reply listener it may answer on `socket`.
+    virtual void handleMessage(std::shared_ptr<google::protobuf::Message> message,
+                               std::shared_ptr<Socket> socket) = 0;
+
+  protected:
+    /// The endpoints that start binds. Only while the listener is stopped.
+    std::list<SocketEndpoint>& listenEndpoints();
+
+    /// Larger messages are refused, in bytes. Default: 10 MiB.
+    std::atomic<std::uint32_t> maxMessageSize;
+
+  private:
+    struct Implementation;
+    std::unique_ptr<Implementation> impl;
+};
+
+}  // namespace tarn::socket::utils

@@ -1,0 +1,133 @@
+#include "platform/utils/Log4CPlusLogger.h"
+
+#include <log4cplus/configurator.h>
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/fileappender.h>
+#include <log4cplus/initializer.h>
+#include <log4cplus/layout.h>
+#include <log4cplus/logger.h>
+#include <log4cplus/spi/loggingevent.h>
+
+#include <fstream>
+#include <stdexcept>
+
+namespace tarn::utils {
+
+namespace {
+
+constexpr auto linePattern = LOG4CPLUS_TEXT("%D{%Y-%m-%d %H:%M:%S,%q} %-5p %m%n");
+
+log4cplus::LogLevel toLog4CPlus(LogLevel level) {
+    switch (level) {
+        case LogLevel::Trace:
+            return log4cplus::TRACE_LOG_LEVEL;
+        case LogLevel::Debug:
+            return log4cplus::DEBUG_LOG_LEVEL;
+        case LogLevel::Info:
+            return log4cplus::INFO_LOG_LEVEL;
+        case LogLevel::Warning:
+            return log4cplus::WARN_LOG_LEVEL;
+        case LogLevel::Error:
+            return log4cplus::ERROR_LOG_LEVEL;
+        case LogLevel::Fatal:
+            return log4cplus::FATAL_LOG_LEVEL;
+    }
+    return log4cplus::FATAL_LOG_LEVEL;
+}
+
+class LoggerSink : public LogSink {
+  public:
+    explicit LoggerSink(log4cplus::Logger logger) : logger(std::move(logger)) {}
+
+    bool isEnabled(LogLevel level) const override {
+        return logger.isEnabledFor(toLog4CPlus(level));
+    }
+    void write(LogLevel level, const std::string& message) override {
+        logger.forcedLog(toLog4CPlus(level), message, nullptr, 0);
+    }
+
+  private:
+    log4cplus::Logger logger;
+};
+
+// Straight to one appender: a job's file has nothing to configure.
+class AppenderSink : public LogSink {
+  public:
+    explicit AppenderSink(log4cplus::SharedAppenderPtr appender) : appender(std::move(appender)) {}
+    ~AppenderSink() override { appender->close(); }
+
+    bool isEnabled(LogLevel) const override { return true; }
+    void write(LogLevel level, const std::string& message) override {
+        const log4cplus::spi::InternalLoggingEvent event(LOG4CPLUS_TEXT("job"), toLog4CPlus(level),
+                                                         message, "", 0);
+        appender->doAppend(event);
+    }
+
+  private:
+    log4cplus::SharedAppenderPtr appender;
+};
+
+std::unique_ptr<log4cplus::Layout> makeLayout() {
+    return std::make_unique<log4cplus::PatternLayout>(linePattern);
+}
+
+void logToConsole(log4cplus::Logger& logger) {
+    log4cplus::SharedAppenderPtr console(
+        new log4cplus::ConsoleAppender(/*logToStdErr=*/true, /*immediateFlush=*/true));
+    console->setLayout(makeLayout());
+    logger.removeAllAppenders();
+    logger.addAppender(console);
+    logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
+    logger.setAdditivity(false);
+}
+
+bool hasAppender(log4cplus::Logger logger) {
+    return !logger.getAllAppenders().empty() ||
+           (logger.getAdditivity() && !log4cplus::Logger::getRoot().getAllAppenders().empty());
+}
+
+}  // namespace
+
+void registerLog4CPlusLogger(const std::string& loggerName, const std::string& configFilePath) {
+    log4cplus::initialize();
+    auto logger = log4cplus::Logger::getInstance(loggerName);
+    std::string problem;
+    if (!std::ifstream(configFilePath).good()) {
+        problem = "Cannot read logger configuration " + configFilePath;
+    } else {
+        try {
+            log4cplus::PropertyConfigurator::doConfigure(configFilePath);
+            if (!hasAppender(logger)) {
+                problem =
+                    "Logger configuration " + configFilePath + " has no appender for " + loggerName;
+            }
+        } catch (const std::exception& e) {
+            problem = "Invalid logger configuration " + configFilePath + ": " + e.what();
+        }
+    }
+    if (!problem.empty()) {
+        logToConsole(logger);
+    }
+    setLogSink(std::make_shared<LoggerSink>(logger));
+    if (!problem.empty()) {
+        logWarning(problem + ": logging to the console");
+    }
+}
+
+std::shared_ptr<LogSink> makeRotatingFileSink(const std::string& path, std::size_t maxBytes) {
+    log4cplus::initialize();
+    if (!std::ofstream(path, std::ios::app)) {
+        throw std::runtime_error("Cannot open log file " + path);
+    }
+    log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(
+        path, static_cast<long>(maxBytes), /*maxBackupIndex=*/1, /*immediateFlush=*/true));
+    appender->setLayout(makeLayout());
+    return std::make_shared<AppenderSink>(appender);
+}
+
+void shutdownLogging() {
+    setLogSink(nullptr);
+    log4cplus::deinitialize();
+}
+
+}  // namespace tarn::utils

@@ -1,0 +1,50 @@
+#include "platform/utils/Log.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/utils/StreamLogSink.h"
+#include "tests/support/LogCapture.h"
+
+namespace tarn::utils {
+
+using testing::ElementsAre;
+
+TEST(Log, GivesEachLineToTheSinkWithItsLevel) {
+    const test::LogCapture capture;
+    logTrace("a");
+    logDebug("b");
+    logInfo("c");
+    logWarning("d");
+    logError("e");
+    logFatal("f");
+    EXPECT_THAT(capture.lines(),
+                ElementsAre("TRACE a", "DEBUG b", "INFO c", "WARN d", "ERROR e", "FATAL f"));
+}
+
+TEST(Log, DropsLinesBelowTheLevelOfTheSink) {
+    const test::LogCapture capture(LogLevel::Warning);
+    EXPECT_FALSE(isLogEnabled(LogLevel::Info));
+    EXPECT_TRUE(isLogEnabled(LogLevel::Warning));
+    logInfo("no");
+    logWarning("yes");
+    EXPECT_THAT(capture.lines(), ElementsAre("WARN yes"));
+}
+
+TEST(Log, DiscardsEverythingWithoutASink) {
+    const auto previous = setLogSink(nullptr);
+    EXPECT_FALSE(isLogEnabled(LogLevel::Fatal));
+    logFatal("nobody reads this");
+    setLogSink(previous);
+}
+
+TEST(StreamLogSink, WritesStampLevelAndTextOnOneLine) {
+    std::FILE* const file = std::tmpfile();
+    StreamLogSink(file, LogLevel::Info).write(LogLevel::Warning, "100 %s");
+    std::rewind(file);
+    char line[200] = {};
+    ASSERT_NE(std::fgets(line, sizeof line, file), nullptr);
+    EXPECT_THAT(line, testing::ContainsRegex("^[0-9-]{10} [0-9:]{8},[0-9]{3} WARN  100 %s\n$"));
+    std::fclose(file);
+}
+
+}  // namespace tarn::utils
