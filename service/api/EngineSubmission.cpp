@@ -8,12 +8,12 @@
 
 namespace tarn::service {
 
-using proto::api_service::ApiToServiceRequestEngineSubmission;
-using proto::api_service::ServiceToApiReply;
-using proto::api_service::ServiceToApiReplyEngineSubmission;
-using proto::service_engine::EngineToServiceReply;
-using proto::service_engine::ServiceToEngineRequest;
-using proto::service_engine::ServiceToEngineRequestSetup;
+using tarn::proto::api_service::ApiToServiceRequestEngineSubmission;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyEngineSubmission;
+using tarn::proto::service_engine::EngineToServiceReply;
+using tarn::proto::service_engine::ServiceToEngineRequest;
+using tarn::proto::service_engine::ServiceToEngineRequestSetup;
 
 namespace {
 
@@ -69,9 +69,10 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
     }
     try {
         launchEngine(ipcEndpoint);
-        setUpEngine(ipcEndpoint,
-                    setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
-                                 endpoints, surroundings.configuration.getResourcesEndpoint()));
+        setUpEngine(
+            ipcEndpoint,
+            setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
+                         endpoints, surroundings.configuration.getResourcesEndpoint()));
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed starting external job: ") + e.what()));
     }

@@ -31,7 +31,8 @@ void HandlerFrame::warnIfSlow(const std::string& label, std::chrono::seconds thr
     }
 }
 
-void HandlerFrame::send(const proto::api_service::ServiceToApiReply& reply, socket::Socket& socket) {
+void HandlerFrame::send(const tarn::proto::api_service::ServiceToApiReply& reply,
+                        socket::Socket& socket) {
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
         utils::logTrace(formatter.formatMessage("Sending " + reply.DebugString()));
     }

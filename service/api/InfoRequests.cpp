@@ -8,13 +8,14 @@
 
 namespace tarn::service {
 
-using proto::api_service::ServiceToApiReply;
-using proto::api_service::ServiceToApiReplyInfo;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyInfo;
 
 namespace {
 
 // Only the first connection is reported, and none when that one is not valid.
-void addLoopStorage(ServiceToApiReplyInfo& info, const configuration::ConfigurationHandler& settings) {
+void addLoopStorage(ServiceToApiReplyInfo& info,
+                    const configuration::ConfigurationHandler& settings) {
     const auto storages = settings.getLoopStorages();
     if (storages.empty() || !storages.front() || !storages.front()->isValid()) {
         return;
@@ -22,7 +23,7 @@ void addLoopStorage(ServiceToApiReplyInfo& info, const configuration::Configurat
     const auto& first = *storages.front();
     auto& reported = *info.mutable_loop_storage_configuration();
     reported.set_address(first.getAddress());
-    if (first.isTcp()) {
+    if (first.isTcpInterface()) {
         reported.set_port(first.getPort());
     }
 }

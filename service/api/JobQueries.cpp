@@ -8,15 +8,15 @@
 
 namespace tarn::service {
 
-using proto::api_service::ApiToServiceRequestGetJobByUuid;
-using proto::api_service::ApiToServiceRequestGetJobs;
-using proto::api_service::ServiceToApiReply;
-using proto::api_service::ServiceToApiReplyGetJobByUuid;
-using proto::api_service::ServiceToApiReplyGetJobs;
+using tarn::proto::api_service::ApiToServiceRequestGetJobByUuid;
+using tarn::proto::api_service::ApiToServiceRequestGetJobs;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyGetJobByUuid;
+using tarn::proto::api_service::ServiceToApiReplyGetJobs;
 
 namespace {
 
-void fill(proto::api_service::RunningJob& target, const resource_manager::RunningJob& job) {
+void fill(tarn::proto::api_service::RunningJob& target, const resource_manager::RunningJob& job) {
     target.set_command_endpoint(job.getCommandEndpoint());
     target.set_event_endpoint(job.getEventEndpoint());
     *target.mutable_job_description() = job.getJobDescription().toProtoJobDescription();

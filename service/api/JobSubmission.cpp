@@ -8,9 +8,9 @@
 
 namespace tarn::service {
 
-using proto::api_service::ApiToServiceRequestJobSubmission;
-using proto::api_service::ServiceToApiReply;
-using proto::api_service::ServiceToApiReplyJobSubmission;
+using tarn::proto::api_service::ApiToServiceRequestJobSubmission;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyJobSubmission;
 
 namespace {
 
@@ -51,9 +51,9 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
         return {};
     }
     const bool named = submission.has_persistent_job_name();
-    const auto fileName = named ? submission.persistent_job_name()
-                                : stampedFileName(surroundings.wallNow(),
-                                                  submission.job_description().name());
+    const auto fileName =
+        named ? submission.persistent_job_name()
+              : stampedFileName(surroundings.wallNow(), submission.job_description().name());
     if (const auto problem = fileNameProblem(fileName); !problem.empty()) {
         utils::logError(formatMessage("Job cannot be set as persistent, as " + problem));
         return {};

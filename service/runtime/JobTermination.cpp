@@ -13,9 +13,9 @@ namespace tarn::service {
 
 namespace {
 
-using proto::api_job::ApiToJobRequest;
-using proto::api_job::ApiToJobRequestDestroy;
-using proto::api_job::JobToApiReply;
+using tarn::proto::api_job::ApiToJobRequest;
+using tarn::proto::api_job::ApiToJobRequestDestroy;
+using tarn::proto::api_job::JobToApiReply;
 
 constexpr std::uint32_t replyLimit = 65536;
 

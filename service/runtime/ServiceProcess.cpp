@@ -10,6 +10,7 @@
 #include "platform/utils/Log4CPlusLogger.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
+#include "service/configuration/GetConfigurationHandler.h"
 #include "service/runtime/CommandLine.h"
 #include "service/runtime/DeadJobCleaner.h"
 #include "service/runtime/ShutdownSequence.h"
@@ -23,9 +24,11 @@ namespace {
 constexpr auto configurationFile = "/etc/TarnConfiguration.xml";
 constexpr auto loggerConfigurationFile =
     "/opt/halden/halden-tarn-service/config/halden-tarn-service.logger.config";
-constexpr auto frameworkLoggerConfiguration = "<Config>\n    <Logger>halden-kln</Logger>\n</Config>";
+constexpr auto frameworkLoggerConfiguration =
+    "<Config>\n    <Logger>halden-kln</Logger>\n</Config>";
 
-// Numbers that are none are thrown out of the reader; for the operator that is a failed reading too.
+// Numbers that are none are thrown out of the reader; for the operator that is a failed reading
+// too.
 bool readConfiguration(configuration::ConfigurationHandler& settings, std::string& error) {
     try {
         return settings.readConfigurationFile(configurationFile, error);
@@ -100,10 +103,10 @@ ServiceProcess::Step ServiceProcess::loadConfiguration() {
     if (!settings.checkCreateFolders(error)) {
         utils::logError("Failed creating/checking folders: " + error);
     }
-    const bool parsed =
-        parseEndpoint(settings.getRequestsEndpoint(), requestsEndpoint,
-                      "Could not setup request endpoint: ") &&
-        parseEndpoint(settings.getEventsEndpoint(), eventsEndpoint, "Could not setup event endpoint: ");
+    const bool parsed = parseEndpoint(settings.getRequestsEndpoint(), requestsEndpoint,
+                                      "Could not setup request endpoint: ") &&
+                        parseEndpoint(settings.getEventsEndpoint(), eventsEndpoint,
+                                      "Could not setup event endpoint: ");
     return parsed ? Step::Done : Step::Failed;
 }
 

@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
-#include "service/configuration/ConfigurationHandler.h"
+#include "service/configuration/GetConfigurationHandler.h"
 #include "service/workflows/ShellCommand.h"
 #include "service/workflows/WorkflowCreator.h"
 

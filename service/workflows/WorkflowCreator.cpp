@@ -14,9 +14,9 @@ namespace tarn::service {
 
 namespace {
 
-using proto::service_job::JobToServiceReply;
-using proto::service_job::ServiceToJobRequest;
-using proto::service_job::ServiceToJobRequestSetup;
+using tarn::proto::service_job::JobToServiceReply;
+using tarn::proto::service_job::ServiceToJobRequest;
+using tarn::proto::service_job::ServiceToJobRequestSetup;
 
 constexpr std::uint32_t jobAppearsWithinMs = 2000;
 constexpr std::uint32_t replyLimit = 524288;
@@ -86,14 +86,12 @@ bool WorkflowCreator::setUpJob(const std::string& ipcEndpoint, const ServiceToJo
     return true;
 }
 
-bool WorkflowCreator::createWorkflow(const std::string& ipcEndpoint,
-                                     const std::string& firstJobEndpoint,
-                                     const std::string& secondJobEndpoint,
-                                     const proto::job_monitoring::JobDescription& jobDescription,
-                                     const Properties& properties,
-                                     const std::string& jobConfiguration,
-                                     const std::string& persistentFilePath,
-                                     const std::string& persistentJobName) {
+bool WorkflowCreator::createWorkflow(
+    const std::string& ipcEndpoint, const std::string& firstJobEndpoint,
+    const std::string& secondJobEndpoint,
+    const tarn::proto::job_monitoring::JobDescription& jobDescription, const Properties& properties,
+    const std::string& jobConfiguration, const std::string& persistentFilePath,
+    const std::string& persistentJobName) {
     const std::string& uuid = jobDescription.job_id();
     if (isRunning(uuid)) {
         utils::logWarning(formatMessage("Will not (re)create job with UUID " +

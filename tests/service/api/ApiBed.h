@@ -12,8 +12,8 @@
 
 namespace tarn::test {
 
-using proto::api_service::ApiToServiceRequest;
-using proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ServiceToApiReply;
 
 /// An API server of its own with a client connected to it.
 class ApiBed : public ServiceBed {

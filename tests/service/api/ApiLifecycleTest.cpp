@@ -7,7 +7,7 @@
 namespace tarn::service {
 
 using namespace std::chrono_literals;
-using proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ApiToServiceRequest;
 
 class ApiLifecycle : public testing::Test {
   protected:
@@ -76,8 +76,8 @@ TEST_F(ApiLifecycle, AServerThatCouldNotStartCanBeTerminated) {
 TEST_F(ApiLifecycle, AMissingDictionaryIsLoggedAndTheServerAnswers) {
     std::filesystem::remove(bed.folder.path() / "dictionary.xml");
     bed.start();
-    EXPECT_TRUE(bed.log.contains(
-        "FATAL Api requests handler > Init from local dictionary failed: "));
+    EXPECT_TRUE(
+        bed.log.contains("FATAL Api requests handler > Init from local dictionary failed: "));
     EXPECT_TRUE(bed.ask(ApiToServiceRequest::GET_INFO).success());
 }
 

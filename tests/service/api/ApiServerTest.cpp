@@ -4,9 +4,9 @@
 
 namespace tarn::service {
 
-using proto::api_service::ApiToServiceRequest;
-using proto::api_service::ServiceToApiReply;
-using proto::api_service::ServiceToApiReplyGetJobs;
+using tarn::proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyGetJobs;
 
 class ApiServer : public testing::Test {
   protected:
@@ -50,14 +50,14 @@ TEST_F(ApiServer, TakesAMissingExtensionForAnEmptyOne) {
 }
 
 TEST_F(ApiServer, LogsWhatItCannotParseAndServesTheNext) {
-    proto::job_monitoring::JobDescription garbage;
+    tarn::proto::job_monitoring::JobDescription garbage;
     garbage.set_name("\xff\xff\xff");  // field 1 with length-delimited bytes is no request type
     bed.client.sendProtoBuf(&garbage);
     bed.settle();  // an unknown wire type for a known field is skipped: no answer, no harm
 
     socket::Socket other("other", socket::ClosePolicy::Discard);
     ApiToServiceRequest huge;
-    huge.MutableExtension(proto::api_service::ApiToServiceRequestJobSubmission::base)
+    huge.MutableExtension(tarn::proto::api_service::ApiToServiceRequestJobSubmission::base)
         ->set_job_configuration(std::string(10485761, 'x'));
     bed.send(huge);
     EXPECT_TRUE(bed.log.waitFor("ERROR Api requests handler > Failed receiving API request: "));

@@ -8,10 +8,10 @@
 
 namespace tarn::service {
 
-using namespace proto::api_service;
-using proto::service_engine::EngineToServiceReply;
-using proto::service_engine::ServiceToEngineRequest;
-using proto::service_engine::ServiceToEngineRequestSetup;
+using namespace tarn::proto::api_service;
+using tarn::proto::service_engine::EngineToServiceReply;
+using tarn::proto::service_engine::ServiceToEngineRequest;
+using tarn::proto::service_engine::ServiceToEngineRequestSetup;
 using testing::ElementsAre;
 
 class EngineSubmission : public testing::Test {
@@ -41,7 +41,8 @@ class EngineSubmission : public testing::Test {
     }
 
     test::ApiBed bed{
-        "<KLN><Plugin>/a.so</Plugin></KLN><Paths><EngineLauncher>/opt/engine</EngineLauncher></Paths>"
+        "<KLN><Plugin>/a.so</Plugin></KLN><Paths><EngineLauncher>/opt/engine</EngineLauncher></"
+        "Paths>"
         "<Resources><TcpPorts interface=\"127.0.0.1\" from=\"1\" to=\"3\"/></Resources>"};
     ApiToServiceRequestEngineSubmission submission;
     ServiceToEngineRequest setupRequest;
@@ -100,8 +101,9 @@ TEST_F(EngineSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     bed.start(test::freeTcpEndpoint());
     bed.client.setTimeout(std::chrono::milliseconds(300));
     EXPECT_THROW(submit(), std::runtime_error);  // three ports for four endpoints
-    EXPECT_TRUE(bed.log.has(
-        "ERROR Api requests handler > Cannot submit engine: Workflow creator > No endpoint available"));
+    EXPECT_TRUE(
+        bed.log.has("ERROR Api requests handler > Cannot submit engine: Workflow creator > No "
+                    "endpoint available"));
     EXPECT_THAT(bed.commands(), ElementsAre());
 }
 

@@ -7,7 +7,7 @@
 namespace tarn::service {
 
 using namespace std::chrono_literals;
-using proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReply;
 
 class HandlerFrameTest : public testing::Test {
   protected:
@@ -25,13 +25,13 @@ class HandlerFrameTest : public testing::Test {
                 std::chrono::seconds threshold = 5s) {
         const std::chrono::milliseconds looks[] = {0ms, work, work, work + sending};
         std::size_t look = 0;
-        HandlerFrame frame(formatter, {"GetInfo request ", "GetInfo reply ", threshold}, [&] {
-            return std::chrono::steady_clock::time_point(looks[look++]);
-        });
+        HandlerFrame frame(formatter, {"GetInfo request ", "GetInfo reply ", threshold},
+                           [&] { return std::chrono::steady_clock::time_point(looks[look++]); });
         frame.send(reply, server);
     }
 
-    const socket::SocketEndpoint endpoint = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
+    const socket::SocketEndpoint endpoint =
+        socket::SocketEndpoint::FromString(test::uniqueEndpoint());
     socket::Socket server{"server", socket::ClosePolicy::Discard};
     socket::Socket client{"client", socket::ClosePolicy::Discard};
     utils::MessageFormatter formatter{"Api requests handler"};
@@ -55,14 +55,16 @@ TEST_F(HandlerFrameTest, DoesNotReportFiveWholeSeconds) {
 
 TEST_F(HandlerFrameTest, ReportsSixSecondsOfWork) {
     answer(6000ms, 0ms);
-    EXPECT_TRUE(log.has("WARN Api requests handler > GetInfo request  took longer than expected: 6ms, "
-                        "threshold at 5"));
+    EXPECT_TRUE(
+        log.has("WARN Api requests handler > GetInfo request  took longer than expected: 6ms, "
+                "threshold at 5"));
 }
 
 TEST_F(HandlerFrameTest, ReportsASlowSend) {
     answer(0ms, 7100ms);
-    EXPECT_TRUE(log.has("WARN Api requests handler > GetInfo reply  took longer than expected: 7ms, "
-                        "threshold at 5"));
+    EXPECT_TRUE(
+        log.has("WARN Api requests handler > GetInfo reply  took longer than expected: 7ms, "
+                "threshold at 5"));
     EXPECT_FALSE(log.contains("GetInfo request"));
 }
 

@@ -4,9 +4,9 @@
 
 namespace tarn::service {
 
-using proto::api_service::ApiToServiceRequest;
-using proto::api_service::ServiceToApiReply;
-using proto::api_service::ServiceToApiReplyInfo;
+using tarn::proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyInfo;
 
 constexpr auto unixStorage =
     "<Storage type=\"LoopStorage\"><InterfaceType>unix</InterfaceType>"

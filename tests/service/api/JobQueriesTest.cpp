@@ -4,7 +4,7 @@
 
 namespace tarn::service {
 
-using namespace proto::api_service;
+using namespace tarn::proto::api_service;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -25,7 +25,8 @@ class JobQueries : public testing::Test {
         EXPECT_TRUE(reply.success());
         EXPECT_FALSE(reply.has_error_message());
         std::vector<std::string> ids;
-        for (const auto& job : reply.MutableExtension(ServiceToApiReplyGetJobs::base)->running_jobs()) {
+        for (const auto& job :
+             reply.MutableExtension(ServiceToApiReplyGetJobs::base)->running_jobs()) {
             EXPECT_TRUE(job.has_command_endpoint() && job.has_event_endpoint());
             ids.push_back(job.job_description().job_id());
         }
@@ -99,7 +100,9 @@ TEST_F(JobQueries, FindOneByItsUuid) {
     EXPECT_EQ(found.job_description().name(), "job two");
 }
 
-TEST_F(JobQueries, FindNothingForAnUnknownUuid) { EXPECT_FALSE(lookUp("three").has_running_job()); }
+TEST_F(JobQueries, FindNothingForAnUnknownUuid) {
+    EXPECT_FALSE(lookUp("three").has_running_job());
+}
 
 TEST_F(JobQueries, FindTheEmptyRecordForAnEmptyUuid) {
     const auto found = lookUp("");
@@ -112,7 +115,8 @@ TEST_F(JobQueries, FindTheEmptyRecordForAnEmptyUuidAlsoAfterAFailure) {
     loseResourceManager();
     EXPECT_TRUE(lookUp("").has_running_job());
     EXPECT_FALSE(lookUp("one").has_running_job());
-    EXPECT_TRUE(bed.log.contains("ERROR Api requests handler > Failed to get running jobs by uuid: "));
+    EXPECT_TRUE(
+        bed.log.contains("ERROR Api requests handler > Failed to get running jobs by uuid: "));
 }
 
 }  // namespace tarn::service

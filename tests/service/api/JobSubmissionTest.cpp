@@ -8,10 +8,10 @@
 
 namespace tarn::service {
 
-using namespace proto::api_service;
-using proto::service_job::JobToServiceReply;
-using proto::service_job::ServiceToJobRequest;
-using proto::service_job::ServiceToJobRequestSetup;
+using namespace tarn::proto::api_service;
+using tarn::proto::service_job::JobToServiceReply;
+using tarn::proto::service_job::ServiceToJobRequest;
+using tarn::proto::service_job::ServiceToJobRequestSetup;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -27,11 +27,12 @@ class JobSubmission : public testing::Test {
         submission.set_job_configuration("a ! b");
     }
 
-    void begin(const std::string& sections = {}, const std::string& requests = test::uniqueEndpoint()) {
+    void begin(const std::string& sections = {},
+               const std::string& requests = test::uniqueEndpoint()) {
         bed = std::make_unique<test::ApiBed>(sections);
         bed->onCommand([this](const std::string& command) {
-            job = std::make_unique<test::FakeSetupPeer>(test::argumentAfter(command, "-e"), setupRequest,
-                                                        &jobReply);
+            job = std::make_unique<test::FakeSetupPeer>(test::argumentAfter(command, "-e"),
+                                                        setupRequest, &jobReply);
         });
         bed->start(requests);
     }
@@ -133,8 +134,9 @@ TEST_F(JobSubmission, LaunchesWithoutPersistenceWhereNoFolderIsConfigured) {
     submission.set_persistent(true);
     submit();
     EXPECT_FALSE(setup().has_persistent_file_path());
-    EXPECT_TRUE(bed->log.has("ERROR Api requests handler > Job cannot be set as persistent, as no "
-                             "persistent job folder has been configured."));
+    EXPECT_TRUE(
+        bed->log.has("ERROR Api requests handler > Job cannot be set as persistent, as no "
+                     "persistent job folder has been configured."));
 }
 
 TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatLeavesTheFolder) {
@@ -160,8 +162,9 @@ TEST_F(JobSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
           test::freeTcpEndpoint());
     bed->client.setTimeout(std::chrono::milliseconds(300));
     EXPECT_THROW(submit(), std::runtime_error);
-    EXPECT_TRUE(bed->log.has(
-        "ERROR Api requests handler > Cannot submit job: Workflow creator > No endpoint available"));
+    EXPECT_TRUE(
+        bed->log.has("ERROR Api requests handler > Cannot submit job: Workflow creator > No "
+                     "endpoint available"));
     bed->client.setTimeout(std::chrono::seconds(5));
     bed->settle();
     EXPECT_THAT(bed->commands(), ElementsAre());

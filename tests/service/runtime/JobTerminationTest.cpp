@@ -10,9 +10,9 @@
 namespace tarn::service {
 
 using namespace std::chrono_literals;
-using proto::api_job::ApiToJobRequest;
-using proto::api_job::ApiToJobRequestDestroy;
-using proto::api_job::JobToApiReply;
+using tarn::proto::api_job::ApiToJobRequest;
+using tarn::proto::api_job::ApiToJobRequestDestroy;
+using tarn::proto::api_job::JobToApiReply;
 using testing::IsEmpty;
 
 class JobTermination : public testing::Test {

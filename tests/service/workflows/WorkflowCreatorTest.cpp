@@ -10,9 +10,9 @@
 
 namespace tarn::service {
 
-using proto::service_job::JobToServiceReply;
-using proto::service_job::ServiceToJobRequest;
-using proto::service_job::ServiceToJobRequestSetup;
+using tarn::proto::service_job::JobToServiceReply;
+using tarn::proto::service_job::ServiceToJobRequest;
+using tarn::proto::service_job::ServiceToJobRequestSetup;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -46,7 +46,7 @@ class CreatingAWorkflow : public testing::Test {
         "<KLN><Plugin>/a.so</Plugin><Plugin>/b.so</Plugin></KLN>"
         "<Paths><WorkflowLauncher>/opt/launcher</WorkflowLauncher></Paths>"};
     const std::string ipcEndpoint = test::uniqueEndpoint();
-    proto::job_monitoring::JobDescription description;
+    tarn::proto::job_monitoring::JobDescription description;
     std::string filePath;
     std::string jobName;
     ServiceToJobRequest request;
@@ -130,7 +130,8 @@ TEST_F(CreatingAWorkflow, RefusesAJobWithoutAUuid) {
     description.clear_job_id();
     EXPECT_FALSE(create());
     EXPECT_THAT(bed.commands(), ElementsAre());
-    EXPECT_TRUE(bed.log.has("WARN Workflow creator > Will not (re)create job with UUID : already running"));
+    EXPECT_TRUE(
+        bed.log.has("WARN Workflow creator > Will not (re)create job with UUID : already running"));
 }
 
 TEST_F(CreatingAWorkflow, GoesOnWithoutTheResourceManager) {
@@ -146,8 +147,8 @@ TEST_F(CreatingAWorkflow, ReportsAReplyOfAnotherType) {
     reply.clear_type();
     jobAnswers();
     EXPECT_FALSE(create());
-    EXPECT_TRUE(bed.log.has(
-        "ERROR Workflow creator > Received wrong type of reply to job setup request"));
+    EXPECT_TRUE(
+        bed.log.has("ERROR Workflow creator > Received wrong type of reply to job setup request"));
 }
 
 TEST_F(CreatingAWorkflow, ReportsARefusedSetup) {
