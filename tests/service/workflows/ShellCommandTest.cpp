@@ -1,0 +1,82 @@
+#include "service/workflows/ShellCommand.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "service/workflows/ShellQuote.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tarn::service {
+
+using testing::HasSubstr;
+
+class ShellCommand : public testing::Test {
+  protected:
+    std::string output() const { return test::readFile(file()); }
+    std::string file() const { return (folder.path() / "out").string(); }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(ShellCommand, RunsTheTextInAShell) {
+    runShellCommand("A=1; echo \"$((A + 1)) words\" > " + file());
+    EXPECT_EQ(output(), "2 words\n");
+}
+
+TEST_F(ShellCommand, HandsQuotedTextOnUnchanged) {
+    const std::string hostile = "x; touch /tmp/hit $(id) `id` 'q' \"d\" \\ \n end";
+    runShellCommand("printf %s " + shellQuoted(hostile) + " > " + file());
+    EXPECT_EQ(output(), hostile);
+}
+
+TEST_F(ShellCommand, StartsWithDefaultSignalsWhateverTheCallerHas) {
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    const auto previous = signal(SIGUSR1, SIG_IGN);
+    runShellCommand("grep -E 'Sig(Blk|Ign)' /proc/self/status > " + file());
+    signal(SIGUSR1, previous);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_EQ(output(), "SigBlk:\t0000000000000000\nSigIgn:\t0000000000000000\n");
+}
+
+TEST_F(ShellCommand, LeavesTheCallersSignalHandlingAlone) {
+    static volatile sig_atomic_t caught = 0;
+    const auto previous = signal(SIGINT, [](int) { caught = 1; });
+    runShellCommand("kill -INT $PPID");  // an interrupt while the caller waits for the shell
+    signal(SIGINT, previous);
+    EXPECT_EQ(caught, 1);
+}
+
+TEST_F(ShellCommand, GivesNoDescriptorsToTheCommand) {
+    const int leaked = open("/dev/null", O_RDONLY);
+    ASSERT_GE(leaked, 3);
+    runShellCommand("ls /proc/self/fd > " + file());
+    close(leaked);
+    EXPECT_EQ(output(), "0\n1\n2\n3\n");  // 3 is the folder that ls reads
+}
+
+TEST_F(ShellCommand, GivesTheCommandNothingToRead) {
+    runShellCommand("cat > " + file());
+    EXPECT_EQ(output(), "");
+}
+
+TEST_F(ShellCommand, SaysSoWhenTheCommandIsTooLong) {
+    EXPECT_THROW(runShellCommand("true " + std::string(200000, 'x')), std::runtime_error);
+}
+
+TEST_F(ShellCommand, DoesNotWaitForWhatRunsInTheBackground) {
+    const auto fifo = (folder.path() / "fifo").string();
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    runShellCommand("cat " + fifo + " > " + file() + " &");  // reads only once we write
+    const int writer = open(fifo.c_str(), O_WRONLY);
+    ASSERT_GE(writer, 0);
+    close(writer);
+}
+
+}  // namespace tarn::service
