@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+namespace tarn::peers {
+
+/// A file name for a text that came from outside: letters, digits and `_@%+=:,.-` are kept, other
+/// bytes are percent-encoded, and so is a dot at the beginning. Over 100 characters it is cut and
+/// ends in a hash of the whole text, so that two long texts do not meet. Never empty, never a path.
+std::string safeFileName(const std::string& text);
+
+/// The text as part of one log line: control characters percent-encoded, cut at `maxBytes`.
+std::string safeLogText(const std::string& text, std::size_t maxBytes);
+
+}  // namespace tarn::peers
