@@ -12,8 +12,8 @@
 #include <system_error>
 
 #include "peers/job_runtime/ProgramStart.h"
-#include "peers/job_runtime/SafeFileName.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
 #include "proto/pipeline_control.pb.h"
 
 namespace tarn::peers {
@@ -33,7 +33,7 @@ std::pair<FileDescriptor, FileDescriptor> makePipe() {
 }
 
 void logOutput(const std::string& line) {
-    utils::logInfo("Pipeline > " + safeLogText(line, OutputLines::maxLineBytes));
+    utils::logInfo("Pipeline > " + utils::printable(line, OutputLines::maxLineBytes));
 }
 
 PipelineCommand makeCommand(PipelineCommand::Type type) {
@@ -108,8 +108,7 @@ void PipelineProcess::read() {
 
 void PipelineProcess::readOutput() {
     std::array<char, 65536> buffer;
-    const ssize_t count =
-        output.isOpen() ? ::read(output.get(), buffer.data(), buffer.size()) : -1;
+    const ssize_t count = output.isOpen() ? ::read(output.get(), buffer.data(), buffer.size()) : -1;
     if (count > 0) {
         lines.add(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
     } else if (count == 0) {

@@ -47,11 +47,11 @@ void useFreshSignalsAndGroup(posix_spawnattr_t* attributes) {
     ::posix_spawnattr_setsigdefault(attributes, &all);
     ::posix_spawnattr_setsigmask(attributes, &none);
     ::posix_spawnattr_setpgroup(attributes, 0);
-    ::posix_spawnattr_setflags(attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
-                                               POSIX_SPAWN_SETPGROUP);
+    ::posix_spawnattr_setflags(
+        attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
 }
 
-// The channel is moved first, and to where no other descriptor of ours is needed afterwards.
+// The channel comes last: its number may be that of another descriptor of ours.
 void arrangeDescriptors(posix_spawn_file_actions_t* actions, const ProgramStart& start) {
     ::posix_spawn_file_actions_addopen(actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_adddup2(actions, start.output, STDOUT_FILENO);

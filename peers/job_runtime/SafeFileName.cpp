@@ -25,11 +25,6 @@ std::string hashOf(const std::string& text) {
     return boost::uuids::to_string(generator(text));
 }
 
-bool isControl(char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7F;
-}
-
 }  // namespace
 
 std::string safeFileName(const std::string& text) {
@@ -42,17 +37,6 @@ std::string safeFileName(const std::string& text) {
         keep ? void(name += c) : appendEncoded(name, c);
     }
     return name.size() <= maxLength ? name : name.substr(0, maxLength) + "-" + hashOf(text);
-}
-
-std::string safeLogText(const std::string& text, std::size_t maxBytes) {
-    std::string line;
-    for (const char c : text) {
-        if (line.size() >= maxBytes) {
-            return line + "...";
-        }
-        isControl(c) ? appendEncoded(line, c) : void(line += c);
-    }
-    return line;
 }
 
 }  // namespace tarn::peers

@@ -9,7 +9,4 @@ namespace tarn::peers {
 /// ends in a hash of the whole text, so that two long texts do not meet. Never empty, never a path.
 std::string safeFileName(const std::string& text);
 
-/// The text as part of one log line: control characters percent-encoded, cut at `maxBytes`.
-std::string safeLogText(const std::string& text, std::size_t maxBytes);
-
 }  // namespace tarn::peers

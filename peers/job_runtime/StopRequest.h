@@ -25,7 +25,7 @@ class StopRequest {
     /// Any thread.
     Wish wish();
 
-    /// For poll: readable when `takeSignals` has something to do, or when a wish was made since.
+    /// For poll: readable when `take` has something new.
     int signalDescriptor() const { return signals.get(); }
     int wishDescriptor() const { return wishes.get(); }
 
