@@ -43,8 +43,8 @@ class Socket {
     ///
     /// Connecting: waits until the peer has answered the handshake, `timeoutMs` at most, else
     /// throws; 0 does not wait (the connection is made, and made again, in the background). The
-    /// host
-    /// "*" means "localhost". A second call replaces the first connection and drops what it held.
+    /// host "*" means "localhost". A second call replaces the first connection and drops what it
+    /// held.
     ///
     /// Binding: `timeoutMs` is not used. An IPC path on which somebody listens, or which is no
     /// socket, throws; a stale socket file is replaced. Publish, Pull and Reply may bind several
@@ -58,6 +58,10 @@ class Socket {
     /// Waits for an incoming message. 0: one is ready; 1: the time-out passed; 2: an error, its
     /// text in `error`. Throws ZmqContextTerminationException.
     int poll(std::uint32_t timeoutMs, std::string& error);
+
+    /// The same, and ends early, with 1, when `descriptor` is readable: for threads that also wait
+    /// for something that is no message.
+    int pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error);
 
     /// Serialises and sends. Push over IPC and TCP, Reply and Publish never wait: a full queue
     /// throws (Publish drops for the subscriber that is too slow). Push in-process waits one second
@@ -73,7 +77,7 @@ class Socket {
     /// Closes; never hangs. Safe to call twice. The socket may be created again.
     void close();
 
-    /// "<name> on <endpoint>", for logs.
+    /// "<name> on <endpoint>", for logs; the name alone while nothing is open.
     std::string debugString() const;
 
   private:
