@@ -92,7 +92,7 @@ TEST_F(JobRunTest, AFailureGivesTheMediaLibrarysMessageAndDetail) {
 }
 
 TEST_F(JobRunTest, TheLogHoldsWhatTheJobIsAndWhatThePipelineWrites) {
-    const auto job = makeJob("videotestsrc num-buffers=1 ! fakesink dump=true");
+    const auto job = makeJob("videotestsrc num-buffers=1 ! video/x-raw,width=16,height=16 ! fakesink dump=true");
     job->play();
     EXPECT_EQ(job->launcher->exitStatus(), 0);
     const auto log = job->log();
@@ -114,7 +114,7 @@ TEST_F(JobRunTest, ADetachedJobIsASessionOfItsOwnAndItsStarterReturns) {
     EXPECT_EQ(std::filesystem::read_symlink("/proc/" + std::to_string(launcher.id()) + "/fd/2"),
               "/dev/null");
     EXPECT_TRUE(job->client().destroy().success());
-    EXPECT_TRUE(launcher.waitForEnd());
+    EXPECT_TRUE(launcher.waitForEnd()) << job->log();
 }
 
 }  // namespace
