@@ -17,7 +17,7 @@ const std::string id = firstId;
 // Nothing listens here; a line that gets as far as asking has the status NoAnswer.
 const std::string nobody = test::newEndpoint();
 
-Run withoutService(std::vector<std::string> arguments) {
+CommandResult withoutService(std::vector<std::string> arguments) {
     arguments.insert(arguments.end(), {"--endpoint", nobody, "--timeout", "0.02"});
     return runLine(arguments);
 }
@@ -27,7 +27,7 @@ class UsageErrors : public testing::TestWithParam<std::vector<std::string>> {};
 }  // namespace
 
 TEST_P(UsageErrors, AreOneLineAndStatusTwo) {
-    const Run run = runLine(GetParam());
+    const CommandResult run = runLine(GetParam());
     EXPECT_EQ(run.status, ExitStatus::Usage);
     EXPECT_EQ(run.out, "");
     EXPECT_THAT(run.err, StartsWith("tarnctl: "));
@@ -55,10 +55,10 @@ INSTANTIATE_TEST_SUITE_P(
                                  "--persistent-name", ".."},
         std::vector<std::string>{"jobs", "stop"}, std::vector<std::string>{"jobs", "watch"},
         std::vector<std::string>{"engines", "submit", "--name", "n"},
-        std::vector<std::string>{"engines", "submit", "--name", "n", "--settings", "s",
-                                 "--option", "x"},
-        std::vector<std::string>{"engines", "submit", "--name", "n", "--settings", "s",
-                                 "--option", "2147483648"},
+        std::vector<std::string>{"engines", "submit", "--name", "n", "--settings", "s", "--option",
+                                 "x"},
+        std::vector<std::string>{"engines", "submit", "--name", "n", "--settings", "s", "--option",
+                                 "2147483648"},
         std::vector<std::string>{"config", "check"},
         std::vector<std::string>{"info", "--endpoint", "nonsense"},
         std::vector<std::string>{"info", "--endpoint", "ipc:///tmp/\x1b[31m"},
@@ -87,26 +87,25 @@ TEST(CommandLine, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
 }
 
 TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {
-    const std::vector<std::vector<std::string>> commands = {
-        {},
-        {"info"},
-        {"jobs"},
-        {"jobs", "list"},
-        {"jobs", "show"},
-        {"jobs", "submit"},
-        {"jobs", "watch"},
-        {"jobs", "stop"},
-        {"engines"},
-        {"engines", "submit"},
-        {"config"},
-        {"config", "check"}};
+    const std::vector<std::vector<std::string>> commands = {{},
+                                                            {"info"},
+                                                            {"jobs"},
+                                                            {"jobs", "list"},
+                                                            {"jobs", "show"},
+                                                            {"jobs", "submit"},
+                                                            {"jobs", "watch"},
+                                                            {"jobs", "stop"},
+                                                            {"engines"},
+                                                            {"engines", "submit"},
+                                                            {"config"},
+                                                            {"config", "check"}};
     for (auto command : commands) {
         std::string name = "tarnctl";
         for (const auto& word : command) {
             name += " " + word;
         }
         command.emplace_back("--help");
-        const Run run = runLine(command);
+        const CommandResult run = runLine(command);
         EXPECT_EQ(run.status, ExitStatus::Done);
         EXPECT_THAT(run.out, HasSubstr("Usage: " + name));
         EXPECT_THAT(run.out, HasSubstr("Example"));
@@ -128,7 +127,7 @@ TEST(CommandLine, SaysWhenNobodyAnswers) {
                              {"jobs", "watch", id},
                              {"jobs", "stop", id},
                              {"engines", "submit", "--name", "n", "--settings", "s"}}) {
-        const Run run = withoutService(line);
+        const CommandResult run = withoutService(line);
         EXPECT_EQ(run.status, ExitStatus::NoAnswer);
         EXPECT_EQ(run.out, "");
         EXPECT_EQ(run.err, "tarnctl: no answer from " + nobody + " within 0.02 s\n");

@@ -27,7 +27,7 @@ TEST_F(JobCommandsTest, ListShowsIdNameAndEndpoints) {
     const auto job = test::runningJob(firstId, "cam1");
     service.runs(job);
     service.runs(test::runningJob(secondId, ""));
-    const Run run = tarnctl({"jobs", "list"});
+    const CommandResult run = tarnctl({"jobs", "list"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +COMMAND ENDPOINT +EVENT ENDPOINT\n"
                                                "3f2a[-0-9a-f]+  cam1  ipc:.*\n"
@@ -62,11 +62,11 @@ TEST_F(JobCommandsTest, ListAsksEachJobForItsStateWhenToldTo) {
     const FakeJob playing(firstId, "cam1");
     service.runs(playing.entry());
     service.runs(test::runningJob(secondId, "cam2"));
-    const Run run = tarnctl({"jobs", "list", "--state", "--timeout", "0.3"});
+    const CommandResult run = tarnctl({"jobs", "list", "--state", "--timeout", "0.3"});
     EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +STATE +COMMAND .*\n"
                                                "3f2a.* cam1  playing    .*\n"
                                                "3f2b.* cam2  no answer  .*\n"));
-    const json document =
+    json document =
         json::parse(tarnctl({"jobs", "list", "--state", "--json", "--timeout", "0.3"}).out);
     EXPECT_EQ(document["running_jobs"][0]["state"], "playing");
     EXPECT_EQ(document["running_jobs"][1]["state"], "no answer");
@@ -76,19 +76,20 @@ TEST_F(JobCommandsTest, ListKeepsAHostileNameAwayFromTheTerminal) {
     auto job = test::runningJob(firstId, "\x1b]0;owned\x07\n\xff");
     job.set_event_endpoint("\x1b[2J");
     service.runs(job);
-    const Run run = tarnctl({"jobs", "list"});
+    const CommandResult run = tarnctl({"jobs", "list"});
     EXPECT_THAT(run.out, HasSubstr("\\x1b]0;owned\\x07\\x0a\\xff"));
     EXPECT_THAT(run.out, HasSubstr("\\x1b[2J"));
     EXPECT_THAT(run.out, Not(HasSubstr("\x1b")));
 }
 
 TEST_F(JobCommandsTest, ListIsJsonWhateverTheNames) {
-    for (const std::string name : {"\x1b]0;owned\x07", "\"}]\n", "\xff\xc3", "写真", "\xed\xa0\x80"}) {
+    for (const std::string name :
+         {"\x1b]0;owned\x07", "\"}]\n", "\xff\xc3", "写真", "\xed\xa0\x80"}) {
         service.runs(test::runningJob(firstId, name));
     }
-    const Run run = tarnctl({"jobs", "list", "--json"});
+    const CommandResult run = tarnctl({"jobs", "list", "--json"});
     EXPECT_EQ(run.status, ExitStatus::Done) << run.err;
-    const json document = json::parse(run.out);
+    json document = json::parse(run.out);
     ASSERT_EQ(document["running_jobs"].size(), 5U);
     EXPECT_EQ(document["running_jobs"][1]["job_description"]["name"], "\"}]\n");
     EXPECT_EQ(document["running_jobs"][3]["job_description"]["name"], "写真");
@@ -98,7 +99,7 @@ TEST_F(JobCommandsTest, ListIsJsonWhateverTheNames) {
 TEST_F(JobCommandsTest, ShowPutsTheListAndTheJobsOwnAnswerTogether) {
     const FakeJob job(firstId, "cam1");
     service.runs(job.entry());
-    const Run run = tarnctl({"jobs", "show", "3f2a"});
+    const CommandResult run = tarnctl({"jobs", "show", "3f2a"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_EQ(run.out, "Id            " + firstId +
                            "\nName          cam1"
@@ -119,7 +120,7 @@ TEST_F(JobCommandsTest, ShowPutsTheListAndTheJobsOwnAnswerTogether) {
 TEST_F(JobCommandsTest, ShowIsOneJsonDocument) {
     const FakeJob job(firstId, "cam1");
     service.runs(job.entry());
-    const json document = json::parse(tarnctl({"--json", "jobs", "show", firstId}).out);
+    json document = json::parse(tarnctl({"--json", "jobs", "show", firstId}).out);
     EXPECT_EQ(document["job_description"]["name"], "cam1");
     EXPECT_EQ(document["command_endpoint"], job.entry().command_endpoint());
     EXPECT_EQ(document["status"]["state"], "JOB_STATE_PLAYING");
@@ -129,21 +130,20 @@ TEST_F(JobCommandsTest, ShowIsOneJsonDocument) {
 TEST_F(JobCommandsTest, ShowSaysThatAJobDoesNotAnswerAndShowsTheRest) {
     const auto job = test::runningJob(firstId, "cam1");
     service.runs(job);
-    const Run run = tarnctl({"jobs", "show", firstId, "--timeout", "0.2"});
+    const CommandResult run = tarnctl({"jobs", "show", firstId, "--timeout", "0.2"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_THAT(run.out, HasSubstr("Name      cam1\n"));
     EXPECT_THAT(run.out, HasSubstr("State     no answer from " + job.command_endpoint() +
                                    " within 0.2 s\n"));
-    const Run asJson = tarnctl({"jobs", "show", firstId, "--json", "--timeout", "0.2"});
-    EXPECT_THAT(json::parse(asJson.out)["status_error"].get<std::string>(),
-                HasSubstr("no answer"));
+    const CommandResult asJson = tarnctl({"jobs", "show", firstId, "--json", "--timeout", "0.2"});
+    EXPECT_THAT(json::parse(asJson.out)["status_error"].get<std::string>(), HasSubstr("no answer"));
 }
 
 TEST_F(JobCommandsTest, ShowSaysThatAnEndpointMakesNoSense) {
     auto job = test::runningJob(firstId, "cam1");
     job.set_command_endpoint("nonsense\x1b");
     service.runs(job);
-    const Run run = tarnctl({"jobs", "show", firstId});
+    const CommandResult run = tarnctl({"jobs", "show", firstId});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_THAT(run.out, HasSubstr("State     the job's endpoint: "));
     EXPECT_THAT(run.out, Not(HasSubstr("\x1b")));
@@ -151,7 +151,7 @@ TEST_F(JobCommandsTest, ShowSaysThatAnEndpointMakesNoSense) {
 
 TEST_F(JobCommandsTest, AnUnknownJobIsAFailure) {
     for (const std::string command : {"show", "watch", "stop"}) {
-        const Run run = tarnctl({"jobs", command, "3f2a"});
+        const CommandResult run = tarnctl({"jobs", command, "3f2a"});
         EXPECT_EQ(run.status, ExitStatus::Failed);
         EXPECT_EQ(run.err, "tarnctl: no running job has the id \"3f2a\"\n");
     }
@@ -161,7 +161,7 @@ TEST_F(JobCommandsTest, StopDestroysTheJobAndWaitsUntilItIsGone) {
     FakeJob job(firstId, "cam1");
     job.whenDestroyed([this] { service.runsNoMore(firstId); });
     service.runs(job.entry());
-    const Run run = tarnctl({"jobs", "stop", "3f2a"});
+    const CommandResult run = tarnctl({"jobs", "stop", "3f2a"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_EQ(run.out, "job " + firstId + " stopped\n");
     ASSERT_EQ(job.requests().size(), 1U);
@@ -174,20 +174,18 @@ TEST_F(JobCommandsTest, StopDestroysTheJobAndWaitsUntilItIsGone) {
 TEST_F(JobCommandsTest, StopForGoodSetsTheOption) {
     FakeJob job(firstId, "cam1");
     service.runs(job.entry());
-    const Run run = tarnctl({"jobs", "stop", firstId, "--for-good", "--no-wait", "--json"});
+    const CommandResult run =
+        tarnctl({"jobs", "stop", firstId, "--for-good", "--no-wait", "--json"});
     EXPECT_EQ(json::parse(run.out), json({{"job_id", firstId}, {"state", "stopping"}}));
     ASSERT_EQ(job.requests().size(), 1U);
-    EXPECT_TRUE(job.requests()
-                    .front()
-                    .GetExtension(ApiToJobRequestDestroy::base)
-                    .destroy_option());
+    EXPECT_TRUE(job.requests().front().GetExtension(ApiToJobRequestDestroy::base).destroy_option());
 }
 
 TEST_F(JobCommandsTest, StopShowsTheJobsRefusal) {
     FakeJob job(firstId, "cam1");
     job.refuses("on air");
     service.runs(job.entry());
-    const Run run = tarnctl({"jobs", "stop", firstId});
+    const CommandResult run = tarnctl({"jobs", "stop", firstId});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_EQ(run.err, "tarnctl: on air\n");
 }
@@ -196,7 +194,7 @@ TEST_F(JobCommandsTest, StopSaysWhenTheJobDoesNotAnswer) {
     FakeJob job(firstId, "cam1");
     job.staysSilent();
     service.runs(job.entry());
-    const Run run = tarnctl({"jobs", "stop", firstId, "--timeout", "0.2"});
+    const CommandResult run = tarnctl({"jobs", "stop", firstId, "--timeout", "0.2"});
     EXPECT_EQ(run.status, ExitStatus::NoAnswer);
     EXPECT_EQ(run.err,
               "tarnctl: no answer from " + job.entry().command_endpoint() + " within 0.2 s\n");
@@ -206,7 +204,7 @@ TEST_F(JobCommandsTest, StopSaysWhenTheJobAnswersGarbage) {
     FakeJob job(firstId, "cam1");
     job.answersGarbage();
     service.runs(job.entry());
-    const Run run = tarnctl({"jobs", "stop", firstId});
+    const CommandResult run = tarnctl({"jobs", "stop", firstId});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_THAT(run.err, HasSubstr("unreadable answer"));
 }

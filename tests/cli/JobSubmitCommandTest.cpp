@@ -27,14 +27,14 @@ class JobSubmitCommandTest : public TarnctlFixture {
     }
 
     /// Submits the job with --wait.
-    Run submitAndWait(const std::vector<std::string>& more = {}) {
-        std::vector<std::string> line = {"jobs", "submit", "--pipeline", "p", "--id", firstId,
-                                         "--wait"};
+    CommandResult submitAndWait(const std::vector<std::string>& more = {}) {
+        std::vector<std::string> line = {"jobs", "submit", "--pipeline", "p",
+                                         "--id", firstId,  "--wait"};
         line.insert(line.end(), more.begin(), more.end());
         return tarnctl(line);
     }
 
-    Run submitAndWaitFor(FakeJob& job, const JobEvent& lastEvent) {
+    CommandResult submitAndWaitFor(FakeJob& job, const JobEvent& lastEvent) {
         service.launches(job.entry());
         job.publishes(lastEvent);
         return submitAndWait();
@@ -44,10 +44,10 @@ class JobSubmitCommandTest : public TarnctlFixture {
 }  // namespace
 
 TEST_F(JobSubmitCommandTest, CarriesEveryOption) {
-    const Run run = tarnctl({"jobs", "submit", "--pipeline", "videotestsrc ! fakesink", "--name",
-                             "cam1", "--id", firstId, "--property", "studio=2", "--property",
-                             "tags=[a,b]=c", "--property", "studio=", "--persistent",
-                             "--persistent-name", "keep.job"});
+    const CommandResult run =
+        tarnctl({"jobs", "submit", "--pipeline", "videotestsrc ! fakesink", "--name", "cam1",
+                 "--id", firstId, "--property", "studio=2", "--property", "tags=[a,b]=c",
+                 "--property", "studio=", "--persistent", "--persistent-name", "keep.job"});
     EXPECT_EQ(run.status, ExitStatus::Done) << run.err;
     const auto job = submitted();
     EXPECT_EQ(job.job_description().name(), "cam1");
@@ -79,19 +79,17 @@ TEST_F(JobSubmitCommandTest, MakesANewIdForEachJob) {
     EXPECT_EQ(first.size(), 36U);
     tarnctl({"jobs", "submit", "--pipeline", "p"});
     const auto second = service.lastRequest();
-    EXPECT_NE(second.GetExtension(ApiToServiceRequestJobSubmission::base)
-                  .job_description()
-                  .job_id(),
-              first);
+    EXPECT_NE(
+        second.GetExtension(ApiToServiceRequestJobSubmission::base).job_description().job_id(),
+        first);
 }
 
 TEST_F(JobSubmitCommandTest, PrintsTheIdAndBothEndpoints) {
     const auto job = test::runningJob(firstId, "");
     service.launchesNothing(job);
     const std::vector<std::string> line = {"jobs", "submit", "--pipeline", "p", "--id", firstId};
-    EXPECT_EQ(tarnctl(line).out, "Job       " + firstId + "\nCommands  " +
-                                     job.command_endpoint() + "\nEvents    " +
-                                     job.event_endpoint() + "\n");
+    EXPECT_EQ(tarnctl(line).out, "Job       " + firstId + "\nCommands  " + job.command_endpoint() +
+                                     "\nEvents    " + job.event_endpoint() + "\n");
     auto asJson = line;
     asJson.emplace_back("--json");
     EXPECT_EQ(json::parse(tarnctl(asJson).out), json({{"job_id", firstId},
@@ -101,7 +99,7 @@ TEST_F(JobSubmitCommandTest, PrintsTheIdAndBothEndpoints) {
 
 TEST_F(JobSubmitCommandTest, WaitsForTheEndOfTheStream) {
     FakeJob job(firstId, "cam1");
-    const Run run = submitAndWaitFor(job, test::endEvent(JobEventEnd::END_OF_STREAM));
+    const CommandResult run = submitAndWaitFor(job, test::endEvent(JobEventEnd::END_OF_STREAM));
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_THAT(run.out, HasSubstr("job " + firstId + " ended: end of stream\n"));
     EXPECT_EQ(run.err, "");
@@ -109,31 +107,30 @@ TEST_F(JobSubmitCommandTest, WaitsForTheEndOfTheStream) {
 
 TEST_F(JobSubmitCommandTest, FailsWithAJobThatFails) {
     FakeJob job(firstId, "cam1");
-    const Run run = submitAndWaitFor(job, test::endBySignal(11));
+    const CommandResult run = submitAndWaitFor(job, test::endBySignal(11));
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_EQ(run.err, "tarnctl: job " + firstId + " crashed, signal 11 (SIGSEGV)\n");
 }
 
 TEST_F(JobSubmitCommandTest, FailsWithAJobThatIsDestroyed) {
     FakeJob job(firstId, "cam1");
-    const Run run = submitAndWaitFor(job, test::endEvent(JobEventEnd::DESTROYED));
+    const CommandResult run = submitAndWaitFor(job, test::endEvent(JobEventEnd::DESTROYED));
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_EQ(run.err, "tarnctl: job " + firstId + " was destroyed\n");
 }
 
 TEST_F(JobSubmitCommandTest, FailsWhenTheJobDoesNotAppear) {
     service.launchesNothing(test::runningJob(firstId, ""));
-    const Run run = submitAndWait({"--timeout", "0.3"});
+    const CommandResult run = submitAndWait({"--timeout", "0.3"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
-    EXPECT_EQ(run.err,
-              "tarnctl: job " + firstId + " did not start; see the service's log\n");
+    EXPECT_EQ(run.err, "tarnctl: job " + firstId + " did not start; see the service's log\n");
 }
 
 TEST_F(JobSubmitCommandTest, IgnoresWhatAnotherJobPublishesOnTheSameEndpoint) {
     FakeJob other(secondId, "cam2");
     other.publishes(test::endEvent(JobEventEnd::END_OF_STREAM));
     service.launchesNothing(other.entry());
-    const Run run = submitAndWait({"--timeout", "0.3"});
+    const CommandResult run = submitAndWait({"--timeout", "0.3"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_THAT(run.err, HasSubstr("did not start"));
 }
@@ -152,7 +149,7 @@ TEST_F(JobSubmitCommandTest, FailsWhenTheJobVanishesWithoutAWord) {
         }
         return reply;
     });
-    const Run run = submitAndWait();
+    const CommandResult run = submitAndWait();
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_EQ(run.err,
               "tarnctl: job " + firstId + " is gone and did not say why; see the service's log\n");
@@ -167,26 +164,25 @@ TEST_F(JobSubmitCommandTest, GoesOnWithAJobThatAnswersWhenTheServiceDoesNot) {
         }
         return nullptr;
     });
-    const Run run = submitAndWait({"--timeout", "0.2"});
+    const CommandResult run = submitAndWait({"--timeout", "0.2"});
     EXPECT_EQ(run.status, ExitStatus::Done) << run.err;
 }
 
 TEST_F(JobSubmitCommandTest, GivesUpWhenNeitherServiceNorJobAnswers) {
     service.launchesNothing(test::runningJob(firstId, ""));
     service.answers(FakeService::Request::GET_JOB_BY_UUID, [](const auto&) { return nullptr; });
-    const Run run = submitAndWait({"--timeout", "0.1"});
+    const CommandResult run = submitAndWait({"--timeout", "0.1"});
     EXPECT_EQ(run.status, ExitStatus::NoAnswer);
-    EXPECT_EQ(run.err,
-              "tarnctl: neither the service nor job " + firstId + " answers any more\n");
+    EXPECT_EQ(run.err, "tarnctl: neither the service nor job " + firstId + " answers any more\n");
 }
 
 TEST_F(JobSubmitCommandTest, WaitingIsOneJsonDocumentWithTheOutcome) {
     FakeJob job(firstId, "cam1");
     service.launches(job.entry());
     job.publishes(test::endBySignal(6));
-    const Run run = submitAndWait({"--json"});
+    const CommandResult run = submitAndWait({"--json"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
-    const json document = json::parse(run.out);
+    json document = json::parse(run.out);
     EXPECT_EQ(document["job_id"], firstId);
     EXPECT_EQ(document["outcome"], "crashed");
     EXPECT_EQ(document["outcome_text"], "job " + firstId + " crashed, signal 6 (SIGABRT)");
@@ -194,7 +190,7 @@ TEST_F(JobSubmitCommandTest, WaitingIsOneJsonDocumentWithTheOutcome) {
 
 TEST_F(JobSubmitCommandTest, FailsWhenTheServiceGivesOutAnEndpointThatMakesNoSense) {
     service.launchesNothing({});
-    const Run run = submitAndWait();
+    const CommandResult run = submitAndWait();
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_THAT(run.err, HasSubstr("the job's endpoint"));
 }

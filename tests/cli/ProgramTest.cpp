@@ -41,10 +41,10 @@ class ProgramTest : public testing::Test {
                                    std::map<std::string, std::string> environment = {}) const {
         environment.emplace("TERM", "xterm");
         environment.emplace("NO_COLOR", "");
-        return test::runProcess({"script", "-qec",
-                                 program + " --endpoint " + service.endpoint() + " " + arguments,
-                                 "/dev/null"},
-                                environment);
+        return test::runProcess(
+            {"script", "-qec", program + " --endpoint " + service.endpoint() + " " + arguments,
+             "/dev/null"},
+            environment);
     }
 
     test::FakeService service;
@@ -104,9 +104,9 @@ TEST_F(ProgramTest, WritesJsonThatParsesWhateverTheNames) {
 }
 
 TEST_F(ProgramTest, FailsWhenItsOutputCannotBeWritten) {
-    const auto result = test::runProcess(
-        {"sh", "-c", "exec \"$0\" --endpoint \"$1\" info > /dev/full", program,
-         service.endpoint()});
+    const auto result =
+        test::runProcess({"sh", "-c", "exec \"$0\" --endpoint \"$1\" info > /dev/full", program,
+                          service.endpoint()});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.err, "tarnctl: cannot write the output\n");
 }
@@ -135,8 +135,7 @@ TEST_F(ProgramTest, DrawsProgressOnATerminal) {
     service.runs(job.entry());
     job.publishes(test::progressEvent(0.42));
     Process watch({"script", "-qec",
-                   program + " --endpoint " + service.endpoint() + " jobs watch 3f2a",
-                   "/dev/null"},
+                   program + " --endpoint " + service.endpoint() + " jobs watch 3f2a", "/dev/null"},
                   {{"TERM", "xterm"}});
     EXPECT_TRUE(watch.waitForOut("]  42 %  0:42 / 1:40\x1b[K"));
     job.publishes(test::endBySignal(9));

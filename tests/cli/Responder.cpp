@@ -16,8 +16,7 @@ std::string newEndpoint() {
 class Responder::Server {
   public:
     Server(const std::string& endpoint, Behaviour behaviour)
-        : behaviour(std::move(behaviour)),
-          socket("responder", tarn::socket::ClosePolicy::Flush) {
+        : behaviour(std::move(behaviour)), socket("responder", tarn::socket::ClosePolicy::Flush) {
         socket.createAndConnect(tarn::socket::Protocol::Reply,
                                 tarn::socket::SocketEndpoint::FromString(endpoint), 0);
     }

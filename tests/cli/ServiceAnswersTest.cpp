@@ -27,14 +27,14 @@ class ServiceAnswersTest : public TarnctlFixture {
 
 TEST_F(ServiceAnswersTest, ASilentServiceIsGivenUpAtTheTimeOut) {
     service.staysSilent();
-    const Run run = tarnctl({"info", "--timeout", "0.05"});
+    const CommandResult run = tarnctl({"info", "--timeout", "0.05"});
     EXPECT_EQ(run.status, ExitStatus::NoAnswer);
     EXPECT_EQ(run.err, "tarnctl: no answer from " + service.endpoint() + " within 0.05 s\n");
 }
 
 TEST_F(ServiceAnswersTest, ARequestThatIsLeftUnansweredIsNoAnswer) {
     service.answers(FakeService::Request::JOB_SUBMISSION, [](const auto&) { return nullptr; });
-    const Run run = tarnctl({"jobs", "submit", "--pipeline", "p", "--timeout", "0.05"});
+    const CommandResult run = tarnctl({"jobs", "submit", "--pipeline", "p", "--timeout", "0.05"});
     EXPECT_EQ(run.status, ExitStatus::NoAnswer);
     EXPECT_EQ(run.err, "tarnctl: no answer from " + service.endpoint() + " within 0.05 s\n");
 }
@@ -45,7 +45,7 @@ TEST_F(ServiceAnswersTest, ARefusalIsShownInTheServicesWords) {
     reply.set_success(false);
     reply.set_error_message("not today\x1b[31m");
     infoIsAnsweredWith(reply);
-    const Run run = tarnctl({"info"});
+    const CommandResult run = tarnctl({"info"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_EQ(run.err, "tarnctl: not today\\x1b[31m\n");
 }
@@ -62,22 +62,21 @@ TEST_F(ServiceAnswersTest, AnAnswerOfAnotherTypeIsAFailure) {
     reply.set_type(FakeService::Reply::GET_JOBS);
     reply.set_success(true);
     infoIsAnsweredWith(reply);
-    const Run run = tarnctl({"info"});
+    const CommandResult run = tarnctl({"info"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
-    EXPECT_EQ(run.err, "tarnctl: unexpected answer from " + service.endpoint() +
-                           ": type 4 instead of 1\n");
+    EXPECT_EQ(run.err,
+              "tarnctl: unexpected answer from " + service.endpoint() + ": type 4 instead of 1\n");
 }
 
 TEST_F(ServiceAnswersTest, GarbageIsAFailure) {
-    service.answers(FakeService::Request::GET_INFO,
-                    [](const auto&) { return test::garbage(); });
-    const Run run = tarnctl({"info"});
+    service.answers(FakeService::Request::GET_INFO, [](const auto&) { return test::garbage(); });
+    const CommandResult run = tarnctl({"info"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_THAT(run.err, HasSubstr("tarnctl: unreadable answer from " + service.endpoint()));
 }
 
 TEST_F(ServiceAnswersTest, InfoIsShownForPeople) {
-    const Run run = tarnctl({"info"});
+    const CommandResult run = tarnctl({"info"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_EQ(run.out,
               "Service       TarnService\n"
@@ -93,15 +92,15 @@ TEST_F(ServiceAnswersTest, InfoIsShownForPeople) {
 }
 
 TEST_F(ServiceAnswersTest, InfoIsShownAsJson) {
-    const json document = json::parse(tarnctl({"info", "--json"}).out);
+    json document = json::parse(tarnctl({"info", "--json"}).out);
     EXPECT_EQ(document["service_name"], "TarnService");
     EXPECT_EQ(document["components_dictionary"]["components"][0]["name"], "scaler");
     EXPECT_EQ(document["loop_storage_configuration"]["port"], 4711);
 }
 
 TEST_F(ServiceAnswersTest, AnEngineSubmissionCarriesEveryOption) {
-    const Run run = tarnctl({"engines", "submit", "--name", "mixer", "--settings",
-                             "audiotestsrc ! fakesink", "--option", "-7"});
+    const CommandResult run = tarnctl({"engines", "submit", "--name", "mixer", "--settings",
+                                       "audiotestsrc ! fakesink", "--option", "-7"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_EQ(run.out,
               "Commands  tcp://*:1001\nEvents    tcp://*:1002\n"
@@ -116,7 +115,8 @@ TEST_F(ServiceAnswersTest, AnEngineSubmissionCarriesEveryOption) {
 }
 
 TEST_F(ServiceAnswersTest, AnEngineSubmissionIsShownAsJson) {
-    const Run run = tarnctl({"engines", "submit", "--name", "m", "--settings", "s", "--json"});
+    const CommandResult run =
+        tarnctl({"engines", "submit", "--name", "m", "--settings", "s", "--json"});
     EXPECT_EQ(json::parse(run.out)["fourth_engine_endpoint"], "tcp://*:1004");
 }
 

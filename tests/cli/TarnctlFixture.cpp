@@ -8,7 +8,7 @@
 
 namespace tarn::cli {
 
-Run runLine(const std::vector<std::string>& arguments, Terminal terminal) {
+CommandResult runLine(const std::vector<std::string>& arguments, Terminal terminal) {
     std::ostringstream out;
     std::ostringstream err;
     Output output(out, err, terminal);
@@ -16,7 +16,7 @@ Run runLine(const std::vector<std::string>& arguments, Terminal terminal) {
     return {status, out.str(), err.str()};
 }
 
-Run TarnctlFixture::tarnctl(std::vector<std::string> arguments) {
+CommandResult TarnctlFixture::tarnctl(std::vector<std::string> arguments) {
     arguments.insert(arguments.end(), {"--endpoint", service.endpoint()});
     if (std::find(arguments.begin(), arguments.end(), "--timeout") == arguments.end()) {
         arguments.insert(arguments.end(), {"--timeout", "10"});

@@ -12,20 +12,20 @@
 namespace tarn::cli {
 
 /// What a command line came to.
-struct Run {
+struct CommandResult {
     ExitStatus status;
     std::string out;
     std::string err;
 };
 
 /// Runs a command line in this process; nothing is added to it.
-Run runLine(const std::vector<std::string>& arguments, Terminal terminal = {});
+CommandResult runLine(const std::vector<std::string>& arguments, Terminal terminal = {});
 
 /// A fake service, and command lines that are meant for it.
 class TarnctlFixture : public testing::Test {
   protected:
     /// Runs in this process against the service, with a time-out of 10 s unless another is given.
-    Run tarnctl(std::vector<std::string> arguments);
+    CommandResult tarnctl(std::vector<std::string> arguments);
 
     test::FakeService service;
 };

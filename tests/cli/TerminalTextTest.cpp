@@ -24,8 +24,8 @@ TEST(TerminalText, EscapesWhatTurnsTheWritingDirection) {
 
 TEST(TerminalText, EscapesBytesThatAreNoUtf8) {
     EXPECT_EQ(escapeForTerminal("\xff"), "\\xff");
-    EXPECT_EQ(escapeForTerminal("\xc3"), "\\xc3");                   // cut off
-    EXPECT_EQ(escapeForTerminal("\xc0\x9b"), "\\xc0\\x9b");          // overlong escape
+    EXPECT_EQ(escapeForTerminal("\xc3"), "\\xc3");                    // cut off
+    EXPECT_EQ(escapeForTerminal("\xc0\x9b"), "\\xc0\\x9b");           // overlong escape
     EXPECT_EQ(escapeForTerminal("\xe0\x80\x9b"), "\\xe0\\x80\\x9b");  // the same in three bytes
     EXPECT_EQ(escapeForTerminal("\xed\xa0\x80"), "\\xed\\xa0\\x80");  // half a surrogate pair
     EXPECT_EQ(escapeForTerminal("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");
