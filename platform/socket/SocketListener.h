@@ -25,7 +25,8 @@ namespace tarn::socket::utils {
 /// start, stop and addListenEndpoint may be called from any thread, one at a time inside the
 /// listener; getBaseMessage and handleMessage are called on the listener's thread only, one message
 /// after the other in arrival order. A message that is too large or does not parse is logged and
-/// dropped; an exception of handleMessage is logged; neither ends the thread.
+/// dropped; an exception of handleMessage is logged; neither ends the thread. The thread has
+/// signals blocked, so that no handler runs on it.
 ///
 /// A derived class stops the listener in its own destructor, before its part of the object is gone.
 class SocketListener : public tarn::utils::IMessageFormatter {
