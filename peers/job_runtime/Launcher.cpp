@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "peers/job_runtime/Job.h"
 #include "peers/job_runtime/JobLog.h"
@@ -58,7 +59,9 @@ class Launcher {
     }
 
     void openLog(const std::string& label) {
-        logFile = openJobLog(jobLogFolders(), label);
+        const auto folders =
+            options.logFolder.empty() ? jobLogFolders() : std::vector{options.logFolder};
+        logFile = openJobLog(folders, label);
         if (options.daemon) {
             closeStandardStreams();
         }

@@ -20,6 +20,7 @@ std::optional<LauncherOptions> parseLauncherOptions(int argc, const char* const*
     app.add_option("-e,--endpoint", options.endpoint, "Endpoint on which the setup will arrive")
         ->required();
     app.add_flag("-d,--daemon", options.daemon, "Detach from the terminal and the caller");
+    app.add_option("--log-folder", options.logFolder, "Folder for the job's log file");
     app.add_option("--setup-timeout", setupSeconds, "How long to wait for the setup, in seconds")
         ->check(CLI::Range(0.0, longestTimeout))
         ->group("");

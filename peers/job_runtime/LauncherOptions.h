@@ -8,9 +8,10 @@ namespace tarn::peers {
 
 /// What a launcher was started with.
 struct LauncherOptions {
-    std::string label;     ///< names the log; empty: chosen when the setup is known
-    std::string endpoint;  ///< private endpoint on which the setup arrives
-    bool daemon = false;   ///< run detached
+    std::string label;      ///< names the log; empty: chosen when the setup is known
+    std::string endpoint;   ///< private endpoint on which the setup arrives
+    std::string logFolder;  ///< empty: the machine's own, see jobLogFolders
+    bool daemon = false;    ///< run detached
     std::chrono::milliseconds setupTimeout{10'000};
 };
 

@@ -3,13 +3,17 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <string_view>
 #include <system_error>
+
+// That header does not say it itself in the C library of Debian 12.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 #include "peers/job_runtime/ProgramStart.h"
 #include "platform/utils/Log.h"

@@ -17,8 +17,7 @@ bool RunResult::failed() const {
 RunResult judge(const RunFacts& facts, const ProcessEnd& end) {
     switch (facts.ending) {
         case RunFacts::Ending::StopAsked:
-            return {JobEventEnd::DESTROYED, end,
-                    "destroyed; the pipeline process " + describe(end)};
+            return {JobEventEnd::DESTROYED, end, "destroyed; pipeline process " + describe(end)};
         case RunFacts::Ending::EndOfStream:
             return {JobEventEnd::END_OF_STREAM, end, "end of stream"};
         case RunFacts::Ending::Failure:

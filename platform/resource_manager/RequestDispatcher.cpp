@@ -108,12 +108,4 @@ void RequestDispatcher::serve(const Request& request, Reply& reply) {
     throw std::runtime_error("Unknown type of request to the resource manager");
 }
 
-Reply unreadableRequestReply(const std::string& reason) {
-    Reply reply;
-    reply.set_type(Request::UNKNOWN);
-    reply.set_success(false);
-    reply.set_error_message("Unreadable request to the resource manager: " + reason);
-    return reply;
-}
-
 }  // namespace tarn::resource_manager

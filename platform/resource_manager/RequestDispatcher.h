@@ -28,7 +28,4 @@ class RequestDispatcher {
     const std::shared_ptr<Registry> registry;
 };
 
-/// The reply to bytes that are no request.
-tarn::proto::resource_manager::Reply unreadableRequestReply(const std::string& reason);
-
 }  // namespace tarn::resource_manager

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -33,20 +32,20 @@ RequestThread::RequestThread(std::unique_ptr<tarn::socket::Socket> socket,
       dispatcher(std::move(registry)),
       thread([this](const std::stop_token& stop) { run(stop); }) {}
 
+// What goes wrong with one request costs the next one nothing.
 void RequestThread::run(const std::stop_token& stop) {
     while (!stop.stop_requested()) {
         try {
-            serveNext();
+            waitAndServe(stop);
         } catch (const tarn::socket::ZmqContextTerminationException&) {
             return;
         } catch (const std::exception& e) {
-            tarn::utils::logError(formatMessage(e.what()));
-            pauseUnlessStopped(stop);
+            tarn::utils::logWarning(formatMessage(e.what()));
         }
     }
 }
 
-void RequestThread::serveNext() {
+void RequestThread::waitAndServe(const std::stop_token& stop) {
     std::string error;
     switch (socket->poll(pollMs, error)) {
         case 0:
@@ -54,29 +53,17 @@ void RequestThread::serveNext() {
         case 1:
             return;
         default:
-            throw std::runtime_error("Waiting for requests failed: " + error);
+            tarn::utils::logError(formatMessage("Waiting for requests failed: " + error));
+            pauseUnlessStopped(stop);
     }
 }
 
+// Bytes that are no request have no sender any more who could be answered.
 void RequestThread::serveOneRequest() {
-    tarn::proto::resource_manager::Reply reply;
-    try {
-        tarn::proto::resource_manager::Request request;
-        socket->receiveProtoBuf(&request, maxRequestBytes);
-        reply = dispatcher.answer(request);
-    } catch (const tarn::socket::ZmqContextTerminationException&) {
-        throw;
-    } catch (const std::exception& e) {
-        tarn::utils::logError(formatMessage(e.what()));
-        reply = unreadableRequestReply(e.what());
-    }
-    try {
-        socket->sendProtoBuf(&reply);
-    } catch (const tarn::socket::ZmqContextTerminationException&) {
-        throw;
-    } catch (const std::exception& e) {
-        tarn::utils::logWarning(formatMessage(std::string("Reply not sent: ") + e.what()));
-    }
+    tarn::proto::resource_manager::Request request;
+    socket->receiveProtoBuf(&request, maxRequestBytes);
+    const auto reply = dispatcher.answer(request);
+    socket->sendProtoBuf(&reply);
 }
 
 }  // namespace tarn::resource_manager

@@ -18,7 +18,7 @@ class RequestThread : private tarn::utils::MessageFormatter {
 
   private:
     void run(const std::stop_token& stop);
-    void serveNext();
+    void waitAndServe(const std::stop_token& stop);
     void serveOneRequest();
 
     const std::unique_ptr<tarn::socket::Socket> socket;  // used by the thread alone

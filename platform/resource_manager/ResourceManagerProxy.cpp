@@ -12,13 +12,11 @@ namespace tarn::resource_manager {
 
 namespace {
 
-constexpr std::uint32_t connectTimeoutMs = 2000;
-
 std::shared_ptr<Backend> backendFor(const tarn::socket::SocketEndpoint& endpoint) {
     if (ServedRegistry::find(endpoint)) {
         return std::make_shared<LocalBackend>(endpoint);
     }
-    return std::make_shared<SocketBackend>(endpoint, connectTimeoutMs);
+    return std::make_shared<SocketBackend>(endpoint);
 }
 
 // The one place where exceptions become a result and a text.

@@ -1,5 +1,6 @@
 #include "platform/resource_manager/SocketBackend.h"
 
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -30,10 +31,15 @@ std::list<RunningJob> jobsOf(const Reply& reply) {
 
 }  // namespace
 
-SocketBackend::SocketBackend(tarn::socket::SocketEndpoint endpoint, std::uint32_t timeoutMs)
+SocketBackend::SocketBackend(tarn::socket::SocketEndpoint endpoint)
+    : SocketBackend(std::move(endpoint), Bounds()) {}
+
+SocketBackend::SocketBackend(tarn::socket::SocketEndpoint endpoint, Bounds bounds)
     : endpoint(std::move(endpoint)) {
-    connection.lock()->socket.createAndConnect(tarn::socket::Protocol::Request, this->endpoint,
-                                               timeoutMs);
+    auto locked = connection.lock();
+    locked->socket.setTimeout(bounds.answer);
+    locked->socket.createAndConnect(tarn::socket::Protocol::Request, this->endpoint,
+                                    static_cast<std::uint32_t>(bounds.connecting.count()));
 }
 
 Reply SocketBackend::ask(const Request& request) {
@@ -43,7 +49,9 @@ Reply SocketBackend::ask(const Request& request) {
         throw std::runtime_error("The resource manager answered another request");
     }
     if (!reply.success()) {
-        throw std::runtime_error(reply.error_message());
+        throw std::runtime_error(reply.error_message().empty()
+                                     ? "The resource manager refused without a reason"
+                                     : reply.error_message());
     }
     return reply;
 }

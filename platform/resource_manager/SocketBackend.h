@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 
 #include "platform/resource_manager/Backend.h"
 #include "platform/socket/Socket.h"
@@ -19,8 +19,14 @@ namespace tarn::resource_manager {
 /// next operation works as soon as the resource manager is back.
 class SocketBackend : public Backend {
   public:
+    struct Bounds {
+        std::chrono::milliseconds connecting{2000};
+        std::chrono::milliseconds answer{5000};
+    };
+
     /// Waits for the resource manager; throws std::runtime_error when it is not there in time.
-    SocketBackend(tarn::socket::SocketEndpoint endpoint, std::uint32_t timeoutMs);
+    explicit SocketBackend(tarn::socket::SocketEndpoint endpoint);
+    SocketBackend(tarn::socket::SocketEndpoint endpoint, Bounds bounds);
 
     std::list<RunningJob> runningJobs() override;
     std::list<RunningJob> jobsThatMatch(const PropertyMatch& match) override;

@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -158,7 +158,7 @@ bool Process::readMore(Clock::time_point until) {
 
 // Whoever inherited the pipes may hold them open longer than the program lives.
 void Process::reap(Clock::time_point until) {
-    const int descriptor = ::pidfd_open(pid, 0);
+    const auto descriptor = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
     check(descriptor >= 0 ? 0 : errno, "pidfd_open");
     pollfd end = {descriptor, POLLIN, 0};
     if (::poll(&end, 1, millisecondsUntil(until)) <= 0) {

@@ -2,12 +2,12 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <optional>
 
 #include "tests/platform/resource_manager/ChildProcess.h"
+#include "tests/platform/resource_manager/Pipe.h"
 #include "tests/platform/resource_manager/TestJobs.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -130,8 +130,7 @@ TEST_F(RegistryFiles, RefusesARecordThatCannotBeRead) {
 // The writer's file always holds exactly one job, whatever moment it is killed at.
 TEST_F(RegistryFiles, AreConsistentAfterTheirWriterWasKilled) {
     for (int round = 0; round < 10; ++round) {
-        int progress[2];
-        ASSERT_EQ(::pipe(progress), 0);
+        const test::Pipe progress;
         test::ChildProcess writer([&] {
             RegistryFile file(path());
             for (int i = 0;; ++i) {
@@ -140,18 +139,13 @@ TEST_F(RegistryFiles, AreConsistentAfterTheirWriterWasKilled) {
                     {.removed = idsOf(contents.jobs),
                      .entered = jobOf({1, 1}, std::to_string(i), {{"Endpoint", {"tcp://h:1"}}}),
                      .deltacastConfiguration = {}});
-                if (::write(progress[1], "", 1) != 1) {
-                    return;
-                }
+                progress.signal();
             }
         });
-        char done;
         for (int changes = 0; changes < 20 + round; ++changes) {
-            ASSERT_EQ(::read(progress[0], &done, 1), 1);
+            ASSERT_TRUE(progress.wait());
         }
         writer.killAndReap();
-        ::close(progress[0]);
-        ::close(progress[1]);
         EXPECT_EQ(reread().jobs.size(), 1U);
     }
 }

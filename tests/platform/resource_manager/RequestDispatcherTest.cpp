@@ -96,11 +96,4 @@ TEST_F(Dispatching, PutsWholeValuesBeforeBeginnings) {
     EXPECT_EQ(accepted(message).jobs_size(), 0);
 }
 
-TEST_F(Dispatching, AnswersUnreadableRequestsToo) {
-    const auto reply = unreadableRequestReply("too large");
-    EXPECT_TRUE(reply.has_success());
-    EXPECT_FALSE(reply.success());
-    EXPECT_EQ(reply.error_message(), "Unreadable request to the resource manager: too large");
-}
-
 }  // namespace tarn::resource_manager
