@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <ostream>
 #include <thread>
 
 #include "platform/resource_manager/LocalBackend.h"
@@ -25,6 +26,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 enum class Way { Local, Socket };
+
+void PrintTo(Way way, std::ostream* out) {
+    *out << (way == Way::Local ? "Local" : "Socket");
+}
 
 // What a proxy sees is the same on both ways to the registry.
 class Backends : public testing::TestWithParam<Way> {
@@ -185,8 +190,6 @@ TEST_P(Backends, ListAThousandJobs) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, Backends, testing::Values(Way::Local, Way::Socket),
-                         [](const testing::TestParamInfo<Way>& way) {
-                             return way.param == Way::Local ? "Local" : "Socket";
-                         });
+                         testing::PrintToStringParamName());
 
 }  // namespace tarn::resource_manager

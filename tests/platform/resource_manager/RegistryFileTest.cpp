@@ -13,6 +13,8 @@
 
 namespace tarn::resource_manager {
 
+using namespace std::string_literals;
+
 using test::idsOf;
 using test::jobOf;
 using test::refusalOf;
@@ -52,7 +54,7 @@ TEST_F(RegistryFiles, KeepsJobsInTheirOrderWithEverythingTheySaid) {
 }
 
 TEST_F(RegistryFiles, KeepsWhateverAnIdHolds) {
-    const std::string odd("'\"; DROP TABLE jobs;\0\xc3\xa9\n", 26);
+    const auto odd = "'\"; DROP TABLE jobs;\0\xc3\xa9\n"s;
     RegistryFile file(path());
     file.apply(entering(jobOf({1, 2}, odd)));
     EXPECT_THAT(idsOf(reread().jobs), ElementsAre(odd));

@@ -165,7 +165,8 @@ TEST_F(ProxiesOfTheService, MayBeDisconnectedWhileOthersAsk) {
         while (!stop.stop_requested()) {
             std::list<RunningJob> jobs;
             std::string reason;
-            EXPECT_EQ(proxy.getRunningJobs(jobs, reason), reason.empty());
+            const bool done = proxy.getRunningJobs(jobs, reason);
+            EXPECT_EQ(done ? "" : "Not connected to a resource manager", reason);
         }
     });
     for (int i = 0; i < 100; ++i) {
