@@ -1,8 +1,11 @@
 // The configuration file: whatever its bytes are, it is read or refused, and what was read can be
-// used (the command lines of its services come to an end).
+// used (the command lines of its services come to an end). A corpus should hold a file with
+// elements nested nearly 200 deep.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 
@@ -18,11 +21,22 @@ using namespace tarn::service::configuration;
 
 namespace {
 
+unsigned depthBelow(const XmlNode& node) {
+    unsigned deepest = 0;
+    for (const XmlNode* const child : allChildElements(node)) {
+        deepest = std::max(deepest, 1 + depthBelow(*child));
+    }
+    return deepest;
+}
+
 void read(const std::string& content) {
     const tarn::utils::MessageFormatter owner("Fuzzer");
     ConfigurationSettings settings;
     ConfigurationFileReader reader(settings, owner);
     const auto document = reader.parse(content, "fuzzed");
+    if (depthBelow(document->top()) > XmlDocument::deepestNesting) {
+        std::abort();  // the parser called itself more often than is allowed
+    }
     ProblemList problems;
     findUnknownElements(document->top(), problems);
     try {

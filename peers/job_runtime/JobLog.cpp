@@ -8,8 +8,8 @@
 #include <memory>
 #include <stdexcept>
 
+#include "peers/job_runtime/RotatingFileSink.h"
 #include "peers/job_runtime/SafeFileName.h"
-#include "platform/utils/Log4CPlusLogger.h"
 
 namespace tarn::peers {
 
@@ -43,7 +43,7 @@ std::shared_ptr<utils::LogSink> openIn(const fs::path& folder, const std::string
         return nullptr;
     }
     try {
-        return utils::makeRotatingFileSink((folder / file).string(), maxLogBytes);
+        return std::make_shared<RotatingFileSink>((folder / file).string(), maxLogBytes);
     } catch (const std::runtime_error&) {
         return nullptr;
     }

@@ -63,6 +63,9 @@ void JobSupervisor::run() {
 
 JobSupervisor::Clock::time_point JobSupervisor::nextDeadline() const {
     auto next = heartbeatAt;
+    if (!unpublishedFailures.empty()) {
+        next = std::min(next, began + timeToSubscribe);
+    }
     if (phase != Phase::Running) {
         next = std::min(next, wakeAt);
     } else if (const auto due = ladder.deadline()) {
@@ -82,6 +85,7 @@ void JobSupervisor::waitForSomething() const {
 
 void JobSupervisor::step(Clock::time_point now) {
     followWish(now);
+    publishFailures(now);
     if (phase == Phase::Running) {
         stepRunning(now);
     } else if (phase == Phase::Waiting && now >= wakeAt) {
@@ -276,7 +280,21 @@ void JobSupervisor::noteFailure(const std::string& message, const std::string& d
     utils::logError("Failure: " + utils::printable(message, maxLogText) + " " +
                     utils::printable(detail, maxLogText));
     job.status.update([&](JobStatus::Reply& status) { status.set_last_failure(message); });
-    job.events.failure(message, detail);
+    unpublishedFailures.emplace_back(message, detail);
+    publishFailures(Clock::now());
+}
+
+bool JobSupervisor::subscribersAreThere(Clock::time_point now) const {
+    return now >= began + timeToSubscribe;
+}
+
+void JobSupervisor::publishFailures(Clock::time_point now) {
+    if (!subscribersAreThere(now)) {
+        return;
+    }
+    for (const auto& [message, detail] : std::exchange(unpublishedFailures, {})) {
+        job.events.failure(message, detail);
+    }
 }
 
 }  // namespace tarn::peers

@@ -3,6 +3,9 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "peers/job_runtime/PipelineProcess.h"
 #include "peers/job_runtime/RestartPolicy.h"
@@ -67,6 +70,8 @@ class JobSupervisor {
 
     void show(tarn::proto::job_monitoring::JobState state);
     void publishState();
+    bool subscribersAreThere(Clock::time_point now) const;
+    void publishFailures(Clock::time_point now);
     void noteFailure(const std::string& message, const std::string& detail);
 
     const Surroundings job;
@@ -80,6 +85,7 @@ class JobSupervisor {
     std::optional<RunResult> result;  // the job's, once it has ended
     Clock::time_point wakeAt;         // the end of Waiting or Closing
     Clock::time_point heartbeatAt;
+    std::vector<std::pair<std::string, std::string>> unpublishedFailures;  // message, detail
 };
 
 }  // namespace tarn::peers

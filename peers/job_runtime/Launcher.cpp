@@ -16,7 +16,6 @@
 #include "peers/job_runtime/SetupServer.h"
 #include "peers/job_runtime/StopRequest.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/Log4CPlusLogger.h"
 #include "platform/utils/Printable.h"
 #include "platform/utils/StreamLogSink.h"
 
@@ -90,7 +89,6 @@ class Launcher {
         job->run();
         if (!job->close()) {
             // Everything is done; only the wait for an answer that nobody needs is not.
-            utils::shutdownLogging();
             std::_Exit(0);
         }
         return 0;
@@ -135,11 +133,7 @@ int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
 int runLauncher(int argc, char** argv, const std::string& purpose, const SetupProtocol& protocol) {
     int exitStatus = 0;
     const auto options = parseLauncherOptions(argc, argv, purpose, exitStatus);
-    if (options) {
-        exitStatus = launch(*options, protocol);
-        utils::shutdownLogging();
-    }
-    return exitStatus;
+    return options ? launch(*options, protocol) : exitStatus;
 }
 
 }  // namespace tarn::peers

@@ -119,10 +119,26 @@ void PipelineHost::play() {
     }
 }
 
-// The stream's sources are told to end it, so that what writes a file can complete it.
+// What plays is told to end its stream, so that what writes a file can complete it.
 void PipelineHost::finish() {
-    const bool running = pipeline && (GST_STATE_TARGET(pipeline.get()) >= GST_STATE_PAUSED);
-    if (!running || !gst_element_send_event(pipeline.get(), gst_event_new_eos())) {
+    ending = Ending::Wished;
+    const bool started = pipeline && GST_STATE_TARGET(pipeline.get()) >= GST_STATE_PAUSED;
+    if (!started) {
+        return endOfStream();
+    }
+    GstState now = GST_STATE_VOID_PENDING;
+    GstState pending = GST_STATE_VOID_PENDING;
+    gst_element_get_state(pipeline.get(), &now, &pending, 0);
+    if (now == GST_STATE_PLAYING && pending == GST_STATE_VOID_PENDING) {
+        sendEndOfStream();
+    }
+    // On its way to playing it would wait for ever for the change of state that waits for it; the
+    // end is sent when it plays.
+}
+
+void PipelineHost::sendEndOfStream() {
+    ending = Ending::Sent;
+    if (!gst_element_send_event(pipeline.get(), gst_event_new_eos())) {
         endOfStream();
     }
 }
@@ -166,8 +182,14 @@ void PipelineHost::handleStateChange(GstMessage& message) {
     GstState now = GST_STATE_VOID_PENDING;
     gst_message_parse_state_changed(&message, nullptr, &now, nullptr);
     const bool ofPipeline = GST_MESSAGE_SRC(&message) == GST_OBJECT_CAST(pipeline.get());
-    if (ofPipeline && now == GST_STATE_PLAYING && progressTimer == 0) {
+    if (!ofPipeline || now != GST_STATE_PLAYING) {
+        return;
+    }
+    if (progressTimer == 0) {
         startProgress();
+    }
+    if (ending == Ending::Wished) {
+        sendEndOfStream();
     }
 }
 

@@ -31,6 +31,7 @@ class PipelineHost {
     using Command = tarn::proto::pipeline_control::PipelineCommand;
     using Report = tarn::proto::pipeline_control::PipelineReport;
     struct Callbacks;
+    enum class Ending { NotWished, Wished, Sent };
 
     void takeCommands();
     void handle(const Command& command);
@@ -38,6 +39,7 @@ class PipelineHost {
     void prepare();
     void play();
     void finish();
+    void sendEndOfStream();
 
     void handle(GstMessage& message);
     void handleStateChange(GstMessage& message);
@@ -58,6 +60,7 @@ class PipelineHost {
     GstBusPtr bus;
     guint channelWatch = 0;
     guint progressTimer = 0;
+    Ending ending = Ending::NotWished;
     std::optional<int> exitStatus;  // set once the end was reported
 };
 

@@ -92,7 +92,8 @@ TEST_F(JobRunTest, AFailureGivesTheMediaLibrarysMessageAndDetail) {
 }
 
 TEST_F(JobRunTest, TheLogHoldsWhatTheJobIsAndWhatThePipelineWrites) {
-    const auto job = makeJob("videotestsrc num-buffers=1 ! video/x-raw,width=16,height=16 ! fakesink dump=true");
+    const auto job =
+        makeJob("videotestsrc num-buffers=1 ! video/x-raw,width=16,height=16 ! fakesink dump=true");
     job->play();
     EXPECT_EQ(job->launcher->exitStatus(), 0);
     const auto log = job->log();
