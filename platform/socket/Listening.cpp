@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "platform/socket/IpcPath.h"
+#include "platform/socket/IpcPathClaim.h"
 #include "platform/socket/SocketMonitor.h"
 
 namespace tarn::socket {
@@ -22,14 +22,6 @@ std::string addressOf(const SocketEndpoint& endpoint) {
     return endpoint.toString(Protocol::None);
 }
 
-void checkIsFree(const std::string& ipcAddress) {
-    try {
-        checkIpcPathIsFree(ipcAddress.substr(ipcScheme.size()));
-    } catch (const std::runtime_error& reason) {
-        throw std::runtime_error("cannot listen on " + ipcAddress + ": " + reason.what());
-    }
-}
-
 }  // namespace
 
 Listening::Listening(const SocketSettings& settings) : bound(makeZmqSocket(settings)) {}
@@ -41,15 +33,31 @@ Listening::~Listening() {
 
 void Listening::add(const SocketEndpoint& endpoint) {
     const auto address = addressOf(endpoint);
-    if (endpoint.transport() == Transport::InProcess) {
-        bound->context()->inProcessNames().bind(endpoint.host(), [&] { bound->bind(address); });
-    } else {
-        if (endpoint.transport() == Transport::Ipc) {
-            checkIsFree(address);
-        }
-        addresses.push_back(bound->bind(address));
+    switch (endpoint.transport()) {
+        case Transport::InProcess:
+            bound->context()->inProcessNames().bind(endpoint.host(), [&] { bound->bind(address); });
+            break;
+        case Transport::Ipc:
+            bindIpc(address);
+            break;
+        case Transport::Tcp:
+            addresses.push_back(bound->bind(address));
+            break;
     }
     all.push_back(endpoint);
+}
+
+void Listening::bindIpc(const std::string& address) {
+    const auto path = address.substr(ipcScheme.size());
+    try {
+        const IpcPathClaim claim(path);
+        addresses.push_back(bound->bind(address));
+    } catch (const ZmqContextTerminationException&) {
+        throw;
+    } catch (const std::runtime_error& reason) {
+        throw std::runtime_error("cannot listen on " + address + ": " + reason.what());
+    }
+    files.emplace_back(path);
 }
 
 void Listening::unbindInProcessNames() {
@@ -62,9 +70,12 @@ void Listening::unbindInProcessNames() {
     }
 }
 
-// The library closes what listens in the background, and removes the file of an IPC endpoint after
-// that: without waiting, it might be the file of whoever comes next.
+// The library closes what listens in the background; whoever binds the same endpoint next must not
+// find it open. IPC files it leaves behind. They go first: while it listens, nobody replaces them.
 void Listening::unbindAddresses() {
+    for (const auto& file : files) {
+        file.remove();
+    }
     if (addresses.empty()) {
         return;
     }

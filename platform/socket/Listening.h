@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/socket/IpcFile.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketSettings.h"
 
@@ -25,12 +26,15 @@ class Listening {
     const std::vector<SocketEndpoint>& endpoints() const { return all; }
 
   private:
+    void bindIpc(const std::string& address);
     void unbindInProcessNames();
     void unbindAddresses();
 
     const std::unique_ptr<ZmqSocket> bound;
     std::vector<SocketEndpoint> all;
-    std::vector<std::string> addresses;  // of those that are not in-process
+    std::vector<std::string>
+        addresses;  // of those that are not in-process, as the library has them
+    std::vector<IpcFile> files;
 };
 
 }  // namespace tarn::socket

@@ -4,6 +4,7 @@
 #include <zmq.h>
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -92,6 +93,8 @@ struct Socket::Implementation {
     std::unique_ptr<Connection> connection;
     std::unique_ptr<Listening> listening;
     Envelope envelope;
+    // An answer that polling has taken: only that tells it from a late one to an earlier request.
+    std::optional<Frame> answered;
 
     bool isOpen() const { return connection || listening; }
     ZmqSocket& socket();
@@ -107,6 +110,8 @@ struct Socket::Implementation {
     bool sendWithin(Frame frame, milliseconds limit);
     Frame receive();
     bool receiveArrived(Frame& frame);
+    bool awaitMessage(const Deadline& deadline, int descriptor);
+    bool awaitAnswer(const Deadline& deadline, int descriptor);
     void followPublisher();
 
     /// Runs the action and puts this socket's name in front of what it throws.
@@ -166,6 +171,7 @@ void Socket::Implementation::connect(const SocketEndpoint& endpoint, millisecond
     if (connection) {
         connection->drop();
         connection.reset();
+        answered.reset();
     }
     connection = std::make_unique<Connection>(settings, endpoint, handshakeBound);
 }
@@ -188,6 +194,7 @@ void Socket::Implementation::send(Frame frame) {
             frame.send(socket(), Frame::Position::Last);
             return;
         default:
+            answered.reset();
             if (!sendWithin(std::move(frame), bound)) {
                 throw std::runtime_error("sending timed out after " + inMilliseconds(bound));
             }
@@ -234,8 +241,29 @@ Frame Socket::Implementation::receive() {
 }
 
 bool Socket::Implementation::receiveArrived(Frame& frame) {
+    if (answered) {
+        frame = std::move(*answered);
+        answered.reset();
+        return true;
+    }
     return settings.protocol == Protocol::Reply ? envelope.receive(socket(), frame)
                                                 : receiveSingle(socket(), frame);
+}
+
+bool Socket::Implementation::awaitMessage(const Deadline& deadline, int descriptor) {
+    return settings.protocol == Protocol::Request
+               ? awaitAnswer(deadline, descriptor)
+               : socket().waitFor(ZMQ_POLLIN, deadline, descriptor);
+}
+
+bool Socket::Implementation::awaitAnswer(const Deadline& deadline, int descriptor) {
+    Frame frame;
+    while (!answered && socket().waitFor(ZMQ_POLLIN, deadline, descriptor)) {
+        if (receiveArrived(frame)) {
+            answered = std::move(frame);
+        }
+    }
+    return answered.has_value();
 }
 
 Socket::Socket(std::string name, ClosePolicy closePolicy)
@@ -244,7 +272,8 @@ Socket::Socket(std::string name, ClosePolicy closePolicy)
                               .bound = defaultBound,
                               .connection = {},
                               .listening = {},
-                              .envelope = {}}) {}
+                              .envelope = {},
+                              .answered = {}}) {}
 
 Socket::~Socket() = default;
 
@@ -298,7 +327,7 @@ int Socket::pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error
             }
             impl->followPublisher();
             const Deadline deadline{milliseconds(timeoutMs)};
-            return impl->socket().waitFor(ZMQ_POLLIN, deadline, descriptor) ? 0 : 1;
+            return impl->awaitMessage(deadline, descriptor) ? 0 : 1;
         });
     } catch (const ZmqContextTerminationException&) {
         throw;
@@ -335,6 +364,7 @@ void Socket::close() {
     impl->connection.reset();
     impl->listening.reset();
     impl->envelope.clear();
+    impl->answered.reset();
     impl->settings.protocol = Protocol::None;
 }
 

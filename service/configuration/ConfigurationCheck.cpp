@@ -26,7 +26,7 @@ void checkElements(const XmlDocument& document, const ConfigurationSettings& set
         findUnknownElements(*root, problems);
         checkEndpoints(*root, problems);
         checkPortRanges(*root, settings, problems);
-        checkFiles(*root, settings, problems);
+        checkFiles(*root, problems);
     }
 }
 

@@ -93,9 +93,12 @@ void ConfigurationFileReader::readResources(const XmlNode& root) {
 
 // Only the low 16 bits of the ports count, on purpose.
 void ConfigurationFileReader::readTcpPorts(const XmlNode& element) {
-    const std::string interface = requiredPortAttribute(element, "interface");
-    const std::string fromText = requiredPortAttribute(element, "from");
-    const std::string toText = requiredPortAttribute(element, "to");
+    const std::string interface =
+        requiredAttribute(element, "interface", "Missing \"interface\" attribute in TcpPorts node");
+    const std::string fromText =
+        requiredAttribute(element, "from", "Missing \"from\" attribute in TcpPorts node");
+    const std::string toText =
+        requiredAttribute(element, "to", "Missing \"to\" attribute in TcpPorts node");
     const auto to = static_cast<std::uint16_t>(attributeToInt(element, "to", toText));
     const auto from = static_cast<std::uint16_t>(attributeToInt(element, "from", fromText));
     settings.tcpPortRanges[interface] = {from, to};
@@ -138,12 +141,11 @@ void ConfigurationFileReader::readStorage(const XmlNode& element) {
     settings.loopStorages.push_back(std::move(storage));
 }
 
-std::string ConfigurationFileReader::requiredPortAttribute(const XmlNode& element,
-                                                           const char* name) const {
+std::string ConfigurationFileReader::requiredAttribute(const XmlNode& element, const char* name,
+                                                       const char* missing) const {
     auto text = attributeValue(element, name);
     if (!text) {
-        throw ConfigurationError(
-            owner, std::string("Missing \"") + name + "\" attribute in TcpPorts node", element);
+        throw ConfigurationError(owner, missing, element);
     }
     return *text;
 }

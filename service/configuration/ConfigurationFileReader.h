@@ -42,7 +42,8 @@ class ConfigurationFileReader {
     void readDevice(const XmlNode& element);
     void readDeltacastService(const XmlNode& element);
     void readStorage(const XmlNode& element);
-    std::string requiredPortAttribute(const XmlNode& element, const char* name) const;
+    std::string requiredAttribute(const XmlNode& element, const char* name,
+                                  const char* missing) const;
 
     ConfigurationSettings& settings;
     const utils::IMessageFormatter& owner;

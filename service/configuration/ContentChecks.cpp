@@ -70,19 +70,20 @@ void checkPlugin(const XmlNode& element, ProblemList& problems) {
     }
 }
 
-void checkLauncher(const XmlNode& root, const char* name, const std::string& path,
+/// Whatever the reader got to: looks at the element that counts, else at the built-in path.
+void checkLauncher(const XmlNode& root, const char* name, const std::string& builtIn,
                    ProblemList& problems) {
-    if (path.find('/') == std::string::npos) {
-        return;
-    }
-    const std::string reason = problemOfFile(path, X_OK);
-    if (reason.empty()) {
-        return;
-    }
     const auto elements = elementsWithContent(root, "Paths", name);
-    problems.add({.text = std::string(name) + " " + quotedText(path) + " cannot be run: " + reason,
-                  .element = name,
-                  .line = elements.empty() ? 0 : elementLine(*elements.back())});
+    const XmlNode* const element = elements.empty() ? nullptr : elements.back();
+    const std::string path = element == nullptr ? builtIn : elementContent(*element).value_or("");
+    const bool isPath = path.find('/') != std::string::npos;
+    const std::string reason = isPath ? problemOfFile(path, X_OK) : "";
+    if (!reason.empty()) {
+        problems.add(
+            {.text = std::string(name) + " " + quotedText(path) + " cannot be run: " + reason,
+             .element = name,
+             .line = element == nullptr ? 0 : elementLine(*element)});
+    }
 }
 
 std::optional<int> toInt(const std::string& text) {
@@ -163,9 +164,11 @@ void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
     }
 }
 
-void checkFiles(const XmlNode& root, const ConfigurationSettings& settings, ProblemList& problems) {
-    checkLauncher(root, "WorkflowLauncher", settings.workflowLauncher, problems);
-    checkLauncher(root, "EngineLauncher", settings.engineLauncher, problems);
+void checkFiles(const XmlNode& root, ProblemList& problems) {
+    ConfigurationSettings builtIn;
+    builtIn.reset();
+    checkLauncher(root, "WorkflowLauncher", builtIn.workflowLauncher, problems);
+    checkLauncher(root, "EngineLauncher", builtIn.engineLauncher, problems);
     for (const XmlNode* const plugin : elementsWithContent(root, "KLN", "Plugin")) {
         if (problems.isFull()) {
             return;

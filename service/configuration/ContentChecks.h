@@ -6,18 +6,18 @@
 
 namespace tarn::service::configuration {
 
-/// Checks of what the reader takes over without a look. `root` is the root element, `settings` what
-/// was read from it.
+/// Checks of what the reader takes over without a look. `root` is the root element.
 
 /// The service's own endpoints that count, and the monitoring interface of every device, parse.
 void checkEndpoints(const XmlNode& root, ProblemList& problems);
 
-/// Warns of ranges that run downwards and of ports that are cut to 16 bits.
+/// Warns of ranges that run downwards and of ports that are cut to 16 bits. `settings` is what was
+/// read, up to a failure.
 void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
                      ProblemList& problems);
 
 /// Plug-ins are files, launchers are executable files. A name without a slash, which is searched
 /// for elsewhere, is not looked at.
-void checkFiles(const XmlNode& root, const ConfigurationSettings& settings, ProblemList& problems);
+void checkFiles(const XmlNode& root, ProblemList& problems);
 
 }  // namespace tarn::service::configuration

@@ -4,7 +4,7 @@
 #include <rapidxml/rapidxml.hpp>
 #include <utility>
 
-#include "service/configuration/XmlNesting.h"
+#include "platform/utils/XmlNesting.h"
 
 namespace tarn::service::configuration {
 
@@ -41,7 +41,7 @@ void XmlDocument::refuseZeroBytes() const {
 }
 
 void XmlDocument::refuseDeepNesting() const {
-    if (const auto offset = findNestingBeyond(buffer.c_str(), deepestNesting)) {
+    if (const auto offset = utils::findNestingBeyond(buffer.c_str(), deepestNesting)) {
         throw XmlError("elements are nested more than " + std::to_string(deepestNesting) + " deep",
                        lineAt(*offset));
     }

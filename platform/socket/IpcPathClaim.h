@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+#include "platform/socket/Descriptor.h"
+
+namespace tarn::socket {
+
+/// The right to bind a socket on a path, held while that is done. The messaging library removes
+/// whatever is in its way; so one claims first that nobody else's file is.
+class IpcPathClaim {
+  public:
+    /// Throws std::runtime_error, without the path in it, when a file is there that is no socket,
+    /// when somebody listens on the path, or when somebody else holds a claim on it, in any
+    /// process. The socket file of somebody who is gone may be replaced.
+    explicit IpcPathClaim(const std::string& path);
+
+  private:
+    const Descriptor lock;
+};
+
+}  // namespace tarn::socket

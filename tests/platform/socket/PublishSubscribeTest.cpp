@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+#include <zmq.h>
+
+#include <chrono>
+
+#include "tests/platform/socket/RawPeer.h"
+#include "tests/platform/socket/SocketTestSupport.h"
+
+namespace tarn::socket::test {
+
+namespace {
+
+class PublishSubscribeTest : public testing::Test {
+  protected:
+    std::unique_ptr<Socket> subscriber() {
+        auto socket = open(Protocol::Subscribe, endpoint, patienceMs);
+        int tries = 0;  // the subscription is on its way for a moment after the handshake
+        do {
+            send(*publish, "are you there?");
+        } while (poll(*socket, 10) != 0 && ++tries < 1000);
+        EXPECT_EQ(receive(*socket), "are you there?");
+        return socket;
+    }
+
+    const SocketEndpoint endpoint = ipcEndpoint();
+    std::unique_ptr<Socket> publish = open(Protocol::Publish, endpoint);
+};
+
+}  // namespace
+
+TEST_F(PublishSubscribeTest, PublishingNeedsNobody) {
+    for (int i = 0; i < 10000; ++i) {
+        send(*publish, "nobody hears this");
+    }
+}
+
+TEST_F(PublishSubscribeTest, ASubscriberThatDoesNotReadHarmsNobody) {
+    const auto idle = subscriber();
+    const auto busy = subscriber();
+    while (poll(*busy, 0) == 0) {
+        receive(*busy);
+    }
+    const std::string text(10000, 'x');
+    const auto begin = std::chrono::steady_clock::now();
+    for (int i = 0; i < 5000; ++i) {
+        send(*publish, text);
+        ASSERT_EQ(receive(*busy), text);
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
+    // The idle one got what fits, not everything.
+    int kept = 0;
+    while (poll(*idle, 0) == 0) {
+        receive(*idle);
+        ++kept;
+    }
+    EXPECT_GT(kept, 0);
+    EXPECT_LT(kept, 5000);
+}
+
+TEST_F(PublishSubscribeTest, ASubscriberThatChattersHarmsNobody) {
+    RawPeer chatterer(ZMQ_XSUB, endpoint);
+    const std::string subscribe("\1", 1);
+    for (int i = 0; i < 20000; ++i) {
+        chatterer.send({subscribe + std::to_string(i)});
+        chatterer.send({"no announcement at all"});
+    }
+    const auto other = subscriber();
+    send(*publish, "x");
+    std::string text;
+    while (text != "x") {
+        text = receive(*other);
+    }
+}
+
+TEST_F(PublishSubscribeTest, AClosedPublisherIsFoundAgain) {
+    const auto socket = subscriber();
+    publish.reset();
+    publish = open(Protocol::Publish, endpoint);
+    int tries = 0;
+    do {
+        send(*publish, "back");
+    } while (poll(*socket, 10) != 0 && ++tries < 1000);
+    std::string text;
+    while (text != "back") {
+        text = receive(*socket);
+    }
+}
+
+TEST_F(PublishSubscribeTest, EachOnlyGoesOneWay) {
+    Message any;
+    EXPECT_THROW(publish->receiveProtoBuf(&any, maxBytes), std::invalid_argument);
+    const auto socket = open(Protocol::Subscribe, endpoint, patienceMs);
+    EXPECT_THROW(socket->sendProtoBuf(&any), std::invalid_argument);
+    std::string error;
+    EXPECT_EQ(publish->poll(0, error), 2);
+    EXPECT_EQ(error, publish->debugString() + ": the socket only sends");
+}
+
+}  // namespace tarn::socket::test
