@@ -1,5 +1,4 @@
 #include <signal.h>
-#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -118,6 +117,10 @@ TEST_F(Jobs, aJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
     EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 5s));
     EXPECT_TRUE(eventually([] { return processesRunning("tarnPipelineProcess").empty(); }, 10s))
         << describe(otherProcesses());
+    // Nobody is left who could remove these two.
+    for (const auto& endpoint : {job->where().commandEndpoint, job->where().eventEndpoint}) {
+        std::filesystem::remove(endpoint.substr(std::string("ipc://").size()));
+    }
 }
 
 TEST_F(Jobs, manyJobsRunAtOnceAndAllEndWithTheService) {

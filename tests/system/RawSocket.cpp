@@ -1,8 +1,10 @@
 #include "tests/system/RawSocket.h"
 
+#include <unistd.h>
 #include <zmq.h>
 
 #include <stdexcept>
+#include <string_view>
 
 namespace tarn::test {
 
@@ -47,7 +49,11 @@ RawSocket::RawSocket(Kind kind)
     setOption(socket.get(), ZMQ_SNDTIMEO, boundMs);
 }
 
-RawSocket::~RawSocket() = default;
+RawSocket::~RawSocket() {
+    for (const auto& file : boundFiles) {
+        ::unlink(file.c_str());
+    }
+}
 
 void RawSocket::connect(const std::string& endpoint) {
     check(zmq_connect(socket.get(), endpoint.c_str()));
@@ -55,6 +61,10 @@ void RawSocket::connect(const std::string& endpoint) {
 
 void RawSocket::bind(const std::string& endpoint) {
     check(zmq_bind(socket.get(), endpoint.c_str()));
+    constexpr std::string_view ipc = "ipc://";
+    if (endpoint.starts_with(ipc)) {
+        boundFiles.push_back(endpoint.substr(ipc.size()));
+    }
 }
 
 void RawSocket::send(const Frames& frames) {

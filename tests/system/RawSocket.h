@@ -38,6 +38,7 @@ class RawSocket {
     struct Terminate {
         void operator()(void* context) const;
     };
+    std::vector<std::string> boundFiles;  // which the library leaves behind
     std::unique_ptr<void, Terminate> context;
     std::unique_ptr<void, Close> socket;
 };
