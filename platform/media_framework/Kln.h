@@ -22,13 +22,15 @@ enum KLNLogLevel {
 int KLNSetLoggerFrameworkConfig(const char* framework, const char* loggerPrefix,
                                 const char* xmlConfig);
 
-/// Writes one line; dropped while no framework was set. For plug-ins.
+/// Writes one line; dropped while no framework was set. A level above the known ones is an error.
+/// For plug-ins.
 void KLNLog(enum KLNLogLevel level, const char* message);
 
 /// Loads a plug-in library for the life of the process and calls its
-/// `int KLNPluginInitialize(void)` if it has one. Loading a loaded library again succeeds. Returns
-/// 0; 1 for a null or empty path, 2 when the library cannot be loaded, 3 when it refused to start.
-/// The reason is logged as a warning.
+/// `int KLNPluginInitialize(void)` if it has one, which starts it by returning 0. Loading a started
+/// library again succeeds and does not start it twice. Returns 0; 1 for a null or empty path, 2
+/// when the library cannot be loaded, 3 when it refused to start or threw a C++ exception. The
+/// reason of 2 and 3 is logged as a warning.
 int KLNLoadPluginLibrary(const char* path);
 
 #ifdef __cplusplus

@@ -21,8 +21,8 @@ struct ProcessIdentity {
     friend bool operator==(const ProcessIdentity&, const ProcessIdentity&) = default;
 };
 
-/// False when the id is gone, is a zombie, or belongs to a process with another start time.
-/// Reads /proc; any thread.
+/// False when the id is gone, is a zombie, or belongs to a process with another start time. An
+/// unknown start time fits every process that has the id. Reads /proc; any thread.
 bool isAlive(const ProcessIdentity& process);
 
 }  // namespace tarn::resource_manager

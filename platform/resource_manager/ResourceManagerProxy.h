@@ -10,10 +10,15 @@
 
 namespace tarn::resource_manager {
 
-/// Asks the resource manager of a resources endpoint, over one socket. Every operation may be
-/// called from any thread, waits for its turn and then 5 seconds at most for the answer, and does
-/// not throw: it returns false with the reason in `error`, which is cleared at entry; outputs are
-/// left empty.
+/// Asks the resource manager of a resources endpoint. Every operation may be called from any
+/// thread, waits for its turn and then 5 seconds at most for the answer, and does not throw: it
+/// returns false with the reason in `error`, which is cleared at entry; outputs are left empty.
+///
+/// When the request handler of this same process serves the endpoint at the moment of connect, the
+/// registry is called directly and nothing waits; otherwise everything goes over one socket. What
+/// can be seen is the same: after the handler's end the operations fail, and after its new start on
+/// the endpoint they work again without another connect. So they do when a resource manager in
+/// another process comes back.
 class ResourceManagerProxy {
   public:
     ResourceManagerProxy();

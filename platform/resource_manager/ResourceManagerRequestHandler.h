@@ -19,7 +19,8 @@ class ResourceManagerRequestHandler {
 
     /// Opens the registry and the endpoint. False, with the reason logged, when the endpoint cannot
     /// be bound. A registry file that cannot be read is put aside under another name and a new one
-    /// begun; one that cannot be written is replaced by memory, with an error in the log.
+    /// begun; one that cannot be written is replaced by memory, with an error in the log. Jobs that
+    /// died since are removed. A started handler is terminated first.
     bool start(const tarn::socket::SocketEndpoint& endpoint);
 
     /// From now on registrations are refused, so that a list of the running jobs taken afterwards

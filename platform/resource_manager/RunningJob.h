@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,31 +14,40 @@ class RunningJob;
 
 namespace tarn::resource_manager {
 
-/// A job that registered itself. A value; a default-constructed one is empty.
+/// A job that registered itself. A value; a default-constructed one is empty. Copies share their
+/// content, which never changes: lists of hundreds of jobs are cheap to hand around.
 class RunningJob {
   public:
     /// Resource name to values, each in the order given.
     using Resources = std::map<std::string, std::vector<std::string>>;
 
-    RunningJob() = default;
+    RunningJob();
     RunningJob(JobDescription description, std::string commandEndpoint, std::string eventEndpoint,
                ProcessIdentity process, Resources resources);
     explicit RunningJob(const tarn::proto::resource_manager::RunningJob& job);
 
-    const JobDescription& getJobDescription() const { return description; }
-    const std::string& getCommandEndpoint() const { return commandEndpoint; }
-    const std::string& getEventEndpoint() const { return eventEndpoint; }
-    const ProcessIdentity& getProcess() const { return process; }
-    const Resources& getResources() const { return resources; }
+    const JobDescription& getJobDescription() const { return content->description; }
+    const std::string& getCommandEndpoint() const { return content->commandEndpoint; }
+    const std::string& getEventEndpoint() const { return content->eventEndpoint; }
+    const ProcessIdentity& getProcess() const { return content->process; }
+    const Resources& getResources() const { return content->resources; }
+
+    /// The values of one resource; empty when the job has none of that name.
+    const std::vector<std::string>& getValuesOf(const std::string& resource) const;
 
     tarn::proto::resource_manager::RunningJob toProtoBuf() const;
 
   private:
-    JobDescription description;
-    std::string commandEndpoint;
-    std::string eventEndpoint;
-    ProcessIdentity process;
-    Resources resources;
+    struct Content {
+        JobDescription description;
+        std::string commandEndpoint;
+        std::string eventEndpoint;
+        ProcessIdentity process;
+        Resources resources;
+    };
+    static const std::shared_ptr<const Content>& emptyContent();
+
+    std::shared_ptr<const Content> content;  // never null
 };
 
 }  // namespace tarn::resource_manager

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace tarn::benchmarks {
+
+/// A process of its own that answers every request with as many bytes as asked for: the least that
+/// any server behind this transport can cost.
+class EchoProcess {
+  public:
+    /// Make it before any thread of this process exists.
+    explicit EchoProcess(std::size_t replySize);
+    ~EchoProcess();
+    EchoProcess(const EchoProcess&) = delete;
+    EchoProcess& operator=(const EchoProcess&) = delete;
+
+    const std::string& address() const { return endpoint; }
+
+  private:
+    const std::string endpoint;
+    pid_t child;
+};
+
+}  // namespace tarn::benchmarks

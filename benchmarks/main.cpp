@@ -1,0 +1,43 @@
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "benchmarks/Benchmarks.h"
+
+namespace {
+
+struct Entry {
+    const char* name;
+    void (*measure)();
+};
+
+constexpr Entry entries[] = {
+    {"api-latency", tarn::benchmarks::measureApiLatency},
+    {"job-start", tarn::benchmarks::measureJobStart},
+    {"tool-start", tarn::benchmarks::measureToolStart},
+    {"idle", tarn::benchmarks::measureIdleService},
+};
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+    bool found = false;
+    for (const auto& entry : entries) {
+        if (argc != 2 || std::strcmp(argv[1], entry.name) != 0) {
+            continue;
+        }
+        found = true;
+        try {
+            entry.measure();
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "%s: %s\n", entry.name, e.what());
+            return 1;
+        }
+    }
+    if (!found) {
+        std::fprintf(stderr,
+                     "usage: tarn_benchmarks api-latency | job-start | tool-start | idle\n");
+        return 2;
+    }
+    return 0;
+}

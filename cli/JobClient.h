@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+
+#include "cli/RequestChannel.h"
+
+namespace tarn::proto::api_job {
+class ApiToJobRequest;
+class JobToApiReply;
+class JobToApiReplyStatus;
+}  // namespace tarn::proto::api_job
+
+namespace tarn::cli {
+
+/// How a job ends that somebody stops.
+enum class StopOption {
+    UntilNextStart,  ///< a persistent job is started again with the service
+    ForGood,
+};
+
+/// Commands to one job. Failures as in RequestChannel, and Failed when the job refuses.
+class JobClient {
+  public:
+    JobClient(const socket::SocketEndpoint& commandEndpoint, std::chrono::milliseconds timeout);
+
+    proto::api_job::JobToApiReplyStatus status();
+
+    /// Returns when the job has accepted; it ends a little later.
+    void destroy(StopOption option);
+
+    /// The halves of status, for asking many jobs at once.
+    void sendStatusRequest();
+    proto::api_job::JobToApiReplyStatus receiveStatus();
+
+  private:
+    void receive(proto::api_job::JobToApiReply& reply, int type);
+
+    RequestChannel channel;
+    std::chrono::milliseconds timeout;
+};
+
+}  // namespace tarn::cli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+
+namespace tarn::proto::job_monitoring {
+class JobEvent;
+}
+
+namespace tarn::socket {
+class Socket;
+class SocketEndpoint;
+}  // namespace tarn::socket
+
+namespace tarn::cli {
+
+/// What a job publishes. Used by one thread.
+class JobEventSubscription {
+  public:
+    /// The endpoint need not exist yet: it is connected to in the background, again and again.
+    explicit JobEventSubscription(const tarn::socket::SocketEndpoint& eventEndpoint);
+    ~JobEventSubscription();
+
+    /// The next event; nothing when `bound` passed, when a signal came, or for a message that is no
+    /// event.
+    std::optional<proto::job_monitoring::JobEvent> next(std::chrono::milliseconds bound);
+
+  private:
+    std::unique_ptr<tarn::socket::Socket> socket;
+};
+
+}  // namespace tarn::cli

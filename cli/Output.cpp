@@ -1,0 +1,75 @@
+#include "cli/Output.h"
+
+#include <algorithm>
+#include <ostream>
+
+#include "cli/CommandError.h"
+#include "cli/JobOutcome.h"
+#include "cli/Json.h"
+#include "cli/Session.h"
+#include "cli/Table.h"
+#include "cli/TerminalText.h"
+
+namespace tarn::cli {
+
+Output::Output(std::ostream& out, std::ostream& err, Terminal terminal)
+    : out(out), err(err), facts(terminal) {}
+
+void Output::line(const std::string& text) {
+    out << escapeForTerminal(text) << '\n';
+}
+
+void Output::fields(const Fields& fields) {
+    std::size_t widest = 0;
+    for (const auto& [label, value] : fields) {
+        widest = value.empty() ? widest : std::max(widest, columns(label));
+    }
+    for (const auto& [label, value] : fields) {
+        if (!value.empty()) {
+            out << bold(label) << std::string(widest - columns(label) + 2, ' ')
+                << escapeForTerminal(value) << '\n';
+        }
+    }
+}
+
+void Output::table(const Table& table) {
+    const auto lines = table.lines();
+    out << bold(lines.front()) << '\n';
+    std::for_each(lines.begin() + 1, lines.end(), [this](const auto& row) { out << row << '\n'; });
+}
+
+void Output::document(const nlohmann::ordered_json& document) {
+    out << pretty(document) << '\n';
+}
+
+void Output::documentLine(const nlohmann::ordered_json& document) {
+    out << oneLine(document) << std::endl;
+}
+
+void Output::plain(const std::string& text) {
+    out << text;
+}
+
+void Output::conclude(const JobOutcome& outcome, Format format) {
+    if (outcome.exitStatus() != ExitStatus::Done) {
+        notice(outcome.text);
+    } else if (format == Format::Text) {
+        line(outcome.text);
+    }
+}
+
+void Output::notice(const std::string& text) {
+    err << "tarnctl: " << escapeForTerminal(text) << std::endl;
+}
+
+void Output::flush() {
+    if (!out.flush()) {
+        throw CommandError(ExitStatus::Failed, "cannot write the output");
+    }
+}
+
+std::string Output::bold(const std::string& text) const {
+    return facts.colours == Colours::On ? "\x1b[1m" + text + "\x1b[0m" : text;
+}
+
+}  // namespace tarn::cli

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <stop_token>
+#include <thread>
+
+#include "platform/socket/Socket.h"
+#include "platform/socket/SocketEndpoint.h"
+
+namespace tarn::proto::api_job {
+class ApiToJobRequest;
+class JobToApiReply;
+}  // namespace tarn::proto::api_job
+
+namespace tarn::peers {
+
+class JobStatus;
+class StopRequest;
+
+/// Answers a job's commands on a thread of its own, so that a client is answered at once whatever
+/// the job is doing. The thread ends with the object.
+class CommandServer {
+  public:
+    /// Binds; throws std::runtime_error. The references must outlive the object.
+    CommandServer(const tarn::socket::SocketEndpoint& endpoint, JobStatus& status,
+                  StopRequest& stop);
+
+  private:
+    using Request = tarn::proto::api_job::ApiToJobRequest;
+    using Reply = tarn::proto::api_job::JobToApiReply;
+
+    void serve(const std::stop_token& token);
+    void serveOne();
+    Reply answerTo(const Request& request);
+    Reply destroy(const Request& request);
+
+    JobStatus& status;
+    StopRequest& stop;
+    tarn::socket::Socket socket;
+    std::jthread thread;  // last: ends before what it uses
+};
+
+}  // namespace tarn::peers

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/resource_manager/RunningJob.h"
+
+namespace tarn::peers {
+
+/// What a launcher was told to run, whichever kind of setup it came as.
+struct JobSetup {
+    std::string label;                               ///< names the log when the caller did not
+    tarn::resource_manager::RunningJob job;          ///< description, endpoints, resources, process
+    std::string pipeline;                            ///< in the launch syntax
+    std::map<std::string, std::string> environment;  ///< for the pipeline
+    std::vector<std::string> pullEndpoints;          ///< bound, and what arrives is dropped
+    std::vector<std::string> publishEndpoints;       ///< bound, and kept silent
+    std::string resourcesEndpoint;                   ///< empty: the job runs unregistered
+    std::string persistentFile;                      ///< empty: not persistent
+    std::string persistentContent;                   ///< what that file holds
+};
+
+}  // namespace tarn::peers

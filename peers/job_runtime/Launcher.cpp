@@ -1,0 +1,139 @@
+#include "peers/job_runtime/Launcher.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "peers/job_runtime/Job.h"
+#include "peers/job_runtime/JobLog.h"
+#include "peers/job_runtime/LauncherOptions.h"
+#include "peers/job_runtime/LauncherProcess.h"
+#include "peers/job_runtime/PipelineProcess.h"
+#include "peers/job_runtime/SetupServer.h"
+#include "peers/job_runtime/StopRequest.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
+#include "platform/utils/StreamLogSink.h"
+
+namespace tarn::peers {
+
+namespace {
+
+constexpr std::size_t maxLogText = 65536;
+
+class Launcher {
+  public:
+    Launcher(LauncherOptions options, const SetupProtocol& protocol)
+        : options(std::move(options)), protocol(protocol) {}
+
+    int run() {
+        startPipelineProcess();
+        SetupServer server(options.endpoint, protocol);
+        if (!options.label.empty()) {
+            openLog(options.label);
+        }
+        const auto deadline = SetupServer::Clock::now() + options.setupTimeout;
+        auto setup = server.wait(deadline, stop);
+        if (!setup) {
+            utils::logError("No setup arrived: ending");
+            return 1;
+        }
+        begin(*setup);
+        return runJob(std::move(*setup), server);
+    }
+
+  private:
+    // Started before it is needed, so that its start and the wait for the setup go on together. A
+    // failure is told when there is somebody to tell it to.
+    void startPipelineProcess() {
+        try {
+            process = std::make_unique<PipelineProcess>();
+        } catch (const std::exception& e) {
+            utils::logError(std::string("Cannot start the pipeline process: ") + e.what());
+        }
+    }
+
+    void openLog(const std::string& label) {
+        const auto folders =
+            options.logFolder.empty() ? jobLogFolders() : std::vector{options.logFolder};
+        logFile = openJobLog(folders, label);
+        if (options.daemon) {
+            closeStandardStreams();
+        }
+    }
+
+    void begin(const JobSetup& setup) {
+        const auto& label = options.label.empty() ? setup.label : options.label;
+        if (options.label.empty()) {
+            openLog(label);
+        }
+        utils::logInfo("Job " + utils::printable(label, maxLogText));
+        utils::logInfo("Job id " +
+                       utils::printable(setup.job.getJobDescription().getJobId(), maxLogText));
+        utils::logInfo("Pipeline " + utils::printable(setup.pipeline, maxLogText));
+        for (const auto& [name, value] : setup.environment) {
+            utils::logInfo("With " + name + "=" + utils::printable(value, maxLogText));
+        }
+    }
+
+    int runJob(JobSetup setup, SetupServer& server) {
+        const auto job = makeJob(std::move(setup), server);
+        if (!job) {
+            return 1;
+        }
+        server.answer(std::nullopt);
+        job->run();
+        if (!job->close()) {
+            // Everything is done; only the wait for an answer that nobody needs is not.
+            std::_Exit(0);
+        }
+        return 0;
+    }
+
+    std::unique_ptr<Job> makeJob(JobSetup setup, SetupServer& server) {
+        try {
+            if (!process) {
+                process = std::make_unique<PipelineProcess>();
+            }
+            return std::make_unique<Job>(std::move(setup), std::move(process), stop, logFile);
+        } catch (const std::exception& e) {
+            utils::logError("Job setup failed: " + utils::printable(e.what(), maxLogText));
+            server.answer(e.what());
+            return nullptr;
+        }
+    }
+
+    const LauncherOptions options;
+    const SetupProtocol& protocol;
+    StopRequest stop;
+    std::unique_ptr<PipelineProcess> process;
+    std::string logFile;
+};
+
+int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
+    try {
+        resetInheritedState();
+        if (options.daemon) {
+            detach();
+        }
+        utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
+        return Launcher(options, protocol).run();
+    } catch (const std::exception& e) {
+        utils::logError(e.what());
+        return 1;
+    }
+}
+
+}  // namespace
+
+int runLauncher(int argc, char** argv, const std::string& purpose, const SetupProtocol& protocol) {
+    int exitStatus = 0;
+    const auto options = parseLauncherOptions(argc, argv, purpose, exitStatus);
+    return options ? launch(*options, protocol) : exitStatus;
+}
+
+}  // namespace tarn::peers

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace tarn::peers {
+
+/// What a launcher was started with.
+struct LauncherOptions {
+    std::string label;      ///< names the log; empty: chosen when the setup is known
+    std::string endpoint;   ///< private endpoint on which the setup arrives
+    std::string logFolder;  ///< empty: the machine's own, see jobLogFolders
+    bool daemon = false;    ///< run detached
+    std::chrono::milliseconds setupTimeout{10'000};
+};
+
+/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed.
+std::optional<LauncherOptions> parseLauncherOptions(int argc, const char* const* argv,
+                                                    const std::string& purpose, int& exitStatus);
+
+}  // namespace tarn::peers

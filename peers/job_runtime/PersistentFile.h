@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+namespace tarn::peers {
+
+/// The file from which the service starts a job again after its own restart.
+class PersistentFile {
+  public:
+    /// Throws std::invalid_argument when `path` is not absolute or its folder does not exist.
+    explicit PersistentFile(std::string path);
+
+    /// Replaces the file as a whole: after a crash at any moment it holds the old content or the
+    /// new one. Throws std::system_error, and leaves the old content then.
+    void write(const std::string& content) const;
+
+    /// Gone afterwards, also when it was not there. Throws std::system_error.
+    void remove() const;
+
+  private:
+    const std::string path;
+};
+
+}  // namespace tarn::peers

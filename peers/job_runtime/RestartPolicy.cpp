@@ -1,0 +1,21 @@
+#include "peers/job_runtime/RestartPolicy.h"
+
+#include <algorithm>
+
+namespace tarn::peers {
+
+void RestartPolicy::playing(Clock::time_point now) {
+    playingSince = now;
+}
+
+std::chrono::milliseconds RestartPolicy::failed(Clock::time_point now) {
+    if (playingSince && now - *playingSince >= goodRun) {
+        delay = firstDelay;
+    }
+    playingSince.reset();
+    const auto wait = delay;
+    delay = std::min(delay * 2, longestDelay);
+    return wait;
+}
+
+}  // namespace tarn::peers

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "peers/job_runtime/JobSetup.h"
+
+namespace google::protobuf {
+class Message;
+}
+
+namespace tarn::proto::job_monitoring {
+class JobDescription;
+}
+
+namespace tarn::peers {
+
+/// The messages by which one kind of launcher is set up.
+class SetupProtocol {
+  public:
+    virtual ~SetupProtocol() = default;
+
+    /// Empty, to receive into.
+    virtual std::unique_ptr<google::protobuf::Message> newRequest() const = 0;
+
+    /// Throws std::invalid_argument, with the reason, for a request that is no setup.
+    virtual JobSetup read(const google::protobuf::Message& request) const = 0;
+
+    /// The answer: success, or the refusal with its reason.
+    virtual std::unique_ptr<google::protobuf::Message> makeReply(
+        const std::optional<std::string>& refusal) const = 0;
+};
+
+/// The registry's record of a job in this process. `resources` is a repeated field of
+/// ResourceToReserve.
+template <typename Reservations>
+tarn::resource_manager::RunningJob::Resources toResources(const Reservations& reservations) {
+    tarn::resource_manager::RunningJob::Resources resources;
+    for (const auto& reservation : reservations) {
+        auto& values = resources[reservation.name()];
+        values.insert(values.end(), reservation.values().begin(), reservation.values().end());
+    }
+    return resources;
+}
+
+}  // namespace tarn::peers

@@ -1,0 +1,74 @@
+// Runs one pipeline for the launcher that started it, and dies with it.
+#include <fcntl.h>
+#include <gst/gst.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <iostream>
+
+#include "peers/pipeline_channel/MessageChannel.h"
+#include "peers/pipeline_process/PipelineHost.h"
+#include "peers/pipeline_process/PluginLoader.h"
+
+namespace {
+
+using tarn::peers::MessageChannel;
+
+pid_t parseProcessId(const char* text) {
+    pid_t id = 0;
+    const char* const end = text + std::strlen(text);
+    const auto result = std::from_chars(text, end, id);
+    return result.ec == std::errc() && result.ptr == end ? id : 0;
+}
+
+// The launcher may be gone before the kernel was asked to tell of it.
+bool bindLifeTo(pid_t launcher) {
+    return ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() == launcher;
+}
+
+bool startMediaLibrary() {
+    gst_segtrap_set_enabled(FALSE);  // a crash ends this process with its signal
+    GError* failure = nullptr;
+    if (gst_init_check(nullptr, nullptr, &failure)) {
+        return true;
+    }
+    std::cerr << "error: the media library cannot start: "
+              << (failure != nullptr ? failure->message : "unknown reason") << std::endl;
+    return false;
+}
+
+int runPipeline() {
+    if (!startMediaLibrary()) {
+        return 1;
+    }
+    const char* const plugins = ::getenv("KLN_PLUGINS");
+    tarn::peers::loadPlugins(plugins != nullptr ? plugins : "");
+    tarn::peers::PipelineHost host(tarn::peers::FileDescriptor(MessageChannel::pipelineDescriptor));
+    return host.run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    const pid_t launcher = argc == 2 ? parseProcessId(argv[1]) : 0;
+    if (launcher <= 0 || ::fcntl(MessageChannel::pipelineDescriptor, F_SETFD, FD_CLOEXEC) != 0) {
+        std::cerr << "tarnPipelineProcess is started by a job's launcher" << std::endl;
+        return 2;
+    }
+    if (!bindLifeTo(launcher)) {
+        return 1;
+    }
+    try {
+        return runPipeline();
+    } catch (const std::exception& e) {
+        std::cerr << "error: " << e.what() << std::endl;
+        return 1;
+    }
+}

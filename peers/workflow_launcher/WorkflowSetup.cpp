@@ -1,0 +1,60 @@
+#include "peers/workflow_launcher/WorkflowSetup.h"
+
+#include <google/protobuf/message.h>
+
+#include <stdexcept>
+
+#include "platform/socket/SocketEndpoint.h"
+#include "proto/service_job.pb.h"
+
+namespace tarn::peers {
+
+using namespace tarn::proto::service_job;
+using tarn::socket::SocketEndpoint;
+
+std::unique_ptr<google::protobuf::Message> WorkflowSetup::newRequest() const {
+    return std::make_unique<ServiceToJobRequest>();
+}
+
+JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
+    const auto& request = dynamic_cast<const ServiceToJobRequest&>(message);
+    if (request.type() != ServiceToJobRequest::SETUP) {
+        throw std::invalid_argument("Not a job setup request");
+    }
+    if (!request.HasExtension(ServiceToJobRequestSetup::base)) {
+        throw std::invalid_argument("The job setup request has no setup");
+    }
+    const auto& setup = request.GetExtension(ServiceToJobRequestSetup::base);
+    if (setup.job_description().job_id().empty()) {
+        throw std::invalid_argument("The job has no id");
+    }
+    for (const auto* endpoint :
+         {&setup.first_job_endpoint(), &setup.second_job_endpoint(), &setup.resources_endpoint()}) {
+        SocketEndpoint::FromString(*endpoint);
+    }
+    JobSetup result;
+    result.label = setup.persistent_job_name().empty() ? setup.job_description().job_id()
+                                                       : setup.persistent_job_name();
+    result.job = tarn::resource_manager::RunningJob(
+        tarn::resource_manager::JobDescription(setup.job_description()), setup.first_job_endpoint(),
+        setup.second_job_endpoint(), tarn::resource_manager::ProcessIdentity::ofThisProcess(),
+        toResources(setup.resources_to_reserve()));
+    result.pipeline = setup.job_configuration();
+    result.resourcesEndpoint = setup.resources_endpoint();
+    result.persistentFile = setup.persistent_file_path();
+    result.persistentContent = request.SerializePartialAsString();
+    return result;
+}
+
+std::unique_ptr<google::protobuf::Message> WorkflowSetup::makeReply(
+    const std::optional<std::string>& refusal) const {
+    auto reply = std::make_unique<JobToServiceReply>();
+    reply->set_type(JobToServiceReply::SETUP);
+    reply->set_success(!refusal);
+    if (refusal) {
+        reply->set_error_message(*refusal);
+    }
+    return reply;
+}
+
+}  // namespace tarn::peers

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+
+namespace tarn::proto::monitoring {
+class DeviceToTarnServiceEvent;
+}
+
+namespace tarn::device_tree {
+class DeviceNode;
+}
+
+namespace tarn::device_tree::utils {
+
+class EventHelper {
+  public:
+    /// Fills `event` with what leads from `before` to `after`; a null node is an absent device.
+    ///
+    ///     nothing -> node         DEVICE_ADD
+    ///     node    -> nothing      DEVICE_REMOVE
+    ///     status values differ    STATUS_CHANGE, with just those
+    ///     anything else differs   CONFIGURATION_CHANGE
+    ///
+    /// False, and `event` untouched, when nothing differs. Parts that both trees share are not
+    /// compared. Any thread.
+    static bool ComputeEvent(const std::shared_ptr<DeviceNode>& before,
+                             const std::shared_ptr<DeviceNode>& after,
+                             tarn::proto::monitoring::DeviceToTarnServiceEvent& event);
+};
+
+}  // namespace tarn::device_tree::utils

@@ -1,0 +1,100 @@
+#include "platform/resource_manager/ResourceManagerRequestHandler.h"
+
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "platform/resource_manager/Registry.h"
+#include "platform/resource_manager/RegistryFolder.h"
+#include "platform/resource_manager/RequestThread.h"
+#include "platform/resource_manager/ServedRegistry.h"
+#include "platform/socket/Socket.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/MessageFormatter.h"
+
+namespace tarn::resource_manager {
+
+namespace {
+
+const tarn::utils::MessageFormatter& formatter() {
+    static const auto* const instance = new tarn::utils::MessageFormatter("ResourceManager");
+    return *instance;
+}
+
+std::unique_ptr<tarn::socket::Socket> bindSocket(const tarn::socket::SocketEndpoint& endpoint) {
+    auto socket = std::make_unique<tarn::socket::Socket>("Resource manager",
+                                                         tarn::socket::ClosePolicy::Flush);
+    socket->createAndConnect(tarn::socket::Protocol::Reply, endpoint, /*timeoutMs=*/0);
+    return socket;
+}
+
+std::shared_ptr<Registry> openRegistry(const std::string& folder,
+                                       const tarn::socket::SocketEndpoint& endpoint) {
+    auto opened = RegistryFolder(folder).open(endpoint.toString(tarn::socket::Protocol::None));
+    auto registry = std::make_shared<Registry>(std::move(opened.contents), std::move(opened.store));
+    registry->clearDeadProcesses();
+    return registry;
+}
+
+}  // namespace
+
+struct ResourceManagerRequestHandler::Implementation {
+    struct Running {
+        std::shared_ptr<Registry> registry;
+        ServedRegistry forThisProcess;
+        RequestThread forOthers;
+
+        Running(std::unique_ptr<tarn::socket::Socket> socket, std::shared_ptr<Registry> opened,
+                const tarn::socket::SocketEndpoint& endpoint)
+            : registry(std::move(opened)),
+              forThisProcess(endpoint, registry),
+              forOthers(std::move(socket), registry) {}
+    };
+
+    std::string registryFolder;
+    std::optional<Running> running;
+};
+
+ResourceManagerRequestHandler::ResourceManagerRequestHandler(std::string registryFolder)
+    : impl(std::make_unique<Implementation>()) {
+    impl->registryFolder = std::move(registryFolder);
+}
+
+ResourceManagerRequestHandler::~ResourceManagerRequestHandler() {
+    terminate();
+}
+
+// The endpoint comes first: while another service still has it, its registry is not touched.
+bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& endpoint) {
+    terminate();
+    try {
+        auto socket = bindSocket(endpoint);
+        impl->running.emplace(std::move(socket), openRegistry(impl->registryFolder, endpoint),
+                              endpoint);
+        return true;
+    } catch (const std::exception& e) {
+        tarn::utils::logError(formatter().formatMessage(
+            std::string("Failed starting the resource manager: ") + e.what()));
+        return false;
+    }
+}
+
+void ResourceManagerRequestHandler::refuseRegistrations() {
+    if (impl->running) {
+        impl->running->registry->refuseRegistrations();
+    }
+}
+
+void ResourceManagerRequestHandler::terminate() {
+    if (impl->running) {
+        impl->running->registry->close();  // before the endpoint is free for another service
+        impl->running.reset();
+    }
+}
+
+ResourceManagerRequestHandler& GetResourceManagerRequestHandler() {
+    static ResourceManagerRequestHandler handler;
+    return handler;
+}
+
+}  // namespace tarn::resource_manager

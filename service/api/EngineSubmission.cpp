@@ -1,0 +1,107 @@
+#include "platform/socket/Socket.h"
+#include "platform/utils/Log.h"
+#include "proto/api_service.pb.h"
+#include "proto/service_engine.pb.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/workflows/WorkflowCreator.h"
+
+namespace tarn::service {
+
+using tarn::proto::api_service::ApiToServiceRequestEngineSubmission;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyEngineSubmission;
+using tarn::proto::service_engine::EngineToServiceReply;
+using tarn::proto::service_engine::ServiceToEngineRequest;
+using tarn::proto::service_engine::ServiceToEngineRequestSetup;
+
+namespace {
+
+constexpr std::uint32_t engineAppearsWithinMs = 2000;
+constexpr std::uint32_t replyLimit = 524288;
+
+ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& submission,
+                                    const std::vector<std::string>& endpoints,
+                                    const std::string& resourcesEndpoint) {
+    ServiceToEngineRequest request;
+    request.set_type(ServiceToEngineRequest::SETUP);
+    auto& setup = *request.MutableExtension(ServiceToEngineRequestSetup::base);
+    setup.set_engine_name(submission.engine_name());
+    setup.set_engine_settings(submission.engine_settings());
+    setup.set_engine_option(submission.engine_option());
+    setup.set_first_engine_endpoint(endpoints[0]);
+    setup.set_second_engine_endpoint(endpoints[1]);
+    setup.set_third_engine_endpoint(endpoints[2]);
+    setup.set_fourth_engine_endpoint(endpoints[3]);
+    auto& resource = *setup.add_resources_to_reserve();
+    resource.set_name("Endpoint");
+    resource.mutable_values()->Add(endpoints.begin(), endpoints.end());
+    setup.set_resources_endpoint(resourcesEndpoint);
+    return request;
+}
+
+}  // namespace
+
+void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
+                                                               socket::Socket& socket) {
+    HandlerFrame frame(*this, {"EngineSubmission request ", "EngineSubmission reply "},
+                       surroundings.steadyNow);
+    std::vector<std::string> endpoints;
+    std::string error;
+    if (!generateJobEndpoints(endpoints, 4, error)) {
+        utils::logError(formatMessage("Cannot submit engine: " + error));
+        return;
+    }
+    ServiceToApiReply reply;
+    reply.set_type(ServiceToApiReply::ENGINE_SUBMISSION);
+    reply.set_success(true);
+    auto& answer = *reply.MutableExtension(ServiceToApiReplyEngineSubmission::base);
+    answer.set_first_engine_endpoint(endpoints[0]);
+    answer.set_second_engine_endpoint(endpoints[1]);
+    answer.set_third_engine_endpoint(endpoints[2]);
+    answer.set_fourth_engine_endpoint(endpoints[3]);
+    frame.send(reply, socket);
+
+    std::string ipcEndpoint;
+    if (!surroundings.workflows.generateIpcEndpointString(ipcEndpoint, error)) {
+        utils::logError(formatMessage("Cannot submit engine: " + error));
+        return;
+    }
+    try {
+        launchEngine(ipcEndpoint);
+        setUpEngine(
+            ipcEndpoint,
+            setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
+                         endpoints, surroundings.configuration.getResourcesEndpoint()));
+    } catch (const std::exception& e) {
+        utils::logError(formatMessage(std::string("Failed starting external job: ") + e.what()));
+    }
+}
+
+void ApiToServiceRequestHandler::launchEngine(const std::string& ipcEndpoint) {
+    const auto command = surroundings.configuration.getPluginsEnvironmentVariable() + " " +
+                         surroundings.configuration.getEngineLauncher() + " " + "-e " +
+                         ipcEndpoint + " " + "-d" + " &";
+    utils::logInfo(formatMessage("Starting engine: " + command));
+    surroundings.runShell(command);
+}
+
+void ApiToServiceRequestHandler::setUpEngine(const std::string& ipcEndpoint,
+                                             const ServiceToEngineRequest& request) {
+    socket::Socket socket("Engine setup endpoint", socket::ClosePolicy::Discard);
+    socket.createAndConnect(socket::Protocol::Request,
+                            socket::SocketEndpoint::FromString(ipcEndpoint), engineAppearsWithinMs);
+    if (utils::isLogEnabled(utils::LogLevel::Trace)) {
+        utils::logTrace(formatMessage("Sending " + request.DebugString()));
+    }
+    socket.sendProtoBuf(&request);
+    EngineToServiceReply reply;
+    socket.receiveProtoBuf(&reply, replyLimit);
+    if (reply.type() == EngineToServiceReply::SETUP) {
+        utils::logInfo(formatMessage("Job setup properly sent"));
+    } else {
+        utils::logError(formatMessage("Received wrong type of reply to job setup request"));
+    }
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace tarn::proto::api_service {
+class ServiceToApiReply;
+}
+namespace tarn::socket {
+class Socket;
+}
+namespace tarn::utils {
+class IMessageFormatter;
+}
+
+namespace tarn::service {
+
+using SteadyNow = std::function<std::chrono::steady_clock::time_point()>;
+
+/// What every request handler does around its own work: it times the work and the sending, says so
+/// when either was slow, and sends the reply. Lives as long as one request; request thread only.
+class HandlerFrame {
+  public:
+    /// How the two warnings call the request and its reply, and after how many whole seconds of work
+    /// the first is given. The labels bring their blanks with them.
+    struct Labels {
+        std::string request;
+        std::string reply;
+        std::chrono::seconds processingThreshold{5};
+    };
+
+    /// The work begins.
+    HandlerFrame(const utils::IMessageFormatter& formatter, Labels labels, SteadyNow now);
+
+    /// The work is done. Does not throw: a reply that cannot be sent is logged.
+    void send(const tarn::proto::api_service::ServiceToApiReply& reply, socket::Socket& socket);
+
+  private:
+    void warnIfSlow(const std::string& label, std::chrono::seconds threshold) const;
+
+    const utils::IMessageFormatter& formatter;
+    const Labels labels;
+    const SteadyNow now;
+};
+
+}  // namespace tarn::service

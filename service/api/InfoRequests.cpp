@@ -1,0 +1,48 @@
+#include "platform/socket/Socket.h"
+#include "proto/api_service.pb.h"
+#include "proto/dictionary.pb.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/configuration/LoopStorageConfigurationHandler.h"
+#include "service/workflows/WorkflowCreator.h"
+
+namespace tarn::service {
+
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyInfo;
+
+namespace {
+
+// Only the first connection is reported, and none when that one is not valid.
+void addLoopStorage(ServiceToApiReplyInfo& info,
+                    const configuration::ConfigurationHandler& settings) {
+    const auto storages = settings.getLoopStorages();
+    if (storages.empty() || !storages.front() || !storages.front()->isValid()) {
+        return;
+    }
+    const auto& first = *storages.front();
+    auto& reported = *info.mutable_loop_storage_configuration();
+    reported.set_address(first.getAddress());
+    if (first.isTcpInterface()) {
+        reported.set_port(first.getPort());
+    }
+}
+
+}  // namespace
+
+void ApiToServiceRequestHandler::handleGetInfoRequest(Request&, socket::Socket& socket) {
+    HandlerFrame frame(*this, {"GetInfo request ", "GetInfo reply "}, surroundings.steadyNow);
+    ServiceToApiReply reply;
+    reply.set_type(ServiceToApiReply::INFO);
+    reply.set_success(true);
+    auto& info = *reply.MutableExtension(ServiceToApiReplyInfo::base);
+    info.set_service_name(serviceName);
+    info.set_version("service version TODO");
+    info.set_events_endpoint(
+        surroundings.workflows.getEventsEndpoint().toString(socket::Protocol::None));
+    *info.mutable_components_dictionary() = surroundings.dictionary.toProtoBuf();
+    addLoopStorage(info, surroundings.configuration);
+    frame.send(reply, socket);
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,94 @@
+#include "platform/socket/Socket.h"
+#include "platform/utils/Log.h"
+#include "proto/api_service.pb.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "service/api/PersistentFileName.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/workflows/WorkflowCreator.h"
+
+namespace tarn::service {
+
+using tarn::proto::api_service::ApiToServiceRequestJobSubmission;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyJobSubmission;
+
+namespace {
+
+// Elements of the same name add up, in arrival order; one without values leaves no trace.
+WorkflowCreator::Properties propertiesOf(const ApiToServiceRequestJobSubmission& submission) {
+    WorkflowCreator::Properties properties;
+    for (const auto& property : submission.properties()) {
+        for (const auto& value : property.values()) {
+            properties[property.name()].push_back(value);
+        }
+    }
+    return properties;
+}
+
+}  // namespace
+
+bool ApiToServiceRequestHandler::generateJobEndpoints(std::vector<std::string>& endpoints,
+                                                      std::size_t count, std::string& error) {
+    while (endpoints.size() < count) {
+        std::string endpoint;
+        if (!surroundings.workflows.generateNewEndpointString(endpoint, error)) {
+            return false;
+        }
+        endpoints.push_back(endpoint);
+    }
+    return true;
+}
+
+ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceOf(
+    const ApiToServiceRequestJobSubmission& submission) const {
+    if (!submission.persistent()) {
+        return {};
+    }
+    const auto& folder = surroundings.configuration.getPersistentJobsFolder();
+    if (folder.empty()) {
+        utils::logError(formatMessage(
+            "Job cannot be set as persistent, as no persistent job folder has been configured."));
+        return {};
+    }
+    const bool named = submission.has_persistent_job_name();
+    const auto fileName =
+        named ? submission.persistent_job_name()
+              : stampedFileName(surroundings.wallNow(), submission.job_description().name());
+    if (const auto problem = fileNameProblem(fileName); !problem.empty()) {
+        utils::logError(formatMessage("Job cannot be set as persistent, as " + problem));
+        return {};
+    }
+    return {folder + "/" + fileName, named ? fileName : std::string()};
+}
+
+// The client has its answer before the job exists: it learns the endpoints at once, and how the
+// launch went from the job or from the list of jobs.
+void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
+                                                            socket::Socket& socket) {
+    HandlerFrame frame(*this, {"JobSubmission request ", "JobSubmission reply "},
+                       surroundings.steadyNow);
+    std::string ipcEndpoint;
+    std::vector<std::string> endpoints;
+    std::string error;
+    if (!surroundings.workflows.generateIpcEndpointString(ipcEndpoint, error) ||
+        !generateJobEndpoints(endpoints, 2, error)) {
+        utils::logError(formatMessage("Cannot submit job: " + error));
+        return;
+    }
+    ServiceToApiReply reply;
+    reply.set_type(ServiceToApiReply::JOB_SUBMISSION);
+    reply.set_success(true);
+    auto& answer = *reply.MutableExtension(ServiceToApiReplyJobSubmission::base);
+    answer.set_first_job_endpoint(endpoints[0]);
+    answer.set_second_job_endpoint(endpoints[1]);
+    frame.send(reply, socket);
+
+    const auto& submission = *request.MutableExtension(ApiToServiceRequestJobSubmission::base);
+    const auto persistence = persistenceOf(submission);
+    surroundings.workflows.createWorkflow(ipcEndpoint, endpoints[0], endpoints[1],
+                                          submission.job_description(), propertiesOf(submission),
+                                          submission.job_configuration(), persistence.filePath,
+                                          persistence.jobName);
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,58 @@
+#include "service/configuration/ConfigurationCheck.h"
+
+#include <exception>
+#include <memory>
+
+#include "platform/utils/MessageFormatter.h"
+#include "service/configuration/ConfigurationFileReader.h"
+#include "service/configuration/ConfigurationSettings.h"
+#include "service/configuration/ContentChecks.h"
+#include "service/configuration/ProblemList.h"
+#include "service/configuration/UnknownElements.h"
+#include "service/configuration/XmlDocument.h"
+
+namespace tarn::service::configuration {
+
+namespace {
+
+ConfigurationProblem problemOf(const std::exception& failure) {
+    const auto* const source = dynamic_cast<const ProblemSource*>(&failure);
+    return source != nullptr ? source->problem() : ConfigurationProblem{.text = failure.what()};
+}
+
+void checkElements(const XmlDocument& document, const ConfigurationSettings& settings,
+                   ProblemList& problems) {
+    if (const XmlNode* const root = firstChildElement(document.top(), "TarnHubConfig")) {
+        findUnknownElements(*root, problems);
+        checkEndpoints(*root, problems);
+        checkPortRanges(*root, settings, problems);
+        checkFiles(*root, problems);
+    }
+}
+
+}  // namespace
+
+std::vector<ConfigurationProblem> checkConfigurationFile(const std::string& path) {
+    const utils::MessageFormatter owner("ConfigurationHandler");
+    ConfigurationSettings settings;
+    settings.reset();
+    ConfigurationFileReader reader(settings, owner);
+
+    std::vector<ConfigurationProblem> found;
+    std::unique_ptr<XmlDocument> document;
+    try {
+        document = reader.load(path);
+        reader.read(*document, path);
+    } catch (const std::exception& failure) {
+        found.push_back(problemOf(failure));
+    }
+    if (document) {
+        ProblemList further;
+        checkElements(*document, settings, further);
+        const auto sorted = further.inFileOrder();
+        found.insert(found.end(), sorted.begin(), sorted.end());
+    }
+    return found;
+}
+
+}  // namespace tarn::service::configuration

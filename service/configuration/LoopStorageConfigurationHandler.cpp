@@ -1,0 +1,103 @@
+#include "service/configuration/LoopStorageConfigurationHandler.h"
+
+#include <optional>
+#include <stdexcept>
+
+#include "service/configuration/ConfigurationError.h"
+
+namespace tarn::service::configuration {
+
+namespace {
+
+std::optional<int> toInt(const std::string& text) {
+    try {
+        return std::stoi(text);
+    } catch (const std::logic_error&) {  // not a number, or out of range
+        return std::nullopt;
+    }
+}
+
+}  // namespace
+
+LoopStorageConfigurationHandler::LoopStorageConfigurationHandler()
+    : MessageFormatter("LoopStorageConfigurationHandler") {
+    reset();
+}
+
+void LoopStorageConfigurationHandler::reset() {
+    valid = false;
+    tcpInterface = false;
+    address.clear();
+    port = 0;
+}
+
+bool LoopStorageConfigurationHandler::parseXml(const XmlNode& node, std::string& error) {
+    error.clear();
+    try {
+        readXml(node);
+    } catch (const ConfigurationError& failure) {
+        error = failure.what();
+    }
+    return error.empty();
+}
+
+void LoopStorageConfigurationHandler::readXml(const XmlNode& node) {
+    reset();
+    readInterfaceType(node);
+    readAddress(node);
+    if (tcpInterface) {
+        readPort(node);
+    }
+    valid = true;
+}
+
+void LoopStorageConfigurationHandler::readInterfaceType(const XmlNode& node) {
+    const XmlNode* const type = firstChildElement(node, "InterfaceType");
+    if (type == nullptr) {
+        throw ConfigurationError(*this, "LoopStorage configuration error: no InterfaceType node",
+                                 node);
+    }
+    const std::string text = elementValue(*type);
+    if (text != "tcp" && text != "unix") {
+        throw ConfigurationError(
+            *this, "LoopStorage configuration error: InterfaceType must be either tcp or unix",
+            *type);
+    }
+    tcpInterface = text == "tcp";
+}
+
+void LoopStorageConfigurationHandler::readAddress(const XmlNode& node) {
+    const XmlNode* const element = firstChildElement(node, "InterfaceAddress");
+    if (element == nullptr) {
+        throw ConfigurationError(*this, "LoopStorage configuration error: no InterfaceAddress node",
+                                 node);
+    }
+    address = elementValue(*element);
+    if (address.empty()) {
+        throw ConfigurationError(
+            *this, "LoopStorage configuration error: InterfaceAddress is empty", *element);
+    }
+}
+
+void LoopStorageConfigurationHandler::readPort(const XmlNode& node) {
+    const XmlNode* const element = firstChildElement(node, "TcpPort");
+    if (element == nullptr) {
+        throw ConfigurationError(
+            *this, "LoopStorage configuration error: no TcpPort node on a tcp InterfaceType", node);
+    }
+    // Only the low 16 bits count, on purpose: 65537 is port 1.
+    port = static_cast<std::uint16_t>(toInt(elementValue(*element)).value_or(0));
+    if (port == 0) {
+        throw ConfigurationError(*this, "LoopStorage configuration error: invalid TcpPort value",
+                                 *element);
+    }
+}
+
+std::string LoopStorageConfigurationHandler::toString() const {
+    if (!valid) {
+        return "Invalid";
+    }
+    return tcpInterface ? "TCP " + address + ":" + std::to_string(port) : "IPC " + address;
+}
+
+}  // namespace tarn::service::configuration

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/utils/MessageFormatter.h"
+#include "service/configuration/XmlText.h"
+
+namespace tarn::service::configuration {
+
+/// How one loop storage server is reached: over TCP, or over a Unix domain socket.
+/// Filled once; then safe for concurrent readers.
+class LoopStorageConfigurationHandler : public utils::MessageFormatter {
+  public:
+    LoopStorageConfigurationHandler();
+
+    /// Not valid, Unix, no address, port 0.
+    void reset();
+
+    /// Takes over a `Storage` element. On failure false, with the reason in `error`; the handler is
+    /// then reset or half filled, and not valid.
+    bool parseXml(const XmlNode& node, std::string& error);
+
+    /// The same; throws ConfigurationError on failure.
+    void readXml(const XmlNode& node);
+
+    /// "TCP <address>:<port>", "IPC <path>", or "Invalid".
+    std::string toString() const;
+
+    bool isValid() const { return valid; }
+    bool isTcpInterface() const { return tcpInterface; }
+    const std::string& getAddress() const { return address; }  ///< Host, or path of the socket.
+    std::uint16_t getPort() const { return port; }             ///< 0 for a Unix domain socket.
+
+  private:
+    void readInterfaceType(const XmlNode& node);
+    void readAddress(const XmlNode& node);
+    void readPort(const XmlNode& node);
+
+    bool valid = false;
+    bool tcpInterface = false;
+    std::string address;
+    std::uint16_t port = 0;
+};
+
+}  // namespace tarn::service::configuration

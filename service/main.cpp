@@ -1,0 +1,3 @@
+#include "service/runtime/ServiceProcess.h"
+
+int main(int argc, char* argv[]) { return tarn::service::ServiceProcess().run(argc, argv); }

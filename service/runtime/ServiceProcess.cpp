@@ -1,0 +1,151 @@
+#include "service/runtime/ServiceProcess.h"
+
+#include <exception>
+#include <string>
+
+#include "platform/media_framework/Kln.h"
+#include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/resource_manager/ResourceManagerRequestHandler.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/Log4CPlusLogger.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/configuration/GetConfigurationHandler.h"
+#include "service/runtime/CommandLine.h"
+#include "service/runtime/DeadJobCleaner.h"
+#include "service/runtime/ShutdownSequence.h"
+#include "service/runtime/ShutdownThread.h"
+#include "service/workflows/WorkflowCreator.h"
+
+namespace tarn::service {
+
+namespace {
+
+constexpr auto configurationFile = "/etc/TarnConfiguration.xml";
+constexpr auto loggerConfigurationFile =
+    "/opt/halden/halden-tarn-service/config/halden-tarn-service.logger.config";
+constexpr auto frameworkLoggerConfiguration =
+    "<Config>\n    <Logger>halden-kln</Logger>\n</Config>";
+
+// Numbers that are none are thrown out of the reader; for the operator that is a failed reading
+// too.
+bool readConfiguration(configuration::ConfigurationHandler& settings, std::string& error) {
+    try {
+        return settings.readConfigurationFile(configurationFile, error);
+    } catch (const std::exception& e) {
+        error = settings.formatMessage(e.what());
+        return false;
+    }
+}
+
+bool parseEndpoint(const std::string& text, socket::SocketEndpoint& endpoint, const char* problem) {
+    try {
+        endpoint = socket::SocketEndpoint::FromString(text);
+        return true;
+    } catch (const std::exception& e) {
+        utils::logError(std::string(problem) + e.what());
+        return false;
+    }
+}
+
+RunningParts runningParts() {
+    return {GetApiToServiceRequestHandler(), resource_manager::GetResourceManagerProxy(),
+            resource_manager::GetResourceManagerRequestHandler()};
+}
+
+}  // namespace
+
+int ServiceProcess::run(int argc, const char* const* argv) {
+    if (printHelpIfAskedFor(argc, argv)) {
+        return 1;
+    }
+    if (registerLoggers() == Step::Failed) {
+        return 1;
+    }
+    // The singletons are made here, so that they are destroyed after everything that uses them.
+    const auto parts = runningParts();
+    ShutdownThread shutdown(stop, [&parts](int signal) {
+        runShutdownSequence(signal, parts);
+        parts.api.releaseWaiters();
+    });
+    if (!stop.requested() && loadConfiguration() == Step::Failed) {
+        return 1;
+    }
+    const int status = runServices(shutdown);
+    stopDeadJobCleaner();
+    joinDeadJobCleaner();
+    return status;
+}
+
+ServiceProcess::Step ServiceProcess::registerLoggers() {
+    utils::registerLog4CPlusLogger("halden-tarn-service", loggerConfigurationFile);
+    try {
+        if (KLNSetLoggerFrameworkConfig("Log4CPlus", "kln", frameworkLoggerConfiguration) != 0) {
+            utils::logError("Failed setting KLN logger");
+            return Step::Failed;
+        }
+    } catch (const std::exception& e) {
+        utils::logError(std::string("Failed setting KLN logger: ") + e.what());
+        return Step::Failed;
+    }
+    return Step::Done;
+}
+
+ServiceProcess::Step ServiceProcess::loadConfiguration() {
+    auto& settings = configuration::GetConfigurationHandler();
+    std::string error;
+    if (!readConfiguration(settings, error)) {
+        utils::logWarning("Warning: " + error);
+        utils::logWarning("Using default configuration");
+        settings.setDefault();
+    }
+    settings.printConfiguration();
+    if (!settings.checkCreateFolders(error)) {
+        utils::logError("Failed creating/checking folders: " + error);
+    }
+    const bool parsed = parseEndpoint(settings.getRequestsEndpoint(), requestsEndpoint,
+                                      "Could not setup request endpoint: ") &&
+                        parseEndpoint(settings.getEventsEndpoint(), eventsEndpoint,
+                                      "Could not setup event endpoint: ");
+    return parsed ? Step::Done : Step::Failed;
+}
+
+int ServiceProcess::runServices(ShutdownThread& shutdown) {
+    try {
+        startServices();
+        shutdown.allowShutdown();
+        GetApiToServiceRequestHandler().waitForTermination();
+    } catch (const std::exception& e) {
+        utils::logError(std::string("Terminated with exception %") + e.what());
+        shutdown.allowShutdown();
+    }
+    return 0;
+}
+
+void ServiceProcess::startServices() {
+    using Start = void (*)(ServiceProcess&);
+    constexpr Start steps[] = {
+        [](ServiceProcess& p) { GetWorkflowCreator().init(p.requestsEndpoint, p.eventsEndpoint); },
+        [](ServiceProcess& p) { p.startResourceManager(); },
+        [](ServiceProcess&) { GetApiToServiceRequestHandler().start("TarnService"); },
+        [](ServiceProcess&) { startDeadJobCleaner(); },
+    };
+    for (const auto step : steps) {
+        if (stop.requested()) {
+            return;
+        }
+        step(*this);
+    }
+}
+
+void ServiceProcess::startResourceManager() {
+    const auto endpoint = socket::SocketEndpoint::FromString(
+        configuration::GetConfigurationHandler().getResourcesEndpoint());
+    resource_manager::GetResourceManagerRequestHandler().start(endpoint);
+    std::string error;
+    if (!resource_manager::GetResourceManagerProxy().connect(endpoint.asPeer(), error)) {
+        utils::logError("Failed connecting ResourceManagerProxy: " + error);
+    }
+}
+
+}  // namespace tarn::service

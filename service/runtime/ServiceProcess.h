@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/socket/SocketEndpoint.h"
+#include "service/runtime/StopSignal.h"
+
+namespace tarn::service {
+
+class ShutdownThread;
+
+/// The life of the process, from its start to its exit status. Main thread only.
+///
+/// Start-up is a row of steps; a stop signal lets the step in hand finish and leaves out the rest.
+/// Most failures of a step are logged and the service comes up with what could be set up.
+class ServiceProcess {
+  public:
+    /// Returns the exit status. Throws for a command line that cannot be parsed.
+    int run(int argc, const char* const* argv);
+
+  private:
+    enum class Step { Done, Failed };
+
+    Step registerLoggers();
+    Step loadConfiguration();
+    int runServices(ShutdownThread& shutdown);
+    void startServices();
+    void startResourceManager();
+
+    StopSignal stop;  // first: signals are ours before anything else happens
+    socket::SocketEndpoint requestsEndpoint;
+    socket::SocketEndpoint eventsEndpoint;
+};
+
+}  // namespace tarn::service

@@ -1,0 +1,57 @@
+#include "service/runtime/ShutdownSequence.h"
+
+#include <string>
+
+#include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/resource_manager/ResourceManagerRequestHandler.h"
+#include "platform/utils/Log.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "service/runtime/DeadJobCleaner.h"
+#include "service/runtime/JobTermination.h"
+
+namespace tarn::service {
+
+namespace {
+
+void stopJobs(const RunningParts& parts) {
+    // A job that is just coming up must not enter the list after it was read.
+    parts.resourceManagerServer.refuseRegistrations();
+    terminateJobs(parts.resourceManager);
+}
+
+void disconnect(resource_manager::ResourceManagerProxy& resourceManager) {
+    std::string error;
+    if (!resourceManager.disconnect(error)) {
+        utils::logError("Failed disconnecting ResourceManagerProxy: " + error);
+    }
+}
+
+}  // namespace
+
+void runShutdownSequence(int signal, const RunningParts& parts) {
+    utils::logTrace("Caught signal " + std::to_string(signal));
+    utils::logInfo("Terminating service");
+    stopDeadJobCleaner();
+
+    utils::logInfo("Terminating request handler listener");
+    parts.api.terminate();
+    utils::logInfo("Request handler terminated");
+
+    utils::logInfo("Terminating running jobs");
+    stopJobs(parts);
+    utils::logInfo("Running jobs terminated");
+
+    joinDeadJobCleaner();
+
+    utils::logInfo("Disconnecting resource manager proxy");
+    disconnect(parts.resourceManager);
+    utils::logInfo("Resource manager proxy disconnected");
+
+    utils::logInfo("Terminating resource manager handler");
+    parts.resourceManagerServer.terminate();
+    utils::logInfo("Resource manager handler terminated");
+
+    utils::logInfo("Service terminated");
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/utils/MessageFormatter.h"
+#include "platform/utils/Synchronised.h"
+
+namespace tarn::proto::job_monitoring {
+class JobDescription;
+}
+namespace tarn::proto::service_job {
+class ServiceToJobRequest;
+}
+namespace tarn::resource_manager {
+class ResourceManagerProxy;
+}
+namespace tarn::service::configuration {
+class ConfigurationHandler;
+}
+
+namespace tarn::service {
+
+/// Starts jobs, and chooses the endpoints that jobs and engines listen on.
+///
+/// init is called once, before any other thread uses the object; everything else may be called from
+/// any thread. createWorkflow blocks its caller for the whole exchange with the new job: at most 2 s
+/// for it to appear, 5 s to take its setup and 5 s to answer.
+class WorkflowCreator : public tarn::utils::MessageFormatter {
+  public:
+    /// Property name to values.
+    using Properties = std::map<std::string, std::vector<std::string>>;
+
+    /// What the creator works with; all of it must outlive it.
+    struct Surroundings {
+        const configuration::ConfigurationHandler& configuration;
+        resource_manager::ResourceManagerProxy& resourceManager;
+        std::function<void(const std::string& command)> runShell;
+        std::function<int()> random;  ///< draws like rand
+    };
+
+    explicit WorkflowCreator(Surroundings surroundings);
+    ~WorkflowCreator() override = default;
+
+    /// Takes the service's endpoints as configured, a "*" host included.
+    void init(const socket::SocketEndpoint& requests, const socket::SocketEndpoint& events);
+    const socket::SocketEndpoint& getRequestsEndpoint() const { return requestsEndpoint; }
+    const socket::SocketEndpoint& getEventsEndpoint() const { return eventsEndpoint; }
+
+    /// A new private endpoint. Always true.
+    bool generateIpcEndpointString(std::string& endpoint, std::string& error);
+
+    /// A new endpoint of the requests endpoint's kind. Over TCP: a port of the range configured for
+    /// its host that neither was handed out lately nor is held by a running job; false, with the
+    /// reason in `error`, when none was found. Any transport but IPC and TCP gives an empty text.
+    bool generateNewEndpointString(std::string& endpoint, std::string& error);
+
+    /// Launches a job and hands it its setup. False when a job with its id runs already, and when
+    /// the job refuses its setup or answers with something else; true otherwise, also when the
+    /// exchange failed, since the launcher has been started by then. Everything is logged; does not
+    /// throw. `persistentFilePath` and `persistentJobName` are empty for a job that is not persistent.
+    bool createWorkflow(const std::string& ipcEndpoint, const std::string& firstJobEndpoint,
+                        const std::string& secondJobEndpoint,
+                        const tarn::proto::job_monitoring::JobDescription& jobDescription,
+                        const Properties& properties, const std::string& jobConfiguration,
+                        const std::string& persistentFilePath, const std::string& persistentJobName);
+
+  private:
+    struct PortRange {
+        std::int32_t from;
+        std::int32_t to;
+    };
+
+    PortRange jobPorts() const;
+    std::string drawTcpEndpoint();
+    bool isHeldByAJob(const std::string& endpoint);
+    bool isRunning(const std::string& uuid);
+    void launch(const std::string& label, const std::string& ipcEndpoint);
+    bool setUpJob(const std::string& ipcEndpoint,
+                  const tarn::proto::service_job::ServiceToJobRequest& request);
+
+    socket::SocketEndpoint requestsEndpoint;
+    socket::SocketEndpoint eventsEndpoint;
+    const Surroundings surroundings;
+
+    /// TCP endpoints handed out last, oldest first: their jobs may not have registered them yet.
+    utils::Synchronised<std::list<std::string>> recentEndpoints;
+};
+
+/// The process's creator; created on first use, destroyed at exit.
+WorkflowCreator& GetWorkflowCreator();
+
+}  // namespace tarn::service

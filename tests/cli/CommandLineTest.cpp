@@ -1,0 +1,137 @@
+#include "cli/CommandLine.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/cli/TarnctlFixture.h"
+
+namespace tarn::cli {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+const std::string id = firstId;
+
+// Nothing listens here; a line that gets as far as asking has the status NoAnswer.
+const std::string nobody = test::newEndpoint();
+
+CommandResult withoutService(std::vector<std::string> arguments) {
+    arguments.insert(arguments.end(), {"--endpoint", nobody, "--timeout", "0.02"});
+    return runLine(arguments);
+}
+
+class UsageErrors : public testing::TestWithParam<std::vector<std::string>> {};
+
+}  // namespace
+
+TEST_P(UsageErrors, AreOneLineAndStatusTwo) {
+    const CommandResult run = runLine(GetParam());
+    EXPECT_EQ(run.status, ExitStatus::Usage);
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, StartsWith("tarnctl: "));
+    EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    CommandLine, UsageErrors,
+    testing::Values(
+        std::vector<std::string>{}, std::vector<std::string>{"nonsense"},
+        std::vector<std::string>{"info", "--nonsense"}, std::vector<std::string>{"jobs"},
+        std::vector<std::string>{"jobs", "nonsense"}, std::vector<std::string>{"jobs", "show"},
+        std::vector<std::string>{"jobs", "show", id, id},
+        std::vector<std::string>{"jobs", "list", "--property", "a"},
+        std::vector<std::string>{"jobs", "list", "--value", "a"},
+        std::vector<std::string>{"jobs", "submit"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--id", "x"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--property", "x"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--property", "=x"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent-name", "n"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
+                                 "--persistent-name", "../n"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
+                                 "--persistent-name", ".."},
+        std::vector<std::string>{"jobs", "stop"}, std::vector<std::string>{"jobs", "watch"},
+        std::vector<std::string>{"engines", "submit", "--name", "n"},
+        std::vector<std::string>{"engines", "submit", "--name", "n", "--settings", "s", "--option",
+                                 "x"},
+        std::vector<std::string>{"engines", "submit", "--name", "n", "--settings", "s", "--option",
+                                 "2147483648"},
+        std::vector<std::string>{"config", "check"},
+        std::vector<std::string>{"info", "--endpoint", "nonsense"},
+        std::vector<std::string>{"info", "--endpoint", "ipc:///tmp/\x1b[31m"},
+        std::vector<std::string>{"info", "--timeout", "0"},
+        std::vector<std::string>{"info", "--timeout", "-1"},
+        std::vector<std::string>{"info", "--timeout", "nan"},
+        std::vector<std::string>{"info", "--timeout", "inf"},
+        std::vector<std::string>{"info", "--timeout", "5s"}));
+
+TEST(CommandLine, NeverEchoesAControlCharacter) {
+    for (const auto& line : {std::vector<std::string>{"\x1b[31m"}, {"info", "\x1b[31m"}}) {
+        EXPECT_EQ(runLine(line).err.find('\x1b'), std::string::npos);
+    }
+}
+
+TEST(CommandLine, NamesTheUnknownCommand) {
+    EXPECT_EQ(runLine({"nonsense"}).err,
+              "tarnctl: unknown command \"nonsense\" (see tarnctl --help)\n");
+}
+
+TEST(CommandLine, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
+    const std::string expected = "tarnctl: no answer from " + nobody + " within 0.02 s\n";
+    EXPECT_EQ(runLine({"--endpoint", nobody, "--timeout", "0.02", "info"}).err, expected);
+    EXPECT_EQ(runLine({"info", "--endpoint", nobody, "--timeout", "0.02"}).err, expected);
+    EXPECT_EQ(runLine({"jobs", "--timeout", "0.02", "list", "--endpoint", nobody}).err, expected);
+}
+
+TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {
+    const std::vector<std::vector<std::string>> commands = {{},
+                                                            {"info"},
+                                                            {"jobs"},
+                                                            {"jobs", "list"},
+                                                            {"jobs", "show"},
+                                                            {"jobs", "submit"},
+                                                            {"jobs", "watch"},
+                                                            {"jobs", "stop"},
+                                                            {"engines"},
+                                                            {"engines", "submit"},
+                                                            {"config"},
+                                                            {"config", "check"}};
+    for (auto command : commands) {
+        std::string name = "tarnctl";
+        for (const auto& word : command) {
+            name += " " + word;
+        }
+        command.emplace_back("--help");
+        const CommandResult run = runLine(command);
+        EXPECT_EQ(run.status, ExitStatus::Done);
+        EXPECT_THAT(run.out, HasSubstr("Usage: " + name));
+        EXPECT_THAT(run.out, HasSubstr("Example"));
+        EXPECT_THAT(run.out, HasSubstr("  " + name));
+        EXPECT_EQ(run.err, "");
+    }
+}
+
+TEST(CommandLine, GivesItsVersion) {
+    EXPECT_THAT(runLine({"--version"}).out, testing::MatchesRegex("tarnctl [0-9]+[.][0-9.]+\n"));
+}
+
+TEST(CommandLine, SaysWhenNobodyAnswers) {
+    for (const auto& line : {std::vector<std::string>{"info"},
+                             {"jobs", "list"},
+                             {"jobs", "show", id},
+                             {"jobs", "submit", "--pipeline", "p"},
+                             {"jobs", "submit", "--pipeline", "p", "--wait"},
+                             {"jobs", "watch", id},
+                             {"jobs", "stop", id},
+                             {"engines", "submit", "--name", "n", "--settings", "s"}}) {
+        const CommandResult run = withoutService(line);
+        EXPECT_EQ(run.status, ExitStatus::NoAnswer);
+        EXPECT_EQ(run.out, "");
+        EXPECT_EQ(run.err, "tarnctl: no answer from " + nobody + " within 0.02 s\n");
+    }
+}
+
+}  // namespace tarn::cli

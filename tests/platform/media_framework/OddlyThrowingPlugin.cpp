@@ -1,0 +1,3 @@
+extern "C" int KLNPluginInitialize() {
+    throw 5;
+}

@@ -1,0 +1,3 @@
+extern "C" int somethingElse() {
+    return 42;
+}

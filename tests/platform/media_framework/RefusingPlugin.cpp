@@ -1,0 +1,3 @@
+extern "C" int KLNPluginInitialize() {
+    return 42;
+}

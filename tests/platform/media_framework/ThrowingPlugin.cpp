@@ -1,0 +1,5 @@
+#include <stdexcept>
+
+extern "C" int KLNPluginInitialize() {
+    throw std::runtime_error("no licence");
+}

@@ -1,0 +1,5 @@
+extern "C" int aFunctionThatIsNowhere();
+
+extern "C" int KLNPluginInitialize() {
+    return aFunctionThatIsNowhere();
+}

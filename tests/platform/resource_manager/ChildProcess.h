@@ -1,0 +1,29 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+
+#include "platform/resource_manager/ProcessIdentity.h"
+
+namespace tarn::resource_manager::test {
+
+/// A forked child that runs `body` and then waits until it is killed. Killed and reaped at the end
+/// at the latest. Fork before the test starts threads.
+class ChildProcess {
+  public:
+    explicit ChildProcess(const std::function<void()>& body = [] {});
+    ~ChildProcess();
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    ProcessIdentity identity() const { return ProcessIdentity::of(id); }
+
+    void killAndLeaveZombie();
+    void killAndReap();
+
+  private:
+    pid_t id;
+};
+
+}  // namespace tarn::resource_manager::test

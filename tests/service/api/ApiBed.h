@@ -1,0 +1,45 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <string>
+
+#include "platform/socket/Socket.h"
+#include "proto/api_service.pb.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "tests/service/support/ServiceBed.h"
+
+namespace tarn::test {
+
+using tarn::proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ServiceToApiReply;
+
+/// An API server of its own with a client connected to it.
+class ApiBed : public ServiceBed {
+  public:
+    explicit ApiBed(const std::string& sections = {});
+
+    /// Starts the server on `requests` and connects the client.
+    void start();
+    void start(const std::string& requestsEndpoint);
+
+    /// Sends a request and returns the answer; throws when none comes within the bound.
+    ServiceToApiReply ask(const ApiToServiceRequest& request);
+    ServiceToApiReply ask(ApiToServiceRequest::ApiToServiceRequestType type);
+    void send(const ApiToServiceRequest& request);
+
+    /// Waits until everything sent so far was dealt with, by a request that is answered.
+    void settle();
+
+    const std::string endpoint = uniqueEndpoint();
+    std::atomic<std::chrono::seconds> clockStep{std::chrono::seconds(0)};  ///< added at each look
+    std::atomic<std::time_t> wallClock{0};
+    service::ApiToServiceRequestHandler server;
+    socket::Socket client{"client", socket::ClosePolicy::Discard};
+
+  private:
+    std::chrono::steady_clock::time_point now{};
+};
+
+}  // namespace tarn::test

@@ -1,0 +1,84 @@
+#include <gmock/gmock.h>
+
+#include <future>
+
+#include "tests/service/api/ApiBed.h"
+
+namespace tarn::service {
+
+using namespace std::chrono_literals;
+using tarn::proto::api_service::ApiToServiceRequest;
+
+class ApiLifecycle : public testing::Test {
+  protected:
+    std::future<void> waiting() {
+        return std::async(std::launch::async, [this] { bed.server.waitForTermination(); });
+    }
+
+    /// Starts the server on an endpoint that somebody else holds.
+    void startInVain() {
+        holder.createAndConnect(socket::Protocol::Reply,
+                                socket::SocketEndpoint::FromString(bed.endpoint), 0);
+        bed.workflows.init(socket::SocketEndpoint::FromString(bed.endpoint), {});
+        bed.server.start("TarnService");
+        ASSERT_TRUE(bed.log.waitFor(
+            "ERROR Api requests handler > Failed creating request reception socket: "));
+    }
+
+    socket::Socket holder{"holder", socket::ClosePolicy::Discard};
+    test::ApiBed bed;
+};
+
+TEST_F(ApiLifecycle, TerminatingWithoutAStartReturns) {
+    bed.server.terminate();
+    bed.server.terminate();
+}
+
+TEST_F(ApiLifecycle, TerminatingAnIdleServerTakesAboutHalfASecond) {
+    bed.start();
+    bed.settle();
+    const auto begin = std::chrono::steady_clock::now();
+    bed.server.terminate();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);  // generous: this machine is busy
+}
+
+TEST_F(ApiLifecycle, AWaitIsNotEndedByTerminateAlone) {
+    bed.start();
+    auto waiter = waiting();
+    bed.server.terminate();
+    EXPECT_EQ(waiter.wait_for(50ms), std::future_status::timeout);
+    bed.server.releaseWaiters();
+    EXPECT_EQ(waiter.wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(ApiLifecycle, AReleaseIsNotLostOnAWaitThatBeginsLater) {
+    bed.server.terminate();
+    bed.server.releaseWaiters();
+    EXPECT_EQ(waiting().wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedEndsTheWait) {
+    auto waiter = waiting();
+    startInVain();
+    EXPECT_EQ(waiter.wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedEndsAWaitThatBeginsLater) {
+    startInVain();
+    EXPECT_EQ(waiting().wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(ApiLifecycle, AServerThatCouldNotStartCanBeTerminated) {
+    startInVain();
+    bed.server.terminate();
+}
+
+TEST_F(ApiLifecycle, AMissingDictionaryIsLoggedAndTheServerAnswers) {
+    std::filesystem::remove(bed.folder.path() / "dictionary.xml");
+    bed.start();
+    EXPECT_TRUE(
+        bed.log.contains("FATAL Api requests handler > Init from local dictionary failed: "));
+    EXPECT_TRUE(bed.ask(ApiToServiceRequest::GET_INFO).success());
+}
+
+}  // namespace tarn::service

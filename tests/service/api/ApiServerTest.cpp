@@ -1,0 +1,81 @@
+#include <gmock/gmock.h>
+
+#include "tests/service/api/ApiBed.h"
+
+namespace tarn::service {
+
+using tarn::proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ServiceToApiReply;
+using tarn::proto::api_service::ServiceToApiReplyGetJobs;
+
+class ApiServer : public testing::Test {
+  protected:
+    ApiServer() { bed.start(); }
+
+    // Raw bytes in a message of any type: its unknown fields.
+    static ApiToServiceRequest fromBytes(const std::string& bytes) {
+        ApiToServiceRequest request;
+        EXPECT_TRUE(request.ParsePartialFromString(bytes));
+        return request;
+    }
+
+    test::ApiBed bed;
+};
+
+TEST_F(ApiServer, TracesEachRequest) {
+    EXPECT_EQ(bed.ask(ApiToServiceRequest::GET_INFO).type(), ServiceToApiReply::INFO);
+    EXPECT_TRUE(bed.log.has("TRACE Api requests handler > Received type: GET_INFO\n"));
+    EXPECT_TRUE(bed.log.contains("TRACE Api requests handler > Receiving on RequestHandlerSocket"));
+}
+
+TEST_F(ApiServer, DoesNotAnswerTypesThatItDoesNotServe) {
+    bed.client.setTimeout(std::chrono::milliseconds(100));
+    for (const std::string type : {"\x08\x00", "\x08\x02", "\x08\x08", "\x08\x0c", ""}) {
+        bed.send(fromBytes(type.empty() ? type : std::string(type.c_str(), 2)));
+        ServiceToApiReply reply;
+        EXPECT_THROW(bed.client.receiveProtoBuf(&reply, 1000), std::runtime_error);
+    }
+    bed.client.setTimeout(std::chrono::seconds(5));
+    bed.settle();
+    for (const auto& line : bed.log.lines()) {
+        EXPECT_THAT(line, testing::Not(testing::StartsWith("ERROR")));
+        EXPECT_THAT(line, testing::Not(testing::StartsWith("WARN")));
+    }
+}
+
+TEST_F(ApiServer, TakesAMissingExtensionForAnEmptyOne) {
+    const auto reply = bed.ask(ApiToServiceRequest::GET_JOBS);
+    EXPECT_TRUE(reply.success());
+    EXPECT_TRUE(reply.HasExtension(ServiceToApiReplyGetJobs::base));
+}
+
+TEST_F(ApiServer, LogsWhatItCannotParseAndServesTheNext) {
+    tarn::proto::job_monitoring::JobDescription garbage;
+    garbage.set_name("\xff\xff\xff");  // field 1 with length-delimited bytes is no request type
+    bed.client.sendProtoBuf(&garbage);
+    bed.settle();  // an unknown wire type for a known field is skipped: no answer, no harm
+
+    socket::Socket other("other", socket::ClosePolicy::Discard);
+    ApiToServiceRequest huge;
+    huge.MutableExtension(tarn::proto::api_service::ApiToServiceRequestJobSubmission::base)
+        ->set_job_configuration(std::string(10485761, 'x'));
+    bed.send(huge);
+    EXPECT_TRUE(bed.log.waitFor("ERROR Api requests handler > Failed receiving API request: "));
+    bed.settle();
+}
+
+TEST_F(ApiServer, OutlivesAClientThatDoesNotWaitForItsAnswer) {
+    {
+        socket::Socket other("other", socket::ClosePolicy::Flush);
+        other.createAndConnect(socket::Protocol::Request,
+                               socket::SocketEndpoint::FromString(bed.endpoint), 5000);
+        ApiToServiceRequest request;
+        request.set_type(ApiToServiceRequest::GET_INFO);
+        for (int i = 0; i < 100; ++i) {
+            other.sendProtoBuf(&request);
+        }
+    }
+    bed.settle();
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,62 @@
+#include <string>
+
+#include "service/configuration/ConfigurationCheck.h"
+#include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/configuration/LoopStorageConfigurationHandler.h"
+#include "tests/service/configuration/ConfigurationFixture.h"
+
+namespace tarn::service::configuration {
+
+namespace {
+
+const std::string examplePath = TARN_EXAMPLE_CONFIGURATION;
+
+/// The file with the examples in its comments made real.
+std::string withExamples() {
+    const std::string marker = "Example:";
+    std::string text = test::readFile(examplePath);
+    for (auto at = text.find(marker); at != std::string::npos; at = text.find(marker)) {
+        text.replace(at, marker.size(), "-->");
+        text.erase(text.find("-->", at + 3), 3);
+    }
+    return text;
+}
+
+class ExampleConfigurationTest : public ConfigurationFixture {
+  protected:
+    std::vector<std::string> report() const {
+        const test::LogCapture capture;
+        handler.printConfiguration();
+        return capture.lines();
+    }
+};
+
+}  // namespace
+
+TEST_F(ExampleConfigurationTest, EqualsTheBuiltInSettings) {
+    handler.setDefault();
+    const auto builtIn = report();
+    ASSERT_TRUE(handler.readConfigurationFile(examplePath, error)) << error;
+    EXPECT_EQ(report(), builtIn);
+    EXPECT_EQ(handler.getPersistentDeltacastConfigurationFile(), "");
+}
+
+TEST_F(ExampleConfigurationTest, ItsExamplesAreAccepted) {
+    ASSERT_TRUE(read(withExamples())) << error;
+    EXPECT_EQ(ports("*"), std::pair(10000U, 20000U));
+    EXPECT_EQ(handler.getDevices().size(), 2U);
+    EXPECT_EQ(handler.getLoopStorages().size(), 2U);
+    ASSERT_EQ(handler.getDeltacastServices().size(), 1U);
+    EXPECT_EQ(handler.getDeltacastServices()[0]->getDefaultCommandLine(),
+              "KLN-SDI-Ingest-Service uyvy422_8 '0' '0' 1080 i 25");
+    EXPECT_EQ(handler.getPersistentDeltacastConfigurationFile(), "/usr/share/TarnJobs.deltacast");
+}
+
+TEST_F(ExampleConfigurationTest, NoneOfItsElementsIsUnknown) {
+    for (const auto& problem : checkConfigurationFile(folder.write("all.xml", withExamples()))) {
+        EXPECT_THAT(problem.text, testing::AnyOf(testing::HasSubstr("cannot be loaded"),
+                                                 testing::HasSubstr("cannot be run")));
+    }
+}
+
+}  // namespace tarn::service::configuration

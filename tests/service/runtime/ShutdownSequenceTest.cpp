@@ -1,0 +1,74 @@
+#include "service/runtime/ShutdownSequence.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/socket/Socket.h"
+#include "service/api/ApiToServiceRequestHandler.h"
+#include "service/runtime/DeadJobCleaner.h"
+#include "tests/service/support/ServiceBed.h"
+
+namespace tarn::service {
+
+using testing::ElementsAre;
+
+class ShutdownSequence : public testing::Test {
+  protected:
+    std::vector<std::string> shutDown() {
+        const test::LogCapture log;
+        runShutdownSequence(2, {api, bed.proxy, bed.resourceManager});
+        return log.lines();
+    }
+
+    test::ServiceBed bed;
+    ApiToServiceRequestHandler api{"",
+                                   {bed.workflows, bed.proxy, bed.configuration, bed.shell(),
+                                    std::chrono::steady_clock::now, [] { return std::time_t(0); },
+                                    dictionary::ComponentsDictionary("/nonexistent")}};
+};
+
+TEST_F(ShutdownSequence, StopsEverythingInOrder) {
+    EXPECT_THAT(shutDown(),
+                ElementsAre("TRACE Caught signal 2", "INFO Terminating service",
+                            "INFO Terminating request handler listener",
+                            "INFO Request handler terminated", "INFO Terminating running jobs",
+                            "INFO Running jobs terminated", "INFO Disconnecting resource manager proxy",
+                            "INFO Resource manager proxy disconnected",
+                            "INFO Terminating resource manager handler",
+                            "INFO Resource manager handler terminated", "INFO Service terminated"));
+}
+
+TEST_F(ShutdownSequence, SaysDisconnectedAlsoAfterAFailure) {
+    std::string error;
+    ASSERT_TRUE(bed.proxy.disconnect(error));
+    const auto lines = shutDown();
+    const auto failed = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.starts_with("ERROR Failed disconnecting ResourceManagerProxy: ");
+    });
+    ASSERT_NE(failed, lines.end());
+    EXPECT_EQ(*std::next(failed), "INFO Resource manager proxy disconnected");
+}
+
+TEST_F(ShutdownSequence, LetsNoJobInAnyMore) {
+    shutDown();
+    EXPECT_THROW(bed.registerJob("late", "ipc:///tmp/late"), std::runtime_error);
+}
+
+TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
+    const test::LogCapture log;
+    startDeadJobCleaner();
+    EXPECT_TRUE(mustRun);
+    // this process's own proxy is not connected
+    EXPECT_TRUE(log.waitFor("ERROR Failed to clear dead processes: "));
+    shutDown();
+    EXPECT_FALSE(mustRun);
+    EXPECT_FALSE(deadJobCleaner->joinable());
+}
+
+TEST_F(ShutdownSequence, EndsACleanerThatHasNotRunYet) {
+    startDeadJobCleaner();
+    shutDown();
+    EXPECT_FALSE(mustRun);
+    EXPECT_FALSE(deadJobCleaner->joinable());
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,82 @@
+#include "service/runtime/ShutdownThread.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <future>
+
+namespace tarn::service {
+
+using namespace std::chrono_literals;
+
+class ShutdownThreadTest : public testing::Test {
+  protected:
+    std::function<void(int)> recorder() {
+        return [this](int number) { ran.set_value(number); };
+    }
+
+    StopSignal stop;
+    std::promise<int> ran;
+    std::future<int> result = ran.get_future();
+};
+
+TEST_F(ShutdownThreadTest, RunsTheShutdownWhenASignalArrives) {
+    ShutdownThread thread(stop, recorder());
+    thread.allowShutdown();
+    raise(SIGINT);
+    ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(result.get(), SIGINT);
+}
+
+TEST_F(ShutdownThreadTest, HandlesQuitLikeInterrupt) {
+    ShutdownThread thread(stop, recorder());
+    thread.allowShutdown();
+    raise(SIGQUIT);
+    ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(result.get(), SIGQUIT);
+}
+
+TEST_F(ShutdownThreadTest, LetsTheStartUpComeToRestFirst) {
+    ShutdownThread thread(stop, recorder());
+    raise(SIGINT);
+    EXPECT_TRUE(stop.requested());
+    EXPECT_EQ(result.wait_for(50ms), std::future_status::timeout);
+    thread.allowShutdown();
+    EXPECT_EQ(result.wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(ShutdownThreadTest, IsWaitedForByTheEndOfTheObject) {
+    {
+        ShutdownThread thread(stop, recorder());
+        raise(SIGINT);
+        thread.allowShutdown();
+    }
+    EXPECT_EQ(result.wait_for(0s), std::future_status::ready);
+}
+
+TEST_F(ShutdownThreadTest, DoesNothingWhenTheStartUpGaveUp) {
+    {
+        ShutdownThread thread(stop, recorder());
+        raise(SIGINT);
+    }
+    EXPECT_EQ(result.wait_for(0s), std::future_status::timeout);
+}
+
+TEST_F(ShutdownThreadTest, EndsWithoutASignal) {
+    {
+        ShutdownThread thread(stop, recorder());
+        thread.allowShutdown();
+    }
+    EXPECT_EQ(result.wait_for(0s), std::future_status::timeout);
+}
+
+TEST_F(ShutdownThreadTest, CountsTheFirstSignalOnly) {
+    ShutdownThread thread(stop, recorder());
+    raise(SIGQUIT);
+    raise(SIGINT);
+    thread.allowShutdown();
+    ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(result.get(), SIGQUIT);
+}
+
+}  // namespace tarn::service

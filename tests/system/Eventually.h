@@ -1,0 +1,13 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+
+namespace tarn::test {
+
+/// Asks `condition` again and again until it holds; false when `bound` passed first. For what
+/// nothing tells of: a process that goes, a file that appears.
+bool eventually(const std::function<bool()>& condition,
+                std::chrono::milliseconds bound = std::chrono::seconds(10));
+
+}  // namespace tarn::test

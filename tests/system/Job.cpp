@@ -1,0 +1,118 @@
+#include "tests/system/Job.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "platform/socket/Socket.h"
+#include "platform/socket/SocketEndpoint.h"
+#include "tests/system/Eventually.h"
+
+namespace tarn::test {
+
+namespace job = proto::api_job;
+namespace monitoring = proto::job_monitoring;
+
+namespace {
+
+constexpr std::uint32_t largestMessage = 16u << 20;
+
+bool isEnd(const Job::Event& event) {
+    return event.type() == Job::Event::END;
+}
+
+}  // namespace
+
+Job::Job(JobAddress given)
+    : address(std::move(given)),
+      collector([this](const std::stop_token& stop) { collect(stop); }) {}
+
+void Job::collect(const std::stop_token& stop) {
+    constexpr std::uint32_t lookForStopMs = 50;
+    socket::Socket events("Test events", socket::ClosePolicy::Discard);
+    events.createAndConnect(socket::Protocol::Subscribe,
+                            socket::SocketEndpoint::FromString(address.eventEndpoint), 0);
+    while (!stop.stop_requested()) {
+        std::string error;
+        if (events.poll(lookForStopMs, error) != 0) {
+            continue;
+        }
+        Event event;
+        events.receiveProtoBuf(&event, largestMessage);
+        received.lock()->push_back(std::move(event));
+    }
+}
+
+std::optional<job::JobToApiReply> Job::ask(const job::ApiToJobRequest& request) const {
+    constexpr std::uint32_t connectMs = 2000;
+    try {
+        socket::Socket commands("Test commands", socket::ClosePolicy::Discard);
+        commands.createAndConnect(socket::Protocol::Request,
+                                  socket::SocketEndpoint::FromString(address.commandEndpoint),
+                                  connectMs);
+        commands.sendProtoBuf(&request);
+        job::JobToApiReply reply;
+        commands.receiveProtoBuf(&reply, largestMessage);
+        return reply;
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<Job::Status> Job::status() const {
+    job::ApiToJobRequest request;
+    request.set_type(job::ApiToJobRequest::STATUS);
+    const auto reply = ask(request);
+    if (!reply || reply->type() != job::JobToApiReply::STATUS || !reply->success()) {
+        return std::nullopt;
+    }
+    return reply->GetExtension(job::JobToApiReplyStatus::base);
+}
+
+bool Job::waitUntilPlaying() const {
+    return eventually(
+        [this] {
+            const auto now = status();
+            return now && now->state() == monitoring::JOB_STATE_PLAYING && now->has_pipeline_pid();
+        },
+        patience);
+}
+
+bool Job::destroy() const {
+    job::ApiToJobRequest request;
+    request.set_type(job::ApiToJobRequest::DESTROY);
+    request.MutableExtension(job::ApiToJobRequestDestroy::base)->set_destroy_option(true);
+    const auto reply = ask(request);
+    return reply && reply->type() == job::JobToApiReply::DESTROY && reply->success();
+}
+
+std::vector<Job::Event> Job::events() const {
+    return *received.lock();
+}
+
+bool Job::waitForEvent(const std::function<bool(const Event&)>& wanted,
+                       std::chrono::milliseconds bound) const {
+    return eventually(
+        [&] {
+            for (const auto& event : events()) {
+                if (wanted(event)) {
+                    return true;
+                }
+            }
+            return false;
+        },
+        bound);
+}
+
+std::optional<Job::End> Job::waitForEnd(std::chrono::milliseconds bound) const {
+    if (!waitForEvent(isEnd, bound)) {
+        return std::nullopt;
+    }
+    for (const auto& event : events()) {
+        if (isEnd(event)) {
+            return event.GetExtension(monitoring::JobEventEnd::base);
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace tarn::test

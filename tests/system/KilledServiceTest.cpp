@@ -1,0 +1,67 @@
+#include "tests/system/Eventually.h"
+#include "tests/system/Processes.h"
+#include "tests/system/SystemTest.h"
+
+namespace tarn::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+class KilledService : public SystemTest {};
+
+TEST_F(KilledService, leavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
+    startService();
+    const auto job = startJob({.pipeline = endless, .properties = {{"studio", {"1"}}}});
+    service().killHard();
+    EXPECT_TRUE(job->status());
+
+    startService();
+    EXPECT_TRUE(isListed(job->id()));
+    EXPECT_EQ(api().jobs("studio", "1")->size(), 1u);
+    ASSERT_TRUE(api().submit({.pipeline = endless, .id = job->id()}));
+    EXPECT_TRUE(service().waitForLog("Will not (re)create job with UUID " + job->id() +
+                                     ": already running"));
+    EXPECT_FALSE(service().log().contains("Creating workflow: "));
+
+    EXPECT_TRUE(job->destroy());
+    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 5s));
+}
+
+TEST_F(KilledService, leavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
+    startService();
+    const auto job = startJob({.pipeline = endless});
+    service().killHard();
+    startService();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    const auto end = job->waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->reason(), Job::End::DESTROYED);
+}
+
+TEST_F(KilledService, tenTimesInARowDoesNotDisturbTheJob) {
+    startService();
+    const auto job = startJob({.pipeline = endless});
+    const auto pipeline = job->status()->pipeline_pid();
+    for (int i = 0; i < 10; ++i) {
+        service().killHard();
+        startService();
+        EXPECT_TRUE(isListed(job->id())) << "after kill " << i;
+    }
+    EXPECT_EQ(job->status()->pipeline_pid(), pipeline);
+    EXPECT_TRUE(job->destroy());
+}
+
+TEST_F(KilledService, aJobThatEndedMeanwhileIsNotListedByTheNextOne) {
+    startService();
+    const auto job = startJob({.pipeline = endless});
+    service().killHard();
+    EXPECT_TRUE(job->destroy());
+    EXPECT_TRUE(eventually([] { return processesRunning("tarnWorkflowLauncher").empty(); }));
+    startService();
+    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 3s));
+}
+
+}  // namespace
+
+}  // namespace tarn::test

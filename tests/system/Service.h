@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "tests/system/Program.h"
+
+namespace tarn::test {
+
+/// One run of TarnService, with everything it logs from level trace on.
+class Service {
+  public:
+    static constexpr auto program = "/opt/halden/halden-tarn-service/bin/TarnService";
+
+    /// Starts it; does not wait for it.
+    Service();
+
+    /// Waits until it serves requests; false when it does not within 20 s.
+    bool waitUntilServing() const;
+
+    /// Waits for a line that holds `text`; false when it does not come.
+    bool waitForLog(const std::string& text) const;
+    /// The same, among the lines that come after the first `after` ones.
+    bool waitForLogAfter(std::size_t after, const std::string& text) const;
+
+    const OutputLines& log() const { return run.output(); }
+    std::size_t logLength() const { return run.output().all().size(); }
+    bool isRunning() {
+        return waitForEnd(std::chrono::milliseconds(0)).how == Ending::How::StillRunning;
+    }
+    pid_t id() const { return run.id(); }
+
+    void interrupt() const;
+    void signal(int number) const { run.signal(number); }
+
+    Ending waitForEnd(std::chrono::milliseconds bound = std::chrono::seconds(30));
+
+    /// An interrupt and the wait for the end of the shutdown.
+    Ending stop();
+    void killHard();
+
+  private:
+    Program run;
+};
+
+}  // namespace tarn::test

@@ -1,0 +1,197 @@
+#include <signal.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <thread>
+
+#include "tests/system/Eventually.h"
+#include "tests/system/HungJob.h"
+#include "tests/system/Processes.h"
+#include "tests/system/SystemTest.h"
+
+namespace tarn::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// In the order in which the service must say them.
+const std::vector<std::string> sequence = {"Terminating service",
+                                           "Terminating request handler listener",
+                                           "Request handler terminated",
+                                           "Terminating running jobs",
+                                           "Running jobs terminated",
+                                           "Disconnecting resource manager proxy",
+                                           "Resource manager proxy disconnected",
+                                           "Terminating resource manager handler",
+                                           "Resource manager handler terminated",
+                                           "Service terminated"};
+
+void expectWholeSequence(const OutputLines& log) {
+    std::size_t from = 0;
+    for (const auto& text : sequence) {
+        const auto found = log.find(text, from);
+        ASSERT_TRUE(found) << "missing, or out of order: " << text;
+        from = *found + 1;
+    }
+}
+
+class Shutdown : public SystemTest {};
+
+class StopSignal : public Shutdown, public ::testing::WithParamInterface<int> {};
+
+TEST_P(StopSignal, runsTheWholeSequenceAndEndsWithStatusZero) {
+    startService();
+    service().signal(GetParam());
+    EXPECT_EQ(service().waitForEnd(), Ending::exited(0));
+    EXPECT_TRUE(service().log().contains("TRACE Caught signal " + std::to_string(GetParam())));
+    expectWholeSequence(service().log());
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, StopSignal, ::testing::Values(SIGINT, SIGQUIT),
+                         [](const auto& test) {
+                             return std::string("sig") + ::sigabbrev_np(test.param);
+                         });
+
+TEST_F(Shutdown, withoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
+    startService();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    const auto begin = service().log().find("Terminating running jobs");
+    const auto end = service().log().find("Running jobs terminated");
+    ASSERT_TRUE(begin && end);
+    EXPECT_EQ(*end, *begin + 1);
+}
+
+TEST_F(Shutdown, sigtermEndsTheProcessWithoutTheSequence) {
+    startService();
+    service().signal(SIGTERM);
+    EXPECT_EQ(service().waitForEnd(), Ending::signalled(SIGTERM));
+    EXPECT_FALSE(service().log().contains("Terminating service"));
+    // What such an end leaves behind is cleared by the next service.
+    startService();
+    EXPECT_TRUE(api().info());
+}
+
+TEST_F(Shutdown, manyInterruptsAtOnceRunTheSequenceOnce) {
+    startService();
+    for (int i = 0; i < 20; ++i) {
+        service().interrupt();
+    }
+    EXPECT_EQ(service().waitForEnd(), Ending::exited(0));
+    EXPECT_EQ(service().log().count("Terminating service"), 1u);
+    EXPECT_EQ(service().log().count("Service terminated"), 1u);
+}
+
+TEST_F(Shutdown, anIdleServiceStopsWithinASecond) {
+    startService();
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 2500ms);
+}
+
+TEST_F(Shutdown, runningJobsAreToldToEndAndDo) {
+    startService();
+    const auto first = startJob({.pipeline = endless});
+    const auto second = startJob({.pipeline = endless});
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    for (const auto* job : {first.get(), second.get()}) {
+        const auto end = job->waitForEnd();
+        ASSERT_TRUE(end);
+        EXPECT_EQ(end->reason(), Job::End::DESTROYED);
+    }
+    EXPECT_EQ(service().log().count("Received reply: "), 2u);
+}
+
+TEST_F(Shutdown, hungJobsCostFiveSecondsEachAtMost) {
+    startService();
+    HungJob first;
+    HungJob second;
+    EXPECT_TRUE(isListed(first.id()));
+    EXPECT_TRUE(isListed(second.id()));
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 13s);
+    EXPECT_TRUE(first.gotSomething(0ms));
+    EXPECT_TRUE(second.gotSomething(0ms));
+    EXPECT_EQ(service().log().count("Failed destroy command to job: "), 2u);
+    expectWholeSequence(service().log());
+}
+
+// Interrupts after each further line of the start-up, until the service serves.
+TEST_F(Shutdown, anInterruptAtAnyMomentOfTheStartRunsTheSequence) {
+    const auto lines = [this] {
+        startService();
+        const auto count = service().logLength();
+        EXPECT_EQ(service().stop(), Ending::exited(0));
+        return count;
+    }();
+    for (std::size_t line = 1; line <= lines; ++line) {
+        Service starting;
+        ASSERT_TRUE(starting.log().waitForCount(line));
+        EXPECT_EQ(starting.stop(), Ending::exited(0)) << starting.log().text();
+        expectWholeSequence(starting.log());
+        ASSERT_FALSE(HasFailure()) << "interrupted after line " << line << "\n"
+                                   << starting.log().text();
+    }
+}
+
+TEST_F(Shutdown, anInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) {
+    for (int i = 0; i < 20; ++i) {
+        Service starting;
+        for (int n = 0; n < i; ++n) {
+            std::this_thread::yield();
+        }
+        const auto ending = starting.stop();
+        // Before the program's first step the signal has its default effect.
+        if (ending == Ending::signalled(SIGINT)) {
+            EXPECT_EQ(starting.log().text(), "");
+        } else {
+            EXPECT_EQ(ending, Ending::exited(0)) << starting.log().text();
+            EXPECT_TRUE(starting.log().contains("Service terminated")) << starting.log().text();
+        }
+    }
+}
+
+// `delay` submissions are answered before the interrupt comes into the loop.
+class SubmissionLoop : public Shutdown, public ::testing::WithParamInterface<int> {};
+
+TEST_P(SubmissionLoop, isEndedByAnInterruptWithNothingLeftRunning) {
+    startService();
+    std::atomic<int> answered = 0;
+    std::jthread client([&](const std::stop_token& stop) {
+        Api submitter;
+        while (!stop.stop_requested()) {
+            if (submitter.ask(submissionOf({.pipeline = endless}), 200ms)) {
+                ++answered;
+            }
+        }
+    });
+    EXPECT_TRUE(eventually([&] { return answered >= GetParam(); }));
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    client.request_stop();
+    client.join();
+    expectWholeSequence(service().log());
+}
+
+INSTANTIATE_TEST_SUITE_P(Answered, SubmissionLoop, ::testing::Values(0, 1, 2, 3, 5, 8));
+
+TEST_F(Shutdown, withoutAResourceManagerTheServiceServesAndStops) {
+    std::filesystem::create_directory("/tmp/taken");
+    configureSections(
+        "<Endpoints><ResourcesEndpoint>ipc:///tmp/taken</ResourcesEndpoint></Endpoints>");
+    startService();
+    EXPECT_TRUE(service().log().contains("Failed connecting ResourceManagerProxy: "));
+    const auto jobs = api().jobs();
+    ASSERT_TRUE(jobs);
+    EXPECT_TRUE(jobs->empty());
+    EXPECT_TRUE(service().log().contains("Failed to get running jobs: "));
+    EXPECT_TRUE(service().waitForLog("Failed to clear dead processes: "));
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    const auto failed = service().log().find("Failed disconnecting ResourceManagerProxy: ");
+    ASSERT_TRUE(failed);
+    EXPECT_TRUE(service().log().find("Resource manager proxy disconnected", *failed));
+}
+
+}  // namespace
+
+}  // namespace tarn::test

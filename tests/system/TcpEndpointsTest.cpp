@@ -1,0 +1,114 @@
+#include <set>
+
+#include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/socket/SocketEndpoint.h"
+#include "tests/system/FakeJob.h"
+#include "tests/system/SystemTest.h"
+
+namespace tarn::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The private namespace has a loopback network of its own: ports are the test's.
+class TcpEndpoints : public SystemTest {
+  protected:
+    void startOn(const std::string& host, const std::string& ranges) {
+        configureSections("<Endpoints><RequestsEndpoint>tcp://" + host +
+                          ":20100</RequestsEndpoint></Endpoints><Resources>" + ranges +
+                          "</Resources>" + sections);
+        startService();
+    }
+
+    static std::string range(const std::string& interface, int from, int to) {
+        return "<TcpPorts interface=\"" + interface + "\" from=\"" + std::to_string(from) +
+               "\" to=\"" + std::to_string(to) + "\"/>";
+    }
+
+    std::string sections;
+};
+
+TEST_F(TcpEndpoints, aRangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
+    startOn("127.0.0.1", range("127.0.0.1", 30000, 30000));
+    Api client("tcp://127.0.0.1:20100");
+    ASSERT_TRUE(client.info());
+    client.send(submissionOf({.pipeline = endless}));
+    EXPECT_TRUE(service().waitForLog("Cannot submit job: "));
+    EXPECT_TRUE(service().log().contains("No endpoint available"));
+    EXPECT_FALSE(client.receive(100ms));
+    EXPECT_TRUE(client.info());
+    EXPECT_FALSE(service().log().contains("Creating workflow: "));
+}
+
+TEST_F(TcpEndpoints, jobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
+    sections = FakeJob::launcherSection();
+    startOn("127.0.0.1", range("127.0.0.1", 30009, 30000));
+    Api client("tcp://127.0.0.1:20100");
+    const auto job = client.submit({.pipeline = endless});
+    ASSERT_TRUE(job);
+    EXPECT_NE(job->commandEndpoint, job->eventEndpoint);
+    for (const auto& endpoint : {job->commandEndpoint, job->eventEndpoint}) {
+        EXPECT_TRUE(endpoint.starts_with("tcp://127.0.0.1:3000")) << endpoint;
+    }
+}
+
+TEST_F(TcpEndpoints, withoutARangePortsAreGivenBlindlyWithAWarning) {
+    sections = FakeJob::launcherSection();
+    startOn("127.0.0.1", range("other", 30000, 30009));
+    Api client("tcp://127.0.0.1:20100");
+    const auto job = client.submit({.pipeline = endless});
+    ASSERT_TRUE(job);
+    EXPECT_TRUE(service().log().contains(
+        "Warning: Getting tcp ports on a non-configured interface. Attributing ports blindly."));
+    const auto port = socket::SocketEndpoint::FromString(job->commandEndpoint).port();
+    EXPECT_GE(port, 10000);
+    EXPECT_LE(port, 20000);
+}
+
+TEST_F(TcpEndpoints, everyRunGivesTheSamePortsInTheSameOrder) {
+    sections = FakeJob::launcherSection();
+    std::set<std::string> first;
+    for (int run = 0; run < 2; ++run) {
+        startOn("127.0.0.1", range("127.0.0.1", 30000, 39999));
+        Api client("tcp://127.0.0.1:20100");
+        const auto job = client.submit({.pipeline = endless});
+        ASSERT_TRUE(job);
+        first.insert(job->commandEndpoint);
+        EXPECT_EQ(service().stop(), Ending::exited(0));
+    }
+    EXPECT_EQ(first.size(), 1u);
+}
+
+TEST_F(TcpEndpoints, aJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
+    startOn("*", range("*", 30000, 30099));
+    Api client("tcp://127.0.0.1:20100");
+    const auto address = client.submit({.pipeline = endless});
+    ASSERT_TRUE(address);
+    EXPECT_TRUE(address->commandEndpoint.starts_with("tcp://*:300")) << address->commandEndpoint;
+    Job job(*address);
+    EXPECT_TRUE(job.waitUntilPlaying());
+    EXPECT_EQ(client.jobs("Endpoint", address->commandEndpoint)->size(), 1u);
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    const auto end = job.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->reason(), Job::End::DESTROYED);
+}
+
+TEST_F(TcpEndpoints, resourcesOnEveryInterfaceAreReachedOnThisHost) {
+    configureSections(
+        "<Endpoints><ResourcesEndpoint>tcp://*:20300</ResourcesEndpoint></Endpoints>");
+    startService();
+    EXPECT_FALSE(service().log().contains("Failed connecting ResourceManagerProxy"));
+    resource_manager::ResourceManagerProxy proxy;
+    std::string error;
+    EXPECT_TRUE(proxy.connect(socket::SocketEndpoint::FromString("tcp://localhost:20300"), error))
+        << error;
+    const auto job = startJob({.pipeline = endless});
+    EXPECT_TRUE(isListed(job->id()));
+    EXPECT_TRUE(job->destroy());
+}
+
+}  // namespace
+
+}  // namespace tarn::test
