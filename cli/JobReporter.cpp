@@ -32,7 +32,7 @@ void ProgressReporter::event(const JobEvent& event, TimePoint now) {
         case JobEvent::PROGRESS:
             return progress(event, now);
         case JobEvent::STATE:
-            return line(stateText(event.GetExtension(JobEventState::base).state()));
+            return state(event.GetExtension(JobEventState::base).state());
         case JobEvent::FAILURE:
             return line(failureText(event.GetExtension(JobEventFailure::base)));
         case JobEvent::END:
@@ -43,6 +43,13 @@ void ProgressReporter::event(const JobEvent& event, TimePoint now) {
 
 void ProgressReporter::finish() {
     clearBar();
+}
+
+void ProgressReporter::state(int jobState) {
+    if (shownState != jobState) {
+        line(stateText(jobState));
+    }
+    shownState = jobState;
 }
 
 void ProgressReporter::progress(const JobEvent& event, TimePoint now) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
 #include "cli/Terminal.h"
@@ -37,13 +38,15 @@ class ProgressReporter : public JobReporter {
 
   private:
     void progress(const proto::job_monitoring::JobEvent& event, TimePoint now);
+    void state(int jobState);
     void line(const std::string& text);
     void clearBar();
 
     std::ostream& err;
     const Terminal terminal;
     const std::string name;
-    TimePoint nextLine;  // not before this, where every progress is a line
+    std::optional<int> shownState;  // jobs say it again and again, for those who came late
+    TimePoint nextLine;             // not before this, where every progress is a line
     enum class Drawn { Nothing, Bar } drawn = Drawn::Nothing;
 };
 

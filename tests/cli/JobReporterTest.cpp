@@ -39,6 +39,14 @@ TEST_F(JobReporterTest, WritesStatesAndFailuresAtOnce) {
     EXPECT_EQ(text.str(), "cam1: playing\ncam1: no signal\ncam1: waiting to restart\n");
 }
 
+TEST_F(JobReporterTest, WritesAStateThatTheJobRepeatsOnce) {
+    for (const auto state :
+         {JOB_STATE_PLAYING, JOB_STATE_PLAYING, JOB_STATE_WAITING_TO_RESTART, JOB_STATE_PLAYING}) {
+        lines.event(test::stateEvent(state), start);
+    }
+    EXPECT_EQ(text.str(), "cam1: playing\ncam1: waiting to restart\ncam1: playing\n");
+}
+
 TEST_F(JobReporterTest, DrawsOneLineAgainAndAgainOnATerminal) {
     bar.event(test::progressEvent(0.25), start);
     bar.event(test::progressEvent(0.5), start);
