@@ -20,10 +20,10 @@ std::string fileNameProblem(const std::string& fileName) {
                         fileName.find('/') == std::string::npos &&
                         fileName.find('\0') == std::string::npos;
     if (!isName) {
-        return "\"" + utils::printable(fileName) + "\" is not a file name";
+        return utils::quotedText(fileName) + " is not a file name";
     }
     if (fileName.size() > NAME_MAX) {
-        return "\"" + utils::printable(fileName) + "\" is too long for a file name";
+        return utils::quotedText(fileName) + " is too long for a file name";
     }
     return {};
 }
