@@ -10,9 +10,8 @@ namespace tarn::service {
 std::string stampedFileName(std::time_t now, const std::string& jobName) {
     std::tm local{};
     std::array<char, 100> stamp{};
-    const bool formatted =
-        ::localtime_r(&now, &local) != nullptr &&
-        std::strftime(stamp.data(), stamp.size(), "%Y%m%d-%H%M%S", &local) > 0;
+    const bool formatted = ::localtime_r(&now, &local) != nullptr &&
+                           std::strftime(stamp.data(), stamp.size(), "%Y%m%d-%H%M%S", &local) > 0;
     return (formatted ? std::string(stamp.data()) : std::string("unk")) + "_" + jobName;
 }
 

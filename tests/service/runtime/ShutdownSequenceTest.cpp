@@ -20,21 +20,22 @@ class ShutdownSequence : public testing::Test {
     }
 
     test::ServiceBed bed;
-    ApiToServiceRequestHandler api{"",
-                                   {bed.workflows, bed.proxy, bed.configuration, bed.shell(),
-                                    std::chrono::steady_clock::now, [] { return std::time_t(0); },
-                                    dictionary::ComponentsDictionary("/nonexistent")}};
+    ApiToServiceRequestHandler api{
+        "",
+        {bed.workflows, bed.proxy, bed.configuration, bed.shell(), std::chrono::steady_clock::now,
+         [] { return std::time_t(0); }, dictionary::ComponentsDictionary("/nonexistent")}};
 };
 
 TEST_F(ShutdownSequence, StopsEverythingInOrder) {
-    EXPECT_THAT(shutDown(),
-                ElementsAre("TRACE Caught signal 2", "INFO Terminating service",
-                            "INFO Terminating request handler listener",
-                            "INFO Request handler terminated", "INFO Terminating running jobs",
-                            "INFO Running jobs terminated", "INFO Disconnecting resource manager proxy",
-                            "INFO Resource manager proxy disconnected",
-                            "INFO Terminating resource manager handler",
-                            "INFO Resource manager handler terminated", "INFO Service terminated"));
+    EXPECT_THAT(
+        shutDown(),
+        ElementsAre("TRACE Caught signal 2", "INFO Terminating service",
+                    "INFO Terminating request handler listener", "INFO Request handler terminated",
+                    "INFO Terminating running jobs", "INFO Running jobs terminated",
+                    "INFO Disconnecting resource manager proxy",
+                    "INFO Resource manager proxy disconnected",
+                    "INFO Terminating resource manager handler",
+                    "INFO Resource manager handler terminated", "INFO Service terminated"));
 }
 
 TEST_F(ShutdownSequence, SaysDisconnectedAlsoAfterAFailure) {
