@@ -1,6 +1,7 @@
 #include <signal.h>
 
-#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <thread>
 
@@ -115,6 +116,24 @@ TEST_F(Shutdown, hungJobsCostFiveSecondsEachAtMost) {
     EXPECT_TRUE(second.gotSomething(0ms));
     EXPECT_EQ(service().log().count("Failed destroy command to job: "), 2u);
     expectWholeSequence(service().log());
+}
+
+TEST_F(Shutdown, aJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
+    startService();
+    const auto job = startJob({.pipeline = endless});
+    const auto launchers = processesRunning("tarnWorkflowLauncher");
+    ASSERT_FALSE(launchers.empty());
+    for (const auto& launcher : launchers) {
+        ::kill(launcher.id, SIGSTOP);
+    }
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 8s);
+    for (const auto& launcher : launchers) {
+        ::kill(launcher.id, SIGCONT);
+    }
+    EXPECT_TRUE(job->destroy());
+    EXPECT_TRUE(job->waitForEnd());
 }
 
 // Interrupts after each further line of the start-up, until the service serves.
