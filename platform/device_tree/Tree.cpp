@@ -82,10 +82,11 @@ bool Tree::removeChildAt(const PlacePointer& parent, std::string_view id) {
 }
 
 bool Tree::isFound(const std::vector<const Content*>& way) const {
-    if (way.size() == 1) {
-        return true;
+    const std::string& id = way.back()->description->id;
+    if (id == root->description->id) {
+        return way.size() == 1;
     }
-    const PlacePointer found = index.first(way.back()->description->id, base);
+    const PlacePointer found = index.first(id, base);
     const Place* place = found.get();
     if (depthOf(place) - depthOf(base.get()) != way.size() - 1) {
         return false;
