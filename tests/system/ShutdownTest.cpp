@@ -180,7 +180,7 @@ TEST_P(SubmissionLoop, isEndedByAnInterruptWithNothingLeftRunning) {
     std::jthread client([&](const std::stop_token& stop) {
         Api submitter;
         while (!stop.stop_requested()) {
-            if (submitter.ask(submissionOf({.pipeline = endless}), 200ms)) {
+            if (submitter.ask(submissionOf({.pipeline = endless}), 3s)) {
                 ++answered;
             }
         }
