@@ -20,6 +20,14 @@ std::string hostName() {
                                                                                : "localhost";
 }
 
+// The library's own check of a range lets "nan" pass.
+std::string checkInterval(const std::string& text) {
+    double seconds = 0;
+    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
+    const bool fits = isNumber && seconds >= shortestInterval && seconds <= longestInterval;
+    return fits ? "" : "'" + text + "' is not between 0.05 and 3600 seconds";
+}
+
 }  // namespace
 
 std::optional<HostMonitorOptions> parseHostMonitorOptions(int argc, const char* const* argv,
@@ -36,7 +44,7 @@ std::optional<HostMonitorOptions> parseHostMonitorOptions(int argc, const char* 
     app.add_flag("--poll-only", pollOnly, "Sends no changes: the service has to ask")
         ->excludes(events);
     app.add_option("--interval", seconds, "Between two looks at the machine, in seconds")
-        ->check(CLI::Range(shortestInterval, longestInterval))
+        ->check(checkInterval, "FLOAT in [0.05 - 3600]")
         ->capture_default_str();
     app.add_option("--name", options.name, "What this machine is called; its id is Host-NAME")
         ->capture_default_str();
