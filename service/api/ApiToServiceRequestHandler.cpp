@@ -103,6 +103,8 @@ ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const 
             return &ApiToServiceRequestHandler::handleEngineSubmissionRequest;
         case Request::GET_JOBS: return &ApiToServiceRequestHandler::handleGetJobsRequest;
         case Request::GET_JOB_BY_UUID: return &ApiToServiceRequestHandler::handleGetJobByUuidRequest;
+        case Request::GET_MONITORING_INFO:
+            return &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest;
         default: return nullptr;
     }
 }
