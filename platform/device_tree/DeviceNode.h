@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
-#include <variant>
 #include <vector>
 
+#include "platform/device_tree/CopyOnWrite.h"
 #include "platform/device_tree/GlobalStatus.h"
 #include "platform/device_tree/NamedStatus.h"
 #include "platform/device_tree/Property.h"
@@ -16,6 +15,8 @@ class DeviceNode;
 }
 
 namespace tarn::device_tree {
+
+class Tree;
 
 /// By number: the classes of the monitoring protocol.
 enum class DeviceClass : std::uint32_t {
@@ -42,11 +43,11 @@ class DeviceNode {
     /// replaces the earlier one. Nodes more than 100 levels deep are left out.
     explicit DeviceNode(const tarn::proto::monitoring::DeviceNode& message);
 
-    DeviceNode(const DeviceNode&) = default;
-    DeviceNode(DeviceNode&&) noexcept = default;
-    DeviceNode& operator=(const DeviceNode&) = default;
-    DeviceNode& operator=(DeviceNode&&) noexcept = default;
-    ~DeviceNode() = default;
+    DeviceNode(const DeviceNode&);
+    DeviceNode(DeviceNode&&) noexcept;
+    DeviceNode& operator=(const DeviceNode&);
+    DeviceNode& operator=(DeviceNode&&) noexcept;
+    ~DeviceNode();
 
     const std::string& getId() const;
     const std::string& getName() const;
@@ -94,14 +95,15 @@ class DeviceNode {
     /// The tree in lines, each two blanks deeper than its parent's; `indent` levels to begin with.
     std::string debugString(unsigned indent) const;
 
-    /// The same content all the way down. Shared parts are not compared.
+    /// The same content all the way down; NaN equals NaN. Shared parts are not compared.
     friend bool operator==(const DeviceNode& a, const DeviceNode& b);
 
   private:
-    struct Content;
-    explicit DeviceNode(std::shared_ptr<const Content> content);
+    friend class TreeDifference;
 
-    std::shared_ptr<const Content> content;
+    explicit DeviceNode(Tree ofNode);
+
+    CopyOnWrite<Tree> tree;
 };
 
 }  // namespace tarn::device_tree

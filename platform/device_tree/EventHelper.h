@@ -21,6 +21,10 @@ class EventHelper {
     ///     status values differ    STATUS_CHANGE, with just those
     ///     anything else differs   CONFIGURATION_CHANGE
     ///
+    /// Statuses are told in walking order; NaN equals NaN. Of a node whose id is also that of one
+    /// before it, a change of statuses counts as a change of configuration: its id would lead to
+    /// the other one.
+    ///
     /// False, and `event` untouched, when nothing differs. Parts that both trees share are not
     /// compared. Any thread.
     static bool ComputeEvent(const std::shared_ptr<DeviceNode>& before,

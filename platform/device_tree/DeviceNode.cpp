@@ -1,0 +1,164 @@
+#include "platform/device_tree/DeviceNode.h"
+
+#include "platform/device_tree/ContentMessages.h"
+#include "platform/device_tree/ContentText.h"
+#include "platform/device_tree/SortedByName.h"
+#include "platform/device_tree/StatusValue.h"
+#include "platform/device_tree/Tree.h"
+#include "platform/device_tree/TreeDifference.h"
+#include "platform/utils/Printable.h"
+#include "proto/monitoring.pb.h"
+
+namespace tarn::device_tree {
+
+using tarn::utils::printable;
+
+DeviceNode::DeviceNode(std::string id, std::string name, DeviceClass deviceClass)
+    : DeviceNode(Tree(makeContent(std::move(id), std::move(name), deviceClass))) {}
+
+DeviceNode::DeviceNode(const tarn::proto::monitoring::DeviceNode& message)
+    : DeviceNode(Tree(contentOf(message))) {}
+
+DeviceNode::DeviceNode(Tree ofNode) : tree(CopyOnWrite<Tree>::make(std::move(ofNode))) {}
+
+DeviceNode::DeviceNode(const DeviceNode&) = default;
+DeviceNode::DeviceNode(DeviceNode&&) noexcept = default;
+DeviceNode& DeviceNode::operator=(const DeviceNode&) = default;
+DeviceNode& DeviceNode::operator=(DeviceNode&&) noexcept = default;
+DeviceNode::~DeviceNode() = default;
+
+const std::string& DeviceNode::getId() const {
+    return tree->node()->description->id;
+}
+
+const std::string& DeviceNode::getName() const {
+    return tree->node()->description->name;
+}
+
+DeviceClass DeviceNode::getDeviceClass() const {
+    return tree->node()->description->deviceClass;
+}
+
+const GlobalStatus& DeviceNode::getGlobalStatus() const {
+    return tree->node()->state->global;
+}
+
+const Property* DeviceNode::getProperty(const std::string& name) const {
+    return findByName(tree->node()->description->properties, name);
+}
+
+const NamedStatus* DeviceNode::getStatus(const std::string& name) const {
+    return findByName(tree->node()->state->statuses, name);
+}
+
+std::vector<Property> DeviceNode::getProperties() const {
+    return tree->node()->description->properties;
+}
+
+std::vector<NamedStatus> DeviceNode::getStatuses() const {
+    return tree->node()->state->statuses;
+}
+
+std::vector<DeviceNode> DeviceNode::getSubDevices() const {
+    std::vector<DeviceNode> result;
+    for (Tree& child : tree->children()) {
+        result.push_back(DeviceNode(std::move(child)));
+    }
+    return result;
+}
+
+std::shared_ptr<DeviceNode> DeviceNode::getDeviceById(const std::string& id) const {
+    auto subtree = tree->subtree(id);
+    return subtree ? std::make_shared<DeviceNode>(DeviceNode(std::move(*subtree))) : nullptr;
+}
+
+std::size_t DeviceNode::size() const {
+    return tree->node()->size;
+}
+
+void DeviceNode::setGlobalStatus(GlobalStatus status) {
+    tree.writable().writableNode().state.writable().global = std::move(status);
+}
+
+void DeviceNode::addProperty(Property property) {
+    putByName(tree.writable().writableNode().description.writable().properties,
+              std::move(property));
+}
+
+void DeviceNode::addStatus(NamedStatus status) {
+    putByName(tree.writable().writableNode().state.writable().statuses, std::move(status));
+}
+
+DeviceNode::StatusUpdate DeviceNode::updateGlobalStatus(const std::string& id,
+                                                        const GlobalStatus& status) {
+    const auto found = tree->find(id);
+    if (!found) {
+        return StatusUpdate::NodeNotFound;
+    }
+    if (found.content->state->global != status) {
+        GlobalStatus copy = status;  // it may be this tree's own
+        tree.writable().writableAt(found.place).state.writable().global = std::move(copy);
+    }
+    return StatusUpdate::Done;
+}
+
+DeviceNode::StatusUpdate DeviceNode::updateStatusValue(const std::string& id,
+                                                       const NamedStatus& status) {
+    const auto found = tree->find(id);
+    if (!found) {
+        return StatusUpdate::NodeNotFound;
+    }
+    const NamedStatus* stored = findByName(found.content->state->statuses, status.getName());
+    if (!stored) {
+        return StatusUpdate::StatusNotFound;
+    }
+    NamedStatus updated = *stored;
+    updated.setValue(status.getValue());
+    if (!isSame(*stored, updated)) {
+        putByName(tree.writable().writableAt(found.place).state.writable().statuses,
+                  std::move(updated));
+    }
+    return StatusUpdate::Done;
+}
+
+bool DeviceNode::addSubDevice(std::shared_ptr<DeviceNode> node, bool replace, std::string& error) {
+    if (!node) {
+        error = "No device to add below " + printable(getId());
+        return false;
+    }
+    if (!replace && tree->node()->children.find(node->getId())) {
+        error = "Device " + printable(getId()) + " already has a sub-device " +
+                printable(node->getId());
+        return false;
+    }
+    const CopyOnWrite<Content> added = node->tree->node();
+    tree.writable().add(added);
+    return true;
+}
+
+bool DeviceNode::removeSubDevice(const std::string& id, bool deep, std::string& error) {
+    const bool removed = deep ? tree.writable().removeBelow(id) : tree.writable().removeChild(id);
+    if (!removed) {
+        error = "Device " + printable(getId()) + " has no sub-device " + printable(id) +
+                (deep ? " anywhere below" : "");
+    }
+    return removed;
+}
+
+tarn::proto::monitoring::DeviceNode DeviceNode::toProtoBuf() const {
+    tarn::proto::monitoring::DeviceNode message;
+    fill(message, *tree->node());
+    return message;
+}
+
+std::string DeviceNode::debugString(unsigned indent) const {
+    std::string result;
+    appendText(result, *tree->node(), indent);
+    return result;
+}
+
+bool operator==(const DeviceNode& a, const DeviceNode& b) {
+    return TreeDifference::areEqual(a, b);
+}
+
+}  // namespace tarn::device_tree

@@ -1,0 +1,81 @@
+#include "platform/device_tree/EventHelper.h"
+
+#include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/TreeDifference.h"
+#include "proto/monitoring.pb.h"
+
+namespace tarn::device_tree::utils {
+
+namespace monitoring = tarn::proto::monitoring;
+using Event = monitoring::DeviceToTarnServiceEvent;
+
+namespace {
+
+/// Empties the event; gives the message that belongs to the type.
+template <typename Message>
+Message& start(Event& event, Event::Type type) {
+    event.Clear();
+    event.set_type(type);
+    return *event.MutableExtension(Message::base);
+}
+
+bool fillAdd(const DeviceNode& node, Event& event) {
+    auto& message = start<monitoring::DeviceAddEvent>(event, Event::DEVICE_ADD);
+    *message.mutable_device() = node.toProtoBuf();
+    return true;
+}
+
+bool fillRemove(const DeviceNode& node, Event& event) {
+    auto& message = start<monitoring::DeviceRemoveEvent>(event, Event::DEVICE_REMOVE);
+    message.set_device_id(node.getId());
+    return true;
+}
+
+bool fillConfigurationChange(const DeviceNode& node, Event& event) {
+    auto& message = start<monitoring::ConfigurationChangeEvent>(event, Event::CONFIGURATION_CHANGE);
+    *message.mutable_device() = node.toProtoBuf();
+    return true;
+}
+
+bool fillStatusChange(const TreeDifference& difference, Event& event) {
+    auto& message = start<monitoring::StatusChangeEvent>(event, Event::STATUS_CHANGE);
+    for (const auto& change : difference.globalStatuses()) {
+        auto& item = *message.add_global_status_changes();
+        item.set_device_id(*change.id);
+        *item.mutable_status() = change.status->toProtoBuf();
+    }
+    for (const auto& change : difference.namedStatuses()) {
+        auto& item = *message.add_named_status_changes();
+        item.set_device_id(*change.id);
+        *item.mutable_status() = change.status->toProtoBuf();
+    }
+    return true;
+}
+
+bool fillDifference(const DeviceNode& before, const DeviceNode& after, Event& event) {
+    const TreeDifference difference(before, after);
+    switch (difference.kind()) {
+        case TreeDifference::Kind::StatusValues:
+            return fillStatusChange(difference, event);
+        case TreeDifference::Kind::Other:
+            return fillConfigurationChange(after, event);
+        case TreeDifference::Kind::None:
+            break;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool EventHelper::ComputeEvent(const std::shared_ptr<DeviceNode>& before,
+                               const std::shared_ptr<DeviceNode>& after, Event& event) {
+    if (before && after) {
+        return fillDifference(*before, *after, event);
+    }
+    if (after) {
+        return fillAdd(*after, event);
+    }
+    return before && fillRemove(*before, event);
+}
+
+}  // namespace tarn::device_tree::utils

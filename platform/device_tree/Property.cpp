@@ -1,0 +1,23 @@
+#include "platform/device_tree/Property.h"
+
+#include "proto/monitoring.pb.h"
+
+namespace tarn::device_tree {
+
+namespace monitoring = tarn::proto::monitoring;
+
+Property::Property(std::string propertyName, Type propertyType, std::string text)
+    : name(std::move(propertyName)), type(propertyType), value(std::move(text)) {}
+
+Property::Property(const monitoring::Property& message)
+    : name(message.name()), type(static_cast<Type>(message.type())), value(message.value()) {}
+
+monitoring::Property Property::toProtoBuf() const {
+    monitoring::Property message;
+    message.set_name(name);
+    message.set_type(static_cast<monitoring::Property::Type>(type));
+    message.set_value(value);
+    return message;
+}
+
+}  // namespace tarn::device_tree
