@@ -108,6 +108,7 @@ struct Socket::Implementation {
     void answer(Frame frame);
     void push(Frame frame);
     bool sendWithin(Frame frame, milliseconds limit);
+    bool awaitRoom(const Deadline& deadline);
     Frame receive();
     bool receiveArrived(Frame& frame);
     bool awaitMessage(const Deadline& deadline, int descriptor);
@@ -229,6 +230,13 @@ bool Socket::Implementation::sendWithin(Frame frame, milliseconds limit) {
     return true;
 }
 
+bool Socket::Implementation::awaitRoom(const Deadline& deadline) {
+    if (connection) {
+        connection->follow();
+    }
+    return socket().waitFor(ZMQ_POLLOUT, deadline);
+}
+
 Frame Socket::Implementation::receive() {
     const Deadline deadline(bound);
     Frame frame;
@@ -335,6 +343,10 @@ int Socket::pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error
         error = failure.what();
         return 2;
     }
+}
+
+bool Socket::awaitRoom(std::uint32_t timeoutMs) {
+    return impl->named([&] { return impl->awaitRoom(Deadline(milliseconds(timeoutMs))); });
 }
 
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {

@@ -32,8 +32,10 @@ class CpuDeviceController : public DeviceController {
     /// The sums since the machine started, in jiffies. False when the file cannot be opened.
     bool getCurrentJiffies(double& busy, double& total) const;
 
-  private:
+    /// What the thread does.
     void pollingThreadFunction(const std::stop_token& stop);
+
+  private:
     void sample();
     void updateDeviceTree(const std::shared_ptr<device_tree::DeviceNode>& node);
 

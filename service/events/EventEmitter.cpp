@@ -19,6 +19,7 @@ using tarn::proto::service_event::ServiceEventBatch;
 namespace {
 
 constexpr std::uint32_t connectWithinMs = 500;
+constexpr std::uint32_t roomWithinMs = 1000;
 // Each may hold a whole tree.
 constexpr int mostUnsentBatches = 8;
 
@@ -89,7 +90,9 @@ void EventEmitter::emitterThreadFunction(const socket::SocketEndpoint& endpoint)
     socket::Socket socket("EventEmitterSocket", socket::ClosePolicy::Discard);
     if (connect(socket, endpoint)) {
         while (!stopFlag) {
-            send(awaitBatch(), socket);
+            awaitOccasion();
+            awaitRoom(socket);
+            send(takeBatch(), socket);
         }
     }
     dropFromNowOn();
@@ -107,9 +110,22 @@ bool EventEmitter::connect(socket::Socket& socket, const socket::SocketEndpoint&
     }
 }
 
-EventEmitter::Batch EventEmitter::awaitBatch() {
+void EventEmitter::awaitOccasion() {
     std::unique_lock lock(batchMutex);
     wakeUp.wait_for(lock, period, [this] { return batch->urgent || stopFlag; });
+}
+
+// What is pushed meanwhile goes into the same batch.
+void EventEmitter::awaitRoom(socket::Socket& socket) {
+    try {
+        socket.awaitRoom(roomWithinMs);
+    } catch (const std::exception&) {
+        // then sending will not work either, and say so
+    }
+}
+
+EventEmitter::Batch EventEmitter::takeBatch() {
+    const std::lock_guard lock(batchMutex);
     return std::exchange(*batch, Batch());
 }
 

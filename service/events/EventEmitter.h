@@ -30,6 +30,9 @@ namespace tarn::service {
 /// What is pushed before the start goes out with the first batch; what is pushed after the end is
 /// dropped. An emitter that has ended does not start again.
 ///
+/// A receiver that is behind gets fewer and larger batches. One that takes nothing for a second
+/// loses a batch, which is logged; it is never sent again.
+///
 /// Every operation may be called from any thread and throws nothing for a failure of the
 /// connection.
 class EventEmitter : public tarn::utils::MessageFormatter {
@@ -40,8 +43,8 @@ class EventEmitter : public tarn::utils::MessageFormatter {
     /// Starts the thread, which connects to `endpoint`. Does nothing when it was started before.
     void startThread(const socket::SocketEndpoint& endpoint);
 
-    /// Ends the thread and joins it: at once, but for an attempt to connect (half a second at most)
-    /// or a batch that is being sent.
+    /// Ends the thread and joins it: at once, but for an attempt to connect, or a receiver that is
+    /// behind (one second at most).
     void stopThread();
 
     /// Takes a snapshot of `tree` in place of the one before, appends a copy of `event` unless it
@@ -54,7 +57,9 @@ class EventEmitter : public tarn::utils::MessageFormatter {
 
     void emitterThreadFunction(const socket::SocketEndpoint& endpoint);
     bool connect(socket::Socket& socket, const socket::SocketEndpoint& endpoint);
-    Batch awaitBatch();
+    void awaitOccasion();
+    static void awaitRoom(socket::Socket& socket);
+    Batch takeBatch();
     void send(const Batch& batch, socket::Socket& socket);
     void dropFromNowOn();
 

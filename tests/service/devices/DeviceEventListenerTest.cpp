@@ -27,10 +27,10 @@ class DeviceEventListenerTest : public testing::Test {
 
     /// Waits until everything sent before was dealt with; the descriptions of its events.
     std::vector<std::string> settle() {
-        send(removeEvent("the end"));
+        send(test::removeEvent("the end"));
         std::vector<std::string> events;
         while (events.empty() || events.back() != "3 the end class 0") {
-            const auto next = describeEvents(batches.next());
+            const auto next = test::describeEvents(batches.next());
             events.insert(events.end(), next.begin(), next.end());
         }
         events.pop_back();
@@ -52,22 +52,22 @@ TEST_F(DeviceEventListenerTest, ListensInsideTheProcessUnderItsOwnName) {
 }
 
 TEST_F(DeviceEventListenerTest, HandsOverEachKindOfEventInOrder) {
-    send(addEvent(camera("cam1")));
-    send(addEvent(camera("cam2")));
-    send(changeEvent(camera("cam1", 5)));
-    send(framesEvent("cam2", 9));
-    send(addEvent(camera("cam3")));
-    send(shutdownEvent("cam3"));
-    send(addEvent(camera("cam4")));
-    send(removeEvent("cam4"));
-    EXPECT_THAT(settle(), ElementsAre("2 cam1 class 2", "2 cam2 class 2", "4 cam1 class 2",
-                                      "2 cam3 class 2", "3 cam3 class 2", "2 cam4 class 2",
-                                      "3 cam4 class 2"));
+    send(test::addEvent(camera("cam1")));
+    send(test::addEvent(camera("cam2")));
+    send(test::changeEvent(camera("cam1", 5)));
+    send(test::framesEvent("cam2", 9));
+    send(test::addEvent(camera("cam3")));
+    send(test::shutdownEvent("cam3"));
+    send(test::addEvent(camera("cam4")));
+    send(test::removeEvent("cam4"));
+    EXPECT_THAT(settle(),
+                ElementsAre("2 cam1 class 2", "2 cam2 class 2", "4 cam1 class 2", "2 cam3 class 2",
+                            "3 cam3 class 2", "2 cam4 class 2", "3 cam4 class 2"));
     EXPECT_THAT(tree().getSubDevices(), ElementsAre(camera("cam1", 5), camera("cam2", 9)));
 }
 
 TEST_F(DeviceEventListenerTest, HandsOverGlobalStatuses) {
-    send(addEvent(camera("cam1")));
+    send(test::addEvent(camera("cam1")));
     Event event;
     event.set_type(Event::STATUS_CHANGE);
     auto& change = *event.MutableExtension(tarn::proto::monitoring::StatusChangeEvent::base)
@@ -78,8 +78,7 @@ TEST_F(DeviceEventListenerTest, HandsOverGlobalStatuses) {
     send(event);
     settle();
     const auto status = tree().getDeviceById("cam1")->getGlobalStatus();
-    EXPECT_EQ(status,
-              device_tree::GlobalStatus(device_tree::GlobalStatus::Level::Warning, "dark"));
+    EXPECT_EQ(status, device_tree::GlobalStatus(device_tree::GlobalStatus::Level::Warning, "dark"));
 }
 
 TEST_F(DeviceEventListenerTest, IgnoresEventsOfTypes4And52WithoutALine) {
@@ -87,7 +86,7 @@ TEST_F(DeviceEventListenerTest, IgnoresEventsOfTypes4And52WithoutALine) {
     send(test::eventOfType(4));
     send(test::eventOfType(52));
     send(Event());
-    send(addEvent(camera("cam1")));
+    send(test::addEvent(camera("cam1")));
     EXPECT_THAT(settle(), ElementsAre("2 cam1 class 2"));
     EXPECT_EQ(tree().size(), 2U);
     EXPECT_EQ(bed.log.lines().size(), linesBefore + 1);  // about the end of this test
@@ -116,11 +115,11 @@ TEST_F(DeviceEventListenerTest, AsksForAnEmptyEventEachTime) {
 }
 
 TEST_F(DeviceEventListenerTest, GetsWhatIsSentAfterItWasStartedAgain) {
-    send(addEvent(camera("cam1")));
+    send(test::addEvent(camera("cam1")));
     settle();
     std::list<std::string> errors;
     ASSERT_TRUE(bed.devices.initFromConfiguration(errors));
-    send(addEvent(camera("cam2")));
+    send(test::addEvent(camera("cam2")));
     EXPECT_THAT(settle(), ElementsAre("2 cam2 class 2"));
     EXPECT_EQ(tree().size(), 2U);
 }
@@ -128,8 +127,8 @@ TEST_F(DeviceEventListenerTest, GetsWhatIsSentAfterItWasStartedAgain) {
 TEST_F(DeviceEventListenerTest, DropsAnEventOfMoreThanTenMebibytesAndGoesOn) {
     auto large = camera("large");
     large.addStatus({"text", std::string(10485760, 'x')});
-    send(addEvent(large));
-    send(addEvent(camera("cam1")));
+    send(test::addEvent(large));
+    send(test::addEvent(camera("cam1")));
     EXPECT_THAT(settle(), ElementsAre("2 cam1 class 2"));
     EXPECT_TRUE(bed.log.contains("ERROR DeviceEventListener > Failed receiving message: "));
 }

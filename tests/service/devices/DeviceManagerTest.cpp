@@ -68,9 +68,9 @@ class DeviceManagerTest : public testing::Test {
     EventEmitter emitter{std::chrono::hours(1)};
     std::vector<std::string> told;
     DeviceEventListener listener{[this]() -> DeviceManager& { return manager; }};
-    DeviceManager manager{{bed.configuration, listener, emitter, [this](const std::string& endpoint) {
-                               return std::make_shared<Probe>(endpoint, told);
-                           }}};
+    DeviceManager manager{
+        {bed.configuration, listener, emitter,
+         [this](const std::string& endpoint) { return std::make_shared<Probe>(endpoint, told); }}};
     std::list<std::string> errors{"from before"};
 };
 
@@ -132,14 +132,14 @@ TEST_F(DeviceManagerTest, AStatusChangeWithoutItemsRefreshesTheSnapshotAndWakesN
     emitter.startThread(socket::SocketEndpoint::FromString(quiet.endpoint()));
     manager.handleStatusChangeEvent({}, {});
     manager.handleDeviceAddEvent(camera("cam1"));
-    EXPECT_THAT(describeEvents(quiet.next()), ElementsAre("2 cam1 class 2"));
+    EXPECT_THAT(test::describeEvents(quiet.next()), ElementsAre("2 cam1 class 2"));
 }
 
 TEST_F(DeviceManagerTest, TellsOfAnAddedDeviceAtOnceWithTheTreeAfterIt) {
     startEmitter();
     manager.handleDeviceAddEvent(camera("cam1"));
     const auto batch = batches.next();
-    EXPECT_THAT(describeEvents(batch), ElementsAre("2 cam1 class 2"));
+    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 2"));
     EXPECT_TRUE(DeviceNode(batch.device_tree()) == tree());
     EXPECT_TRUE(device("cam1"));
 }
@@ -151,7 +151,7 @@ TEST_F(DeviceManagerTest, TellsOfAChangedDeviceAndReplacesIt) {
     manager.handleConfigurationChangeEvent(
         DeviceNode("cam1", "renamed", device_tree::DeviceClass::Host));
     const auto batch = batches.next();
-    EXPECT_THAT(describeEvents(batch), ElementsAre("4 cam1 class 4"));
+    EXPECT_THAT(test::describeEvents(batch), ElementsAre("4 cam1 class 4"));
     EXPECT_EQ(device("cam1")->getName(), "renamed");
     EXPECT_EQ(tree().size(), 2U);
 }
@@ -161,14 +161,14 @@ TEST_F(DeviceManagerTest, TellsOfARemovedDeviceWithItsClass) {
     manager.handleDeviceRemoveEvent("cam1");
     startEmitter();
     const auto batch = batches.next();
-    EXPECT_THAT(describeEvents(batch), ElementsAre("2 cam1 class 2", "3 cam1 class 2"));
+    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 2", "3 cam1 class 2"));
     EXPECT_EQ(batch.device_tree().sub_devices_size(), 0);
 }
 
 TEST_F(DeviceManagerTest, TellsOfTheRemovalOfAnUnknownDeviceWithClassZeroAndLogsIt) {
     startEmitter();
     manager.handleDeviceRemoveEvent("cam9");
-    EXPECT_THAT(describeEvents(batches.next()), ElementsAre("3 cam9 class 0"));
+    EXPECT_THAT(test::describeEvents(batches.next()), ElementsAre("3 cam9 class 0"));
     std::string error;
     EXPECT_FALSE(tree().removeSubDevice("cam9", true, error));
     EXPECT_TRUE(bed.log.has("ERROR DeviceManager > " + error));
@@ -179,7 +179,7 @@ TEST_F(DeviceManagerTest, ADeviceThatShutsDownIsRemoved) {
     manager.handleShutdownEvent("cam1");
     manager.handleShutdownEvent("cam1");
     startEmitter();
-    EXPECT_THAT(describeEvents(batches.next()),
+    EXPECT_THAT(test::describeEvents(batches.next()),
                 ElementsAre("2 cam1 class 2", "3 cam1 class 2", "3 cam1 class 0"));
     EXPECT_EQ(tree().size(), 1U);
 }

@@ -48,8 +48,7 @@ Event shutdownEvent(const std::string& id) {
 Event framesEvent(const std::string& id, std::uint64_t frames) {
     Event event;
     event.set_type(Event::STATUS_CHANGE);
-    auto& change =
-        *event.MutableExtension(StatusChangeEvent::base)->add_named_status_changes();
+    auto& change = *event.MutableExtension(StatusChangeEvent::base)->add_named_status_changes();
     change.set_device_id(id);
     *change.mutable_status() = device_tree::NamedStatus("frames", frames).toProtoBuf();
     return event;

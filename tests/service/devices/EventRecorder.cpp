@@ -23,8 +23,7 @@ EventRecorder::~EventRecorder() {
 
 std::vector<DeviceToTarnServiceEvent> EventRecorder::waitFor(std::size_t count) {
     std::unique_lock lock(mutex);
-    if (!changed.wait_for(lock, std::chrono::seconds(20),
-                          [&] { return events.size() >= count; })) {
+    if (!changed.wait_for(lock, std::chrono::seconds(20), [&] { return events.size() >= count; })) {
         throw std::runtime_error("only " + std::to_string(events.size()) + " events came");
     }
     return events;

@@ -13,7 +13,9 @@ using proto::monitoring::GetDescriptionReply;
 FakeDevice::FakeDevice(device_tree::DeviceNode node)
     : address(uniqueEndpoint()), node(std::move(node)) {}
 
-FakeDevice::~FakeDevice() { die(); }
+FakeDevice::~FakeDevice() {
+    die();
+}
 
 void FakeDevice::begin() {
     thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
@@ -69,7 +71,8 @@ FakeDevice::Request FakeDevice::lastRequest() {
 
 void FakeDevice::run(const std::stop_token& stop) {
     socket::Socket socket("fake device", socket::ClosePolicy::Flush);
-    socket.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(address), 0);
+    socket.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(address),
+                            0);
     while (!stop.stop_requested()) {
         std::string error;
         if (socket.poll(10, error) != 0) {

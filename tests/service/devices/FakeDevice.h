@@ -36,8 +36,8 @@ class FakeDevice {
     void hold();
     void release();
 
-    /// The types of the requests so far, once there are `count` in all. Throws when they do not come
-    /// within the bound.
+    /// The types of the requests so far, once there are `count` in all. Throws when they do not
+    /// come within the bound.
     std::vector<Request::Type> waitForRequests(std::size_t count);
 
     /// The last request.

@@ -15,7 +15,7 @@ void ManualPause::pause(std::chrono::milliseconds duration, const std::stop_toke
     current = duration;
     const auto mine = ++entered;
     changed.notify_all();
-    changed.wait(lock, stop, [&] { return passing || left >= mine; });
+    changed.wait(lock, stop, [&] { return left >= mine; });
     left = mine;
 }
 
@@ -37,12 +37,6 @@ std::chrono::milliseconds ManualPause::next() {
     await();
     letGo();
     return await();
-}
-
-void ManualPause::passFromNowOn() {
-    const std::lock_guard lock(mutex);
-    passing = true;
-    changed.notify_all();
 }
 
 }  // namespace tarn::test

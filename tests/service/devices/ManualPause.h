@@ -26,9 +26,6 @@ class ManualPause {
     /// Both: the pause after the present one.
     std::chrono::milliseconds next();
 
-    /// The thread does not pause any more.
-    void passFromNowOn();
-
   private:
     void pause(std::chrono::milliseconds duration, const std::stop_token& stop);
 
@@ -37,7 +34,6 @@ class ManualPause {
     std::chrono::milliseconds current{};
     unsigned entered = 0;
     unsigned left = 0;
-    bool passing = false;
 };
 
 }  // namespace tarn::test

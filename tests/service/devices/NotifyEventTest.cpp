@@ -34,7 +34,7 @@ class NoDescriptorLeft {
 
 int connectLater() {
     const test::LogCapture log;
-    const auto event = addEvent(camera("cam1"));
+    const auto event = test::addEvent(camera("cam1"));
     {
         const NoDescriptorLeft meanwhile;
         if (DeviceController::notifyEvent(&event)) {
@@ -62,9 +62,9 @@ TEST(NotifyEventDeathTest, ConnectsLaterWhenTheFirstAttemptFailed) {
 TEST(NotifyEvent, DropsAndLogsAnEventThatTheListenerHasNoRoomFor) {
     const test::LogCapture log;
     std::size_t sent = 0;
-    auto event = addEvent(camera("0"));
+    auto event = test::addEvent(camera("0"));
     while (sent < 1000000 && DeviceController::notifyEvent(&event)) {
-        event = addEvent(camera(std::to_string(++sent)));
+        event = test::addEvent(camera(std::to_string(++sent)));
     }
     EXPECT_TRUE(log.contains("ERROR DeviceController > Failed sending event: "));
     test::EventRecorder recorder;

@@ -9,18 +9,20 @@ namespace tarn::service::devices {
 using std::chrono::steady_clock;
 
 TEST(RealPause, LastsAsLongAsItIsToldTo) {
-    const std::stop_source never;
+    const std::stop_token never;
     const auto begin = steady_clock::now();
-    realPause(std::chrono::milliseconds(50), never.get_token());
+    realPause(std::chrono::milliseconds(50), never);
     EXPECT_GE(steady_clock::now() - begin, std::chrono::milliseconds(50));
 }
 
 TEST(RealPause, EndsAtOnceWhenAskedToStop) {
-    std::stop_source source;
     const auto begin = steady_clock::now();
-    const std::jthread stopping([&source] { source.request_stop(); });
-    realPause(std::chrono::hours(1), source.get_token());
-    realPause(std::chrono::hours(1), source.get_token());
+    std::jthread pausing([](const std::stop_token& stop) {
+        realPause(std::chrono::hours(1), stop);
+        realPause(std::chrono::hours(1), stop);
+    });
+    pausing.request_stop();
+    pausing.join();
     EXPECT_LT(steady_clock::now() - begin, std::chrono::minutes(1));
 }
 
