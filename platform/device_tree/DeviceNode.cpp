@@ -1,7 +1,7 @@
 #include "platform/device_tree/DeviceNode.h"
 
-#include "platform/device_tree/ContentMessages.h"
 #include "platform/device_tree/ContentText.h"
+#include "platform/device_tree/Messages.h"
 #include "platform/device_tree/SortedByName.h"
 #include "platform/device_tree/StatusValue.h"
 #include "platform/device_tree/Tree.h"
@@ -149,6 +149,11 @@ tarn::proto::monitoring::DeviceNode DeviceNode::toProtoBuf() const {
     tarn::proto::monitoring::DeviceNode message;
     fill(message, *tree->node());
     return message;
+}
+
+void DeviceNode::toProtoBuf(tarn::proto::monitoring::DeviceNode& message) const {
+    message.Clear();
+    fill(message, *tree->node());
 }
 
 std::string DeviceNode::debugString(unsigned indent) const {

@@ -92,6 +92,10 @@ class DeviceNode {
 
     tarn::proto::monitoring::DeviceNode toProtoBuf() const;
 
+    /// Replaces what the message holds, but reuses its memory: a fraction of the cost where a tree
+    /// is told again and again, or where the message lives in an arena.
+    void toProtoBuf(tarn::proto::monitoring::DeviceNode& message) const;
+
     /// The tree in lines, each two blanks deeper than its parent's; `indent` levels to begin with.
     std::string debugString(unsigned indent) const;
 

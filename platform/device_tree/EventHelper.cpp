@@ -21,7 +21,7 @@ Message& start(Event& event, Event::Type type) {
 
 bool fillAdd(const DeviceNode& node, Event& event) {
     auto& message = start<monitoring::DeviceAddEvent>(event, Event::DEVICE_ADD);
-    *message.mutable_device() = node.toProtoBuf();
+    node.toProtoBuf(*message.mutable_device());
     return true;
 }
 
@@ -33,7 +33,7 @@ bool fillRemove(const DeviceNode& node, Event& event) {
 
 bool fillConfigurationChange(const DeviceNode& node, Event& event) {
     auto& message = start<monitoring::ConfigurationChangeEvent>(event, Event::CONFIGURATION_CHANGE);
-    *message.mutable_device() = node.toProtoBuf();
+    node.toProtoBuf(*message.mutable_device());
     return true;
 }
 

@@ -1,5 +1,6 @@
 #include "platform/device_tree/GlobalStatus.h"
 
+#include "platform/device_tree/Messages.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {
@@ -14,9 +15,13 @@ GlobalStatus::GlobalStatus(const monitoring::GlobalStatus& message)
 
 monitoring::GlobalStatus GlobalStatus::toProtoBuf() const {
     monitoring::GlobalStatus message;
-    message.set_level(static_cast<monitoring::GlobalStatus::Level>(level));
-    message.set_description(description);
+    fill(message, *this);
     return message;
+}
+
+void fill(monitoring::GlobalStatus& message, const GlobalStatus& status) {
+    message.set_level(static_cast<monitoring::GlobalStatus::Level>(status.level));
+    message.set_description(status.description);
 }
 
 }  // namespace tarn::device_tree

@@ -1,5 +1,6 @@
 #include "platform/device_tree/NamedStatus.h"
 
+#include "platform/device_tree/Messages.h"
 #include "platform/device_tree/StatusValue.h"
 #include "proto/monitoring.pb.h"
 
@@ -53,10 +54,14 @@ void NamedStatus::setValue(const Value& newValue) {
 
 monitoring::NamedStatus NamedStatus::toProtoBuf() const {
     monitoring::NamedStatus message;
-    message.set_name(name);
-    message.set_type(static_cast<monitoring::NamedStatus::Type>(getType()));
-    setValueOf(message, value);
+    fill(message, *this);
     return message;
+}
+
+void fill(monitoring::NamedStatus& message, const NamedStatus& status) {
+    message.set_name(status.getName());
+    message.set_type(static_cast<monitoring::NamedStatus::Type>(status.getType()));
+    setValueOf(message, status.getValue());
 }
 
 }  // namespace tarn::device_tree

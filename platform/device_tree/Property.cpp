@@ -1,5 +1,6 @@
 #include "platform/device_tree/Property.h"
 
+#include "platform/device_tree/Messages.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {
@@ -14,10 +15,14 @@ Property::Property(const monitoring::Property& message)
 
 monitoring::Property Property::toProtoBuf() const {
     monitoring::Property message;
-    message.set_name(name);
-    message.set_type(static_cast<monitoring::Property::Type>(type));
-    message.set_value(value);
+    fill(message, *this);
     return message;
+}
+
+void fill(monitoring::Property& message, const Property& property) {
+    message.set_name(property.name);
+    message.set_type(static_cast<monitoring::Property::Type>(property.type));
+    message.set_value(property.value);
 }
 
 }  // namespace tarn::device_tree

@@ -47,6 +47,10 @@ void putByName(std::vector<T>& items, T item) {
 /// Sorts, and keeps the last of those that `isBefore` calls equal.
 template <typename T, typename IsBefore>
 void sortKeepingLast(std::vector<T>& items, IsBefore isBefore) {
+    const auto areOutOfOrder = [&](const T& a, const T& b) { return !isBefore(a, b); };
+    if (std::adjacent_find(items.begin(), items.end(), areOutOfOrder) == items.end()) {
+        return;  // as it is mostly, and sorting needs memory
+    }
     std::stable_sort(items.begin(), items.end(), isBefore);
     const auto firstKept =
         std::unique(items.rbegin(), items.rend(),

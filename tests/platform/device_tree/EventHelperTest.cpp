@@ -49,13 +49,13 @@ const GlobalStatus hot(GlobalStatus::Level::Warning, "hot");
 class ComputeEvent : public testing::Test {
   protected:
     /// UNKNOWN when nothing differs. Trees that share nothing have to give the same.
-    Event::Type typeOf(const Node& before, const Node& after) {
+    Event::Type typeOf(const Node& from, const Node& to) {
         event.Clear();
-        const bool differs = EventHelper::ComputeEvent(before, after, event);
+        const bool differs = EventHelper::ComputeEvent(from, to, event);
         EXPECT_EQ(differs, event.has_type());
-        if (before && after) {
+        if (from && to) {
             Event ofStrangers;
-            EventHelper::ComputeEvent(before, strangerLike(after), ofStrangers);
+            EventHelper::ComputeEvent(from, strangerLike(to), ofStrangers);
             EXPECT_EQ(ofStrangers.SerializeAsString(), event.SerializeAsString());
         }
         return event.type();

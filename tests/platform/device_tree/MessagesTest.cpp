@@ -138,6 +138,18 @@ TEST(DeviceNodeMessage, IsOrderedByIdsAndNames) {
     EXPECT_EQ(message.statuses(2).name(), "c");
 }
 
+TEST(DeviceNodeMessage, IsReplacedWhenFilledAgain) {
+    Message message;
+    const Message large = DeviceNode(chain(5)).toProtoBuf();
+    DeviceNode small("small", "", DeviceClass::Host);
+    small.addStatus(NamedStatus("s", 1.0));
+
+    DeviceNode(chain(5)).toProtoBuf(message);
+    EXPECT_EQ(message.SerializeAsString(), large.SerializeAsString());
+    small.toProtoBuf(message);
+    EXPECT_EQ(message.SerializeAsString(), small.toProtoBuf().SerializeAsString());
+}
+
 TEST(DeviceNodeMessage, OfStatusesAndPropertiesSurvivesTheWay) {
     const GlobalStatus status(GlobalStatus::Level::Warning, "w");
     const Property property("p", Property::Type::Text, "v");

@@ -1,4 +1,4 @@
-#include "platform/device_tree/ContentMessages.h"
+#include "platform/device_tree/Messages.h"
 
 #include "platform/device_tree/SortedByName.h"
 #include "proto/monitoring.pb.h"
@@ -65,12 +65,12 @@ void fill(monitoring::DeviceNode& message, const Content& content) {
     message.set_name(description.name);
     message.set_device_class(
         static_cast<monitoring::DeviceNode::DeviceClass>(description.deviceClass));
-    *message.mutable_global_status() = content.state->global.toProtoBuf();
+    fill(*message.mutable_global_status(), content.state->global);
     for (const auto& property : description.properties) {
-        *message.add_properties() = property.toProtoBuf();
+        fill(*message.add_properties(), property);
     }
     for (const auto& status : content.state->statuses) {
-        *message.add_statuses() = status.toProtoBuf();
+        fill(*message.add_statuses(), status);
     }
     message.mutable_sub_devices()->Reserve(static_cast<int>(content.children.size()));
     content.children.forEach(
