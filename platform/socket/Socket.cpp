@@ -76,6 +76,10 @@ int Socket::pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error
     }
 }
 
+bool Socket::awaitRoom(std::uint32_t timeoutMs) {
+    return impl->named([&] { return impl->awaitRoom(Deadline(milliseconds(timeoutMs))); });
+}
+
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {
     if (message == nullptr || (impl->isOpen() && !sends(roleOf(impl->settings.protocol)))) {
         throw std::invalid_argument(debugString() + ": the socket cannot send this");

@@ -63,6 +63,10 @@ class Socket {
     /// for something that is no message.
     int pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error);
 
+    /// Waits until a message can be sent without finding the queue full; false when the time-out
+    /// passed. For senders that can let what they have to say grow meanwhile.
+    bool awaitRoom(std::uint32_t timeoutMs);
+
     /// Serialises and sends. Push over IPC and TCP, Reply and Publish never wait: a full queue
     /// throws (Publish drops for the subscriber that is too slow). Push in-process waits one second
     /// at most. Reply sends to whom the last request came from; without a request that is not

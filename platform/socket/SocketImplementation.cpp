@@ -148,6 +148,13 @@ bool Socket::Implementation::sendWithin(Frame frame, milliseconds limit) {
     return true;
 }
 
+bool Socket::Implementation::awaitRoom(const Deadline& deadline) {
+    if (connection) {
+        connection->follow();
+    }
+    return socket().waitFor(ZMQ_POLLOUT, deadline);
+}
+
 Frame Socket::Implementation::receive() {
     const Deadline deadline(bound);
     Frame frame;

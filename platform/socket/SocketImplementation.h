@@ -44,6 +44,7 @@ struct Socket::Implementation {
     void answer(Frame frame);
     void push(Frame frame);
     bool sendWithin(Frame frame, std::chrono::milliseconds limit);
+    bool awaitRoom(const Deadline& deadline);
     Frame receive();
     bool receiveArrived(Frame& frame);
     bool awaitMessage(const Deadline& deadline, int descriptor);

@@ -111,6 +111,8 @@ ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const 
             return &ApiToServiceRequestHandler::handleGetJobsRequest;
         case Request::GET_JOB_BY_UUID:
             return &ApiToServiceRequestHandler::handleGetJobByUuidRequest;
+        case Request::GET_MONITORING_INFO:
+            return &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest;
         default:
             return nullptr;
     }

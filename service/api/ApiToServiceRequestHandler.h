@@ -31,6 +31,10 @@ namespace tarn::service::configuration {
 class ConfigurationHandler;
 }
 
+namespace tarn::service::devices {
+class DeviceManager;
+}
+
 namespace tarn::service {
 
 class JobList;
@@ -48,6 +52,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
         WorkflowCreator& workflows;
         resource_manager::ResourceManagerProxy& resourceManager;
         const configuration::ConfigurationHandler& configuration;
+        devices::DeviceManager& devices;
         std::function<void(const std::string& command)> runShell;
         SteadyNow steadyNow;
         std::function<std::time_t()> wallNow;
@@ -87,6 +92,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     void handleEngineSubmissionRequest(Request& request, socket::Socket& socket);
     void handleGetJobsRequest(Request& request, socket::Socket& socket);
     void handleGetJobByUuidRequest(Request& request, socket::Socket& socket);
+    void handleGetMonitoringInfoRequest(Request& request, socket::Socket& socket);
 
     // Declared for clients of long ago; never dispatched.
     void handleKillRequest(Request&, socket::Socket&) {}

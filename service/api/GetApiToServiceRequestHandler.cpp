@@ -3,6 +3,7 @@
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/GetConfigurationHandler.h"
+#include "service/devices/DeviceManager.h"
 #include "service/workflows/ShellCommand.h"
 #include "service/workflows/WorkflowCreator.h"
 
@@ -10,10 +11,10 @@ namespace tarn::service {
 
 ApiToServiceRequestHandler& GetApiToServiceRequestHandler() {
     static ApiToServiceRequestHandler handler(
-        "",
-        {GetWorkflowCreator(), resource_manager::GetResourceManagerProxy(),
-         configuration::GetConfigurationHandler(), runShellCommand, std::chrono::steady_clock::now,
-         [] { return std::time(nullptr); }, dictionary::ComponentsDictionary()});
+        "", {GetWorkflowCreator(), resource_manager::GetResourceManagerProxy(),
+             configuration::GetConfigurationHandler(), devices::GetDeviceManager(), runShellCommand,
+             std::chrono::steady_clock::now, [] { return std::time(nullptr); },
+             dictionary::ComponentsDictionary()});
     return handler;
 }
 

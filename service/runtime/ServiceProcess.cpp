@@ -1,6 +1,7 @@
 #include "service/runtime/ServiceProcess.h"
 
 #include <exception>
+#include <list>
 #include <string>
 
 #include "platform/media_framework/Kln.h"
@@ -11,6 +12,9 @@
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/GetConfigurationHandler.h"
+#include "service/devices/DeviceEventListener.h"
+#include "service/devices/DeviceManager.h"
+#include "service/events/EventEmitter.h"
 #include "service/runtime/CommandLine.h"
 #include "service/runtime/DeadJobCleaner.h"
 #include "service/runtime/ShutdownSequence.h"
@@ -49,8 +53,22 @@ bool parseEndpoint(const std::string& text, socket::SocketEndpoint& endpoint, co
 }
 
 RunningParts runningParts() {
-    return {GetApiToServiceRequestHandler(), resource_manager::GetResourceManagerProxy(),
+    return {devices::GetDeviceEventListener(),
+            GetEventEmitter(),
+            devices::GetDeviceManager(),
+            GetApiToServiceRequestHandler(),
+            resource_manager::GetResourceManagerProxy(),
             resource_manager::GetResourceManagerRequestHandler()};
+}
+
+// What no shutdown has stopped: the process must not end under running threads.
+void stopWhatStillRuns(const RunningParts& parts) {
+    std::string ignored;
+    parts.deviceEvents.stop(ignored);
+    parts.emitter.stopThread();
+    parts.devices.stopControllers();
+    stopDeadJobCleaner();
+    joinDeadJobCleaner();
 }
 
 }  // namespace
@@ -64,6 +82,12 @@ int ServiceProcess::run(int argc, const char* const* argv) {
     }
     // The singletons are made here, so that they are destroyed after everything that uses them.
     const auto parts = runningParts();
+    const int status = runUntilStopped(parts);
+    stopWhatStillRuns(parts);
+    return status;
+}
+
+int ServiceProcess::runUntilStopped(const RunningParts& parts) {
     ShutdownThread shutdown(stop, [&parts](int signal) {
         runShutdownSequence(signal, parts);
         parts.api.releaseWaiters();
@@ -71,10 +95,7 @@ int ServiceProcess::run(int argc, const char* const* argv) {
     if (!stop.requested() && loadConfiguration() == Step::Failed) {
         return 1;
     }
-    const int status = runServices(shutdown);
-    stopDeadJobCleaner();
-    joinDeadJobCleaner();
-    return status;
+    return runServices(shutdown);
 }
 
 ServiceProcess::Step ServiceProcess::registerLoggers() {
@@ -111,6 +132,7 @@ ServiceProcess::Step ServiceProcess::loadConfiguration() {
 }
 
 int ServiceProcess::runServices(ShutdownThread& shutdown) {
+    startMonitoring();  // what it throws ends the process
     try {
         startServices();
         shutdown.allowShutdown();
@@ -122,11 +144,25 @@ int ServiceProcess::runServices(ShutdownThread& shutdown) {
     return 0;
 }
 
+void ServiceProcess::startMonitoring() {
+    if (stop.requested()) {
+        return;
+    }
+    GetWorkflowCreator().init(requestsEndpoint, eventsEndpoint);
+    std::list<std::string> errors;
+    if (!devices::GetDeviceManager().initFromConfiguration(errors)) {
+        utils::logError("failed setting up system monitoring:");
+        for (const auto& error : errors) {
+            utils::logError("\tError: " + error);
+        }
+    }
+}
+
 void ServiceProcess::startServices() {
     using Start = void (*)(ServiceProcess&);
     constexpr Start steps[] = {
-        [](ServiceProcess& p) { GetWorkflowCreator().init(p.requestsEndpoint, p.eventsEndpoint); },
         [](ServiceProcess& p) { p.startResourceManager(); },
+        [](ServiceProcess& p) { StartEventEmitter(p.eventsEndpoint.asPeer()); },
         [](ServiceProcess&) { GetApiToServiceRequestHandler().start("TarnService"); },
         [](ServiceProcess&) { startDeadJobCleaner(); },
     };

@@ -6,6 +6,7 @@
 namespace tarn::service {
 
 class ShutdownThread;
+struct RunningParts;
 
 /// The life of the process, from its start to its exit status. Main thread only.
 ///
@@ -21,7 +22,9 @@ class ServiceProcess {
 
     Step registerLoggers();
     Step loadConfiguration();
+    int runUntilStopped(const RunningParts& parts);
     int runServices(ShutdownThread& shutdown);
+    void startMonitoring();
     void startServices();
     void startResourceManager();
 

@@ -6,12 +6,23 @@
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
 #include "platform/utils/Log.h"
 #include "service/api/ApiToServiceRequestHandler.h"
+#include "service/devices/DeviceEventListener.h"
+#include "service/devices/DeviceManager.h"
+#include "service/events/EventEmitter.h"
 #include "service/runtime/DeadJobCleaner.h"
 #include "service/runtime/JobTermination.h"
 
 namespace tarn::service {
 
 namespace {
+
+void stop(devices::DeviceEventListener& listener) {
+    std::string error;
+    listener.stop(error);
+    if (!error.empty()) {
+        utils::logError("Error during DeviceEventListener stop: " + error);
+    }
+}
 
 void stopJobs(const RunningParts& parts) {
     // A job that is just coming up must not enter the list after it was read.
@@ -32,6 +43,18 @@ void runShutdownSequence(int signal, const RunningParts& parts) {
     utils::logTrace("Caught signal " + std::to_string(signal));
     utils::logInfo("Terminating service");
     stopDeadJobCleaner();
+
+    utils::logInfo("Stopping device event listener");
+    stop(parts.deviceEvents);
+    utils::logInfo("Device event listener stopped");
+
+    utils::logInfo("Stopping event emitter");
+    parts.emitter.stopThread();
+    utils::logInfo("Event emitter stopped");
+
+    utils::logInfo("Stopping device controllers");
+    parts.devices.stopControllers();
+    utils::logInfo("Device controllers stopped");
 
     utils::logInfo("Terminating request handler listener");
     parts.api.terminate();

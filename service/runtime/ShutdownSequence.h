@@ -5,12 +5,21 @@ class ResourceManagerProxy;
 class ResourceManagerRequestHandler;
 }  // namespace tarn::resource_manager
 
+namespace tarn::service::devices {
+class DeviceEventListener;
+class DeviceManager;
+}  // namespace tarn::service::devices
+
 namespace tarn::service {
 
+class EventEmitter;
 class ApiToServiceRequestHandler;
 
 /// What the shutdown stops.
 struct RunningParts {
+    devices::DeviceEventListener& deviceEvents;
+    EventEmitter& emitter;
+    devices::DeviceManager& devices;
     ApiToServiceRequestHandler& api;
     resource_manager::ResourceManagerProxy& resourceManager;
     resource_manager::ResourceManagerRequestHandler& resourceManagerServer;

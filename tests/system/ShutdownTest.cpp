@@ -18,6 +18,12 @@ using namespace std::chrono_literals;
 
 // In the order in which the service must say them.
 const std::vector<std::string> sequence = {"Terminating service",
+                                           "Stopping device event listener",
+                                           "Device event listener stopped",
+                                           "Stopping event emitter",
+                                           "Event emitter stopped",
+                                           "Stopping device controllers",
+                                           "Device controllers stopped",
                                            "Terminating request handler listener",
                                            "Request handler terminated",
                                            "Terminating running jobs",

@@ -46,6 +46,19 @@ TEST(PushPullTest, AFullQueueThrowsAtOnce) {
     }
 }
 
+TEST(PushPullTest, ASenderCanWaitForRoomInAFullQueue) {
+    const auto endpoint = ipcEndpoint();
+    const auto push = pushWithQueueOf(1, endpoint);
+    EXPECT_TRUE(push->awaitRoom(0));
+    send(*push, "fits");
+    EXPECT_FALSE(push->awaitRoom(10));
+    const auto pull = open(Protocol::Pull, endpoint);
+    EXPECT_TRUE(push->awaitRoom(patienceMs));
+    send(*push, "fits too");
+    EXPECT_EQ(receive(*pull), "fits");
+    EXPECT_EQ(receive(*pull), "fits too");
+}
+
 TEST(PushPullTest, AReceiverThatDoesNotReadHoldsNobodyUp) {
     const auto endpoint = ipcEndpoint();
     const auto pull = open(Protocol::Pull, endpoint);

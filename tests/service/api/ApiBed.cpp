@@ -4,7 +4,7 @@ namespace tarn::test {
 
 ApiBed::ApiBed(const std::string& sections)
     : ServiceBed(sections),
-      server("", {workflows, proxy, configuration, shell(),
+      server("", {workflows, proxy, configuration, devices, shell(),
                   [this] { return now += clockStep.load(); }, [this] { return wallClock.load(); },
                   dictionary::ComponentsDictionary(folder.write(
                       "dictionary.xml",

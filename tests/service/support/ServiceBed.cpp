@@ -9,6 +9,7 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "proto/job_monitoring.pb.h"
+#include "service/devices/TarnProtocolDeviceController.h"
 
 namespace tarn::test {
 
@@ -35,7 +36,14 @@ std::string freeTcpEndpoint() {
 ServiceBed::ServiceBed(const std::string& sections)
     : configuration([](const char*) { return 0; }),
       resourceManager((folder.path() / "registry").string()),
-      workflows({configuration, proxy, shell(), [] { return std::rand(); }}) {
+      workflows({configuration, proxy, shell(), [] { return std::rand(); }}),
+      devices({configuration, deviceEvents, emitter,
+               [this](const std::string& device) {
+                   using Controller = service::devices::TarnProtocolDeviceController;
+                   return std::make_shared<Controller>(device,
+                                                       Controller::Surroundings{deviceEvents});
+               }}),
+      deviceEvents([this]() -> service::devices::DeviceManager& { return devices; }) {
     const auto resources = uniqueEndpoint();
     const auto file =
         folder.write("configuration.xml", "<TarnHubConfig><Endpoints><ResourcesEndpoint>" +
@@ -47,6 +55,13 @@ ServiceBed::ServiceBed(const std::string& sections)
         !proxy.connect(endpoint, error)) {
         throw std::runtime_error("cannot set up the test: " + error);
     }
+}
+
+// Listener and controllers know each other: both are stopped before either is gone.
+ServiceBed::~ServiceBed() {
+    std::string ignored;
+    deviceEvents.stop(ignored);
+    devices.stopControllers();
 }
 
 std::vector<std::string> ServiceBed::commands() {

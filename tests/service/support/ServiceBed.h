@@ -8,6 +8,9 @@
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
 #include "platform/utils/Synchronised.h"
 #include "service/configuration/ConfigurationHandler.h"
+#include "service/devices/DeviceEventListener.h"
+#include "service/devices/DeviceManager.h"
+#include "service/events/EventEmitter.h"
 #include "service/workflows/WorkflowCreator.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
@@ -22,11 +25,12 @@ std::string freeTcpEndpoint();
 
 /// What the parts of the service work with, all of it private to one test: a configuration, a
 /// resource manager with its proxy connected, a workflow creator that starts nothing but notes
-/// commands.
+/// commands, and a device manager with its listener and emitter, none of which runs.
 class ServiceBed {
   public:
     /// `sections` are XML elements under the configuration's root.
     explicit ServiceBed(const std::string& sections = {});
+    ~ServiceBed();
 
     /// The shell commands so far.
     std::vector<std::string> commands();
@@ -53,6 +57,10 @@ class ServiceBed {
 
   public:
     service::WorkflowCreator workflows;
+
+    service::EventEmitter emitter;
+    service::devices::DeviceManager devices;
+    service::devices::DeviceEventListener deviceEvents;
 };
 
 /// The word that follows `option` in a command line; empty when there is none.

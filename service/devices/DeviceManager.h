@@ -1,0 +1,91 @@
+#pragma once
+
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/device_tree/DeviceNode.h"
+#include "platform/utils/MessageFormatter.h"
+#include "platform/utils/Synchronised.h"
+
+namespace tarn::proto::service_event {
+class ServiceEvent;
+}
+namespace tarn::service {
+class EventEmitter;
+}
+namespace tarn::service::configuration {
+class ConfigurationHandler;
+struct TarnDevice;
+}  // namespace tarn::service::configuration
+
+namespace tarn::service::devices {
+
+class DeviceController;
+class DeviceEventListener;
+
+/// Owns the device tree of the server and the controllers of its devices. After every change it
+/// hands a snapshot of the tree to the event emitter.
+///
+/// The handlers are called by the thread of the DeviceEventListener only; they never fail, what
+/// does not fit the tree is logged. initFromConfiguration and stopControllers are called by one
+/// thread at a time. getTree and debugString may be called from any thread.
+class DeviceManager : public tarn::utils::MessageFormatter {
+  public:
+    /// What the manager works with; the references must outlive it.
+    struct Surroundings {
+        const configuration::ConfigurationHandler& configuration;
+        DeviceEventListener& listener;
+        EventEmitter& emitter;
+        /// A running controller for the device at this endpoint.
+        std::function<std::shared_ptr<DeviceController>(const std::string& endpoint)>
+            makeProtocolController;
+    };
+
+    /// The id of a node, and its new status.
+    using GlobalStatusChanges = std::vector<std::pair<std::string, device_tree::GlobalStatus>>;
+    using NamedStatusChanges = std::vector<std::pair<std::string, device_tree::NamedStatus>>;
+
+    explicit DeviceManager(Surroundings surroundings);
+    ~DeviceManager() override;
+
+    /// Throws away tree and controllers, restarts the listener and makes the controllers anew,
+    /// which run at once. False, with the reasons in `errors`, when the listener did not start;
+    /// everything else is there all the same.
+    bool initFromConfiguration(std::list<std::string>& errors);
+
+    /// Stops every controller, in the order in which they were made.
+    void stopControllers();
+
+    void handleStatusChangeEvent(const GlobalStatusChanges& globals,
+                                 const NamedStatusChanges& named);
+    void handleDeviceAddEvent(const device_tree::DeviceNode& node);
+    void handleConfigurationChangeEvent(const device_tree::DeviceNode& node);
+    void handleDeviceRemoveEvent(const std::string& id);
+    void handleShutdownEvent(const std::string& id);
+
+    std::string debugString();
+
+    /// The tree from its root, with its mutex. Take a copy, which costs nothing, and let go of the
+    /// lock before doing anything with it.
+    utils::Synchronised<device_tree::DeviceNode>& getTree() { return tree; }
+
+  private:
+    void createController(const configuration::TarnDevice& device);
+    void insert(const device_tree::DeviceNode& node);
+    void publish(const tarn::proto::service_event::ServiceEvent& event);
+    void warn(const std::string& problem) const;
+
+    const Surroundings surroundings;
+    std::list<std::shared_ptr<DeviceController>> controllers;
+    // Never held while the emitter, or a controller, is called.
+    utils::Synchronised<device_tree::DeviceNode> tree;
+};
+
+/// The process's manager; created on first use, destroyed at exit.
+DeviceManager& GetDeviceManager();
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,72 @@
+#include "service/devices/DeviceRequestSocket.h"
+
+#include <stdexcept>
+
+#include "proto/monitoring.pb.h"
+
+namespace tarn::service::devices {
+
+namespace {
+
+constexpr std::uint32_t connectWithinMs = 500;
+constexpr std::uint32_t replyLimit = 524288;
+
+}  // namespace
+
+DeviceRequestSocket::DeviceRequestSocket(std::chrono::milliseconds answerWithin)
+    : answerWithin(answerWithin),
+      socket("TARN Protocol device request", socket::ClosePolicy::Discard) {
+    socket.create(socket::Protocol::Request);
+    socket.setTimeout(answerWithin);
+}
+
+void DeviceRequestSocket::connect(const socket::SocketEndpoint& endpoint) {
+    const std::lock_guard lock(mutex);
+    socket.connect(endpoint, connectWithinMs);
+}
+
+bool DeviceRequestSocket::ask(const Request& request, Reply& reply) {
+    const std::lock_guard lock(mutex);
+    socket.sendProtoBuf(&request);
+    if (!awaitAnswer()) {
+        return false;
+    }
+    socket.receiveProtoBuf(&reply, replyLimit);
+    return true;
+}
+
+bool DeviceRequestSocket::awaitAnswer() {
+    std::string error;
+    const auto bound = static_cast<std::uint32_t>(answerWithin.count());
+    const int result = socket.pollWith(interruption.descriptor(), bound, error);
+    if (result == 1 && isInterrupted) {
+        return false;
+    }
+    if (result == 1) {
+        throw std::runtime_error(socket.debugString() + ": nothing was received within " +
+                                 std::to_string(bound) + " ms");
+    }
+    if (result != 0) {
+        throw std::runtime_error(error);
+    }
+    return true;
+}
+
+void DeviceRequestSocket::interrupt() {
+    isInterrupted = true;
+    interruption.ring();
+}
+
+void DeviceRequestSocket::resume() {
+    isInterrupted = false;
+    interruption.reset();
+}
+
+// Can be connected again.
+void DeviceRequestSocket::close() {
+    const std::lock_guard lock(mutex);
+    socket.close();
+    socket.create(socket::Protocol::Request);
+}
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <string>
+
+#include "platform/socket/Socket.h"
+#include "platform/socket/WakeUp.h"
+
+namespace tarn::proto::monitoring {
+class DeviceToTarnServiceReply;
+class TarnServiceToDeviceRequest;
+}  // namespace tarn::proto::monitoring
+
+namespace tarn::service::devices {
+
+/// The connection on which a device is asked. Any thread: one exchange at a time, the others wait
+/// for it.
+class DeviceRequestSocket {
+  public:
+    using Request = tarn::proto::monitoring::TarnServiceToDeviceRequest;
+    using Reply = tarn::proto::monitoring::DeviceToTarnServiceReply;
+
+    /// `answerWithin` bounds the wait for each answer. Throws std::runtime_error when no descriptor
+    /// is left.
+    explicit DeviceRequestSocket(std::chrono::milliseconds answerWithin);
+
+    /// Replaces an earlier connection; waits half a second at most. Throws std::runtime_error when
+    /// nobody is there.
+    void connect(const socket::SocketEndpoint& endpoint);
+
+    /// One exchange; false, and `reply` untouched, when it was interrupted. Throws
+    /// std::runtime_error when there was no answer, or none that can be read.
+    bool ask(const Request& request, Reply& reply);
+
+    /// No exchange waits for its answer any more, until `resume`.
+    void interrupt();
+    void resume();
+
+    void close();
+
+  private:
+    bool awaitAnswer();
+
+    const std::chrono::milliseconds answerWithin;
+    std::atomic<bool> isInterrupted{false};
+    socket::utils::WakeUp interruption;
+
+    std::mutex mutex;
+    socket::Socket socket;  // guarded by mutex
+};
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,119 @@
+// Devices, their controllers, the listener, the manager and the emitter together.
+#include <gmock/gmock.h>
+
+#include "tests/service/devices/DeviceMessages.h"
+#include "tests/service/devices/FakeDevice.h"
+#include "tests/service/devices/MonitoringBed.h"
+
+namespace tarn::service::devices {
+
+using test::camera;
+using test::FakeDevice;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class DeviceMonitoring : public testing::Test {
+  protected:
+    void start() { bed.emplace(std::vector<std::string>{device.endpoint(), other.endpoint()}); }
+
+    void startWithEventEndpoint() {
+        device.nameEventEndpoint(eventEndpoint);
+        device.begin();
+        start();
+        EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
+    }
+
+    /// The sending end that the device connects.
+    std::unique_ptr<socket::Socket> connectEvents() const {
+        auto events = std::make_unique<socket::Socket>("device", socket::ClosePolicy::Flush);
+        events->createAndConnect(socket::Protocol::Push,
+                                 socket::SocketEndpoint::FromString(eventEndpoint), 5000);
+        return events;
+    }
+
+    const std::string eventEndpoint = test::uniqueEndpoint();
+    FakeDevice device{camera("cam1")};
+    FakeDevice other{camera("cam2")};
+    std::optional<test::MonitoringBed> bed;
+};
+
+TEST_F(DeviceMonitoring, EveryConfiguredDeviceAppearsAndLeaves) {
+    device.begin();
+    other.begin();
+    start();
+    EXPECT_THAT(bed->awaitDevices(2), ElementsAre(camera("cam1"), camera("cam2")));
+    device.die();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam2")));
+    device.begin();
+    EXPECT_THAT(bed->awaitDevices(2), ElementsAre(camera("cam1"), camera("cam2")));
+}
+
+TEST_F(DeviceMonitoring, AnEventThatTheDeviceSendsChangesTheTree) {
+    startWithEventEndpoint();
+    const auto events = connectEvents();
+    const auto change = test::framesEvent("cam1", 7);
+    events->sendProtoBuf(&change);
+    bed->awaitTree(
+        [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 7)}; });
+}
+
+TEST_F(DeviceMonitoring, GarbageOnAnEventEndpointIsLoggedAndHarmsNobody) {
+    startWithEventEndpoint();
+    const auto events = connectEvents();
+    proto::monitoring::DeviceToTarnServiceEvent garbage;
+    garbage.GetReflection()->MutableUnknownFields(&garbage)->AddLengthDelimited(100, "\xff");
+    events->sendProtoBuf(&garbage);
+    for (const int unknownType : {4, 52}) {
+        const auto unknown = test::eventOfType(unknownType);
+        events->sendProtoBuf(&unknown);
+    }
+    const auto change = test::addEvent(camera("sub"));
+    events->sendProtoBuf(&change);
+    EXPECT_THAT(bed->awaitDevices(2), ElementsAre(camera("cam1"), camera("sub")));
+    EXPECT_TRUE(bed->log.contains("ERROR DeviceEventListener > Failed receiving message: "));
+}
+
+TEST_F(DeviceMonitoring, AnEventEndpointThatSomebodyElseHasKeepsTheDeviceOutUntilItIsFree) {
+    std::optional<test::BatchReceiver> inTheWay(eventEndpoint);
+    device.nameEventEndpoint(eventEndpoint);
+    device.begin();
+    start();
+    EXPECT_TRUE(bed->log.waitFor("ERROR TarnProtocolDeviceController on " + device.endpoint() +
+                                 " > DeviceEventListener"));
+    EXPECT_EQ(bed->tree().size(), 1U);
+    inTheWay.reset();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
+}
+
+TEST_F(DeviceMonitoring, ADeviceWithTheIdOfAnotherTakesItsPlace) {
+    other.describeAs(camera("cam1", 5));
+    device.begin();
+    start();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
+    other.begin();
+    bed->awaitTree(
+        [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 5)}; });
+}
+
+TEST_F(DeviceMonitoring, BeginsAnewWhenItIsInitialisedAgain) {
+    startWithEventEndpoint();
+    std::list<std::string> errors;
+    EXPECT_TRUE(bed->manager.initFromConfiguration(errors));
+    EXPECT_THAT(errors, IsEmpty());
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
+}
+
+TEST_F(DeviceMonitoring, HungDevicesDoNotHoldUpTheStop) {
+    device.hold();
+    other.hold();
+    device.begin();
+    other.begin();
+    start();
+    device.waitForRequests(1);
+    other.waitForRequests(1);
+    const auto begin = std::chrono::steady_clock::now();
+    bed->manager.stopControllers();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, test::MonitoringBed::answerWithin);
+}
+
+}  // namespace tarn::service::devices

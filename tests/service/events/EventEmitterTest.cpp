@@ -1,0 +1,204 @@
+#include "service/events/EventEmitter.h"
+
+#include <gmock/gmock.h>
+
+#include <optional>
+#include <set>
+#include <thread>
+
+#include "platform/device_tree/DeviceNode.h"
+#include "tests/service/support/BatchReceiver.h"
+#include "tests/service/support/ServiceBed.h"
+
+namespace tarn::service {
+
+using device_tree::DeviceNode;
+using std::chrono::hours;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using tarn::proto::service_event::ServiceEvent;
+using tarn::proto::service_event::ServiceEventDeviceAdded;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+class EventEmitterTest : public testing::Test {
+  protected:
+    static DeviceNode tree(const std::string& name) {
+        return {"System", name, device_tree::DeviceClass::System};
+    }
+
+    static ServiceEvent added(const std::string& id) {
+        ServiceEvent event;
+        event.set_type(ServiceEvent::DEVICE_ADDED);
+        event.MutableExtension(ServiceEventDeviceAdded::base)->set_device_id(id);
+        return event;
+    }
+
+    void start(EventEmitter& emitter) const {
+        emitter.startThread(socket::SocketEndpoint::FromString(receiver->endpoint()));
+    }
+
+    static void pushAdded(EventEmitter& emitter, const std::string& id) {
+        const auto event = added(id);
+        emitter.pushEvent(tree(id), &event, /*notify=*/true);
+    }
+
+    const test::LogCapture log;
+    std::optional<test::BatchReceiver> receiver{std::in_place};
+};
+
+TEST_F(EventEmitterTest, SendsAnEmptyBatchEachPeriodWhenNothingHappens) {
+    EventEmitter emitter(milliseconds(20));
+    start(emitter);
+    for (int i = 0; i < 3; ++i) {
+        const auto batch = receiver->next();
+        EXPECT_FALSE(batch.has_device_tree());
+        EXPECT_EQ(batch.events_size(), 0);
+    }
+}
+
+TEST_F(EventEmitterTest, HasAPeriodOfOneSecond) {
+    EventEmitter emitter;
+    start(emitter);
+    receiver->next();
+    const auto first = steady_clock::now();
+    receiver->next();
+    const auto between = steady_clock::now() - first;
+    EXPECT_GT(between, milliseconds(800));
+    EXPECT_LT(between, milliseconds(4000));
+}
+
+TEST_F(EventEmitterTest, FoldsStatusChangesIntoOneBatchWithTheLatestTreeAndNoEvents) {
+    EventEmitter emitter(milliseconds(200));
+    emitter.pushEvent(tree("first"), nullptr, /*notify=*/false);
+    emitter.pushEvent(tree("second"), nullptr, /*notify=*/false);
+    emitter.pushEvent(tree("third"), nullptr, /*notify=*/false);
+    start(emitter);
+    const auto batch = receiver->next();
+    EXPECT_EQ(batch.device_tree().name(), "third");
+    EXPECT_THAT(batch.events(), IsEmpty());
+    EXPECT_FALSE(receiver->next().has_device_tree());
+}
+
+TEST_F(EventEmitterTest, SendsAtOnceWhenADeviceIsAdded) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    pushAdded(emitter, "cam1");
+    const auto batch = receiver->next();
+    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 0"));
+    EXPECT_EQ(batch.device_tree().name(), "cam1");
+}
+
+TEST_F(EventEmitterTest, AStatusChangeDoesNotWakeIt) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    pushAdded(emitter, "cam1");
+    EXPECT_THAT(test::describeEvents(receiver->next()), ElementsAre("2 cam1 class 0"));
+}
+
+TEST_F(EventEmitterTest, SendsTheSnapshotAlsoWhenTheTreeChangesLater) {
+    EventEmitter emitter(milliseconds(50));
+    auto root = tree("System");
+    emitter.pushEvent(root, nullptr, /*notify=*/false);
+    std::string error;
+    ASSERT_TRUE(root.addSubDevice(std::make_shared<DeviceNode>(tree("late")), true, error));
+    start(emitter);
+    EXPECT_EQ(receiver->next().device_tree().sub_devices_size(), 0);
+}
+
+TEST_F(EventEmitterTest, LosesAndRepeatsNoEventAndKeepsTheirOrderWhileItIsSending) {
+    constexpr int count = 2000;
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    const std::jthread pushing([&emitter] {
+        for (int i = 0; i < count; ++i) {
+            pushAdded(emitter, std::to_string(i));
+        }
+    });
+    int expected = 0;
+    while (expected < count) {
+        const auto batch = receiver->next();
+        ASSERT_GT(batch.events_size(), 0);
+        for (const auto& event : batch.events()) {
+            ASSERT_EQ(test::describe(event), "2 " + std::to_string(expected++) + " class 0");
+        }
+        EXPECT_EQ(batch.device_tree().name(), std::to_string(expected - 1));
+    }
+}
+
+TEST_F(EventEmitterTest, LogsAnUnreachableEndpointOnceAndEnds) {
+    EventEmitter emitter(milliseconds(1));
+    emitter.startThread(socket::SocketEndpoint::FromString(test::uniqueEndpoint()));
+    ASSERT_TRUE(
+        log.waitFor("ERROR Internal Event Emitter > Failed creating event emitter socket: "));
+    pushAdded(emitter, "cam1");
+    emitter.stopThread();
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(EventEmitterTest, NeverSendsAgainWhatItFailedToSend) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    int pushed = 0;
+    pushAdded(emitter, std::to_string(pushed++));
+    receiver->next();
+    const auto endpoint = receiver->endpoint();
+    receiver.reset();
+    const auto failure = "Failed sending events on EventEmitterSocket on " + endpoint + ": ";
+    const auto bound = steady_clock::now() + std::chrono::seconds(20);
+    while (!log.contains("ERROR Internal Event Emitter > " + failure)) {
+        ASSERT_LT(steady_clock::now(), bound);
+        pushAdded(emitter, std::to_string(pushed++));
+        std::this_thread::yield();
+    }
+    receiver.emplace(endpoint);
+    const int afterwards = pushed;
+    std::vector<int> received;
+    while (received.empty() || received.back() < afterwards) {
+        pushAdded(emitter, std::to_string(pushed++));
+        const auto batch = receiver->next();
+        for (const auto& event : batch.events()) {
+            received.push_back(
+                std::stoi(event.GetExtension(ServiceEventDeviceAdded::base).device_id()));
+        }
+    }
+    const std::set<int> unique(received.begin(), received.end());
+    EXPECT_EQ(unique.size(), received.size());
+    EXPECT_LT(received.size(), static_cast<std::size_t>(pushed));
+}
+
+TEST_F(EventEmitterTest, IsNotStartedASecondTime) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    const test::BatchReceiver other;
+    emitter.startThread(socket::SocketEndpoint::FromString(other.endpoint()));
+    pushAdded(emitter, "cam1");
+    EXPECT_THAT(test::describeEvents(receiver->next()), ElementsAre("2 cam1 class 0"));
+    emitter.stopThread();
+    emitter.startThread(socket::SocketEndpoint::FromString(other.endpoint()));
+    pushAdded(emitter, "cam2");
+    EXPECT_FALSE(receiver->hasMore() && receiver->next().events_size() > 0);
+}
+
+TEST_F(EventEmitterTest, StopsAtOnceWhateverItsPeriod) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    pushAdded(emitter, "cam1");
+    receiver->next();
+    const auto begin = steady_clock::now();
+    emitter.stopThread();
+    emitter.stopThread();
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+TEST_F(EventEmitterTest, NeedsNoThreadToBeStopped) {
+    EventEmitter emitter;
+    emitter.stopThread();
+    pushAdded(emitter, "cam1");
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+}  // namespace tarn::service
