@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <utility>
 
 #include "cli/JobProgress.h"
 #include "cli/Json.h"
@@ -32,12 +33,19 @@ void ProgressReporter::event(const JobEvent& event, TimePoint now) {
         case JobEvent::PROGRESS:
             return progress(event, now);
         case JobEvent::STATE:
-            return line(stateText(event.GetExtension(JobEventState::base).state()));
+            return showState(event.GetExtension(JobEventState::base).state());
         case JobEvent::FAILURE:
             return line(failureText(event.GetExtension(JobEventFailure::base)));
         case JobEvent::END:
         case JobEvent::UNKNOWN:
             return;
+    }
+}
+
+// A job says its state again and again, for those who come late.
+void ProgressReporter::showState(int state) {
+    if (std::exchange(shownState, state) != state) {
+        line(stateText(state));
     }
 }
 

@@ -37,12 +37,14 @@ class ProgressReporter : public JobReporter {
 
   private:
     void progress(const proto::job_monitoring::JobEvent& event, TimePoint now);
+    void showState(int state);
     void line(const std::string& text);
     void clearBar();
 
     std::ostream& err;
     const Terminal terminal;
     const std::string name;
+    int shownState = -1;
     TimePoint nextLine;  // not before this, where every progress is a line
     enum class Drawn { Nothing, Bar } drawn = Drawn::Nothing;
 };

@@ -28,3 +28,8 @@ if(TARN_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
+
+# Fuzzers look for input that runs new code: all code has to tell what runs.
+if(TARN_FUZZERS)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -48,7 +48,12 @@ Job::Job(JobSetup jobSetup, std::unique_ptr<PipelineProcess> pipelineProcess,
 Job::~Job() = default;
 
 void Job::check(std::chrono::steady_clock::time_point deadline) {
-    process->parse(setup.pipeline, setup.environment);
+    try {
+        process->parse(setup.pipeline, setup.environment);
+    } catch (const std::exception& e) {
+        // It has ended, and the wait will tell how, or it hangs, and the wait ends.
+        utils::logWarning(std::string("The pipeline process cannot be told: ") + e.what());
+    }
     waitForReport(*process, PipelineReport::PARSED, deadline, stop);
 }
 

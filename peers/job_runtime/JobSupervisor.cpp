@@ -105,6 +105,9 @@ void JobSupervisor::stepRunning(Clock::time_point now) {
         takeReports(now);  // the last ones may have come with the end
         endRun(judge(facts, *end), now);
     } else {
+        if (process->isSilent()) {
+            ladder.begin(now);  // it is ending, and may hang in that
+        }
         climb(now);
     }
 }

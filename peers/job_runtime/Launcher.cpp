@@ -1,5 +1,7 @@
 #include "peers/job_runtime/Launcher.h"
 
+#include <signal.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -120,6 +122,7 @@ int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
         if (options.daemon) {
             detach();
         }
+        ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
         utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
         return Launcher(options, protocol).run();
     } catch (const std::exception& e) {

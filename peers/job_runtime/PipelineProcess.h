@@ -49,6 +49,9 @@ class PipelineProcess {
     /// Takes what has arrived, without waiting; output goes to the log line by line.
     void read();
 
+    /// That there will be no more reports and no more commands are taken.
+    bool isSilent() const { return !channelOpen; }
+
     /// The next report of what was taken; false when there is none. Throws std::runtime_error when
     /// the process sends what is no report.
     bool nextReport(tarn::proto::pipeline_control::PipelineReport& report);

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <exception>
 #include <iostream>
+#include <utility>
 
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "peers/pipeline_process/PipelineHost.h"
@@ -49,7 +50,8 @@ int runPipeline() {
     }
     const char* const plugins = ::getenv("KLN_PLUGINS");
     tarn::peers::loadPlugins(plugins != nullptr ? plugins : "");
-    tarn::peers::PipelineHost host(tarn::peers::FileDescriptor(MessageChannel::pipelineDescriptor));
+    tarn::peers::FileDescriptor channel(MessageChannel::pipelineDescriptor);
+    tarn::peers::PipelineHost host(std::move(channel));
     return host.run();
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
 
 namespace tarn::resource_manager {
 
@@ -14,6 +15,11 @@ constexpr auto exclusiveResource = "Endpoint";
 
 const std::string& idOf(const RunningJob& job) {
     return job.getJobDescription().getJobId();
+}
+
+// Ids and endpoints come from outside, and these texts go into the log.
+std::string shown(const RunningJob& job) {
+    return "job " + tarn::utils::printable(idOf(job));
 }
 
 // Nobody holds an empty value: jobs whose endpoints were not chosen yet do not exclude each other.
@@ -42,7 +48,7 @@ RunningJob withCompleteProcess(const RunningJob& job) {
     }
     const auto process = completed(job.getProcess());
     if (!isAlive(process)) {
-        throw std::runtime_error("The " + describe(process) + " of job " + idOf(job) +
+        throw std::runtime_error("The " + describe(process) + " of " + shown(job) +
                                  " is not running");
     }
     return RunningJob(job.getJobDescription(), job.getCommandEndpoint(), job.getEventEndpoint(),
@@ -54,12 +60,12 @@ std::string conflictWith(const RunningJob& other, const RunningJob& wanted) {
     if (idOf(other) == idOf(wanted)) {
         return other.getProcess() == wanted.getProcess()
                    ? std::string()
-                   : "Job " + idOf(wanted) + " is already running, as " +
-                         describe(other.getProcess());
+                   : "Already running: " + shown(wanted) + ", as " + describe(other.getProcess());
     }
     const auto* const endpoint = sharedEndpoint(other, wanted);
-    return endpoint == nullptr ? std::string()
-                               : "Endpoint " + *endpoint + " is held by job " + idOf(other);
+    return endpoint == nullptr
+               ? std::string()
+               : "Endpoint " + tarn::utils::printable(*endpoint) + " is held by " + shown(other);
 }
 
 }  // namespace
@@ -119,7 +125,7 @@ void Registry::registerJob(const RunningJob& wanted) {
     const auto job = withCompleteProcess(wanted);
     auto locked = lockForChange();
     if (locked->state != State::Open) {
-        throw std::runtime_error("The service is stopping: job " + idOf(job) + " cannot register");
+        throw std::runtime_error("The service is stopping: " + shown(job) + " cannot register");
     }
     RegistryChange change;
     change.entered = job;
@@ -144,7 +150,8 @@ void Registry::unregisterJob(const std::string& uuid, const ProcessIdentity& by)
         return;
     }
     if (job.getProcess() != completed(by)) {
-        throw std::runtime_error("Job " + uuid + " was registered by another process, " +
+        throw std::runtime_error("Not removed: " + shown(job) +
+                                 " was registered by another process, " +
                                  describe(job.getProcess()));
     }
     commit(locked, {.removed = {uuid}, .entered = {}, .deltacastConfiguration = {}});
@@ -206,7 +213,7 @@ void Registry::store(Changes& locked, const RegistryChange& change) {
 }
 
 void Registry::logRemoved(const RunningJob& job) const {
-    tarn::utils::logInfo(formatMessage("Removed job " + idOf(job) + ": its " +
+    tarn::utils::logInfo(formatMessage("Removed " + shown(job) + ": its " +
                                        describe(job.getProcess()) + " is dead"));
 }
 

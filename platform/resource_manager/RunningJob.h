@@ -37,6 +37,10 @@ class RunningJob {
 
     tarn::proto::resource_manager::RunningJob toProtoBuf() const;
 
+    /// Whether this is a copy of `other`, and so equal to it: cheap. Jobs made apart are not the
+    /// same record, whatever they hold.
+    bool isSameRecordAs(const RunningJob& other) const { return content == other.content; }
+
   private:
     struct Content {
         JobDescription description;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "platform/socket/SocketRole.h"
+#include "platform/utils/Printable.h"
 
 namespace tarn::socket {
 
@@ -22,6 +23,7 @@ constexpr std::string_view ipcFolder = "/tmp/";
 constexpr std::string_view everyInterface = "*";
 constexpr std::string_view thisMachine = "localhost";
 constexpr std::size_t longestName = 255;
+constexpr std::size_t longestShown = 120;
 constexpr std::size_t longestIpcPath = sizeof(sockaddr_un::sun_path) - 1;
 
 bool isControl(char c) {
@@ -32,24 +34,6 @@ bool isControl(char c) {
 bool isHostCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
            c == '-' || c == '_';
-}
-
-// For messages: of readable length, and nothing in it that a terminal or log would act upon.
-std::string quoted(std::string_view text) {
-    constexpr std::size_t shown = 120;
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string result = "\"";
-    for (const char c : text.substr(0, shown)) {
-        if (isControl(c)) {
-            const auto byte = static_cast<unsigned char>(c);
-            result += "\\x";
-            result += digits[byte >> 4];
-            result += digits[byte & 15];
-        } else {
-            result += c;
-        }
-    }
-    return result + (text.size() > shown ? "\"..." : "\"");
 }
 
 /// Why a text is no endpoint; FromString adds the text.
@@ -162,7 +146,8 @@ SocketEndpoint SocketEndpoint::FromString(const std::string& text) {
     try {
         return parse(text);
     } catch (const BadText& reason) {
-        throw std::invalid_argument("bad endpoint " + quoted(text) + ": " + reason.what());
+        throw std::invalid_argument("bad endpoint " + utils::quotedText(text, longestShown) + ": " +
+                                    reason.what());
     }
 }
 

@@ -2,14 +2,15 @@
 
 #include <log4cplus/configurator.h>
 #include <log4cplus/consoleappender.h>
-#include <log4cplus/fileappender.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
-#include <log4cplus/spi/loggingevent.h>
 
+#include <exception>
 #include <fstream>
-#include <stdexcept>
+#include <memory>
+
+#include "platform/utils/Log.h"
 
 namespace tarn::utils {
 
@@ -48,23 +49,6 @@ class LoggerSink : public LogSink {
 
   private:
     log4cplus::Logger logger;
-};
-
-// Straight to one appender: a job's file has nothing to configure.
-class AppenderSink : public LogSink {
-  public:
-    explicit AppenderSink(log4cplus::SharedAppenderPtr appender) : appender(std::move(appender)) {}
-    ~AppenderSink() override { appender->close(); }
-
-    bool isEnabled(LogLevel) const override { return true; }
-    void write(LogLevel level, const std::string& message) override {
-        const log4cplus::spi::InternalLoggingEvent event(LOG4CPLUS_TEXT("job"), toLog4CPlus(level),
-                                                         message, "", 0);
-        appender->doAppend(event);
-    }
-
-  private:
-    log4cplus::SharedAppenderPtr appender;
 };
 
 std::unique_ptr<log4cplus::Layout> makeLayout() {
@@ -112,22 +96,6 @@ void registerLog4CPlusLogger(const std::string& loggerName, const std::string& c
     if (!problem.empty()) {
         logWarning(problem + ": logging to the console");
     }
-}
-
-std::shared_ptr<LogSink> makeRotatingFileSink(const std::string& path, std::size_t maxBytes) {
-    log4cplus::initialize();
-    if (!std::ofstream(path, std::ios::app)) {
-        throw std::runtime_error("Cannot open log file " + path);
-    }
-    log4cplus::SharedAppenderPtr appender(new log4cplus::RollingFileAppender(
-        path, static_cast<long>(maxBytes), /*maxBackupIndex=*/1, /*immediateFlush=*/true));
-    appender->setLayout(makeLayout());
-    return std::make_shared<AppenderSink>(appender);
-}
-
-void shutdownLogging() {
-    setLogSink(nullptr);
-    log4cplus::deinitialize();
 }
 
 }  // namespace tarn::utils

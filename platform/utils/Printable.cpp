@@ -4,32 +4,57 @@ namespace tarn::utils {
 
 namespace {
 
-void appendEscaped(std::string& result, unsigned char c) {
+bool continuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;  // UTF-8
+}
+
+std::string_view shortened(std::string_view text, std::size_t maxLength) {
+    if (text.size() <= maxLength) {
+        return text;
+    }
+    while (maxLength > 0 && continuesCharacter(text[maxLength])) {
+        --maxLength;
+    }
+    return text.substr(0, maxLength);
+}
+
+void appendPrintable(std::string& result, char character) {
     constexpr char digits[] = "0123456789abcdef";
-    if (c == '\n') {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '\n') {
         result += "\\n";
-    } else if (c == '\t') {
+    } else if (character == '\t') {
         result += "\\t";
-    } else if (c == '\r') {
+    } else if (character == '\r') {
         result += "\\r";
-    } else if (c < 0x20 || c == 0x7f) {
-        result += {'\\', 'x', digits[c >> 4], digits[c & 15]};
+    } else if (byte < 0x20 || byte == 0x7f) {
+        result += {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
     } else {
-        result += static_cast<char>(c);
+        result += character;
     }
 }
 
 }  // namespace
 
 std::string printable(std::string_view text, std::size_t maxLength) {
+    const auto shown = shortened(text, maxLength);
     std::string result;
-    for (const char c : text.substr(0, maxLength)) {
-        appendEscaped(result, static_cast<unsigned char>(c));
+    for (const char character : shown) {
+        appendPrintable(result, character);
     }
-    if (text.size() > maxLength) {
-        result += "...";
+    return shown.size() < text.size() ? result + "..." : result;
+}
+
+std::string quotedText(std::string_view text, std::size_t maxLength) {
+    const auto shown = shortened(text, maxLength);
+    std::string result = "\"";
+    for (const char character : shown) {
+        if (character == '"' || character == '\\') {
+            result += '\\';
+        }
+        appendPrintable(result, character);
     }
-    return result;
+    return result + (shown.size() < text.size() ? "...\"" : "\"");
 }
 
 }  // namespace tarn::utils

@@ -1,6 +1,6 @@
 #include "platform/utils/XmlNesting.h"
 
-#include <cstring>
+#include <algorithm>
 #include <string_view>
 
 namespace tarn::utils {
@@ -9,44 +9,56 @@ namespace {
 
 enum class Tag { Open, SelfClosed, Malformed };
 
-/// Walks over a zero-terminated text; the zero is never passed.
+/// Walks over a text, never beyond its end.
 class Scanner {
   public:
-    explicit Scanner(const char* text) : position(text) {}
+    explicit Scanner(std::string_view text) : text(text) {}
 
-    const char* at() const { return position; }
+    std::size_t offset() const { return position; }
+
+    /// Zero at the end and beyond.
+    char at(std::size_t ahead = 0) const {
+        return ahead < text.size() - position ? text[position + ahead] : '\0';
+    }
+
+    bool startsWith(std::string_view start) const {
+        return text.substr(position, start.size()) == start;
+    }
+
+    void advance(std::size_t count) { moveTo(position + count); }
+    void skipWhile(std::string_view set) { moveTo(text.find_first_not_of(set, position)); }
+    void skipUntil(std::string_view set) { moveTo(text.find_first_of(set, position)); }
+
+    /// False when `end` does not follow: the parser finds the end of its data.
+    bool skipPast(std::string_view end) {
+        const auto found = text.find(end, position);
+        moveTo(found == std::string_view::npos ? found : found + end.size());
+        return found != std::string_view::npos;
+    }
 
     bool toNextTag() {
-        position = std::strchr(position, '<');
-        return position != nullptr;
+        moveTo(text.find('<', position));
+        return position < text.size();
     }
 
-    bool startsWith(std::string_view text) const {
-        return std::strncmp(position, text.data(), text.size()) == 0;
+    char take() {
+        const char next = at();
+        advance(1);
+        return next;
     }
-
-    void advance(std::size_t count) { position += count; }
-
-    /// False when `text` does not follow: the parser finds the end of its data.
-    bool skipPast(const char* text) {
-        position = std::strstr(position, text);
-        if (position == nullptr) {
-            return false;
-        }
-        position += std::strlen(text);
-        return true;
-    }
-
-    void skipWhile(const char* set) { position += std::strspn(position, set); }
-    void skipUntil(const char* set) { position += std::strcspn(position, set); }
-
-    char take() { return *position == '\0' ? '\0' : *position++; }
 
   private:
-    const char* position;
+    void moveTo(std::size_t target) { position = std::min(target, text.size()); }
+
+    const std::string_view text;
+    std::size_t position = 0;
 };
 
-constexpr char blanks[] = " \t\r\n";
+constexpr std::string_view blanks = " \t\r\n";
+
+bool isOneOf(char character, std::string_view set) {
+    return set.find(character) != std::string_view::npos;
+}
 
 bool skipDoctype(Scanner& scanner) {
     for (unsigned brackets = 0;;) {
@@ -72,8 +84,7 @@ bool skipDoctype(Scanner& scanner) {
 
 bool isDoctype(const Scanner& scanner) {
     constexpr std::string_view start = "<!DOCTYPE";
-    return scanner.startsWith(start) && scanner.at()[start.size()] != '\0' &&
-           std::strchr(blanks, scanner.at()[start.size()]) != nullptr;
+    return scanner.startsWith(start) && isOneOf(scanner.at(start.size()), blanks);
 }
 
 /// At "<!" or "<?". False when the text ends in it.
@@ -115,12 +126,12 @@ bool skipAttributeValue(Scanner& scanner) {
 
 /// At the '<' of an element.
 Tag skipStartTag(Scanner& scanner) {
-    constexpr char endOfName[] = " \t\r\n/>?";
-    constexpr char noAttribute[] = " \t\r\n/<>=?!";
+    constexpr std::string_view endOfName = " \t\r\n/>?";
+    constexpr std::string_view noAttribute = " \t\r\n/<>=?!";
     scanner.advance(1);
     scanner.skipUntil(endOfName);
     scanner.skipWhile(blanks);
-    while (*scanner.at() != '\0' && std::strchr(noAttribute, *scanner.at()) == nullptr) {
+    while (scanner.at() != '\0' && !isOneOf(scanner.at(), noAttribute)) {
         scanner.skipUntil(noAttribute);
         if (!skipAttributeValue(scanner)) {
             return Tag::Malformed;
@@ -142,7 +153,7 @@ Tag skipStartTag(Scanner& scanner) {
 std::optional<std::size_t> findNestingBeyond(const char* text, unsigned limit) {
     Scanner scanner(text);
     for (unsigned depth = 0; scanner.toNextTag();) {
-        const char* const start = scanner.at();
+        const std::size_t start = scanner.offset();
         if (scanner.startsWith("<!") || scanner.startsWith("<?")) {
             if (!skipMarkup(scanner)) {
                 return std::nullopt;
@@ -156,7 +167,7 @@ std::optional<std::size_t> findNestingBeyond(const char* text, unsigned limit) {
             scanner.skipUntil(">");
         } else {
             if (depth == limit) {
-                return static_cast<std::size_t>(start - text);
+                return start;
             }
             const Tag tag = skipStartTag(scanner);
             if (tag == Tag::Malformed) {

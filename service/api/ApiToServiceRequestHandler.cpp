@@ -6,6 +6,7 @@
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "proto/api_service.pb.h"
+#include "service/api/JobList.h"
 #include "service/workflows/WorkflowCreator.h"
 
 namespace tarn::service {
@@ -21,9 +22,12 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
                                                        Surroundings surroundings)
     : MessageFormatter("Api requests handler"),
       serviceName(serviceName),
-      surroundings(std::move(surroundings)) {}
+      surroundings(std::move(surroundings)),
+      jobList(std::make_unique<JobList>()) {}
 
-ApiToServiceRequestHandler::~ApiToServiceRequestHandler() { terminate(); }
+ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {
+    terminate();
+}
 
 void ApiToServiceRequestHandler::start(const std::string& name) {
     serviceName = name;
@@ -97,15 +101,20 @@ void ApiToServiceRequestHandler::serveOne(socket::Socket& socket) {
 
 ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const Request& request) {
     switch (request.type()) {
-        case Request::GET_INFO: return &ApiToServiceRequestHandler::handleGetInfoRequest;
-        case Request::JOB_SUBMISSION: return &ApiToServiceRequestHandler::handleJobSubmissionRequest;
+        case Request::GET_INFO:
+            return &ApiToServiceRequestHandler::handleGetInfoRequest;
+        case Request::JOB_SUBMISSION:
+            return &ApiToServiceRequestHandler::handleJobSubmissionRequest;
         case Request::ENGINE_SUBMISSION:
             return &ApiToServiceRequestHandler::handleEngineSubmissionRequest;
-        case Request::GET_JOBS: return &ApiToServiceRequestHandler::handleGetJobsRequest;
-        case Request::GET_JOB_BY_UUID: return &ApiToServiceRequestHandler::handleGetJobByUuidRequest;
+        case Request::GET_JOBS:
+            return &ApiToServiceRequestHandler::handleGetJobsRequest;
+        case Request::GET_JOB_BY_UUID:
+            return &ApiToServiceRequestHandler::handleGetJobByUuidRequest;
         case Request::GET_MONITORING_INFO:
             return &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest;
-        default: return nullptr;
+        default:
+            return nullptr;
     }
 }
 
@@ -135,7 +144,8 @@ void ApiToServiceRequestHandler::waitForTermination() {
         try {
             terminationCondition.wait(lock);
         } catch (const std::system_error& e) {
-            utils::logError(formatMessage(std::string("Failed waiting for termination: ") + e.what()));
+            utils::logError(
+                formatMessage(std::string("Failed waiting for termination: ") + e.what()));
         }
         if (stopFlag) {
             break;

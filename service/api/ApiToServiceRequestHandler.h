@@ -37,6 +37,7 @@ class DeviceManager;
 
 namespace tarn::service {
 
+class JobList;
 class WorkflowCreator;
 
 /// The API server: one thread that receives requests and answers them one after the other, in
@@ -114,6 +115,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
     std::string serviceName;
     Surroundings surroundings;
+    const std::unique_ptr<JobList> jobList;
     std::atomic<bool> stopFlag{false};
     std::shared_ptr<std::thread> requestThread;
 

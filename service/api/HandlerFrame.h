@@ -22,8 +22,8 @@ using SteadyNow = std::function<std::chrono::steady_clock::time_point()>;
 /// when either was slow, and sends the reply. Lives as long as one request; request thread only.
 class HandlerFrame {
   public:
-    /// How the two warnings call the request and its reply, and after how many whole seconds of work
-    /// the first is given. The labels bring their blanks with them.
+    /// How the two warnings call the request and its reply, and after how many whole seconds of
+    /// work the first is given. The labels bring their blanks with them.
     struct Labels {
         std::string request;
         std::string reply;

@@ -1,10 +1,12 @@
 #include <list>
+#include <utility>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
+#include "service/api/JobList.h"
 
 namespace tarn::service {
 
@@ -12,24 +14,10 @@ using tarn::proto::api_service::ApiToServiceRequestGetJobByUuid;
 using tarn::proto::api_service::ApiToServiceRequestGetJobs;
 using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyGetJobByUuid;
-using tarn::proto::api_service::ServiceToApiReplyGetJobs;
-
-namespace {
-
-void fill(tarn::proto::api_service::RunningJob& target, const resource_manager::RunningJob& job) {
-    target.set_command_endpoint(job.getCommandEndpoint());
-    target.set_event_endpoint(job.getEventEndpoint());
-    *target.mutable_job_description() = job.getJobDescription().toProtoJobDescription();
-}
-
-}  // namespace
 
 // A failing resource manager shows in the log only: the client gets what there is.
 void ApiToServiceRequestHandler::handleGetJobsRequest(Request& request, socket::Socket& socket) {
     HandlerFrame frame(*this, {"GetJobs request ", "GetJobs reply "}, surroundings.steadyNow);
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::GET_JOBS);
-    reply.set_success(true);
     const auto& query = *request.MutableExtension(ApiToServiceRequestGetJobs::base);
     std::list<resource_manager::RunningJob> jobs;
     std::string error;
@@ -43,11 +31,7 @@ void ApiToServiceRequestHandler::handleGetJobsRequest(Request& request, socket::
     } else if (!surroundings.resourceManager.getRunningJobs(jobs, error)) {
         utils::logError(formatMessage("Failed to get running jobs: " + error));
     }
-    auto& list = *reply.MutableExtension(ServiceToApiReplyGetJobs::base);
-    for (const auto& job : jobs) {
-        fill(*list.add_running_jobs(), job);
-    }
-    frame.send(reply, socket);
+    frame.send(jobList->replyWith(std::move(jobs)), socket);
 }
 
 void ApiToServiceRequestHandler::handleGetJobByUuidRequest(Request& request,

@@ -11,7 +11,7 @@
 #include <system_error>
 
 #include "platform/socket/SocketEndpoint.h"
-#include "service/configuration/QuotedText.h"
+#include "platform/utils/Printable.h"
 
 namespace tarn::service::configuration {
 
@@ -65,8 +65,9 @@ void checkPlugin(const XmlNode& element, ProblemList& problems) {
     const bool isPath = path.find('/') != std::string::npos;
     const std::string reason = isPath ? problemOfFile(path, R_OK) : "";
     if (!reason.empty()) {
-        problems.add(problemAt(element, ProblemSeverity::Error,
-                               "Plugin " + quotedText(path) + " cannot be loaded: " + reason));
+        problems.add(
+            problemAt(element, ProblemSeverity::Error,
+                      "Plugin " + utils::quotedText(path) + " cannot be loaded: " + reason));
     }
 }
 
@@ -79,10 +80,10 @@ void checkLauncher(const XmlNode& root, const char* name, const std::string& bui
     const bool isPath = path.find('/') != std::string::npos;
     const std::string reason = isPath ? problemOfFile(path, X_OK) : "";
     if (!reason.empty()) {
-        problems.add(
-            {.text = std::string(name) + " " + quotedText(path) + " cannot be run: " + reason,
-             .element = name,
-             .line = element == nullptr ? 0 : elementLine(*element)});
+        problems.add({.text = std::string(name) + " " + utils::quotedText(path) +
+                              " cannot be run: " + reason,
+                      .element = name,
+                      .line = element == nullptr ? 0 : elementLine(*element)});
     }
 }
 
@@ -101,7 +102,7 @@ void checkPort(const XmlNode& element, const char* name, ProblemList& problems) 
         problems.add(problemAt(element, ProblemSeverity::Warning,
                                std::string("TcpPorts attribute \"") + name + "\" is used as " +
                                    std::to_string(static_cast<std::uint16_t>(*number)) + ": " +
-                                   quotedText(text)));
+                                   utils::quotedText(text)));
     }
 }
 
@@ -155,7 +156,7 @@ void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
     for (const auto& [interface, ports] : settings.tcpPortRanges) {
         if (ports.first > ports.second && !problems.isFull()) {
             problems.add({.severity = ProblemSeverity::Warning,
-                          .text = "TcpPorts of interface " + quotedText(interface) +
+                          .text = "TcpPorts of interface " + utils::quotedText(interface) +
                                   " run downwards, from " + std::to_string(ports.first) + " to " +
                                   std::to_string(ports.second),
                           .element = "TcpPorts",

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "service/configuration/QuotedText.h"
+#include "platform/utils/Printable.h"
 
 namespace tarn::service::configuration {
 
@@ -53,8 +53,8 @@ ConfigurationProblem warning(const XmlNode& element, const std::string& text) {
 }
 
 ConfigurationProblem ignored(const XmlNode& element, const XmlNode& parent) {
-    return warning(element, "Unknown element " + quotedText(elementName(element)) + " in " +
-                                quotedText(elementName(parent)) + " is ignored");
+    return warning(element, "Unknown element " + utils::quotedText(elementName(element)) + " in " +
+                                utils::quotedText(elementName(parent)) + " is ignored");
 }
 
 bool isIgnoredStorage(const XmlNode& element) {

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/utils/Printable.h"
 #include "service/configuration/ConfigurationProblem.h"
-#include "service/configuration/QuotedText.h"
 
 namespace tarn::service::configuration {
 
@@ -29,7 +29,7 @@ class NumberOutOfRange : public std::out_of_range, public ProblemSource {
 
 int toInt(const XmlNode& element, const std::string& what, const std::string& text) {
     const auto problem = [&](const char* reason) {
-        return ConfigurationProblem{.text = what + reason + quotedText(text),
+        return ConfigurationProblem{.text = what + reason + utils::quotedText(text),
                                     .element = elementName(element),
                                     .line = elementLine(element)};
     };

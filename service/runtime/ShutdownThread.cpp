@@ -13,7 +13,9 @@ ShutdownThread::~ShutdownThread() {
     thread.join();
 }
 
-void ShutdownThread::allowShutdown() { enter(MainThread::AtRest); }
+void ShutdownThread::allowShutdown() {
+    enter(MainThread::AtRest);
+}
 
 void ShutdownThread::enter(MainThread next) {
     const std::lock_guard lock(mutex);

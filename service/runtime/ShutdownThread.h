@@ -12,8 +12,9 @@ namespace tarn::service {
 /// Runs the shutdown when a stop signal arrives, but never beside a start-up: the main thread says
 /// when it has come to rest, and until then the signal only makes the start-up break off.
 ///
-///     StartingUp --allowShutdown--> AtRest    a signal runs the shutdown, also one that came before
-///     StartingUp ---destructor----> GivenUp   the start-up failed: a signal has nothing to stop
+///     StartingUp --allowShutdown--> AtRest    a signal runs the shutdown, also one that came
+///     before StartingUp ---destructor----> GivenUp   the start-up failed: a signal has nothing to
+///     stop
 class ShutdownThread {
   public:
     /// `shutdown` gets the signal's number and runs on this object's thread, at most once. The

@@ -47,9 +47,13 @@ StopSignal::StopSignal() {
 }
 
 // A handler that runs later finds no pipe; the descriptors are kept, since it may be running now.
-StopSignal::~StopSignal() { wakeUpWriter = -1; }
+StopSignal::~StopSignal() {
+    wakeUpWriter = -1;
+}
 
-bool StopSignal::requested() const { return caughtSignal != 0; }
+bool StopSignal::requested() const {
+    return caughtSignal != 0;
+}
 
 bool StopSignal::waitFor(std::chrono::milliseconds duration) const {
     const auto deadline = std::chrono::steady_clock::now() + duration;
@@ -72,6 +76,8 @@ int StopSignal::wait() {
     return caughtSignal;
 }
 
-void StopSignal::cancelWait() { wakeWaiter(); }
+void StopSignal::cancelWait() {
+    wakeWaiter();
+}
 
 }  // namespace tarn::service

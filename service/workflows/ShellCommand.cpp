@@ -82,7 +82,8 @@ pid_t startShell(const std::string& command) {
     std::string text = command;
     char* const arguments[] = {shell.data(), option.data(), text.data(), nullptr};
     pid_t shellId = 0;
-    check(::posix_spawn(&shellId, "/bin/sh", &files.actions, &attributes.attributes, arguments, environ),
+    check(::posix_spawn(&shellId, "/bin/sh", &files.actions, &attributes.attributes, arguments,
+                        environ),
           "cannot run the shell");
     return shellId;
 }

@@ -29,8 +29,8 @@ namespace tarn::service {
 /// Starts jobs, and chooses the endpoints that jobs and engines listen on.
 ///
 /// init is called once, before any other thread uses the object; everything else may be called from
-/// any thread. createWorkflow blocks its caller for the whole exchange with the new job: at most 2 s
-/// for it to appear, 5 s to take its setup and 5 s to answer.
+/// any thread. createWorkflow blocks its caller for the whole exchange with the new job: at most 2
+/// s for it to appear, 5 s to take its setup and 5 s to answer.
 class WorkflowCreator : public tarn::utils::MessageFormatter {
   public:
     /// Property name to values.
@@ -63,12 +63,14 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     /// Launches a job and hands it its setup. False when a job with its id runs already, and when
     /// the job refuses its setup or answers with something else; true otherwise, also when the
     /// exchange failed, since the launcher has been started by then. Everything is logged; does not
-    /// throw. `persistentFilePath` and `persistentJobName` are empty for a job that is not persistent.
+    /// throw. `persistentFilePath` and `persistentJobName` are empty for a job that is not
+    /// persistent.
     bool createWorkflow(const std::string& ipcEndpoint, const std::string& firstJobEndpoint,
                         const std::string& secondJobEndpoint,
                         const tarn::proto::job_monitoring::JobDescription& jobDescription,
                         const Properties& properties, const std::string& jobConfiguration,
-                        const std::string& persistentFilePath, const std::string& persistentJobName);
+                        const std::string& persistentFilePath,
+                        const std::string& persistentJobName);
 
   private:
     struct PortRange {

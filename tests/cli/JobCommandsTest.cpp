@@ -62,12 +62,12 @@ TEST_F(JobCommandsTest, ListAsksEachJobForItsStateWhenToldTo) {
     const FakeJob playing(firstId, "cam1");
     service.runs(playing.entry());
     service.runs(test::runningJob(secondId, "cam2"));
-    const CommandResult run = tarnctl({"jobs", "list", "--state", "--timeout", "0.3"});
+    const CommandResult run = tarnctl({"jobs", "list", "--state", "--timeout", "0.5"});
     EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +STATE +COMMAND .*\n"
                                                "3f2a.* cam1  playing    .*\n"
                                                "3f2b.* cam2  no answer  .*\n"));
     json document =
-        json::parse(tarnctl({"jobs", "list", "--state", "--json", "--timeout", "0.3"}).out);
+        json::parse(tarnctl({"jobs", "list", "--state", "--json", "--timeout", "0.5"}).out);
     EXPECT_EQ(document["running_jobs"][0]["state"], "playing");
     EXPECT_EQ(document["running_jobs"][1]["state"], "no answer");
 }
@@ -130,12 +130,12 @@ TEST_F(JobCommandsTest, ShowIsOneJsonDocument) {
 TEST_F(JobCommandsTest, ShowSaysThatAJobDoesNotAnswerAndShowsTheRest) {
     const auto job = test::runningJob(firstId, "cam1");
     service.runs(job);
-    const CommandResult run = tarnctl({"jobs", "show", firstId, "--timeout", "0.2"});
+    const CommandResult run = tarnctl({"jobs", "show", firstId, "--timeout", "0.5"});
     EXPECT_EQ(run.status, ExitStatus::Done);
     EXPECT_THAT(run.out, HasSubstr("Name      cam1\n"));
     EXPECT_THAT(run.out, HasSubstr("State     no answer from " + job.command_endpoint() +
-                                   " within 0.2 s\n"));
-    const CommandResult asJson = tarnctl({"jobs", "show", firstId, "--json", "--timeout", "0.2"});
+                                   " within 0.5 s\n"));
+    const CommandResult asJson = tarnctl({"jobs", "show", firstId, "--json", "--timeout", "0.5"});
     EXPECT_THAT(json::parse(asJson.out)["status_error"].get<std::string>(), HasSubstr("no answer"));
 }
 
@@ -194,10 +194,10 @@ TEST_F(JobCommandsTest, StopSaysWhenTheJobDoesNotAnswer) {
     FakeJob job(firstId, "cam1");
     job.staysSilent();
     service.runs(job.entry());
-    const CommandResult run = tarnctl({"jobs", "stop", firstId, "--timeout", "0.2"});
+    const CommandResult run = tarnctl({"jobs", "stop", firstId, "--timeout", "0.5"});
     EXPECT_EQ(run.status, ExitStatus::NoAnswer);
     EXPECT_EQ(run.err,
-              "tarnctl: no answer from " + job.entry().command_endpoint() + " within 0.2 s\n");
+              "tarnctl: no answer from " + job.entry().command_endpoint() + " within 0.5 s\n");
 }
 
 TEST_F(JobCommandsTest, StopSaysWhenTheJobAnswersGarbage) {

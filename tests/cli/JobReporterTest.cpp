@@ -39,6 +39,13 @@ TEST_F(JobReporterTest, WritesStatesAndFailuresAtOnce) {
     EXPECT_EQ(text.str(), "cam1: playing\ncam1: no signal\ncam1: waiting to restart\n");
 }
 
+TEST_F(JobReporterTest, AStateThatIsSaidAgainIsNoNewLine) {
+    lines.event(test::stateEvent(JOB_STATE_PLAYING), start);
+    lines.event(test::stateEvent(JOB_STATE_PLAYING), start);
+    lines.event(test::stateEvent(JOB_STATE_STOPPING), start);
+    EXPECT_EQ(text.str(), "cam1: playing\ncam1: stopping\n");
+}
+
 TEST_F(JobReporterTest, DrawsOneLineAgainAndAgainOnATerminal) {
     bar.event(test::progressEvent(0.25), start);
     bar.event(test::progressEvent(0.5), start);

@@ -121,7 +121,7 @@ TEST_F(JobSubmitCommandTest, FailsWithAJobThatIsDestroyed) {
 
 TEST_F(JobSubmitCommandTest, FailsWhenTheJobDoesNotAppear) {
     service.launchesNothing(test::runningJob(firstId, ""));
-    const CommandResult run = submitAndWait({"--timeout", "0.3"});
+    const CommandResult run = submitAndWait({"--timeout", "0.5"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_EQ(run.err, "tarnctl: job " + firstId + " did not start; see the service's log\n");
 }
@@ -130,7 +130,7 @@ TEST_F(JobSubmitCommandTest, IgnoresWhatAnotherJobPublishesOnTheSameEndpoint) {
     FakeJob other(secondId, "cam2");
     other.publishes(test::endEvent(JobEventEnd::END_OF_STREAM));
     service.launchesNothing(other.entry());
-    const CommandResult run = submitAndWait({"--timeout", "0.3"});
+    const CommandResult run = submitAndWait({"--timeout", "0.5"});
     EXPECT_EQ(run.status, ExitStatus::Failed);
     EXPECT_THAT(run.err, HasSubstr("did not start"));
 }
@@ -164,14 +164,14 @@ TEST_F(JobSubmitCommandTest, GoesOnWithAJobThatAnswersWhenTheServiceDoesNot) {
         }
         return nullptr;
     });
-    const CommandResult run = submitAndWait({"--timeout", "0.2"});
+    const CommandResult run = submitAndWait({"--timeout", "0.5"});
     EXPECT_EQ(run.status, ExitStatus::Done) << run.err;
 }
 
 TEST_F(JobSubmitCommandTest, GivesUpWhenNeitherServiceNorJobAnswers) {
     service.launchesNothing(test::runningJob(firstId, ""));
     service.answers(FakeService::Request::GET_JOB_BY_UUID, [](const auto&) { return nullptr; });
-    const CommandResult run = submitAndWait({"--timeout", "0.1"});
+    const CommandResult run = submitAndWait({"--timeout", "0.5"});
     EXPECT_EQ(run.status, ExitStatus::NoAnswer);
     EXPECT_EQ(run.err, "tarnctl: neither the service nor job " + firstId + " answers any more\n");
 }

@@ -5,6 +5,7 @@
 
 #include "cli/CommandLine.h"
 #include "cli/Output.h"
+#include "tests/cli/FakeJob.h"
 
 namespace tarn::cli {
 
@@ -14,6 +15,13 @@ CommandResult runLine(const std::vector<std::string>& arguments, Terminal termin
     Output output(out, err, terminal);
     const ExitStatus status = runCommandLine(arguments, output);
     return {status, out.str(), err.str()};
+}
+
+void TarnctlFixture::SetUpTestSuite() {
+    test::FakeService service;
+    const test::FakeJob job(firstId, "first");
+    service.runs(job.entry());
+    runLine({"jobs", "show", firstId, "--endpoint", service.endpoint(), "--timeout", "10"});
 }
 
 CommandResult TarnctlFixture::tarnctl(std::vector<std::string> arguments) {

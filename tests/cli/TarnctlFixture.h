@@ -24,6 +24,10 @@ CommandResult runLine(const std::vector<std::string>& arguments, Terminal termin
 /// A fake service, and command lines that are meant for it.
 class TarnctlFixture : public testing::Test {
   protected:
+    /// The first exchange of messages in a process is a slow one, under a sanitizer slower than the
+    /// short time-outs that some tests give.
+    static void SetUpTestSuite();
+
     /// Runs in this process against the service, with a time-out of 10 s unless another is given.
     CommandResult tarnctl(std::vector<std::string> arguments);
 

@@ -1,3 +1,5 @@
+#include <regex>
+
 #include "platform/utils/UuidGenerator.h"
 #include "tests/system/FakeJob.h"
 #include "tests/system/SystemTest.h"
@@ -102,6 +104,57 @@ TEST_F(Launcher, ofAPersistentJobIsLabelledWithItsName) {
     EXPECT_EQ(setup->persistent_job_name(), "keep.job");
     fake.answerBytes("");
     expectFailure("Received wrong type of reply to job setup request");
+}
+
+TEST_F(Launcher, ofAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob) {
+    startWithFakeJobs();
+    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id, .name = "cam1", .persistent = true}));
+    FakeJob fake(service(), id);
+    const auto setup = fake.takeSetup();
+    ASSERT_TRUE(setup);
+    EXPECT_TRUE(std::regex_match(setup->persistent_file_path(),
+                                 std::regex("/usr/share/TarnJobs/[0-9]{8}-[0-9]{6}_cam1")))
+        << setup->persistent_file_path();
+    EXPECT_FALSE(setup->has_persistent_job_name());
+    fake.answerBytes("");
+}
+
+TEST_F(Launcher, getsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
+    configureSections(FakeJob::launcherSection() +
+                      "<Paths><PersistentJobsFolder><none/></PersistentJobsFolder></Paths>");
+    startService();
+    ASSERT_TRUE(api().submit(
+        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"}));
+    FakeJob fake(service(), id);
+    const auto setup = fake.takeSetup();
+    ASSERT_TRUE(setup);
+    EXPECT_FALSE(setup->has_persistent_file_path());
+    EXPECT_TRUE(service().log().contains(
+        "Job cannot be set as persistent, as no persistent job folder has been configured."));
+    fake.answerBytes("");
+}
+
+TEST_F(Launcher, getsNoFileForANameThatLeavesTheFolder) {
+    startWithFakeJobs();
+    ASSERT_TRUE(api().submit(
+        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "../../etc/x"}));
+    FakeJob fake(service(), id);
+    const auto setup = fake.takeSetup();
+    ASSERT_TRUE(setup);
+    EXPECT_FALSE(setup->has_persistent_file_path());
+    EXPECT_TRUE(service().log().contains("../../etc/x"));
+    fake.answerBytes("");
+}
+
+TEST_F(Launcher, thatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
+    startWithFakeJobs();
+    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
+    FakeJob fake(service(), id);
+    ASSERT_TRUE(fake.takeSetup());
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 8s);
+    EXPECT_TRUE(service().log().contains("Service terminated"));
 }
 
 TEST_F(Launcher, thatAnswersWithAnotherTypeIsReported) {

@@ -1,4 +1,6 @@
+#include <atomic>
 #include <random>
+#include <thread>
 
 #include "tests/system/RawSocket.h"
 #include "tests/system/SystemTest.h"
@@ -129,7 +131,25 @@ TEST_F(Requests, clientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
     EXPECT_TRUE(service().isRunning());
 }
 
-TEST_F(Requests, aServiceThatIsIdleIsStillThereAfterManyRequests) {
+TEST_F(Requests, manyClientsAtOnceAreAllAnswered) {
+    constexpr int clients = 8;
+    constexpr int each = 50;
+    std::atomic<int> answered = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < clients; ++i) {
+            threads.emplace_back([&] {
+                Api client;
+                for (int n = 0; n < each; ++n) {
+                    answered += client.info().has_value() ? 1 : 0;
+                }
+            });
+        }
+    }
+    EXPECT_EQ(answered, clients * each);
+}
+
+TEST_F(Requests, oneClientIsAnsweredAgainAndAgain) {
     constexpr int many = 500;
     for (int i = 0; i < many; ++i) {
         ASSERT_TRUE(api().info()) << "request " << i;

@@ -1,6 +1,7 @@
 #include <signal.h>
 
-#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <thread>
 
@@ -123,6 +124,24 @@ TEST_F(Shutdown, hungJobsCostFiveSecondsEachAtMost) {
     expectWholeSequence(service().log());
 }
 
+TEST_F(Shutdown, aJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
+    startService();
+    const auto job = startJob({.pipeline = endless});
+    const auto launchers = processesRunning("tarnWorkflowLauncher");
+    ASSERT_FALSE(launchers.empty());
+    for (const auto& launcher : launchers) {
+        ::kill(launcher.id, SIGSTOP);
+    }
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, 8s);
+    for (const auto& launcher : launchers) {
+        ::kill(launcher.id, SIGCONT);
+    }
+    EXPECT_TRUE(job->destroy());
+    EXPECT_TRUE(job->waitForEnd());
+}
+
 // Interrupts after each further line of the start-up, until the service serves.
 TEST_F(Shutdown, anInterruptAtAnyMomentOfTheStartRunsTheSequence) {
     const auto lines = [this] {
@@ -167,7 +186,7 @@ TEST_P(SubmissionLoop, isEndedByAnInterruptWithNothingLeftRunning) {
     std::jthread client([&](const std::stop_token& stop) {
         Api submitter;
         while (!stop.stop_requested()) {
-            if (submitter.ask(submissionOf({.pipeline = endless}), 200ms)) {
+            if (submitter.ask(submissionOf({.pipeline = endless}), 3s)) {
                 ++answered;
             }
         }

@@ -17,7 +17,7 @@ TEST_F(JobRunTest, AJobPlaysToTheEndOfItsStream) {
     const auto end = job->events.waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->reason(), JobEventEnd::END_OF_STREAM);
-    EXPECT_EQ(end->exit_status(), 0);
+    EXPECT_EQ(end->exit_status(), 0) << job->log();
     EXPECT_FALSE(end->has_signal());
     EXPECT_TRUE(job->events.has(JobEvent::PROGRESS));
     EXPECT_EQ(job->launcher->exitStatus(), 0);

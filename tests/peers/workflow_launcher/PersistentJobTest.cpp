@@ -71,12 +71,10 @@ TEST_F(PersistentJobTest, ACrashedPipelineIsPlayedAgain) {
     ASSERT_TRUE(job->events.waitForState(JOB_STATE_PLAYING));
     const auto first = job->client().status().pipeline_pid();
     WatchedProcess(first).signal(SIGSEGV);
-    const auto failure = job->events.waitForFailure();
-    ASSERT_TRUE(failure);
-    EXPECT_NE(failure->message().find("signal 11"), std::string::npos);
     EXPECT_TRUE(job->events.waitForState(JOB_STATE_WAITING_TO_RESTART));
     EXPECT_TRUE(service.lists(job->id()));
     EXPECT_TRUE(job->events.waitForState(JOB_STATE_PLAYING));
+    EXPECT_TRUE(job->events.has(JobEvent::FAILURE));
     const auto status = job->client().status();
     EXPECT_EQ(status.restarts(), 1U);
     EXPECT_NE(status.last_failure().find("signal 11"), std::string::npos);

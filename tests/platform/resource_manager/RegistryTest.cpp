@@ -50,6 +50,12 @@ TEST_F(RegistryRules, RefusesAJobWithoutAnId) {
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }
 
+TEST_F(RegistryRules, ShowsIdsInItsTextsWithoutHarm) {
+    EXPECT_THAT(refusal(deadJob("x\nFATAL forged line")),
+                HasSubstr("job x\\nFATAL forged line is"));
+    EXPECT_LT(refusal(deadJob(std::string(100000, 'x'))).size(), 200U);
+}
+
 TEST_F(RegistryRules, RefusesAJobWhoseProcessIsNotRunning) {
     EXPECT_THAT(refusal(deadJob("a")), HasSubstr("of job a is not running"));
     EXPECT_THAT(refusal(jobOf({}, "a")), HasSubstr("The process 0 of job a is not running"));
@@ -65,7 +71,7 @@ TEST_F(RegistryRules, RefusesAnIdThatRuns) {
     const ChildProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
     EXPECT_EQ(refusal(jobOfThisProcess("a")),
-              "Job a is already running, as process " + std::to_string(child.identity().id));
+              "Already running: job a, as process " + std::to_string(child.identity().id));
     EXPECT_EQ(registry.runningJobWithUuid("a").getProcess(), child.identity());
 }
 
@@ -103,7 +109,7 @@ TEST_F(RegistryRules, LetsOnlyTheProcessThatRegisteredAJobRemoveIt) {
     const ChildProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
     EXPECT_THAT(refusalOf([&] { registry.unregisterJob("a", ProcessIdentity::ofThisProcess()); }),
-                HasSubstr("Job a was registered by another process"));
+                HasSubstr("Not removed: job a was registered by another process"));
     registry.unregisterJob("a", {child.identity().id, 0});
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }

@@ -125,7 +125,7 @@ TEST(SocketEndpointTest, BadTextIsRefusedAndNamed) {
 }
 
 TEST(SocketEndpointTest, ControlCharactersAreRefusedAndEscaped) {
-    EXPECT_THAT(errorOf("ipc:///tmp/a\nb"), HasSubstr("\"ipc:///tmp/a\\x0ab\""));
+    EXPECT_THAT(errorOf("ipc:///tmp/a\nb"), HasSubstr("\"ipc:///tmp/a\\nb\""));
     EXPECT_THAT(errorOf(std::string("inproc://a\0b", 12)), HasSubstr("\"inproc://a\\x00b\""));
     EXPECT_THAT(errorOf("tcp://host:1\x1b[2J"), HasSubstr("\\x1b[2J"));
     EXPECT_THAT(errorOf("ipc:///tmp/\x7f"), HasSubstr("\\x7f"));

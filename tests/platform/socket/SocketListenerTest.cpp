@@ -151,7 +151,7 @@ TEST_F(SocketListenerTest, BadTextIsRefusedWhetherItRunsOrNot) {
     Recorder recorder;
     for (int i = 0; i < 2; ++i) {
         EXPECT_FALSE(recorder.addListenEndpoint("no endpoint\n", error));
-        EXPECT_THAT(error, HasSubstr("bad endpoint \"no endpoint\\x0a\""));
+        EXPECT_THAT(error, HasSubstr("bad endpoint \"no endpoint\\n\""));
         start(recorder);
     }
     recorder.stop(error);

@@ -2,15 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-
+#include "platform/utils/Log.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::utils {
 
-using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 
 class Log4CPlusLogger : public testing::Test {
   protected:
@@ -53,24 +50,6 @@ TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileNamesNoAppender) {
     testing::internal::CaptureStderr();
     registerLog4CPlusLogger("halden-c", folder.write("logger.config", "\x01\xff garbage"));
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("has no appender for halden-c"));
-}
-
-TEST_F(Log4CPlusLogger, RotatesAJobLogOnceAtItsSizeLimit) {
-    // the logging framework raises smaller limits to 200 kB
-    constexpr std::size_t limit = 200 * 1024;
-    auto sink = makeRotatingFileSink(logFile(), limit);
-    for (int i = 0; i < 5000; ++i) {
-        sink->write(LogLevel::Info, std::string(100, 'x') + std::to_string(i));
-    }
-    sink.reset();
-    EXPECT_LE(std::filesystem::file_size(logFile()), limit + 200);
-    EXPECT_LE(std::filesystem::file_size(logFile() + ".1"), limit + 200);
-    EXPECT_FALSE(std::filesystem::exists(logFile() + ".2"));
-    EXPECT_THAT(test::readFile(logFile()), EndsWith("x4999\n"));
-}
-
-TEST_F(Log4CPlusLogger, SaysSoWhenAJobLogCannotBeOpened) {
-    EXPECT_THROW(makeRotatingFileSink("/nonexistent/out.log", 1 << 20), std::runtime_error);
 }
 
 }  // namespace tarn::utils

@@ -4,12 +4,37 @@
 
 namespace tarn::utils {
 
-TEST(Printable, KeepsOrdinaryText) { EXPECT_EQ(printable("cam 1 \xc3\xa4"), "cam 1 \xc3\xa4"); }
-
-TEST(Printable, EscapesControlCharacters) {
-    EXPECT_EQ(printable(std::string_view("a\nb\tc\rd\x1b[0m\0e\x7f", 13)), "a\\nb\\tc\\rd\\x1b[0m\\x00e\\x7f");
+TEST(Printable, KeepsOrdinaryText) {
+    EXPECT_EQ(printable("cam 1 \xc3\xa4 \"x\""), "cam 1 \xc3\xa4 \"x\"");
 }
 
-TEST(Printable, CutsLongText) { EXPECT_EQ(printable(std::string(100000, 'x'), 5), "xxxxx..."); }
+TEST(Printable, EscapesControlCharacters) {
+    EXPECT_EQ(printable(std::string_view("a\nb\tc\rd\x1b[0m\0e\x7f", 14)),
+              "a\\nb\\tc\\rd\\x1b[0m\\x00e\\x7f");
+}
+
+TEST(Printable, CutsLongText) {
+    EXPECT_EQ(printable(std::string(100000, 'x'), 5), "xxxxx...");
+    EXPECT_EQ(printable("xxxxx", 5), "xxxxx");
+}
+
+TEST(Printable, DoesNotCutACharacterInTwo) {
+    EXPECT_EQ(printable("xxxx\xc3\xa9", 5), "xxxx...");
+}
+
+TEST(QuotedText, PutsQuotesAroundAText) {
+    EXPECT_EQ(quotedText(""), "\"\"");
+    EXPECT_EQ(quotedText("caf\xc3\xa9 1"), "\"caf\xc3\xa9 1\"");
+}
+
+TEST(QuotedText, EscapesWhatCouldLookLikeAnotherLineOrTheEnd) {
+    EXPECT_EQ(quotedText("a\nb\x1b\x7f"), "\"a\\nb\\x1b\\x7f\"");
+    EXPECT_EQ(quotedText("a\"b\\c"), "\"a\\\"b\\\\c\"");
+}
+
+TEST(QuotedText, ShortensALongText) {
+    EXPECT_EQ(quotedText(std::string(80, 'x')), "\"" + std::string(80, 'x') + "\"");
+    EXPECT_EQ(quotedText(std::string(81, 'x')), "\"" + std::string(80, 'x') + "...\"");
+}
 
 }  // namespace tarn::utils

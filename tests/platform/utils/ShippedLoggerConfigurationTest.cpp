@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "platform/utils/Log.h"
 #include "platform/utils/Log4CPlusLogger.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -4,14 +4,16 @@ namespace tarn::test {
 
 ApiBed::ApiBed(const std::string& sections)
     : ServiceBed(sections),
-      server("", {workflows, proxy, configuration, devices, shell(), [this] { return now += clockStep.load(); },
-                  [this] { return wallClock.load(); },
+      server("", {workflows, proxy, configuration, devices, shell(),
+                  [this] { return now += clockStep.load(); }, [this] { return wallClock.load(); },
                   dictionary::ComponentsDictionary(folder.write(
                       "dictionary.xml",
                       "<ComponentsDictionary><Component name=\"a\" version=\"1\" kind=\"source\">"
                       "first</Component></ComponentsDictionary>\n"))}) {}
 
-void ApiBed::start() { start(endpoint); }
+void ApiBed::start() {
+    start(endpoint);
+}
 
 void ApiBed::start(const std::string& requestsEndpoint) {
     const auto requests = socket::SocketEndpoint::FromString(requestsEndpoint);
@@ -20,7 +22,9 @@ void ApiBed::start(const std::string& requestsEndpoint) {
     client.createAndConnect(socket::Protocol::Request, requests, 5000);
 }
 
-void ApiBed::send(const ApiToServiceRequest& request) { client.sendProtoBuf(&request); }
+void ApiBed::send(const ApiToServiceRequest& request) {
+    client.sendProtoBuf(&request);
+}
 
 ServiceToApiReply ApiBed::ask(const ApiToServiceRequest& request) {
     send(request);
@@ -35,6 +39,8 @@ ServiceToApiReply ApiBed::ask(ApiToServiceRequest::ApiToServiceRequestType type)
     return ask(request);
 }
 
-void ApiBed::settle() { ask(ApiToServiceRequest::GET_INFO); }
+void ApiBed::settle() {
+    ask(ApiToServiceRequest::GET_INFO);
+}
 
 }  // namespace tarn::test

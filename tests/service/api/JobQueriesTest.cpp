@@ -56,6 +56,19 @@ TEST_F(JobQueries, ListAllJobsInTheOrderOfTheResourceManager) {
     EXPECT_THAT(listed(query), ElementsAre("one", "two"));
 }
 
+TEST_F(JobQueries, FollowTheListWhenItChanges) {
+    EXPECT_THAT(listed(query), ElementsAre("one", "two"));
+    EXPECT_THAT(listed(query), ElementsAre("one", "two"));
+    bed.registerJob("three", "ipc:///tmp/three");
+    EXPECT_THAT(listed(query), ElementsAre("one", "two", "three"));
+    query.set_property("Room");
+    query.set_value("c");
+    EXPECT_THAT(listed(query), ElementsAre("two"));
+    std::string error;
+    ASSERT_TRUE(bed.proxy.unregisterJob("one", error)) << error;
+    EXPECT_THAT(listed({}), ElementsAre("two", "three"));
+}
+
 TEST_F(JobQueries, ListTheJobsThatHaveAProperty) {
     query.set_property("Room");
     query.set_value("b");

@@ -15,31 +15,32 @@ class ShutdownSequence : public testing::Test {
   protected:
     std::vector<std::string> shutDown() {
         const test::LogCapture log;
-        runShutdownSequence(2, {bed.deviceEvents, bed.emitter, bed.devices, api, bed.proxy,
-                                bed.resourceManager});
+        runShutdownSequence(
+            2, {bed.deviceEvents, bed.emitter, bed.devices, api, bed.proxy, bed.resourceManager});
         return log.lines();
     }
 
     test::ServiceBed bed;
-    ApiToServiceRequestHandler api{"",
-                                   {bed.workflows, bed.proxy, bed.configuration, bed.devices, bed.shell(),
-                                    std::chrono::steady_clock::now, [] { return std::time_t(0); },
-                                    dictionary::ComponentsDictionary("/nonexistent")}};
+    ApiToServiceRequestHandler api{
+        "",
+        {bed.workflows, bed.proxy, bed.configuration, bed.devices, bed.shell(),
+         std::chrono::steady_clock::now, [] { return std::time_t(0); },
+         dictionary::ComponentsDictionary("/nonexistent")}};
 };
 
 TEST_F(ShutdownSequence, StopsEverythingInOrder) {
-    EXPECT_THAT(shutDown(),
-                ElementsAre("TRACE Caught signal 2", "INFO Terminating service",
-                            "INFO Stopping device event listener",
-                            "INFO Device event listener stopped", "INFO Stopping event emitter",
-                            "INFO Event emitter stopped", "INFO Stopping device controllers",
-                            "INFO Device controllers stopped",
-                            "INFO Terminating request handler listener",
-                            "INFO Request handler terminated", "INFO Terminating running jobs",
-                            "INFO Running jobs terminated", "INFO Disconnecting resource manager proxy",
-                            "INFO Resource manager proxy disconnected",
-                            "INFO Terminating resource manager handler",
-                            "INFO Resource manager handler terminated", "INFO Service terminated"));
+    EXPECT_THAT(
+        shutDown(),
+        ElementsAre("TRACE Caught signal 2", "INFO Terminating service",
+                    "INFO Stopping device event listener", "INFO Device event listener stopped",
+                    "INFO Stopping event emitter", "INFO Event emitter stopped",
+                    "INFO Stopping device controllers", "INFO Device controllers stopped",
+                    "INFO Terminating request handler listener", "INFO Request handler terminated",
+                    "INFO Terminating running jobs", "INFO Running jobs terminated",
+                    "INFO Disconnecting resource manager proxy",
+                    "INFO Resource manager proxy disconnected",
+                    "INFO Terminating resource manager handler",
+                    "INFO Resource manager handler terminated", "INFO Service terminated"));
 }
 
 TEST_F(ShutdownSequence, SaysDisconnectedAlsoAfterAFailure) {

@@ -7,7 +7,8 @@ namespace tarn::test {
 FakeSetupPeer::FakeSetupPeer(const std::string& endpoint, google::protobuf::Message& request,
                              const google::protobuf::Message* reply) {
     auto socket = std::make_shared<socket::Socket>("Fake setup peer", socket::ClosePolicy::Flush);
-    socket->createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(endpoint), 0);
+    socket->createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(endpoint),
+                             0);
     done = std::async(std::launch::async, [socket, &request, reply] {
                std::string error;
                if (socket->poll(10000, error) != 0) {
@@ -21,8 +22,12 @@ FakeSetupPeer::FakeSetupPeer(const std::string& endpoint, google::protobuf::Mess
            }).share();
 }
 
-FakeSetupPeer::~FakeSetupPeer() { done.wait(); }
+FakeSetupPeer::~FakeSetupPeer() {
+    done.wait();
+}
 
-bool FakeSetupPeer::gotRequest() { return done.get(); }
+bool FakeSetupPeer::gotRequest() {
+    return done.get();
+}
 
 }  // namespace tarn::test

@@ -15,8 +15,8 @@ namespace tarn::test {
 /// answers it, on a thread of its own. Waits at most 10 seconds for the request.
 class FakeSetupPeer {
   public:
-    /// `request` is filled with what arrives; `reply` is sent back, or nothing when it is null. Both
-    /// are the caller's and must outlive the object.
+    /// `request` is filled with what arrives; `reply` is sent back, or nothing when it is null.
+    /// Both are the caller's and must outlive the object.
     FakeSetupPeer(const std::string& endpoint, google::protobuf::Message& request,
                   const google::protobuf::Message* reply);
     ~FakeSetupPeer();

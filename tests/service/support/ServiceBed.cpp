@@ -13,7 +13,9 @@
 
 namespace tarn::test {
 
-std::string uniqueEndpoint() { return "ipc:///tmp/" + utils::UuidGenerator::Generate(); }
+std::string uniqueEndpoint() {
+    return "ipc:///tmp/" + utils::UuidGenerator::Generate();
+}
 
 std::string freeTcpEndpoint() {
     const int probe = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -43,10 +45,10 @@ ServiceBed::ServiceBed(const std::string& sections)
                }}),
       deviceEvents([this]() -> service::devices::DeviceManager& { return devices; }) {
     const auto resources = uniqueEndpoint();
-    const auto file = folder.write("configuration.xml",
-                                   "<TarnHubConfig><Endpoints><ResourcesEndpoint>" + resources +
-                                       "</ResourcesEndpoint></Endpoints>" + sections +
-                                       "</TarnHubConfig>\n");
+    const auto file =
+        folder.write("configuration.xml", "<TarnHubConfig><Endpoints><ResourcesEndpoint>" +
+                                              resources + "</ResourcesEndpoint></Endpoints>" +
+                                              sections + "</TarnHubConfig>\n");
     std::string error;
     const auto endpoint = socket::SocketEndpoint::FromString(resources);
     if (!configuration.readConfigurationFile(file, error) || !resourceManager.start(endpoint) ||
@@ -62,7 +64,9 @@ ServiceBed::~ServiceBed() {
     devices.stopControllers();
 }
 
-std::vector<std::string> ServiceBed::commands() { return *noted.lock(); }
+std::vector<std::string> ServiceBed::commands() {
+    return *noted.lock();
+}
 
 void ServiceBed::onCommand(std::function<void(const std::string&)> newAction) {
     action = std::move(newAction);

@@ -20,10 +20,8 @@ class JobEndpoints : public testing::Test {
     /// A creator behind requests on `requests`, with these ports configured.
     void begin(const std::string& requests, const std::string& ports = {}) {
         bed = std::make_unique<test::ServiceBed>("<Resources>" + ports + "</Resources>");
-        creator = std::make_unique<WorkflowCreator>(
-            WorkflowCreator::Surroundings{bed->configuration, bed->proxy, bed->shell(), [this] {
-                                              return randomNumbers++;
-                                          }});
+        creator = std::make_unique<WorkflowCreator>(WorkflowCreator::Surroundings{
+            bed->configuration, bed->proxy, bed->shell(), [this] { return randomNumbers++; }});
         creator->init(SocketEndpoint::FromString(requests), {});
     }
 

@@ -20,7 +20,9 @@ TEST(ShellQuote, KeepsQuotesInsideTheText) {
     EXPECT_EQ(shellQuoted("it's"), "'it'\\''s'");
 }
 
-TEST(ShellQuote, MakesAnEmptyTextAnArgument) { EXPECT_EQ(shellQuoted(""), "''"); }
+TEST(ShellQuote, MakesAnEmptyTextAnArgument) {
+    EXPECT_EQ(shellQuoted(""), "''");
+}
 
 TEST(ShellQuote, RefusesWhatNoArgumentCanHold) {
     EXPECT_THROW(shellQuoted(std::string("a\0b", 3)), std::invalid_argument);

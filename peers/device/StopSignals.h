@@ -1,0 +1,22 @@
+#pragma once
+
+#include "peers/pipeline_channel/FileDescriptor.h"
+
+namespace tarn::peers {
+
+/// SIGINT and SIGTERM to this process, as something to wait for.
+class StopSignals {
+  public:
+    /// From now on the two signals are taken here: construct before threads are started. Throws
+    /// std::system_error.
+    StopSignals();
+
+    /// Readable from the first signal on.
+    int descriptor() const { return signals.get(); }
+    bool isRaised() const;
+
+  private:
+    FileDescriptor signals;
+};
+
+}  // namespace tarn::peers

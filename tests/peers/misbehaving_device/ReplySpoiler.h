@@ -1,0 +1,27 @@
+#pragma once
+
+#include <optional>
+
+#include "proto/monitoring.pb.h"
+#include "tests/peers/misbehaving_device/Misbehaviour.h"
+
+namespace tarn::test {
+
+/// Turns good replies into those that are wished for.
+class ReplySpoiler {
+  public:
+    using Reply = tarn::proto::monitoring::DeviceToTarnServiceReply;
+
+    explicit ReplySpoiler(const Misbehaviour& wish) : wish(wish) {}
+
+    /// Nothing: no reply. Does not come back from the request at which the device is to die.
+    std::optional<Reply> spoil(Reply reply);
+
+  private:
+    void repeatIds(Reply& reply) const;
+
+    const Misbehaviour& wish;
+    unsigned requests = 0;
+};
+
+}  // namespace tarn::test
