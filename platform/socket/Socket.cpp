@@ -1,6 +1,5 @@
 #include "platform/socket/Socket.h"
 
-#include <google/protobuf/message.h>
 #include <zmq.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include "platform/socket/Envelope.h"
 #include "platform/socket/Frame.h"
 #include "platform/socket/Listening.h"
+#include "platform/socket/MessageBytes.h"
 #include "platform/socket/SocketRole.h"
 #include "platform/socket/SocketSettings.h"
 
@@ -27,35 +27,6 @@ constexpr int noDescriptor = -1;
 
 std::string inMilliseconds(milliseconds bound) {
     return std::to_string(bound.count()) + " ms";
-}
-
-Frame serialise(const google::protobuf::Message& message) {
-    const auto size = message.ByteSizeLong();
-    if (size > largestMessage) {
-        throw std::runtime_error("a message of " + std::to_string(size) +
-                                 " bytes is too large to be sent, the limit is " +
-                                 std::to_string(largestMessage) + " bytes");
-    }
-    Frame frame(size);
-    if (!message.SerializePartialToArray(frame.data(), static_cast<int>(size))) {
-        throw std::runtime_error("cannot serialise a message");
-    }
-    return frame;
-}
-
-void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes) {
-    message.Clear();
-    if (frame.size() > maxBytes) {
-        throw std::runtime_error("a message of " + std::to_string(frame.size()) +
-                                 " bytes was dropped, the limit is " + std::to_string(maxBytes) +
-                                 " bytes");
-    }
-    if (frame.size() > largestMessage ||
-        !message.ParsePartialFromArray(frame.data(), static_cast<int>(frame.size()))) {
-        message.Clear();
-        throw std::runtime_error("a message of " + std::to_string(frame.size()) +
-                                 " bytes that is no " + message.GetTypeName() + " was dropped");
-    }
 }
 
 // Takes a message that is one frame; false when none has arrived.
@@ -108,11 +79,27 @@ struct Socket::Implementation {
     void answer(Frame frame);
     void push(Frame frame);
     bool sendWithin(Frame frame, milliseconds limit);
+    void checkDirection(bool (*goesThisWay)(const SocketRole&), const std::string& action) const;
     Frame receive();
     bool receiveArrived(Frame& frame);
     bool awaitMessage(const Deadline& deadline, int descriptor);
     bool awaitAnswer(const Deadline& deadline, int descriptor);
     void followPublisher();
+
+    /// Receives a message and hands it to `take`. One that it throws at is not answered.
+    template <typename Take>
+    void receive(Take take) {
+        named([&] {
+            followPublisher();
+            Frame frame = receive();
+            try {
+                take(frame);
+            } catch (...) {
+                envelope.clear();
+                throw;
+            }
+        });
+    }
 
     /// Runs the action and puts this socket's name in front of what it throws.
     template <typename Action>
@@ -144,6 +131,13 @@ std::string Socket::Implementation::describe() const {
         }
     }
     return endpoints.empty() ? name : name + " on " + endpoints;
+}
+
+void Socket::Implementation::checkDirection(bool (*goesThisWay)(const SocketRole&),
+                                            const std::string& action) const {
+    if (isOpen() && !goesThisWay(roleOf(settings.protocol))) {
+        throw std::invalid_argument(describe() + ": the socket cannot " + action + " this");
+    }
 }
 
 void Socket::Implementation::open(const SocketEndpoint& endpoint, milliseconds handshakeBound) {
@@ -338,26 +332,31 @@ int Socket::pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error
 }
 
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {
-    if (message == nullptr || (impl->isOpen() && !sends(roleOf(impl->settings.protocol)))) {
+    if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot send this");
     }
+    impl->checkDirection(sends, "send");
     impl->named([&] { impl->send(serialise(*message)); });
 }
 
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {
-    if (message == nullptr || (impl->isOpen() && !receives(roleOf(impl->settings.protocol)))) {
+    if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot receive this");
     }
-    impl->named([&] {
-        impl->followPublisher();
-        Frame frame = impl->receive();
-        try {
-            parse(frame, *message, maxBytes);
-        } catch (...) {
-            impl->envelope.clear();
-            throw;
-        }
-    });
+    impl->checkDirection(receives, "receive");
+    impl->receive([&](Frame& frame) { parse(frame, *message, maxBytes); });
+}
+
+void Socket::sendBytes(std::string_view bytes) {
+    impl->checkDirection(sends, "send");
+    impl->named([&] { impl->send(frameOf(bytes)); });
+}
+
+std::string Socket::receiveBytes(std::uint32_t maxBytes) {
+    impl->checkDirection(receives, "receive");
+    std::string bytes;
+    impl->receive([&](Frame& frame) { bytes = bytesOf(frame, maxBytes); });
+    return bytes;
 }
 
 void Socket::close() {
