@@ -21,6 +21,15 @@ void set(ZmqSocket& socket, WhenFull policy) {
     socket.setOption(ZMQ_XPUB_NODROP, policy == WhenFull::Tell ? 1 : 0);
 }
 
+int query(ZmqSocket& socket, int option) {
+    int result = -1;
+    std::size_t size = sizeof result;
+    if (zmq_getsockopt(socket.handle(), option, &result, &size) != 0) {
+        throwZmqError("cannot query socket option " + std::to_string(option), errno);
+    }
+    return result;
+}
+
 Frame join(std::string_view head, std::string_view body) {
     const auto size = head.size() + body.size();
     if (size > largestMessage) {
@@ -95,6 +104,11 @@ void CatchUpPublisher::admit(std::string_view firstMessage) {
 
 CatchUpPublisher::Delivery CatchUpPublisher::publish(std::string_view head, std::string_view body) {
     return named([&] {
+        if (send(head, body)) {
+            return Delivery::ToAll;
+        }
+        // It may have been read meanwhile, which the library looks up only now and then.
+        query(listening.socket(), ZMQ_EVENTS);
         auto delivery = Delivery::ToAll;
         while (!send(head, body)) {
             delivery = Delivery::SomeLost;
@@ -119,12 +133,7 @@ void CatchUpPublisher::leaveOutTheSlow() {
 }
 
 int CatchUpPublisher::descriptor() {
-    int result = -1;
-    std::size_t size = sizeof result;
-    if (zmq_getsockopt(listening.socket().handle(), ZMQ_FD, &result, &size) != 0) {
-        throwZmqError("cannot wait for announcements", errno);
-    }
-    return result;
+    return named([&] { return query(listening.socket(), ZMQ_FD); });
 }
 
 std::string CatchUpPublisher::debugString() const {
