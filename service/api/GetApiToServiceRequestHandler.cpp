@@ -11,10 +11,10 @@ namespace tarn::service {
 
 ApiToServiceRequestHandler& GetApiToServiceRequestHandler() {
     static ApiToServiceRequestHandler handler(
-        "",
-        {GetWorkflowCreator(), resource_manager::GetResourceManagerProxy(),
-         configuration::GetConfigurationHandler(), devices::GetDeviceManager(), runShellCommand,
-         std::chrono::steady_clock::now, [] { return std::time(nullptr); }, dictionary::ComponentsDictionary()});
+        "", {GetWorkflowCreator(), resource_manager::GetResourceManagerProxy(),
+             configuration::GetConfigurationHandler(), devices::GetDeviceManager(), runShellCommand,
+             std::chrono::steady_clock::now, [] { return std::time(nullptr); },
+             dictionary::ComponentsDictionary()});
     return handler;
 }
 
