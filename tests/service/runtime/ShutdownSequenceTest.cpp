@@ -43,6 +43,29 @@ TEST_F(ShutdownSequence, StopsEverythingInOrder) {
                     "INFO Resource manager handler terminated", "INFO Service terminated"));
 }
 
+namespace {
+
+class Unstoppable : public devices::DeviceEventListener {
+  public:
+    using DeviceEventListener::DeviceEventListener;
+    void stop(std::string& error) override { error = "no such thread"; }
+};
+
+}  // namespace
+
+TEST_F(ShutdownSequence, GoesOnWhenTheDeviceEventListenerDoesNotStop) {
+    Unstoppable listener([this]() -> devices::DeviceManager& { return bed.devices; });
+    const test::LogCapture log(utils::LogLevel::Info);
+    runShutdownSequence(2,
+                        {listener, bed.emitter, bed.devices, api, bed.proxy, bed.resourceManager});
+    const auto lines = log.lines();
+    ASSERT_GT(lines.size(), 4U);
+    EXPECT_EQ(lines[1], "INFO Stopping device event listener");
+    EXPECT_EQ(lines[2], "ERROR Error during DeviceEventListener stop: no such thread");
+    EXPECT_EQ(lines[3], "INFO Device event listener stopped");
+    EXPECT_EQ(lines.back(), "INFO Service terminated");
+}
+
 TEST_F(ShutdownSequence, SaysDisconnectedAlsoAfterAFailure) {
     std::string error;
     ASSERT_TRUE(bed.proxy.disconnect(error));
