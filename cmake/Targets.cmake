@@ -28,13 +28,3 @@ function(tarn_unit_tests name)
     gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
                          PROPERTIES TIMEOUT 60 LABELS unit)
 endfunction()
-
-# While the tree grows: adds a folder once it holds a source file.
-function(tarn_add_when_written)
-    foreach(folder IN LISTS ARGN)
-        file(GLOB_RECURSE sources ${CMAKE_CURRENT_SOURCE_DIR}/${folder}/*.cpp)
-        if(sources)
-            add_subdirectory(${folder})
-        endif()
-    endforeach()
-endfunction()
