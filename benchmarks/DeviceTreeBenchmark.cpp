@@ -80,14 +80,14 @@ class Ids {
 void lookUp(benchmark::State& state) {
     const DeviceNode tree = treeOf(state);
     Ids ids(state);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(tree.getDeviceById(ids.next()));
     }
 }
 
 void snapshot(benchmark::State& state) {
     const DeviceNode tree = treeOf(state);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(DeviceNode(tree));
     }
 }
@@ -96,7 +96,7 @@ void updateStatus(benchmark::State& state) {
     DeviceNode tree = treeOf(state);
     Ids ids(state);
     double value = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         tree.updateStatusValue(ids.next(), NamedStatus("Load", ++value));
     }
 }
@@ -107,7 +107,7 @@ void updateStatusAndTakeSnapshot(benchmark::State& state) {
     DeviceNode latest = tree;
     Ids ids(state);
     double value = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         tree.updateStatusValue(ids.next(), NamedStatus("Load", ++value));
         latest = tree;
     }
@@ -118,7 +118,7 @@ void addAndRemove(benchmark::State& state) {
     DeviceNode latest = tree;
     const auto added = std::make_shared<DeviceNode>(makeNode("track-1000500-added"));
     std::string error;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         tree.addSubDevice(added, true, error);
         latest = tree;
         tree.removeSubDevice(added->getId(), true, error);
@@ -127,21 +127,21 @@ void addAndRemove(benchmark::State& state) {
 }
 
 void build(benchmark::State& state) {
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(treeOf(state));
     }
 }
 
 void fromProtoBuf(benchmark::State& state) {
     const auto message = treeOf(state).toProtoBuf();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(DeviceNode(message));
     }
 }
 
 void toProtoBuf(benchmark::State& state) {
     const DeviceNode tree = treeOf(state);
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         benchmark::DoNotOptimize(tree.toProtoBuf());
     }
 }
@@ -149,7 +149,7 @@ void toProtoBuf(benchmark::State& state) {
 void toProtoBufAgain(benchmark::State& state) {
     const DeviceNode tree = treeOf(state);
     proto::monitoring::DeviceNode message;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         tree.toProtoBuf(message);
     }
 }
@@ -157,7 +157,7 @@ void toProtoBufAgain(benchmark::State& state) {
 /// What the message itself costs, to compare with.
 void copyProtoBuf(benchmark::State& state) {
     const auto message = treeOf(state).toProtoBuf();
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         auto copy = message;
         benchmark::DoNotOptimize(copy);
     }
@@ -167,7 +167,7 @@ void replaceDevice(benchmark::State& state) {
     const auto device = std::make_shared<DeviceNode>(treeOf(state));
     DeviceNode root("System", "System", DeviceClass::System);
     std::string error;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         root.addSubDevice(device, true, error);
     }
 }
@@ -176,7 +176,7 @@ void computeEventOfOneStatus(benchmark::State& state) {
     const auto before = std::make_shared<DeviceNode>(treeOf(state));
     const auto after = std::make_shared<DeviceNode>(*before);
     after->updateStatusValue(idOf(state.range(0) / 2), NamedStatus("Load", 1.0));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         tarn::proto::monitoring::DeviceToTarnServiceEvent event;
         benchmark::DoNotOptimize(utils::EventHelper::ComputeEvent(before, after, event));
     }
@@ -185,7 +185,7 @@ void computeEventOfOneStatus(benchmark::State& state) {
 void computeEventOfStrangers(benchmark::State& state) {
     const auto before = std::make_shared<DeviceNode>(treeOf(state));
     const auto after = std::make_shared<DeviceNode>(treeOf(state));
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         tarn::proto::monitoring::DeviceToTarnServiceEvent event;
         benchmark::DoNotOptimize(utils::EventHelper::ComputeEvent(before, after, event));
     }
@@ -195,7 +195,7 @@ void computeEventOfStrangers(benchmark::State& state) {
 void bytesANode(benchmark::State& state) {
     const auto message = treeOf(state).toProtoBuf();
     std::size_t bytes = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] auto _ : state) {
         const std::size_t before = mallinfo2().uordblks;
         const DeviceNode tree(message);
         bytes = mallinfo2().uordblks - before;

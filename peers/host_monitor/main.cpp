@@ -40,7 +40,8 @@ void run(const HostMonitorOptions& options) {
     DeviceServer server(
         SocketEndpoint::FromString(options.endpoint),
         [&](const Device::Request& request) { return device.answer(request, Clock::now()); });
-    tarn::utils::logInfo("Host-" + tarn::utils::printable(options.name) + " answers on " + options.endpoint);
+    tarn::utils::logInfo("Host-" + tarn::utils::printable(options.name) + " answers on " +
+                         options.endpoint);
     runDevice(device, server, signals, options.interval, sample);
     tarn::utils::logInfo("Ended");
 }

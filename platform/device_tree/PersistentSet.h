@@ -255,12 +255,13 @@ class PersistentSet {
         if (order == 0) {
             return {std::move(less), std::move(at), std::move(greater)};
         }
-        Parts parts = split(order < 0 ? std::move(less) : std::move(greater), key);
         if (order < 0) {
+            Parts parts = split(std::move(less), key);
             parts.greater = joined(std::move(parts.greater), std::move(at), std::move(greater));
-        } else {
-            parts.less = joined(std::move(less), std::move(at), std::move(parts.less));
+            return parts;
         }
+        Parts parts = split(std::move(greater), key);
+        parts.less = joined(std::move(less), std::move(at), std::move(parts.less));
         return parts;
     }
 

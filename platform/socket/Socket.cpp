@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/socket/MessageCodec.h"
+#include "platform/socket/MessageBytes.h"
 #include "platform/socket/SocketImplementation.h"
 #include "platform/socket/SocketRole.h"
 
@@ -81,26 +81,31 @@ bool Socket::awaitRoom(std::uint32_t timeoutMs) {
 }
 
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {
-    if (message == nullptr || (impl->isOpen() && !sends(roleOf(impl->settings.protocol)))) {
+    if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot send this");
     }
+    impl->checkDirection(sends, "send");
     impl->named([&] { impl->send(serialise(*message)); });
 }
 
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {
-    if (message == nullptr || (impl->isOpen() && !receives(roleOf(impl->settings.protocol)))) {
+    if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot receive this");
     }
-    impl->named([&] {
-        impl->followPublisher();
-        Frame frame = impl->receive();
-        try {
-            parse(frame, *message, maxBytes);
-        } catch (...) {
-            impl->envelope.clear();
-            throw;
-        }
-    });
+    impl->checkDirection(receives, "receive");
+    impl->receive([&](Frame& frame) { parse(frame, *message, maxBytes); });
+}
+
+void Socket::sendBytes(std::string_view bytes) {
+    impl->checkDirection(sends, "send");
+    impl->named([&] { impl->send(frameOf(bytes)); });
+}
+
+std::string Socket::receiveBytes(std::uint32_t maxBytes) {
+    impl->checkDirection(receives, "receive");
+    std::string bytes;
+    impl->receive([&](Frame& frame) { bytes = bytesOf(frame, maxBytes); });
+    return bytes;
 }
 
 void Socket::close() {

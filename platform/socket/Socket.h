@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketTypes.h"
@@ -77,6 +78,10 @@ class Socket {
     /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops
     /// the envelope of an unanswered one.
     void receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes);
+
+    /// The same for a message that is serialised already, or that is not looked into here.
+    void sendBytes(std::string_view bytes);
+    std::string receiveBytes(std::uint32_t maxBytes);
 
     /// Closes; never hangs. Safe to call twice. The socket may be created again.
     void close();

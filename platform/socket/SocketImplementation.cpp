@@ -65,6 +65,13 @@ std::string Socket::Implementation::describe() const {
     return endpoints.empty() ? name : name + " on " + endpoints;
 }
 
+void Socket::Implementation::checkDirection(bool (*goesThisWay)(const SocketRole&),
+                                            const std::string& action) const {
+    if (isOpen() && !goesThisWay(roleOf(settings.protocol))) {
+        throw std::invalid_argument(describe() + ": the socket cannot " + action + " this");
+    }
+}
+
 void Socket::Implementation::open(const SocketEndpoint& endpoint, milliseconds handshakeBound) {
     const auto opening = roleOf(settings.protocol).opening;
     // An endpoint need not have been made from text, but it has to be one that could.

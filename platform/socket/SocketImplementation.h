@@ -12,6 +12,7 @@
 #include "platform/socket/Frame.h"
 #include "platform/socket/Listening.h"
 #include "platform/socket/Socket.h"
+#include "platform/socket/SocketRole.h"
 #include "platform/socket/SocketSettings.h"
 
 namespace tarn::socket {
@@ -45,11 +46,27 @@ struct Socket::Implementation {
     void push(Frame frame);
     bool sendWithin(Frame frame, std::chrono::milliseconds limit);
     bool awaitRoom(const Deadline& deadline);
+    void checkDirection(bool (*goesThisWay)(const SocketRole&), const std::string& action) const;
     Frame receive();
     bool receiveArrived(Frame& frame);
     bool awaitMessage(const Deadline& deadline, int descriptor);
     bool awaitAnswer(const Deadline& deadline, int descriptor);
     void followPublisher();
+
+    /// Receives a message and hands it to `take`. One that it throws at is not answered.
+    template <typename Take>
+    void receive(Take take) {
+        named([&] {
+            followPublisher();
+            Frame frame = receive();
+            try {
+                take(frame);
+            } catch (...) {
+                envelope.clear();
+                throw;
+            }
+        });
+    }
 
     /// Runs the action and puts this socket's name in front of what it throws.
     template <typename Action>

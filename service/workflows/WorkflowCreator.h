@@ -41,7 +41,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
         const configuration::ConfigurationHandler& configuration;
         resource_manager::ResourceManagerProxy& resourceManager;
         std::function<void(const std::string& command)> runShell;
-        std::function<int()> random;  ///< draws like rand
+        std::function<int()> random;  ///< draws like rand; called under a lock
     };
 
     explicit WorkflowCreator(Surroundings surroundings);

@@ -220,6 +220,16 @@ TEST_F(ComputeEvent, DoesNotNameAnIdThatLeadsToAnotherNode) {
     expectConfigurationChange(secondChanged);
 }
 
+TEST_F(ComputeEvent, DoesNotNameTheRootsIdForANodeBelow) {
+    const auto below = std::make_shared<DeviceNode>("root", "", DeviceClass::Generic);
+    before->addSubDevice(below, true, error);
+    below->setGlobalStatus(hot);
+    const Node after = copyOf(before);
+    after->addSubDevice(below, true, error);
+
+    expectConfigurationChange(after);
+}
+
 TEST_F(ComputeEvent, ComparesPartsOfLargerTrees) {
     const Node after = copyOf(before);
     after->updateGlobalStatus("a1", hot);

@@ -107,6 +107,21 @@ TEST(DeviceNodeMessage, LastOfTheSameNameOrIdStays) {
     EXPECT_EQ(node.getDeviceById("gone"), nullptr);
 }
 
+TEST(DeviceNodeMessage, LastOfTheSameNameStaysAmongMany) {
+    Message message;
+    for (int i = 0; i < 1000; ++i) {
+        addStatus(message, "s" + std::to_string(i % 7), i);
+    }
+
+    const DeviceNode node(message);
+
+    ASSERT_EQ(node.getStatuses().size(), 7U);
+    for (int i = 0; i < 7; ++i) {
+        const NamedStatus* status = node.getStatus("s" + std::to_string((993 + i) % 7));
+        EXPECT_EQ(status->getValue(), NamedStatus::Value(993.0 + i));
+    }
+}
+
 TEST(DeviceNodeMessage, IsReadDownToAHundredLevels) {
     const DeviceNode node(chain(100));
 

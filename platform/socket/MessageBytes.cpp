@@ -1,41 +1,65 @@
-#include "platform/socket/MessageCodec.h"
+#include "platform/socket/MessageBytes.h"
 
 #include <google/protobuf/message.h>
 
+#include <algorithm>
+#include <cstddef>
 #include <stdexcept>
-#include <string>
 
 #include "platform/socket/SocketSettings.h"
 
 namespace tarn::socket {
 
-Frame serialise(const google::protobuf::Message& message) {
-    const auto size = message.ByteSizeLong();
+namespace {
+
+Frame frameOfSize(std::size_t size) {
     if (size > largestMessage) {
         throw std::runtime_error("a message of " + std::to_string(size) +
                                  " bytes is too large to be sent, the limit is " +
                                  std::to_string(largestMessage) + " bytes");
     }
-    Frame frame(size);
+    return Frame(size);
+}
+
+void checkSize(const Frame& frame, std::uint32_t maxBytes) {
+    if (frame.size() > maxBytes) {
+        throw std::runtime_error("a message of " + std::to_string(frame.size()) +
+                                 " bytes was dropped, the limit is " + std::to_string(maxBytes) +
+                                 " bytes");
+    }
+}
+
+}  // namespace
+
+Frame serialise(const google::protobuf::Message& message) {
+    const auto size = message.ByteSizeLong();
+    Frame frame = frameOfSize(size);
     if (!message.SerializePartialToArray(frame.data(), static_cast<int>(size))) {
         throw std::runtime_error("cannot serialise a message");
     }
     return frame;
 }
 
+Frame frameOf(std::string_view bytes) {
+    Frame frame = frameOfSize(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), static_cast<char*>(frame.data()));
+    return frame;
+}
+
 void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes) {
     message.Clear();
-    if (frame.size() > maxBytes) {
-        throw std::runtime_error("a message of " + std::to_string(frame.size()) +
-                                 " bytes was dropped, the limit is " + std::to_string(maxBytes) +
-                                 " bytes");
-    }
+    checkSize(frame, maxBytes);
     if (frame.size() > largestMessage ||
         !message.ParsePartialFromArray(frame.data(), static_cast<int>(frame.size()))) {
         message.Clear();
         throw std::runtime_error("a message of " + std::to_string(frame.size()) +
                                  " bytes that is no " + message.GetTypeName() + " was dropped");
     }
+}
+
+std::string bytesOf(Frame& frame, std::uint32_t maxBytes) {
+    checkSize(frame, maxBytes);
+    return {static_cast<const char*>(frame.data()), frame.size()};
 }
 
 }  // namespace tarn::socket

@@ -1,0 +1,14 @@
+#include "gateway/GatewayCounters.h"
+
+#include <fmt/format.h>
+
+namespace tarn::gateway {
+
+std::string GatewayCounters::text() const {
+    return fmt::format(
+        "batches in {} ({} bytes), out {} ({} bytes), dropped {}; subscribers {}, newcomers {}, "
+        "too slow {} times",
+        batchesIn, bytesIn, batchesOut, bytesOut, dropped, subscribers, catchUps, tooSlow);
+}
+
+}  // namespace tarn::gateway

@@ -1,0 +1,29 @@
+// Stands between the service, which sends its events to one receiver, and all who want them.
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <memory>
+
+#include "gateway/Gateway.h"
+#include "gateway/GatewayOptions.h"
+#include "gateway/SignalInput.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/StreamLogSink.h"
+
+int main(int argc, char** argv) {
+    using namespace tarn;
+    int exitStatus = 0;
+    const auto options = gateway::parseGatewayOptions(argc, argv, std::cout, std::cerr, exitStatus);
+    if (!options) {
+        return exitStatus;
+    }
+    utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
+    try {
+        gateway::SignalInput signals;
+        gateway::Gateway(*options).run(signals);
+        return 0;
+    } catch (const std::exception& failure) {
+        utils::logFatal(std::string("Gateway > ") + failure.what());
+        return 1;
+    }
+}

@@ -1,0 +1,83 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/socket/Listening.h"
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/SocketSettings.h"
+
+namespace tarn::socket {
+
+/// Publishes to any number of subscribers, and sends each newcomer a first message that nobody else
+/// gets. Subscribers are plain sockets of the Subscribe role (any SUB socket that subscribes to
+/// everything); a Publish socket cannot do this, since it sends every message to all.
+///
+/// A newcomer announces itself and gets nothing until it is admitted; from then on it gets every
+/// message, in order, without a gap. Nothing waits: a subscriber whose queue is full loses
+/// messages, and only that one.
+///
+/// One thread at a time. Throws std::runtime_error, with the name and the endpoint in it;
+/// ZmqContextTerminationException while the context is being terminated.
+class CatchUpPublisher {
+  public:
+    /// What messages look like.
+    struct Wire {
+        std::string newcomer;   ///< what first messages begin with
+        std::string everybody;  ///< what all others begin with; neither begins with the other
+        /// A message for everybody that means nothing. It goes out when a subscriber is found to
+        /// have become too slow, to some or to all.
+        std::string filler;
+    };
+
+    enum class Announcement {
+        None,     ///< there is no more at the moment
+        Came,     ///< to be admitted
+        Left,     ///< what is sent to it now goes nowhere
+        Unclear,  ///< somebody sent nonsense: admit, since it may hide one that came
+    };
+
+    enum class Delivery {
+        ToAll,
+        SomeLost,  ///< a subscriber has become too slow; told once until it has caught up a little
+    };
+
+    /// At most `queueLength` messages wait for a subscriber.
+    CatchUpPublisher(std::string name, Wire wire, int queueLength);
+    ~CatchUpPublisher();
+
+    /// Begins to listen. As Socket::connect does for roles that bind.
+    void listen(const SocketEndpoint& endpoint);
+
+    /// Takes the next announcement.
+    Announcement nextAnnouncement();
+
+    /// Admits the one whose announcement was taken last, with this as its first message.
+    void admit(std::string_view firstMessage);
+
+    /// Sends one message, `head` and `body` together, to all who are admitted.
+    Delivery publish(std::string_view head, std::string_view body);
+
+    /// Readable, for poll, when an announcement may have come since nextAnnouncement last gave
+    /// None: only after a None may it be waited for.
+    int descriptor();
+
+    /// "<name> on <endpoint>".
+    std::string debugString() const;
+
+  private:
+    bool send(std::string_view head, std::string_view body);
+    void leaveOutTheSlow();
+
+    template <typename Action>
+    auto named(Action action);
+
+    const std::string name;
+    const Wire wire;
+    Listening listening;
+    // Announcements may be out of step with who made them, until all have been taken.
+    bool isDisturbed = false;
+};
+
+}  // namespace tarn::socket

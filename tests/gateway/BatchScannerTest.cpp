@@ -1,0 +1,143 @@
+#include "gateway/BatchScanner.h"
+
+#include <google/protobuf/stubs/logging.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/gateway/Batches.h"
+
+namespace tarn::gateway {
+
+using test::ServiceEventBatch;
+
+namespace {
+
+bool parses(const std::string& bytes) {
+    ServiceEventBatch batch;
+    return batch.ParsePartialFromString(bytes);
+}
+
+std::string mutated(std::string bytes, std::mt19937& random) {
+    const auto below = [&](std::size_t end) { return random() % end; };
+    for (std::size_t changes = 1 + below(4); changes > 0 && !bytes.empty(); --changes) {
+        const std::size_t at = below(bytes.size());
+        switch (below(4)) {
+            case 0:
+                bytes[at] = static_cast<char>(below(256));
+                break;
+            case 1:
+                bytes.erase(at, 1 + below(8));
+                break;
+            case 2:
+                bytes.insert(at, 1, static_cast<char>(below(256)));
+                break;
+            default:
+                bytes[at] = static_cast<char>(bytes[at] ^ static_cast<char>(1U << below(8)));
+        }
+    }
+    return bytes;
+}
+
+ServiceEventBatch chain(int depth) {
+    ServiceEventBatch batch;
+    auto* node = batch.mutable_device_tree();
+    for (int i = 1; i < depth; ++i) {
+        node = node->add_sub_devices();
+    }
+    return batch;
+}
+
+}  // namespace
+
+TEST(BatchScanner, AnEmptyBatchHasNoTree) {
+    const auto scanned = scanBatch("");
+    ASSERT_TRUE(scanned);
+    EXPECT_EQ(scanned->tree, "");
+}
+
+TEST(BatchScanner, FindsTheTreeAndNothingElse) {
+    const auto batch = test::fullTree(10);
+    const auto bytes = batch.SerializeAsString();
+    const auto scanned = scanBatch(bytes);
+    ASSERT_TRUE(scanned);
+    ServiceEventBatch tree;
+    ASSERT_TRUE(tree.ParseFromArray(scanned->tree.data(), static_cast<int>(scanned->tree.size())));
+    EXPECT_EQ(tree.events_size(), 0);
+    EXPECT_EQ(tree.device_tree().SerializeAsString(), batch.device_tree().SerializeAsString());
+}
+
+TEST(BatchScanner, ATreeBehindTheEventsIsFoundToo) {
+    auto events = test::deviceAdded("a");
+    events.clear_device_tree();
+    const auto tree = test::treeOnly("a").SerializeAsString();
+    const auto bytes = events.SerializeAsString() + tree;
+    const auto scanned = scanBatch(bytes);
+    ASSERT_TRUE(scanned);
+    EXPECT_EQ(scanned->tree, tree);
+}
+
+TEST(BatchScanner, AnEmptyTreeIsATree) {
+    ServiceEventBatch batch;
+    batch.mutable_device_tree();
+    const auto bytes = batch.SerializeAsString();
+    EXPECT_EQ(scanBatch(bytes)->tree, bytes);
+}
+
+TEST(BatchScanner, FieldsThatAreNotKnownYetArePassedOver) {
+    const std::string later("\xa2\x06\x01x\xa8\x06\x05\xad\x06zzzz\xb1\x06zzzzzzzz", 23);
+    ASSERT_TRUE(parses(later));
+    EXPECT_TRUE(scanBatch(later + test::treeOnly("a").SerializeAsString()));
+}
+
+TEST(BatchScanner, RefusesTheGatewaysOwnFields) {
+    for (const char* field : {"\x18\x01", "\x20\x01", "\x2a\x01x"}) {
+        EXPECT_FALSE(scanBatch(test::treeOnly("a").SerializeAsString() + field));
+        EXPECT_FALSE(scanBatch(field));
+    }
+}
+
+TEST(BatchScanner, RefusesTwoTrees) {
+    const auto tree = test::treeOnly("a").SerializeAsString();
+    EXPECT_FALSE(scanBatch(tree + tree));
+}
+
+TEST(BatchScanner, RefusesWhatIsCutOff) {
+    auto bytes = test::treeOnly("a").SerializeAsString();
+    bytes.pop_back();
+    EXPECT_FALSE(scanBatch(bytes));
+}
+
+TEST(BatchScanner, RefusesATreeWithGarbageInIt) {
+    EXPECT_FALSE(scanBatch(std::string("\x0a\x05garba", 7)));
+}
+
+TEST(BatchScanner, GoesAsDeepAsParsersDo) {
+    EXPECT_TRUE(scanBatch(chain(90).SerializeAsString()));
+    const auto tooDeep = chain(200).SerializeAsString();
+    EXPECT_FALSE(parses(tooDeep));
+    EXPECT_FALSE(scanBatch(tooDeep));
+    EXPECT_FALSE(scanBatch(chain(2000).SerializeAsString()));
+}
+
+TEST(BatchScanner, WhatItAcceptsParses) {
+    google::protobuf::LogSilencer quiet;
+    std::mt19937 random(1);  // the same bytes in every run
+    const auto bytes = test::fullTree(3).SerializeAsString();
+    int accepted = 0;
+    int refused = 0;
+    for (int i = 0; i < 20000; ++i) {
+        const auto candidate = mutated(bytes, random);
+        if (const auto scanned = scanBatch(candidate)) {
+            ++accepted;
+            ASSERT_TRUE(parses(candidate)) << i;
+            ASSERT_TRUE(parses(std::string(scanned->tree))) << i;
+        } else {
+            ++refused;
+        }
+    }
+    EXPECT_GT(accepted, 1000);
+    EXPECT_GT(refused, 1000);
+}
+
+}  // namespace tarn::gateway

@@ -1,0 +1,82 @@
+#include "gateway/GatewayOptions.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <sstream>
+#include <vector>
+
+namespace tarn::gateway {
+
+using tarn::socket::Protocol;
+using testing::HasSubstr;
+
+namespace {
+
+struct Parsed {
+    std::optional<GatewayOptions> options;
+    int exitStatus = -1;
+    std::string out;
+    std::string err;
+};
+
+Parsed parse(std::vector<const char*> line) {
+    line.insert(line.begin(), "tarnGateway");
+    std::ostringstream out;
+    std::ostringstream err;
+    Parsed parsed;
+    parsed.options = parseGatewayOptions(static_cast<int>(line.size()), line.data(), out, err,
+                                         parsed.exitStatus);
+    parsed.out = out.str();
+    parsed.err = err.str();
+    return parsed;
+}
+
+}  // namespace
+
+TEST(GatewayOptions, DefaultsAreTheServices) {
+    const auto parsed = parse({});
+    ASSERT_TRUE(parsed.options);
+    EXPECT_EQ(parsed.options->events.toString(Protocol::None), "ipc:///tmp/events");
+    EXPECT_EQ(parsed.options->publish.toString(Protocol::None), "ipc:///tmp/events.pub");
+}
+
+TEST(GatewayOptions, EitherEndpointCanBeGiven) {
+    const auto one = parse({"--events", "tcp://127.0.0.1:7000"});
+    ASSERT_TRUE(one.options);
+    EXPECT_EQ(one.options->publish.toString(Protocol::None), "tcp://127.0.0.1:7001");
+    const auto two =
+        parse({"--events", "tcp://127.0.0.1:65535", "--publish", "ipc:///tmp/elsewhere"});
+    ASSERT_TRUE(two.options);
+    EXPECT_EQ(two.options->publish.toString(Protocol::None), "ipc:///tmp/elsewhere");
+}
+
+TEST(GatewayOptions, ALineThatMakesNoSenseIsOneLineAndStatusTwo) {
+    for (const auto& line :
+         std::vector<std::vector<const char*>>{{"--nonsense"},
+                                               {"nonsense"},
+                                               {"--events"},
+                                               {"--events", "nonsense"},
+                                               {"--events", "inproc://x"},
+                                               {"--events", "tcp://127.0.0.1:65535"},
+                                               {"--publish", "\x1b[31m"}}) {
+        const auto parsed = parse(line);
+        EXPECT_FALSE(parsed.options);
+        EXPECT_EQ(parsed.exitStatus, 2);
+        EXPECT_THAT(parsed.err, testing::StartsWith("tarnGateway: "));
+        EXPECT_EQ(std::count(parsed.err.begin(), parsed.err.end(), '\n'), 1) << parsed.err;
+        EXPECT_EQ(parsed.err.find('\x1b'), std::string::npos);
+    }
+}
+
+TEST(GatewayOptions, HelpAndVersionAreStatusZero) {
+    const auto help = parse({"--help"});
+    EXPECT_EQ(help.exitStatus, 0);
+    EXPECT_THAT(help.out, HasSubstr("--publish"));
+    const auto version = parse({"--version"});
+    EXPECT_EQ(version.exitStatus, 0);
+    EXPECT_THAT(version.out, testing::MatchesRegex("tarnGateway [0-9.]+\n"));
+}
+
+}  // namespace tarn::gateway

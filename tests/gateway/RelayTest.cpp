@@ -1,0 +1,99 @@
+#include "gateway/Relay.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/gateway/Batches.h"
+
+namespace tarn::gateway {
+
+using test::ServiceEventBatch;
+
+namespace {
+
+class RelayTest : public testing::Test {
+  protected:
+    /// As a subscriber gets it.
+    ServiceEventBatch relayed(const ServiceEventBatch& batch) {
+        const auto bytes = batch.SerializeAsString();
+        const auto head = relay.accept(bytes);
+        EXPECT_TRUE(head);
+        return parsed(head.value_or("") + bytes);
+    }
+
+    ServiceEventBatch catchUp() const { return parsed(relay.catchUp()); }
+
+    static ServiceEventBatch parsed(const std::string& bytes) {
+        ServiceEventBatch batch;
+        EXPECT_TRUE(batch.ParseFromString(bytes));
+        return batch;
+    }
+
+    Relay relay{"instance"};
+};
+
+}  // namespace
+
+TEST_F(RelayTest, BatchesAreNumberedFromOneAndOtherwiseAsTheyCame) {
+    for (std::uint64_t number = 1; number < 300; ++number) {
+        const auto sent = test::deviceAdded(std::to_string(number));
+        auto received = relayed(sent);
+        EXPECT_EQ(received.sequence(), number);
+        EXPECT_EQ(received.gateway_instance(), "instance");
+        EXPECT_FALSE(received.has_catch_up());
+        received.clear_sequence();
+        received.clear_gateway_instance();
+        EXPECT_EQ(received.SerializeAsString(), sent.SerializeAsString());
+    }
+}
+
+TEST_F(RelayTest, ANewcomerGetsTheLastTreeAndTheLastNumberButNoEvents) {
+    relayed(test::deviceAdded("a"));
+    relayed(test::deviceAdded("b"));
+    const auto first = catchUp();
+    EXPECT_TRUE(first.catch_up());
+    EXPECT_EQ(first.sequence(), 2U);
+    EXPECT_EQ(first.gateway_instance(), "instance");
+    EXPECT_EQ(test::firstDevice(first), "b");
+    EXPECT_EQ(first.events_size(), 0);
+}
+
+TEST_F(RelayTest, WithoutATreeANewcomerGetsNoTree) {
+    EXPECT_FALSE(catchUp().has_device_tree());
+    EXPECT_EQ(catchUp().sequence(), 0U);
+    relayed(ServiceEventBatch());
+    EXPECT_FALSE(catchUp().has_device_tree());
+    EXPECT_EQ(catchUp().sequence(), 1U);
+}
+
+TEST_F(RelayTest, AnEmptyBatchIsHandedOnAndLeavesTheTree) {
+    relayed(test::treeOnly("a"));
+    const auto empty = relayed(ServiceEventBatch());
+    EXPECT_EQ(empty.sequence(), 2U);
+    EXPECT_FALSE(empty.has_device_tree());
+    EXPECT_EQ(test::firstDevice(catchUp()), "a");
+    EXPECT_EQ(catchUp().sequence(), 2U);
+}
+
+TEST_F(RelayTest, GarbageIsNotCountedAndLeavesTheTree) {
+    relayed(test::treeOnly("a"));
+    EXPECT_FALSE(relay.accept("garbage"));
+    EXPECT_EQ(test::firstDevice(catchUp()), "a");
+    EXPECT_EQ(relayed(ServiceEventBatch()).sequence(), 2U);
+}
+
+TEST_F(RelayTest, WhomAMessageIsForIsInItsBeginning) {
+    relayed(test::treeOnly("a"));
+    EXPECT_TRUE(relay.catchUp().starts_with(Relay::catchUpBeginning));
+    EXPECT_TRUE(relay.accept("")->starts_with(Relay::batchBeginning));
+    EXPECT_TRUE(Relay::filler.starts_with(Relay::batchBeginning));
+    EXPECT_NE(Relay::catchUpBeginning, Relay::batchBeginning);
+}
+
+TEST_F(RelayTest, AFillerMeansNothing) {
+    const auto filler = parsed(Relay::filler);
+    EXPECT_EQ(filler.sequence(), 0U);
+    EXPECT_FALSE(filler.has_device_tree());
+    EXPECT_EQ(filler.events_size(), 0);
+}
+
+}  // namespace tarn::gateway

@@ -1,0 +1,224 @@
+#include "platform/socket/CatchUpPublisher.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <zmq.h>
+
+#include <chrono>
+#include <vector>
+
+#include "tests/platform/socket/RawPeer.h"
+#include "tests/platform/socket/SocketTestSupport.h"
+
+namespace tarn::socket::test {
+
+namespace {
+
+using Announcement = CatchUpPublisher::Announcement;
+using Delivery = CatchUpPublisher::Delivery;
+
+constexpr int queueLength = 16;
+const CatchUpPublisher::Wire wire = {.newcomer = "N", .everybody = "E", .filler = "E filler"};
+
+class CatchUpPublisherTest : public testing::Test {
+  protected:
+    CatchUpPublisherTest() { publisher.listen(endpoint); }
+
+    std::unique_ptr<Socket> subscriber() {
+        auto socket = std::make_unique<Socket>("Subscriber", ClosePolicy::Discard);
+        socket->setQueueLength(queueLength);
+        socket->createAndConnect(Protocol::Subscribe, endpoint, patienceMs);
+        return socket;
+    }
+
+    Announcement awaitAnnouncement() {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (std::chrono::steady_clock::now() < deadline) {
+            const auto announcement = publisher.nextAnnouncement();
+            if (announcement != Announcement::None) {
+                return announcement;
+            }
+            pollfd ready{.fd = publisher.descriptor(), .events = POLLIN, .revents = 0};
+            ::poll(&ready, 1, 10000);
+        }
+        return Announcement::None;
+    }
+
+    std::unique_ptr<Socket> admitted() {
+        auto socket = subscriber();
+        EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+        publisher.admit("N welcome");
+        EXPECT_EQ(socket->receiveBytes(maxBytes), "N welcome");
+        return socket;
+    }
+
+    const SocketEndpoint endpoint = ipcEndpoint();
+    CatchUpPublisher publisher{"Publisher", wire, queueLength};
+};
+
+std::vector<std::string> receiveAll(Socket& socket, const std::string& last) {
+    std::vector<std::string> all;
+    while (all.empty() || all.back() != last) {
+        all.push_back(socket.receiveBytes(maxBytes));
+    }
+    return all;
+}
+
+std::string receiveNext(Socket& socket) {
+    std::string bytes;
+    do {
+        bytes = socket.receiveBytes(maxBytes);
+    } while (bytes == wire.filler);
+    return bytes;
+}
+
+}  // namespace
+
+TEST_F(CatchUpPublisherTest, PublishingNeedsNobody) {
+    for (int i = 0; i < 1000; ++i) {
+        EXPECT_EQ(publisher.publish("E", "nobody hears this"), Delivery::ToAll);
+    }
+}
+
+TEST_F(CatchUpPublisherTest, ANewcomerIsAnnounced) {
+    EXPECT_EQ(publisher.nextAnnouncement(), Announcement::None);
+    const auto socket = subscriber();
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+    EXPECT_EQ(publisher.nextAnnouncement(), Announcement::None);
+}
+
+TEST_F(CatchUpPublisherTest, ANewcomerGetsNothingBeforeItIsAdmittedAndNoGapAfter) {
+    const auto socket = subscriber();
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+    publisher.publish("E", " before");
+    publisher.admit("N first");
+    publisher.publish("E", " after");
+    EXPECT_EQ(receiveAll(*socket, "E after"), (std::vector<std::string>{"N first", "E after"}));
+}
+
+TEST_F(CatchUpPublisherTest, ANewcomersFirstMessageGoesToNobodyElse) {
+    const auto first = admitted();
+    const auto second = admitted();
+    const auto third = admitted();
+    publisher.publish("E", " all");
+    for (const auto& socket : {first.get(), second.get(), third.get()}) {
+        EXPECT_EQ(receiveAll(*socket, "E all"), std::vector<std::string>{"E all"});
+    }
+}
+
+TEST_F(CatchUpPublisherTest, NewcomersThatComeTogetherAreAdmittedOneByOne) {
+    std::vector<std::unique_ptr<Socket>> sockets;
+    for (int i = 0; i < 20; ++i) {
+        sockets.push_back(subscriber());
+    }
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(awaitAnnouncement(), Announcement::Came);
+        publisher.admit("N" + std::to_string(i));
+    }
+    publisher.publish("E", "");
+    for (const auto& socket : sockets) {
+        EXPECT_EQ(receiveAll(*socket, "E").size(), 2U);
+    }
+}
+
+TEST_F(CatchUpPublisherTest, WhoLeavesIsAnnounced) {
+    auto socket = admitted();
+    const auto other = admitted();
+    socket.reset();
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Left);
+    publisher.publish("E", "still here");
+    EXPECT_EQ(other->receiveBytes(maxBytes), "Estill here");
+}
+
+TEST_F(CatchUpPublisherTest, WhoLeftBeforeItWasAdmittedHarmsNobody) {
+    auto socket = subscriber();
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+    socket.reset();
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Left);
+    const auto other = admitted();
+    publisher.admit("N too late");
+    publisher.publish("E", "");
+    EXPECT_EQ(receiveAll(*other, "E").back(), "E");
+}
+
+TEST_F(CatchUpPublisherTest, SaysOnceThatASubscriberIsTooSlowAndDropsForThatOneOnly) {
+    // One before and one behind the others, wherever the library has them.
+    std::vector<std::unique_ptr<Socket>> sockets;
+    for (int i = 0; i < 6; ++i) {
+        sockets.push_back(admitted());
+    }
+    const auto& idle = sockets[2];
+    const std::string text(100000, 'x');
+    int told = 0;
+    for (int i = 0; i < 300; ++i) {
+        const auto head = "E" + std::to_string(i) + " ";
+        told += publisher.publish(head, text) == Delivery::SomeLost ? 1 : 0;
+        for (const auto& busy : sockets) {
+            if (busy != idle) {
+                ASSERT_EQ(receiveNext(*busy), head + text);
+            }
+        }
+    }
+    EXPECT_EQ(told, 1);
+    int kept = 0;
+    while (poll(*idle, 100) == 0) {
+        EXPECT_EQ(receiveNext(*idle), "E" + std::to_string(kept) + " " + text);
+        ++kept;
+    }
+    EXPECT_GT(kept, 0);
+    EXPECT_LT(kept, 300);
+    for (int tries = 0; tries < 1000 && poll(*idle, 10) != 0; ++tries) {
+        publisher.publish("E", " again");
+    }
+    EXPECT_EQ(receiveNext(*idle), "E again");
+}
+
+TEST_F(CatchUpPublisherTest, ManyWhoDoNotReadHarmNobody) {
+    std::vector<std::unique_ptr<Socket>> idle;
+    std::vector<std::unique_ptr<Socket>> busy;
+    for (int i = 0; i < 10; ++i) {
+        idle.push_back(admitted());
+        busy.push_back(admitted());
+    }
+    const std::string text(100000, 'x');
+    for (int i = 0; i < 100; ++i) {
+        const auto head = "E" + std::to_string(i) + " ";
+        publisher.publish(head, text);
+        for (const auto& socket : busy) {
+            ASSERT_EQ(receiveNext(*socket), head + text);
+        }
+    }
+}
+
+TEST_F(CatchUpPublisherTest, WhoSendsNonsenseKeepsNobodyOut) {
+    RawPeer chatterer(ZMQ_XSUB, endpoint);
+    std::vector<std::unique_ptr<Socket>> sockets;
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_TRUE(chatterer.send({"no announcement at all"}));
+        sockets.push_back(subscriber());
+    }
+    for (int admissions = 0; admissions < 20; ++admissions) {
+        ASSERT_NE(awaitAnnouncement(), Announcement::None);
+        publisher.admit("N");
+    }
+    publisher.publish("E", "");
+    for (const auto& socket : sockets) {
+        EXPECT_EQ(receiveAll(*socket, "E").back(), "E");
+    }
+}
+
+TEST_F(CatchUpPublisherTest, AnEndpointInUseIsRefused) {
+    CatchUpPublisher second("Second", wire, queueLength);
+    try {
+        second.listen(endpoint);
+        FAIL() << "it took the endpoint";
+    } catch (const std::runtime_error& failure) {
+        EXPECT_EQ(std::string(failure.what()).rfind("Second: cannot listen on ", 0), 0U);
+    }
+}
+
+TEST_F(CatchUpPublisherTest, NamesItsEndpoint) {
+    EXPECT_EQ(publisher.debugString(), "Publisher on " + endpoint.toString(Protocol::Publish));
+}
+
+}  // namespace tarn::socket::test
