@@ -3,9 +3,12 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "platform/socket/Socket.h"
 #include "service/devices/DeviceController.h"
+#include "service/devices/DeviceEventListener.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/EventRecorder.h"
+#include "tests/service/support/ServiceBed.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::service::devices {
@@ -32,9 +35,25 @@ class NoDescriptorLeft {
     rlimit before{};
 };
 
+/// Leaves an open socket. Also lets one fail, since a sanitizer needs descriptors of its own when
+/// it sees an object's type for the first time.
+std::unique_ptr<socket::Socket> useSocketsOnce() {
+    auto used = std::make_unique<socket::Socket>("other", socket::ClosePolicy::Discard);
+    try {
+        const auto nobody = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
+        used->createAndConnect(socket::Protocol::Push, nobody, 1);
+    } catch (const std::exception& e) {
+        utils::logError(e.what());
+    }
+    used->createAndConnect(socket::Protocol::Push, DeviceEventListener::GetInternalEventEndpoint(),
+                           0);
+    return used;
+}
+
 int connectLater() {
     const test::LogCapture log;
     const auto event = test::addEvent(camera("cam1"));
+    const auto other = useSocketsOnce();
     {
         const NoDescriptorLeft meanwhile;
         if (DeviceController::notifyEvent(&event)) {
