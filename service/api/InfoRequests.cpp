@@ -16,7 +16,7 @@ namespace {
 // Only the first connection is reported, and none when that one is not valid.
 void addLoopStorage(ServiceToApiReplyInfo& info,
                     const configuration::ConfigurationHandler& settings) {
-    const auto storages = settings.getLoopStorages();
+    const auto& storages = settings.getLoopStorages();
     if (storages.empty() || !storages.front() || !storages.front()->isValid()) {
         return;
     }
