@@ -1,6 +1,9 @@
 #include "cli/JobReporter.h"
 
+#include <nlohmann/json.hpp>
+
 #include <gtest/gtest.h>
+#include "cli/Json.h"
 
 #include <sstream>
 
@@ -37,6 +40,11 @@ TEST_F(JobReporterTest, WritesStatesAndFailuresAtOnce) {
     lines.event(test::failureEvent("no signal"), start);
     lines.event(test::stateEvent(JOB_STATE_WAITING_TO_RESTART), start);
     EXPECT_EQ(text.str(), "cam1: playing\ncam1: no signal\ncam1: waiting to restart\n");
+}
+
+TEST_F(JobReporterTest, JsonHoldsTheContentOfAnEvent) {
+    const auto document = toJson(test::stateEvent(JOB_STATE_PLAYING));
+    EXPECT_EQ(document["content"]["state"], "JOB_STATE_PLAYING");
 }
 
 TEST_F(JobReporterTest, AStateThatIsSaidAgainIsNoNewLine) {
