@@ -104,6 +104,7 @@ class DeviceNode {
 
   private:
     friend class TreeDifference;
+    friend class TreeSerialiser;
 
     explicit DeviceNode(Tree ofNode);
 

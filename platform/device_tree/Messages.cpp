@@ -59,7 +59,7 @@ CopyOnWrite<Content> contentOf(const monitoring::DeviceNode& message) {
     return contentOf(message, maxLevels);
 }
 
-void fill(monitoring::DeviceNode& message, const Content& content) {
+void fillWithoutChildren(monitoring::DeviceNode& message, const Content& content) {
     const Description& description = *content.description;
     message.set_id(description.id);
     message.set_name(description.name);
@@ -72,6 +72,10 @@ void fill(monitoring::DeviceNode& message, const Content& content) {
     for (const auto& status : content.state->statuses) {
         fill(*message.add_statuses(), status);
     }
+}
+
+void fill(monitoring::DeviceNode& message, const Content& content) {
+    fillWithoutChildren(message, content);
     message.mutable_sub_devices()->Reserve(static_cast<int>(content.children.size()));
     content.children.forEach(
         [&message](const auto& child) { fill(*message.add_sub_devices(), *child); });

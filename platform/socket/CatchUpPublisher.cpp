@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <stdexcept>
 #include <utility>
 
@@ -14,6 +15,9 @@
 namespace tarn::socket {
 
 namespace {
+
+// Subscribers send nothing but announcements, which the library keeps until they are taken.
+constexpr std::int64_t largestAnnouncement = 4096;
 
 enum class WhenFull { Tell, Drop };
 
@@ -52,6 +56,7 @@ CatchUpPublisher::CatchUpPublisher(std::string name, Wire wire, int queueLength)
                  .queueLength = queueLength}) {
     // What a subscriber asks for is told, not done: who gets what is decided here.
     listening.socket().setOption(ZMQ_XPUB_MANUAL, 1);
+    listening.socket().setOption(ZMQ_MAXMSGSIZE, largestAnnouncement);
     set(listening.socket(), WhenFull::Tell);
 }
 
@@ -89,16 +94,17 @@ CatchUpPublisher::Announcement CatchUpPublisher::nextAnnouncement() {
     });
 }
 
-void CatchUpPublisher::admit(std::string_view firstMessage) {
+// The library forgets who announced itself when, in a send, it finds that somebody has left: all
+// subscriptions come before, and the address is nobody else's because it may stay one.
+void CatchUpPublisher::admit(std::string_view address, std::string_view body) {
     named([&] {
         auto& socket = listening.socket();
-        // For this moment nobody else has such a subscription.
-        socket.setOption(ZMQ_SUBSCRIBE, wire.newcomer);
-        set(socket, WhenFull::Drop);
-        send(firstMessage, {});
-        set(socket, WhenFull::Tell);
-        socket.setOption(ZMQ_UNSUBSCRIBE, wire.newcomer);
+        socket.setOption(ZMQ_SUBSCRIBE, std::string(address));
         socket.setOption(ZMQ_SUBSCRIBE, wire.everybody);
+        set(socket, WhenFull::Drop);
+        send(address, body);
+        set(socket, WhenFull::Tell);
+        socket.setOption(ZMQ_UNSUBSCRIBE, std::string(address));
     });
 }
 

@@ -24,8 +24,7 @@ class CatchUpPublisher {
   public:
     /// What messages look like.
     struct Wire {
-        std::string newcomer;   ///< what first messages begin with
-        std::string everybody;  ///< what all others begin with; neither begins with the other
+        std::string everybody;  ///< what all but first messages begin with
         /// A message for everybody that means nothing. It goes out when a subscriber is found to
         /// have become too slow, to some or to all.
         std::string filler;
@@ -53,8 +52,10 @@ class CatchUpPublisher {
     /// Takes the next announcement.
     Announcement nextAnnouncement();
 
-    /// Admits the one whose announcement was taken last, with this as its first message.
-    void admit(std::string_view firstMessage);
+    /// Admits the one whose announcement was taken last; nothing else may be done in between. Its
+    /// first message is `address` and `body` together. No address begins with another that was ever
+    /// given, with what everybody's messages begin with, or the other way round.
+    void admit(std::string_view address, std::string_view body);
 
     /// Sends one message, `head` and `body` together, to all who are admitted.
     Delivery publish(std::string_view head, std::string_view body);

@@ -40,9 +40,16 @@ Frame serialise(const google::protobuf::Message& message) {
     return frame;
 }
 
-Frame frameOf(std::string_view bytes) {
-    Frame frame = frameOfSize(bytes.size());
-    std::copy(bytes.begin(), bytes.end(), static_cast<char*>(frame.data()));
+Frame frameOf(std::initializer_list<std::string_view> parts) {
+    std::size_t size = 0;
+    for (const auto part : parts) {
+        size += part.size();
+    }
+    Frame frame = frameOfSize(size);
+    auto* end = static_cast<char*>(frame.data());
+    for (const auto part : parts) {
+        end = std::copy(part.begin(), part.end(), end);
+    }
     return frame;
 }
 

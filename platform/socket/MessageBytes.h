@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
@@ -16,7 +17,7 @@ namespace tarn::socket {
 /// what is larger than `largestMessage` when sent, larger than `maxBytes` when received, or does
 /// not parse.
 Frame serialise(const google::protobuf::Message& message);
-Frame frameOf(std::string_view bytes);
+Frame frameOf(std::initializer_list<std::string_view> parts);
 void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes);
 std::string bytesOf(Frame& frame, std::uint32_t maxBytes);
 

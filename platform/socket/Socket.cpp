@@ -97,8 +97,12 @@ void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t m
 }
 
 void Socket::sendBytes(std::string_view bytes) {
+    sendParts({bytes});
+}
+
+void Socket::sendParts(std::initializer_list<std::string_view> parts) {
     impl->checkDirection(sends, "send");
-    impl->named([&] { impl->send(frameOf(bytes)); });
+    impl->named([&] { impl->send(frameOf(parts)); });
 }
 
 std::string Socket::receiveBytes(std::uint32_t maxBytes) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -81,6 +82,8 @@ class Socket {
 
     /// The same for a message that is serialised already, or that is not looked into here.
     void sendBytes(std::string_view bytes);
+    /// The parts together are one message.
+    void sendParts(std::initializer_list<std::string_view> parts);
     std::string receiveBytes(std::uint32_t maxBytes);
 
     /// Closes; never hangs. Safe to call twice. The socket may be created again.

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "platform/storage_client/Failure.h"
+#include "platform/storage_client/Stream.h"
+#include "platform/storage_client/TrackDescriptions.h"
+
+namespace tarn::proto::storage_wire {
+class Request;
+class Answer;
+}  // namespace tarn::proto::storage_wire
+
+namespace tarn::storage_client {
+
+/// Asks a server over a connected socket. After a failure of the connection or a time-out it is of
+/// no further use: every later call fails.
+class Connection {
+  public:
+    using Request = tarn::proto::storage_wire::Request;
+    using Answer = tarn::proto::storage_wire::Answer;
+    using Milliseconds = std::chrono::milliseconds;
+
+    /// Greets. `timeOut` bounds that and every later exchange.
+    Connection(std::unique_ptr<Stream> stream, Milliseconds timeOut);
+
+    /// One request and its answer. Throws Failure, also for an answer that tells of one.
+    Answer ask(const Request& request);
+
+    // The halves of it, for who sends requests ahead. A payload goes with a request as it lies.
+    struct Part {
+        const void* bytes;
+        std::size_t size;
+    };
+    void send(const Request& request);
+    void send(const Request& request, const Part* payload, std::size_t parts);
+    /// The next answer, whatever it tells; the length of the payload that follows it.
+    std::size_t receive(Answer& answer);
+    void receivePayload(char* bytes, std::size_t size);
+    /// False when nothing has come before the time-out.
+    bool waitForAnswer(Milliseconds timeOut);
+
+    /// From another thread: what is waited for fails, now and later.
+    void interrupt() const { stream->interrupt(); }
+
+    Milliseconds timeOut() const { return bound; }
+    /// From now on only one worker uses it. Throws when another does already.
+    void reserveForWorker();
+    TrackDescriptions& descriptions() { return known; }
+
+  private:
+    void greet();
+    void checkUsable() const;
+    template <typename Exchange>
+    auto bounded(Exchange exchange);
+
+    const std::unique_ptr<Stream> stream;
+    const Milliseconds bound;
+    enum class State { Open, WorkersOnly, Broken } state = State::Open;
+    TrackDescriptions known;
+};
+
+/// Throws the Failure that the answer tells of, if it does.
+void checkAnswer(const Connection::Answer& answer);
+
+}  // namespace tarn::storage_client
+
+struct tarn_storage_connection {
+    tarn::storage_client::Connection connection;
+};
+
+namespace tarn::storage_client {
+
+/// The object behind a handle; throws Failure for a null one.
+inline Connection& checked(tarn_storage_connection* handle) {
+    if (handle == nullptr) {
+        throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no connection");
+    }
+    return handle->connection;
+}
+
+}  // namespace tarn::storage_client

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <sys/uio.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "platform/socket/Deadline.h"
+#include "platform/socket/Descriptor.h"
+
+namespace tarn::storage_client {
+
+using tarn::socket::Deadline;
+using tarn::socket::Descriptor;
+
+/// A connected socket whose every wait has an end. Failures are thrown as Failure.
+class Stream {
+  public:
+    /// `descriptor` does not block and becomes the stream's; `peer` names the server in messages.
+    Stream(int descriptor, std::string peer);
+
+    /// All of the parts; their fields are used up.
+    void send(std::vector<iovec> parts, const Deadline& deadline);
+    /// Exactly `size` bytes.
+    void receive(char* bytes, std::size_t size, const Deadline& deadline);
+    /// Whether something is there to receive (or the peer is gone) before the deadline.
+    bool waitForInput(const Deadline& deadline);
+
+    /// From any thread: everything fails from now on, also what another thread waits for.
+    void interrupt() const;
+
+    const std::string& peer() const { return peerName; }
+
+  private:
+    bool waitFor(short events, const Deadline& deadline);
+    [[noreturn]] void failTimeout() const;
+    [[noreturn]] void failConnection(const std::string& reason) const;
+
+    const Descriptor descriptor;
+    const std::string peerName;
+};
+
+}  // namespace tarn::storage_client

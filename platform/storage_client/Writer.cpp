@@ -1,0 +1,146 @@
+#include <algorithm>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/storage_client/Connection.h"
+#include "platform/storage_client/ErrorObject.h"
+#include "platform/storage_client/Worker.h"
+#include "platform/storage_wire/MessageHeader.h"
+#include "proto/storage_wire.pb.h"
+
+namespace {
+
+using namespace tarn::storage_client;
+
+// Frames on their way at a time: enough for the server never to wait for the next one.
+constexpr std::size_t window = 8;
+
+}  // namespace
+
+struct tarn_storage_writer {
+    tarn_storage_writer(Connection& connection, std::int64_t track, const char* name)
+        : connection(connection) {
+        Connection::Request request;
+        request.set_type(Connection::Request::ATTACH_WRITER);
+        const auto answer = attachWorker(connection, request, track, name);
+        size = answer.track(0).size();
+        hasNewest = answer.track(0).has_newest();
+        newest = answer.track(0).newest();
+        endAtStart = hasNewest ? newest : -1;
+        connection.reserveForWorker();
+    }
+
+    void write(std::int64_t timePoint, const std::vector<Connection::Part>& parts) {
+        check(timePoint, parts);
+        takeAnswers();
+        Connection::Request request;
+        request.set_type(Connection::Request::WRITE);
+        request.set_time_point(timePoint);
+        connection.send(request, parts.data(), parts.size());
+        ++unanswered;
+        hasNewest = true;
+        newest = timePoint;
+    }
+
+    void flush() {
+        while (unanswered > 0) {
+            takeAnswer();
+        }
+    }
+
+    std::int64_t endAtStart = -1;
+
+  private:
+    void check(std::int64_t timePoint, const std::vector<Connection::Part>& parts) const {
+        std::uint64_t bytes = 0;
+        for (const auto& part : parts) {
+            bytes += part.size;
+        }
+        if (bytes > std::min<std::uint64_t>(size, tarn::storage_wire::largestPayload)) {
+            throw Failure(TARN_STORAGE_ERROR_ARGUMENT,
+                          "A frame of " + std::to_string(bytes) + " bytes is too large: the ring " +
+                              "has " + std::to_string(size) + ", and a frame has at most " +
+                              std::to_string(tarn::storage_wire::largestPayload));
+        }
+        if (hasNewest && timePoint <= newest) {
+            throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "Time point " + std::to_string(timePoint) +
+                                                           " does not come after " +
+                                                           std::to_string(newest));
+        }
+    }
+
+    // Those that are there, and as many as it takes to stay within the window.
+    void takeAnswers() {
+        while (unanswered >= window ||
+               (unanswered > 0 && connection.waitForAnswer(std::chrono::milliseconds(0)))) {
+            takeAnswer();
+        }
+    }
+
+    void takeAnswer() {
+        Connection::Answer answer;
+        connection.receive(answer);
+        checkAnswer(answer);
+        --unanswered;
+    }
+
+    Connection& connection;
+    std::uint64_t size = 0;
+    bool hasNewest = false;
+    std::int64_t newest = 0;
+    std::size_t unanswered = 0;
+};
+
+namespace {
+
+tarn_storage_writer& checkedWriter(tarn_storage_writer* writer) {
+    if (writer == nullptr) {
+        throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no writer");
+    }
+    return *writer;
+}
+
+}  // namespace
+
+tarn_storage_writer* tarn_storage_writer_create(tarn_storage_connection* connection,
+                                                int64_t track_id, const char* worker_name,
+                                                tarn_storage_error* error) {
+    return guarded<tarn_storage_writer*>(error, nullptr, [&] {
+        return new tarn_storage_writer(checked(connection), track_id, worker_name);
+    });
+}
+
+void tarn_storage_writer_destroy(tarn_storage_writer* writer) {
+    delete writer;
+}
+
+int64_t tarn_storage_writer_get_end_at_start(const tarn_storage_writer* writer) {
+    return writer->endAtStart;
+}
+
+int tarn_storage_writer_write(tarn_storage_writer* writer, int64_t time_point, const void* data,
+                              size_t size, tarn_storage_error* error) {
+    const tarn_storage_part part{.data = data, .size = size};
+    return tarn_storage_writer_write_parts(writer, time_point, &part, 1, error);
+}
+
+int tarn_storage_writer_write_parts(tarn_storage_writer* writer, int64_t time_point,
+                                    const tarn_storage_part* parts, size_t count,
+                                    tarn_storage_error* error) {
+    return guarded(error, -1, [&] {
+        std::vector<Connection::Part> pieces;
+        for (std::size_t i = 0; i < count; ++i) {
+            pieces.push_back({.bytes = parts[i].data, .size = parts[i].size});
+        }
+        checkedWriter(writer).write(time_point, pieces);
+        return 0;
+    });
+}
+
+int tarn_storage_writer_flush(tarn_storage_writer* writer, tarn_storage_error* error) {
+    return guarded(error, -1, [&] {
+        checkedWriter(writer).flush();
+        return 0;
+    });
+}
