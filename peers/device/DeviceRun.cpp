@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "peers/device/DeviceServer.h"
-#include "peers/device/StopSignals.h"
+#include "peers/process/StopSignals.h"
 
 namespace tarn::peers {
 

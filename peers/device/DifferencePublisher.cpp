@@ -23,9 +23,7 @@ void DifferencePublisher::described(const State& state, Time now) {
 }
 
 void DifferencePublisher::pinged() {
-    if (phase == Phase::Settling) {
-        phase = Phase::Following;
-    }
+    phase = Phase::Following;
 }
 
 void DifferencePublisher::update(const State& state, Time now) {

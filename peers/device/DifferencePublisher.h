@@ -18,7 +18,7 @@ class EventChannel;
 /// Sends the changes of a device as events: whoever was given its description and applies the
 /// events that follow holds the device's state.
 ///
-/// Descriptions and events take different ways to the service, so three things must not happen:
+/// Descriptions and events take different ways to the service, so four things must not happen:
 ///  - A change between the last event and a description is told to nobody else. The state that was
 ///    told last, by either, is therefore the reference of the next difference; and when a
 ///    description tells what no event did (several may ask, and older events may still be on their
@@ -26,6 +26,9 @@ class EventChannel;
 ///  - An event overtakes the description that it is a change of, and is undone by it. Events wait
 ///    until the description has surely arrived: until the next ping, or for `settlingTime`.
 ///  - An event that could not be sent is forgotten. The reference stays what it was.
+///  - A device that was away so shortly that the service did not notice stays what it was before:
+///    who pings without ever having asked for a description has that of an earlier life, and is
+///    told of the whole device.
 ///
 /// One thread at a time: describing and sending must not overlap.
 class DifferencePublisher {
@@ -39,7 +42,8 @@ class DifferencePublisher {
     /// `state` is being told in full, as an answer.
     void described(const State& state, Time now);
 
-    /// Who asked for the description has it in use.
+    /// Who pings has a description in use. Where nobody asked for one, it is that of an earlier
+    /// life, and the next event is the whole device.
     void pinged();
 
     /// Sends what differs from what was told last. A failure is logged.

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace google::protobuf {
 class MessageLite;

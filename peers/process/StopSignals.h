@@ -1,6 +1,6 @@
 #pragma once
 
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace tarn::peers {
 
@@ -14,6 +14,9 @@ class StopSignals {
     /// Readable from the first signal on.
     int descriptor() const { return signals.get(); }
     bool isRaised() const;
+
+    /// Whether one has come since the last time; the descriptor is readable again at the next.
+    bool take();
 
   private:
     FileDescriptor signals;

@@ -1,4 +1,4 @@
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 #include <unistd.h>
 

@@ -1,9 +1,10 @@
-#include "peers/device/StopSignals.h"
+#include "peers/process/StopSignals.h"
 
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/signalfd.h>
+#include <unistd.h>
 
 namespace tarn::peers {
 
@@ -25,6 +26,15 @@ StopSignals::StopSignals() : signals(takeStopSignals()) {}
 bool StopSignals::isRaised() const {
     pollfd raised{.fd = signals.get(), .events = POLLIN, .revents = 0};
     return ::poll(&raised, 1, 0) == 1;
+}
+
+bool StopSignals::take() {
+    bool any = false;
+    signalfd_siginfo signal{};
+    while (::read(signals.get(), &signal, sizeof signal) == sizeof signal) {
+        any = true;
+    }
+    return any;
 }
 
 }  // namespace tarn::peers
