@@ -1,0 +1,207 @@
+#include "peers/loop_storage/Catalogue.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <limits>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "peers/loop_storage/DiskFile.h"
+#include "peers/loop_storage/StorageError.h"
+#include "platform/utils/Log.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr auto trackKind = "track-";
+constexpr auto makingKind = "making-";
+constexpr auto removedKind = "removed-";
+constexpr auto lastIdName = "last-id";
+constexpr std::size_t longestId = 20;
+
+/// The id at the end of a folder's name; nothing for another name.
+std::optional<std::int64_t> idOf(const std::string& name, std::string_view kind) {
+    if (!name.starts_with(kind)) {
+        return std::nullopt;
+    }
+    std::int64_t id = -1;
+    const char* const end = name.data() + name.size();
+    const auto result = std::from_chars(name.data() + kind.size(), end, id);
+    const bool isId = result.ec == std::errc() && result.ptr == end && id >= 0 &&
+                      name == std::string(kind) + std::to_string(id);
+    return isId ? std::optional(id) : std::nullopt;
+}
+
+FileDescriptor lockDirectory(const std::filesystem::path& directory) {
+    if (::mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) {
+        throw std::system_error(errno, std::generic_category(),
+                                "Cannot make directory " + directory.string());
+    }
+    const auto path = directory / "lock";
+    const int number = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (number < 0) {
+        throw std::system_error(errno, std::generic_category(), "Cannot open " + path.string());
+    }
+    FileDescriptor file(number);
+    if (::flock(number, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EWOULDBLOCK) {
+            throw std::runtime_error("Another server uses directory " + directory.string());
+        }
+        throw std::system_error(errno, std::generic_category(), "Cannot lock " + path.string());
+    }
+    return file;
+}
+
+std::uint64_t bytesIn(const std::filesystem::path& folder) {
+    std::uint64_t bytes = 0;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        const auto size = entry.file_size(ignored);
+        bytes += ignored ? 0 : size;
+    }
+    return bytes;
+}
+
+}  // namespace
+
+Catalogue::Catalogue(std::filesystem::path directory, std::optional<std::uint64_t> capacity,
+                     const BootId& boot)
+    : directory(std::move(directory)),
+      capacity(capacity),
+      boot(boot),
+      lock(lockDirectory(this->directory)) {
+    removeRemains();
+    readLastId();
+    openTracks();
+}
+
+std::filesystem::path Catalogue::folderOf(const char* kind, std::int64_t id) const {
+    return directory / (kind + std::to_string(id));
+}
+
+void Catalogue::removeRemains() {
+    std::vector<std::filesystem::path> remains;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        const auto name = entry.path().filename().string();
+        const auto removed = idOf(name, removedKind);
+        if (removed || idOf(name, makingKind)) {
+            remains.push_back(entry.path());
+            lastId = std::max(lastId, removed.value_or(-1));
+        }
+    }
+    for (const auto& folder : remains) {
+        utils::logInfo("Removed what was left in " + folder.string());
+        std::filesystem::remove_all(folder);
+    }
+}
+
+void Catalogue::readLastId() {
+    const auto path = directory / lastIdName;
+    if (!std::filesystem::exists(path)) {
+        return;
+    }
+    const auto text = readSmallFile(path, longestId);
+    std::int64_t id = -1;
+    if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
+        lastId = std::max(lastId, id);
+    } else {
+        utils::logWarning(path.string() +
+                          " is damaged: ids of tracks that are gone may come again");
+    }
+}
+
+void Catalogue::openTracks() {
+    std::map<std::int64_t, std::filesystem::path> found;
+    for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+        if (const auto id = idOf(entry.path().filename().string(), trackKind)) {
+            found.emplace(*id, entry.path());
+        }
+    }
+    for (const auto& [id, folder] : found) {
+        lastId = std::max(lastId, id);
+        openTrack(folder, id);
+    }
+}
+
+void Catalogue::openTrack(const std::filesystem::path& folder, std::int64_t id) {
+    try {
+        const auto track = std::make_shared<Track>(folder, id, boot);
+        for (const auto& note : track->notes()) {
+            utils::logWarning("Track " + std::to_string(id) + ": " + note);
+        }
+        tracks.emplace(id, track);
+    } catch (const std::exception& failure) {
+        unusable += bytesIn(folder);
+        utils::logError("Track " + std::to_string(id) + " cannot be opened: " + failure.what());
+    }
+}
+
+std::vector<std::int64_t> Catalogue::ids() const {
+    const std::lock_guard guard(mutex);
+    std::vector<std::int64_t> list;
+    list.reserve(tracks.size());
+    for (const auto& [id, track] : tracks) {
+        list.push_back(id);
+    }
+    return list;
+}
+
+std::vector<std::shared_ptr<Track>> Catalogue::all() const {
+    const std::lock_guard guard(mutex);
+    std::vector<std::shared_ptr<Track>> list;
+    list.reserve(tracks.size());
+    for (const auto& [id, track] : tracks) {
+        list.push_back(track);
+    }
+    return list;
+}
+
+std::shared_ptr<Track> Catalogue::find(std::int64_t id) const {
+    const std::lock_guard guard(mutex);
+    const auto found = tracks.find(id);
+    return found == tracks.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<Track> Catalogue::get(std::int64_t id) const {
+    auto track = find(id);
+    if (!track) {
+        throw StorageError(TARN_STORAGE_ERROR_NOT_FOUND, "There is no track " + std::to_string(id));
+    }
+    return track;
+}
+
+std::int64_t Catalogue::remainingSpace() const {
+    struct statvfs disk {};
+    if (::statvfs(directory.c_str(), &disk) != 0) {
+        throw std::system_error(errno, std::generic_category(),
+                                "Cannot look at the disk of " + directory.string());
+    }
+    auto remaining = static_cast<std::uint64_t>(disk.f_bavail) * disk.f_frsize;
+    if (capacity) {
+        std::uint64_t taken = unusable;
+        for (const auto& track : all()) {
+            taken += track->size();
+        }
+        remaining = std::min(remaining, *capacity > taken ? *capacity - taken : 0);
+    }
+    return static_cast<std::int64_t>(remaining);
+}
+
+void Catalogue::checkSpace(std::uint64_t growth) const {
+    const auto remaining = static_cast<std::uint64_t>(remainingSpace());
+    if (growth > remaining) {
+        throw StorageError(TARN_STORAGE_ERROR_NO_SPACE, std::to_string(growth) +
+                                                            " bytes are wanted and " +
+                                                            std::to_string(remaining) + " remain");
+    }
+}
+
+}  // namespace tarn::peers::loop_storage

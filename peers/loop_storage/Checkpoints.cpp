@@ -1,0 +1,55 @@
+#include "peers/loop_storage/Checkpoints.h"
+
+#include <chrono>
+#include <string>
+
+#include "peers/loop_storage/Catalogue.h"
+#include "platform/utils/Log.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr auto lookEvery = std::chrono::milliseconds(100);
+constexpr int looksBetween = 20;
+
+void checkpoint(Track& track, Track::Need need) {
+    try {
+        track.checkpointIfNeeded(need);
+    } catch (const std::exception& failure) {
+        utils::logError("Track " + std::to_string(track.id()) + ": " + failure.what());
+    }
+}
+
+}  // namespace
+
+Checkpoints::Checkpoints(Catalogue& catalogue) : catalogue(catalogue), thread([this] { run(); }) {}
+
+Checkpoints::~Checkpoints() {
+    {
+        const std::lock_guard lock(mutex);
+        mustEnd = true;
+    }
+    changed.notify_all();
+    thread.join();
+}
+
+void Checkpoints::run() {
+    std::unique_lock lock(mutex);
+    for (int looks = 1; !changed.wait_for(lock, lookEvery, [this] { return mustEnd; }); ++looks) {
+        lock.unlock();
+        look(looks % looksBetween == 0);
+        lock.lock();
+    }
+}
+
+void Checkpoints::look(bool isTime) {
+    for (const auto& track : catalogue.all()) {
+        checkpoint(*track, Track::Need::Urgent);
+        if (isTime) {
+            checkpoint(*track, Track::Need::Committed);
+        }
+    }
+}
+
+}  // namespace tarn::peers::loop_storage

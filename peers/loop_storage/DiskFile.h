@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+#include "peers/process/FileDescriptor.h"
+
+namespace tarn::peers::loop_storage {
+
+/// An open file that is read and written at offsets. Reading and writing from several threads at
+/// once is fine. Everything throws std::system_error that names the file.
+class DiskFile {
+  public:
+    enum class Mode { CreateNew, Existing };
+
+    DiskFile(std::filesystem::path path, Mode mode);
+
+    void writeAt(std::uint64_t offset, const void* bytes, std::size_t size) const;
+    /// All of it; also throws where the file ends before.
+    void readAt(std::uint64_t offset, void* bytes, std::size_t size) const;
+
+    /// Makes the file `size` bytes long, with disk space for each of them. In steps: between two
+    /// of them `check` may throw.
+    void allocate(std::uint64_t size, const std::function<void()>& check) const;
+    void truncate(std::uint64_t size) const;
+    /// Its bytes are on the disk afterwards.
+    void sync() const;
+    std::uint64_t size() const;
+
+    const std::filesystem::path& path() const { return filePath; }
+
+  private:
+    [[noreturn]] void fail(int error, const char* action) const;
+
+    std::filesystem::path filePath;
+    FileDescriptor descriptor;
+};
+
+/// What was created, renamed or removed in this folder is on the disk afterwards.
+void syncFolder(const std::filesystem::path& folder);
+
+/// The content of a small file, at most `limit` bytes; throws std::system_error.
+std::string readSmallFile(const std::filesystem::path& path, std::size_t limit);
+
+/// Replaces the file, or makes it: after a crash it is the old one or the new one, whole.
+void replaceFile(const std::filesystem::path& path, const std::string& content);
+
+}  // namespace tarn::peers::loop_storage

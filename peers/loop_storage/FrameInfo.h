@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tarn::peers::loop_storage {
+
+/// One frame of a track.
+struct FrameInfo {
+    std::uint64_t sequence = 0;  ///< grows by one from frame to frame, for the track's whole life
+    std::int64_t timePoint = 0;  ///< grows too, by what the writer likes
+    /// Where it begins. Positions grow for ever; in the data file they are taken modulo its size.
+    std::uint64_t position = 0;
+    std::uint64_t size = 0;
+
+    std::uint64_t end() const { return position + size; }
+    bool operator==(const FrameInfo&) const = default;
+};
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+namespace tarn::peers::loop_storage {
+
+struct TcpAddress {
+    std::string host;
+    std::uint16_t port = 0;
+};
+
+struct LoopStorageOptions {
+    std::filesystem::path directory;
+    std::optional<TcpAddress> tcp;
+    std::string unixPath;                   ///< empty: none
+    std::optional<std::uint64_t> capacity;  ///< bytes; without it the disk alone limits
+    std::chrono::milliseconds clientTimeOut{10'000};
+};
+
+/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed.
+std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* const* argv,
+                                                          int& exitStatus);
+
+}  // namespace tarn::peers::loop_storage

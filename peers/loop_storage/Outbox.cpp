@@ -1,0 +1,37 @@
+#include "peers/loop_storage/Outbox.h"
+
+#include <utility>
+
+namespace tarn::peers::loop_storage {
+
+void Outbox::add(std::string message, std::vector<char> payload) {
+    waiting.push_back({.message = std::move(message), .payload = std::move(payload)});
+}
+
+std::vector<boost::asio::const_buffer> Outbox::begin() {
+    underWay.swap(waiting);
+    std::vector<boost::asio::const_buffer> parts;
+    parts.reserve(2 * underWay.size());
+    for (const auto& item : underWay) {
+        parts.push_back(boost::asio::buffer(item.message));
+        if (!item.payload.empty()) {
+            parts.push_back(boost::asio::buffer(item.payload));
+        }
+    }
+    return parts;
+}
+
+void Outbox::finish() {
+    for (auto& item : underWay) {
+        if (item.payload.capacity() > spare.capacity()) {
+            spare = std::move(item.payload);
+        }
+    }
+    underWay.clear();
+}
+
+std::vector<char> Outbox::takeSpare() {
+    return std::exchange(spare, {});
+}
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <boost/asio/buffer.hpp>
+#include <cstddef>
+#include <deque>
+#include <string>
+#include <vector>
+
+namespace tarn::peers::loop_storage {
+
+/// What is to be sent to one client, in order; all that waits goes in one sending.
+class Outbox {
+  public:
+    void add(std::string message, std::vector<char> payload);
+
+    /// What there is, as one sequence, until `finish`. Not while a sending is under way.
+    std::vector<boost::asio::const_buffer> begin();
+    void finish();
+
+    bool isSending() const { return !underWay.empty(); }
+    bool isEmpty() const { return waiting.empty(); }
+    std::size_t size() const { return waiting.size() + underWay.size(); }
+
+    /// Memory of a payload that was sent, to be used again.
+    std::vector<char> takeSpare();
+
+  private:
+    struct Item {
+        std::string message;
+        std::vector<char> payload;
+    };
+    std::deque<Item> waiting;
+    std::deque<Item> underWay;
+    std::vector<char> spare;
+};
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,91 @@
+#include "peers/loop_storage/PropertyFile.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "peers/loop_storage/Checksum.h"
+#include "peers/loop_storage/DiskFile.h"
+#include "peers/loop_storage/StorageError.h"
+#include "platform/utils/Printable.h"
+#include "proto/storage_wire.pb.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr std::size_t longestName = 256;
+constexpr std::size_t longestValue = 64U << 10U;
+constexpr std::size_t longestTogether = 256U << 10U;
+constexpr std::size_t largestFile = 2 * longestTogether;
+constexpr std::size_t checksumSize = sizeof(std::uint32_t);
+
+[[noreturn]] void refuse(const std::string& message) {
+    throw StorageError(TARN_STORAGE_ERROR_ARGUMENT, message);
+}
+
+void checkName(const std::string& name) {
+    if (name.empty() || name.size() > longestName || name.find('\0') != std::string::npos) {
+        refuse("A property's name has 1 to " + std::to_string(longestName) +
+               " bytes and no zero among them, not " + std::to_string(name.size()) + ": " +
+               utils::quotedText(name));
+    }
+}
+
+void checkValue(const std::string& name, const std::string& value) {
+    if (value.size() > longestValue || value.find('\0') != std::string::npos) {
+        refuse("The value of property " + utils::quotedText(name) + " has " +
+               std::to_string(value.size()) + " bytes: at most " + std::to_string(longestValue) +
+               ", and no zero among them");
+    }
+}
+
+}  // namespace
+
+void checkProperties(const Properties& properties) {
+    std::size_t together = 0;
+    for (const auto& [name, value] : properties) {
+        checkName(name);
+        checkValue(name, value);
+        together += name.size() + value.size();
+    }
+    if (together > longestTogether) {
+        refuse("The track's properties would have " + std::to_string(together) +
+               " bytes: at most " + std::to_string(longestTogether));
+    }
+}
+
+Properties readProperties(const std::filesystem::path& path) {
+    Properties properties;
+    if (!std::filesystem::exists(path)) {
+        return properties;
+    }
+    const auto content = readSmallFile(path, largestFile);
+    std::uint32_t sum = 0;
+    content.copy(static_cast<char*>(static_cast<void*>(&sum)), checksumSize);
+    proto::storage_wire::Track track;
+    if (content.size() < checksumSize ||
+        sum != checksum(content.data() + checksumSize, content.size() - checksumSize) ||
+        !track.ParseFromString(content.substr(checksumSize))) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is damaged");
+    }
+    for (const auto& property : track.property()) {
+        properties[property.name()] = property.value();
+    }
+    return properties;
+}
+
+void writeProperties(const std::filesystem::path& path, const Properties& properties) {
+    proto::storage_wire::Track track;
+    for (const auto& [name, value] : properties) {
+        auto* const property = track.add_property();
+        property->set_name(name);
+        property->set_value(value);
+    }
+    const auto message = track.SerializeAsString();
+    const auto sum = checksum(message.data(), message.size());
+    std::string content(checksumSize, '\0');
+    std::memcpy(content.data(), &sum, checksumSize);
+    replaceFile(path, content + message);
+}
+
+}  // namespace tarn::peers::loop_storage

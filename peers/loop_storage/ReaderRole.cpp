@@ -1,0 +1,84 @@
+#include "peers/loop_storage/ReaderRole.h"
+
+#include <string>
+#include <utility>
+
+#include "peers/loop_storage/StorageError.h"
+#include "platform/storage_wire/MessageParser.h"
+#include "proto/storage_wire.pb.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr unsigned mostAsked = 16;
+
+std::string textFor(const Track::Reading& reading) {
+    return reading.oldest
+               ? "The ring has gone over what was to be read: its oldest time point is " +
+                     std::to_string(*reading.oldest)
+               : "What was to be read is gone, and the track is empty";
+}
+
+}  // namespace
+
+ReaderRole::ReaderRole(std::shared_ptr<Attachment> held, Track::Origin origin,
+                       std::int64_t timePoint)
+    : attachment(std::move(held)),
+      from(origin == Track::Origin::TimePoint ? std::optional(timePoint) : std::nullopt),
+      sequence(attachment->track().begin(origin, timePoint)) {}
+
+ReaderRole::~ReaderRole() {
+    if (call != 0) {
+        attachment->track().callOff(call);
+    }
+}
+
+void ReaderRole::ask() {
+    if (asked >= mostAsked) {
+        throw storage_wire::WireError("More than " + std::to_string(mostAsked) +
+                                      " frames are asked for at once");
+    }
+    ++asked;
+}
+
+std::optional<ReaderRole::Answer> ReaderRole::next(std::vector<char>& payload) {
+    while (asked > 0) {
+        const auto reading = attachment->track().read(sequence, payload);
+        if (reading.result == Track::ReadResult::NoneYet) {
+            break;
+        }
+        sequence = reading.next;
+        if (auto answer = answerTo(reading)) {
+            --asked;
+            return answer;
+        }
+    }
+    return std::nullopt;
+}
+
+// Nothing for a frame that comes before the time point to begin at, which lay in the future then.
+std::optional<ReaderRole::Answer> ReaderRole::answerTo(const Track::Reading& reading) {
+    Answer answer;
+    if (reading.result == Track::ReadResult::Overtaken) {
+        answer.set_error(TARN_STORAGE_ERROR_OVERTAKEN);
+        answer.set_message(textFor(reading));
+        if (reading.oldest) {
+            answer.set_time_point(*reading.oldest);
+        }
+        return answer;
+    }
+    if (from && reading.frame.timePoint < *from) {
+        return std::nullopt;
+    }
+    answer.set_time_point(reading.frame.timePoint);
+    return answer;
+}
+
+void ReaderRole::callWhenReadable(std::function<void()> callback) {
+    if (asked > 0 && call == 0) {
+        call = attachment->track().callWhenReadable(sequence, std::move(callback));
+    }
+}
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "peers/loop_storage/Storage.h"
+
+namespace tarn::proto::storage_wire {
+class Answer;
+}
+
+namespace tarn::peers::loop_storage {
+
+/// A client that reads a track, one frame for each that it asked for.
+class ReaderRole {
+  public:
+    using Answer = tarn::proto::storage_wire::Answer;
+
+    ReaderRole(std::shared_ptr<Attachment> attachment, Track::Origin origin,
+               std::int64_t timePoint);
+    ~ReaderRole();
+    ReaderRole(const ReaderRole&) = delete;
+    ReaderRole& operator=(const ReaderRole&) = delete;
+
+    /// One more is asked for. Throws WireError for one too many.
+    void ask();
+
+    /// The next thing to tell the reader, when it has asked and there is something; the frame's
+    /// bytes into `payload`.
+    std::optional<Answer> next(std::vector<char>& payload);
+
+    /// Calls back, from any thread, when `next` may have something; once, and not at all when
+    /// nothing is asked for or a call is awaited already.
+    void callWhenReadable(std::function<void()> callback);
+    /// To be told that it has been called.
+    void called() { call = 0; }
+
+  private:
+    std::optional<Answer> answerTo(const Track::Reading& reading);
+
+    const std::shared_ptr<Attachment> attachment;
+    const std::optional<std::int64_t> from;
+    std::uint64_t sequence;
+    unsigned asked = 0;
+    std::uint64_t call = 0;
+};
+
+}  // namespace tarn::peers::loop_storage

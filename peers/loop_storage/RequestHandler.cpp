@@ -1,0 +1,174 @@
+#include "peers/loop_storage/RequestHandler.h"
+
+#include "peers/loop_storage/StorageError.h"
+#include "platform/utils/Printable.h"
+#include "proto/storage_wire.pb.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr int mostDescriptions = 64;
+
+[[noreturn]] void refuse(const std::string& message) {
+    throw StorageError(TARN_STORAGE_ERROR_ARGUMENT, message);
+}
+
+std::int64_t trackOf(const Request& request) {
+    if (request.track_id_size() != 1) {
+        refuse("The request names " + std::to_string(request.track_id_size()) +
+               " tracks instead of one");
+    }
+    return request.track_id(0);
+}
+
+int kindNumber(Track::WorkerKind kind) {
+    return kind == Track::WorkerKind::Reader ? TARN_STORAGE_WORKER_READER
+                                             : TARN_STORAGE_WORKER_WRITER;
+}
+
+Answer listWorkers(Storage& storage) {
+    Answer answer;
+    for (const auto& [id, worker] : storage.workers().all()) {
+        auto* const record = answer.add_worker();
+        record->set_id(id);
+        record->set_kind(kindNumber(worker.kind));
+        record->set_track_id(worker.track);
+        record->set_name(worker.name);
+    }
+    return answer;
+}
+
+Answer listTracks(Storage& storage) {
+    Answer answer;
+    for (const auto id : storage.catalogue().ids()) {
+        answer.add_track_id(id);
+    }
+    return answer;
+}
+
+void describe(const Track& track, tarn::proto::storage_wire::Track& record) {
+    const auto description = track.describe();
+    record.set_id(track.id());
+    record.set_size(description.size);
+    if (description.oldest) {
+        record.set_oldest(*description.oldest);
+        record.set_newest(*description.newest);
+    }
+    for (const auto& [name, value] : description.properties) {
+        auto* const property = record.add_property();
+        property->set_name(name);
+        property->set_value(value);
+    }
+}
+
+Answer describeTracks(Storage& storage, const Request& request) {
+    if (request.track_id_size() > mostDescriptions) {
+        refuse("At most " + std::to_string(mostDescriptions) + " tracks are described at once");
+    }
+    Answer answer;
+    for (const auto id : request.track_id()) {
+        if (const auto track = storage.catalogue().find(id)) {
+            describe(*track, *answer.add_track());
+        }
+    }
+    return answer;
+}
+
+Answer remainingSpace(Storage& storage) {
+    Answer answer;
+    answer.set_value(storage.catalogue().remainingSpace());
+    return answer;
+}
+
+Answer ticketAnswer(std::int64_t ticket) {
+    Answer answer;
+    answer.set_ticket(ticket);
+    return answer;
+}
+
+Answer resize(Storage& storage, const Request& request) {
+    return ticketAnswer(storage.resize(trackOf(request), request.size()));
+}
+
+Answer destroy(Storage& storage, const Request& request) {
+    return ticketAnswer(storage.destroy(trackOf(request)));
+}
+
+// On a thread that may wait for the disk; a failure is the answer.
+void answerSoon(Storage& storage, const Answered& answered, std::function<void()> work) {
+    storage.runSoon([answered, work = std::move(work)] {
+        try {
+            work();
+            answered(Answer());
+        } catch (const std::exception& failure) {
+            answered(failureAnswer(failure));
+        }
+    });
+}
+
+void clear(Storage& storage, const Request& request, const Answered& answered) {
+    answerSoon(storage, answered,
+               [track = storage.catalogue().get(trackOf(request))] { track->clear(); });
+}
+
+void setProperties(Storage& storage, const Request& request, const Answered& answered) {
+    Properties changes;
+    for (const auto& property : request.property()) {
+        changes[property.name()] = property.value();
+    }
+    checkProperties(changes);
+    answerSoon(storage, answered,
+               [track = storage.catalogue().get(trackOf(request)), changes = std::move(changes)] {
+                   track->setProperties(changes);
+               });
+}
+
+void removeProperties(Storage& storage, const Request& request, const Answered& answered) {
+    std::vector<std::string> names;
+    for (const auto& property : request.property()) {
+        names.push_back(property.name());
+    }
+    answerSoon(storage, answered,
+               [track = storage.catalogue().get(trackOf(request)), names = std::move(names)] {
+                   track->removeProperties(names);
+               });
+}
+
+}  // namespace
+
+Answer failureAnswer(const std::exception& failure) {
+    Answer answer;
+    answer.set_error(typeOf(failure));
+    answer.set_message(failure.what());
+    return answer;
+}
+
+void handleRequest(Storage& storage, const Request& request, const Answered& answered) {
+    switch (request.type()) {
+        case Request::REMAINING_SPACE:
+            return answered(remainingSpace(storage));
+        case Request::LIST_WORKERS:
+            return answered(listWorkers(storage));
+        case Request::LIST_TRACKS:
+            return answered(listTracks(storage));
+        case Request::DESCRIBE_TRACKS:
+            return answered(describeTracks(storage, request));
+        case Request::CREATE_TRACK:
+            return answered(ticketAnswer(storage.create(request.size())));
+        case Request::RESIZE_TRACK:
+            return answered(resize(storage, request));
+        case Request::DESTROY_TRACK:
+            return answered(destroy(storage, request));
+        case Request::CLEAR_TRACK:
+            return clear(storage, request, answered);
+        case Request::SET_PROPERTIES:
+            return setProperties(storage, request, answered);
+        case Request::REMOVE_PROPERTIES:
+            return removeProperties(storage, request, answered);
+        default:
+            refuse("The server knows no request of this type");
+    }
+}
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <boost/asio/generic/stream_protocol.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "peers/loop_storage/Outbox.h"
+#include "peers/loop_storage/ReaderRole.h"
+#include "peers/loop_storage/RequestHandler.h"
+#include "peers/loop_storage/SessionLimits.h"
+#include "peers/loop_storage/Storage.h"
+#include "peers/loop_storage/WriterRole.h"
+#include "platform/storage_wire/MessageParser.h"
+
+namespace tarn::peers::loop_storage {
+
+/// One connected client. Everything but `close` runs on the socket's own strand.
+///
+///   Receiving -> Answering -> Receiving ...   a request is answered before the next one is looked
+///   at any -> Lingering -> Closed                the client was told what it did wrong any ->
+///   Closed
+///
+/// A reader's and a writer's requests are not held up by their answers; of a reader's, and of
+/// answers that the client does not take, only so many are kept.
+class Session : public std::enable_shared_from_this<Session>,
+                private storage_wire::MessageParser::Sink {
+  public:
+    using Socket = boost::asio::generic::stream_protocol::socket;
+
+    /// `onEnd` is called once, from whatever thread, when the client is gone.
+    Session(Socket socket, Storage& storage, const SessionLimits& limits,
+            std::function<void()> onEnd);
+    ~Session() override;
+
+    void start();
+    /// Any thread.
+    void close();
+
+  private:
+    using Next = storage_wire::MessageParser::Next;
+    enum class State { Receiving, Answering, Lingering, Closed };
+
+    void takeGreeting() override;
+    Next takeMessage(std::string_view message, std::uint32_t payloadSize) override;
+    Next takePayload(std::string_view piece, bool isLast) override;
+
+    void receive();
+    void received(std::size_t size);
+    void parse();
+    bool readMore();
+    void noteInput();
+    void goOn();
+
+    Next handle(const Request& request, std::uint32_t payloadSize);
+    void attach(const Request& request);
+    void attached(const std::shared_ptr<Attachment>& attachment, const Request& request);
+    void followTicket(const Request& request);
+    void answerTicket(std::int64_t ticket);
+    void answer(const Answer& answer);
+    void answerFromAnywhere(const Answer& answer);
+    void fail(const std::exception& failure);
+
+    void send(const Answer& answer, std::vector<char> payload = {});
+    void sendNext();
+    void sent();
+    void readFrames();
+
+    void watch();
+    void checkPatience();
+    void end();
+
+    Socket socket;
+    Storage& storage;
+    const SessionLimits limits;
+    std::function<void()> onEnd;
+    State state = State::Receiving;
+    storage_wire::MessageParser parser;
+    std::vector<char> input;
+    std::size_t inputBegin = 0;
+    std::size_t inputEnd = 0;
+    bool isReceiving = false;
+    Outbox outbox;
+    std::unique_ptr<ReaderRole> reader;
+    std::unique_ptr<WriterRole> writer;
+
+    using Clock = std::chrono::steady_clock;
+    boost::asio::steady_timer patience;
+    bool isWatched = false;
+    Clock::time_point lastInput = Clock::now();
+    Clock::time_point lastOutput = Clock::now();
+    boost::asio::steady_timer ticketWait;
+    std::uint64_t ticketWaits = 0;
+};
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,164 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "peers/loop_storage/BootId.h"
+#include "peers/loop_storage/FrameInfo.h"
+#include "peers/loop_storage/PropertyFile.h"
+#include "peers/loop_storage/RingIndex.h"
+
+namespace tarn::peers::loop_storage {
+
+struct IndexContent;
+struct TrackFiles;
+
+/// One track: its folder's files, and what of them is known in memory. Any thread.
+///
+///   Idle <-> Attached (any number of readers, at most one writer)
+///   Idle <-> Exclusive (is being resized or destroyed)
+///
+/// Files are open while somebody is attached.
+class Track {
+  public:
+    enum class WorkerKind { Reader, Writer };
+    enum class Origin { Oldest, Live, TimePoint };
+
+    struct Description {
+        std::uint64_t size = 0;
+        std::optional<std::int64_t> oldest;
+        std::optional<std::int64_t> newest;
+        Properties properties;
+    };
+
+    /// Makes the files of a new, empty track in an empty folder. Throws std::system_error; `check`
+    /// may stop it by throwing.
+    static void Create(const std::filesystem::path& folder, std::int64_t id, std::uint64_t size,
+                       const std::function<void()>& check);
+
+    /// Opens an existing one, mending what a crash has left. Throws StorageError,
+    /// std::system_error.
+    Track(std::filesystem::path folder, std::int64_t id, const BootId& boot);
+    ~Track();
+    Track(const Track&) = delete;
+    Track& operator=(const Track&) = delete;
+
+    std::int64_t id() const { return trackId; }
+    const std::filesystem::path& folder() const { return trackFolder; }
+    std::uint64_t size() const;
+    Description describe() const;
+
+    /// Throw StorageError, IN_USE; opening the files may also throw std::system_error. Each is
+    /// ended by its counterpart.
+    void attach(WorkerKind kind);
+    void detach(WorkerKind kind);
+    void beginExclusive(const char* purpose);
+    void endExclusive();
+
+    /// The writer's: a place for the next frame, its bytes in order, and that it is whole. Readers
+    /// never see a frame before that. Throw StorageError, std::system_error.
+    FrameInfo reserve(std::int64_t timePoint, std::uint64_t size);
+    void write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes);
+    void commit(const FrameInfo& frame);
+
+    /// The reader's. Where it begins: the sequence number of its first frame. Of a time point whose
+    /// frames are gone that is one that is gone.
+    std::uint64_t begin(Origin origin, std::int64_t timePoint) const;
+
+    enum class ReadResult { Frame, NoneYet, Overtaken };
+    struct Reading {
+        ReadResult result = ReadResult::NoneYet;
+        FrameInfo frame;                     ///< Frame
+        std::uint64_t next = 0;              ///< Frame, Overtaken: where to go on
+        std::optional<std::int64_t> oldest;  ///< Overtaken: nothing when the track is empty
+    };
+    /// What comes at this sequence number, and its bytes into `bytes`, which gets its length.
+    Reading read(std::uint64_t sequence, std::vector<char>& bytes) const;
+
+    /// Calls back once, from whatever thread, when there may be more to read than before
+    /// `sequence`; at once when there is already. A number to call it off with; whoever is being
+    /// called at that moment still is.
+    std::uint64_t callWhenReadable(std::uint64_t sequence, std::function<void()> callback);
+    void callOff(std::uint64_t call);
+
+    void clear();
+    void setProperties(const Properties& changes);
+    void removeProperties(const std::vector<std::string>& names);
+
+    /// Keeps every frame; returns the size reached. Needs beginExclusive. `check` may stop it by
+    /// throwing between two steps: the track is as before then.
+    std::uint64_t resize(std::uint64_t wanted, const std::function<void()>& check);
+
+    /// All that was committed before is on the disk afterwards, and the machine may stop.
+    void checkpoint();
+    /// The same, and that the track is not written any more: until the next checkpoint.
+    void close();
+    /// The same if the track is being written and either frames were committed since the last
+    /// checkpoint or, `Urgent`, the writer will soon have to wait for the next.
+    enum class Need { Committed, Urgent };
+    void checkpointIfNeeded(Need need);
+
+    /// Log lines of what was found when it was opened.
+    const std::vector<std::string>& notes() const { return openingNotes; }
+
+  private:
+    enum class Use { Idle, Attached, Exclusive };
+
+    void load();
+    void changeProperties(const std::function<void(Properties&)>& change);
+    void mendData(IndexContent& content) const;
+    std::filesystem::path dataPath(std::uint64_t generation) const;
+    std::filesystem::path indexPath() const;
+    std::shared_ptr<TrackFiles> openFiles() const;
+    std::shared_ptr<TrackFiles> currentFiles() const;
+    void checkpointAs(const BootId& mark);
+    bool needsCheckpoint(Need need) const;
+    std::uint64_t allowance() const;
+    void wakeReaders();
+    Reading overtaken(std::uint64_t sequence) const;
+    void removeStrangeData() const;
+    std::uint64_t sizeReached(std::uint64_t wanted) const;
+    void take(const IndexContent& content);
+    IndexContent resizedContent(std::uint64_t reached, bool inPlace) const;
+    void prepareData(const IndexContent& content, bool inPlace,
+                     const std::function<void()>& check) const;
+    void undoData(const std::filesystem::path& newData, bool inPlace) const;
+
+    const std::filesystem::path trackFolder;
+    const std::int64_t trackId;
+    const BootId boot;
+    std::vector<std::string> openingNotes;
+
+    mutable std::mutex mutex;  // guards what follows
+    std::uint64_t dataSize = 0;
+    std::uint64_t slots = 0;
+    std::uint64_t generation = 0;
+    std::optional<RingIndex> ring;
+    Properties properties;
+    Use use = Use::Idle;
+    const char* exclusivePurpose = "";
+    int readers = 0;
+    int writers = 0;
+    std::shared_ptr<TrackFiles> files;
+    std::uint64_t limitCount = 1;
+    std::uint64_t checkpointCount = 0;
+    std::uint64_t checkpointedSequence = 0;
+    std::uint64_t allowedLimit = 0;
+    bool isMarkedInUse = false;  ///< by the last checkpoint
+    std::map<std::uint64_t, std::function<void()>> waiting;
+    std::uint64_t lastCall = 0;
+
+    // One at a time each; taken before `mutex`.
+    std::mutex checkpointMutex;  // held by who calls checkpointAs
+    std::mutex propertiesMutex;
+};
+
+}  // namespace tarn::peers::loop_storage

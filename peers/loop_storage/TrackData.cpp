@@ -1,0 +1,127 @@
+// What readers and the writer of a track do.
+#include <utility>
+
+#include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/Track.h"
+#include "peers/loop_storage/TrackFiles.h"
+
+namespace tarn::peers::loop_storage {
+
+FrameInfo Track::reserve(std::int64_t timePoint, std::uint64_t size) {
+    std::unique_lock lock(mutex);
+    const auto frame = ring->reserve(timePoint, size);
+    if (ring->limit() > allowedLimit) {
+        lock.unlock();
+        checkpoint();
+        lock.lock();
+    }
+    files->index.put(LimitRecord{.count = ++limitCount, .limit = ring->limit()});
+    return frame;
+}
+
+void Track::write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes) {
+    std::shared_ptr<TrackFiles> open;
+    std::uint64_t ringSize = 0;
+    {
+        const std::lock_guard lock(mutex);
+        open = files;
+        ringSize = dataSize;
+    }
+    writeRing(open->data, ringSize, frame.position + offset, bytes.data(), bytes.size());
+}
+
+void Track::commit(const FrameInfo& frame) {
+    {
+        const std::lock_guard lock(mutex);
+        auto committed = frame;
+        committed.sequence = ring->nextSequence();  // a clearing may have come between
+        const auto oldest = ring->empty() ? committed.sequence : ring->oldest().sequence;
+        files->index.put(
+            FrameRecord{.kind = FrameRecord::Kind::Frame, .frame = committed, .oldest = oldest},
+            slots);
+        ring->commit(committed);
+    }
+    wakeReaders();
+}
+
+std::uint64_t Track::begin(Origin origin, std::int64_t timePoint) const {
+    const std::lock_guard lock(mutex);
+    if (origin == Origin::Live || ring->empty()) {
+        return ring->nextSequence();
+    }
+    if (origin == Origin::Oldest) {
+        return ring->oldest().sequence;
+    }
+    if (ring->hasLost(timePoint)) {
+        return 0;
+    }
+    const auto* const frame = ring->fromTimePoint(timePoint);
+    return frame != nullptr ? frame->sequence : ring->nextSequence();
+}
+
+Track::Reading Track::read(std::uint64_t sequence, std::vector<char>& bytes) const {
+    std::shared_ptr<TrackFiles> open;
+    std::uint64_t ringSize = 0;
+    FrameInfo frame;
+    {
+        const std::lock_guard lock(mutex);
+        const auto* const found = ring->fromSequence(sequence);
+        if (found == nullptr && ring->nextSequence() <= sequence) {
+            return {};
+        }
+        if (found == nullptr || found->sequence != sequence) {
+            return overtaken(sequence);
+        }
+        frame = *found;
+        open = files;
+        ringSize = dataSize;
+    }
+    bytes.resize(static_cast<std::size_t>(frame.size));
+    readRing(open->data, ringSize, frame.position, bytes.data(), bytes.size());
+    const std::lock_guard lock(mutex);
+    if (!ring->holds(sequence)) {
+        return overtaken(sequence);
+    }
+    return {.result = ReadResult::Frame, .frame = frame, .next = sequence + 1, .oldest = {}};
+}
+
+// It goes on with what comes next: the oldest frame, or the one after a damaged record.
+Track::Reading Track::overtaken(std::uint64_t sequence) const {
+    Reading reading{
+        .result = ReadResult::Overtaken, .frame = {}, .next = ring->nextSequence(), .oldest = {}};
+    if (const auto* const next = ring->fromSequence(sequence)) {
+        reading.next = next->sequence;
+        reading.oldest = next->timePoint;
+    }
+    return reading;
+}
+
+std::uint64_t Track::callWhenReadable(std::uint64_t sequence, std::function<void()> callback) {
+    {
+        const std::lock_guard lock(mutex);
+        if (ring->nextSequence() <= sequence) {
+            waiting.emplace(++lastCall, std::move(callback));
+            return lastCall;
+        }
+    }
+    callback();
+    return 0;
+}
+
+void Track::callOff(std::uint64_t call) {
+    const std::lock_guard lock(mutex);
+    waiting.erase(call);
+}
+
+void Track::wakeReaders() {
+    std::map<std::uint64_t, std::function<void()>> woken;
+    {
+        const std::lock_guard lock(mutex);
+        woken.swap(waiting);
+    }
+    for (const auto& [call, callback] : woken) {
+        callback();
+    }
+}
+
+}  // namespace tarn::peers::loop_storage

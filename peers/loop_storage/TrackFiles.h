@@ -1,0 +1,25 @@
+#pragma once
+
+#include <filesystem>
+
+#include "peers/loop_storage/DiskFile.h"
+#include "peers/loop_storage/IndexFile.h"
+
+namespace tarn::peers::loop_storage {
+
+/// The open files of a track. Who uses them keeps them alive.
+struct TrackFiles {
+    TrackFiles(const std::filesystem::path& dataPath, const std::filesystem::path& indexPath)
+        : data(dataPath, DiskFile::Mode::Existing), index(indexPath) {}
+
+    DiskFile data;
+    IndexFile index;
+};
+
+/// Bytes of a ring at a position, which may go over its end and on at its beginning.
+void writeRing(const DiskFile& data, std::uint64_t ringSize, std::uint64_t position,
+               const char* bytes, std::size_t size);
+void readRing(const DiskFile& data, std::uint64_t ringSize, std::uint64_t position, char* bytes,
+              std::size_t size);
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,64 @@
+#include "peers/loop_storage/LoopStorageOptions.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace tarn::peers::loop_storage {
+namespace {
+
+struct LoopStorageOptionsTest : testing::Test {
+    std::optional<LoopStorageOptions> parse(std::vector<const char*> words) {
+        words.insert(words.begin(), {"tarnLoopStorage", "--directory", "/tracks"});
+        testing::internal::CaptureStdout();
+        testing::internal::CaptureStderr();
+        const auto options =
+            parseLoopStorageOptions(static_cast<int>(words.size()), words.data(), exitStatus);
+        testing::internal::GetCapturedStdout();
+        errors = testing::internal::GetCapturedStderr();
+        return options;
+    }
+    int exitStatus = -1;
+    std::string errors;
+};
+
+TEST_F(LoopStorageOptionsTest, SizesAreHuman) {
+    const auto capacity = [&](const char* text) {
+        return parse({"--unix", "/s", "--capacity", text})->capacity.value();
+    };
+    EXPECT_EQ(capacity("1000"), 1000U);
+    EXPECT_EQ(capacity("10M"), 10U << 20U);
+    EXPECT_EQ(capacity("2 GiB"), 2ULL << 30U);
+    EXPECT_EQ(capacity("3t"), 3ULL << 40U);
+}
+
+TEST_F(LoopStorageOptionsTest, SizesThatAreNoneAreRefused) {
+    for (const char* const text : {"", "-1", "0", "ten", "1X", "99999999999999999999", "999999E"}) {
+        EXPECT_FALSE(parse({"--unix", "/s", "--capacity", text})) << text;
+        EXPECT_EQ(exitStatus, 2) << text;
+    }
+}
+
+TEST_F(LoopStorageOptionsTest, AddressesHaveAHostAndAPort) {
+    EXPECT_EQ(parse({"--tcp", "127.0.0.1:7000"})->tcp->port, 7000);
+    EXPECT_EQ(parse({"--tcp", "[::1]:7000"})->tcp->host, "::1");
+    for (const char* const text : {"", "7000", ":7000", "127.0.0.1", "127.0.0.1:70000", "::1:7000",
+                                   "127.0.0.1:", "127.0.0.1:7x"}) {
+        EXPECT_FALSE(parse({"--tcp", text})) << text;
+        EXPECT_EQ(exitStatus, 2) << text;
+    }
+}
+
+TEST_F(LoopStorageOptionsTest, SomewhereItHasToListen) {
+    EXPECT_FALSE(parse({}));
+    EXPECT_EQ(exitStatus, 2);
+    EXPECT_NE(errors.find("--tcp or --unix"), std::string::npos);
+}
+
+TEST_F(LoopStorageOptionsTest, HelpIsNoError) {
+    EXPECT_FALSE(parse({"--help"}));
+    EXPECT_EQ(exitStatus, 0);
+}
+
+}  // namespace
+}  // namespace tarn::peers::loop_storage

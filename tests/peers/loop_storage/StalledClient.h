@@ -1,0 +1,23 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace tarn::test {
+
+/// Connects, sends these bytes, and then neither sends nor receives.
+class StalledClient {
+  public:
+    StalledClient(const std::string& socketPath, const std::string& bytes);
+    ~StalledClient();
+    StalledClient(const StalledClient&) = delete;
+    StalledClient& operator=(const StalledClient&) = delete;
+
+    /// Whether the server has closed the connection within the bound.
+    bool waitForEnd(std::chrono::milliseconds bound) const;
+
+  private:
+    int number;
+};
+
+}  // namespace tarn::test

@@ -1,0 +1,133 @@
+// The built plug-in in pipelines of the media library's own program.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/peers/loop_storage/StorageClient.h"
+#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Process.h"
+
+namespace tarn::test {
+namespace {
+
+using testing::HasSubstr;
+
+const std::string picture =
+    "videotestsrc num-buffers=50 ! video/x-raw,width=160,height=120,framerate=25/1";
+const std::string encode = " ! x264enc key-int-max=10 speed-preset=ultrafast";
+
+struct StorageElementsTest : testing::Test {
+    StorageElementsTest() { control.create(10'000'000); }
+
+    StorageProgram server;
+    StorageClient control{server.socketPath()};
+
+    std::vector<std::string> command(const std::string& pipeline) const {
+        return {"bash", "-c", "exec gst-launch-1.0 -v " + pipeline};
+    }
+    const std::map<std::string, std::string> environment = {
+        {"GST_PLUGIN_PATH", STORAGE_PLUGIN_FOLDER},
+        {"GST_REGISTRY", (server.place().path() / "registry").string()},
+        {"GST_REGISTRY_UPDATE", "yes"}};
+    ProcessResult run(const std::string& pipeline) const {
+        return runProcess(command(pipeline), environment, std::chrono::seconds(50));
+    }
+    std::string at() const { return " location=unix:" + server.socketPath() + " track=0"; }
+    void record(const std::string& pipeline) {
+        const auto result = run(pipeline + " ! tarnstoragesink" + at());
+        ASSERT_EQ(result.exitStatus, 0) << result.err << result.out;
+    }
+    /// Played buffers, as a line each.
+    std::string play(const std::string& settings, const std::string& rest) {
+        const auto result =
+            run("tarnstoragesrc" + at() + settings + rest + " ! fakesink name=end silent=false");
+        EXPECT_EQ(result.exitStatus, 0) << result.err << result.out;
+        return result.out;
+    }
+    static int buffersIn(const std::string& output) {
+        int count = 0;
+        for (auto at = output.find("chain"); at != std::string::npos;
+             at = output.find("chain", at + 1)) {
+            ++count;
+        }
+        return count;
+    }
+};
+
+TEST_F(StorageElementsTest, EncodedVideoIsRecordedAndPlays) {
+    record(picture + encode);
+    const auto output = play(" stop-at-end=true", " ! h264parse ! avdec_h264");
+    EXPECT_EQ(buffersIn(output), 50);
+    EXPECT_THAT(output, HasSubstr("width=(int)160"));
+}
+
+TEST_F(StorageElementsTest, TimesAndFlagsAreKept) {
+    record(picture + encode);
+    const auto output = play(" stop-at-end=true", "");
+    EXPECT_THAT(output, HasSubstr("duration: 0:00:00.040000000"));
+    EXPECT_THAT(output, HasSubstr("delta-unit"));
+}
+
+TEST_F(StorageElementsTest, ASecondRecordingFollowsTheFirst) {
+    record(picture + encode);
+    const auto end = control.end(0);
+    record(picture + encode);
+    EXPECT_GT(control.end(0), end);
+    EXPECT_EQ(buffersIn(play(" stop-at-end=true", " ! h264parse ! avdec_h264")), 100);
+}
+
+TEST_F(StorageElementsTest, PlayingBeginsAtATimePointWithTheNextFrameThatCanBe) {
+    record(picture + encode);
+    const auto middle = control.beginning(0) + (control.end(0) - control.beginning(0)) / 2;
+    const int count = buffersIn(
+        play(" stop-at-end=true start=" + std::to_string(middle), " ! h264parse ! avdec_h264"));
+    EXPECT_GE(count, 15);
+    EXPECT_LE(count, 26);
+}
+
+TEST_F(StorageElementsTest, AnEmptyTrackEndsAtOnce) {
+    EXPECT_EQ(buffersIn(play(" stop-at-end=true", "")), 0);
+}
+
+TEST_F(StorageElementsTest, TheLiveEdgeIsFollowedFromAnotherProcess) {
+    Process player(command("tarnstoragesrc" + at() +
+                           " start=live worker-name=follower ! h264parse ! avdec_h264 ! fakesink "
+                           "silent=false"),
+                   environment);
+    ASSERT_TRUE(eventually([&] { return control.workers().size() == 1; }));
+    EXPECT_EQ(control.workers().front(), "reader 0 follower");
+    record(picture + encode);
+    EXPECT_TRUE(player.waitForOut(":00:01.9"));
+    player.signal(SIGINT);
+    EXPECT_EQ(player.wait().signal, 0);
+}
+
+TEST_F(StorageElementsTest, WhatCannotBeIsAnErrorWithItsReason) {
+    const auto failure = [&](const std::string& pipeline) {
+        const auto result = run(pipeline);
+        EXPECT_NE(result.exitStatus, 0);
+        return result.err + result.out;
+    };
+    EXPECT_THAT(failure("tarnstoragesrc location=nowhere track=0 ! fakesink"),
+                HasSubstr("'nowhere' is neither unix:PATH nor tcp:HOST:PORT"));
+    EXPECT_THAT(failure("videotestsrc ! tarnstoragesink location=unix:/nowhere/s track=0"),
+                HasSubstr("Cannot connect to /nowhere/s: No such file or directory"));
+    EXPECT_THAT(failure("videotestsrc ! tarnstoragesink location=unix:" + server.socketPath() +
+                        " track=77"),
+                HasSubstr("There is no track 77"));
+    EXPECT_THAT(failure("tarnstoragesrc start=noon" + at() + " ! fakesink"),
+                HasSubstr("'noon' is neither oldest, live nor a time point"));
+    EXPECT_THAT(
+        failure("videotestsrc ! video/x-raw,width=4000,height=4000 ! tarnstoragesink" + at()),
+        HasSubstr("is too large"));
+}
+
+TEST_F(StorageElementsTest, AServerThatGoesAwayIsAnError) {
+    Process recording(command("videotestsrc is-live=true ! tarnstoragesink" + at()), environment);
+    ASSERT_TRUE(eventually([&] { return control.end(0) >= 0; }));
+    server.kill();
+    EXPECT_NE(recording.wait().exitStatus, 0);
+}
+
+}  // namespace
+}  // namespace tarn::test
