@@ -1,0 +1,91 @@
+#include "peers/ingest_service/IngestOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <stdexcept>
+
+namespace tarn::peers::ingest_service {
+
+namespace {
+
+constexpr int usageError = 2;
+
+// The path of a socket has to fit into its address, with the channel's part behind the prefix.
+std::string checkPrefix(const std::string& text) {
+    constexpr std::size_t longest = 80;
+    const bool fits = text.size() <= longest && text.starts_with('/') && !text.ends_with('/');
+    return fits ? "" : "an absolute path of at most 80 characters is expected";
+}
+
+CaptureFormat existing(const CaptureFormat& format) {
+    if (const auto problem = problemOf(format); !problem.empty()) {
+        throw std::invalid_argument(problem);
+    }
+    return format;
+}
+
+}  // namespace
+
+void addCaptureOptions(CLI::App& app, CaptureOrder& order) {
+    app.add_option("pixel-format,--pixel-format", order.format.pixelFormat, "uyvy422_8 or rgb24")
+        ->capture_default_str();
+    app.add_option("board0-input-list,--board0-input-list", order.inputList,
+                   "Channel numbers, separated by blanks")
+        ->capture_default_str();
+    app.add_option("board0-input-frameoffset,--board0-input-frameoffset", order.frameOffsets,
+                   "The frame offset of each channel, likewise")
+        ->capture_default_str();
+    app.add_option("line-count,--line-count", order.format.lineCount, "488, 576, 720 or 1080")
+        ->capture_default_str();
+    app.add_option("field-mode,--field-mode", order.format.fieldMode, "i, p or psf")
+        ->capture_default_str();
+    app.add_option("frame-rate,--frame-rate", order.format.frameRate,
+                   "23976, 24, 25, 2997, 30, 50, 5994 or 60 (2997 is 29.97)")
+        ->capture_default_str();
+}
+
+std::optional<IngestOptions> parseIngestOptions(int argc, const char* const* argv,
+                                                int& exitStatus) {
+    IngestOptions options;
+    CaptureOrder order;
+    bool pollOnly = false;
+    bool testPicture = false;
+    CLI::App app("Captures SDI channels and offers each as frames in shared memory");
+    addCaptureOptions(app, order);
+    app.add_option("--endpoint", options.endpoint, "Where the service asks")->capture_default_str();
+    auto* const events = app.add_option("--event-endpoint", options.eventEndpoint,
+                                        "Where the service is to listen for changes");
+    events->capture_default_str();
+    app.add_flag("--poll-only", pollOnly, "Sends no changes: the service has to ask")
+        ->excludes(events);
+    app.add_option("--socket-prefix", options.socketPrefix,
+                   "Channel 0 is offered at PREFIX-channel-0, and so on")
+        ->check(checkPrefix)
+        ->capture_default_str();
+    auto* const device = app.add_option("--device-prefix", options.devicePrefix,
+                                        "Channel 0 is captured from PREFIX0, if that is a device");
+    device->capture_default_str();
+    app.add_flag("--test-picture", testPicture, "Captures from no device")->excludes(device);
+    app.footer("Exit status: 0 told to stop, 1 failed, 2 usage, or a format that does not exist.");
+    try {
+        app.parse(argc, argv);
+        options.format = existing(order.format);
+        options.channels = parseChannels(order.inputList, order.frameOffsets);
+    } catch (const CLI::ParseError& end) {
+        exitStatus = app.exit(end) == 0 ? 0 : usageError;
+        return std::nullopt;
+    } catch (const std::invalid_argument& e) {
+        std::cerr << "KLN-SDI-Ingest-Service: " << e.what() << std::endl;
+        exitStatus = usageError;
+        return std::nullopt;
+    }
+    if (pollOnly) {
+        options.eventEndpoint.clear();
+    }
+    if (testPicture) {
+        options.devicePrefix.clear();
+    }
+    return options;
+}
+
+}  // namespace tarn::peers::ingest_service

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/ChannelList.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tarn::peers::ingest_service {
+
+/// What is captured, as the service fills it into the command line.
+struct CaptureOrder {
+    CaptureFormat format;
+    std::string inputList = "0";
+    std::string frameOffsets = "0";
+};
+
+/// Adds an option, which may also be given by its place alone, for each of them.
+void addCaptureOptions(CLI::App& app, CaptureOrder& order);
+
+struct IngestOptions {
+    CaptureFormat format;
+    std::vector<Channel> channels;
+    std::string endpoint = "ipc:///tmp/deltacast";
+    std::string eventEndpoint = "ipc:///tmp/deltacast-events";  ///< empty: none, it is polled
+    std::string socketPrefix = "/tmp/KLN-SDI-Ingest-Service";
+    std::string devicePrefix = "/dev/video";  ///< empty: no device is looked for
+};
+
+/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed;
+/// a format that does not exist is one.
+std::optional<IngestOptions> parseIngestOptions(int argc, const char* const* argv, int& exitStatus);
+
+}  // namespace tarn::peers::ingest_service

@@ -1,0 +1,92 @@
+#include "peers/ingest_service/IngestOptions.h"
+
+#include <gmock/gmock.h>
+
+namespace tarn::peers::ingest_service {
+
+using testing::HasSubstr;
+
+class IngestOptionsTest : public testing::Test {
+  protected:
+    std::optional<IngestOptions> parse(std::vector<const char*> words) {
+        words.insert(words.begin(), "KLN-SDI-Ingest-Service");
+        testing::internal::CaptureStderr();
+        testing::internal::CaptureStdout();
+        auto options = parseIngestOptions(static_cast<int>(words.size()), words.data(), status);
+        out = testing::internal::GetCapturedStdout();
+        err = testing::internal::GetCapturedStderr();
+        return options;
+    }
+
+    void expectUsageError(const std::vector<const char*>& words, const std::string& reason) {
+        EXPECT_FALSE(parse(words));
+        EXPECT_EQ(status, 2);
+        EXPECT_THAT(err, HasSubstr(reason));
+    }
+
+    int status = 0;
+    std::string out;
+    std::string err;
+};
+
+TEST_F(IngestOptionsTest, HaveDefaults) {
+    const auto options = parse({});
+    ASSERT_TRUE(options);
+    EXPECT_EQ(nameOf(options->format), "1080i25 uyvy422_8");
+    ASSERT_EQ(options->channels.size(), 1U);
+    EXPECT_EQ(options->endpoint, "ipc:///tmp/deltacast");
+    EXPECT_EQ(options->eventEndpoint, "ipc:///tmp/deltacast-events");
+    EXPECT_EQ(options->devicePrefix, "/dev/video");
+}
+
+TEST_F(IngestOptionsTest, TakeTheFormatByNameOrByPlace) {
+    for (const auto& words : std::vector<std::vector<const char*>>{
+             {"--pixel-format", "rgb24", "--board0-input-list", "1 2 ",
+              "--board0-input-frameoffset", "-1 0 ", "--line-count", "720", "--field-mode", "p",
+              "--frame-rate", "50"},
+             {"rgb24", "1 2 ", "-1 0 ", "720", "p", "50"}}) {
+        const auto options = parse(words);
+        ASSERT_TRUE(options) << err;
+        EXPECT_EQ(nameOf(options->format), "720p50 rgb24");
+        ASSERT_EQ(options->channels.size(), 2U);
+        EXPECT_EQ(options->channels[1].number, 2U);
+        EXPECT_EQ(options->channels[0].frameOffset, -1);
+    }
+}
+
+TEST_F(IngestOptionsTest, TakeEmptyLists) {
+    const auto options = parse({"rgb24", "", "", "720", "p", "50"});
+    ASSERT_TRUE(options) << err;
+    EXPECT_TRUE(options->channels.empty());
+}
+
+TEST_F(IngestOptionsTest, PollOnlyNamesNoEventEndpoint) {
+    EXPECT_EQ(parse({"--poll-only"})->eventEndpoint, "");
+    expectUsageError({"--poll-only", "--event-endpoint", "ipc:///tmp/x"}, "--poll-only");
+}
+
+TEST_F(IngestOptionsTest, TestPictureLooksForNoDevice) {
+    EXPECT_EQ(parse({"--test-picture"})->devicePrefix, "");
+}
+
+TEST_F(IngestOptionsTest, RefuseAFormatThatDoesNotExist) {
+    expectUsageError({"--line-count", "720"}, "there is no capture format 720i25");
+    expectUsageError({"--pixel-format", "yuv"}, "there is no pixel format \"yuv\"");
+    expectUsageError({"--board0-input-list", "one"}, "\"one\" is no channel");
+    expectUsageError({"--line-count", "many"}, "--line-count");
+}
+
+TEST_F(IngestOptionsTest, RefuseASocketPrefixThatIsNoPath) {
+    expectUsageError({"--socket-prefix", "relative"}, "absolute path");
+    expectUsageError({"--socket-prefix", "/tmp/"}, "absolute path");
+    const std::string tooLong = "/" + std::string(100, 'x');
+    expectUsageError({"--socket-prefix", tooLong.c_str()}, "absolute path");
+}
+
+TEST_F(IngestOptionsTest, HelpEndsWithStatusZero) {
+    EXPECT_FALSE(parse({"--help"}));
+    EXPECT_EQ(status, 0);
+    EXPECT_THAT(out, HasSubstr("--board0-input-list"));
+}
+
+}  // namespace tarn::peers::ingest_service
