@@ -8,7 +8,7 @@
 #include <system_error>
 
 #include "peers/host_monitor/Text.h"
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace tarn::peers::host_monitor {
 

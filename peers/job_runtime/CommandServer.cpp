@@ -4,6 +4,7 @@
 #include <string>
 
 #include "peers/job_runtime/JobStatus.h"
+#include "peers/job_runtime/Persistence.h"
 #include "peers/job_runtime/StopRequest.h"
 #include "platform/utils/Log.h"
 #include "proto/api_job.pb.h"
@@ -27,11 +28,20 @@ JobToApiReply makeReply(JobToApiReply::Type type) {
     return reply;
 }
 
+JobToApiReply refusal(const std::string& reason) {
+    auto reply = makeReply(JobToApiReply::ERROR);
+    reply.set_error_message(reason);
+    return reply;
+}
+
 }  // namespace
 
 CommandServer::CommandServer(const tarn::socket::SocketEndpoint& endpoint, JobStatus& status,
-                             StopRequest& stop)
-    : status(status), stop(stop), socket("Job command endpoint", tarn::socket::ClosePolicy::Flush) {
+                             StopRequest& stop, Persistence& persistence)
+    : status(status),
+      stop(stop),
+      persistence(persistence),
+      socket("Job command endpoint", tarn::socket::ClosePolicy::Flush) {
     socket.createAndConnect(tarn::socket::Protocol::Reply, endpoint, 0);
     thread = std::jthread([this](const std::stop_token& token) { serve(token); });
 }
@@ -73,16 +83,29 @@ JobToApiReply CommandServer::answerTo(const ApiToJobRequest& request) {
         case ApiToJobRequest::UNKNOWN:
             break;
     }
-    auto reply = makeReply(JobToApiReply::ERROR);
-    reply.set_error_message("Unknown type of request");
-    return reply;
+    return refusal("Unknown type of request");
 }
 
 JobToApiReply CommandServer::destroy(const ApiToJobRequest& request) {
     const bool forGood = request.GetExtension(ApiToJobRequestDestroy::base).destroy_option();
     utils::logInfo(forGood ? "Asked to end for good" : "Asked to end");
+    // Before the answer: who has it may rely on it, even if this process is killed now.
+    if (forGood && !forget()) {
+        return refusal("The persistent file cannot be removed");
+    }
     stop.request(forGood ? StopRequest::Wish::EndForGood : StopRequest::Wish::EndNow);
     return makeReply(JobToApiReply::DESTROY);
+}
+
+bool CommandServer::forget() {
+    try {
+        persistence.forget();
+        status.update([](JobStatus::Reply& reply) { reply.set_persistent(false); });
+        return true;
+    } catch (const std::exception& e) {
+        utils::logError(std::string("Cannot remove the persistent file: ") + e.what());
+        return false;
+    }
 }
 
 }  // namespace tarn::peers

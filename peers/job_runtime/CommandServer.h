@@ -14,6 +14,7 @@ class JobToApiReply;
 namespace tarn::peers {
 
 class JobStatus;
+class Persistence;
 class StopRequest;
 
 /// Answers a job's commands on a thread of its own, so that a client is answered at once whatever
@@ -22,7 +23,7 @@ class CommandServer {
   public:
     /// Binds; throws std::runtime_error. The references must outlive the object.
     CommandServer(const tarn::socket::SocketEndpoint& endpoint, JobStatus& status,
-                  StopRequest& stop);
+                  StopRequest& stop, Persistence& persistence);
 
   private:
     using Request = tarn::proto::api_job::ApiToJobRequest;
@@ -32,9 +33,11 @@ class CommandServer {
     void serveOne();
     Reply answerTo(const Request& request);
     Reply destroy(const Request& request);
+    bool forget();
 
     JobStatus& status;
     StopRequest& stop;
+    Persistence& persistence;
     tarn::socket::Socket socket;
     std::jthread thread;  // last: ends before what it uses
 };

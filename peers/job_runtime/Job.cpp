@@ -2,17 +2,19 @@
 
 #include <chrono>
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
 #include "peers/job_runtime/CommandServer.h"
 #include "peers/job_runtime/EventPublisher.h"
+#include "peers/job_runtime/JobClaim.h"
 #include "peers/job_runtime/JobSupervisor.h"
-#include "peers/job_runtime/PersistentFile.h"
 #include "peers/job_runtime/PipelineCheck.h"
 #include "peers/job_runtime/PipelineProcess.h"
 #include "peers/job_runtime/RegistryEntry.h"
 #include "peers/job_runtime/ReservedEndpoints.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
 
 namespace tarn::peers {
 
@@ -22,12 +24,17 @@ using tarn::socket::SocketEndpoint;
 namespace {
 
 constexpr std::chrono::seconds setupBound{20};
+// As long as a job that was just told to end normally takes; the service waits 5 s for the answer.
+constexpr std::chrono::milliseconds claimBound{4000};
 
 }  // namespace
 
 Job::Job(JobSetup jobSetup, std::unique_ptr<PipelineProcess> pipelineProcess,
          StopRequest& stopRequest, const std::string& logFile)
-    : setup(std::move(jobSetup)), stop(stopRequest), process(std::move(pipelineProcess)) {
+    : setup(std::move(jobSetup)),
+      stop(stopRequest),
+      persistence(setup),
+      process(std::move(pipelineProcess)) {
     status.update([&](JobStatus::Reply& reply) {
         *reply.mutable_job_description() = setup.job.getJobDescription().toProtoJobDescription();
         reply.set_state(tarn::proto::job_monitoring::JOB_STATE_STARTING);
@@ -60,9 +67,24 @@ void Job::check(std::chrono::steady_clock::time_point deadline) {
 void Job::enterRegistry() {
     if (setup.resourcesEndpoint.empty()) {
         utils::logWarning("No resources endpoint was given: this job is not registered");
-    } else {
+        return;
+    }
+    try {
+        claimId();
         entry = std::make_unique<RegistryEntry>(
             setup.job, SocketEndpoint::FromString(setup.resourcesEndpoint));
+    } catch (const std::exception& e) {
+        throw std::runtime_error(std::string("Job is not registered: ") + e.what());
+    }
+}
+
+// A service that has lost its registry starts a persistent job beside the one that still runs. When
+// that one ends meanwhile, this one takes its place, unless it was ended for good.
+void Job::claimId() {
+    const auto& id = setup.job.getJobDescription().getJobId();
+    claim = std::make_unique<JobClaim>(setup.resourcesEndpoint, id, claimBound);
+    if (claim->hadToWait() && !persistence.isStored()) {
+        throw std::runtime_error("Already running: job " + utils::printable(id));
     }
 }
 
@@ -72,7 +94,7 @@ void Job::bindEndpoints() {
         std::make_unique<EventPublisher>(SocketEndpoint::FromString(setup.job.getEventEndpoint()),
                                          setup.job.getJobDescription().getJobId());
     commands = std::make_unique<CommandServer>(
-        SocketEndpoint::FromString(setup.job.getCommandEndpoint()), status, stop);
+        SocketEndpoint::FromString(setup.job.getCommandEndpoint()), status, stop, persistence);
 }
 
 void Job::prepare(std::chrono::steady_clock::time_point deadline) {
@@ -81,22 +103,13 @@ void Job::prepare(std::chrono::steady_clock::time_point deadline) {
 }
 
 void Job::keep() {
-    if (setup.persistentFile.empty()) {
-        return;
-    }
-    try {
-        auto file = std::make_unique<PersistentFile>(setup.persistentFile);
-        file->write(setup.persistentContent);
-        persistentFile = std::move(file);
-        status.update([](JobStatus::Reply& reply) { reply.set_persistent(true); });
-    } catch (const std::exception& e) {
-        utils::logError(std::string("This job is not persistent: ") + e.what());
-    }
+    persistence.keep();
+    const bool kept = persistence.isKept();
+    status.update([&](JobStatus::Reply& reply) { reply.set_persistent(kept); });
 }
 
 void Job::run() {
-    JobSupervisor supervisor({setup, status, *events, stop, persistentFile.get()},
-                             std::move(process));
+    JobSupervisor supervisor({setup, status, *events, stop, persistence}, std::move(process));
     supervisor.run();
 }
 

@@ -6,12 +6,13 @@
 
 #include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/JobStatus.h"
+#include "peers/job_runtime/Persistence.h"
 
 namespace tarn::peers {
 
 class CommandServer;
 class EventPublisher;
-class PersistentFile;
+class JobClaim;
 class PipelineProcess;
 class RegistryEntry;
 class ReservedEndpoints;
@@ -39,6 +40,7 @@ class Job {
   private:
     void check(std::chrono::steady_clock::time_point deadline);
     void enterRegistry();
+    void claimId();
     void bindEndpoints();
     void prepare(std::chrono::steady_clock::time_point deadline);
     void keep();
@@ -46,12 +48,13 @@ class Job {
     const JobSetup setup;
     StopRequest& stop;
     JobStatus status;
+    Persistence persistence;
     std::unique_ptr<PipelineProcess> process;
+    std::unique_ptr<JobClaim> claim;
     std::unique_ptr<RegistryEntry> entry;
     std::unique_ptr<ReservedEndpoints> reserved;
     std::unique_ptr<EventPublisher> events;
     std::unique_ptr<CommandServer> commands;
-    std::unique_ptr<PersistentFile> persistentFile;
 };
 
 }  // namespace tarn::peers

@@ -10,7 +10,7 @@
 #include "peers/job_runtime/InputWait.h"
 #include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/JobStatus.h"
-#include "peers/job_runtime/PersistentFile.h"
+#include "peers/job_runtime/Persistence.h"
 #include "peers/job_runtime/PipelineCheck.h"
 #include "peers/job_runtime/StopRequest.h"
 #include "platform/utils/Log.h"
@@ -237,7 +237,7 @@ void JobSupervisor::endRun(const RunResult& ended, Clock::time_point now) {
         noteFailure("the pipeline process was " + ended.message, {});
     }
     const bool stopWished = job.stop.wish() != StopRequest::Wish::None;
-    if (ended.failed() && job.persistentFile != nullptr && !stopWished) {
+    if (ended.failed() && job.persistence.isKept() && !stopWished) {
         const auto delay = policy.failed(now);
         wakeAt = now + delay;
         phase = Phase::Waiting;
@@ -254,8 +254,8 @@ void JobSupervisor::close() {
     const bool forGood = result->reason == JobEventEnd::END_OF_STREAM ||
                          job.stop.wish() == StopRequest::Wish::EndForGood;
     try {
-        if (job.persistentFile != nullptr && forGood) {
-            job.persistentFile->remove();
+        if (forGood) {
+            job.persistence.forget();
         }
     } catch (const std::exception& e) {
         utils::logError(std::string("Cannot remove the persistent file: ") + e.what());

@@ -17,7 +17,7 @@ namespace tarn::peers {
 
 class EventPublisher;
 class JobStatus;
-class PersistentFile;
+class Persistence;
 class StopRequest;
 struct JobSetup;
 
@@ -37,7 +37,7 @@ class JobSupervisor {
         JobStatus& status;
         EventPublisher& events;
         StopRequest& stop;
-        const PersistentFile* persistentFile;  ///< null: the job ends at its first failure
+        Persistence& persistence;  ///< a job that is not kept ends at its first failure
     };
 
     /// `prepared` is a process whose pipeline is ready to play.

@@ -9,6 +9,14 @@ namespace {
 constexpr int usageError = 2;
 constexpr double longestTimeout = 3600;
 
+// The library's own check of a range lets "nan" pass.
+std::string checkTimeout(const std::string& text) {
+    double seconds = 0;
+    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
+    const bool fits = isNumber && seconds >= 0 && seconds <= longestTimeout;
+    return fits ? "" : "'" + text + "' is not between 0 and 3600 seconds";
+}
+
 }  // namespace
 
 std::optional<LauncherOptions> parseLauncherOptions(int argc, const char* const* argv,
@@ -22,7 +30,7 @@ std::optional<LauncherOptions> parseLauncherOptions(int argc, const char* const*
     app.add_flag("-d,--daemon", options.daemon, "Detach from the terminal and the caller");
     app.add_option("--log-folder", options.logFolder, "Folder for the job's log file");
     app.add_option("--setup-timeout", setupSeconds, "How long to wait for the setup, in seconds")
-        ->check(CLI::Range(0.0, longestTimeout))
+        ->check(checkTimeout)
         ->group("");
     try {
         app.parse(argc, argv);

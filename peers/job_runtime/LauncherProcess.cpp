@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace tarn::peers {
 

@@ -1,7 +1,7 @@
 #include "peers/job_runtime/PersistentFile.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -10,13 +10,15 @@
 #include <system_error>
 #include <utility>
 
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace tarn::peers {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr off_t largestFile = 64 << 20;
 
 void check(bool good, const std::string& what) {
     if (!good) {
@@ -39,36 +41,29 @@ void syncFolder(const fs::path& folder) {
     check(descriptor.isOpen() && ::fsync(descriptor.get()) == 0, folder.string());
 }
 
-// Removes the file at the end unless it was renamed.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(const fs::path& folder)
-        : name((folder / ".tarn-job-XXXXXX").string()),
-          descriptor(::mkostemp(name.data(), O_CLOEXEC)) {
-        check(descriptor.isOpen(), name);
-    }
-    ~TemporaryFile() {
-        if (!renamed) {
-            ::unlink(name.c_str());
-        }
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
+// Where a file is written before it takes its place. The service reads every file of the folder
+// itself but nothing below it: what a crash leaves here starts no job, not even a job that has
+// ended for good since.
+fs::path incomplete(const fs::path& file) {
+    return file.parent_path() / ".incomplete" / file.filename();
+}
 
-    void write(const std::string& content) const {
-        writeAll(descriptor.get(), content, name);
-        check(::fsync(descriptor.get()) == 0, name);
-    }
-    void rename(const std::string& path) {
-        check(::rename(name.c_str(), path.c_str()) == 0, path);
-        renamed = true;
-    }
+void makeFolder(const fs::path& folder) {
+    check(::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder.string());
+}
 
-  private:
-    std::string name;
-    const FileDescriptor descriptor;
-    bool renamed = false;
-};
+void writeSynced(const fs::path& file, const std::string& content) {
+    const FileDescriptor descriptor(
+        ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+    check(descriptor.isOpen(), file.string());
+    writeAll(descriptor.get(), content, file.string());
+    check(::fsync(descriptor.get()) == 0, file.string());
+}
+
+void removeIfThere(const fs::path& file) {
+    const bool isGone = ::unlink(file.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+    check(isGone, file.string());
+}
 
 }  // namespace
 
@@ -84,15 +79,35 @@ PersistentFile::PersistentFile(std::string file) : path(std::move(file)) {
 }
 
 void PersistentFile::write(const std::string& content) const {
-    const auto folder = fs::path(path).parent_path();
-    TemporaryFile temporary(folder);
-    temporary.write(content);
-    temporary.rename(path);
-    syncFolder(folder);
+    const auto draft = incomplete(path);
+    makeFolder(draft.parent_path());
+    try {
+        writeSynced(draft, content);
+        check(::rename(draft.c_str(), path.c_str()) == 0, path);
+    } catch (...) {
+        ::unlink(draft.c_str());
+        throw;
+    }
+    syncFolder(fs::path(path).parent_path());
+}
+
+std::string PersistentFile::read() const {
+    const FileDescriptor descriptor(
+        ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    struct stat status {};
+    if (!descriptor.isOpen() || ::fstat(descriptor.get(), &status) != 0 ||
+        !S_ISREG(status.st_mode) || status.st_size > largestFile) {
+        return {};
+    }
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+    const ssize_t count = ::read(descriptor.get(), content.data(), content.size());
+    content.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return content;
 }
 
 void PersistentFile::remove() const {
-    check(::unlink(path.c_str()) == 0 || errno == ENOENT, path);
+    removeIfThere(path);
+    removeIfThere(incomplete(path));
     syncFolder(fs::path(path).parent_path());
 }
 

@@ -14,6 +14,10 @@ class PersistentFile {
     /// new one. Throws std::system_error, and leaves the old content then.
     void write(const std::string& content) const;
 
+    /// What it holds; empty when it is not there, is no regular file, cannot be read or is larger
+    /// than any job's.
+    std::string read() const;
+
     /// Gone afterwards, also when it was not there. Throws std::system_error.
     void remove() const;
 

@@ -20,7 +20,7 @@ RegistryEntry::RegistryEntry(tarn::resource_manager::RunningJob entry,
     : job(std::move(entry)) {
     std::string error;
     if (!proxy.connect(resourcesEndpoint.asPeer(), error) || !proxy.registerJob(job, error)) {
-        throw std::runtime_error("Job is not registered: " + error);
+        throw std::runtime_error(error);
     }
     thread = std::jthread([this](const std::stop_token& token) { watch(token); });
 }

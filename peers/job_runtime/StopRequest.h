@@ -1,6 +1,7 @@
 #pragma once
 
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
+#include "peers/process/StopSignals.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::peers {
@@ -26,14 +27,14 @@ class StopRequest {
     Wish wish();
 
     /// For poll: readable when `take` has something new.
-    int signalDescriptor() const { return signals.get(); }
+    int signalDescriptor() const { return signals.descriptor(); }
     int wishDescriptor() const { return wishes.get(); }
 
     /// Turns what arrived at the descriptors into the wish, and gives it.
     Wish take();
 
   private:
-    FileDescriptor signals;
+    StopSignals signals;
     FileDescriptor wishes;
     tarn::utils::Synchronised<Wish> current{Wish::None};
 };

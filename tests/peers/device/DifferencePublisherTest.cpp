@@ -38,10 +38,21 @@ using Types = std::vector<Event::Type>;
 
 TEST_F(DifferencePublisherTest, NothingIsSentBeforeTheDescriptionWasAskedFor) {
     publisher.update(makeNode(1), now);
-    publisher.pinged();
     publisher.update(makeNode(2), now + 1h);
     publisher.shutDown("box");
     EXPECT_EQ(sentTypes(), Types{});
+}
+
+TEST_F(DifferencePublisherTest, WhoPingsWithoutHavingAskedIsToldOfTheWholeDevice) {
+    publisher.pinged();
+    publisher.update(makeNode(1), now);
+    publisher.update(makeNode(2), now);
+    const auto events = channel.takeSent();
+    ASSERT_EQ(events.size(), 2U);
+    EXPECT_EQ(events[0].type(), Event::DEVICE_ADD);
+    EXPECT_EQ(events[0].GetExtension(tarn::proto::monitoring::DeviceAddEvent::base).device().id(),
+              "box");
+    EXPECT_EQ(events[1].type(), Event::STATUS_CHANGE);
 }
 
 TEST_F(DifferencePublisherTest, ChangesOfValuesAreStatusChanges) {

@@ -55,6 +55,8 @@ TEST_F(LauncherOptionsTest, HelpEndsWellAndWrongOptionsDoNot) {
     EXPECT_FALSE(parse({"-e", "x", "--nonsense"}));
     EXPECT_EQ(exitStatus, 2);
     EXPECT_FALSE(parse({"-e", "x", "--setup-timeout", "-1"}));
+    EXPECT_FALSE(parse({"-e", "x", "--setup-timeout", "nan"}));
+    EXPECT_FALSE(parse({"-e", "x", "--setup-timeout", "3601"}));
     EXPECT_EQ(exitStatus, 2);
 }
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
 
@@ -18,8 +18,19 @@ struct PersistentFileTest : testing::Test {
     tarn::test::TemporaryFolder folder;
     const std::string path = (folder.path() / "job").string();
 
+    // What the service would see there; it does not look into folders.
     auto entries() const {
-        return std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator());
+        return std::count_if(
+            fs::directory_iterator(folder.path()), fs::directory_iterator(),
+            [](const fs::directory_entry& entry) { return entry.is_regular_file(); });
+    }
+
+    auto filesInFolders() const {
+        return std::count_if(
+                   fs::recursive_directory_iterator(folder.path()),
+                   fs::recursive_directory_iterator(),
+                   [](const fs::directory_entry& entry) { return entry.is_regular_file(); }) -
+               entries();
     }
 };
 
@@ -28,6 +39,7 @@ TEST_F(PersistentFileTest, WritesTheWholeContentAndNothingBesides) {
     PersistentFile(path).write(content);
     EXPECT_EQ(tarn::test::readFile(path), content);
     EXPECT_EQ(entries(), 1);
+    EXPECT_EQ(filesInFolders(), 0);
 }
 
 TEST_F(PersistentFileTest, ReplacesAnOlderFile) {
@@ -60,7 +72,31 @@ TEST_F(PersistentFileTest, RefusesAFolderThatDoesNotExistOrIsAFile) {
 TEST_F(PersistentFileTest, LeavesNothingBehindWhenTheFileCannotBePutInItsPlace) {
     fs::create_directory(path);
     EXPECT_THROW(PersistentFile(path).write("x"), std::system_error);
-    EXPECT_EQ(entries(), 1);
+    EXPECT_EQ(entries(), 0);
+    EXPECT_EQ(filesInFolders(), 0);
+}
+
+TEST_F(PersistentFileTest, ADraftThatACrashLeftIsNoJobAndGoesWithTheNextWritingOrRemoving) {
+    fs::create_directory(folder.path() / ".incomplete");
+    const std::string draft = ".incomplete/job";
+    folder.write(draft, "half");
+    EXPECT_EQ(entries(), 0);
+    PersistentFile(path).write("whole");
+    EXPECT_EQ(tarn::test::readFile(path), "whole");
+    EXPECT_EQ(filesInFolders(), 0);
+
+    folder.write(draft, "half");
+    PersistentFile(path).remove();
+    EXPECT_EQ(entries() + filesInFolders(), 0);
+}
+
+TEST_F(PersistentFileTest, WritesThroughNoLinkThatLiesWhereTheDraftGoes) {
+    const auto victim = folder.write("victim", "mine");
+    fs::create_directory(folder.path() / ".incomplete");
+    fs::create_symlink(victim, folder.path() / ".incomplete" / "job");
+    EXPECT_THROW(PersistentFile(path).write("x"), std::system_error);
+    EXPECT_EQ(tarn::test::readFile(victim), "mine");
+    EXPECT_NO_THROW(PersistentFile(path).write("x"));
 }
 
 }  // namespace

@@ -26,6 +26,7 @@ std::optional<Misbehaviour> parseMisbehaviour(int argc, const char* const* argv,
     app.add_option("--replies", wish.replies, "good, wrong-type, failure, silence, garbage")
         ->transform(CLI::CheckedTransformer(replyNames));
     app.add_option("--good-replies", wish.goodReplies, "So many good replies come first");
+    app.add_flag("--print-requests", wish.printsRequests, "A line for each, as it comes");
     app.add_option("--delay", delayMs, "Before every reply, in milliseconds");
     app.add_option("--dies-after", wish.diesAfter, "Killed at the next request after so many");
     app.add_option("--nodes", wish.nodes, "In its subtree, itself included")

@@ -19,6 +19,7 @@ struct Misbehaviour {
     std::string id = "misbehaving";
 
     Replies replies = Replies::Good;
+    bool printsRequests = false;
     unsigned goodReplies = 0;  ///< so many before the others
     std::chrono::milliseconds delay{0};
     std::optional<unsigned> diesAfter;  ///< requests

@@ -12,9 +12,10 @@
 #include "peers/device/Device.h"
 #include "peers/device/DeviceServer.h"
 #include "peers/device/PushChannel.h"
-#include "peers/device/StopSignals.h"
+#include "peers/process/StopSignals.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/StreamLogSink.h"
+#include "proto/monitoring.pb.h"
 #include "tests/peers/misbehaving_device/EventNoise.h"
 #include "tests/peers/misbehaving_device/Misbehaviour.h"
 #include "tests/peers/misbehaving_device/RandomDevice.h"
@@ -86,6 +87,9 @@ class MisbehavingDevice {
 
   private:
     std::optional<Device::Reply> answer(const Device::Request& request) {
+        if (wish.printsRequests) {
+            std::cout << "REQUEST " << Device::Request::Type_Name(request.type()) << std::endl;
+        }
         if (wish.delay.count() > 0) {
             pollfd interrupt{.fd = signals.descriptor(), .events = POLLIN, .revents = 0};
             ::poll(&interrupt, 1, static_cast<int>(wish.delay.count()));

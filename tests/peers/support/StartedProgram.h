@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/pipeline_channel/FileDescriptor.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace tarn::test {
 

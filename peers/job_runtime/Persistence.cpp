@@ -1,0 +1,109 @@
+#include "peers/job_runtime/Persistence.h"
+
+#include <exception>
+
+#include "peers/job_runtime/JobSetup.h"
+#include "peers/job_runtime/PersistentFile.h"
+#include "peers/job_runtime/SafeFileName.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
+#include "proto/service_job.pb.h"
+
+namespace tarn::peers {
+
+namespace {
+
+using tarn::proto::service_job::ServiceToJobRequest;
+using tarn::proto::service_job::ServiceToJobRequestSetup;
+
+const std::string& idOf(const JobSetup& setup) {
+    return setup.job.getJobDescription().getJobId();
+}
+
+/// The job that the file would bring back; empty when it would bring back none.
+std::string jobIn(const PersistentFile& file) {
+    ServiceToJobRequest request;
+    if (!request.ParseFromString(file.read())) {
+        return {};
+    }
+    return request.GetExtension(ServiceToJobRequestSetup::base).job_description().job_id();
+}
+
+bool wasNamedByTheClient(const ServiceToJobRequest& request) {
+    return !request.GetExtension(ServiceToJobRequestSetup::base).persistent_job_name().empty();
+}
+
+}  // namespace
+
+Persistence::Persistence(const JobSetup& jobSetup) : setup(jobSetup) {
+    if (setup.persistentFile.empty()) {
+        return;
+    }
+    try {
+        open(*guarded.lock());
+    } catch (const std::exception& e) {
+        utils::logError(std::string("This job is not persistent: ") + e.what());
+    }
+}
+
+Persistence::~Persistence() = default;
+
+// A name that is made of the time and the job's name may be that of another job, whose file is left
+// alone; one that the client chose is meant.
+void Persistence::open(Guarded& opened) const {
+    ServiceToJobRequest request;
+    request.ParsePartialFromString(setup.persistentContent);
+    opened.content = setup.persistentContent;
+    opened.file = std::make_unique<PersistentFile>(setup.persistentFile);
+    const auto owner = jobIn(*opened.file);
+    if (owner == idOf(setup)) {
+        opened.state = State::Kept;
+    } else if (!owner.empty() && !wasNamedByTheClient(request)) {
+        const auto path = setup.persistentFile + "_" + safeFileName(idOf(setup));
+        utils::logInfo("The persistent file is that of another job: using " +
+                       utils::printable(path));
+        request.MutableExtension(ServiceToJobRequestSetup::base)->set_persistent_file_path(path);
+        opened.content = request.SerializePartialAsString();
+        opened.file = std::make_unique<PersistentFile>(path);
+    }
+}
+
+void Persistence::keep() {
+    auto locked = guarded.lock();
+    if (!locked->file || locked->state == State::Forgotten) {
+        return;
+    }
+    try {
+        locked->file->write(locked->content);
+        locked->state = State::Kept;
+    } catch (const std::exception& e) {
+        utils::logError(locked->state == State::Kept
+                            ? std::string("The persistent file stays as it was: ") + e.what()
+                            : std::string("This job is not persistent: ") + e.what());
+    }
+}
+
+void Persistence::forget() {
+    auto locked = guarded.lock();
+    // By now it may be that of another job, to which the client gave the same name.
+    if (locked->file && mayBeOurs(*locked->file)) {
+        locked->file->remove();
+    }
+    locked->state = State::Forgotten;
+}
+
+bool Persistence::mayBeOurs(const PersistentFile& file) const {
+    const auto owner = jobIn(file);
+    return owner.empty() || owner == idOf(setup);
+}
+
+bool Persistence::isKept() {
+    return guarded.lock()->state == State::Kept;
+}
+
+bool Persistence::isStored() {
+    auto locked = guarded.lock();
+    return locked->file && jobIn(*locked->file) == idOf(setup);
+}
+
+}  // namespace tarn::peers
