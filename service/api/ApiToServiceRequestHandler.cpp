@@ -113,6 +113,12 @@ ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const 
             return &ApiToServiceRequestHandler::handleGetJobByUuidRequest;
         case Request::GET_MONITORING_INFO:
             return &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest;
+        case Request::LOOP_STORAGE:
+            return &ApiToServiceRequestHandler::handleLoopStorageRequest;
+        case Request::GET_DELTACAST:
+            return &ApiToServiceRequestHandler::handleGetDeltacastRequest;
+        case Request::CONFIGURE_DELTACAST:
+            return &ApiToServiceRequestHandler::handleConfigureDeltacastRequest;
         default:
             return nullptr;
     }

@@ -21,6 +21,10 @@ namespace tarn::proto::api_service {
 class ApiToServiceRequest;
 class ApiToServiceRequestJobSubmission;
 }  // namespace tarn::proto::api_service
+namespace tarn::proto::loop_storage {
+class Reply;
+class Request;
+}  // namespace tarn::proto::loop_storage
 namespace tarn::proto::service_engine {
 class ServiceToEngineRequest;
 }
@@ -93,11 +97,18 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     void handleGetJobsRequest(Request& request, socket::Socket& socket);
     void handleGetJobByUuidRequest(Request& request, socket::Socket& socket);
     void handleGetMonitoringInfoRequest(Request& request, socket::Socket& socket);
+    void handleLoopStorageRequest(Request& request, socket::Socket& socket);
+    void handleGetDeltacastRequest(Request& request, socket::Socket& socket);
+    void handleConfigureDeltacastRequest(Request& request, socket::Socket& socket);
 
     // Declared for clients of long ago; never dispatched.
     void handleKillRequest(Request&, socket::Socket&) {}
     void handleGetDeviceStatusRequest(Request&, socket::Socket&) {}
     void handleRequestError(Request&, socket::Socket&) {}
+
+    /// False when the reply tells of a failure.
+    bool operateLoopStorage(const tarn::proto::loop_storage::Request& wanted,
+                            tarn::proto::loop_storage::Reply& reply);
 
     /// Where a persistent job keeps itself, and under which name; both empty for any other job.
     struct Persistence {

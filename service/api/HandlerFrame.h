@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <utility>
 
 namespace tarn::proto::api_service {
 class ServiceToApiReply;
@@ -33,6 +34,9 @@ class HandlerFrame {
     /// The work begins.
     HandlerFrame(const utils::IMessageFormatter& formatter, Labels labels, SteadyNow now);
 
+    /// Replaces the request's label, where it depends on the work.
+    void nameRequest(std::string label) { labels.request = std::move(label); }
+
     /// The work is done. Does not throw: a reply that cannot be sent is logged.
     void send(const tarn::proto::api_service::ServiceToApiReply& reply, socket::Socket& socket);
 
@@ -40,7 +44,7 @@ class HandlerFrame {
     void warnIfSlow(const std::string& label, std::chrono::seconds threshold) const;
 
     const utils::IMessageFormatter& formatter;
-    const Labels labels;
+    Labels labels;
     const SteadyNow now;
 };
 

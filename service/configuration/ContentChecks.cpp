@@ -66,7 +66,7 @@ void checkPlugin(const XmlNode& element, ProblemList& problems) {
     const std::string reason = isPath ? problemOfFile(path, R_OK) : "";
     if (!reason.empty()) {
         problems.add(
-            problemAt(element, ProblemSeverity::Error,
+            problemAt(element, ProblemSeverity::Warning,
                       "Plugin " + utils::quotedText(path) + " cannot be loaded: " + reason));
     }
 }
@@ -80,7 +80,8 @@ void checkLauncher(const XmlNode& root, const char* name, const std::string& bui
     const bool isPath = path.find('/') != std::string::npos;
     const std::string reason = isPath ? problemOfFile(path, X_OK) : "";
     if (!reason.empty()) {
-        problems.add({.text = std::string(name) + " " + utils::quotedText(path) +
+        problems.add({.severity = ProblemSeverity::Warning,
+                      .text = std::string(name) + " " + utils::quotedText(path) +
                               " cannot be run: " + reason,
                       .element = name,
                       .line = element == nullptr ? 0 : elementLine(*element)});

@@ -3,8 +3,11 @@
 #include "platform/utils/Log.h"
 #include "proto/service_event.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
+#include "service/configuration/LoopStorageConfigurationHandler.h"
+#include "service/devices/DeltacastDeviceController.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DeviceEventListener.h"
+#include "service/devices/LoopStorageDeviceController.h"
 #include "service/events/EventEmitter.h"
 
 namespace tarn::service::devices {
@@ -56,7 +59,7 @@ DeviceManager::~DeviceManager() = default;
 
 bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
     errors.clear();
-    controllers.clear();
+    destroyControllers();
     std::string error;
     surroundings.listener.stop(error);
     *tree.lock() = emptyTree();  // now that no event of the old devices is on its way any more
@@ -67,15 +70,32 @@ bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
     for (const auto& device : surroundings.configuration.getDevices()) {
         createController(device);
     }
+    createLoopStorageControllers();
     return listens;
 }
 
 void DeviceManager::createController(const TarnDevice& device) {
     if (device.type == TarnDeviceType::DELTACAST) {
-        warn("The Deltacast device at " + device.monitoringInterface + " is not supported yet");
+        deltacastController = surroundings.makeDeltacastController(device.monitoringInterface);
+        controllers.push_back(deltacastController);
         return;
     }
     controllers.push_back(surroundings.makeProtocolController(device.monitoringInterface));
+}
+
+void DeviceManager::createLoopStorageControllers() {
+    for (const auto& storage : surroundings.configuration.getLoopStorages()) {
+        if (storage) {
+            loopStorageController = surroundings.makeLoopStorageController(*storage);
+            controllers.push_back(loopStorageController);
+        }
+    }
+}
+
+void DeviceManager::destroyControllers() {
+    loopStorageController.reset();
+    deltacastController.reset();
+    controllers.clear();
 }
 
 void DeviceManager::stopControllers() {

@@ -19,13 +19,16 @@ class EventEmitter;
 }
 namespace tarn::service::configuration {
 class ConfigurationHandler;
+class LoopStorageConfigurationHandler;
 struct TarnDevice;
 }  // namespace tarn::service::configuration
 
 namespace tarn::service::devices {
 
+class DeltacastDeviceController;
 class DeviceController;
 class DeviceEventListener;
+class LoopStorageDeviceController;
 
 /// Owns the device tree of the server and the controllers of its devices. After every change it
 /// hands a snapshot of the tree to the event emitter.
@@ -43,6 +46,13 @@ class DeviceManager : public tarn::utils::MessageFormatter {
         /// A running controller for the device at this endpoint.
         std::function<std::shared_ptr<DeviceController>(const std::string& endpoint)>
             makeProtocolController;
+        /// A running controller for this loop storage server.
+        std::function<std::shared_ptr<LoopStorageDeviceController>(
+            const configuration::LoopStorageConfigurationHandler& storage)>
+            makeLoopStorageController = {};
+        /// The same for an ingest service.
+        std::function<std::shared_ptr<DeltacastDeviceController>(const std::string& endpoint)>
+            makeDeltacastController = {};
     };
 
     /// The id of a node, and its new status.
@@ -60,12 +70,27 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     /// Stops every controller, in the order in which they were made.
     void stopControllers();
 
+    /// Ends what a stopped controller may still do: after this no thread of theirs runs any more.
+    /// Waits for operations on tracks that are under way. The devices stay in the tree.
+    void destroyControllers();
+
+    /// Of the loop storages the one that is configured last; null without one.
+    std::shared_ptr<LoopStorageDeviceController> getLoopStorageController() const {
+        return loopStorageController;
+    }
+
     void handleStatusChangeEvent(const GlobalStatusChanges& globals,
                                  const NamedStatusChanges& named);
     void handleDeviceAddEvent(const device_tree::DeviceNode& node);
     void handleConfigurationChangeEvent(const device_tree::DeviceNode& node);
     void handleDeviceRemoveEvent(const std::string& id);
     void handleShutdownEvent(const std::string& id);
+
+    /// The controller of the ingest service, the last one when several are configured; null without
+    /// any. Any thread once the manager is initialised.
+    std::shared_ptr<DeltacastDeviceController> getDeltacastController() const {
+        return deltacastController;
+    }
 
     std::string debugString();
 
@@ -75,12 +100,15 @@ class DeviceManager : public tarn::utils::MessageFormatter {
 
   private:
     void createController(const configuration::TarnDevice& device);
+    void createLoopStorageControllers();
     void insert(const device_tree::DeviceNode& node);
     void publish(const tarn::proto::service_event::ServiceEvent& event);
     void warn(const std::string& problem) const;
 
     const Surroundings surroundings;
     std::list<std::shared_ptr<DeviceController>> controllers;
+    std::shared_ptr<LoopStorageDeviceController> loopStorageController;
+    std::shared_ptr<DeltacastDeviceController> deltacastController;
     // Never held while the emitter, or a controller, is called.
     utils::Synchronised<device_tree::DeviceNode> tree;
 };

@@ -13,9 +13,9 @@ constexpr std::uint32_t replyLimit = 524288;
 
 }  // namespace
 
-DeviceRequestSocket::DeviceRequestSocket(std::chrono::milliseconds answerWithin)
-    : answerWithin(answerWithin),
-      socket("TARN Protocol device request", socket::ClosePolicy::Discard) {
+DeviceRequestSocket::DeviceRequestSocket(const std::string& name,
+                                         std::chrono::milliseconds answerWithin)
+    : answerWithin(answerWithin), socket(name, socket::ClosePolicy::Discard) {
     socket.create(socket::Protocol::Request);
     socket.setTimeout(answerWithin);
 }
@@ -26,18 +26,23 @@ void DeviceRequestSocket::connect(const socket::SocketEndpoint& endpoint) {
 }
 
 bool DeviceRequestSocket::ask(const Request& request, Reply& reply) {
+    return ask(request, reply, answerWithin);
+}
+
+bool DeviceRequestSocket::ask(const Request& request, Reply& reply,
+                              std::chrono::milliseconds within) {
     const std::lock_guard lock(mutex);
     socket.sendProtoBuf(&request);
-    if (!awaitAnswer()) {
+    if (!awaitAnswer(within)) {
         return false;
     }
     socket.receiveProtoBuf(&reply, replyLimit);
     return true;
 }
 
-bool DeviceRequestSocket::awaitAnswer() {
+bool DeviceRequestSocket::awaitAnswer(std::chrono::milliseconds within) {
     std::string error;
-    const auto bound = static_cast<std::uint32_t>(answerWithin.count());
+    const auto bound = static_cast<std::uint32_t>(within.count());
     const int result = socket.pollWith(interruption.descriptor(), bound, error);
     if (result == 1 && isInterrupted) {
         return false;

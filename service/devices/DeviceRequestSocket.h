@@ -22,9 +22,9 @@ class DeviceRequestSocket {
     using Request = tarn::proto::monitoring::TarnServiceToDeviceRequest;
     using Reply = tarn::proto::monitoring::DeviceToTarnServiceReply;
 
-    /// `answerWithin` bounds the wait for each answer. Throws std::runtime_error when no descriptor
-    /// is left.
-    explicit DeviceRequestSocket(std::chrono::milliseconds answerWithin);
+    /// `name` appears in diagnostics; `answerWithin` bounds the wait for each answer. Throws
+    /// std::runtime_error when no descriptor is left.
+    DeviceRequestSocket(const std::string& name, std::chrono::milliseconds answerWithin);
 
     /// Replaces an earlier connection; waits half a second at most. Throws std::runtime_error when
     /// nobody is there.
@@ -34,6 +34,9 @@ class DeviceRequestSocket {
     /// std::runtime_error when there was no answer, or none that can be read.
     bool ask(const Request& request, Reply& reply);
 
+    /// The same with another bound, for this exchange.
+    bool ask(const Request& request, Reply& reply, std::chrono::milliseconds within);
+
     /// No exchange waits for its answer any more, until `resume`.
     void interrupt();
     void resume();
@@ -41,7 +44,7 @@ class DeviceRequestSocket {
     void close();
 
   private:
-    bool awaitAnswer();
+    bool awaitAnswer(std::chrono::milliseconds within);
 
     const std::chrono::milliseconds answerWithin;
     std::atomic<bool> isInterrupted{false};

@@ -1,18 +1,67 @@
+#include "platform/resource_manager/ResourceManagerProxy.h"
 #include "service/configuration/GetConfigurationHandler.h"
+#include "service/configuration/LoopStorageConfigurationHandler.h"
+#include "service/devices/DeltacastDeviceController.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
+#include "service/devices/DevicePresence.h"
+#include "service/devices/LoopStorageDeviceController.h"
+#include "service/devices/ProcessControl.h"
 #include "service/devices/TarnProtocolDeviceController.h"
+#include "service/devices/TrackTasks.h"
 #include "service/events/EventEmitter.h"
+#include "service/workflows/ShellCommand.h"
 
 namespace tarn::service::devices {
 
+namespace {
+
+std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
+    const configuration::LoopStorageConfigurationHandler& storage, TrackTasks& tasks) {
+    const LoopStorageDeviceController::Surroundings surroundings{tasks};
+    if (storage.isTcpInterface()) {
+        return std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
+                                                             storage.getPort(), surroundings);
+    }
+    return std::make_shared<LoopStorageDeviceController>(storage.getAddress(), surroundings);
+}
+
+DevicePresence& devicePresence() {
+    static DevicePresence presence([](const std::string& id) {
+        return GetDeviceManager().getTree().lock()->getDeviceById(id) != nullptr;
+    });
+    return presence;
+}
+
+// What its surroundings are made of is made before the manager, to be destroyed after it.
+auto deltacastControllerMaker() {
+    static RealProcessControl processes;
+    auto& resourceManager = resource_manager::GetResourceManagerProxy();
+    return [&resourceManager](const std::string& endpoint) {
+        return std::make_shared<DeltacastDeviceController>(
+            endpoint, DeltacastDeviceController::Surroundings{
+                          GetDeviceEventListener(), configuration::GetConfigurationHandler(),
+                          resourceManager, processes, runShellCommand});
+    };
+}
+
+}  // namespace
+
 DeviceManager& GetDeviceManager() {
+    devicePresence();         // made before the manager, to be destroyed after its controllers
+    static TrackTasks tasks;  // likewise
     static DeviceManager manager(
         {configuration::GetConfigurationHandler(), GetDeviceEventListener(), GetEventEmitter(),
          [](const std::string& endpoint) {
              return std::make_shared<TarnProtocolDeviceController>(
-                 endpoint, TarnProtocolDeviceController::Surroundings{GetDeviceEventListener()});
-         }});
+                 endpoint,
+                 TarnProtocolDeviceController::Surroundings{.listener = GetDeviceEventListener(),
+                                                            .presence = &devicePresence()});
+         },
+         [](const configuration::LoopStorageConfigurationHandler& storage) {
+             return makeLoopStorageController(storage, tasks);
+         },
+         deltacastControllerMaker()});
     return manager;
 }
 

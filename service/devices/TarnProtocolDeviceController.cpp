@@ -7,6 +7,7 @@
 #include "platform/utils/Log.h"
 #include "proto/monitoring.pb.h"
 #include "service/devices/DeviceEventListener.h"
+#include "service/devices/DevicePresence.h"
 
 namespace tarn::service::devices {
 
@@ -43,7 +44,7 @@ TarnProtocolDeviceController::TarnProtocolDeviceController(const std::string& en
     try {
         deviceEndpoint = socket::SocketEndpoint::FromString(endpoint);
         endpointText = deviceEndpoint.toString(socket::Protocol::None);
-        requests.emplace(surroundings.answerWithin);
+        requests.emplace("TARN Protocol device request", surroundings.answerWithin);
     } catch (const std::exception& e) {
         reportFailedSetup(e.what());
     }
@@ -139,6 +140,7 @@ void TarnProtocolDeviceController::isAliveThreadFunction(const std::stop_token& 
     }
     requests->close();
     link = Link::Disconnected;
+    noteLost();
     report(Start::Finished);
 }
 
@@ -185,6 +187,7 @@ bool TarnProtocolDeviceController::connect() {
     } catch (const std::exception& e) {
         utils::logWarning(formatMessage("Failed connecting to " + endpointText + ": " + e.what()));
         withdraw();
+        removeGhost();
         return false;
     }
 }
@@ -267,6 +270,7 @@ bool TarnProtocolDeviceController::listenToEvents(const GetDescriptionReply& des
 }
 
 void TarnProtocolDeviceController::publish(const tarn::proto::monitoring::DeviceNode& device) {
+    notePresent(device.id());
     updateDeviceTree(std::make_shared<DeviceNode>(device));
 }
 
@@ -281,7 +285,31 @@ void TarnProtocolDeviceController::lose(const std::string& reason) {
 
 void TarnProtocolDeviceController::withdraw() {
     link = Link::Disconnected;
+    noteLost();
     updateDeviceTree(nullptr);
+}
+
+void TarnProtocolDeviceController::notePresent(const std::string& id) {
+    if (surroundings.presence == nullptr || (isPresent && deviceId == id)) {
+        return;
+    }
+    noteLost();
+    deviceId = id;
+    surroundings.presence->connected(deviceId);
+    isPresent = true;
+}
+
+void TarnProtocolDeviceController::noteLost() {
+    if (isPresent) {
+        surroundings.presence->lost(deviceId);
+        isPresent = false;
+    }
+}
+
+void TarnProtocolDeviceController::removeGhost() {
+    if (!deviceId.empty() && surroundings.presence->removeGhost(deviceId, notifyEvent)) {
+        utils::logInfo(formatMessage("Removed what the device told after it was lost"));
+    }
 }
 
 }  // namespace tarn::service::devices

@@ -23,6 +23,7 @@ class GetDescriptionReply;
 namespace tarn::service::devices {
 
 class DeviceEventListener;
+class DevicePresence;
 
 /// Watches a device that speaks the monitoring protocol, on a thread of its own.
 ///
@@ -42,6 +43,7 @@ class TarnProtocolDeviceController : public DeviceController {
         DeviceEventListener& listener;  ///< must outlive the controller
         Pause pause = realPause;
         std::chrono::milliseconds answerWithin = std::chrono::seconds(5);
+        DevicePresence* presence = nullptr;  ///< of all devices; outlives the controller
     };
 
     /// Starts watching. When that cannot be set up (a bad endpoint) it is logged, and the
@@ -109,6 +111,9 @@ class TarnProtocolDeviceController : public DeviceController {
     void publish(const tarn::proto::monitoring::DeviceNode& device);
     void lose(const std::string& reason);
     void withdraw();
+    void notePresent(const std::string& id);
+    void noteLost();
+    void removeGhost();
     void report(Start outcome);
 
     const Surroundings surroundings;
@@ -119,6 +124,8 @@ class TarnProtocolDeviceController : public DeviceController {
     // The is-alive thread's own:
     Link link = Link::Disconnected;
     DevicePublisher publisher;
+    std::string deviceId;    // as it was told last; empty while it never was
+    bool isPresent = false;  // with that id
 
     std::mutex startMutex;
     std::condition_variable startCondition;

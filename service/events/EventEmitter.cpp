@@ -6,7 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/device_tree/BytesFromBehind.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/TreeSerialiser.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "proto/service_event.pb.h"
@@ -89,10 +91,11 @@ void EventEmitter::pushEvent(const device_tree::DeviceNode& tree, const ServiceE
 void EventEmitter::emitterThreadFunction(const socket::SocketEndpoint& endpoint) {
     socket::Socket socket("EventEmitterSocket", socket::ClosePolicy::Discard);
     if (connect(socket, endpoint)) {
+        device_tree::TreeSerialiser serialiser;
         while (!stopFlag) {
             awaitOccasion();
             awaitRoom(socket);
-            send(takeBatch(), socket);
+            send(takeBatch(), serialiser, socket);
         }
     }
     dropFromNowOn();
@@ -130,14 +133,18 @@ EventEmitter::Batch EventEmitter::takeBatch() {
 }
 
 // A batch that cannot be sent is lost: the next one holds the whole tree again.
-void EventEmitter::send(const Batch& gathered, socket::Socket& socket) {
+void EventEmitter::send(const Batch& gathered, device_tree::TreeSerialiser& serialiser,
+                        socket::Socket& socket) {
     try {
-        ServiceEventBatch message;
-        if (gathered.tree) {
-            *message.mutable_device_tree() = gathered.tree->toProtoBuf();
+        ServiceEventBatch events;
+        events.mutable_events()->Add(gathered.events.begin(), gathered.events.end());
+        if (!gathered.tree) {
+            return socket.sendProtoBuf(&events);
         }
-        message.mutable_events()->Add(gathered.events.begin(), gathered.events.end());
-        socket.sendProtoBuf(&message);
+        const auto tree = serialiser.serialise(*gathered.tree);
+        device_tree::BytesFromBehind head;
+        head.prependFieldHead(ServiceEventBatch::kDeviceTreeFieldNumber, tree.size());
+        socket.sendParts({head.view(), tree, events.SerializeAsString()});
     } catch (const std::exception& e) {
         utils::logError(
             formatMessage("Failed sending events on " + socket.debugString() + ": " + e.what()));

@@ -15,7 +15,8 @@ class ServiceEvent;
 }
 namespace tarn::device_tree {
 class DeviceNode;
-}
+class TreeSerialiser;
+}  // namespace tarn::device_tree
 namespace tarn::socket {
 class Socket;
 }
@@ -60,7 +61,7 @@ class EventEmitter : public tarn::utils::MessageFormatter {
     void awaitOccasion();
     static void awaitRoom(socket::Socket& socket);
     Batch takeBatch();
-    void send(const Batch& batch, socket::Socket& socket);
+    void send(const Batch& batch, device_tree::TreeSerialiser& serialiser, socket::Socket& socket);
     void dropFromNowOn();
 
     const std::chrono::milliseconds period;

@@ -12,13 +12,16 @@
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/GetConfigurationHandler.h"
+#include "service/devices/DeltacastDeviceController.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
 #include "service/events/EventEmitter.h"
 #include "service/runtime/CommandLine.h"
 #include "service/runtime/DeadJobCleaner.h"
+#include "service/runtime/DeltacastStartUp.h"
 #include "service/runtime/ShutdownSequence.h"
 #include "service/runtime/ShutdownThread.h"
+#include "service/workflows/EndingJobs.h"
 #include "service/workflows/WorkflowCreator.h"
 
 namespace tarn::service {
@@ -67,6 +70,7 @@ void stopWhatStillRuns(const RunningParts& parts) {
     parts.deviceEvents.stop(ignored);
     parts.emitter.stopThread();
     parts.devices.stopControllers();
+    parts.devices.destroyControllers();
     stopDeadJobCleaner();
     joinDeadJobCleaner();
 }
@@ -162,9 +166,11 @@ void ServiceProcess::startServices() {
     using Start = void (*)(ServiceProcess&);
     constexpr Start steps[] = {
         [](ServiceProcess& p) { p.startResourceManager(); },
+        [](ServiceProcess& p) { p.waitForDeltacastService(); },
         [](ServiceProcess& p) { StartEventEmitter(p.eventsEndpoint.asPeer()); },
         [](ServiceProcess&) { GetApiToServiceRequestHandler().start("TarnService"); },
         [](ServiceProcess&) { startDeadJobCleaner(); },
+        [](ServiceProcess& p) { p.regenerateJobs(); },
     };
     for (const auto step : steps) {
         if (stop.requested()) {
@@ -182,6 +188,30 @@ void ServiceProcess::startResourceManager() {
     if (!resource_manager::GetResourceManagerProxy().connect(endpoint.asPeer(), error)) {
         utils::logError("Failed connecting ResourceManagerProxy: " + error);
     }
+}
+
+void ServiceProcess::regenerateJobs() {
+    // After a quick restart the jobs that the last shutdown stopped may not be gone yet.
+    awaitEndingJobs(resource_manager::GetResourceManagerProxy(),
+                    [this](std::chrono::milliseconds time) { return stop.waitFor(time); });
+    utils::logDebug("Regenerating persistent jobs (if any)");
+    GetWorkflowCreator().regeneratePersistentJobs([this] { return stop.requested(); });
+    utils::logDebug("Persistent jobs regenerated (if any)");
+}
+
+void ServiceProcess::waitForDeltacastService() {
+    const auto controller = devices::GetDeviceManager().getDeltacastController();
+    if (!controller) {
+        return;
+    }
+    const auto pause = [this](std::chrono::milliseconds time) { return stop.waitFor(time); };
+    DeltacastStartUp(
+        {[&] { return controller->getStatus(); },
+         [&](std::uint32_t bound) { return controller->waitForDeviceStarted(bound, pause); },
+         [&](const std::string& path) { return controller->applyConfigurationFile(path); },
+         [&] { return controller->applyDefaultConfiguration(); }, pause},
+        configuration::GetConfigurationHandler().getPersistentDeltacastConfigurationFile())
+        .run();
 }
 
 }  // namespace tarn::service

@@ -27,6 +27,8 @@ class ServiceProcess {
     void startMonitoring();
     void startServices();
     void startResourceManager();
+    void regenerateJobs();
+    void waitForDeltacastService();
 
     StopSignal stop;  // first: signals are ours before anything else happens
     socket::SocketEndpoint requestsEndpoint;

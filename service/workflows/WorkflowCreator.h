@@ -16,7 +16,8 @@ class JobDescription;
 }
 namespace tarn::proto::service_job {
 class ServiceToJobRequest;
-}
+class ServiceToJobRequestSetup;
+}  // namespace tarn::proto::service_job
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
 }
@@ -72,6 +73,13 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
                         const std::string& persistentFilePath,
                         const std::string& persistentJobName);
 
+    /// Starts the job of every regular file in the persistent jobs folder, with fresh endpoints;
+    /// one that still runs is left alone. Files are read only; what is wrong with one is logged and
+    /// keeps no other from coming back. `breakOff`, if given, is asked before each file whether to
+    /// leave out the rest.
+    void regeneratePersistentJobs(const std::function<bool()>& breakOff = {});
+    void regeneratePersistentJob(const std::string& path);
+
   private:
     struct PortRange {
         std::int32_t from;
@@ -82,6 +90,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     std::string drawTcpEndpoint();
     bool isHeldByAJob(const std::string& endpoint);
     bool isRunning(const std::string& uuid);
+    void recreate(const tarn::proto::service_job::ServiceToJobRequestSetup& stored);
     void launch(const std::string& label, const std::string& ipcEndpoint);
     bool setUpJob(const std::string& ipcEndpoint,
                   const tarn::proto::service_job::ServiceToJobRequest& request);

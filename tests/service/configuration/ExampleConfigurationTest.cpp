@@ -48,7 +48,9 @@ TEST_F(ExampleConfigurationTest, ItsExamplesAreAccepted) {
     EXPECT_EQ(handler.getLoopStorages().size(), 2U);
     ASSERT_EQ(handler.getDeltacastServices().size(), 1U);
     EXPECT_EQ(handler.getDeltacastServices()[0]->getDefaultCommandLine(),
-              "KLN-SDI-Ingest-Service uyvy422_8 '0' '0' 1080 i 25");
+              "/opt/halden/halden-kln-sdi-ingest-service/bin/KLN-SDI-Ingest-Service "
+              "--pixel-format uyvy422_8 --board0-input-list '0' --board0-input-frameoffset '0' "
+              "--line-count 1080 --field-mode i --frame-rate 25");
     EXPECT_EQ(handler.getPersistentDeltacastConfigurationFile(), "/usr/share/TarnJobs.deltacast");
 }
 

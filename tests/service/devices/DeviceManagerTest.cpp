@@ -2,9 +2,11 @@
 
 #include <gmock/gmock.h>
 
+#include "service/devices/DeltacastDeviceController.h"
 #include "service/devices/DeviceController.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/EventRecorder.h"
+#include "tests/service/devices/FakeProcesses.h"
 #include "tests/service/support/BatchReceiver.h"
 #include "tests/service/support/ServiceBed.h"
 
@@ -61,16 +63,33 @@ class DeviceManagerTest : public testing::Test {
 
     static NamedStatus frames(std::uint64_t count) { return {"frames", count}; }
 
+    /// The controllers are not set up: they only stop.
+    std::function<std::shared_ptr<DeltacastDeviceController>(const std::string&)> ingestMaker() {
+        return [this](const std::string& endpoint) {
+            ingestControllers.push_back(std::make_shared<DeltacastDeviceController>(
+                endpoint.substr(endpoint.rfind('/') + 1),
+                DeltacastDeviceController::Surroundings{listener, bed.configuration, bed.proxy,
+                                                        processes, bed.shell()}));
+            return ingestControllers.back();
+        };
+    }
+
     test::ServiceBed bed{deviceSection("Generic", "ipc:///tmp/one") +
                          deviceSection("Deltacast", "ipc:///tmp/two") +
                          deviceSection("Generic", "ipc:///tmp/three")};
     test::BatchReceiver batches;
     EventEmitter emitter{std::chrono::hours(1)};
     std::vector<std::string> told;
+    test::FakeProcesses processes;
+    std::vector<std::shared_ptr<DeltacastDeviceController>> ingestControllers;
     DeviceEventListener listener{[this]() -> DeviceManager& { return manager; }};
     DeviceManager manager{
-        {bed.configuration, listener, emitter,
-         [this](const std::string& endpoint) { return std::make_shared<Probe>(endpoint, told); }}};
+        {bed.configuration,
+         listener,
+         emitter,
+         [this](const std::string& endpoint) { return std::make_shared<Probe>(endpoint, told); },
+         {},
+         ingestMaker()}};
     std::list<std::string> errors{"from before"};
 };
 
@@ -190,10 +209,30 @@ TEST_F(DeviceManagerTest, MakesAControllerForEachDeviceInTheOrderOfTheConfigurat
     EXPECT_THAT(told, ElementsAre("made ipc:///tmp/one", "made ipc:///tmp/three"));
 }
 
-TEST_F(DeviceManagerTest, SaysThatDeltacastDevicesAreNotSupportedYet) {
+TEST_F(DeviceManagerTest, HasNoDeltacastControllerBeforeItIsInitialised) {
+    EXPECT_EQ(manager.getDeltacastController(), nullptr);
+}
+
+TEST_F(DeviceManagerTest, MakesAControllerForADeltacastDevice) {
     manager.initFromConfiguration(errors);
-    EXPECT_TRUE(bed.log.has(
-        "WARN DeviceManager > The Deltacast device at ipc:///tmp/two is not supported yet"));
+    ASSERT_THAT(ingestControllers, SizeIs(1));
+    EXPECT_EQ(manager.getDeltacastController(), ingestControllers.front());
+    EXPECT_EQ(ingestControllers.front()->messageHeader(), "DeltacastDeviceController on two");
+}
+
+TEST_F(DeviceManagerTest, HasTheLastOfTwoDeltacastControllers) {
+    test::ServiceBed two(deviceSection("Deltacast", "ipc:///tmp/a") +
+                         deviceSection("Deltacast", "ipc:///tmp/b"));
+    DeviceManager::Surroundings surroundings{two.configuration, listener, emitter, {}, {},
+                                             ingestMaker()};
+    DeviceManager other(surroundings);
+    other.initFromConfiguration(errors);
+    ASSERT_THAT(ingestControllers, SizeIs(2));
+    EXPECT_EQ(other.getDeltacastController(), ingestControllers.back());
+    other.stopControllers();
+    for (const auto& controller : ingestControllers) {
+        EXPECT_FALSE(controller->waitForDeviceStarted(0)) << "it was not stopped";
+    }
 }
 
 TEST_F(DeviceManagerTest, IsBuiltAlsoWhenTheListenerCannotStart) {

@@ -95,6 +95,40 @@ TEST_F(DeviceMonitoring, ADeviceWithTheIdOfAnotherTakesItsPlace) {
         [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 5)}; });
 }
 
+TEST_F(DeviceMonitoring, ADeviceThatTellsSomethingAfterItWasLostAndIsGoneLeavesTheTree) {
+    startWithEventEndpoint();
+    const auto events = connectEvents();
+    device.die();
+    EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
+    const auto late = test::changeEvent(camera("cam1", 7));
+    events->sendProtoBuf(&late);
+    EXPECT_TRUE(bed->log.waitFor("INFO TarnProtocolDeviceController on " + device.endpoint() +
+                                 " > Removed what the device told after it was lost"));
+    EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
+}
+
+TEST_F(DeviceMonitoring, ADeviceThatIsLostDoesNotTakeAnotherOfItsIdWithIt) {
+    other.describeAs(camera("cam1", 5));
+    device.begin();
+    start();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
+    device.die();
+    EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
+    other.begin();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1", 5)));
+    // The lost one is looked for several times more.
+    const auto tries = [this] {
+        const auto lines = bed->log.lines();
+        return std::count_if(lines.begin(), lines.end(), [this](const std::string& line) {
+            return line.find("Failed connecting to " + device.endpoint()) != std::string::npos;
+        });
+    };
+    for (const auto enough = tries() + 3; tries() < enough;) {
+        bed->batches.next();
+    }
+    EXPECT_THAT(bed->tree().getSubDevices(), ElementsAre(camera("cam1", 5)));
+}
+
 TEST_F(DeviceMonitoring, BeginsAnewWhenItIsInitialisedAgain) {
     startWithEventEndpoint();
     std::list<std::string> errors;

@@ -31,8 +31,8 @@ MonitoringBed::MonitoringBed(const std::vector<std::string>& endpoints)
       manager({bed.configuration, listener, emitter,
                [this](const std::string& endpoint) {
                    return std::make_shared<TarnProtocolDeviceController>(
-                       endpoint,
-                       TarnProtocolDeviceController::Surroundings{listener, hurry, answerWithin});
+                       endpoint, TarnProtocolDeviceController::Surroundings{
+                                     listener, hurry, answerWithin, &presence});
                }}),
       listener([this]() -> service::devices::DeviceManager& { return manager; }) {
     emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));

@@ -6,6 +6,7 @@
 
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
+#include "service/devices/DevicePresence.h"
 #include "service/events/EventEmitter.h"
 #include "tests/service/support/BatchReceiver.h"
 #include "tests/service/support/ServiceBed.h"
@@ -37,6 +38,9 @@ class MonitoringBed {
     const LogCapture& log = bed.log;
     BatchReceiver batches;
     service::EventEmitter emitter{std::chrono::milliseconds(10)};
+    service::devices::DevicePresence presence{[this](const std::string& id) {
+        return manager.getTree().lock()->getDeviceById(id) != nullptr;
+    }};
     service::devices::DeviceManager manager;
     service::devices::DeviceEventListener listener;
 };

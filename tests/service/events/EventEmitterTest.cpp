@@ -82,6 +82,30 @@ TEST_F(EventEmitterTest, FoldsStatusChangesIntoOneBatchWithTheLatestTreeAndNoEve
     EXPECT_FALSE(receiver->next().has_device_tree());
 }
 
+TEST_F(EventEmitterTest, NothingOfABatchIsInALaterOne) {
+    EventEmitter emitter(milliseconds(50));
+    start(emitter);
+    auto withDevice = tree("first");
+    std::string error;
+    ASSERT_TRUE(withDevice.addSubDevice(std::make_shared<DeviceNode>(tree("below")), false, error));
+    const auto event = added("a");
+    emitter.pushEvent(withDevice, &event, /*notify=*/true);
+    auto batch = receiver->next();
+    while (!batch.has_device_tree()) {
+        batch = receiver->next();
+    }
+    EXPECT_EQ(batch.device_tree().sub_devices_size(), 1);
+    EXPECT_FALSE(receiver->next().has_device_tree());
+    emitter.pushEvent(tree("second"), nullptr, /*notify=*/true);
+    batch = receiver->next();
+    while (!batch.has_device_tree()) {
+        batch = receiver->next();
+    }
+    EXPECT_EQ(batch.device_tree().name(), "second");
+    EXPECT_EQ(batch.device_tree().sub_devices_size(), 0);
+    EXPECT_THAT(batch.events(), IsEmpty());
+}
+
 TEST_F(EventEmitterTest, SendsAtOnceWhenADeviceIsAdded) {
     EventEmitter emitter(hours(1));
     start(emitter);

@@ -9,6 +9,7 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "proto/job_monitoring.pb.h"
+#include "service/devices/DeltacastDeviceController.h"
 #include "service/devices/TarnProtocolDeviceController.h"
 
 namespace tarn::test {
@@ -42,6 +43,13 @@ ServiceBed::ServiceBed(const std::string& sections)
                    using Controller = service::devices::TarnProtocolDeviceController;
                    return std::make_shared<Controller>(device,
                                                        Controller::Surroundings{deviceEvents});
+               },
+               [this](const auto& storage) { return makeLoopStorageController(storage); },
+               [this](const std::string& ingest) {
+                   using Controller = service::devices::DeltacastDeviceController;
+                   return std::make_shared<Controller>(
+                       ingest, Controller::Surroundings{deviceEvents, configuration, proxy,
+                                                        processes, shell()});
                }}),
       deviceEvents([this]() -> service::devices::DeviceManager& { return devices; }) {
     const auto resources = uniqueEndpoint();
@@ -62,6 +70,7 @@ ServiceBed::~ServiceBed() {
     std::string ignored;
     deviceEvents.stop(ignored);
     devices.stopControllers();
+    devices.destroyControllers();
 }
 
 std::vector<std::string> ServiceBed::commands() {

@@ -10,6 +10,7 @@
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
+#include "service/devices/ProcessControl.h"
 #include "service/events/EventEmitter.h"
 #include "service/workflows/WorkflowCreator.h"
 #include "tests/support/LogCapture.h"
@@ -51,7 +52,13 @@ class ServiceBed {
     resource_manager::ResourceManagerRequestHandler resourceManager;
     resource_manager::ResourceManagerProxy proxy;
 
+    /// What the device manager makes for a configured loop storage; set before it is initialised.
+    std::function<std::shared_ptr<service::devices::LoopStorageDeviceController>(
+        const service::configuration::LoopStorageConfigurationHandler&)>
+        makeLoopStorageController;
+
   private:
+    service::devices::RealProcessControl processes;
     utils::Synchronised<std::vector<std::string>> noted;
     std::function<void(const std::string&)> action;
 

@@ -1,0 +1,35 @@
+#include "service/devices/DeltacastConfigurationSlot.h"
+
+#include <utility>
+
+#include "platform/utils/Log.h"
+#include "platform/utils/MessageFormatter.h"
+#include "proto/deltacast_configuration.pb.h"
+
+namespace tarn::service::devices {
+
+DeltacastConfigurationSlot::DeltacastConfigurationSlot(const utils::IMessageFormatter& formatter)
+    : formatter(formatter) {}
+
+DeltacastConfigurationSlot::~DeltacastConfigurationSlot() = default;
+
+void DeltacastConfigurationSlot::put(const DeltacastConfig& configuration) {
+    auto slot = waiting.lock();
+    utils::logInfo(
+        formatter.formatMessage("Pushing new configuration: " + configuration.DebugString()));
+    slot->wish = Wish::Configuration;
+    slot->configuration = std::make_unique<DeltacastConfig>(configuration);
+}
+
+void DeltacastConfigurationSlot::putDefaults() {
+    auto slot = waiting.lock();
+    utils::logInfo(formatter.formatMessage("Restoring default configuration"));
+    slot->wish = Wish::Defaults;
+    slot->configuration.reset();
+}
+
+DeltacastConfigurationSlot::Taken DeltacastConfigurationSlot::take() {
+    return std::exchange(*waiting.lock(), Taken());
+}
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,393 @@
+#include "service/devices/DeltacastDeviceController.h"
+
+#include <charconv>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "platform/device_tree/DeviceNode.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
+#include "proto/deltacast_configuration.pb.h"
+#include "proto/monitoring.pb.h"
+#include "service/devices/DeltacastFormat.h"
+#include "service/devices/DeviceEventListener.h"
+
+namespace tarn::service::devices {
+
+using device_tree::DeviceNode;
+using tarn::proto::monitoring::ControlRequest;
+using tarn::proto::monitoring::GetDescriptionReply;
+
+namespace {
+
+constexpr std::chrono::milliseconds cycle{500};
+constexpr std::chrono::seconds betweenLooks{1};
+
+DeviceRequestSocket::Request makeRequest(DeviceRequestSocket::Request::Type type) {
+    DeviceRequestSocket::Request request;
+    request.set_type(type);
+    return request;
+}
+
+std::shared_ptr<DeviceNode> nodeOf(const DeviceRequestSocket::Reply& reply) {
+    return std::make_shared<DeviceNode>(reply.GetExtension(GetDescriptionReply::base).device());
+}
+
+// Ids up to 1 are no process of anybody's: as the argument of kill they would mean many.
+int processIdOf(const DeviceNode* node) {
+    const auto* const property = node != nullptr ? node->getProperty("PID") : nullptr;
+    if (property == nullptr) {
+        throw std::invalid_argument("there is none");
+    }
+    const auto& text = property->value;
+    const auto* const end = text.data() + text.size();
+    int id = 0;
+    const auto result = std::from_chars(text.data(), end, id);
+    if (result.ec != std::errc() || result.ptr != end || id <= 1) {
+        throw std::invalid_argument(utils::quotedText(text) + " is no process id");
+    }
+    return id;
+}
+
+}  // namespace
+
+DeltacastDeviceController::DeltacastDeviceController(const std::string& monitoringInterface,
+                                                     Surroundings given)
+    : surroundings(std::move(given)),
+      endpointText(monitoringInterface),
+      status(*this),
+      slot(*this),
+      answerWithin(surroundings.answerWithin),
+      publisher(notifyEvent),
+      process(*this, surroundings.processes) {
+    try {
+        setUp(monitoringInterface);
+    } catch (const std::exception& e) {
+        logFailure(std::string("Error in Device Controller setup: ") + e.what());
+    }
+}
+
+DeltacastDeviceController::~DeltacastDeviceController() {
+    DeltacastDeviceController::stop();
+}
+
+void DeltacastDeviceController::setUp(const std::string& monitoringInterface) {
+    monitoringEndpoint = socket::SocketEndpoint::FromString(monitoringInterface);
+    endpointText = monitoringEndpoint.toString(socket::Protocol::None);
+    requests.emplace("Deltacast request socket", surroundings.answerWithin);
+    managementThread.start([this](const std::stop_token&) { deviceManagementThreadFunction(); });
+}
+
+std::string DeltacastDeviceController::messageHeader() const {
+    return "DeltacastDeviceController on " + endpointText;
+}
+
+void DeltacastDeviceController::stop() {
+    stopFlag.request_stop();
+    try {
+        managementThread.stop();
+    } catch (const std::system_error& e) {
+        logFailure(std::string("Failed joining management thread: ") + e.what());
+    }
+}
+
+bool DeltacastDeviceController::waitForDeviceStarted(std::uint32_t timeoutSeconds) {
+    return waitForDeviceStarted(timeoutSeconds, [this](std::chrono::milliseconds duration) {
+        surroundings.pause(duration, stopFlag.get_token());
+        return false;
+    });
+}
+
+bool DeltacastDeviceController::waitForDeviceStarted(std::uint32_t timeoutSeconds,
+                                                     const InterruptiblePause& pause) {
+    const auto isRunning = [this] { return getStatus() == DeltacastStatus::Running; };
+    for (std::uint32_t looks = 0; timeoutSeconds == 0 || looks < timeoutSeconds; ++looks) {
+        if (isRunning() || isStopped() || pause(betweenLooks)) {
+            break;
+        }
+    }
+    return isRunning();
+}
+
+std::shared_ptr<DeviceNode> DeltacastDeviceController::getServiceDeviceTree() {
+    const auto stored = *serviceNode.lock();
+    return stored ? std::make_shared<DeviceNode>(*stored) : nullptr;
+}
+
+int DeltacastDeviceController::getDeltacastServicePid() {
+    try {
+        return processIdOf(getServiceDeviceTree().get());
+    } catch (const std::invalid_argument& e) {
+        utils::logWarning(
+            formatMessage(std::string("Failed reading PID in properties: ") + e.what()));
+        return 0;
+    }
+}
+
+bool DeltacastDeviceController::getCurrentConfig(DeltacastConfig& config, std::string& error) {
+    const auto node = getServiceDeviceTree();
+    if (!node) {
+        error = "No device";
+        return false;
+    }
+    return readDeltacastConfig(*node, config, error);
+}
+
+void DeltacastDeviceController::deviceManagementThreadFunction() {
+    managementThreadId = std::this_thread::get_id();
+    const auto stop = stopFlag.get_token();
+    const std::stop_callback interrupting(stop, [this] { requests->interrupt(); });
+    setStatusUnreachable();
+    guarded([this] { requestDeviceProperties(); });
+    while (!stop.stop_requested()) {
+        guarded([this] { checkAndApplyPendingReconfigurationRequests(); });
+        guarded([this] { monitorDevice(); });
+        surroundings.pause(cycle, stop);
+    }
+    disconnectFromService();
+}
+
+// Nothing may end the thread, not even a lack of descriptors or memory.
+void DeltacastDeviceController::guarded(const std::function<void()>& work) const {
+    try {
+        work();
+    } catch (const std::exception& e) {
+        logFailure(std::string("Failed in this cycle: ") + e.what());
+    }
+}
+
+void DeltacastDeviceController::checkThread() const {
+    if (managementThreadId.load() != std::this_thread::get_id()) {
+        logFailure("THIS FUNCTION IS NOT CALLED IN THE PROPER THREAD!");
+    }
+}
+
+bool DeltacastDeviceController::connectToServiceIfNeeded() {
+    checkThread();
+    if (link == Link::Up) {
+        return true;
+    }
+    disconnectFromService();
+    try {
+        if (!requests) {
+            throw std::runtime_error("the controller is not set up");
+        }
+        requests->connect(monitoringEndpoint);
+        link = Link::Up;
+        return true;
+    } catch (const std::exception& e) {
+        logFailure(std::string("Failed connecting: ") + e.what());
+        disconnectFromService();
+        return false;
+    }
+}
+
+void DeltacastDeviceController::disconnectFromService() {
+    checkThread();
+    if (link == Link::Up) {
+        requests->close();
+        link = Link::Down;
+    }
+    setStatusUnreachable();
+}
+
+// Nothing when the wait for the answer was interrupted; throws when there was no good one.
+std::optional<DeltacastDeviceController::Reply> DeltacastDeviceController::ask(
+    const Request& request) {
+    Reply reply;
+    return requests->ask(request, reply, answerWithin) ? std::optional(std::move(reply))
+                                                       : std::nullopt;
+}
+
+bool DeltacastDeviceController::isOfType(const Reply& reply, int type,
+                                         const std::string& otherwise) const {
+    return reply.type() == type || logFailure(otherwise);
+}
+
+bool DeltacastDeviceController::pingService() {
+    checkThread();
+    if (!connectToServiceIfNeeded()) {
+        return false;
+    }
+    try {
+        const auto reply = ask(makeRequest(Request::PING));
+        if (!reply) {
+            return false;
+        }
+        setStatusRunning();
+        if (!isOfType(*reply, Request::PING, "Failed pinging device: unexpected reply type")) {
+            return false;
+        }
+        publisher.sendWhatIsLeft();
+        return true;
+    } catch (const std::exception& e) {
+        return logFailure(std::string("Failed pinging device: ") + e.what());
+    }
+}
+
+bool DeltacastDeviceController::pollService() {
+    checkThread();
+    if (!connectToServiceIfNeeded()) {
+        return false;
+    }
+    try {
+        const auto reply = ask(makeRequest(Request::GET_DESCRIPTION));
+        if (!reply) {
+            return false;
+        }
+        setStatusRunning();
+        if (!isOfType(*reply, Request::GET_DESCRIPTION,
+                      "Failed polling device: unexpected reply type")) {
+            return false;
+        }
+        if (!reply->success()) {  // what it holds is no description
+            return logFailure("Failed polling device: " + reply->error_message());
+        }
+        updateDeviceTree(nodeOf(*reply));
+        return true;
+    } catch (const std::exception& e) {
+        return logFailure(std::string("Failed pinging device: ") + e.what());
+    }
+}
+
+bool DeltacastDeviceController::requestDeviceProperties() {
+    checkThread();
+    if (!connectToServiceIfNeeded()) {
+        return false;
+    }
+    try {
+        const auto reply = ask(makeRequest(Request::GET_DESCRIPTION));
+        if (!reply || !isOfType(*reply, Request::GET_DESCRIPTION,
+                                "Failed getting properties: unexpected reply type")) {
+            return false;
+        }
+        if (!reply->success()) {
+            return logFailure("Failed getting properties: " + reply->error_message());
+        }
+        listenToEvents(reply->GetExtension(GetDescriptionReply::base).event_endpoint());
+        updateDeviceTree(nodeOf(*reply));
+        description = Description::Current;
+        return true;
+    } catch (const std::exception& e) {
+        return logFailure(std::string("Failed getting properties: ") + e.what());
+    }
+}
+
+// A service whose events cannot be received is polled.
+bool DeltacastDeviceController::listenToEvents(const std::string& endpoint) {
+    std::string error;
+    const bool listens =
+        endpoint.empty() || surroundings.listener.addListenEndpoint(endpoint, error);
+    eventEndpoint = listens ? endpoint : std::string();
+    return listens || logFailure(error);
+}
+
+void DeltacastDeviceController::updateDeviceTree(const std::shared_ptr<DeviceNode>& node) {
+    *serviceNode.lock() = node;
+    try {
+        process.learn(processIdOf(node.get()), monitoringEndpoint);
+    } catch (const std::invalid_argument&) {
+        // it is said when somebody wants to know the id
+    }
+    publisher.updateDeviceTree(node);
+}
+
+bool DeltacastDeviceController::sendStop(std::string& error) {
+    checkThread();
+    error.clear();
+    if (!connectToServiceIfNeeded()) {
+        error = "nobody is there";
+        return false;
+    }
+    auto request = makeRequest(Request::CONTROL);
+    request.MutableExtension(ControlRequest::base)->set_command(ControlRequest::STOP);
+    try {
+        const auto reply = ask(request);
+        if (!reply) {
+            error = "interrupted";
+        } else if (reply->type() != Request::CONTROL) {
+            error = formatMessage("Failed sending stop: unexpected reply type");
+        }
+    } catch (const std::exception& e) {
+        error = e.what();
+        // The command may still wait to be sent: it must not reach the process that comes next.
+        requests->close();
+        link = Link::Down;
+    }
+    return error.empty();
+}
+
+void DeltacastDeviceController::stopOrKillRunningService() {
+    checkThread();
+    const int id = getDeltacastServicePid();
+    std::string error;
+    if (!sendStop(error)) {
+        logFailure("Error string received: " + error);
+    }
+    if (id != 0) {
+        process.end(id, stopFlag.get_token());
+    }
+    setStatusUnreachable();
+}
+
+bool DeltacastDeviceController::pingOrPoll() {
+    return eventEndpoint.empty() ? pollService() : pingService();
+}
+
+void DeltacastDeviceController::monitorDevice() {
+    checkThread();
+    if (getStatus() == DeltacastStatus::Running && process.hasEnded()) {
+        disconnectFromService();  // whoever answers next is another one
+        return;
+    }
+    if (!connectToServiceIfNeeded()) {
+        return;
+    }
+    if (!getServiceDeviceTree()) {
+        setStatusUnreachable();
+        if (launched == Launch::Done) {  // it may just be slow
+            requestDeviceProperties();
+        }
+        return;
+    }
+    if (pingOrPoll()) {
+        describeAgain();
+    } else if (!isStopped()) {
+        logFailure("Impossible to ping or to poll the Service...");
+        setStatusUnreachable();
+    }
+}
+
+// It may be another process than the one that was described.
+void DeltacastDeviceController::describeAgain() {
+    if (description == Description::Outdated) {
+        requestDeviceProperties();
+    }
+}
+
+void DeltacastDeviceController::setStatusUnreachable() {
+    if (status.enter(DeltacastStatus::Unreachable) == DeltacastStatusMachine::Change::Done) {
+        description = Description::Outdated;
+    }
+}
+
+void DeltacastDeviceController::setStatusStarting() {
+    status.enter(DeltacastStatus::Starting);
+    description = Description::Outdated;
+}
+
+void DeltacastDeviceController::setStatusRunning() {
+    status.enter(DeltacastStatus::Running);
+}
+
+void DeltacastDeviceController::logInfo(const std::string& text) const {
+    utils::logInfo(formatMessage(text));
+}
+
+bool DeltacastDeviceController::logFailure(const std::string& text) const {
+    utils::logError(formatMessage(text));
+    return false;
+}
+
+}  // namespace tarn::service::devices

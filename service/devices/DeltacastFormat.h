@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tarn::device_tree {
+class DeviceNode;
+}
+namespace tarn::proto::deltacast_configuration {
+class DeltacastConfig;
+}
+
+namespace tarn::service::devices {
+
+/// A capture format as it stands in the ingest service's command line.
+struct DeltacastFormat {
+    std::string pixelFormat;
+    std::string inputList;        ///< channel numbers, a blank after each
+    std::string frameOffsetList;  ///< in frames, a blank after each
+    std::uint32_t lineCount = 0;
+    std::string fieldMode;
+    std::uint32_t frameRate = 0;  ///< in hundredths, or thousandths, where fractional
+};
+
+/// Values that are unknown or absent stand for uyvy422_8, 1080, i and 60.
+DeltacastFormat toFormat(
+    const tarn::proto::deltacast_configuration::DeltacastConfig& configuration);
+
+/// The format that the ingest service says is in force, from the properties of its node. False with
+/// the reason in `error`, and `configuration` empty, when one is missing or makes no sense.
+bool readDeltacastConfig(const device_tree::DeviceNode& service,
+                         tarn::proto::deltacast_configuration::DeltacastConfig& configuration,
+                         std::string& error);
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <stop_token>
+
+#include "platform/resource_manager/ProcessIdentity.h"
+
+namespace tarn::socket {
+class SocketEndpoint;
+}
+
+namespace tarn::service::devices {
+
+/// What a controller may look at, and do to, a process that is not its child. Tests bring their
+/// own. Any thread.
+class ProcessControl {
+  public:
+    using ProcessIdentity = resource_manager::ProcessIdentity;
+
+    enum class State {
+        Running,
+        Gone,      ///< nobody has the id
+        Unreaped,  ///< it is dead, and its parent does not take notice
+        Another,   ///< the id belongs to a process with another start time
+    };
+    enum class Holding { Holds, HoldsNot, Unknown };
+
+    virtual ~ProcessControl() = default;
+
+    /// The process that has the id now.
+    virtual ProcessIdentity identify(pid_t id) = 0;
+
+    virtual State stateOf(const ProcessIdentity& process) = 0;
+
+    /// Whether the process has a socket that is bound to this endpoint. Unknown when that cannot be
+    /// found out, also when nobody on this machine has one.
+    virtual Holding holds(pid_t id, const socket::SocketEndpoint& endpoint) = 0;
+
+    /// SIGKILL, to this very process; false when it does not run any more.
+    virtual bool kill(const ProcessIdentity& process) = 0;
+
+    /// Returns when the process has ended, `duration` has passed, or `stop` is requested.
+    virtual void awaitEnd(const ProcessIdentity& process, std::chrono::milliseconds duration,
+                          const std::stop_token& stop) = 0;
+};
+
+/// The processes of this machine.
+class RealProcessControl : public ProcessControl {
+  public:
+    ProcessIdentity identify(pid_t id) override;
+    State stateOf(const ProcessIdentity& process) override;
+    Holding holds(pid_t id, const socket::SocketEndpoint& endpoint) override;
+    bool kill(const ProcessIdentity& process) override;
+    void awaitEnd(const ProcessIdentity& process, std::chrono::milliseconds duration,
+                  const std::stop_token& stop) override;
+};
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,69 @@
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "platform/socket/Descriptor.h"
+#include "platform/socket/WakeUp.h"
+#include "service/devices/EndpointHolder.h"
+#include "service/devices/Pause.h"
+#include "service/devices/ProcessControl.h"
+
+namespace tarn::service::devices {
+
+namespace {
+
+// What it refers to stays the same process, whoever gets the id later.
+int openProcess(pid_t id) {
+    return static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+}
+
+}  // namespace
+
+ProcessControl::ProcessIdentity RealProcessControl::identify(pid_t id) {
+    return ProcessIdentity::of(id);
+}
+
+ProcessControl::State RealProcessControl::stateOf(const ProcessIdentity& process) {
+    const auto now = ProcessIdentity::of(process.id);
+    if (now.startTime == 0) {
+        return State::Gone;
+    }
+    if (now.startTime != process.startTime) {
+        return State::Another;
+    }
+    return isAlive(process) ? State::Running : State::Unreaped;
+}
+
+ProcessControl::Holding RealProcessControl::holds(pid_t id,
+                                                  const socket::SocketEndpoint& endpoint) {
+    return holdsEndpoint(id, endpoint);
+}
+
+bool RealProcessControl::kill(const ProcessIdentity& process) {
+    const int number = openProcess(process.id);
+    if (number < 0) {
+        return false;
+    }
+    const socket::Descriptor handle(number);
+    return stateOf(process) == State::Running &&
+           ::syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0;
+}
+
+void RealProcessControl::awaitEnd(const ProcessIdentity& process,
+                                  std::chrono::milliseconds duration, const std::stop_token& stop) {
+    const int number = openProcess(process.id);
+    if (number < 0) {
+        return;
+    }
+    const socket::Descriptor handle(number);
+    socket::utils::WakeUp interruption;
+    const std::stop_callback interrupting(stop, [&] { interruption.ring(); });
+    std::array<pollfd, 2> waited = {pollfd{handle.get(), POLLIN, 0},
+                                    pollfd{interruption.descriptor(), POLLIN, 0}};
+    ::poll(waited.data(), waited.size(), static_cast<int>(duration.count()));
+}
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,109 @@
+// Persistent jobs come back: what WorkflowCreator does with the files of their folder.
+#include <boost/filesystem.hpp>
+#include <fstream>
+#include <stdexcept>
+
+#include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
+#include "proto/service_job.pb.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/workflows/WorkflowCreator.h"
+
+namespace tarn::service {
+
+namespace {
+
+namespace fs = boost::filesystem;
+using tarn::proto::service_job::ServiceToJobRequest;
+using tarn::proto::service_job::ServiceToJobRequestSetup;
+
+// More than any message that a job was ever set up with, and less than what would hurt.
+constexpr std::streamoff fileLimit = 64 * 1024 * 1024;
+
+std::string contentOf(std::ifstream& file) {
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    file.seekg(0, std::ios::end);
+    const std::streamoff size = file.tellg();
+    if (size > fileLimit) {
+        throw std::runtime_error(std::to_string(size) + " bytes are too many for a job");
+    }
+    std::string content(static_cast<std::size_t>(size), '\0');
+    file.seekg(0);
+    file.read(content.data(), size);
+    return content;
+}
+
+WorkflowCreator::Properties propertiesOf(const ServiceToJobRequestSetup& setup) {
+    WorkflowCreator::Properties properties;
+    for (const auto& resource : setup.resources_to_reserve()) {
+        auto& values = properties[resource.name()];
+        values.insert(values.end(), resource.values().begin(), resource.values().end());
+    }
+    return properties;
+}
+
+}  // namespace
+
+void WorkflowCreator::regeneratePersistentJobs(const std::function<bool()>& breakOff) {
+    const fs::path folder = surroundings.configuration.getPersistentJobsFolder();
+    boost::system::error_code failure;
+    if (!fs::is_directory(folder, failure)) {
+        utils::logError(formatMessage(
+            "Jobs folder path does not match an actual folder. No jobs will be restored."));
+        return;
+    }
+    fs::directory_iterator entry(folder, failure);
+    for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
+        if (breakOff && breakOff()) {
+            return;
+        }
+        boost::system::error_code gone;
+        if (fs::is_regular_file(entry->status(gone))) {
+            regeneratePersistentJob(entry->path().string());
+        }
+    }
+    if (failure) {
+        utils::logError(formatMessage("Failed reading folder " +
+                                      utils::quotedText(folder.string()) + ": " +
+                                      failure.message()));
+    }
+}
+
+void WorkflowCreator::regeneratePersistentJob(const std::string& path) {
+    utils::logInfo(formatMessage("Restoring persistent job in file: " + utils::printable(path)));
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        utils::logError(formatMessage("Failed opening file"));
+        return;
+    }
+    try {
+        const auto content = contentOf(file);
+        file.close();
+        ServiceToJobRequest request;
+        if (!request.ParseFromArray(content.data(), static_cast<int>(content.size()))) {
+            utils::logError(formatMessage("Failed deserializing message"));
+            return;
+        }
+        recreate(request.GetExtension(ServiceToJobRequestSetup::base));
+    } catch (const std::exception& e) {
+        utils::logError(formatMessage(std::string("Failed reading file: ") + e.what()));
+    }
+}
+
+void WorkflowCreator::recreate(const ServiceToJobRequestSetup& stored) {
+    std::string ipcEndpoint;
+    std::string firstJobEndpoint;
+    std::string secondJobEndpoint;
+    std::string error;
+    if (!generateIpcEndpointString(ipcEndpoint, error) ||
+        !generateNewEndpointString(firstJobEndpoint, error) ||
+        !generateNewEndpointString(secondJobEndpoint, error)) {
+        utils::logError(formatMessage("Cannot submit job: " + error));
+        return;
+    }
+    createWorkflow(ipcEndpoint, firstJobEndpoint, secondJobEndpoint, stored.job_description(),
+                   propertiesOf(stored), stored.job_configuration(), stored.persistent_file_path(),
+                   stored.persistent_job_name());
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stop_token>
+#include <thread>
+
+#include "platform/socket/Socket.h"
+#include "service/devices/ProcessControl.h"
+#include "tests/service/support/ServiceBed.h"
+#include "tests/support/Process.h"
+
+namespace tarn::service::devices {
+
+using namespace std::chrono_literals;
+using Control = RealProcessControl;
+
+class RealProcessControlTest : public testing::Test {
+  protected:
+    /// Dead, and not reaped: the test is its parent.
+    void die() {
+        child.signal(SIGKILL);
+        siginfo_t ended{};
+        ::waitid(P_PID, static_cast<id_t>(child.id()), &ended, WEXITED | WNOWAIT);
+    }
+
+    test::Process child{{"sleep", "1000"}};
+    RealProcessControl control;
+};
+
+TEST_F(RealProcessControlTest, TellsWhetherAProcessRuns) {
+    const auto process = control.identify(child.id());
+    EXPECT_EQ(control.stateOf(process), Control::State::Running);
+    die();
+    EXPECT_EQ(control.stateOf(process), Control::State::Unreaped);
+    child.wait();
+    EXPECT_EQ(control.stateOf(process), Control::State::Gone);
+}
+
+TEST_F(RealProcessControlTest, TellsAProcessFromALaterOneWithItsId) {
+    auto process = control.identify(child.id());
+    --process.startTime;
+    EXPECT_EQ(control.stateOf(process), Control::State::Another);
+    EXPECT_FALSE(control.kill(process));
+    EXPECT_EQ(control.stateOf(control.identify(child.id())), Control::State::Running);
+}
+
+TEST_F(RealProcessControlTest, KillsAProcessOnce) {
+    const auto process = control.identify(child.id());
+    EXPECT_TRUE(control.kill(process));
+    EXPECT_EQ(child.wait().signal, SIGKILL);
+    EXPECT_FALSE(control.kill(process));
+}
+
+TEST_F(RealProcessControlTest, WaitsForTheEndOfAProcess) {
+    const auto process = control.identify(child.id());
+    const auto begin = std::chrono::steady_clock::now();
+    const std::jthread killer([&] { control.kill(process); });
+    control.awaitEnd(process, 20s, std::stop_token());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+    EXPECT_NE(control.stateOf(process), Control::State::Running);
+}
+
+TEST_F(RealProcessControlTest, WaitsNoLongerThanItWasTold) {
+    const auto process = control.identify(child.id());
+    const auto begin = std::chrono::steady_clock::now();
+    control.awaitEnd(process, 50ms, std::stop_token());
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, 50ms);
+}
+
+TEST_F(RealProcessControlTest, DoesNotWaitOnceAStopIsRequested) {
+    const auto process = control.identify(child.id());
+    std::stop_source stop;
+    stop.request_stop();
+    const auto begin = std::chrono::steady_clock::now();
+    control.awaitEnd(process, 20s, stop.get_token());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+class Endpoints : public testing::TestWithParam<const char*> {
+  protected:
+    test::Process child{{"sleep", "1000"}};
+    RealProcessControl control;
+};
+
+TEST_P(Endpoints, AreHeldByWhoListensThere) {
+    const auto endpoint = socket::SocketEndpoint::FromString(
+        GetParam() == std::string("Ipc") ? test::uniqueEndpoint() : test::freeTcpEndpoint());
+    EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Unknown);
+    socket::Socket server("test", socket::ClosePolicy::Discard);
+    server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
+    EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Holds);
+    EXPECT_EQ(control.holds(child.id(), endpoint), Control::Holding::HoldsNot);
+    EXPECT_EQ(control.holds(0x7fffffff, endpoint), Control::Holding::Unknown);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Endpoints, testing::Values("Ipc", "Tcp"),
+                         [](const auto& tested) { return std::string(tested.param); });
+
+}  // namespace tarn::service::devices

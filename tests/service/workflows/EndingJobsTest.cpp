@@ -1,0 +1,102 @@
+#include "service/workflows/EndingJobs.h"
+
+#include <gmock/gmock.h>
+
+#include "platform/socket/Socket.h"
+#include "proto/api_job.pb.h"
+#include "tests/service/support/FakeSetupPeer.h"
+#include "tests/service/support/ServiceBed.h"
+
+namespace tarn::service {
+
+using namespace std::chrono_literals;
+using tarn::proto::api_job::ApiToJobRequest;
+using tarn::proto::api_job::JobToApiReply;
+using tarn::proto::api_job::JobToApiReplyStatus;
+using tarn::proto::job_monitoring::JobState;
+
+class EndingJobs : public testing::Test {
+  protected:
+    EndingJobs() { reply.set_type(JobToApiReply::STATUS); }
+
+    /// A job "a" that says that it is in this state.
+    void runJob(JobState state) {
+        reply.MutableExtension(JobToApiReplyStatus::base)->set_state(state);
+        const auto endpoint = test::uniqueEndpoint();
+        peer = std::make_unique<test::FakeSetupPeer>(endpoint, request, &reply);
+        bed.registerJob("a", endpoint);
+    }
+
+    /// Counts the pauses; the job leaves in the third.
+    bool pause() {
+        std::string error;
+        if (++pauses == 3) {
+            EXPECT_TRUE(bed.proxy.unregisterJob("a", error)) << error;
+        }
+        return false;
+    }
+
+    void await() {
+        awaitEndingJobs(bed.proxy, [this](auto) { return pause(); });
+    }
+
+    test::ServiceBed bed;
+    ApiToJobRequest request;
+    JobToApiReply reply;
+    std::unique_ptr<test::FakeSetupPeer> peer;
+    int pauses = 0;
+};
+
+TEST_F(EndingJobs, AreWaitedFor) {
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    await();
+    EXPECT_EQ(request.type(), ApiToJobRequest::STATUS);
+    EXPECT_EQ(pauses, 3);
+    EXPECT_TRUE(bed.log.has("INFO Waiting for 1 job(s) to end"));
+}
+
+TEST_F(EndingJobs, ThatAreOverButNotGoneAreWaitedFor) {
+    runJob(tarn::proto::job_monitoring::JOB_STATE_ENDED);
+    await();
+    EXPECT_EQ(pauses, 3);
+}
+
+TEST_F(EndingJobs, AreNotThoseThatPlayOrWaitToPlayAgain) {
+    for (const auto state : {tarn::proto::job_monitoring::JOB_STATE_PLAYING,
+                             tarn::proto::job_monitoring::JOB_STATE_WAITING_TO_RESTART,
+                             tarn::proto::job_monitoring::JOB_STATE_STARTING}) {
+        runJob(state);
+        await();
+        EXPECT_EQ(pauses, 0);
+    }
+}
+
+TEST_F(EndingJobs, AreNotThoseThatDoNotAnswer) {
+    bed.registerJob("a", test::uniqueEndpoint());
+    await();
+    EXPECT_EQ(pauses, 0);
+    EXPECT_TRUE(bed.log.contains("DEBUG A job does not tell its state: "));
+}
+
+TEST_F(EndingJobs, AreWaitedForNoLongerThanTheBound) {
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    awaitEndingJobs(
+        bed.proxy, [](auto) { return false; }, 0ms);
+    EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
+}
+
+TEST_F(EndingJobs, AreNotWaitedForWhenTheServiceIsToStop) {
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    awaitEndingJobs(bed.proxy, [](auto) { return true; });
+    EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
+}
+
+TEST_F(EndingJobs, CannotBeKnownWithoutTheResourceManager) {
+    std::string ignored;
+    bed.proxy.disconnect(ignored);
+    await();
+    EXPECT_EQ(pauses, 0);
+    EXPECT_TRUE(bed.log.contains("ERROR Failed to get running jobs: "));
+}
+
+}  // namespace tarn::service
