@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "gateway/KnownTree.h"
 #include "proto/monitoring.pb.h"
 #include "proto/service_event.pb.h"
 
@@ -50,8 +51,6 @@ std::optional<Kind> kindOf(Kind parent, int field) {
     return std::nullopt;
 }
 
-bool isMessage(Kind kind, CodedInputStream& input, int depth);
-
 bool skip(WireType type, CodedInputStream& input) {
     std::uint64_t number = 0;
     int length = 0;
@@ -68,35 +67,78 @@ bool skip(WireType type, CodedInputStream& input) {
     return false;
 }
 
-bool isMessageOfLength(Kind kind, CodedInputStream& input, int depth) {
-    int length = 0;
-    if (depth >= deepest || !input.ReadVarintSizeAsInt(&length) ||
-        length > input.BytesUntilLimit()) {
-        return false;
-    }
-    const auto outer = input.PushLimit(length);
-    const bool good = isMessage(kind, input, depth + 1);
-    input.PopLimit(outer);
-    return good;
-}
+/// Reads through bytes. `known` is the message that was good where this one is now, or empty.
+class Scan {
+  public:
+    explicit Scan(std::string_view bytes)
+        : bytes(bytes),
+          // libprotobuf reads unsigned bytes.
+          input(static_cast<const std::uint8_t*>(static_cast<const void*>(bytes.data())),
+                static_cast<int>(bytes.size())) {}
 
-bool isField(Tag tag, std::optional<Kind> kind, CodedInputStream& input, int depth) {
-    if (tag.field == 0) {
-        return false;
-    }
-    return kind && tag.type == WireType::Length ? isMessageOfLength(*kind, input, depth)
-                                                : skip(tag.type, input);
-}
+    CodedInputStream& stream() { return input; }
 
-bool isMessage(Kind kind, CodedInputStream& input, int depth) {
-    while (const std::uint32_t raw = input.ReadTag()) {
-        const Tag tag(raw);
-        if (!isField(tag, kindOf(kind, tag.field), input, depth)) {
+    bool isField(Tag tag, std::optional<Kind> kind, int depth, std::string_view known) {
+        if (tag.field == 0) {
             return false;
         }
+        if (!kind || tag.type != WireType::Length) {
+            return skip(tag.type, input);
+        }
+        int length = 0;
+        return depth < deepest && input.ReadVarintSizeAsInt(&length) &&
+               length <= input.BytesUntilLimit() && isMessageOfLength(*kind, length, depth, known);
     }
-    return input.ConsumedEntireMessage();
-}
+
+  private:
+    bool isMessageOfLength(Kind kind, int length, int depth, std::string_view known) {
+        const auto outer = input.PushLimit(length);
+        const bool good =
+            kind == Kind::Node ? isNode(depth + 1, known) : isMessage(kind, depth + 1);
+        input.PopLimit(outer);
+        return good;
+    }
+
+    bool isMessage(Kind kind, int depth) {
+        while (const std::uint32_t raw = input.ReadTag()) {
+            const Tag tag(raw);
+            if (!isField(tag, kindOf(kind, tag.field), depth, {})) {
+                return false;
+            }
+        }
+        return input.ConsumedEntireMessage();
+    }
+
+    bool isNode(int depth, std::string_view known) {
+        KnownTree knownHere(known);
+        while (const std::uint32_t raw = input.ReadTag()) {
+            const Tag tag(raw);
+            const auto kind = kindOf(Kind::Node, tag.field);
+            const bool good = kind == Kind::Node && tag.type == WireType::Length
+                                  ? isSubDevice(depth, knownHere)
+                                  : isField(tag, kind, depth, {});
+            if (!good) {
+                return false;
+            }
+        }
+        return input.ConsumedEntireMessage();
+    }
+
+    bool isSubDevice(int depth, KnownTree& known) {
+        int length = 0;
+        if (depth >= deepest || !input.ReadVarintSizeAsInt(&length) ||
+            length > input.BytesUntilLimit()) {
+            return false;
+        }
+        const auto begin = static_cast<std::size_t>(input.CurrentPosition());
+        return known.recognises(bytes.substr(begin, static_cast<std::size_t>(length)))
+                   ? input.Skip(length)
+                   : isMessageOfLength(Kind::Node, length, depth, known.replaced());
+    }
+
+    const std::string_view bytes;
+    CodedInputStream input;
+};
 
 std::optional<Kind> kindInBatch(int field) {
     switch (field) {
@@ -111,30 +153,38 @@ std::optional<Kind> kindInBatch(int field) {
 
 bool isOfTheGateway(int field) {
     return field >= ServiceEventBatch::kCatchUpFieldNumber &&
-           field <= ServiceEventBatch::kGatewayInstanceFieldNumber;
+           field <= ServiceEventBatch::kNewcomerFieldNumber;
 }
 
 bool isTree(Tag tag) {
     return tag.field == ServiceEventBatch::kDeviceTreeFieldNumber && tag.type == WireType::Length;
 }
 
+// Of a field that is known to be good.
+std::string_view contentOf(std::string_view field) {
+    Scan scan(field);
+    int length = 0;
+    scan.stream().ReadTag();
+    scan.stream().ReadVarintSizeAsInt(&length);
+    return field.substr(static_cast<std::size_t>(scan.stream().CurrentPosition()));
+}
+
 }  // namespace
 
-std::optional<ScannedBatch> scanBatch(std::string_view bytes) {
+std::optional<ScannedBatch> scanBatch(std::string_view bytes, std::string_view knownTree) {
     if (bytes.size() > std::numeric_limits<int>::max()) {
         return std::nullopt;
     }
-    const auto size = static_cast<int>(bytes.size());
-    // libprotobuf reads unsigned bytes.
-    CodedInputStream input(static_cast<const std::uint8_t*>(static_cast<const void*>(bytes.data())),
-                           size);
-    const auto none = input.PushLimit(size);
+    Scan scan(bytes);
+    auto& input = scan.stream();
+    const auto none = input.PushLimit(static_cast<int>(bytes.size()));
+    const auto known = contentOf(knownTree);
     ScannedBatch batch;
     std::size_t begin = 0;
     while (const std::uint32_t raw = input.ReadTag()) {
         const Tag tag(raw);
         if (isOfTheGateway(tag.field) || (isTree(tag) && !batch.tree.empty()) ||
-            !isField(tag, kindInBatch(tag.field), input, 0)) {
+            !scan.isField(tag, kindInBatch(tag.field), 0, known)) {
             return std::nullopt;
         }
         const auto end = static_cast<std::size_t>(input.CurrentPosition());

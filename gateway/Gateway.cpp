@@ -34,10 +34,7 @@ Gateway::Gateway(const GatewayOptions& options)
       slowLines(betweenLines),
       nextReport(Clock::now() + betweenReports),
       events("events", ClosePolicy::Discard),
-      publisher("subscribers",
-                {.newcomer = Relay::catchUpBeginning,
-                 .everybody = Relay::batchBeginning,
-                 .filler = Relay::filler},
+      publisher("subscribers", {.everybody = Relay::batchBeginning, .filler = Relay::filler},
                 longestQueue) {
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
@@ -88,7 +85,8 @@ void Gateway::take(CatchUpPublisher::Announcement announcement) {
         case CatchUpPublisher::Announcement::Unclear:
             break;
     }
-    publisher.admit(relay.catchUp());
+    const auto first = relay.catchUp();
+    publisher.admit(first.address, first.body);
     ++counters.catchUps;
 }
 

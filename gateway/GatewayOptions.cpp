@@ -4,11 +4,12 @@
 #include <exception>
 #include <ostream>
 
-#include "gateway/GatewayEndpoints.h"
+#include "platform/socket/PublishingEndpoint.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::gateway {
 
+using tarn::socket::publishingEndpointFor;
 using tarn::socket::SocketEndpoint;
 using tarn::socket::Transport;
 
@@ -34,7 +35,7 @@ GatewayOptions optionsFrom(const std::string& events, const std::string& publish
         return {eventsEndpoint, endpointFor("--publish", publish)};
     }
     try {
-        return {eventsEndpoint, publishEndpointFor(eventsEndpoint)};
+        return {eventsEndpoint, publishingEndpointFor(eventsEndpoint)};
     } catch (const std::invalid_argument& reason) {
         throw CLI::ValidationError("--publish", reason.what());
     }

@@ -20,14 +20,13 @@ std::string beginningWith(int field) {
 
 }  // namespace
 
-const std::string Relay::catchUpBeginning = beginningWith(ServiceEventBatch::kCatchUpFieldNumber);
 const std::string Relay::batchBeginning = beginningWith(ServiceEventBatch::kSequenceFieldNumber);
 const std::string Relay::filler = batchBeginning + '\0';
 
 Relay::Relay(std::string instance) : instance(std::move(instance)) {}
 
 std::optional<std::string> Relay::accept(std::string_view batch) {
-    const auto scanned = scanBatch(batch);
+    const auto scanned = scanBatch(batch, tree);
     if (!scanned) {
         return std::nullopt;
     }
@@ -40,12 +39,14 @@ std::optional<std::string> Relay::accept(std::string_view batch) {
     return head.SerializeAsString();
 }
 
-std::string Relay::catchUp() const {
+Relay::CatchUp Relay::catchUp() {
+    ServiceEventBatch address;
+    address.set_newcomer(++newcomers);
     ServiceEventBatch head;
     head.set_catch_up(true);
     head.set_sequence(sequence);
     head.set_gateway_instance(instance);
-    return head.SerializeAsString() + tree;
+    return {address.SerializeAsString(), head.SerializeAsString() + tree};
 }
 
 }  // namespace tarn::gateway

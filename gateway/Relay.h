@@ -19,11 +19,14 @@ class Relay {
     /// batch with a tree, and only that, replaces the last tree.
     std::optional<std::string> accept(std::string_view batch);
 
+    struct CatchUp {
+        std::string address;  ///< the beginning of the message, which is unlike all others
+        std::string body;
+    };
     /// What a newcomer gets now: the last tree, if there is one, and the last number.
-    std::string catchUp() const;
+    CatchUp catchUp();
 
-    /// All that is sent begins with one of these.
-    static const std::string catchUpBeginning;
+    /// All but catch-ups begin with this.
     static const std::string batchBeginning;
     /// A batch that means nothing.
     static const std::string filler;
@@ -33,6 +36,7 @@ class Relay {
   private:
     const std::string instance;
     std::uint64_t sequence = 0;
+    std::uint64_t newcomers = 0;
     std::string tree;  // a batch of nothing else, serialised
 };
 

@@ -1,4 +1,6 @@
 // Stands between the service, which sends its events to one receiver, and all who want them.
+#include <signal.h>
+
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -6,6 +8,7 @@
 
 #include "gateway/Gateway.h"
 #include "gateway/GatewayOptions.h"
+#include "gateway/Readiness.h"
 #include "gateway/SignalInput.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/StreamLogSink.h"
@@ -17,10 +20,13 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
+    ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
     utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
     try {
         gateway::SignalInput signals;
-        gateway::Gateway(*options).run(signals);
+        gateway::Gateway relaying(*options);
+        gateway::announceReadiness();
+        relaying.run(signals);
         return 0;
     } catch (const std::exception& failure) {
         utils::logFatal(std::string("Gateway > ") + failure.what());

@@ -91,7 +91,7 @@ TEST(BatchScanner, FieldsThatAreNotKnownYetArePassedOver) {
 }
 
 TEST(BatchScanner, RefusesTheGatewaysOwnFields) {
-    for (const char* field : {"\x18\x01", "\x20\x01", "\x2a\x01x"}) {
+    for (const char* field : {"\x18\x01", "\x20\x01", "\x2a\x01x", "\x30\x01"}) {
         EXPECT_FALSE(scanBatch(test::treeOnly("a").SerializeAsString() + field));
         EXPECT_FALSE(scanBatch(field));
     }
@@ -138,6 +138,69 @@ TEST(BatchScanner, WhatItAcceptsParses) {
     }
     EXPECT_GT(accepted, 1000);
     EXPECT_GT(refused, 1000);
+}
+
+namespace {
+
+/// A change somewhere in the tree, sub-devices that come and go included.
+void change(proto::monitoring::DeviceNode& node, std::mt19937& random) {
+    auto& below = *node.mutable_sub_devices();
+    switch (random() % (below.empty() ? 2 : 4)) {
+        case 0:
+            node.set_name(std::string(random() % 300, 'n'));
+            return;
+        case 1:
+            below.Add()->set_id(std::to_string(random()));
+            below.SwapElements(below.size() - 1, static_cast<int>(random() % below.size()));
+            return;
+        case 2:
+            below.DeleteSubrange(static_cast<int>(random() % below.size()), 1);
+            return;
+        default:
+            change(below[static_cast<int>(random() % below.size())], random);
+    }
+}
+
+}  // namespace
+
+TEST(BatchScanner, AcceptsTheNextTreesOfOneThatItKnows) {
+    std::mt19937 random(1);  // the same trees in every run
+    auto batch = test::fullTree(5);
+    auto known = batch.SerializeAsString();
+    for (int i = 0; i < 500; ++i) {
+        for (auto changes = random() % 5; changes > 0; --changes) {
+            change(*batch.mutable_device_tree(), random);
+        }
+        const auto bytes = batch.SerializeAsString();
+        const auto scanned = scanBatch(bytes, scanBatch(known)->tree);
+        ASSERT_TRUE(scanned) << i;
+        ASSERT_EQ(scanned->tree, scanBatch(bytes)->tree) << i;
+        known = bytes;
+    }
+}
+
+TEST(BatchScanner, KnowingATreeDoesNotChangeWhatIsAccepted) {
+    google::protobuf::LogSilencer quiet;
+    std::mt19937 random(2);
+    const auto bytes = test::fullTree(3).SerializeAsString();
+    const auto known = std::string(scanBatch(bytes)->tree);
+    int refused = 0;
+    for (int i = 0; i < 20000; ++i) {
+        const auto candidate = mutated(bytes, random);
+        const auto plain = scanBatch(candidate);
+        const auto knowing = scanBatch(candidate, known);
+        ASSERT_EQ(plain.has_value(), knowing.has_value()) << i;
+        ASSERT_TRUE(!plain || plain->tree == knowing->tree) << i;
+        refused += plain ? 0 : 1;
+    }
+    EXPECT_GT(refused, 1000);
+}
+
+TEST(BatchScanner, AKnownDeepTreeDoesNotLetADeeperOneThrough) {
+    const auto known = chain(99).SerializeAsString();
+    ASSERT_TRUE(scanBatch(known));
+    EXPECT_TRUE(scanBatch(known, known));
+    EXPECT_FALSE(scanBatch(chain(200).SerializeAsString(), known));
 }
 
 }  // namespace tarn::gateway

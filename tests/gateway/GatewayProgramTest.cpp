@@ -1,7 +1,12 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/stat.h>
 
+#include <fstream>
+
+#include "tests/gateway/DatagramReceiver.h"
 #include "tests/gateway/GatewayBed.h"
+#include "tests/support/TemporaryFolder.h"
 
 // The program as it is built, in a process of its own.
 namespace tarn::gateway {
@@ -152,6 +157,47 @@ TEST_F(GatewayProgramTest, AnEndpointInUseIsALineAndStatusOne) {
     // The first one still works.
     send(test::treeOnly("cam1"));
     EXPECT_EQ(subscriber()->poll(0), std::nullopt);
+}
+
+TEST(GatewayReadiness, TheServiceManagerIsToldWhenTheEndpointsCanBeReached) {
+    const test::TemporaryFolder folder;
+    const auto events = "ipc://" + (folder.path() / "events").string();
+    const auto path = (folder.path() / "notify").string();
+    const test::DatagramReceiver manager(path);
+    test::Process program({TARN_GATEWAY_PROGRAM, "--events", events}, {{"NOTIFY_SOCKET", path}});
+    EXPECT_EQ(manager.next(), "READY=1");
+    EXPECT_TRUE(test::Subscriber(events + ".pub").next().catch_up());
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait().exitStatus, 0);
+}
+
+TEST(GatewayReadiness, AServiceManagerThatCannotBeToldIsALine) {
+    const test::TemporaryFolder folder;
+    const auto events = "ipc://" + (folder.path() / "events").string();
+    for (const auto& nowhere : {(folder.path() / "none").string(), std::string(300, 'x')}) {
+        test::Process program({TARN_GATEWAY_PROGRAM, "--events", events},
+                              {{"NOTIFY_SOCKET", nowhere}});
+        EXPECT_TRUE(program.waitForErr("the service manager cannot be told: "));
+        program.signal(SIGTERM);
+        EXPECT_EQ(program.wait().exitStatus, 0);
+    }
+}
+
+TEST(GatewayLog, WhoReadsItMayGoAway) {
+    const test::TemporaryFolder folder;
+    const auto events = "ipc://" + (folder.path() / "events").string();
+    const auto log = (folder.path() / "log").string();
+    ASSERT_EQ(::mkfifo(log.c_str(), 0600), 0);
+    test::Process program(
+        {"sh", "-c", R"(exec "$0" --events "$1" 2>"$2")", TARN_GATEWAY_PROGRAM, events, log});
+    std::ifstream reader(log);
+    std::string line;
+    EXPECT_TRUE(std::getline(reader, line));
+    reader.close();
+    program.signal(SIGUSR1);
+    EXPECT_TRUE(test::Subscriber(events + ".pub").next().catch_up());
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait().exitStatus, 0);
 }
 
 TEST(GatewayCommandLine, UsageErrorsAreStatusTwo) {
