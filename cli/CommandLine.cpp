@@ -9,6 +9,7 @@
 
 #include "cli/CommandError.h"
 #include "cli/Commands.h"
+#include "cli/OptionChecks.h"
 #include "cli/Output.h"
 #include "cli/ServiceClient.h"
 #include "platform/socket/SocketEndpoint.h"
@@ -24,15 +25,6 @@ struct GlobalOptions {
     double timeout = 5;
     bool json = false;
 };
-
-std::string checkEndpoint(const std::string& text) {
-    try {
-        socket::SocketEndpoint::FromString(text);
-        return "";
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-}
 
 std::string checkTimeout(const std::string& text) {
     double seconds = 0;
@@ -66,6 +58,11 @@ void build(CLI::App& app, GlobalOptions& options, Action& chosen) {
     addInfoCommand(app, chosen);
     addJobsCommands(app, chosen);
     addEnginesCommands(app, chosen);
+    addDevicesCommand(app, chosen);
+    addTreeCommand(app, chosen);
+    addEventsCommand(app, chosen);
+    addStorageCommands(app, chosen);
+    addCaptureCommands(app, chosen);
     addConfigCommands(app, chosen);
 }
 

@@ -13,6 +13,11 @@ namespace tarn::cli {
 void addInfoCommand(CLI::App& app, Action& chosen);
 void addJobsCommands(CLI::App& app, Action& chosen);
 void addEnginesCommands(CLI::App& app, Action& chosen);
+void addDevicesCommand(CLI::App& app, Action& chosen);
+void addTreeCommand(CLI::App& app, Action& chosen);
+void addEventsCommand(CLI::App& app, Action& chosen);
+void addStorageCommands(CLI::App& app, Action& chosen);
+void addCaptureCommands(CLI::App& app, Action& chosen);
 void addConfigCommands(CLI::App& app, Action& chosen);
 
 /// The members of the jobs family.
@@ -20,6 +25,16 @@ void addJobListCommand(CLI::App& jobs, Action& chosen);
 void addJobShowCommand(CLI::App& jobs, Action& chosen);
 void addJobSubmitCommand(CLI::App& jobs, Action& chosen);
 void addJobWatchCommand(CLI::App& jobs, Action& chosen);
+void addJobLogCommand(CLI::App& jobs, Action& chosen);
 void addJobStopCommand(CLI::App& jobs, Action& chosen);
+
+/// Members of the storage family.
+void addStorageTracksCommand(CLI::App& storage, Action& chosen);
+void addStorageShowCommand(CLI::App& storage, Action& chosen);
+void addStorageCreateCommand(CLI::App& storage, Action& chosen);
+void addStorageResizeCommand(CLI::App& storage, Action& chosen);
+void addStorageClearCommand(CLI::App& storage, Action& chosen);
+void addStorageDestroyCommand(CLI::App& storage, Action& chosen);
+void addStoragePropertiesCommand(CLI::App& storage, Action& chosen);
 
 }  // namespace tarn::cli

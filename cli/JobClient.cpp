@@ -19,11 +19,19 @@ JobToApiReplyStatus JobClient::status() {
 }
 
 void JobClient::destroy(StopOption option) {
+    sendDestroyRequest(option);
+    receiveDestroyed();
+}
+
+void JobClient::sendDestroyRequest(StopOption option) {
     ApiToJobRequest request;
     request.set_type(ApiToJobRequest::DESTROY);
     request.MutableExtension(ApiToJobRequestDestroy::base)
         ->set_destroy_option(option == StopOption::ForGood);
     channel.send(request, timeout);
+}
+
+void JobClient::receiveDestroyed() {
     JobToApiReply reply;
     receive(reply, JobToApiReply::DESTROY);
 }

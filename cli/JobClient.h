@@ -28,7 +28,9 @@ class JobClient {
     /// Returns when the job has accepted; it ends a little later.
     void destroy(StopOption option);
 
-    /// The halves of status, for asking many jobs at once.
+    /// The halves of destroy and of status, for asking many jobs at once.
+    void sendDestroyRequest(StopOption option);
+    void receiveDestroyed();
     void sendStatusRequest();
     proto::api_job::JobToApiReplyStatus receiveStatus();
 

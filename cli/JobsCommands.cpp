@@ -15,6 +15,7 @@ void addJobsCommands(CLI::App& app, Action& chosen) {
     addJobShowCommand(*jobs, chosen);
     addJobSubmitCommand(*jobs, chosen);
     addJobWatchCommand(*jobs, chosen);
+    addJobLogCommand(*jobs, chosen);
     addJobStopCommand(*jobs, chosen);
 }
 

@@ -7,6 +7,7 @@
 #include "cli/JobOutcome.h"
 #include "cli/Json.h"
 #include "cli/Session.h"
+#include "cli/StyledLine.h"
 #include "cli/Table.h"
 #include "cli/TerminalText.h"
 
@@ -36,6 +37,36 @@ void Output::table(const Table& table) {
     const auto lines = table.lines();
     out << bold(lines.front()) << '\n';
     std::for_each(lines.begin() + 1, lines.end(), [this](const auto& row) { out << row << '\n'; });
+}
+
+void Output::drawing(const std::vector<StyledLine>& lines) {
+    for (const StyledLine& line : lines) {
+        out << line.text(facts.colours) << '\n';
+    }
+}
+
+void Output::screen(const std::vector<StyledLine>& lines) {
+    if (facts.display == Display::Redraws) {
+        redraw(lines);
+    } else {
+        drawing(lines);
+    }
+    flush();
+}
+
+// From the upper left corner on; what is left of the last drawing is erased. A line at the bottom
+// stays empty, for writing there would scroll.
+void Output::redraw(const std::vector<StyledLine>& lines) {
+    const std::size_t room = std::max<std::size_t>(facts.lines, 3) - 1;
+    const std::size_t shown = lines.size() <= room ? lines.size() : room - 1;
+    out << "\x1b[H";
+    std::for_each_n(lines.begin(), shown, [this](const StyledLine& line) {
+        out << line.text(facts.colours, facts.columns) << "\x1b[K\n";
+    });
+    if (shown < lines.size()) {
+        out << "... and " << lines.size() - shown << " more lines\x1b[K\n";
+    }
+    out << "\x1b[J";
 }
 
 void Output::document(const nlohmann::ordered_json& document) {

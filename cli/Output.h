@@ -10,6 +10,7 @@
 
 namespace tarn::cli {
 
+class StyledLine;
 class Table;
 enum class Format : int;
 struct JobOutcome;
@@ -27,6 +28,12 @@ class Output {
     void line(const std::string& text);
     void fields(const Fields& fields);
     void table(const Table& table);
+    void drawing(const std::vector<StyledLine>& lines);
+
+    /// The same as the latest state of something that is being watched: in place of what is on the
+    /// screen, as much as there is room for, else below what was written before. Written through at
+    /// once.
+    void screen(const std::vector<StyledLine>& lines);
 
     /// The one document of a command.
     void document(const nlohmann::ordered_json& document);
@@ -49,6 +56,7 @@ class Output {
     const Terminal& terminal() const { return facts; }
 
   private:
+    void redraw(const std::vector<StyledLine>& lines);
     std::string bold(const std::string& text) const;
 
     std::ostream& out;

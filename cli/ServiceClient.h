@@ -19,6 +19,16 @@ class ServiceToApiReplyEngineSubmission;
 class ServiceToApiReplyInfo;
 class ServiceToApiReplyJobSubmission;
 }  // namespace tarn::proto::api_service
+namespace tarn::proto::deltacast_configuration {
+class DeltacastConfig;
+}
+namespace tarn::proto::loop_storage {
+class Reply;
+class Request;
+}  // namespace tarn::proto::loop_storage
+namespace tarn::proto::monitoring {
+class DeviceNode;
+}
 
 namespace tarn::cli {
 
@@ -33,6 +43,14 @@ class ServiceClient {
     ServiceClient(socket::SocketEndpoint endpoint, std::chrono::milliseconds timeout);
 
     proto::api_service::ServiceToApiReplyInfo info();
+
+    /// The device tree from its root. The second form waits for `bound` instead of the time-out.
+    proto::monitoring::DeviceNode deviceTree();
+    proto::monitoring::DeviceNode deviceTree(std::chrono::milliseconds bound);
+
+    /// Where the gateway publishes the service's events, unless it was told another place. Asks the
+    /// service.
+    socket::SocketEndpoint publishingEndpoint();
 
     /// In the service's order.
     std::vector<proto::api_service::RunningJob> jobs(
@@ -50,6 +68,16 @@ class ServiceClient {
     proto::api_service::ServiceToApiReplyEngineSubmission submitEngine(
         const proto::api_service::ApiToServiceRequestEngineSubmission& submission);
 
+    /// What the loop storage answers to a request that it serves; what it does not is Failed, with
+    /// its own reason.
+    proto::loop_storage::Reply operateStorage(const proto::loop_storage::Request& operation);
+
+    /// The capture format that the ingest service last said is in force.
+    proto::deltacast_configuration::DeltacastConfig captureFormat();
+
+    /// Success means accepted, not in force.
+    void configureCapture(const proto::deltacast_configuration::DeltacastConfig& format);
+
     /// Where to reach an endpoint that the service gave out for a job. A job that listens on every
     /// interface ("tcp://*:port") of a server far away is on that server's address. Throws
     /// CommandError for bad text.
@@ -63,6 +91,8 @@ class ServiceClient {
     proto::api_service::ServiceToApiReply ask(
         const proto::api_service::ApiToServiceRequest& request, int replyType,
         std::chrono::milliseconds bound);
+
+    socket::SocketEndpoint reachable(const std::string& text, const std::string& whose) const;
 
     socket::SocketEndpoint endpoint;
     std::chrono::milliseconds defaultBound;

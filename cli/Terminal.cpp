@@ -19,19 +19,27 @@ bool isCapable(int descriptor) {
     return ::isatty(descriptor) == 1 && environment("TERM") != "dumb";
 }
 
-std::size_t widthOf(int descriptor) {
+winsize sizeOf(int descriptor) {
     winsize size{};
-    const bool known = ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : 80;
+    if (::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
+        size.ws_row = 24;
+        size.ws_col = 80;
+    }
+    return size;
 }
 
 }  // namespace
 
 Terminal Terminal::ofThisProcess() {
-    const bool coloured = isCapable(STDOUT_FILENO) && environment("NO_COLOR").empty();
+    const bool capable = isCapable(STDOUT_FILENO);
+    const bool coloured = capable && environment("NO_COLOR").empty();
+    const winsize output = sizeOf(STDOUT_FILENO);
     return {.colours = coloured ? Colours::On : Colours::Off,
             .progress = isCapable(STDERR_FILENO) ? ProgressStyle::Bar : ProgressStyle::Lines,
-            .width = widthOf(STDERR_FILENO)};
+            .width = sizeOf(STDERR_FILENO).ws_col,
+            .display = capable ? Display::Redraws : Display::Scrolls,
+            .columns = output.ws_col,
+            .lines = output.ws_row};
 }
 
 }  // namespace tarn::cli

@@ -10,7 +10,7 @@ using namespace proto::job_monitoring;
 
 namespace {
 
-JobToApiReply statusReply(const proto::api_service::RunningJob& job) {
+JobToApiReply statusReply(const proto::api_service::RunningJob& job, const std::string& logFile) {
     JobToApiReply reply;
     reply.set_type(JobToApiReply::STATUS);
     reply.set_success(true);
@@ -23,7 +23,7 @@ JobToApiReply statusReply(const proto::api_service::RunningJob& job) {
     status.set_restarts(2);
     status.set_last_failure("no signal on input 1");
     status.set_pipeline_pid(4242);
-    status.set_log_file("/var/log/tarn/job.log");
+    status.set_log_file(logFile);
     status.set_job_configuration("videotestsrc ! fakesink");
     return reply;
 }
@@ -63,6 +63,10 @@ void FakeJob::refuses(const std::string& reason) {
     locked->reason = reason;
 }
 
+void FakeJob::keepsLog(const std::string& file) {
+    state.lock()->logFile = file;
+}
+
 void FakeJob::answersGarbage() {
     state.lock()->manner = Manner::Garbage;
 }
@@ -88,7 +92,7 @@ Responder::MessagePointer FakeJob::answer(const ApiToJobRequest& request) {
     if (locked->manner == Manner::Garbage) {
         return garbage();
     }
-    auto reply = std::make_unique<JobToApiReply>(statusReply(job));
+    auto reply = std::make_unique<JobToApiReply>(statusReply(job, locked->logFile));
     if (request.type() == ApiToJobRequest::DESTROY) {
         reply->ClearExtension(JobToApiReplyStatus::base);
         reply->set_type(JobToApiReply::DESTROY);

@@ -28,6 +28,9 @@ class FakeJob {
     /// Publishes this from now on, with the job's id unless it has one.
     void publishes(proto::job_monitoring::JobEvent event);
 
+    /// Names this log file in its status.
+    void keepsLog(const std::string& file);
+
     /// Answers every command with this instead.
     void refuses(const std::string& reason);
     void answersGarbage();
@@ -43,6 +46,7 @@ class FakeJob {
     struct State {
         Manner manner = Manner::Normal;
         std::string reason;
+        std::string logFile = "/var/log/tarn/job.log";
         std::vector<proto::api_job::ApiToJobRequest> requests;
         std::unique_ptr<proto::job_monitoring::JobEvent> event;
         std::function<void()> onDestroy;

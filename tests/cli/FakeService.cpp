@@ -17,10 +17,10 @@ void find(const std::vector<RunningJob>& jobs, const std::string& id, ServiceToA
     }
 }
 
-void describe(ServiceToApiReplyInfo& info) {
+void describe(ServiceToApiReplyInfo& info, const std::string& eventsEndpoint) {
     info.set_service_name("TarnService");
     info.set_version("service version TODO");
-    info.set_events_endpoint("ipc:///tmp/events");
+    info.set_events_endpoint(eventsEndpoint);
     auto& component = *info.mutable_components_dictionary()->add_components();
     component.set_name("scaler");
     component.set_version("1.2");
@@ -62,6 +62,14 @@ void FakeService::launchesNothing(const RunningJob& endpointsOfNextJob) {
     locked->launch = Launch::Fails;
 }
 
+void FakeService::watches(const proto::monitoring::DeviceNode& tree) {
+    state.lock()->tree = tree;
+}
+
+void FakeService::sendsEventsTo(const std::string& endpoint) {
+    state.lock()->eventsEndpoint = endpoint;
+}
+
 void FakeService::answers(Request::ApiToServiceRequestType type, Answer answer) {
     state.lock()->answers.emplace_back(type, std::move(answer));
 }
@@ -95,7 +103,12 @@ void FakeService::answerUsually(State& state, const Request& request, Reply& rep
     switch (request.type()) {
         case Request::GET_INFO:
             reply.set_type(Reply::INFO);
-            describe(*reply.MutableExtension(ServiceToApiReplyInfo::base));
+            describe(*reply.MutableExtension(ServiceToApiReplyInfo::base), state.eventsEndpoint);
+            break;
+        case Request::GET_MONITORING_INFO:
+            reply.set_type(Reply::GET_MONITORING_INFO);
+            *reply.MutableExtension(ServiceToApiReplyGetMonitoringInfo::base)
+                 ->mutable_device_tree() = state.tree;
             break;
         case Request::GET_JOBS:
             reply.set_type(Reply::GET_JOBS);

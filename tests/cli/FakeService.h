@@ -30,6 +30,10 @@ class FakeService {
     void launches(const proto::api_service::RunningJob& endpointsOfNextJob);
     void launchesNothing(const proto::api_service::RunningJob& endpointsOfNextJob);
 
+    /// What it says of its devices, and of where it sends events.
+    void watches(const proto::monitoring::DeviceNode& tree);
+    void sendsEventsTo(const std::string& endpoint);
+
     /// Answers this kind of request otherwise than usual.
     void answers(Request::ApiToServiceRequestType type, Answer answer);
     void staysSilent();
@@ -45,6 +49,8 @@ class FakeService {
         std::vector<Request> requests;
         std::vector<std::pair<int, Answer>> answers;
         proto::api_service::RunningJob nextJob;
+        proto::monitoring::DeviceNode tree;
+        std::string eventsEndpoint = "ipc:///tmp/events";
         Launch launch = Launch::Fails;
         bool silent = false;
     };

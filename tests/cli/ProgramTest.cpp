@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/cli/FakeGateway.h"
 #include "tests/cli/FakeJob.h"
 #include "tests/cli/FakeService.h"
 #include "tests/cli/TarnctlFixture.h"
@@ -169,6 +170,49 @@ TEST_F(ProgramTest, LeavesTheJobAloneOnCtrlC) {
     EXPECT_EQ(result.exitStatus, 130);
     EXPECT_THAT(result.err, HasSubstr("tarnctl: interrupted; job " + firstId + " goes on\n"));
     EXPECT_TRUE(job.requests().empty());
+}
+
+TEST_F(ProgramTest, FollowsEventsUntilCtrlC) {
+    test::FakeGateway gateway;
+    gateway.publishes(test::withAdded(test::numbered(1), "cam1"));
+    Process events(line({"events", "--follow", "--events-endpoint", gateway.endpoint()}));
+    EXPECT_TRUE(events.waitForOut("added    cam1 (host)\n"));
+    gateway.publishes(test::withRemoved(test::numbered(2), "cam1"));
+    EXPECT_TRUE(events.waitForOut("removed  cam1 (generic)\n"));
+    events.signal(SIGINT);
+    const auto result = events.wait();
+    EXPECT_EQ(result.exitStatus, 130);
+    EXPECT_EQ(result.err, "");
+}
+
+TEST_F(ProgramTest, SaysWhenNothingComesAnyMoreAndWhenItComesAgain) {
+    auto gateway = std::make_unique<test::FakeGateway>();
+    const std::string endpoint = gateway->endpoint();
+    Process events(line({"events", "--follow", "--timeout", "0.3", "--events-endpoint", endpoint}));
+    EXPECT_TRUE(events.waitForErr("tarnctl: nothing has come from " + endpoint +
+                                  " for 0.3 s; is tarnGateway running?\n"));
+    gateway.reset();
+    gateway = std::make_unique<test::FakeGateway>(endpoint);
+    EXPECT_TRUE(events.waitForErr("tarnctl: batches come again\n"));
+    events.signal(SIGINT);
+    EXPECT_EQ(events.wait().exitStatus, 130);
+}
+
+TEST_F(ProgramTest, WatchesTheTreeUntilCtrlC) {
+    test::FakeGateway gateway;
+    gateway.catchesUpWith(test::treeOf("host-1", "disk full"));
+    gateway.publishes(test::withTree(test::numbered(3), test::treeOf("host-1", "disk fuller")));
+    Process tree({"script", "-qec",
+                  program + " tree --watch --events-endpoint " + gateway.endpoint(), "/dev/null"},
+                 {{"TERM", "xterm"}, {"NO_COLOR", ""}});
+    EXPECT_TRUE(tree.waitForOut("\x1b[33mwarning: disk full\x1b[0m\x1b[K"));
+    EXPECT_TRUE(tree.waitForOut("\x1b[33mwarning: disk fuller\x1b[0m\x1b[K"));
+    Process plain(line({"tree", "--watch", "--json", "--events-endpoint", gateway.endpoint()}));
+    EXPECT_TRUE(plain.waitForOut("disk fuller"));
+    plain.signal(SIGINT);
+    const auto result = plain.wait();
+    EXPECT_EQ(result.exitStatus, 130);
+    EXPECT_EQ(json::parse(result.out.substr(0, result.out.find('\n')))["catch_up"], true);
 }
 
 }  // namespace tarn::cli

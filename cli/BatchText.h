@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+namespace tarn::proto::monitoring {
+class DeviceNode;
+}
+namespace tarn::proto::service_event {
+class ServiceEvent;
+class ServiceEventBatch;
+}  // namespace tarn::proto::service_event
+
+namespace tarn::cli {
+
+/// "added    studio-1 (host)"; not escaped.
+std::string eventText(const proto::service_event::ServiceEvent& event);
+
+/// A batch as one line of JSON is made of it: the gateway's fields, `lost` where batches in front
+/// of it have not come, its events, and this part of its tree unless it is null.
+nlohmann::ordered_json batchDocument(const proto::service_event::ServiceEventBatch& batch,
+                                     std::uint64_t lost,
+                                     const std::vector<proto::service_event::ServiceEvent>& events,
+                                     const proto::monitoring::DeviceNode* tree);
+
+/// Each as protobuf's own mapping has it, with its content.
+nlohmann::ordered_json eventsDocument(
+    const std::vector<proto::service_event::ServiceEvent>& events);
+
+}  // namespace tarn::cli

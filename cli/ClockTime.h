@@ -1,0 +1,11 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace tarn::cli {
+
+/// The time of day where this runs: "14:03:07.250".
+std::string clockTime(std::chrono::system_clock::time_point time);
+
+}  // namespace tarn::cli
