@@ -51,10 +51,24 @@ class Devices : public SystemTest {
     }
 
     void startServiceWithDevice() {
-        configureSections(
-            std::string("<TarnProtocolDevice type=\"Generic\"><MonitoringInterface>") + device +
-            "</MonitoringInterface></TarnProtocolDevice>");
+        configureSections(deviceSection(device));
         startService();
+    }
+
+    static std::string deviceSection(const std::string& endpoint) {
+        return "<TarnProtocolDevice type=\"Generic\"><MonitoringInterface>" + endpoint +
+               "</MonitoringInterface></TarnProtocolDevice>\n";
+    }
+
+    /// One that prints a line for each request.
+    static std::unique_ptr<Program> misbehavingDevice(const std::vector<std::string>& options,
+                                                      const std::string& endpoint = device) {
+        std::vector<std::string> command = {TARN_MISBEHAVING_DEVICE, "--endpoint", endpoint,
+                                            "--print-requests"};
+        command.insert(command.end(), options.begin(), options.end());
+        auto program = std::make_unique<Program>(command);
+        EXPECT_TRUE(program->output().waitFor("READY"));
+        return program;
     }
 
     static std::unique_ptr<Program> startDevice() {
@@ -118,6 +132,71 @@ TEST_F(Devices, aDeviceThatIsKilledLeavesTheTreeAndComesBack) {
     EXPECT_EQ(devicesInTheTree(), 1);
     running->signal(SIGTERM);
     EXPECT_EQ(running->waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
+}
+
+TEST_F(Devices, aDeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
+    listen("ipc:///tmp/events");
+    const auto running = startDevice();
+    startServiceWithDevice();
+    ASSERT_TRUE(awaitEvent(ServiceEvent::DEVICE_ADDED));
+    running->signal(SIGSTOP);
+    ASSERT_TRUE(awaitEvent(ServiceEvent::DEVICE_REMOVED));
+    EXPECT_EQ(devicesInTheTree(), 0);
+    running->signal(SIGCONT);
+    ASSERT_TRUE(awaitEvent(ServiceEvent::DEVICE_ADDED));
+    EXPECT_EQ(devicesInTheTree(), 1);
+    running->signal(SIGTERM);
+    EXPECT_EQ(running->waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
+}
+
+TEST_F(Devices, aDeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
+    const auto running = misbehavingDevice({"--event-endpoint", "ipc:///tmp/test-device-events"});
+    startServiceWithDevice();
+    ASSERT_TRUE(running->output().waitFor("REQUEST PING"));
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(running->output().waitFor("REQUEST PING", running->output().all().size()));
+    const auto period = std::chrono::steady_clock::now() - begin;
+    EXPECT_GT(period, std::chrono::milliseconds(2500));
+    EXPECT_LT(period, std::chrono::milliseconds(4500));
+    running->signal(SIGTERM);
+    running->waitForEnd(std::chrono::seconds(20));
+}
+
+// One hangs in each step: before its description, at its first poll, at its first ping, in the
+// middle of an answer; and one is not there.
+TEST_F(Devices, thatHangAtEveryStepDoNotHoldUpTheShutdown) {
+    const std::vector<std::vector<std::string>> hanging = {
+        {"--replies", "silence"},
+        {"--replies", "silence", "--good-replies", "1"},
+        {"--replies", "silence", "--good-replies", "1", "--event-endpoint",
+         "ipc:///tmp/test-device2-events"},
+        {"--delay", "60000"}};
+    std::vector<std::unique_ptr<Program>> devices;
+    std::string sections = deviceSection("ipc:///tmp/test-device-away");
+    for (std::size_t n = 0; n < hanging.size(); ++n) {
+        const auto endpoint = device + std::to_string(n);
+        devices.push_back(misbehavingDevice(hanging[n], endpoint));
+        sections += deviceSection(endpoint);
+    }
+    configureSections(sections);
+    startService();
+    // The second and the third have answered once and got what they do not answer.
+    for (const std::size_t n : {1U, 2U}) {
+        EXPECT_TRUE(eventually([&] { return devices[n]->output().count("REQUEST") >= 2; }));
+    }
+    EXPECT_TRUE(devices[0]->output().waitFor("REQUEST"));
+    EXPECT_TRUE(devices[3]->output().waitFor("REQUEST"));
+
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
+    for (const auto& running : devices) {
+        running->signal(SIGKILL);
+        running->waitForEnd(std::chrono::seconds(20));
+    }
+    for (std::size_t n = 0; n < devices.size(); ++n) {
+        ::unlink(("/tmp/test-device" + std::to_string(n)).c_str());
+    }
 }
 
 TEST_F(Devices, aDeviceThatHangsDoesNotHoldUpTheShutdown) {

@@ -1,6 +1,5 @@
 #include "tests/system/Job.h"
 
-#include <stdexcept>
 #include <utility>
 
 #include "platform/socket/Socket.h"
@@ -9,7 +8,6 @@
 
 namespace tarn::test {
 
-namespace job = proto::api_job;
 namespace monitoring = proto::job_monitoring;
 
 namespace {
@@ -42,30 +40,8 @@ void Job::collect(const std::stop_token& stop) {
     }
 }
 
-std::optional<job::JobToApiReply> Job::ask(const job::ApiToJobRequest& request) const {
-    constexpr std::uint32_t connectMs = 2000;
-    try {
-        socket::Socket commands("Test commands", socket::ClosePolicy::Discard);
-        commands.createAndConnect(socket::Protocol::Request,
-                                  socket::SocketEndpoint::FromString(address.commandEndpoint),
-                                  connectMs);
-        commands.sendProtoBuf(&request);
-        job::JobToApiReply reply;
-        commands.receiveProtoBuf(&reply, largestMessage);
-        return reply;
-    } catch (const std::runtime_error&) {
-        return std::nullopt;
-    }
-}
-
 std::optional<Job::Status> Job::status() const {
-    job::ApiToJobRequest request;
-    request.set_type(job::ApiToJobRequest::STATUS);
-    const auto reply = ask(request);
-    if (!reply || reply->type() != job::JobToApiReply::STATUS || !reply->success()) {
-        return std::nullopt;
-    }
-    return reply->GetExtension(job::JobToApiReplyStatus::base);
+    return JobCommands(address.commandEndpoint).status();
 }
 
 bool Job::waitUntilPlaying() const {
@@ -78,11 +54,11 @@ bool Job::waitUntilPlaying() const {
 }
 
 bool Job::destroy() const {
-    job::ApiToJobRequest request;
-    request.set_type(job::ApiToJobRequest::DESTROY);
-    request.MutableExtension(job::ApiToJobRequestDestroy::base)->set_destroy_option(true);
-    const auto reply = ask(request);
-    return reply && reply->type() == job::JobToApiReply::DESTROY && reply->success();
+    return JobCommands(address.commandEndpoint).destroy(JobCommands::End::ForGood);
+}
+
+bool Job::stop() const {
+    return JobCommands(address.commandEndpoint).destroy(JobCommands::End::UntilNextStart);
 }
 
 std::vector<Job::Event> Job::events() const {

@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/utils/Synchronised.h"
-#include "proto/api_job.pb.h"
 #include "proto/job_monitoring.pb.h"
 #include "tests/system/Api.h"
+#include "tests/system/JobCommands.h"
 
 namespace tarn::test {
 
@@ -19,7 +19,7 @@ class Job {
   public:
     using Event = proto::job_monitoring::JobEvent;
     using End = proto::job_monitoring::JobEventEnd;
-    using Status = proto::api_job::JobToApiReplyStatus;
+    using Status = JobCommands::Status;
     static constexpr std::chrono::milliseconds patience = std::chrono::seconds(20);
 
     explicit Job(JobAddress address);
@@ -33,8 +33,10 @@ class Job {
     /// Waits until the job says that it plays.
     bool waitUntilPlaying() const;
 
-    /// Asks it to end; false when it does not answer or refuses.
+    /// Asks it to end for good; false when it does not answer or refuses.
     bool destroy() const;
+    /// Asks it to end until the next start of the service.
+    bool stop() const;
 
     std::vector<Event> events() const;
     bool waitForEvent(const std::function<bool(const Event&)>& wanted,
@@ -44,8 +46,6 @@ class Job {
     std::optional<End> waitForEnd(std::chrono::milliseconds bound = patience) const;
 
   private:
-    std::optional<proto::api_job::JobToApiReply> ask(
-        const proto::api_job::ApiToJobRequest& request) const;
     void collect(const std::stop_token& stop);
 
     const JobAddress address;

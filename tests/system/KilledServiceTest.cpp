@@ -1,3 +1,5 @@
+#include <map>
+
 #include "tests/system/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
@@ -50,6 +52,29 @@ TEST_F(KilledService, tenTimesInARowDoesNotDisturbTheJob) {
     }
     EXPECT_EQ(job->status()->pipeline_pid(), pipeline);
     EXPECT_TRUE(job->destroy());
+}
+
+TEST_F(KilledService, tenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinASecond) {
+    startService();
+    std::map<std::string, std::pair<std::unique_ptr<Job>, int>> jobs;  // with their process
+    for (int n = 0; n < 6; ++n) {
+        auto job = startJob({.pipeline = endless});
+        const auto process = job->status()->pipeline_pid();
+        const auto id = job->id();
+        jobs.emplace(id, std::pair(std::move(job), process));
+    }
+    for (int kill = 0; kill < 10; ++kill) {
+        service().killHard();
+        startService();
+        EXPECT_TRUE(eventually([&] { return api().jobs()->size() == jobs.size(); }, 1s))
+            << "after kill " << kill;
+    }
+    for (const auto& [id, entry] : jobs) {
+        const auto& [job, process] = entry;
+        EXPECT_EQ(job->status()->pipeline_pid(), process);
+        EXPECT_EQ(job->status()->restarts(), 0U);
+        EXPECT_TRUE(isListed(id));
+    }
 }
 
 TEST_F(KilledService, aJobThatEndedMeanwhileIsNotListedByTheNextOne) {

@@ -30,14 +30,14 @@ std::optional<pid_t> asProcessId(const std::string& name) {
 }
 
 // Nothing for a process that has just gone.
-std::optional<Process> readProcess(pid_t id) {
+std::optional<OtherProcess> readProcess(pid_t id) {
     const auto folder = std::filesystem::path("/proc") / std::to_string(id);
     const auto status = contentOf(folder / "stat");
     const auto nameEnd = status.rfind(')');
     if (nameEnd == std::string::npos || nameEnd + 4 >= status.size()) {
         return std::nullopt;
     }
-    Process process;
+    OtherProcess process;
     process.id = id;
     process.state = status[nameEnd + 2];
     process.parent = static_cast<pid_t>(std::stol(status.substr(nameEnd + 4)));
@@ -51,9 +51,9 @@ std::optional<Process> readProcess(pid_t id) {
 
 }  // namespace
 
-std::vector<Process> otherProcesses() {
+std::vector<OtherProcess> otherProcesses() {
     constexpr pid_t first = 1;
-    std::vector<Process> processes;
+    std::vector<OtherProcess> processes;
     for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
         const auto id = asProcessId(entry.path().filename().string());
         if (!id || *id == first || *id == ::getpid()) {
@@ -66,15 +66,15 @@ std::vector<Process> otherProcesses() {
     return processes;
 }
 
-std::vector<Process> processesRunning(const std::string& part) {
+std::vector<OtherProcess> processesRunning(const std::string& part) {
     auto processes = otherProcesses();
-    std::erase_if(processes, [&](const Process& process) {
+    std::erase_if(processes, [&](const OtherProcess& process) {
         return process.state == 'Z' || process.command.find(part) == std::string::npos;
     });
     return processes;
 }
 
-std::string describe(const std::vector<Process>& processes) {
+std::string describe(const std::vector<OtherProcess>& processes) {
     std::string text;
     for (const auto& process : processes) {
         text += std::to_string(process.id) + " (parent " + std::to_string(process.parent) +

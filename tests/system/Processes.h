@@ -7,7 +7,7 @@
 
 namespace tarn::test {
 
-struct Process {
+struct OtherProcess {
     pid_t id = 0;
     pid_t parent = 0;
     char state = 0;       ///< 'Z' is dead and waits to be reaped
@@ -15,12 +15,12 @@ struct Process {
 };
 
 /// Every process of the private process tree but its first one and this one.
-std::vector<Process> otherProcesses();
+std::vector<OtherProcess> otherProcesses();
 
 /// The living ones whose command holds `part`.
-std::vector<Process> processesRunning(const std::string& part);
+std::vector<OtherProcess> processesRunning(const std::string& part);
 
 /// One a line, for messages.
-std::string describe(const std::vector<Process>& processes);
+std::string describe(const std::vector<OtherProcess>& processes);
 
 }  // namespace tarn::test

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/system/Api.h"
+#include "tests/system/Installation.h"
 #include "tests/system/Job.h"
 #include "tests/system/Program.h"
 #include "tests/system/Service.h"
@@ -54,8 +55,5 @@ class SystemTest : public ::testing::Test {
     std::vector<std::unique_ptr<Service>> services;
     std::unique_ptr<Api> client;
 };
-
-/// Writes a file and makes it executable; returns its path.
-std::string writeProgram(const std::string& path, const std::string& text);
 
 }  // namespace tarn::test

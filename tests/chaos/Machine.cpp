@@ -1,0 +1,126 @@
+#include "tests/chaos/Machine.h"
+
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "tests/system/Installation.h"
+
+namespace tarn::chaos {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr auto registryFolder = "/run/halden-tarn";
+constexpr auto jobLogFolder = "/var/log/halden-tarn/jobs";
+constexpr std::size_t servicesKept = 30;  // for their logs
+constexpr std::chrono::seconds longestEnd{60};
+
+std::vector<fs::path> registryFiles() {
+    std::vector<fs::path> files;
+    std::error_code none;
+    for (const auto& entry : fs::directory_iterator(registryFolder, none)) {
+        if (entry.path().extension() == ".registry") {
+            files.push_back(entry.path());
+        }
+    }
+    return files;
+}
+
+void overwriteWithNoise(const fs::path& file, std::uintmax_t size, std::mt19937& random) {
+    std::ofstream out(file, std::ios::binary | std::ios::trunc);
+    for (std::uintmax_t n = 0; n < size; ++n) {
+        out.put(static_cast<char>(random()));
+    }
+}
+
+}  // namespace
+
+Machine::Machine() {
+    test::logEverything();
+    test::writeConfigurationSections("<Paths><PersistentJobsFolder>" +
+                                     std::string(PersistentFolder::path) +
+                                     "</PersistentJobsFolder></Paths>");
+    others.push_back(
+        {.name = "gateway", .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway"}});
+    for (auto& companion : others) {
+        start(companion);
+    }
+}
+
+void Machine::startService() {
+    services.push_back(std::make_unique<test::Service>());
+    up = true;
+    if (services.size() > servicesKept) {
+        services.pop_front();
+    }
+    if (!service().waitUntilServing()) {
+        throw std::runtime_error("the service does not serve");
+    }
+}
+
+void Machine::killService() {
+    service().killHard();
+    up = false;
+}
+
+test::Ending Machine::interruptService() {
+    service().interrupt();
+    const auto ending = service().waitForEnd(longestEnd);
+    up = ending.how == test::Ending::How::StillRunning;
+    return ending;
+}
+
+void Machine::start(Companion& companion) {
+    companion.run = std::make_unique<test::Program>(companion.command);
+}
+
+void Machine::killHard(Companion& companion) {
+    companion.run->signal(SIGKILL);
+    companion.run->waitForEnd(longestEnd);
+}
+
+void Machine::deleteRegistry() {
+    for (const auto& file : registryFiles()) {
+        fs::remove(file);
+    }
+}
+
+void Machine::damageRegistry(std::mt19937& random) {
+    for (const auto& file : registryFiles()) {
+        const auto size = fs::file_size(file);
+        if (random() % 2 == 0) {
+            overwriteWithNoise(file, size, random);
+        } else {
+            fs::resize_file(file, size * (random() % 100) / 100);
+        }
+    }
+}
+
+std::vector<pid_t> Machine::programs() const {
+    std::vector<pid_t> ids;
+    if (up) {
+        ids.push_back(services.back()->id());
+    }
+    for (const auto& companion : others) {
+        ids.push_back(companion.run->id());
+    }
+    return ids;
+}
+
+void Machine::saveLogs(const std::string& target) const {
+    fs::create_directories(target);
+    std::size_t number = 0;
+    for (const auto& run : services) {
+        std::ofstream(target + "/service-" + std::to_string(number++) + ".log")
+            << run->log().text();
+    }
+    std::error_code none;
+    fs::copy(jobLogFolder, target + "/jobs",
+             fs::copy_options::recursive | fs::copy_options::overwrite_existing, none);
+}
+
+}  // namespace tarn::chaos

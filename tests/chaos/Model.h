@@ -1,0 +1,135 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace tarn::chaos {
+
+enum class Kind {
+    Endless,  ///< plays until it is ended
+    Failing,  ///< plays, and fails soon: a persistent one over and over
+    Short,    ///< plays, and comes to the end of its stream soon
+};
+
+enum class Lifetime { Passing, Persistent };
+
+/// A job as it was ordered.
+struct Order {
+    std::string id;
+    std::string label;  ///< what its launcher is called by: its id, or the name of its file
+    Kind kind = Kind::Endless;
+    Lifetime lifetime = Lifetime::Passing;
+};
+
+/// What is really there.
+struct World {
+    struct Launcher {
+        pid_t id;
+        std::string label;
+    };
+    struct Pipeline {
+        pid_t id;
+        pid_t parent;
+    };
+    struct Listed {
+        std::string id;
+        std::vector<std::string> endpoints;
+        std::optional<bool> persistent = {};  ///< what the job says of itself; nothing: no answer
+    };
+    struct Stored {
+        std::string file;
+        std::optional<std::string> id;  ///< nothing: the file is torn
+    };
+
+    std::vector<Launcher> launchers;
+    std::vector<Pipeline> pipelines;
+    std::vector<std::string> strangers;  ///< processes that nobody should have left
+    std::vector<Listed> listed;
+    std::vector<Stored> stored;
+    std::vector<std::string> sharedSockets;  ///< endpoints on which two processes listen
+};
+
+/// What must be there in the end, whatever was done on the way. The driver tells what it does and
+/// what it sees; the end is a service that has just been started and has come to rest.
+///
+/// Nothing is demanded of a job of which nothing was seen: an answered submission is accepted, not
+/// launched. From then on:
+///
+/// - A persistent job whose file was seen runs in the end, once, whatever was killed, interrupted,
+///   damaged or stopped: the next start of the service brings it back. Only the answered order to
+///   end for good ends it, and then it never runs again, even if its launcher is killed before it
+///   could act on the order. An order without an answer leaves both open.
+/// - A persistent job without a file (the disk was full, or it came too late) says so itself, and
+///   is then as one that is not persistent.
+/// - A job that is not persistent runs on once it was seen playing, and is over when its launcher
+///   or its pipeline process was killed, when it took the order to end, and when a service that
+///   lists it was interrupted. A service whose registry was lost may be interrupted before the job
+///   has found it: then it may run on.
+/// - A job of limited length may be over at any time; one that fails is over if it is not
+///   persistent.
+///
+/// And always: no job runs twice, no pipeline process is without its launcher, nothing else runs,
+/// every running job is listed, a file and a persistent job come together, no file is torn.
+class Model {
+  public:
+    enum class End { UntilNextStart, ForGood };
+    enum class Answer { Taken, None };
+
+    void submitted(const Order& order);
+
+    /// The job plays, in the launcher `launcher`, and the service lists it.
+    void sawPlaying(const std::string& id, pid_t launcher);
+    /// Its file is there.
+    void sawFile(const std::string& id);
+    void stopped(const std::string& id, End end, Answer answer);
+
+    void launcherKilled(const std::string& label, pid_t launcher);
+    void pipelineKilled(const std::string& label, pid_t launcher);
+
+    /// Before a start of the service.
+    void registryLost();
+    /// It ended in order.
+    void serviceInterrupted();
+
+    /// What is wrong with this world, one line each; empty when all is as it must be.
+    std::vector<std::string> problemsWith(const World& world) const;
+
+    std::size_t jobs() const { return known.size(); }
+    /// How many must run in the end.
+    std::size_t mustRun() const;
+    /// How many must not.
+    std::size_t mustBeOver() const;
+
+    /// Nothing for a job that was not submitted.
+    std::optional<std::string> labelOf(const std::string& id) const;
+
+  private:
+    enum class Fate { Open, Runs, Over };
+    struct Job {
+        Order order;
+        Fate fate = Fate::Open;
+        pid_t launcher = 0;      // where it was seen last
+        bool listed = false;     // by a service that still has its registry
+        bool endIsOpen = false;  // it may have been ended, nobody knows: it stays open
+    };
+    using Problems = std::vector<std::string>;
+
+    static bool isPersistent(const Job& job) { return job.order.lifetime == Lifetime::Persistent; }
+    Job* find(const std::string& id);
+    Job* findByLabel(const std::string& label);
+    void killed(const std::string& label, pid_t launcher);
+
+    void checkJob(const Job& job, const World& world, Problems& problems) const;
+    void checkProcesses(const World& world, Problems& problems) const;
+    void checkList(const World& world, Problems& problems) const;
+    void checkFiles(const World& world, Problems& problems) const;
+
+    std::map<std::string, Job> known;  // by id
+};
+
+}  // namespace tarn::chaos

@@ -1,0 +1,65 @@
+// Chaos on a private machine, from a seed that is printed: scripts/chaos runs it.
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <random>
+#include <string>
+
+#include "tests/chaos/Chaos.h"
+
+namespace {
+
+struct Options {
+    unsigned seconds = 20;
+    unsigned seed = std::random_device()();
+    std::string logs;
+};
+
+void report(const tarn::chaos::Chaos& chaos) {
+    for (const auto& [what, count] : chaos.figures()) {
+        std::cout << what << ": " << count << "\n";
+    }
+    std::cout << "jobs: " << chaos.expectation().jobs()
+              << "\njobs that had to run in the end: " << chaos.expectation().mustRun()
+              << "\njobs that had to be over: " << chaos.expectation().mustBeOver()
+              << "\nproblems: " << chaos.problems().size() << std::endl;
+}
+
+int run(const Options& options) {
+    tarn::chaos::Chaos chaos(options.seed);
+    try {
+        chaos.runFor(std::chrono::seconds(options.seconds));
+        chaos.conclude();
+    } catch (const std::exception& e) {
+        std::cerr << "problem: " << e.what() << std::endl;
+        chaos.place().saveLogs(options.logs);
+        return 1;
+    }
+    report(chaos);
+    if (!chaos.problems().empty()) {
+        chaos.place().saveLogs(options.logs);
+        std::cerr << "repeat with --seed " << options.seed << "; logs in " << options.logs
+                  << std::endl;
+    }
+    return chaos.problems().empty() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    CLI::App app("Kills, interrupts and fills disks at random, then looks whether all is well");
+    app.add_option("--seconds", options.seconds, "How long");
+    app.add_option("--seed", options.seed, "Which chaos");
+    app.add_option("--logs", options.logs, "Folder for the logs of a chaos that found something")
+        ->required();
+    CLI11_PARSE(app, argc, argv);
+    if (std::getenv("PRIVATE_NAMESPACE_ENTER") == nullptr) {
+        std::cerr << "run this through scripts/chaos" << std::endl;
+        return 2;
+    }
+    std::cout << "seed " << options.seed << std::endl;
+    return run(options);
+}

@@ -1,0 +1,135 @@
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/system/Eventually.h"
+#include "tests/system/PersistentFixture.h"
+#include "tests/system/Processes.h"
+
+namespace tarn::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+class PersistentJobs : public PersistentFixture {
+  protected:
+    /// What a power cut does: every process dies at once, and the registry is in a folder that is
+    /// empty afterwards.
+    void cutThePower() {
+        service().killHard();
+        EXPECT_TRUE(eventually([] {
+            for (const auto& process : otherProcesses()) {
+                ::kill(process.id, SIGKILL);
+            }
+            return otherProcesses().empty();
+        }));
+        fs::remove_all("/run/halden-tarn");
+        for (const auto& entry : fs::directory_iterator("/tmp")) {
+            if (entry.is_socket()) {
+                fs::remove(entry.path());
+            }
+        }
+    }
+};
+
+TEST_F(PersistentJobs, comeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
+    const auto kept = startJob(persistent("kept"));
+    const auto passing = startJob({.pipeline = endless});
+    ASSERT_TRUE(fs::exists(file("kept")));
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    expectNothingIsLeft();
+    EXPECT_TRUE(fs::exists(file("kept")));
+
+    startService();
+    const auto again = find(kept->id());
+    EXPECT_FALSE(isListed(passing->id()));
+    EXPECT_EQ(launchers(), 1u);
+    EXPECT_TRUE(service().waitForLog("Restoring persistent job in file: /tmp/jobs/kept"));
+    EXPECT_TRUE(again->status()->persistent());
+    EXPECT_EQ(processesRunning("-l kept ").size(), 1u);
+}
+
+TEST_F(PersistentJobs, thatStillRunAreLeftAlone) {
+    const auto job = startJob(persistent("kept"));
+    const auto pipeline = job->status()->pipeline_pid();
+    service().killHard();
+    startService();
+    EXPECT_TRUE(service().waitForLog("Will not (re)create job with UUID " + job->id() +
+                                     ": already running"));
+    EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    EXPECT_EQ(find(job->id())->status()->pipeline_pid(), pipeline);
+    EXPECT_EQ(launchers(), 1u);
+}
+
+TEST_F(PersistentJobs, comeBackAfterAPowerCutAndOthersDoNot) {
+    const auto kept = startJob(persistent("kept"));
+    const auto passing = startJob({.pipeline = endless});
+    cutThePower();
+
+    startService();
+    const auto again = find(kept->id());
+    EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    EXPECT_FALSE(isListed(passing->id()));
+    EXPECT_EQ(launchers(), 1u);
+}
+
+TEST_F(PersistentJobs, thatWereEndedForGoodDoNotComeBack) {
+    const auto job = startJob(persistent("kept"));
+    EXPECT_TRUE(job->destroy());
+    EXPECT_TRUE(eventually([] { return !fs::exists(file("kept")); }));
+    EXPECT_TRUE(eventually([] { return launchers() == 0; }));
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+
+    startService();
+    EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
+}
+
+TEST_F(PersistentJobs, thatReachTheEndOfTheirStreamDoNotComeBack) {
+    const auto job = startJob(persistent("short",
+                                         "videotestsrc is-live=true num-buffers=20 "
+                                         "! video/x-raw,framerate=25/1 ! fakesink"));
+    ASSERT_TRUE(job->waitForEnd());
+    EXPECT_TRUE(eventually([] { return !fs::exists(file("short")); }));
+}
+
+TEST_F(PersistentJobs, comeBackAmongFilesThatAreNone) {
+    const auto job = startJob(persistent("kept"));
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    constexpr int badFiles = 200;
+    for (int n = 0; n < badFiles; ++n) {
+        std::ofstream(file("bad" + std::to_string(n))) << "\xff not a job " << n;
+    }
+    fs::create_directory(file("folder"));
+    ASSERT_EQ(::mkfifo(file("pipe").c_str(), 0600), 0);
+
+    startService();
+    EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    EXPECT_EQ(service().log().count("Failed deserializing message"), std::size_t{badFiles});
+    find(job->id());
+    EXPECT_EQ(launchers(), 1u);
+}
+
+TEST_F(PersistentJobs, anInterruptWhileTheyComeBackLeavesOutTheRestAndStopsTheOthers) {
+    for (int n = 0; n < 5; ++n) {
+        startJob(persistent("kept" + std::to_string(n)));
+    }
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+
+    auto& next = launchService();
+    EXPECT_TRUE(next.waitForLog("Restoring persistent job in file: "));
+    EXPECT_EQ(next.stop(), Ending::exited(0));
+    expectNothingIsLeft();
+    for (int n = 0; n < 5; ++n) {
+        EXPECT_TRUE(fs::exists(file("kept" + std::to_string(n))));
+    }
+}
+
+}  // namespace
+
+}  // namespace tarn::test
