@@ -3,7 +3,9 @@
 #include <zmq.h>
 
 #include <cerrno>
+#include <list>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace tarn::benchmarks {
@@ -16,35 +18,88 @@ void check(bool good, const char* what) {
     }
 }
 
+int typeOf(BareSocket::Kind kind) {
+    switch (kind) {
+        case BareSocket::Kind::Request:
+            return ZMQ_REQ;
+        case BareSocket::Kind::Router:
+            return ZMQ_ROUTER;
+        case BareSocket::Kind::Push:
+            return ZMQ_PUSH;
+        case BareSocket::Kind::Pull:
+            return ZMQ_PULL;
+        case BareSocket::Kind::Publish:
+            return ZMQ_PUB;
+        case BareSocket::Kind::Subscribe:
+            return ZMQ_SUB;
+    }
+    return -1;
+}
+
+bool binds(BareSocket::Kind kind) {
+    return kind == BareSocket::Kind::Router || kind == BareSocket::Kind::Pull ||
+           kind == BareSocket::Kind::Publish;
+}
+
+/// One received message.
+class Received {
+  public:
+    Received() { zmq_msg_init(&message); }
+    ~Received() { zmq_msg_close(&message); }
+    Received(const Received&) = delete;
+    Received& operator=(const Received&) = delete;
+
+    zmq_msg_t* get() { return &message; }
+    std::string text() {
+        return {static_cast<const char*>(zmq_msg_data(&message)), zmq_msg_size(&message)};
+    }
+
+  private:
+    zmq_msg_t message;
+};
+
 }  // namespace
 
-BareSocket::BareSocket(Kind kind, const std::string& address)
-    : context(zmq_ctx_new()),
-      socket(zmq_socket(context, kind == Kind::Router ? ZMQ_ROUTER : ZMQ_REQ)) {
+BareSocket::Context BareSocket::makeContext() {
+    return {zmq_ctx_new(), zmq_ctx_term};
+}
+
+BareSocket::BareSocket(Kind kind, const std::string& address, Context sharedContext)
+    : context(std::move(sharedContext)), socket(zmq_socket(context.get(), typeOf(kind))) {
     const int bound = 5000;
     const int linger = 0;
     zmq_setsockopt(socket, ZMQ_LINGER, &linger, sizeof linger);
-    if (kind == Kind::Router) {
+    if (kind == Kind::Subscribe) {
+        zmq_setsockopt(socket, ZMQ_SUBSCRIBE, "", 0);
+    }
+    if (kind == Kind::Request) {
+        zmq_setsockopt(socket, ZMQ_RCVTIMEO, &bound, sizeof bound);
+    }
+    zmq_setsockopt(socket, ZMQ_SNDTIMEO, &bound, sizeof bound);
+    if (binds(kind)) {
         check(zmq_bind(socket, address.c_str()) == 0, "bind");
     } else {
-        zmq_setsockopt(socket, ZMQ_RCVTIMEO, &bound, sizeof bound);
         check(zmq_connect(socket, address.c_str()) == 0, "connect");
     }
 }
 
 BareSocket::~BareSocket() {
     zmq_close(socket);
-    zmq_ctx_term(context);
 }
 
 std::size_t BareSocket::ask(const std::string& bytes) {
     check(zmq_send(socket, bytes.data(), bytes.size(), 0) >= 0, "send");
-    zmq_msg_t answer;
-    zmq_msg_init(&answer);
-    const int received = zmq_msg_recv(&answer, socket, 0);
+    Received answer;
+    const int received = zmq_msg_recv(answer.get(), socket, 0);
     check(received >= 0, "receive");
-    zmq_msg_close(&answer);
     return static_cast<std::size_t>(received);
+}
+
+std::string BareSocket::request(const std::string& bytes) {
+    send(bytes);
+    std::string answer;
+    check(receive(answer), "receive");
+    return answer;
 }
 
 void BareSocket::answerAlways(const std::string& bytes) {
@@ -59,6 +114,41 @@ void BareSocket::answerAlways(const std::string& bytes) {
         zmq_send(socket, "", 0, ZMQ_SNDMORE);
         zmq_send(socket, bytes.data(), bytes.size(), 0);
     }
+}
+
+void BareSocket::answerOne(const Answer& answer) {
+    std::list<Received> frames;  // they do not move
+    do {
+        check(zmq_msg_recv(frames.emplace_back().get(), socket, 0) >= 0, "receive");
+    } while (zmq_msg_more(frames.back().get()) != 0);
+    const std::string bytes = answer(frames.back().text());
+    frames.pop_back();
+    for (auto& frame : frames) {  // whom it is for
+        zmq_msg_send(frame.get(), socket, ZMQ_SNDMORE);
+    }
+    zmq_send(socket, bytes.data(), bytes.size(), 0);
+}
+
+void BareSocket::send(const std::string& bytes) {
+    check(zmq_send(socket, bytes.data(), bytes.size(), 0) >= 0, "send");
+}
+
+void BareSocket::forwardTo(BareSocket& other) {
+    Received message;
+    check(zmq_msg_recv(message.get(), socket, 0) >= 0, "receive");
+    check(zmq_msg_send(message.get(), other.socket, 0) >= 0, "send");
+}
+
+bool BareSocket::receive(std::string& bytes, std::chrono::milliseconds within) {
+    zmq_pollitem_t item{.socket = socket, .fd = 0, .events = ZMQ_POLLIN, .revents = 0};
+    if (zmq_poll(&item, 1, within.count()) <= 0) {
+        errno = EAGAIN;
+        return false;
+    }
+    Received message;
+    check(zmq_msg_recv(message.get(), socket, 0) >= 0, "receive");
+    bytes = message.text();
+    return true;
 }
 
 }  // namespace tarn::benchmarks

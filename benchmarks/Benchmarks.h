@@ -13,7 +13,34 @@ void measureJobStart();
 /// Memory and processor use of the service while nobody asks anything.
 void measureIdleService();
 
+/// Tracks of a loop storage server of its own against plain files: writing, reading, one writer
+/// with many readers, making and removing.
+void measureLoopStorage();
+/// From a request for another capture format until it is in force, against the start of the ingest
+/// service alone, and what is left after all changes; CAPTURE_ROUNDS of them when that is set. And
+/// the time until a killed ingest service is noticed. Both need an ingest service configured.
+void measureCaptureFormats();
+void measureDeadIngest();
+
 /// The command line client as a whole process, against a process that does nothing.
 void measureToolStart();
+
+// Of the devices: the configuration has to name those of DeviceProcess, and the gateway to run.
+
+/// From a device's event until a subscriber of the gateway has the new tree, against a bare relay.
+void measureDeviceChange();
+
+/// Changes of statuses that the service takes in.
+void measureStatusChanges();
+
+/// Memory of the service for each node of its tree.
+void measureDeviceMemory();
+
+/// A change until the last of many subscribers has it, against a bare relay, and what the gateway
+/// uses.
+void measureGatewayFanOut();
+
+/// What the service uses while many devices do nothing.
+void measureDeviceFleet();
 
 }  // namespace tarn::benchmarks

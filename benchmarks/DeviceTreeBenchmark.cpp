@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
+#include "benchmarks/SampleNode.h"
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/device_tree/EventHelper.h"
 #include "proto/monitoring.pb.h"
@@ -10,22 +11,10 @@ namespace tarn::device_tree {
 
 namespace {
 
+using benchmarks::idOf;
+using benchmarks::sampleNode;
+
 enum Shape { Flat, Nested };
-
-std::string idOf(std::int64_t number) {
-    return "track-" + std::to_string(1000000 + number);
-}
-
-/// Two properties and three statuses, as a track has.
-DeviceNode makeNode(const std::string& id) {
-    DeviceNode node(id, "Track " + id, DeviceClass::LoopStorage);
-    node.addProperty(Property("Path", Property::Type::Text, "/data/loops/" + id));
-    node.addProperty(Property("Size", Property::Type::Text, "1073741824"));
-    node.addStatus(NamedStatus("Begin", std::uint64_t{0}));
-    node.addStatus(NamedStatus("End", std::uint64_t{0}));
-    node.addStatus(NamedStatus("Load", 0.0));
-    return node;
-}
 
 void addTo(DeviceNode& parent, const DeviceNode& child) {
     std::string error;
@@ -34,7 +23,7 @@ void addTo(DeviceNode& parent, const DeviceNode& child) {
 
 /// The nodes from `first` on, `count` of them, the first being the root.
 DeviceNode nestedTree(std::int64_t first, std::int64_t count) {
-    DeviceNode root = makeNode(idOf(first));
+    DeviceNode root = sampleNode(idOf(first));
     const std::int64_t below = count - 1;
     for (std::int64_t part = 0; part < 10; ++part) {
         const std::int64_t from = below * part / 10;
@@ -47,9 +36,9 @@ DeviceNode nestedTree(std::int64_t first, std::int64_t count) {
 }
 
 DeviceNode flatTree(std::int64_t count) {
-    DeviceNode root = makeNode(idOf(0));
+    DeviceNode root = sampleNode(idOf(0));
     for (std::int64_t i = 1; i < count; ++i) {
-        addTo(root, makeNode(idOf(i)));
+        addTo(root, sampleNode(idOf(i)));
     }
     return root;
 }
@@ -116,7 +105,7 @@ void updateStatusAndTakeSnapshot(benchmark::State& state) {
 void addAndRemove(benchmark::State& state) {
     DeviceNode tree = treeOf(state);
     DeviceNode latest = tree;
-    const auto added = std::make_shared<DeviceNode>(makeNode("track-1000500-added"));
+    const auto added = std::make_shared<DeviceNode>(sampleNode("track-1000500-added"));
     std::string error;
     for ([[maybe_unused]] auto _ : state) {
         tree.addSubDevice(added, true, error);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+
+#include "benchmarks/ChildProcess.h"
 
 namespace tarn::benchmarks {
 
@@ -13,14 +13,12 @@ class EchoProcess {
     /// Make it before any thread of this process exists.
     explicit EchoProcess(std::size_t replySize);
     ~EchoProcess();
-    EchoProcess(const EchoProcess&) = delete;
-    EchoProcess& operator=(const EchoProcess&) = delete;
 
     const std::string& address() const { return endpoint; }
 
   private:
     const std::string endpoint;
-    pid_t child;
+    const ChildProcess process;
 };
 
 }  // namespace tarn::benchmarks

@@ -16,6 +16,14 @@ constexpr Entry entries[] = {
     {"job-start", tarn::benchmarks::measureJobStart},
     {"tool-start", tarn::benchmarks::measureToolStart},
     {"idle", tarn::benchmarks::measureIdleService},
+    {"loop-storage", tarn::benchmarks::measureLoopStorage},
+    {"capture-formats", tarn::benchmarks::measureCaptureFormats},
+    {"dead-ingest", tarn::benchmarks::measureDeadIngest},
+    {"device-change", tarn::benchmarks::measureDeviceChange},
+    {"status-changes", tarn::benchmarks::measureStatusChanges},
+    {"device-memory", tarn::benchmarks::measureDeviceMemory},
+    {"gateway-fan-out", tarn::benchmarks::measureGatewayFanOut},
+    {"device-fleet", tarn::benchmarks::measureDeviceFleet},
 };
 
 }  // namespace
@@ -35,8 +43,11 @@ int main(int argc, char* argv[]) {
         }
     }
     if (!found) {
-        std::fprintf(stderr,
-                     "usage: tarn_benchmarks api-latency | job-start | tool-start | idle\n");
+        std::fputs("usage: tarn_benchmarks", stderr);
+        for (const auto& entry : entries) {
+            std::fprintf(stderr, "%s%s", &entry == entries ? " " : " | ", entry.name);
+        }
+        std::fputs("\n", stderr);
         return 2;
     }
     return 0;
