@@ -40,8 +40,9 @@ endif()
 # Off where it is to be shown that each file includes what it needs, and for what clang-tidy looks at.
 option(TARN_UNITY_BUILD "Compile several files as one, for a quicker build from nothing" OFF)
 set(TARN_FILE_BY_FILE
-    "tarn_loop_storage;tarn_media_framework;tarn_misbehaving_device;tarn_storage_client" CACHE STRING
-    "Targets that are compiled file by file all the same")
+    tarn_loop_storage tarn_media_framework tarn_misbehaving_device tarn_storage_client
+    test_device_tree test_loop_storage test_system
+    CACHE STRING "Targets that are compiled file by file all the same")
 if(TARN_UNITY_BUILD)
     # A class of one file with a member of a type of that file: taken for one of a header.
     target_compile_options(tarn_warnings INTERFACE -Wno-subobject-linkage)
