@@ -98,9 +98,6 @@ TEST_F(Recovery, anEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBefore
     startService();
     EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
     EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
-    // The launcher that was killed could not remove them.
-    fs::remove(job->where().commandEndpoint.substr(6));
-    fs::remove(job->where().eventEndpoint.substr(6));
 }
 
 TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
