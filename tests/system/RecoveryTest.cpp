@@ -37,12 +37,10 @@ class Recovery : public PersistentFixture {
     /// Until the first service that answers lists all of them.
     void expectListedWithin(std::chrono::milliseconds bound,
                             const std::vector<std::unique_ptr<Job>>& jobs) {
-        EXPECT_TRUE(eventually(
-            [&] {
-                return std::all_of(jobs.begin(), jobs.end(),
-                                   [this](const auto& job) { return isListed(job->id()); });
-            },
-            bound));
+        EXPECT_TRUE(eventuallyWithin(bound, [&] {
+            return std::all_of(jobs.begin(), jobs.end(),
+                               [this](const auto& job) { return isListed(job->id()); });
+        }));
     }
 
     std::vector<std::unique_ptr<Job>> startJobs(int count) {
@@ -81,7 +79,7 @@ TEST_F(Recovery, ofADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
         deleteRegistry();
         startService();
         EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
-        EXPECT_TRUE(eventually([] { return launchers() == 1; }));
+        expectLaunchers(1);
         EXPECT_EQ(find(job->id())->status()->pipeline_pid(), pipeline);
     }
 }
@@ -94,7 +92,7 @@ TEST_F(Recovery, anEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBefore
     for (const auto& launcher : processesRunning("-l kept ")) {
         ::kill(launcher.id, SIGKILL);
     }
-    EXPECT_TRUE(eventually([] { return launchers() == 0; }));
+    expectLaunchers(0);
     EXPECT_EQ(service().stop(), Ending::exited(0));
 
     startService();
@@ -113,7 +111,7 @@ TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
     for (const auto* job : {&first, &second, &third}) {
         EXPECT_TRUE(find((*job)->id())->status()->persistent());
     }
-    EXPECT_EQ(launchers(), 3U);
+    expectLaunchers(3);
 }
 
 /// The folder of the persistent jobs is a small file system of its own.
