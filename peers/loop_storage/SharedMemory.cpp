@@ -68,7 +68,7 @@ SharedLimit::SharedLimit(std::uint64_t limit)
 
 void SharedLimit::raise(std::uint64_t limit) {
     limitPageIn(memory).limit.store(limit);
-    std::atomic_thread_fence(std::memory_order_seq_cst);
+    storage_wire::orderRingAndLimit();
 }
 
 WriterMemory::WriterMemory() : memory(writerMemorySize, SharedMemory::ClientMay::Write) {}

@@ -5,7 +5,6 @@
 #include <sys/uio.h>
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 #include "platform/storage_wire/Sharing.h"
@@ -47,7 +46,7 @@ bool RingView::read(std::uint64_t position, std::size_t size, char* bytes) const
     if (!readAt(offset, first, bytes) || !readAt(0, size - first, bytes + first)) {
         return false;
     }
-    std::atomic_thread_fence(std::memory_order_acquire);
+    storage_wire::orderRingAndLimit();
     return static_cast<const storage_wire::LimitPage*>(page)->limit.load() <= position + ringSize;
 }
 

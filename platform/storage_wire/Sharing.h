@@ -21,4 +21,12 @@ static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 
 constexpr std::size_t limitPageSize = 4096;
 
+/// Orders this process's accesses to the ring's file and to the page, as the other process sees
+/// them. The thread sanitizer does not know fences; threads of one process share neither.
+inline void orderRingAndLimit() {
+#if !defined(__SANITIZE_THREAD__)
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+#endif
+}
+
 }  // namespace tarn::storage_wire
