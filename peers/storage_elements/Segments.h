@@ -7,8 +7,8 @@
 namespace tarn::peers::storage_elements {
 
 /// Decides when played buffers begin a new segment, so that their running time goes on whatever
-/// their time stamps do: they need not begin at zero (an encoder may begin anywhere), and begin anew
-/// with each recording. The position is how long it has been playing.
+/// their time stamps do: they need not begin at zero (an encoder may begin anywhere), and begin
+/// anew with each recording. The position is how long it has been playing.
 class Segments {
   public:
     /// `base`: the running time of the first buffer.
