@@ -18,6 +18,9 @@ constexpr auto registryFolder = "/run/halden-tarn";
 constexpr auto jobLogFolder = "/var/log/halden-tarn/jobs";
 constexpr std::size_t servicesKept = 30;  // for their logs
 constexpr std::chrono::seconds longestEnd{60};
+constexpr int jobTrackCount = 4;
+constexpr std::uint64_t jobTrackSize = 256U << 10U;
+constexpr std::uint64_t frameTrackSize = 1U << 20U;
 
 std::vector<fs::path> registryFiles() {
     std::vector<fs::path> files;
@@ -39,16 +42,31 @@ void overwriteWithNoise(const fs::path& file, std::uintmax_t size, std::mt19937&
 
 }  // namespace
 
-Machine::Machine() {
+Machine::Machine(Transport transport) : where(Places::over(transport)) {
     test::logEverything();
     test::writeConfigurationSections("<Paths><PersistentJobsFolder>" +
                                      std::string(PersistentFolder::path) +
-                                     "</PersistentJobsFolder></Paths>");
+                                     "</PersistentJobsFolder></Paths>" + where.configuration());
+    others.push_back({.name = "gateway",
+                      .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events",
+                                  where.events, "--publish", where.published}});
     others.push_back(
-        {.name = "gateway", .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway"}});
+        {.name = "host monitor",
+         .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
+                     where.monitor, "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
     for (auto& companion : others) {
         start(companion);
     }
+    loops.start();
+    makeTracks();
+}
+
+void Machine::makeTracks() {
+    for (int n = 0; n < jobTrackCount; ++n) {
+        jobTracks.push_back(loops.createTrack(jobTrackSize));
+    }
+    writer = std::make_unique<FrameWriter>(where.storage, loops.createTrack(frameTrackSize),
+                                           frameTrackSize);
 }
 
 void Machine::startService() {
@@ -105,6 +123,9 @@ std::vector<pid_t> Machine::programs() const {
     if (up) {
         ids.push_back(services.back()->id());
     }
+    if (loops.isUp()) {
+        ids.push_back(loops.id());
+    }
     for (const auto& companion : others) {
         ids.push_back(companion.run->id());
     }
@@ -118,6 +139,7 @@ void Machine::saveLogs(const std::string& target) const {
         std::ofstream(target + "/service-" + std::to_string(number++) + ".log")
             << run->log().text();
     }
+    std::ofstream(target + "/storage.log") << loops.log();
     std::error_code none;
     fs::copy(jobLogFolder, target + "/jobs",
              fs::copy_options::recursive | fs::copy_options::overwrite_existing, none);

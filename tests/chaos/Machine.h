@@ -8,7 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/chaos/FrameWriter.h"
 #include "tests/chaos/PersistentFolder.h"
+#include "tests/chaos/Places.h"
+#include "tests/chaos/Storage.h"
 #include "tests/system/Program.h"
 #include "tests/system/Service.h"
 
@@ -21,12 +24,14 @@ struct Companion {
     std::unique_ptr<test::Program> run = {};
 };
 
-/// The private machine with the server on it: the service, which may be down, its companions, and
-/// the files they keep.
+/// The private machine with the server on it: the service and the loop storage, which may be
+/// down, their companions, and the files they keep.
 class Machine {
   public:
-    /// Configures it and starts the companions, but no service.
-    Machine();
+    /// Configures it and starts the storage and the companions, but no service.
+    explicit Machine(Transport transport);
+
+    const Places& places() const { return where; }
 
     bool serviceIsUp() const { return up; }
     /// Starts it and waits until it serves; throws std::runtime_error when it does not.
@@ -34,6 +39,13 @@ class Machine {
     void killService();
     test::Ending interruptService();
     test::Service& service() { return *services.back(); }
+
+    Storage& storage() { return loops; }
+    const Storage& storage() const { return loops; }
+    FrameWriter& frames() { return *writer; }
+    const FrameWriter& frames() const { return *writer; }
+    /// Those into which jobs record.
+    const std::vector<std::int64_t>& tracks() const { return jobTracks; }
 
     std::vector<Companion>& companions() { return others; }
     static void start(Companion& companion);
@@ -45,14 +57,20 @@ class Machine {
 
     PersistentFolder& folder() { return jobs; }
 
-    /// The processes of the service and its companions.
+    /// The processes of the service, the storage and the companions.
     std::vector<pid_t> programs() const;
 
-    /// What the last runs of the service and all jobs logged, into files there.
+    /// What the last runs of the service, the storage and all jobs logged, into files there.
     void saveLogs(const std::string& target) const;
 
   private:
+    void makeTracks();
+
+    const Places where;
     PersistentFolder jobs;
+    Storage loops{where};
+    std::vector<std::int64_t> jobTracks;
+    std::unique_ptr<FrameWriter> writer;
     std::vector<Companion> others;
     std::deque<std::unique_ptr<test::Service>> services;
     bool up = false;
