@@ -41,7 +41,11 @@ std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
 
 }  // namespace
 
-Chaos::Chaos(unsigned seed, Transport transport) : random(seed), machine(transport) {}
+Chaos::Chaos(unsigned seed, Transport transport) : random(seed), machine(transport) {
+    for (const auto& [track, size] : machine.ownTracks()) {
+        book.created(track, size);
+    }
+}
 
 bool Chaos::isPossible(const Action& action) const {
     switch (action.needs) {
@@ -53,6 +57,8 @@ bool Chaos::isPossible(const Action& action) const {
             return machine.storage().isUp();
         case Needs::StorageDown:
             return !machine.storage().isUp();
+        case Needs::BothUp:
+            return machine.serviceIsUp() && machine.storage().isUp();
         case Needs::Nothing:
             break;
     }
@@ -171,7 +177,13 @@ void Chaos::compareWhenAtRest() {
 }
 
 std::vector<std::string> Chaos::differences() {
-    return model.problemsWith(observe(machine));
+    const auto world = observe(machine);
+    auto problems = model.problemsWith(world);
+    if (world.devices) {
+        const auto ofTracks = book.problemsWith(world.devices->tracks);
+        problems.insert(problems.end(), ofTracks.begin(), ofTracks.end());
+    }
+    return problems;
 }
 
 // A process is seen between two of its states now and then, and a tree is a little behind, so that
@@ -194,7 +206,8 @@ std::map<std::string, std::int64_t> Chaos::figures() const {
     const auto frames = machine.frames().figures();
     all["frames that were acknowledged"] = frames.acknowledged;
     all["frames that were checked"] = static_cast<std::int64_t>(frames.checkedFrames);
-    all["tracks that were checked"] = frames.checks;
+    all["times that the frames were checked"] = frames.checks;
+    all["tracks in the end that had to be there"] = static_cast<std::int64_t>(book.tracks().size());
     return all;
 }
 

@@ -9,6 +9,8 @@
 
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/Model.h"
+#include "tests/chaos/TrackBook.h"
+#include "tests/chaos/TrackRequests.h"
 #include "tests/system/Api.h"
 
 namespace tarn::chaos {
@@ -32,7 +34,7 @@ class Chaos {
     const Machine& place() const { return machine; }
 
   private:
-    enum class Needs { Nothing, ServiceUp, ServiceDown, StorageUp, StorageDown };
+    enum class Needs { Nothing, ServiceUp, ServiceDown, StorageUp, StorageDown, BothUp };
     struct Action {
         const char* name;
         unsigned weight;
@@ -55,19 +57,28 @@ class Chaos {
     void killLauncher();
     void killPipeline();
 
+    // With the loop storage: StorageActions.cpp.
+    void killStorage();
+    void startStorage();
+    void changeTracks();
+    void changeTracksAndKillStorage();
+    void changeTracksAndKillService();
+    void clearTrack();
+
     // With everything else: ChaosActions.cpp.
     void killService();
     void killServiceOften();
     void interruptService();
     void startService();
     void killCompanion();
-    void killStorage();
-    void startStorage();
     void deleteRegistry();
     void damageRegistry();
     void fillDisk();
     void freeDisk();
 
+    std::vector<std::int64_t> spareTracks() const;
+    TrackChange newTrackChange();
+    void note(const TrackChange& change, TrackBook::Outcome outcome);
     Order newOrder();
     test::JobOrder submissionOf(const Order& order) const;
     std::string pipelineOf(const Order& order) const;
@@ -85,6 +96,7 @@ class Chaos {
     std::mt19937 random;
     Machine machine;
     Model model;
+    TrackBook book;
     unsigned submissions = 0;
     std::map<std::string, std::int64_t> counts;
     std::vector<std::string> found;

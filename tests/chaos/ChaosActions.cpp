@@ -1,4 +1,4 @@
-// What can happen, and all of it but what happens to jobs.
+// What can happen, and all of it but what happens to jobs and tracks.
 #include "tests/chaos/Chaos.h"
 
 namespace tarn::chaos {
@@ -17,8 +17,14 @@ const std::vector<Chaos::Action>& Chaos::actions() {
         {"kills of a companion", 4, Needs::Nothing, &Chaos::killCompanion},
         {"kills of a launcher", 6, Needs::Nothing, &Chaos::killLauncher},
         {"kills of a pipeline process", 6, Needs::Nothing, &Chaos::killPipeline},
-        {"kills of the loop storage", 6, Needs::StorageUp, &Chaos::killStorage},
+        {"kills of the loop storage", 4, Needs::StorageUp, &Chaos::killStorage},
         {"starts of the loop storage", 20, Needs::StorageDown, &Chaos::startStorage},
+        {"changes of the tracks", 8, Needs::ServiceUp, &Chaos::changeTracks},
+        {"changes of the tracks during which the storage was killed", 3, Needs::BothUp,
+         &Chaos::changeTracksAndKillStorage},
+        {"changes of the tracks during which the service was killed", 2, Needs::BothUp,
+         &Chaos::changeTracksAndKillService},
+        {"tracks cleared", 2, Needs::ServiceUp, &Chaos::clearTrack},
         {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
         {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
         {"disks filled", 2, Needs::Nothing, &Chaos::fillDisk},
@@ -57,19 +63,6 @@ void Chaos::killCompanion() {
     Machine::killHard(companion);
     Machine::start(companion);
     ++counts["kills of " + companion.name];
-}
-
-// It may stay away for a while.
-void Chaos::killStorage() {
-    machine.storage().killHard();
-    model.storageKilled();
-    if (below(2) == 0) {
-        machine.storage().start();
-    }
-}
-
-void Chaos::startStorage() {
-    machine.storage().start();
 }
 
 void Chaos::deleteRegistry() {

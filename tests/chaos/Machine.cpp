@@ -63,10 +63,16 @@ Machine::Machine(Transport transport) : where(Places::over(transport)) {
 
 void Machine::makeTracks() {
     for (int n = 0; n < jobTrackCount; ++n) {
-        jobTracks.push_back(loops.createTrack(jobTrackSize));
+        jobTracks.push_back(makeTrack(jobTrackSize));
     }
-    writer = std::make_unique<FrameWriter>(where.storage, loops.createTrack(frameTrackSize),
-                                           frameTrackSize);
+    writer =
+        std::make_unique<FrameWriter>(where.storage, makeTrack(frameTrackSize), frameTrackSize);
+}
+
+std::int64_t Machine::makeTrack(std::uint64_t size) {
+    const auto track = loops.createTrack(size);
+    kept[track] = size;
+    return track;
 }
 
 void Machine::startService() {

@@ -2,7 +2,9 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
@@ -44,6 +46,9 @@ class Machine {
     const Storage& storage() const { return loops; }
     FrameWriter& frames() { return *writer; }
     const FrameWriter& frames() const { return *writer; }
+    /// The tracks that stay, and their sizes.
+    const std::map<std::int64_t, std::uint64_t>& ownTracks() const { return kept; }
+    bool holds(std::int64_t track) const { return kept.contains(track); }
     /// Those into which jobs record.
     const std::vector<std::int64_t>& tracks() const { return jobTracks; }
 
@@ -65,10 +70,12 @@ class Machine {
 
   private:
     void makeTracks();
+    std::int64_t makeTrack(std::uint64_t size);
 
     const Places where;
     PersistentFolder jobs;
     Storage loops{where};
+    std::map<std::int64_t, std::uint64_t> kept;
     std::vector<std::int64_t> jobTracks;
     std::unique_ptr<FrameWriter> writer;
     std::vector<Companion> others;
