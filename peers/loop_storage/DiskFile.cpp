@@ -105,6 +105,10 @@ std::uint64_t DiskFile::size() const {
     return static_cast<std::uint64_t>(info.st_size);
 }
 
+FileDescriptor DiskFile::openForReading() const {
+    return openFile(filePath, O_RDONLY);
+}
+
 void syncFolder(const std::filesystem::path& folder) {
     const auto descriptor = openFile(folder, O_RDONLY | O_DIRECTORY);
     if (::fsync(descriptor.get()) != 0) {

@@ -30,6 +30,8 @@ class DiskFile {
     std::uint64_t size() const;
 
     const std::filesystem::path& path() const { return filePath; }
+    /// Another descriptor of it, with which nobody can write.
+    FileDescriptor openForReading() const;
 
   private:
     [[noreturn]] void fail(int error, const char* action) const;

@@ -1,5 +1,6 @@
 #include "peers/loop_storage/Outbox.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace tarn::peers::loop_storage {
@@ -28,6 +29,12 @@ void Outbox::finish() {
         }
     }
     underWay.clear();
+}
+
+std::size_t Outbox::payloads() const {
+    const auto carries = [](const Item& item) { return !item.payload.empty(); };
+    return static_cast<std::size_t>(std::count_if(waiting.begin(), waiting.end(), carries) +
+                                    std::count_if(underWay.begin(), underWay.end(), carries));
 }
 
 std::vector<char> Outbox::takeSpare() {

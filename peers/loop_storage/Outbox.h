@@ -20,6 +20,8 @@ class Outbox {
     bool isSending() const { return !underWay.empty(); }
     bool isEmpty() const { return waiting.empty(); }
     std::size_t size() const { return waiting.size() + underWay.size(); }
+    /// How many of them carry a payload.
+    std::size_t payloads() const;
 
     /// Memory of a payload that was sent, to be used again.
     std::vector<char> takeSpare();

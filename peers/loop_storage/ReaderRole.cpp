@@ -11,7 +11,7 @@ namespace tarn::peers::loop_storage {
 
 namespace {
 
-constexpr unsigned mostAsked = 16;
+constexpr std::size_t mostAsked = 16;
 
 std::string textFor(const Track::Reading& reading) {
     return reading.oldest
@@ -29,37 +29,61 @@ ReaderRole::ReaderRole(std::shared_ptr<Attachment> held, Track::Origin origin,
       sequence(attachment->track().begin(origin, timePoint)) {}
 
 ReaderRole::~ReaderRole() {
+    callOff();
+}
+
+void ReaderRole::callOff() {
     if (call != 0) {
         attachment->track().callOff(call);
+        call = 0;
     }
 }
 
-void ReaderRole::ask() {
-    if (asked >= mostAsked) {
+void ReaderRole::ask(Wanted wanted) {
+    if (asked.size() >= mostAsked) {
         throw storage_wire::WireError("More than " + std::to_string(mostAsked) +
                                       " frames are asked for at once");
     }
-    ++asked;
+    asked.push_back({.wanted = wanted, .isAgain = false});
+}
+
+void ReaderRole::goBack(std::uint64_t place) {
+    asked = {{.wanted = Wanted::Bytes, .isAgain = true}};
+    sequence = place;
+    callOff();  // it waits for another place
 }
 
 std::optional<ReaderRole::Answer> ReaderRole::next(std::vector<char>& payload) {
-    while (asked > 0) {
-        const auto reading = attachment->track().read(sequence, payload);
+    while (!asked.empty()) {
+        const auto ask = asked.front();
+        const auto reading = look(ask.wanted, payload);
         if (reading.result == Track::ReadResult::NoneYet) {
             break;
         }
         sequence = reading.next;
-        if (auto answer = answerTo(reading)) {
-            --asked;
+        if (auto answer = answerTo(reading, ask)) {
+            asked.pop_front();
             return answer;
         }
     }
     return std::nullopt;
 }
 
+Track::Reading ReaderRole::look(Wanted wanted, std::vector<char>& payload) const {
+    if (wanted == Wanted::Bytes) {
+        return attachment->track().read(sequence, payload);
+    }
+    payload.clear();
+    return attachment->track().find(sequence);
+}
+
 // Nothing for a frame that comes before the time point to begin at, which lay in the future then.
-std::optional<ReaderRole::Answer> ReaderRole::answerTo(const Track::Reading& reading) {
+std::optional<ReaderRole::Answer> ReaderRole::answerTo(const Track::Reading& reading,
+                                                       const Ask& ask) const {
     Answer answer;
+    if (ask.isAgain) {
+        answer.set_again(true);
+    }
     if (reading.result == Track::ReadResult::Overtaken) {
         answer.set_error(TARN_STORAGE_ERROR_OVERTAKEN);
         answer.set_message(textFor(reading));
@@ -72,11 +96,16 @@ std::optional<ReaderRole::Answer> ReaderRole::answerTo(const Track::Reading& rea
         return std::nullopt;
     }
     answer.set_time_point(reading.frame.timePoint);
+    if (ask.wanted == Wanted::Place) {
+        answer.set_position(reading.frame.position);
+        answer.set_size(reading.frame.size);
+        answer.set_sequence(reading.frame.sequence);
+    }
     return answer;
 }
 
 void ReaderRole::callWhenReadable(std::function<void()> callback) {
-    if (asked > 0 && call == 0) {
+    if (!asked.empty() && call == 0) {
         call = attachment->track().callWhenReadable(sequence, std::move(callback));
     }
 }

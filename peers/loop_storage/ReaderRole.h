@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -25,11 +26,15 @@ class ReaderRole {
     ReaderRole(const ReaderRole&) = delete;
     ReaderRole& operator=(const ReaderRole&) = delete;
 
-    /// One more is asked for. Throws WireError for one too many.
-    void ask();
+    /// One more is asked for: its bytes, or where it lies. Throws WireError for one too many.
+    enum class Wanted { Bytes, Place };
+    void ask(Wanted wanted);
+    /// What was asked for before is not wanted any more. It is to go on with the bytes of this
+    /// sequence number, and the answer to that says so.
+    void goBack(std::uint64_t sequence);
 
     /// The next thing to tell the reader, when it has asked and there is something; the frame's
-    /// bytes into `payload`.
+    /// bytes, if they are wanted, into `payload`.
     std::optional<Answer> next(std::vector<char>& payload);
 
     /// Calls back, from any thread, when `next` may have something; once, and not at all when
@@ -39,12 +44,20 @@ class ReaderRole {
     void called() { call = 0; }
 
   private:
-    std::optional<Answer> answerTo(const Track::Reading& reading);
+    void callOff();
+
+    struct Ask {
+        Wanted wanted = Wanted::Bytes;
+        bool isAgain = false;
+    };
+
+    Track::Reading look(Wanted wanted, std::vector<char>& payload) const;
+    std::optional<Answer> answerTo(const Track::Reading& reading, const Ask& ask) const;
 
     const std::shared_ptr<Attachment> attachment;
     const std::optional<std::int64_t> from;
     std::uint64_t sequence;
-    unsigned asked = 0;
+    std::deque<Ask> asked;
     std::uint64_t call = 0;
 };
 

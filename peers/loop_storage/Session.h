@@ -14,6 +14,7 @@
 #include "peers/loop_storage/ReaderRole.h"
 #include "peers/loop_storage/RequestHandler.h"
 #include "peers/loop_storage/SessionLimits.h"
+#include "peers/loop_storage/Sharing.h"
 #include "peers/loop_storage/Storage.h"
 #include "peers/loop_storage/WriterRole.h"
 #include "platform/storage_wire/MessageParser.h"
@@ -22,9 +23,11 @@ namespace tarn::peers::loop_storage {
 
 /// One connected client. Everything but `close` runs on the socket's own strand.
 ///
-///   Receiving -> Answering -> Receiving ...   a request is answered before the next one is looked
-///   at any -> Lingering -> Closed                the client was told what it did wrong any ->
-///   Closed
+///   Receiving -> Answering -> Receiving ...
+///       a request is answered before the next one is looked at
+///   any -> Lingering -> Closed
+///       the client was told what it did wrong
+///   any -> Closed
 ///
 /// A reader's and a writer's requests are not held up by their answers; of a reader's, and of
 /// answers that the client does not take, only so many are kept.
@@ -44,6 +47,7 @@ class Session : public std::enable_shared_from_this<Session>,
 
   private:
     using Next = storage_wire::MessageParser::Next;
+    static constexpr std::size_t mostAnswersWaiting = 64;
     enum class State { Receiving, Answering, Lingering, Closed };
 
     void takeGreeting() override;
@@ -59,16 +63,21 @@ class Session : public std::enable_shared_from_this<Session>,
 
     Next handle(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
-    void attached(const std::shared_ptr<Attachment>& attachment, const Request& request);
+    bool isLocal() const;
+    void attached(const std::shared_ptr<Attachment>& attachment, const Request& request,
+                  const Sharing& sharing);
     void followTicket(const Request& request);
     void answerTicket(std::int64_t ticket);
     void answer(const Answer& answer);
+    void answered();
     void answerFromAnywhere(const Answer& answer);
     void fail(const std::exception& failure);
 
     void send(const Answer& answer, std::vector<char> payload = {});
+    bool sendWith(const Sharing& sharing, Answer answer);
     void sendNext();
     void sent();
+    bool canSendFrames() const;
     void readFrames();
 
     void watch();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "peers/loop_storage/SharedMemory.h"
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/TrackFiles.h"
 #include "platform/utils/Printable.h"
@@ -144,6 +145,7 @@ void Track::detach(WorkerKind kind) {
     if (readers + writers == 0) {
         use = Use::Idle;
         files.reset();
+        sharedLimit.reset();
     }
 }
 

@@ -15,10 +15,12 @@
 #include "peers/loop_storage/FrameInfo.h"
 #include "peers/loop_storage/PropertyFile.h"
 #include "peers/loop_storage/RingIndex.h"
+#include "peers/process/FileDescriptor.h"
 
 namespace tarn::peers::loop_storage {
 
 struct IndexContent;
+class SharedLimit;
 struct TrackFiles;
 
 /// One track: its folder's files, and what of them is known in memory. Any thread.
@@ -82,6 +84,17 @@ class Track {
     };
     /// What comes at this sequence number, and its bytes into `bytes`, which gets its length.
     Reading read(std::uint64_t sequence, std::vector<char>& bytes) const;
+    /// Only what comes. It may be gone over at any moment.
+    Reading find(std::uint64_t sequence) const;
+
+    /// With what an attached reader on this machine reads the bytes of a frame by itself: when it
+    /// has them, the limit tells whether the ring had gone over them.
+    struct Shared {
+        FileDescriptor data;
+        std::shared_ptr<const SharedLimit> limit;
+    };
+    /// Throws std::system_error.
+    Shared share();
 
     /// Calls back once, from whatever thread, when there may be more to read than before
     /// `sequence`; at once when there is already. A number to call it off with; whoever is being
@@ -124,6 +137,7 @@ class Track {
     std::uint64_t allowance() const;
     void wakeReaders();
     Reading overtaken(std::uint64_t sequence) const;
+    Reading foundAt(std::uint64_t sequence) const;
     void removeStrangeData() const;
     std::uint64_t sizeReached(std::uint64_t wanted) const;
     void take(const IndexContent& content);
@@ -148,6 +162,7 @@ class Track {
     int readers = 0;
     int writers = 0;
     std::shared_ptr<TrackFiles> files;
+    std::shared_ptr<SharedLimit> sharedLimit;  ///< once a reader has asked for it
     std::uint64_t limitCount = 1;
     std::uint64_t checkpointCount = 0;
     std::uint64_t checkpointedSequence = 0;

@@ -1,6 +1,7 @@
 // What readers and the writer of a track do.
 #include <utility>
 
+#include "peers/loop_storage/SharedMemory.h"
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/Track.h"
 #include "peers/loop_storage/TrackFiles.h"
@@ -14,6 +15,9 @@ FrameInfo Track::reserve(std::int64_t timePoint, std::uint64_t size) {
         lock.unlock();
         checkpoint();
         lock.lock();
+    }
+    if (sharedLimit) {
+        sharedLimit->raise(ring->limit());
     }
     files->index.put(LimitRecord{.count = ++limitCount, .limit = ring->limit()});
     return frame;
@@ -62,27 +66,44 @@ std::uint64_t Track::begin(Origin origin, std::int64_t timePoint) const {
 Track::Reading Track::read(std::uint64_t sequence, std::vector<char>& bytes) const {
     std::shared_ptr<TrackFiles> open;
     std::uint64_t ringSize = 0;
-    FrameInfo frame;
+    Reading reading;
     {
         const std::lock_guard lock(mutex);
-        const auto* const found = ring->fromSequence(sequence);
-        if (found == nullptr && ring->nextSequence() <= sequence) {
-            return {};
+        reading = foundAt(sequence);
+        if (reading.result != ReadResult::Frame) {
+            return reading;
         }
-        if (found == nullptr || found->sequence != sequence) {
-            return overtaken(sequence);
-        }
-        frame = *found;
         open = files;
         ringSize = dataSize;
     }
-    bytes.resize(static_cast<std::size_t>(frame.size));
-    readRing(open->data, ringSize, frame.position, bytes.data(), bytes.size());
+    bytes.resize(static_cast<std::size_t>(reading.frame.size));
+    readRing(open->data, ringSize, reading.frame.position, bytes.data(), bytes.size());
     const std::lock_guard lock(mutex);
-    if (!ring->holds(sequence)) {
+    return ring->holds(sequence) ? reading : overtaken(sequence);
+}
+
+Track::Reading Track::find(std::uint64_t sequence) const {
+    const std::lock_guard lock(mutex);
+    return foundAt(sequence);
+}
+
+Track::Reading Track::foundAt(std::uint64_t sequence) const {
+    const auto* const found = ring->fromSequence(sequence);
+    if (found == nullptr && ring->nextSequence() <= sequence) {
+        return {};
+    }
+    if (found == nullptr || found->sequence != sequence) {
         return overtaken(sequence);
     }
-    return {.result = ReadResult::Frame, .frame = frame, .next = sequence + 1, .oldest = {}};
+    return {.result = ReadResult::Frame, .frame = *found, .next = sequence + 1, .oldest = {}};
+}
+
+Track::Shared Track::share() {
+    const std::lock_guard lock(mutex);
+    if (!sharedLimit) {
+        sharedLimit = std::make_shared<SharedLimit>(ring->limit());
+    }
+    return {.data = files->data.openForReading(), .limit = sharedLimit};
 }
 
 // It goes on with what comes next: the oldest frame, or the one after a damaged record.

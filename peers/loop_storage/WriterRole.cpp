@@ -2,10 +2,13 @@
 
 #include <utility>
 
+#include "platform/storage_wire/MessageParser.h"
+
 namespace tarn::peers::loop_storage {
 
-WriterRole::WriterRole(std::shared_ptr<Attachment> attachment)
-    : attachment(std::move(attachment)) {}
+WriterRole::WriterRole(std::shared_ptr<Attachment> attachment,
+                       std::shared_ptr<const WriterMemory> memory)
+    : attachment(std::move(attachment)), memory(std::move(memory)) {}
 
 void WriterRole::begin(std::int64_t timePoint, std::uint64_t size) {
     frame = attachment->track().reserve(timePoint, size);
@@ -19,6 +22,16 @@ void WriterRole::write(std::string_view piece) {
 
 void WriterRole::commit() {
     attachment->track().commit(frame);
+}
+
+void WriterRole::take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size) {
+    if (!memory) {
+        throw storage_wire::WireError("The frame is said to lie in memory that is not shared");
+    }
+    const auto bytes = memory->at(offset, size);
+    begin(timePoint, size);
+    write(bytes);
+    commit();
 }
 
 }  // namespace tarn::peers::loop_storage

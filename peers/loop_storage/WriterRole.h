@@ -4,23 +4,29 @@
 #include <memory>
 #include <string_view>
 
+#include "peers/loop_storage/SharedMemory.h"
 #include "peers/loop_storage/Storage.h"
 
 namespace tarn::peers::loop_storage {
 
 /// A client that writes a track: its frames go to the disk as their bytes come, never as a whole in
-/// memory.
+/// memory that is the server's.
 class WriterRole {
   public:
-    explicit WriterRole(std::shared_ptr<Attachment> attachment);
+    /// `memory`: what the client puts frames into, if it has any.
+    WriterRole(std::shared_ptr<Attachment> attachment, std::shared_ptr<const WriterMemory> memory);
 
     /// Throw StorageError, std::system_error: the frame is not, and will not be, in the track.
     void begin(std::int64_t timePoint, std::uint64_t size);
     void write(std::string_view piece);
     void commit();
 
+    /// A whole frame that lies in the memory. Also throws WireError.
+    void take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size);
+
   private:
     const std::shared_ptr<Attachment> attachment;
+    const std::shared_ptr<const WriterMemory> memory;
     FrameInfo frame;
     std::uint64_t written = 0;
 };

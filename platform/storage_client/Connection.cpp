@@ -97,6 +97,18 @@ void Connection::send(const Request& request) {
     send(request, nullptr, 0);
 }
 
+void Connection::send(const Request& request, unsigned times) {
+    const auto message = request.SerializeAsString();
+    const auto header =
+        storage_wire::encode({.messageSize = static_cast<std::uint32_t>(message.size())});
+    std::string all;
+    for (unsigned i = 0; i < times; ++i) {
+        all.append(header.data(), header.size()).append(message);
+    }
+    bounded(
+        [&](const Deadline& deadline) { stream->send({part(all.data(), all.size())}, deadline); });
+}
+
 void Connection::send(const Request& request, const Part* payload, std::size_t parts) {
     const auto message = request.SerializeAsString();
     if (message.size() > storage_wire::largestRequest) {
@@ -137,6 +149,15 @@ std::size_t Connection::receive(Answer& answer) {
 
 void Connection::receivePayload(char* bytes, std::size_t size) {
     bounded([&](const Deadline& deadline) { stream->receive(bytes, size, deadline); });
+}
+
+void Connection::checkServerIsThere() {
+    checkUsable();
+    if (stream->isEnded()) {
+        state = State::Broken;
+        throw Failure(TARN_STORAGE_ERROR_CONNECTION,
+                      "The connection to " + stream->peer() + " failed: the server has closed it");
+    }
 }
 
 bool Connection::waitForAnswer(Milliseconds timeOut) {

@@ -35,10 +35,16 @@ class Connection {
         std::size_t size;
     };
     void send(const Request& request);
+    /// The same request several times.
+    void send(const Request& request, unsigned times);
     void send(const Request& request, const Part* payload, std::size_t parts);
     /// The next answer, whatever it tells; the length of the payload that follows it.
     std::size_t receive(Answer& answer);
     void receivePayload(char* bytes, std::size_t size);
+    /// What came with the last answer.
+    Stream::Descriptors takeDescriptors() { return stream->takeDescriptors(); }
+    /// Throws when the server has gone, even if answers of it are still to be taken.
+    void checkServerIsThere();
     /// False when nothing has come before the time-out.
     bool waitForAnswer(Milliseconds timeOut);
 

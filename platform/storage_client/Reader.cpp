@@ -1,17 +1,25 @@
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <utility>
 
 #include "platform/storage_client/Connection.h"
 #include "platform/storage_client/ErrorObject.h"
+#include "platform/storage_client/RingView.h"
 #include "platform/storage_client/Worker.h"
+#include "platform/storage_wire/MessageHeader.h"
 #include "proto/storage_wire.pb.h"
 
 namespace {
 
 using namespace tarn::storage_client;
+using tarn::storage_wire::largestPayload;
 
-// Frames asked for ahead.
+// Frames asked for ahead, when they come through the socket and when only their places do.
 constexpr unsigned window = 4;
+constexpr unsigned placesWindow = 16;
+// When the disk would have had to be waited for, what comes next probably is not in memory either.
+constexpr unsigned throughServer = 16;
 
 Connection::Request attachRequest(int start, std::int64_t timePoint) {
     if (start < TARN_STORAGE_START_OLDEST || start > TARN_STORAGE_START_TIME_POINT) {
@@ -21,6 +29,7 @@ Connection::Request attachRequest(int start, std::int64_t timePoint) {
     request.set_type(Connection::Request::ATTACH_READER);
     request.set_start(static_cast<Connection::Request::Start>(start));
     request.set_time_point(timePoint);
+    request.set_share(true);
     return request;
 }
 
@@ -34,23 +43,18 @@ struct tarn_storage_reader {
         if (answer.track(0).has_newest()) {
             endAtStart = answer.track(0).newest();
         }
+        openRing(answer);
         connection.reserveForWorker();
     }
 
     bool read(Connection::Milliseconds timeOut, tarn_storage_frame& frame) {
-        askAhead();
-        if (!connection.waitForAnswer(timeOut)) {
-            return false;
-        }
-        Connection::Answer answer;
-        const auto size = connection.receive(answer);
-        --asked;
-        if (answer.error() == TARN_STORAGE_ERROR_OVERTAKEN) {
-            oldest = answer.has_time_point() ? answer.time_point() : -1;
-        }
-        checkAnswer(answer);
-        receiveBytes(size);
-        frame = {.time_point = answer.time_point(), .data = bytes.get(), .size = size};
+        const Deadline deadline(timeOut);
+        do {
+            askAhead();
+            if (!connection.waitForAnswer(deadline.remaining())) {
+                return false;
+            }
+        } while (!take(frame));
         return true;
     }
 
@@ -58,25 +62,98 @@ struct tarn_storage_reader {
     std::int64_t endAtStart = -1;
 
   private:
-    void askAhead() {
-        Connection::Request request;
-        request.set_type(Connection::Request::READ);
-        for (; asked < window; ++asked) {
-            connection.send(request);
+    void openRing(const Connection::Answer& answer) {
+        auto descriptors = connection.takeDescriptors();
+        if (answer.descriptors() == 2 && descriptors.size() == 2) {
+            ring =
+                RingView::Open(std::move(descriptors[0]), *descriptors[1], answer.track(0).size());
         }
     }
 
+    // Many at a time: each sending may wake the server.
+    void askAhead() {
+        const bool inPlace = ring != nullptr && bytesWanted == 0;
+        const auto most = inPlace ? placesWindow : window;
+        if (asked > most / 2) {
+            return;
+        }
+        Connection::Request request;
+        request.set_type(Connection::Request::READ);
+        request.set_in_place(inPlace);
+        connection.send(request, most - asked);
+        asked = most;
+    }
+
+    // The server ends what it has been asked for and begins anew with this one, by its bytes; or it
+    // says that the ring has gone over it.
+    void goBackTo(std::uint64_t sequence) {
+        Connection::Request request;
+        request.set_type(Connection::Request::READ);
+        request.set_again(sequence);
+        connection.send(request);
+        asked = 1;
+        isGoingBack = true;
+        bytesWanted = throughServer;
+    }
+
+    // The next answer. False when no frame has come of it.
+    bool take(tarn_storage_frame& frame) {
+        Connection::Answer answer;
+        const auto size = connection.receive(answer);
+        if (isGoingBack && !answer.again()) {
+            receiveBytes(size);
+            return false;
+        }
+        isGoingBack = false;
+        --asked;
+        if (answer.error() == TARN_STORAGE_ERROR_OVERTAKEN) {
+            oldest = answer.has_time_point() ? answer.time_point() : -1;
+        }
+        checkAnswer(answer);
+        if (answer.has_position() && size == 0) {
+            return readInPlace(answer, frame);
+        }
+        receiveBytes(size);
+        bytesWanted -= bytesWanted > 0 ? 1 : 0;
+        frame = {.time_point = answer.time_point(), .data = bytes.get(), .size = size};
+        return true;
+    }
+
+    bool readInPlace(const Connection::Answer& answer, tarn_storage_frame& frame) {
+        if (!ring || answer.size() > std::min(ring->size(), std::uint64_t{largestPayload})) {
+            throw Failure(TARN_STORAGE_ERROR_PROTOCOL, "The server names a place that is none");
+        }
+        const auto size = static_cast<std::size_t>(answer.size());
+        makeRoom(size);
+        const bool isWhole = ring->read(answer.position(), size, bytes.get());
+        // Without the server nobody knows what is done to the ring.
+        connection.checkServerIsThere();
+        if (!isWhole) {
+            goBackTo(answer.sequence());
+            return false;
+        }
+        frame = {.time_point = answer.time_point(), .data = bytes.get(), .size = size};
+        return true;
+    }
+
     // Memory that is not filled with zeros before.
-    void receiveBytes(std::size_t size) {
+    void makeRoom(std::size_t size) {
         if (size > capacity || !bytes) {
             bytes = std::make_unique_for_overwrite<char[]>(size);
             capacity = size;
         }
+    }
+
+    void receiveBytes(std::size_t size) {
+        makeRoom(size);
         connection.receivePayload(bytes.get(), size);
     }
 
     Connection& connection;
+    std::unique_ptr<RingView> ring;  // none on another machine
     unsigned asked = 0;
+    unsigned bytesWanted = 0;  // so many of the next frames are asked for by their bytes
+    bool isGoingBack = false;  // what comes before the answer to that is thrown away
     std::unique_ptr<char[]> bytes;
     std::size_t capacity = 0;
 };

@@ -3,11 +3,14 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
 #include "platform/storage_client/Failure.h"
+#include "platform/storage_wire/Sharing.h"
 
 namespace tarn::storage_client {
 
@@ -60,11 +63,11 @@ void Stream::send(std::vector<iovec> parts, const Deadline& deadline) {
 
 void Stream::receive(char* bytes, std::size_t size, const Deadline& deadline) {
     while (size > 0) {
-        const auto received = ::recv(descriptor.get(), bytes, size, 0);
-        if (received > 0) {
-            bytes += received;
-            size -= static_cast<std::size_t>(received);
-        } else if (received == 0) {
+        const auto got = receiveSome(bytes, size);
+        if (got > 0) {
+            bytes += got;
+            size -= static_cast<std::size_t>(got);
+        } else if (got == 0) {
             failConnection("the server has closed it");
         } else if (mustWait(errno)) {
             if (!waitFor(POLLIN, deadline)) {
@@ -74,6 +77,44 @@ void Stream::receive(char* bytes, std::size_t size, const Deadline& deadline) {
             failConnection(textOf(errno));
         }
     }
+}
+
+ssize_t Stream::receiveSome(char* bytes, std::size_t size) {
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(storage_wire::mostDescriptors * sizeof(int))>
+        control;
+    iovec part{.iov_base = bytes, .iov_len = size};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    const auto got = ::recvmsg(descriptor.get(), &message, MSG_CMSG_CLOEXEC);
+    if (got > 0 && message.msg_controllen > 0) {
+        keepDescriptors(message);
+    }
+    return got;
+}
+
+void Stream::keepDescriptors(msghdr& message) {
+    for (auto* part = CMSG_FIRSTHDR(&message); part != nullptr;
+         part = CMSG_NXTHDR(&message, part)) {
+        if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) {
+            continue;
+        }
+        for (std::size_t at = CMSG_LEN(0); at + sizeof(int) <= part->cmsg_len; at += sizeof(int)) {
+            int number = -1;
+            std::memcpy(&number, CMSG_DATA(part) + (at - CMSG_LEN(0)), sizeof number);
+            auto owned = std::make_unique<Descriptor>(number);
+            if (received.size() < storage_wire::mostDescriptors) {
+                received.push_back(std::move(owned));
+            }
+        }
+    }
+}
+
+bool Stream::isEnded() const {
+    pollfd end{.fd = descriptor.get(), .events = POLLRDHUP, .revents = 0};
+    return ::poll(&end, 1, 0) != 0;
 }
 
 bool Stream::waitForInput(const Deadline& deadline) {

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <sys/socket.h>
 #include <sys/uio.h>
 
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/socket/Deadline.h"
@@ -22,10 +25,16 @@ class Stream {
 
     /// All of the parts; their fields are used up.
     void send(std::vector<iovec> parts, const Deadline& deadline);
-    /// Exactly `size` bytes.
+    /// Exactly `size` bytes. Descriptors that come with them are kept.
     void receive(char* bytes, std::size_t size, const Deadline& deadline);
     /// Whether something is there to receive (or the peer is gone) before the deadline.
     bool waitForInput(const Deadline& deadline);
+
+    /// Those that have come, as they came, and no more than there can be.
+    using Descriptors = std::vector<std::unique_ptr<Descriptor>>;
+    Descriptors takeDescriptors() { return std::exchange(received, {}); }
+    /// The peer has ended it, though what it had sent before may still be there.
+    bool isEnded() const;
 
     /// From any thread: everything fails from now on, also what another thread waits for.
     void interrupt() const;
@@ -34,11 +43,14 @@ class Stream {
 
   private:
     bool waitFor(short events, const Deadline& deadline);
+    ssize_t receiveSome(char* bytes, std::size_t size);
+    void keepDescriptors(msghdr& message);
     [[noreturn]] void failTimeout() const;
     [[noreturn]] void failConnection(const std::string& reason) const;
 
     const Descriptor descriptor;
     const std::string peerName;
+    Descriptors received;
 };
 
 }  // namespace tarn::storage_client

@@ -1,10 +1,13 @@
 #include <algorithm>
 #include <cstdint>
+#include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/storage_client/Connection.h"
 #include "platform/storage_client/ErrorObject.h"
+#include "platform/storage_client/FrameMemory.h"
 #include "platform/storage_client/Worker.h"
 #include "platform/storage_wire/MessageHeader.h"
 #include "proto/storage_wire.pb.h"
@@ -16,6 +19,14 @@ using namespace tarn::storage_client;
 // Frames on their way at a time: enough for the server never to wait for the next one.
 constexpr std::size_t window = 8;
 
+std::uint64_t sizeOf(const std::vector<Connection::Part>& parts) {
+    std::uint64_t bytes = 0;
+    for (const auto& part : parts) {
+        bytes += part.size;
+    }
+    return bytes;
+}
+
 }  // namespace
 
 struct tarn_storage_writer {
@@ -23,28 +34,38 @@ struct tarn_storage_writer {
         : connection(connection) {
         Connection::Request request;
         request.set_type(Connection::Request::ATTACH_WRITER);
+        request.set_share(true);
         const auto answer = attachWorker(connection, request, track, name);
         size = answer.track(0).size();
         hasNewest = answer.track(0).has_newest();
         newest = answer.track(0).newest();
         endAtStart = hasNewest ? newest : -1;
+        mapMemory(answer);
         connection.reserveForWorker();
     }
 
     void write(std::int64_t timePoint, const std::vector<Connection::Part>& parts) {
-        check(timePoint, parts);
+        const auto bytes = sizeOf(parts);
+        check(timePoint, bytes);
         takeAnswers();
         Connection::Request request;
         request.set_type(Connection::Request::WRITE);
         request.set_time_point(timePoint);
-        connection.send(request, parts.data(), parts.size());
-        ++unanswered;
+        if (memory && bytes > 0 && bytes <= memory->largest()) {
+            request.set_offset(put(parts, bytes));
+            request.set_size(bytes);
+            connection.send(request);
+            unanswered.push_back(Way::Memory);
+        } else {
+            connection.send(request, parts.data(), parts.size());
+            unanswered.push_back(Way::Socket);
+        }
         hasNewest = true;
         newest = timePoint;
     }
 
     void flush() {
-        while (unanswered > 0) {
+        while (!unanswered.empty()) {
             takeAnswer();
         }
     }
@@ -52,11 +73,29 @@ struct tarn_storage_writer {
     std::int64_t endAtStart = -1;
 
   private:
-    void check(std::int64_t timePoint, const std::vector<Connection::Part>& parts) const {
-        std::uint64_t bytes = 0;
-        for (const auto& part : parts) {
-            bytes += part.size;
+    enum class Way { Socket, Memory };
+
+    void mapMemory(const Connection::Answer& answer) {
+        const auto descriptors = connection.takeDescriptors();
+        if (answer.descriptors() == 1 && descriptors.size() == 1) {
+            memory = FrameMemory::Map(*descriptors[0], answer.size());
         }
+    }
+
+    // Waits until there is a place for it.
+    std::uint64_t put(const std::vector<Connection::Part>& parts, std::uint64_t bytes) {
+        auto place = memory->place(bytes);
+        for (; !place; place = memory->place(bytes)) {
+            takeAnswer();
+        }
+        auto* next = memory->at(*place);
+        for (const auto& part : parts) {
+            next = std::copy_n(static_cast<const char*>(part.bytes), part.size, next);
+        }
+        return *place;
+    }
+
+    void check(std::int64_t timePoint, std::uint64_t bytes) const {
         if (bytes > std::min<std::uint64_t>(size, tarn::storage_wire::largestPayload)) {
             throw Failure(TARN_STORAGE_ERROR_ARGUMENT,
                           "A frame of " + std::to_string(bytes) + " bytes is too large: the ring " +
@@ -72,8 +111,8 @@ struct tarn_storage_writer {
 
     // Those that are there, and as many as it takes to stay within the window.
     void takeAnswers() {
-        while (unanswered >= window ||
-               (unanswered > 0 && connection.waitForAnswer(std::chrono::milliseconds(0)))) {
+        while (unanswered.size() >= window ||
+               (!unanswered.empty() && connection.waitForAnswer(std::chrono::milliseconds(0)))) {
             takeAnswer();
         }
     }
@@ -82,14 +121,18 @@ struct tarn_storage_writer {
         Connection::Answer answer;
         connection.receive(answer);
         checkAnswer(answer);
-        --unanswered;
+        if (unanswered.front() == Way::Memory) {
+            memory->release();
+        }
+        unanswered.pop_front();
     }
 
     Connection& connection;
     std::uint64_t size = 0;
     bool hasNewest = false;
     std::int64_t newest = 0;
-    std::size_t unanswered = 0;
+    std::deque<Way> unanswered;
+    std::unique_ptr<FrameMemory> memory;  // none on another machine
 };
 
 namespace {
