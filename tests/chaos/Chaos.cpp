@@ -128,6 +128,9 @@ void Chaos::takeFrameProblems() {
     for (const auto& problem : machine.frames().takeProblems()) {
         complain(problem);
     }
+    for (const auto& problem : machine.readFrames().takeProblems()) {
+        complain(problem);
+    }
 }
 
 void Chaos::complain(const std::string& problem) {
@@ -140,6 +143,7 @@ void Chaos::conclude() {
     if (!machine.storage().isUp()) {
         machine.storage().start();
     }
+    machine.readFrames().finish();
     machine.frames().finish();
     takeFrameProblems();
     restartForTheEnd();
@@ -206,6 +210,8 @@ std::map<std::string, std::int64_t> Chaos::figures() const {
     const auto frames = machine.frames().figures();
     all["frames that were acknowledged"] = frames.acknowledged;
     all["frames that were checked"] = static_cast<std::int64_t>(frames.checkedFrames);
+    all["frames that were read while they were written"] = machine.readFrames().figures().frames;
+    all["times that the reader of frames was overtaken"] = machine.readFrames().figures().overtaken;
     all["times that the frames were checked"] = frames.checks;
     all["tracks in the end that had to be there"] = static_cast<std::int64_t>(book.tracks().size());
     return all;

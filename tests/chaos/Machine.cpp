@@ -65,8 +65,9 @@ void Machine::makeTracks() {
     for (int n = 0; n < jobTrackCount; ++n) {
         jobTracks.push_back(makeTrack(jobTrackSize));
     }
-    writer =
-        std::make_unique<FrameWriter>(where.storage, makeTrack(frameTrackSize), frameTrackSize);
+    const auto track = makeTrack(frameTrackSize);
+    writer = std::make_unique<FrameWriter>(where.storage, track, frameTrackSize);
+    reader = std::make_unique<FrameReader>(where.storage, track);
 }
 
 std::int64_t Machine::makeTrack(std::uint64_t size) {

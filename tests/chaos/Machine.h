@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/chaos/FrameReader.h"
 #include "tests/chaos/FrameWriter.h"
 #include "tests/chaos/PersistentFolder.h"
 #include "tests/chaos/Places.h"
@@ -46,6 +47,8 @@ class Machine {
     const Storage& storage() const { return loops; }
     FrameWriter& frames() { return *writer; }
     const FrameWriter& frames() const { return *writer; }
+    FrameReader& readFrames() { return *reader; }
+    const FrameReader& readFrames() const { return *reader; }
     /// The tracks that stay, and their sizes.
     const std::map<std::int64_t, std::uint64_t>& ownTracks() const { return kept; }
     bool holds(std::int64_t track) const { return kept.contains(track); }
@@ -78,6 +81,7 @@ class Machine {
     std::map<std::int64_t, std::uint64_t> kept;
     std::vector<std::int64_t> jobTracks;
     std::unique_ptr<FrameWriter> writer;
+    std::unique_ptr<FrameReader> reader;
     std::vector<Companion> others;
     std::deque<std::unique_ptr<test::Service>> services;
     bool up = false;
