@@ -35,6 +35,7 @@ const std::vector<Chaos::Action>& Chaos::actions() {
 
 void Chaos::killService() {
     machine.killService();
+    ++counts["services killed"];
 }
 
 void Chaos::killServiceOften() {
@@ -43,7 +44,7 @@ void Chaos::killServiceOften() {
             machine.startService();
         }
         pause();
-        machine.killService();
+        killService();
     }
 }
 

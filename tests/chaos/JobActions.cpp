@@ -21,9 +21,9 @@ constexpr std::size_t mostJobs = 20;
 constexpr std::size_t looksAtOnce = 3;
 
 Kind kindOf(std::size_t draw) {
-    constexpr std::array<std::pair<std::size_t, Kind>, 4> below = {
+    constexpr std::array<std::pair<std::size_t, Kind>, 4> limits = {
         {{3, Kind::Failing}, {6, Kind::Short}, {9, Kind::Recording}, {12, Kind::Playing}}};
-    for (const auto& [limit, kind] : below) {
+    for (const auto& [limit, kind] : limits) {
         if (draw < limit) {
             return kind;
         }
@@ -97,7 +97,7 @@ void Chaos::submitAndKillService() {
     test::Api client(machine.places().requests);
     client.send(test::submissionOf(submissionOf(order)));
     pause();
-    machine.killService();
+    killService();
 }
 
 void Chaos::stopAJob() {

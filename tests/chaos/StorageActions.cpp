@@ -18,6 +18,7 @@ constexpr std::size_t largestSize = 8;  // steps
 void Chaos::killStorage() {
     machine.storage().killHard();
     model.storageKilled();
+    ++counts["loop storages killed"];
     if (below(2) == 0) {
         machine.storage().start();
     }
@@ -81,7 +82,7 @@ void Chaos::changeTracksAndKillService() {
     const auto change = newTrackChange();
     TrackRequests(machine.places().requests).begin(change);
     below(2) == 0 ? pause() : void();
-    machine.killService();
+    killService();
     note(change, TrackBook::Outcome::Open);
 }
 
