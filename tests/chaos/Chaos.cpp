@@ -178,6 +178,11 @@ void Chaos::compareWhenAtRest() {
         complain(problem);
     }
     counts["jobs that run in the end"] = static_cast<std::int64_t>(launchers().size());
+    for (const auto& [id, track] :
+         machine.storage().tracks().value_or(std::map<std::int64_t, Track>())) {
+        counts["readers and writers in the end"] +=
+            static_cast<std::int64_t>(track.readers + track.writers);
+    }
 }
 
 std::vector<std::string> Chaos::differences() {
@@ -236,6 +241,9 @@ void Chaos::stopEverything() {
     }
     if (idsOf(machine.folder().stored()) != before) {
         complain("the stop changed the files of the persistent jobs");
+    }
+    if (machine.hasLogged("no element")) {
+        complain("a pipeline was refused, so that nothing was tested with it");
     }
     counts["socket files of killed processes"] =
         static_cast<std::int64_t>(test::socketFiles().size());

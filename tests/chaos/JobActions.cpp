@@ -22,7 +22,7 @@ constexpr std::size_t looksAtOnce = 3;
 
 Kind kindOf(std::size_t draw) {
     constexpr std::array<std::pair<std::size_t, Kind>, 4> limits = {
-        {{3, Kind::Failing}, {6, Kind::Short}, {9, Kind::Recording}, {12, Kind::Playing}}};
+        {{2, Kind::Failing}, {4, Kind::Short}, {9, Kind::Recording}, {14, Kind::Playing}}};
     for (const auto& [limit, kind] : limits) {
         if (draw < limit) {
             return kind;

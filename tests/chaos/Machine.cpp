@@ -2,6 +2,7 @@
 
 #include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -137,6 +138,11 @@ std::vector<pid_t> Machine::programs() const {
         ids.push_back(companion.run->id());
     }
     return ids;
+}
+
+bool Machine::hasLogged(const std::string& text) const {
+    return std::any_of(services.begin(), services.end(),
+                       [&](const auto& run) { return run->log().contains(text); });
 }
 
 void Machine::saveLogs(const std::string& target) const {

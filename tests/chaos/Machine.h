@@ -68,6 +68,9 @@ class Machine {
     /// The processes of the service, the storage and the companions.
     std::vector<pid_t> programs() const;
 
+    /// Whether one of the last runs of the service logged it.
+    bool hasLogged(const std::string& text) const;
+
     /// What the last runs of the service, the storage and all jobs logged, into files there.
     void saveLogs(const std::string& target) const;
 

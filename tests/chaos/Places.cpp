@@ -11,6 +11,9 @@ constexpr std::uint16_t storagePort = 20300;
 constexpr auto jobPorts =
     R"(<Resources><TcpPorts interface="127.0.0.1" from="30000" to="30999"/></Resources>)";
 
+constexpr auto storageElements =
+    "/opt/halden/halden-tarn-storage/lib64/libhalden-tarn-storage-kln.so";
+
 std::string element(const std::string& name, const std::string& text) {
     return "<" + name + ">" + text + "</" + name + ">";
 }
@@ -43,7 +46,7 @@ std::string Places::configuration() const {
     return element("Endpoints", element("RequestsEndpoint", requests) +
                                     element("ResourcesEndpoint", resources) +
                                     element("EventsEndpoint", events)) +
-           (tcp ? jobPorts : "") +
+           (tcp ? jobPorts : "") + element("KLN", element("Plugin", storageElements)) +
            element("TarnProtocolDevice", element("MonitoringInterface", monitor)) +
            "<Storage type=\"LoopStorage\">" + element("InterfaceType", tcp ? "tcp" : "unix") +
            (tcp ? element("TcpPort", std::to_string(storage.port)) : "") +
