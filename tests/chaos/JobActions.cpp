@@ -35,6 +35,13 @@ bool usesStorage(Kind kind) {
     return kind == Kind::Recording || kind == Kind::Playing;
 }
 
+// Ports are given again: at that of a job that is dead another one may listen by now, and an order
+// to a job does not name it.
+bool answersItself(const test::JobAddress& job) {
+    const auto status = JobCommands(job.commandEndpoint).status();
+    return status && status->job_description().job_id() == job.id;
+}
+
 }  // namespace
 
 // Light ones: the server is what is tested.
@@ -109,6 +116,10 @@ void Chaos::stopAJob() {
         return;
     }
     const auto& job = (*jobs)[below(jobs->size())];
+    if (machine.places().transport == Transport::Tcp && !answersItself(job)) {
+        ++counts["stops that would have found nobody or another job"];
+        return;
+    }
     const bool forGood = below(2) == 0;
     const bool taken =
         JobCommands(job.commandEndpoint)
@@ -136,7 +147,8 @@ void Chaos::lookAt(const test::JobAddress& job) {
         return complain("listed, but nobody ordered it: " + job.id);
     }
     const auto status = JobCommands(job.commandEndpoint).status();
-    if (!status || status->state() != proto::job_monitoring::JOB_STATE_PLAYING) {
+    if (!status || status->job_description().job_id() != job.id ||
+        status->state() != proto::job_monitoring::JOB_STATE_PLAYING) {
         return;
     }
     std::vector<pid_t> found;
