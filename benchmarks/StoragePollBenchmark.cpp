@@ -1,7 +1,7 @@
 // What a poll of a loop storage costs, against a real server on a Unix socket.
 #include <benchmark/benchmark.h>
 
-#include "benchmarks/StorageProcess.h"
+#include "benchmarks/StorageServer.h"
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/monitoring.pb.h"
@@ -14,6 +14,34 @@ namespace tarn::benchmarks {
 namespace {
 
 using namespace service::devices;
+
+/// A server whose tracks become more.
+class GrowingServer {
+  public:
+    std::string socketPath() const { return server.socketPath(); }
+
+    /// Creates tracks until there are that many, each with a property.
+    void growTo(std::size_t tracks) {
+        const StorageErrors error;
+        const auto connection = server.connectUnix();
+        for (; created < tracks; ++created) {
+            const auto id =
+                tarn_storage_track_create(connection.get(), trackSize, 0, nullptr, error);
+            error.check();
+            const StoragePointer<tarn_storage_property_list> properties(
+                tarn_storage_property_list_create());
+            tarn_storage_property_list_set(properties.get(), "Name",
+                                           std::to_string(created).c_str());
+            tarn_storage_track_set_properties(connection.get(), id, properties.get(), error);
+            error.check();
+        }
+    }
+
+  private:
+    static constexpr std::uint64_t trackSize = 65536;
+    const StorageServer server;
+    std::size_t created = 0;
+};
 
 /// Everything about a server with that many tracks.
 class Poll {
@@ -31,9 +59,9 @@ class Poll {
     const StorageAddress storage;
 
   private:
-    static StorageProcess& server() {
-        static StorageProcess process;
-        return process;
+    static GrowingServer& server() {
+        static GrowingServer growing;
+        return growing;
     }
 
     const utils::MessageFormatter formatter{"benchmark"};

@@ -60,10 +60,9 @@ void StorageErrors::check() const {
 StorageServer::StorageServer()
     : path(makeFolder()),
       child(start({programBesideThis("tarnLoopStorage"), "--directory", path / "tracks", "--unix",
-                   path / "socket", "--tcp", "127.0.0.1:" + std::to_string(port)})) {
+                   socketPath(), "--tcp", "127.0.0.1:" + std::to_string(port)})) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (
-        !StorageConnection(tarn_storage_connection_create_uds((path / "socket").c_str(), error))) {
+    while (!StorageConnection(tarn_storage_connection_create_uds(socketPath().c_str(), error))) {
         if (std::chrono::steady_clock::now() > deadline) {
             error.check();
         }
@@ -79,8 +78,7 @@ StorageServer::~StorageServer() {
 }
 
 StorageConnection StorageServer::connectUnix() const {
-    StorageConnection connection(
-        tarn_storage_connection_create_uds((path / "socket").c_str(), error));
+    StorageConnection connection(tarn_storage_connection_create_uds(socketPath().c_str(), error));
     error.check();
     return connection;
 }

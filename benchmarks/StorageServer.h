@@ -43,6 +43,7 @@ class StorageServer {
     StorageServer& operator=(const StorageServer&) = delete;
 
     const std::filesystem::path& folder() const { return path; }
+    std::string socketPath() const { return (path / "socket").string(); }
     StorageConnection connectUnix() const;
     StorageConnection connectTcp() const;
 

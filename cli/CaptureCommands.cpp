@@ -23,7 +23,7 @@ namespace {
 // The service takes the order in its next cycle, and gives the ingest service 5 s to stop and 10 s
 // to start again.
 constexpr auto longestChange = 15s;
-constexpr auto betweenLooks = 100ms;
+constexpr auto betweenFormatLooks = 100ms;
 
 struct SetOptions {
     int pixelFormat = 0;
@@ -87,7 +87,7 @@ void waitUntilInForce(const CaptureConfig& wanted, ServiceClient& service) {
             throw CommandError(ExitStatus::Failed,
                                nameOf(wanted) + " is not in force after 15 s: " + difference);
         }
-        std::this_thread::sleep_for(betweenLooks);
+        std::this_thread::sleep_for(betweenFormatLooks);
     }
 }
 

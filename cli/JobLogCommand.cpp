@@ -25,7 +25,7 @@ namespace {
 constexpr std::size_t usualLines = 50;
 constexpr std::size_t mostLines = 100'000;
 constexpr auto betweenReads = 100ms;
-constexpr auto betweenLooks = 1s;
+constexpr auto betweenListLooks = 1s;
 
 struct LogOptions {
     std::string id;
@@ -65,7 +65,7 @@ bool isGone(const std::string& id, ServiceClient& service) {
 
 ExitStatus follow(LogFile& log, const std::string& id, const Session& session) {
     const Interrupt interrupt;
-    auto lookAt = Clock::now() + betweenLooks;
+    auto lookAt = Clock::now() + betweenListLooks;
     while (!interrupt.requested()) {
         const bool gone = Clock::now() >= lookAt && isGone(id, session.service);
         printGrowing(log.newLines(), session);  // the last ones were written before it was gone
@@ -73,7 +73,7 @@ ExitStatus follow(LogFile& log, const std::string& id, const Session& session) {
             return ExitStatus::Done;
         }
         if (Clock::now() >= lookAt) {
-            lookAt = Clock::now() + betweenLooks;
+            lookAt = Clock::now() + betweenListLooks;
         }
         std::this_thread::sleep_for(betweenReads);
     }

@@ -18,7 +18,7 @@ using namespace proto::loop_storage;
 
 namespace {
 
-constexpr std::chrono::milliseconds betweenLooks{50};
+constexpr std::chrono::milliseconds betweenTicketLooks{50};
 
 GetTicketStatusReply askTicket(std::int64_t ticket, ServiceClient& service) {
     Request request;
@@ -39,7 +39,7 @@ std::optional<GetTicketStatusReply> follow(std::int64_t ticket, ServiceClient& s
         if (!goesOn(answer)) {
             return answer;
         }
-        std::this_thread::sleep_for(betweenLooks);
+        std::this_thread::sleep_for(betweenTicketLooks);
     }
     return std::nullopt;
 }

@@ -61,7 +61,7 @@ Table tableOf(const StorageTree& tree) {
     return table;
 }
 
-ordered_json documentOf(const std::vector<StorageTrack>& tracks) {
+ordered_json documentOfTracks(const std::vector<StorageTrack>& tracks) {
     auto list = ordered_json::array();
     for (const auto& track : tracks) {
         list.push_back(toJson(track));
@@ -72,7 +72,7 @@ ordered_json documentOf(const std::vector<StorageTrack>& tracks) {
 ExitStatus listTracks(const TrackFilter& filter, const Session& session) {
     const auto tree = askStorages(filter, session.service);
     if (session.format == Format::Json) {
-        session.output.document(documentOf(tree.tracks));
+        session.output.document(documentOfTracks(tree.tracks));
     } else if (tree.storages.empty()) {
         session.output.line("no loop storage");
     } else if (tree.tracks.empty()) {

@@ -1,3 +1,10 @@
+# tarn_compile_together(test_system): see TARN_UNITY_BUILD.
+function(tarn_compile_together target)
+    if(TARN_UNITY_BUILD AND NOT target IN_LIST TARN_FILE_BY_FILE)
+        set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    endif()
+endfunction()
+
 # tarn_library(socket SOURCES a.cpp ... LINKS tarn::utils ... PRIVATE_LINKS ...)
 #   a static library tarn::socket; headers are included by their path from the project's root.
 function(tarn_library name)
@@ -7,6 +14,7 @@ function(tarn_library name)
     target_include_directories(tarn_${name} PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(tarn_${name} PUBLIC ${ARG_LINKS} Threads::Threads
                                        PRIVATE ${ARG_PRIVATE_LINKS} tarn_warnings)
+    tarn_compile_together(tarn_${name})
 endfunction()
 
 # tarn_program(tarnctl SOURCES ... LINKS ...): an executable in build/<preset>/bin.
@@ -16,6 +24,7 @@ function(tarn_program name)
     target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${ARG_LINKS} tarn_warnings Threads::Threads)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+    tarn_compile_together(${name})
 endfunction()
 
 # tarn_unit_tests(socket SOURCES ... LINKS ...): one GoogleTest executable; each test is known to CTest.
@@ -25,6 +34,7 @@ function(tarn_unit_tests name)
     target_include_directories(test_${name} PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(test_${name} PRIVATE ${ARG_LINKS} tarn_warnings
                                                GTest::gmock GTest::gtest_main Threads::Threads)
+    tarn_compile_together(test_${name})
     gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
                          PROPERTIES TIMEOUT 60 LABELS unit)
 endfunction()

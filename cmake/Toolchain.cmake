@@ -33,3 +33,17 @@ endif()
 if(TARN_FUZZERS)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
+
+# Compiles several files of a target as one: the headers and templates that they share once. Files of
+# a target must not define the same name for themselves then; a target in which some do is named in
+# TARN_FILE_BY_FILE and compiled as ever (scripts/test finds such targets).
+# Off where it is to be shown that each file includes what it needs, and for what clang-tidy looks at.
+option(TARN_UNITY_BUILD "Compile several files as one, for a quicker build from nothing" OFF)
+set(TARN_FILE_BY_FILE
+    tarn_loop_storage tarn_media_framework tarn_misbehaving_device tarn_storage_client
+    test_device_tree test_loop_storage test_system
+    CACHE STRING "Targets that are compiled file by file all the same")
+if(TARN_UNITY_BUILD)
+    # A class of one file with a member of a type of that file: taken for one of a header.
+    target_compile_options(tarn_warnings INTERFACE -Wno-subobject-linkage)
+endif()

@@ -25,7 +25,7 @@ namespace tarn::peers {
 
 namespace {
 
-constexpr std::size_t maxLogText = 65536;
+constexpr std::size_t maxSetupText = 65536;
 
 class Launcher {
   public:
@@ -73,12 +73,12 @@ class Launcher {
         if (options.label.empty()) {
             openLog(label);
         }
-        utils::logInfo("Job " + utils::printable(label, maxLogText));
+        utils::logInfo("Job " + utils::printable(label, maxSetupText));
         utils::logInfo("Job id " +
-                       utils::printable(setup.job.getJobDescription().getJobId(), maxLogText));
-        utils::logInfo("Pipeline " + utils::printable(setup.pipeline, maxLogText));
+                       utils::printable(setup.job.getJobDescription().getJobId(), maxSetupText));
+        utils::logInfo("Pipeline " + utils::printable(setup.pipeline, maxSetupText));
         for (const auto& [name, value] : setup.environment) {
-            utils::logInfo("With " + name + "=" + utils::printable(value, maxLogText));
+            utils::logInfo("With " + name + "=" + utils::printable(value, maxSetupText));
         }
     }
 
@@ -103,7 +103,7 @@ class Launcher {
             }
             return std::make_unique<Job>(std::move(setup), std::move(process), stop, logFile);
         } catch (const std::exception& e) {
-            utils::logError("Job setup failed: " + utils::printable(e.what(), maxLogText));
+            utils::logError("Job setup failed: " + utils::printable(e.what(), maxSetupText));
             server.answer(e.what());
             return nullptr;
         }

@@ -15,7 +15,7 @@ using tarn::proto::pipeline_control::PipelineReport;
 
 namespace {
 
-constexpr std::size_t maxLogText = 4096;
+constexpr std::size_t maxReportText = 4096;
 
 bool isReported(PipelineProcess& process, PipelineReport::Type wanted) {
     for (PipelineReport report; process.nextReport(report); report.Clear()) {
@@ -26,8 +26,9 @@ bool isReported(PipelineProcess& process, PipelineReport::Type wanted) {
             logWarningOf(report);
         }
         if (report.type() == PipelineReport::FAILURE) {
-            utils::logError("Pipeline failed: " + utils::printable(report.message(), maxLogText) +
-                            " " + utils::printable(report.detail(), maxLogText));
+            utils::logError(
+                "Pipeline failed: " + utils::printable(report.message(), maxReportText) + " " +
+                utils::printable(report.detail(), maxReportText));
             throw std::runtime_error(report.message());
         }
     }
@@ -50,8 +51,8 @@ void checkGoingOn(PipelineProcess& process, std::chrono::steady_clock::time_poin
 }  // namespace
 
 void logWarningOf(const PipelineReport& report) {
-    utils::logWarning("Pipeline warning: " + utils::printable(report.message(), maxLogText) + " " +
-                      utils::printable(report.detail(), maxLogText));
+    utils::logWarning("Pipeline warning: " + utils::printable(report.message(), maxReportText) +
+                      " " + utils::printable(report.detail(), maxReportText));
 }
 
 void waitForReport(PipelineProcess& process, PipelineReport::Type wanted,

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <limits>
+#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -78,8 +79,8 @@ Catalogue::Catalogue(std::filesystem::path directory, std::optional<std::uint64_
       capacity(capacity),
       boot(boot),
       lock(lockDirectory(this->directory)) {
-    removeRemains();
     readLastId();
+    removeRemains();
     openTracks();
 }
 
@@ -88,18 +89,46 @@ std::filesystem::path Catalogue::folderOf(const char* kind, std::int64_t id) con
 }
 
 void Catalogue::removeRemains() {
-    std::vector<std::filesystem::path> remains;
+    std::vector<std::filesystem::path> unfinished;
+    std::set<std::int64_t> gone;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
         const auto name = entry.path().filename().string();
-        const auto removed = idOf(name, removedKind);
-        if (removed || idOf(name, makingKind)) {
-            remains.push_back(entry.path());
-            lastId = std::max(lastId, removed.value_or(-1));
+        if (const auto removed = idOf(name, removedKind)) {
+            gone.insert(*removed);
+        } else if (idOf(name, makingKind)) {
+            unfinished.push_back(entry.path());
         }
     }
-    for (const auto& folder : remains) {
-        utils::logInfo("Removed what was left in " + folder.string());
+    for (const auto& folder : unfinished) {
         std::filesystem::remove_all(folder);
+        utils::logInfo("Removed what was left in " + folder.string());
+    }
+    for (const auto id : gone) {
+        removeGone(id, id > lastId ? IdKept::ByFolderOnly : IdKept::Elsewhere);
+        lastId = std::max(lastId, id);
+        utils::logInfo("Removed what was left in " + folderOf(removedKind, id).string());
+    }
+}
+
+// What the folder holds goes first: on a full disk there is no room for the file otherwise. Should
+// there be none all the same, the folder stays and tells the id at the next start.
+void Catalogue::removeGone(std::int64_t id, IdKept kept) const {
+    const auto folder = folderOf(removedKind, id);
+    try {
+        std::vector<std::filesystem::path> content;
+        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+            content.push_back(entry.path());
+        }
+        for (const auto& path : content) {
+            std::filesystem::remove_all(path);
+        }
+        if (kept == IdKept::ByFolderOnly) {
+            replaceFile(directory / lastIdName, std::to_string(id));
+        }
+        std::filesystem::remove(folder);
+    } catch (const std::exception& failure) {
+        utils::logWarning("Track " + std::to_string(id) + " is gone, but not " + folder.string() +
+                          ": " + failure.what());
     }
 }
 

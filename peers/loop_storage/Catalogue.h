@@ -49,6 +49,8 @@ class Catalogue {
     void openTracks();
     void openTrack(const std::filesystem::path& folder, std::int64_t id);
     void removeRemains();
+    enum class IdKept { Elsewhere, ByFolderOnly };
+    void removeGone(std::int64_t id, IdKept kept) const;
     void readLastId();
     std::filesystem::path folderOf(const char* kind, std::int64_t id) const;
     void checkSpace(std::uint64_t growth) const;

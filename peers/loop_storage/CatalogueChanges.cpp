@@ -87,30 +87,24 @@ std::uint64_t Catalogue::resize(std::int64_t id, std::uint64_t size,
     return track->resize(size, check);
 }
 
-// The id's last trace goes with the folder: if it was the highest, a file keeps it.
+// The id's last trace goes with the folder: if it was the highest, a file keeps it from then on.
 void Catalogue::destroy(std::int64_t id) {
     const auto track = get(id);
     track->beginExclusive("destroyed");
     try {
-        std::int64_t highest = 0;
-        {
-            const std::lock_guard guard(mutex);
-            highest = lastId;
-        }
-        if (id == highest) {
-            replaceFile(directory / "last-id", std::to_string(id));
-        }
         std::filesystem::rename(track->folder(), folderOf("removed-", id));
         syncFolder(directory);
     } catch (...) {
         track->endExclusive();
         throw;
     }
+    auto kept = IdKept::Elsewhere;
     {
         const std::lock_guard guard(mutex);
         tracks.erase(id);
+        kept = id == lastId ? IdKept::ByFolderOnly : IdKept::Elsewhere;
     }
-    std::filesystem::remove_all(folderOf("removed-", id));
+    removeGone(id, kept);
 }
 
 }  // namespace tarn::peers::loop_storage

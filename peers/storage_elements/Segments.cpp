@@ -26,7 +26,7 @@ std::optional<GstSegment> Segments::before(const GstBuffer* buffer, bool isGap) 
         gst_segment_init(&current, GST_FORMAT_TIME);
         current.start = time;
         current.position = time;
-        current.time = time;
+        current.time = runningTime - begin;
         current.base = runningTime;
         state = State::Running;
     }

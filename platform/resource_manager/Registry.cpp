@@ -70,8 +70,8 @@ std::string conflictWith(const RunningJob& other, const RunningJob& wanted) {
 
 }  // namespace
 
-Registry::Registry(RegistryContents initial, std::unique_ptr<RegistryStore> store)
-    : MessageFormatter("ResourceManager"), contents(std::move(initial)) {
+Registry::Registry(RegistryContents initial, std::unique_ptr<RegistryStore> store, TidyUp tidyUp)
+    : MessageFormatter("ResourceManager"), contents(std::move(initial)), tidyUp(std::move(tidyUp)) {
     changes.lock()->store = std::move(store);
 }
 
@@ -119,6 +119,9 @@ void Registry::clearDeadProcesses() {
         logRemoved(job);
     }
     commit(locked, change);
+    if (tidyUp) {
+        std::for_each(dead.begin(), dead.end(), tidyUp);
+    }
 }
 
 void Registry::registerJob(const RunningJob& wanted) {

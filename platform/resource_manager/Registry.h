@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -19,9 +20,12 @@ namespace tarn::resource_manager {
 /// the next one. Refusals and failures are std::runtime_error with a text for people.
 class Registry : private tarn::utils::MessageFormatter {
   public:
+    /// Told of each job that was cleared since its process is dead; must not throw.
+    using TidyUp = std::function<void(const RunningJob&)>;
+
     /// Without a store, in memory only.
-    explicit Registry(RegistryContents initial = {},
-                      std::unique_ptr<RegistryStore> store = nullptr);
+    explicit Registry(RegistryContents initial = {}, std::unique_ptr<RegistryStore> store = nullptr,
+                      TidyUp tidyUp = {});
 
     /// In the order of registration, with those that died and were not cleared yet.
     std::list<RunningJob> runningJobs() const;
@@ -71,6 +75,7 @@ class Registry : private tarn::utils::MessageFormatter {
     // for the moment of taking effect. Never lock them the other way round.
     tarn::utils::Synchronised<Changes> changes;
     mutable tarn::utils::Synchronised<RegistryContents> contents;
+    const TidyUp tidyUp;
 };
 
 }  // namespace tarn::resource_manager

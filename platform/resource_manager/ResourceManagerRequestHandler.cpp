@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/resource_manager/LeftSockets.h"
 #include "platform/resource_manager/Registry.h"
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/RequestThread.h"
@@ -31,7 +32,8 @@ std::unique_ptr<tarn::socket::Socket> bindSocket(const tarn::socket::SocketEndpo
 std::shared_ptr<Registry> openRegistry(const std::string& folder,
                                        const tarn::socket::SocketEndpoint& endpoint) {
     auto opened = RegistryFolder(folder).open(endpoint.toString(tarn::socket::Protocol::None));
-    auto registry = std::make_shared<Registry>(std::move(opened.contents), std::move(opened.store));
+    auto registry = std::make_shared<Registry>(std::move(opened.contents), std::move(opened.store),
+                                               removeLeftSockets);
     registry->clearDeadProcesses();
     return registry;
 }

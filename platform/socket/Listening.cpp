@@ -11,7 +11,7 @@ namespace tarn::socket {
 
 namespace {
 
-constexpr std::string_view ipcScheme = "ipc://";
+constexpr std::string_view ipcPrefix = "ipc://";
 
 // The library binds addresses and interfaces, not host names; this one everybody expects to work.
 std::string addressOf(const SocketEndpoint& endpoint) {
@@ -48,7 +48,7 @@ void Listening::add(const SocketEndpoint& endpoint) {
 }
 
 void Listening::bindIpc(const std::string& address) {
-    const auto path = address.substr(ipcScheme.size());
+    const auto path = address.substr(ipcPrefix.size());
     try {
         const IpcPathClaim claim(path);
         addresses.push_back(bound->bind(address));

@@ -44,6 +44,9 @@ FrameMemory::~FrameMemory() {
 }
 
 std::optional<std::uint64_t> FrameMemory::place(std::uint64_t size) {
+    if (size > byteCount) {
+        return std::nullopt;
+    }
     used = std::min(std::max({used, leastUsed, enoughFrames * aligned(size)}), byteCount);
     if (placed.empty()) {
         placed.push_back({.begin = 0, .end = aligned(size)});

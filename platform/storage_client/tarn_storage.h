@@ -195,6 +195,9 @@ enum tarn_storage_ticket_state {
 int tarn_storage_ticket_get_info(tarn_storage_connection* connection, int64_t ticket,
                                  tarn_storage_error* error);
 
+/* Over a Unix socket frames do not go through the socket: writers put them into memory that they
+ * share with the server, readers read the track's file. Nothing here changes by that. */
+
 /* ---- writing -------------------------------------------------------------------------------- */
 
 /* A writer or a reader uses its connection alone: every other call on it is refused, from its

@@ -15,7 +15,7 @@ using device_tree::DeviceNode;
 
 namespace {
 
-constexpr std::chrono::seconds afterPoll{1};
+constexpr std::chrono::seconds betweenPolls{1};
 constexpr std::chrono::seconds afterFailedConnection{5};
 
 std::string libraryVersion() {
@@ -98,7 +98,7 @@ std::chrono::milliseconds LoopStorageDeviceController::pollOnce(const std::stop_
         logFailure(e.what());
     }
     connection.reset();
-    return afterPoll;
+    return betweenPolls;
 }
 
 void LoopStorageDeviceController::pollDevice(const std::stop_token& stop) {

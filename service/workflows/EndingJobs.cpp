@@ -21,7 +21,7 @@ using tarn::proto::api_job::JobToApiReply;
 using tarn::proto::api_job::JobToApiReplyStatus;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint32_t replyLimit = 1 << 20;
+constexpr std::uint32_t stateReplyLimit = 1 << 20;
 constexpr auto answerBound = 500ms;
 constexpr auto askingBound = 2s;  // for all of them, when many do not answer
 constexpr auto period = 50ms;
@@ -36,7 +36,7 @@ tarn::proto::job_monitoring::JobState askForState(const RunningJob& job) {
     request.set_type(ApiToJobRequest::STATUS);
     socket.sendProtoBuf(&request);
     JobToApiReply reply;
-    socket.receiveProtoBuf(&reply, replyLimit);
+    socket.receiveProtoBuf(&reply, stateReplyLimit);
     return reply.GetExtension(JobToApiReplyStatus::base).state();
 }
 

@@ -72,8 +72,8 @@ TEST_F(Capture, aFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
     EXPECT_NE(run.err.find("1080i60 uyvy422_8, inputs 0 is not in force after 15 s"),
               std::string::npos)
         << run.err;
-    EXPECT_TRUE(service().log().contains("there is no capture format 1080i60"));
-    EXPECT_TRUE(service().log().contains("... Failed"));
+    EXPECT_TRUE(service().waitForLog("there is no capture format 1080i60"));
+    EXPECT_TRUE(service().waitForLog("... Failed"));
     EXPECT_EQ(setFormat({"1080", "i", "25"}, {"0"}).exitStatus, 0) << "it is not stuck";
 }
 

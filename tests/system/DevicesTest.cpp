@@ -3,6 +3,7 @@
 
 #include "platform/socket/Socket.h"
 #include "proto/service_event.pb.h"
+#include "tests/support/MachineTime.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/SystemTest.h"
 
@@ -93,11 +94,14 @@ TEST_F(Devices, anEmptyBatchIsSentEverySecondWhenNothingHappens) {
     listen("ipc:///tmp/events");
     startService();
     nextBatch();
+    // After one that is taken late the next comes early: three pauses together are long enough.
     const auto begin = std::chrono::steady_clock::now();
-    const auto batch = nextBatch();
-    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(700));
-    EXPECT_EQ(batch.events_size(), 0);
-    EXPECT_FALSE(batch.has_device_tree());
+    for (int n = 0; n < 3; ++n) {
+        const auto batch = nextBatch();
+        EXPECT_EQ(batch.events_size(), 0);
+        EXPECT_FALSE(batch.has_device_tree());
+    }
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2200));
     EXPECT_EQ(devicesInTheTree(), 0);
 }
 
@@ -153,11 +157,14 @@ TEST_F(Devices, aDeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
     const auto running = misbehavingDevice({"--event-endpoint", "ipc:///tmp/test-device-events"});
     startServiceWithDevice();
     ASSERT_TRUE(running->output().waitFor("REQUEST PING"));
+    const auto pings = [&] { return running->output().count("REQUEST PING"); };
     const auto begin = std::chrono::steady_clock::now();
-    ASSERT_TRUE(running->output().waitFor("REQUEST PING", running->output().all().size()));
-    const auto period = std::chrono::steady_clock::now() - begin;
-    EXPECT_GT(period, std::chrono::milliseconds(2500));
-    EXPECT_LT(period, std::chrono::milliseconds(4500));
+    const MachineTime time;
+    const auto first = pings();
+    ASSERT_TRUE(eventually([&] { return pings() >= first + 2; }, std::chrono::seconds(20)));
+    // One that is seen late makes the time to the next but one look shorter.
+    EXPECT_GT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(4500));
+    EXPECT_LT(time.elapsed(), std::chrono::milliseconds(7500));
     running->signal(SIGTERM);
     running->waitForEnd(std::chrono::seconds(20));
 }
@@ -187,9 +194,9 @@ TEST_F(Devices, thatHangAtEveryStepDoNotHoldUpTheShutdown) {
     EXPECT_TRUE(devices[0]->output().waitFor("REQUEST"));
     EXPECT_TRUE(devices[3]->output().waitFor("REQUEST"));
 
-    const auto begin = std::chrono::steady_clock::now();
+    const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(12));
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(12));
     for (const auto& running : devices) {
         running->signal(SIGKILL);
         running->waitForEnd(std::chrono::seconds(20));
@@ -204,9 +211,9 @@ TEST_F(Devices, aDeviceThatHangsDoesNotHoldUpTheShutdown) {
     startServiceWithDevice();
     ASSERT_TRUE(eventually([this] { return devicesInTheTree() == 1; }));
     running->signal(SIGSTOP);
-    const auto begin = std::chrono::steady_clock::now();
+    const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(8));
     EXPECT_TRUE(service().log().contains("Device controllers stopped"));
     running->signal(SIGKILL);
     running->waitForEnd(std::chrono::seconds(20));

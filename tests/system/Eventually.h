@@ -10,4 +10,7 @@ namespace tarn::test {
 bool eventually(const std::function<bool()>& condition,
                 std::chrono::milliseconds bound = std::chrono::seconds(10));
 
+/// The same with a bound that is a promise, in MachineTime.
+bool eventuallyWithin(std::chrono::milliseconds bound, const std::function<bool()>& condition);
+
 }  // namespace tarn::test

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "tests/support/MachineTime.h"
 #include "tests/system/CaptureBed.h"
 #include "tests/system/Eventually.h"
 
@@ -11,7 +12,6 @@ namespace tarn::test {
 namespace {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 class IngestSupervision : public CaptureBed {
   protected:
@@ -21,9 +21,9 @@ class IngestSupervision : public CaptureBed {
 
     /// An interrupt now must end the service in time.
     void expectPromptStop(std::chrono::seconds bound) {
-        const auto begin = Clock::now();
+        const MachineTime time;
         EXPECT_EQ(service().stop(), Ending::exited(0));
-        EXPECT_LT(Clock::now() - begin, bound);
+        EXPECT_LT(time.elapsed(), bound);
         EXPECT_TRUE(service().log().contains("Service terminated"));
     }
 };
@@ -62,9 +62,9 @@ TEST_F(IngestSupervision, anIngestServiceThatIgnoresTheStopCommandIsKilled) {
     EXPECT_EQ(run.exitStatus, 0) << run.err;
     const auto id = std::to_string(stubborn[0]);
     const auto& log = service().log();
-    EXPECT_GE(log.count("KLN-SDI-Ingest-Service still running on pid " + id), 5U);
+    EXPECT_TRUE(log.waitFor("KLN-SDI-Ingest-Service not running any more after hard kill."));
     EXPECT_TRUE(log.contains("Hard kill on KLN-SDI-Ingest-Service with pid " + id));
-    EXPECT_TRUE(log.contains("KLN-SDI-Ingest-Service not running any more after hard kill."));
+    EXPECT_GE(log.count("KLN-SDI-Ingest-Service still running on pid " + id), 5U);
     EXPECT_EQ(misbehavingProcesses().size(), 1U);
     EXPECT_NE(misbehavingProcesses(), stubborn);
 }
@@ -75,7 +75,7 @@ TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
     startService();
     const auto run = setFormat({"720", "p", "50"}, {"0"});
     EXPECT_EQ(run.exitStatus, 0) << run.err;
-    EXPECT_TRUE(service().log().contains("but another process answers"));
+    EXPECT_TRUE(service().waitForLog("but another process answers"));
     EXPECT_FALSE(service().log().contains("Hard kill"));
     EXPECT_EQ(stranger.waitForEnd(0s), Ending{});
     stranger.signal(SIGTERM);
@@ -93,7 +93,7 @@ TEST_F(IngestSupervision, withoutAUsableProcessIdTheIngestServiceIsOnlyToldToSto
             const auto now = misbehavingProcesses();
             return now.size() == 1 && now != before;
         }));
-        EXPECT_TRUE(run.log().contains("Failed reading PID in properties: "));
+        EXPECT_TRUE(run.waitForLog("Failed reading PID in properties: "));
         EXPECT_FALSE(run.log().contains("still running on pid"));
         EXPECT_EQ(run.stop(), Ending::exited(0));
         for (const auto id : misbehavingProcesses()) {

@@ -12,7 +12,7 @@ namespace job = proto::api_job;
 namespace {
 
 constexpr std::uint32_t connectMs = 2000;
-constexpr std::uint32_t largestReply = 16u << 20;
+constexpr std::uint32_t largestJobReply = 16u << 20;
 
 }  // namespace
 
@@ -23,7 +23,7 @@ std::optional<job::JobToApiReply> JobCommands::ask(const job::ApiToJobRequest& r
                                   socket::SocketEndpoint::FromString(endpoint).asPeer(), connectMs);
         commands.sendProtoBuf(&request);
         job::JobToApiReply reply;
-        commands.receiveProtoBuf(&reply, largestReply);
+        commands.receiveProtoBuf(&reply, largestJobReply);
         return reply;
     } catch (const std::runtime_error&) {
         return std::nullopt;

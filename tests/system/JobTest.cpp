@@ -22,17 +22,18 @@ class Jobs : public SystemTest {
 };
 
 TEST_F(Jobs, aJobRunsToTheEndOfItsStream) {
-    // A live second, so that the subscription is there before the end.
+    // Live for three seconds, so that it is seen to run and the subscription is there before the
+    // end.
     const auto job = startJob(
-        {.pipeline = "videotestsrc is-live=true num-buffers=40 ! video/x-raw,framerate=30/1 "
+        {.pipeline = "videotestsrc is-live=true num-buffers=90 ! video/x-raw,framerate=30/1 "
                      "! filesink location=/tmp/result"});
     EXPECT_TRUE(isListed(job->id()));
     const auto end = job->waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->reason(), End::END_OF_STREAM);
-    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 3s));
+    EXPECT_TRUE(eventuallyWithin(3s, [&] { return !isListed(job->id()); }));
     EXPECT_GT(std::filesystem::file_size("/tmp/result"), 0u);
-    EXPECT_TRUE(service().log().contains("Job setup properly sent"));
+    EXPECT_TRUE(service().waitForLog("Job setup properly sent"));
 }
 
 TEST_F(Jobs, aRunningJobIsFoundByItsIdAndItsProperties) {
@@ -60,7 +61,7 @@ TEST_F(Jobs, aJobReportsItsProgressAndEndsWhenItIsAskedTo) {
     const auto end = job->waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->reason(), End::DESTROYED);
-    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 3s));
+    EXPECT_TRUE(eventuallyWithin(3s, [&] { return !isListed(job->id()); }));
 }
 
 TEST_F(Jobs, aPipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) {
@@ -69,7 +70,7 @@ TEST_F(Jobs, aPipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) 
     ASSERT_TRUE(line);
     EXPECT_NE(line->find("no element \"nosuchelement\""), std::string::npos) << *line;
     const auto job = startJob({.pipeline = endless});
-    EXPECT_EQ(api().jobs()->size(), 1u);
+    EXPECT_TRUE(eventually([this] { return api().jobs()->size() == 1; }));
     EXPECT_TRUE(job->destroy());
 }
 
@@ -94,7 +95,7 @@ TEST_P(CrashingJob, namesTheSignalInItsLastEventAndLeavesTheListWithinTwoSeconds
     const auto status = job->status();
     ASSERT_TRUE(status);
     ASSERT_EQ(::kill(status->pipeline_pid(), GetParam()), 0);
-    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 2s));
+    EXPECT_TRUE(eventuallyWithin(2s, [&] { return !isListed(job->id()); }));
     const auto end = job->waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->reason(), End::CRASHED);
@@ -115,7 +116,7 @@ TEST_F(Jobs, aJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
     for (const auto& launcher : launchers) {
         ::kill(launcher.id, SIGKILL);
     }
-    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 5s));
+    EXPECT_TRUE(eventuallyWithin(5s, [&] { return !isListed(job->id()); }));
     EXPECT_TRUE(eventually([] { return processesRunning("tarnPipelineProcess").empty(); }, 10s))
         << describe(otherProcesses());
     // Nobody is left who could remove these two.

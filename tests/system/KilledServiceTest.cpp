@@ -27,7 +27,7 @@ TEST_F(KilledService, leavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
     EXPECT_FALSE(service().log().contains("Creating workflow: "));
 
     EXPECT_TRUE(job->destroy());
-    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 5s));
+    EXPECT_TRUE(eventuallyWithin(5s, [&] { return !isListed(job->id()); }));
 }
 
 TEST_F(KilledService, leavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
@@ -66,7 +66,7 @@ TEST_F(KilledService, tenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinAS
     for (int kill = 0; kill < 10; ++kill) {
         service().killHard();
         startService();
-        EXPECT_TRUE(eventually([&] { return api().jobs()->size() == jobs.size(); }, 1s))
+        EXPECT_TRUE(eventuallyWithin(1s, [&] { return api().jobs()->size() == jobs.size(); }))
             << "after kill " << kill;
     }
     for (const auto& [id, entry] : jobs) {
@@ -84,7 +84,7 @@ TEST_F(KilledService, aJobThatEndedMeanwhileIsNotListedByTheNextOne) {
     EXPECT_TRUE(job->destroy());
     EXPECT_TRUE(eventually([] { return processesRunning("tarnWorkflowLauncher").empty(); }));
     startService();
-    EXPECT_TRUE(eventually([&] { return !isListed(job->id()); }, 3s));
+    EXPECT_TRUE(eventuallyWithin(3s, [&] { return !isListed(job->id()); }));
 }
 
 }  // namespace

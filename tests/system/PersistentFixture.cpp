@@ -31,8 +31,9 @@ std::unique_ptr<Job> PersistentFixture::find(const std::string& id) {
     return job;
 }
 
-std::size_t PersistentFixture::launchers() {
-    return processesRunning("tarnWorkflowLauncher").size();
+void PersistentFixture::expectLaunchers(std::size_t count) {
+    const auto launchers = [] { return processesRunning("tarnWorkflowLauncher"); };
+    EXPECT_TRUE(eventually([&] { return launchers().size() == count; })) << describe(launchers());
 }
 
 }  // namespace tarn::test

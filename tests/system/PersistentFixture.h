@@ -23,8 +23,9 @@ class PersistentFixture : public SystemTest {
     /// The running job of that id, at the endpoints that it has now; it must play.
     std::unique_ptr<Job> find(const std::string& id);
 
-    /// How many jobs run, listed or not.
-    static std::size_t launchers();
+    /// So many jobs run, listed or not. Waits for it: a job leaves the list a moment before its
+    /// launcher is gone, and plays while the process that put itself in the background still ends.
+    static void expectLaunchers(std::size_t count);
 };
 
 }  // namespace tarn::test

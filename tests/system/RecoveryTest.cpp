@@ -38,12 +38,10 @@ class Recovery : public PersistentFixture {
     /// Until the first service that answers lists all of them.
     void expectListedWithin(std::chrono::milliseconds bound,
                             const std::vector<std::unique_ptr<Job>>& jobs) {
-        EXPECT_TRUE(eventually(
-            [&] {
-                return std::all_of(jobs.begin(), jobs.end(),
-                                   [this](const auto& job) { return isListed(job->id()); });
-            },
-            bound));
+        EXPECT_TRUE(eventuallyWithin(bound, [&] {
+            return std::all_of(jobs.begin(), jobs.end(),
+                               [this](const auto& job) { return isListed(job->id()); });
+        }));
     }
 
     std::vector<std::unique_ptr<Job>> startJobs(int count) {
@@ -82,7 +80,7 @@ TEST_F(Recovery, ofADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
         deleteRegistry();
         startService();
         EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
-        EXPECT_TRUE(eventually([] { return launchers() == 1; }));
+        expectLaunchers(1);
         EXPECT_EQ(find(job->id())->status()->pipeline_pid(), pipeline);
     }
 }
@@ -95,15 +93,12 @@ TEST_F(Recovery, anEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBefore
     for (const auto& launcher : processesRunning("-l kept ")) {
         ::kill(launcher.id, SIGKILL);
     }
-    EXPECT_TRUE(eventually([] { return launchers() == 0; }));
+    expectLaunchers(0);
     EXPECT_EQ(service().stop(), Ending::exited(0));
 
     startService();
     EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
     EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
-    // The launcher that was killed could not remove them.
-    fs::remove(job->where().commandEndpoint.substr(6));
-    fs::remove(job->where().eventEndpoint.substr(6));
 }
 
 TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
@@ -117,7 +112,7 @@ TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
     for (const auto* job : {&first, &second, &third}) {
         EXPECT_TRUE(find((*job)->id())->status()->persistent());
     }
-    EXPECT_EQ(launchers(), 3U);
+    expectLaunchers(3);
 }
 
 TEST_F(Recovery, aPersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUntilItIsThere) {

@@ -89,8 +89,7 @@ TEST_F(Restarts, endWithAStopOfEverythingForGood) {
     }
     const auto result = tarnctl({"jobs", "stop", "--all", "--for-good"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
-    // A job leaves the list a moment before its launcher is gone.
-    EXPECT_TRUE(eventually([] { return launchers() == 0; }));
+    expectLaunchers(0);
     for (int n = 0; n < 3; ++n) {
         EXPECT_FALSE(fs::exists(file("job" + std::to_string(n))));
     }

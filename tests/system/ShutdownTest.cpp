@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "tests/support/MachineTime.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/HungJob.h"
 #include "tests/system/Processes.h"
@@ -91,9 +92,9 @@ TEST_F(Shutdown, manyInterruptsAtOnceRunTheSequenceOnce) {
 
 TEST_F(Shutdown, anIdleServiceStopsWithinASecond) {
     startService();
-    const auto begun = std::chrono::steady_clock::now();
+    const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 2500ms);
+    EXPECT_LT(time.elapsed(), 2500ms);
 }
 
 TEST_F(Shutdown, runningJobsAreToldToEndAndDo) {
@@ -115,9 +116,9 @@ TEST_F(Shutdown, hungJobsCostFiveSecondsEachAtMost) {
     HungJob second;
     EXPECT_TRUE(isListed(first.id()));
     EXPECT_TRUE(isListed(second.id()));
-    const auto begun = std::chrono::steady_clock::now();
+    const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 13s);
+    EXPECT_LT(time.elapsed(), 13s);
     EXPECT_TRUE(first.gotSomething(0ms));
     EXPECT_TRUE(second.gotSomething(0ms));
     EXPECT_EQ(service().log().count("Failed destroy command to job: "), 2u);
@@ -132,9 +133,9 @@ TEST_F(Shutdown, aJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
     for (const auto& launcher : launchers) {
         ::kill(launcher.id, SIGSTOP);
     }
-    const auto begun = std::chrono::steady_clock::now();
+    const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
-    EXPECT_LT(std::chrono::steady_clock::now() - begun, 8s);
+    EXPECT_LT(time.elapsed(), 8s);
     for (const auto& launcher : launchers) {
         ::kill(launcher.id, SIGCONT);
     }
@@ -209,7 +210,7 @@ TEST_F(Shutdown, withoutAResourceManagerTheServiceServesAndStops) {
     const auto jobs = api().jobs();
     ASSERT_TRUE(jobs);
     EXPECT_TRUE(jobs->empty());
-    EXPECT_TRUE(service().log().contains("Failed to get running jobs: "));
+    EXPECT_TRUE(service().waitForLog("Failed to get running jobs: "));
     EXPECT_TRUE(service().waitForLog("Failed to clear dead processes: "));
     EXPECT_EQ(service().stop(), Ending::exited(0));
     const auto failed = service().log().find("Failed disconnecting ResourceManagerProxy: ");

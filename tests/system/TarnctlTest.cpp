@@ -66,7 +66,7 @@ TEST_F(Tarnctl, listsShowsAndStopsAJob) {
     EXPECT_EQ(shown.exitStatus, 0) << shown.err;
     EXPECT_NE(shown.out.find("\"camera\""), std::string::npos) << shown.out;
     EXPECT_EQ(tarnctl({"jobs", "stop", id}).exitStatus, 0);
-    EXPECT_TRUE(eventually([&] { return !isListed(id); }, 5s));
+    EXPECT_TRUE(eventuallyWithin(5s, [&] { return !isListed(id); }));
     EXPECT_EQ(tarnctl({"jobs", "show", id}).exitStatus, 1);
 }
 

@@ -5,14 +5,14 @@
 namespace tarn::peers::host_monitor {
 namespace {
 
-constexpr auto recorded =
+constexpr auto recordedStat =
     "cpu  644951 54884 75770 510864 1032 0 1316 935 0 0\n"
     "cpu0 328532 23259 34428 257392 155 0 535 462 0 0\n"
     "cpu1 316418 31624 41341 253471 876 0 780 473 0 0\n"
     "intr 1234 0 9\nctxt 5\nbtime 1795254000\nprocesses 4\nsoftirq 1 2 3\n";
 
 TEST(Processors, ReadsEachAndAllOfThem) {
-    const auto processors = parseProcessors(recorded);
+    const auto processors = parseProcessors(recordedStat);
     ASSERT_EQ(processors.size(), 3U);
     EXPECT_EQ(processors.at(allProcessors).idle, 510864U + 1032);
     EXPECT_EQ(processors.at(0).busy, 328532U + 23259 + 34428 + 535 + 462);

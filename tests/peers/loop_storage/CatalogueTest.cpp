@@ -125,6 +125,7 @@ TEST_F(CatalogueTest, WhatACrashLeftHalfMadeOrHalfRemovedIsRemoved) {
     open();
     EXPECT_FALSE(std::filesystem::exists(directory / "making-5"));
     EXPECT_FALSE(std::filesystem::exists(directory / "removed-8"));
+    open();
     EXPECT_EQ(create(10), 9) << "8 was a track";
 }
 

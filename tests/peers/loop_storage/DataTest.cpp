@@ -1,4 +1,4 @@
-// Frames through the built program.
+// Frames through the built program: over TCP they go through the socket, locally they do not.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -19,8 +19,15 @@ std::string frameOf(std::int64_t timePoint, std::size_t size) {
     return std::string(size, static_cast<char>(timePoint * 7 % 251));
 }
 
-struct DataTest : testing::Test {
+enum class Transport { Unix, Tcp };
+
+struct DataTest : testing::TestWithParam<Transport> {
     DataTest() { control.create(ringSize); }
+
+    StorageClient connect() const {
+        return GetParam() == Transport::Unix ? StorageClient(server.socketPath())
+                                             : StorageClient(server.port());
+    }
 
     void fill(StorageClient& writer, std::int64_t first, std::int64_t last, std::size_t size) {
         for (auto i = first; i <= last; ++i) {
@@ -31,11 +38,16 @@ struct DataTest : testing::Test {
 
     StorageProgram server;
     StorageClient control{server.socketPath()};
-    StorageClient writer{server.socketPath()};
-    StorageClient reader{server.port()};
+    StorageClient writer = connect();
+    StorageClient reader = connect();
 };
 
-TEST_F(DataTest, WhatIsWrittenIsRead) {
+INSTANTIATE_TEST_SUITE_P(Over, DataTest, testing::Values(Transport::Unix, Transport::Tcp),
+                         [](const auto& chosen) {
+                             return chosen.param == Transport::Unix ? "Unix" : "Tcp";
+                         });
+
+TEST_P(DataTest, WhatIsWrittenIsRead) {
     ASSERT_TRUE(writer.beWriter(0));
     ASSERT_EQ(writer.write(10, "ten"), 0);
     ASSERT_EQ(writer.write(20, ""), 0);
@@ -54,17 +66,17 @@ TEST_F(DataTest, WhatIsWrittenIsRead) {
     EXPECT_EQ(reader.read(0), 0);
 }
 
-TEST_F(DataTest, ASecondWriterIsRefused) {
+TEST_P(DataTest, ASecondWriterIsRefused) {
     ASSERT_TRUE(writer.beWriter(0));
-    StorageClient second(server.port());
+    StorageClient second = connect();
     EXPECT_FALSE(second.beWriter(0));
     EXPECT_EQ(second.errorType(), TARN_STORAGE_ERROR_IN_USE);
     EXPECT_EQ(second.errorMessage(), "Track 0 has a writer already");
 }
 
-TEST_F(DataTest, TheNextWriterGoesOnAfterTheFirst) {
+TEST_P(DataTest, TheNextWriterGoesOnAfterTheFirst) {
     {
-        StorageClient first(server.socketPath());
+        StorageClient first = connect();
         ASSERT_TRUE(first.beWriter(0));
         fill(first, 1, 5, 100);
     }
@@ -76,7 +88,7 @@ TEST_F(DataTest, TheNextWriterGoesOnAfterTheFirst) {
     EXPECT_EQ(control.end(0), 6);
 }
 
-TEST_F(DataTest, AFrameLargerThanTheRingIsRefusedAndTheWriterGoesOn) {
+TEST_P(DataTest, AFrameLargerThanTheRingIsRefusedAndTheWriterGoesOn) {
     ASSERT_TRUE(writer.beWriter(0));
     EXPECT_EQ(writer.write(1, std::string(ringSize + 1, 'x')), -1);
     EXPECT_EQ(writer.errorType(), TARN_STORAGE_ERROR_ARGUMENT);
@@ -85,13 +97,13 @@ TEST_F(DataTest, AFrameLargerThanTheRingIsRefusedAndTheWriterGoesOn) {
     EXPECT_EQ(control.end(0), 1);
 }
 
-TEST_F(DataTest, ATrackThatIsNotThereCannotBeAttachedTo) {
+TEST_P(DataTest, ATrackThatIsNotThereCannotBeAttachedTo) {
     EXPECT_FALSE(writer.beWriter(99));
     EXPECT_EQ(writer.errorType(), TARN_STORAGE_ERROR_NOT_FOUND);
     EXPECT_TRUE(writer.beWriter(0)) << "the connection serves on";
 }
 
-TEST_F(DataTest, AWorkersConnectionDoesNothingElse) {
+TEST_P(DataTest, AWorkersConnectionDoesNothingElse) {
     ASSERT_TRUE(writer.beWriter(0));
     EXPECT_EQ(writer.remaining(), -1);
     EXPECT_EQ(writer.errorType(), TARN_STORAGE_ERROR_ARGUMENT);
@@ -99,7 +111,7 @@ TEST_F(DataTest, AWorkersConnectionDoesNothingElse) {
     fill(writer, 1, 1, 10);
 }
 
-TEST_F(DataTest, ReadingBeginsAtATimePointOrTheNextLater) {
+TEST_P(DataTest, ReadingBeginsAtATimePointOrTheNextLater) {
     ASSERT_TRUE(writer.beWriter(0));
     fill(writer, 1, 9, 10);
     ASSERT_TRUE(reader.beReader(0, TARN_STORAGE_START_TIME_POINT, 4));
@@ -107,7 +119,7 @@ TEST_F(DataTest, ReadingBeginsAtATimePointOrTheNextLater) {
     EXPECT_EQ(reader.timePoint, 4);
 }
 
-TEST_F(DataTest, ATimePointInTheFutureIsWaitedFor) {
+TEST_P(DataTest, ATimePointInTheFutureIsWaitedFor) {
     ASSERT_TRUE(writer.beWriter(0));
     fill(writer, 1, 3, 10);
     ASSERT_TRUE(reader.beReader(0, TARN_STORAGE_START_TIME_POINT, 6));
@@ -117,7 +129,7 @@ TEST_F(DataTest, ATimePointInTheFutureIsWaitedFor) {
     EXPECT_EQ(reader.timePoint, 6);
 }
 
-TEST_F(DataTest, TheLiveEdgeIsFollowed) {
+TEST_P(DataTest, TheLiveEdgeIsFollowed) {
     ASSERT_TRUE(writer.beWriter(0));
     fill(writer, 1, 3, 10);
     ASSERT_TRUE(reader.beReader(0, TARN_STORAGE_START_LIVE));
@@ -130,7 +142,7 @@ TEST_F(DataTest, TheLiveEdgeIsFollowed) {
     }
 }
 
-TEST_F(DataTest, AReaderThatIsOvertakenIsToldTheOldestTimePointAndGoesOnThere) {
+TEST_P(DataTest, AReaderThatIsOvertakenIsToldTheOldestTimePointAndGoesOnThere) {
     ASSERT_TRUE(writer.beWriter(0));
     fill(writer, 1, 10, 100'000);
     ASSERT_TRUE(reader.beReader(0));
@@ -147,7 +159,7 @@ TEST_F(DataTest, AReaderThatIsOvertakenIsToldTheOldestTimePointAndGoesOnThere) {
     EXPECT_EQ(reader.bytes, frameOf(51, 100'000));
 }
 
-TEST_F(DataTest, ClearingIsToldToReadersThatHadSomethingBeforeThem) {
+TEST_P(DataTest, ClearingIsToldToReadersThatHadSomethingBeforeThem) {
     ASSERT_TRUE(writer.beWriter(0));
     fill(writer, 1, 9, 100'000);
     ASSERT_TRUE(reader.beReader(0));
@@ -161,7 +173,7 @@ TEST_F(DataTest, ClearingIsToldToReadersThatHadSomethingBeforeThem) {
     EXPECT_EQ(reader.timePoint, 10);
 }
 
-TEST_F(DataTest, SixteenReadersAndAWriterNobodyIsFedTornFrames) {
+TEST_P(DataTest, SixteenReadersAndAWriterNobodyIsFedTornFrames) {
     constexpr std::int64_t frames = 400;
     constexpr std::size_t size = 60'000;
     ASSERT_TRUE(writer.beWriter(0));
@@ -170,7 +182,7 @@ TEST_F(DataTest, SixteenReadersAndAWriterNobodyIsFedTornFrames) {
     std::vector<std::jthread> readers;
     for (int i = 0; i < 16; ++i) {
         readers.emplace_back([&, i] {
-            StorageClient own(server.socketPath());
+            StorageClient own = connect();
             if (!own.beReader(0, TARN_STORAGE_START_OLDEST, 0, "reader " + std::to_string(i))) {
                 return;
             }

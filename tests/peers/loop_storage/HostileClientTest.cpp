@@ -121,6 +121,32 @@ TEST_F(HostileClientTest, AWriterThatGoesAwayWithinAFrameLeavesNoTraceOfIt) {
     EXPECT_EQ(client.end(0), 1);
 }
 
+TEST_F(HostileClientTest, AFrameThatLiesOutsideTheSharedMemoryIsRefused) {
+    // Type WRITER of track 0, sharing.
+    const auto attach = greeting() + header(7, 0) + std::string("\x08\x0c\x12\x01\x00\x50\x01", 7);
+    // Time point 9, offset and size.
+    for (const auto& place :
+         {std::string("\x58\x00\x18\x81\x80\x80\x10", 7),  // 32 MiB and a byte
+          std::string("\x58\x80\x80\x80\x10\x18\x01"),     // one at 32 MiB
+          std::string("\x58\xff\xff\xff\xff\xff\xff\xff\xff\xff\x01\x18\x02")}) {
+        const auto write = std::string("\x08\x0d\x40\x09", 4) + place;
+        const auto size = static_cast<std::uint32_t>(write.size());
+        EXPECT_THAT(pour(server.socketPath(), attach + header(size, 0) + write, 5s),
+                    HasSubstr("outside the shared memory"));
+        EXPECT_TRUE(eventually([&] { return client.workers().empty(); }));
+    }
+    EXPECT_EQ(client.end(0), -1);
+}
+
+TEST_F(HostileClientTest, AFrameInMemoryThatIsNotSharedIsRefused) {
+    const auto write = std::string("\x08\x0d\x40\x09\x58\x01\x18\x01", 8);
+    EXPECT_THAT(pour(server.socketPath(),
+                     greeting() + header(5, 0) + std::string("\x08\x0c\x12\x01\x00", 5) +
+                         header(8, 0) + write,
+                     5s),
+                HasSubstr("memory that is not shared"));
+}
+
 TEST_F(HostileClientTest, AReaderThatStopsReadingIsDroppedAndTheOthersGoOn) {
     StorageClient writer(server.socketPath());
     ASSERT_TRUE(writer.beWriter(0));

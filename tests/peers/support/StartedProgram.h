@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "peers/process/FileDescriptor.h"
+#include "tests/support/MachineTime.h"
 
 namespace tarn::test {
 
@@ -49,6 +50,10 @@ class StartedProgram {
 template <typename Condition>
 bool eventually(Condition condition, std::chrono::milliseconds bound = std::chrono::seconds(15));
 
+/// The same with a bound that is a promise, in MachineTime.
+template <typename Condition>
+bool eventuallyWithin(std::chrono::milliseconds bound, Condition condition);
+
 void pauseBetweenTries();
 
 template <typename Condition>
@@ -56,6 +61,18 @@ bool eventually(Condition condition, std::chrono::milliseconds bound) {
     const auto deadline = std::chrono::steady_clock::now() + bound;
     while (!condition()) {
         if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        pauseBetweenTries();
+    }
+    return true;
+}
+
+template <typename Condition>
+bool eventuallyWithin(std::chrono::milliseconds bound, Condition condition) {
+    const MachineTime time;
+    while (!condition()) {
+        if (time.elapsed() >= bound) {
             return false;
         }
         pauseBetweenTries();

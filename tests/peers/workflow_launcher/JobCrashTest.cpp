@@ -24,21 +24,22 @@ TEST_F(JobCrashTest, ACrashOfThePipelineIsToldWithItsSignalAndTheJobLeavesTheLis
     EXPECT_EQ(end->reason(), JobEventEnd::CRASHED);
     EXPECT_EQ(end->signal(), SIGSEGV);
     EXPECT_EQ(end->message(), "killed by signal 11 (Segmentation fault)");
-    EXPECT_TRUE(eventually([&] { return !service.lists(job->id()); }, std::chrono::seconds(2)));
+    EXPECT_TRUE(
+        eventuallyWithin(std::chrono::seconds(2), [&] { return !service.lists(job->id()); }));
     EXPECT_EQ(job->launcher->exitStatus(), 0);
 }
 
 TEST_F(JobCrashTest, ThePipelineDoesNotOutliveItsLauncher) {
     const WatchedProcess pipeline(job->client().status().pipeline_pid());
     job->launcher->process().signal(SIGKILL);
-    EXPECT_TRUE(pipeline.waitForEnd(std::chrono::seconds(5)));
+    EXPECT_TRUE(pipeline.waitForEnd());
 }
 
 TEST_F(JobCrashTest, AHungPipelineDoesNotOutliveItsLauncherEither) {
     const WatchedProcess pipeline(job->client().status().pipeline_pid());
     pipeline.signal(SIGSTOP);
     job->launcher->process().signal(SIGKILL);
-    EXPECT_TRUE(pipeline.waitForEnd(std::chrono::seconds(5)));
+    EXPECT_TRUE(pipeline.waitForEnd());
 }
 
 TEST_F(JobCrashTest, ThePipelineProcessLeadsAGroupOfItsOwn) {

@@ -29,7 +29,7 @@ TEST_F(JobRegistryTest, AJobGoesOnAndEndsInGoodTimeWithoutAService) {
     EXPECT_EQ(job->client().status().state(), JOB_STATE_PLAYING);
     EXPECT_TRUE(job->client().destroy().success());
     EXPECT_TRUE(job->events.waitForEnd());
-    EXPECT_EQ(job->launcher->exitStatus(std::chrono::seconds(5)), 0);
+    EXPECT_EQ(job->launcher->exitStatus(std::chrono::seconds(10)), 0);
 }
 
 }  // namespace

@@ -171,6 +171,17 @@ TEST_F(RegistryWithDeadJobs, ListsThemUntilTheyAreCleared) {
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("alive"));
 }
 
+TEST_F(RegistryWithDeadJobs, HasThemTidiedUpOnce) {
+    std::vector<std::string> tidied;
+    Registry tidy({.jobs = {deadJob("dead"), jobOfThisProcess("alive"), deadJob("gone")},
+                   .deltacastConfiguration = {}},
+                  nullptr, [&](const RunningJob& job) { tidied.push_back(idOf(job)); });
+    tidy.clearDeadProcesses();
+    EXPECT_THAT(tidied, ElementsAre("dead", "gone"));
+    tidy.clearDeadProcesses();
+    EXPECT_EQ(tidied.size(), 2U);
+}
+
 TEST_F(RegistryWithDeadJobs, SaysForEachThatItWasRemoved) {
     registry.clearDeadProcesses();
     registry.clearDeadProcesses();

@@ -23,8 +23,7 @@ class SocketBackends : public testing::Test {
     void SetUp() override {
         startServer();
         backend = std::make_unique<SocketBackend>(
-            endpoint,
-            SocketBackend::Bounds{std::chrono::seconds(5), std::chrono::milliseconds(500)});
+            endpoint, SocketBackend::Bounds{std::chrono::seconds(5), std::chrono::seconds(2)});
     }
 
     void startServer() { server.createAndConnect(tarn::socket::Protocol::Reply, endpoint, 0); }

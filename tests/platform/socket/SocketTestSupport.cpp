@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <algorithm>
 
 #include <stdexcept>
 
@@ -65,6 +66,17 @@ std::string receive(Socket& socket) {
     Message received;
     socket.receiveProtoBuf(&received, maxBytes);
     return received.job_id();
+}
+
+std::chrono::milliseconds durationOf(const std::function<void()>& action) {
+    const auto begin = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 begin);
+}
+
+std::chrono::milliseconds quickestOfThree(const std::function<void()>& action) {
+    return std::min({durationOf(action), durationOf(action), durationOf(action)});
 }
 
 int poll(Socket& socket, std::uint32_t timeoutMs) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -32,6 +34,10 @@ void send(Socket& socket, const std::string& text);
 
 /// The text of the next message; throws what receiving throws.
 std::string receive(Socket& socket);
+
+std::chrono::milliseconds durationOf(const std::function<void()>& action);
+/// On a busy machine any single step may take long: what is always slow is slow three times.
+std::chrono::milliseconds quickestOfThree(const std::function<void()>& action);
 
 /// What poll returns; a failure of the test when it reports an error.
 int poll(Socket& socket, std::uint32_t timeoutMs);

@@ -102,8 +102,8 @@ TEST_F(EngineSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     bed.client.setTimeout(std::chrono::milliseconds(300));
     EXPECT_THROW(submit(), std::runtime_error);  // three ports for four endpoints
     EXPECT_TRUE(
-        bed.log.has("ERROR Api requests handler > Cannot submit engine: Workflow creator > No "
-                    "endpoint available"));
+        bed.log.waitFor("ERROR Api requests handler > Cannot submit engine: Workflow creator > No "
+                        "endpoint available"));
     EXPECT_THAT(bed.commands(), ElementsAre());
 }
 

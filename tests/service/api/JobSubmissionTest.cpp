@@ -163,8 +163,8 @@ TEST_F(JobSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     bed->client.setTimeout(std::chrono::milliseconds(300));
     EXPECT_THROW(submit(), std::runtime_error);
     EXPECT_TRUE(
-        bed->log.has("ERROR Api requests handler > Cannot submit job: Workflow creator > No "
-                     "endpoint available"));
+        bed->log.waitFor("ERROR Api requests handler > Cannot submit job: Workflow creator > No "
+                         "endpoint available"));
     bed->client.setTimeout(std::chrono::seconds(5));
     bed->settle();
     EXPECT_THAT(bed->commands(), ElementsAre());

@@ -118,7 +118,7 @@ TEST_F(DeltacastSupervisionTest, APollAnsweredWronglyRunsAndIsLostInTheSameCycle
 }
 
 TEST_F(DeltacastSupervisionTest, AServiceThatDoesNotAnswerIsLostAndItsDescriptionStays) {
-    answerWithin = milliseconds(100);
+    answerWithin = seconds(1);
     watchLiving();
     device.answerWith(FakeDevice::Answer::Silence);
     next();
@@ -134,7 +134,7 @@ TEST_F(DeltacastSupervisionTest, AServiceThatDoesNotAnswerIsLostAndItsDescriptio
 
 TEST_F(DeltacastSupervisionTest, APingThatIsNotAnsweredIsSaidSo) {
     nameEventEndpoint();
-    answerWithin = milliseconds(100);
+    answerWithin = seconds(1);
     watchLiving();
     device.answerWith(FakeDevice::Answer::Silence);
     next();
@@ -177,7 +177,7 @@ TEST_F(DeltacastSupervisionTest, SaysThatTheFirstAnswerIsNoDescription) {
 }
 
 TEST_F(DeltacastSupervisionTest, SaysThatThereWasNoFirstAnswer) {
-    answerWithin = milliseconds(100);
+    answerWithin = seconds(1);
     device.answerWith(FakeDevice::Answer::Silence);
     watchLiving();
     EXPECT_TRUE(log.contains(line("ERROR", "Failed getting properties: Deltacast request socket")));

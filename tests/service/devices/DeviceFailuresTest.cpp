@@ -83,7 +83,7 @@ TEST_F(DeviceFailures, OnlyTheTypeOfAPingsReplyCounts) {
 }
 
 TEST_F(DeviceFailures, SilenceAtAPollWithdrawsTheDeviceUntilItAnswersAgain) {
-    answerWithin = milliseconds(300);
+    answerWithin = seconds(1);
     watchLiving();
     device.answerWith(FakeDevice::Answer::Silence);
     EXPECT_EQ(next(), seconds(1));
@@ -93,7 +93,7 @@ TEST_F(DeviceFailures, SilenceAtAPollWithdrawsTheDeviceUntilItAnswersAgain) {
 }
 
 TEST_F(DeviceFailures, SilenceAtAPingWithdrawsTheDeviceUntilItAnswersAgain) {
-    answerWithin = milliseconds(300);
+    answerWithin = seconds(1);
     watchPinged();
     device.answerWith(FakeDevice::Answer::Silence);
     EXPECT_EQ(next(), seconds(3));
@@ -103,7 +103,7 @@ TEST_F(DeviceFailures, SilenceAtAPingWithdrawsTheDeviceUntilItAnswersAgain) {
 }
 
 TEST_F(DeviceFailures, SilenceAtTheFirstDescriptionIsTriedAgainAfterASecond) {
-    answerWithin = milliseconds(300);
+    answerWithin = seconds(1);
     device.answerWith(FakeDevice::Answer::Silence);
     watchLiving();
     EXPECT_TRUE(log.contains(line("ERROR", "Failed pinging device: ")));
@@ -113,7 +113,7 @@ TEST_F(DeviceFailures, SilenceAtTheFirstDescriptionIsTriedAgainAfterASecond) {
 }
 
 TEST_F(DeviceFailures, ADeviceThatDiesIsWithdrawnAndComesBack) {
-    answerWithin = milliseconds(300);
+    answerWithin = seconds(1);
     watchLiving();
     device.die();
     EXPECT_EQ(next(), seconds(1));
@@ -125,7 +125,7 @@ TEST_F(DeviceFailures, ADeviceThatDiesIsWithdrawnAndComesBack) {
 }
 
 TEST_F(DeviceFailures, ALateAnswerIsNotTakenForThatToALaterQuestion) {
-    answerWithin = milliseconds(300);
+    answerWithin = seconds(1);
     watchLiving();
     device.hold();
     next();

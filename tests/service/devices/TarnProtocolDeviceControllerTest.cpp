@@ -184,7 +184,7 @@ TEST_F(TarnProtocolDeviceControllerTest, TellsTheDeviceToStop) {
 }
 
 TEST_F(TarnProtocolDeviceControllerTest, SaysWhyTheDeviceWasNotToldToStop) {
-    answerWithin = std::chrono::milliseconds(200);
+    answerWithin = seconds(1);
     watchLiving();
     std::string error;
     device.answerWith(FakeDevice::Answer::WrongType);

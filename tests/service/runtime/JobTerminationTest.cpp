@@ -64,7 +64,7 @@ TEST_F(JobTermination, GoesOnAfterAJobThatCannotBeReached) {
     bed.registerJob("bad", "nonsense");
     bed.registerJob("away", test::uniqueEndpoint());
     bed.registerJob("b", b);
-    terminateJobs(bed.proxy, 200ms);
+    terminateJobs(bed.proxy, 1s);
     EXPECT_TRUE(jobB.gotRequest());
     EXPECT_TRUE(bed.log.contains("ERROR Failed destroy command to job: "));
 }
@@ -73,7 +73,7 @@ TEST_F(JobTermination, DoesNotWaitForAJobThatTakesTheRequestAndIsSilent) {
     const auto a = test::uniqueEndpoint();
     test::FakeSetupPeer job(a, first, nullptr);
     bed.registerJob("a", a);
-    terminateJobs(bed.proxy, 200ms);
+    terminateJobs(bed.proxy, 1s);
     EXPECT_TRUE(job.gotRequest());
     EXPECT_TRUE(bed.log.contains("ERROR Failed destroy command to job: "));
 }
