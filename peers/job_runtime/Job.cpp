@@ -13,6 +13,7 @@
 #include "peers/job_runtime/PipelineProcess.h"
 #include "peers/job_runtime/RegistryEntry.h"
 #include "peers/job_runtime/ReservedEndpoints.h"
+#include "peers/job_runtime/StopRequest.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 
@@ -97,19 +98,34 @@ void Job::bindEndpoints() {
         SocketEndpoint::FromString(setup.job.getCommandEndpoint()), status, stop, persistence);
 }
 
+// A job that comes back could be prepared once: what it lacks now may come later, a server that has
+// not been started yet or a track that somebody else still holds. It is played again as after any
+// failure; refused, it would stay away until the next start of the service.
 void Job::prepare(std::chrono::steady_clock::time_point deadline) {
-    process->prepare();
-    waitForReport(*process, PipelineReport::PREPARED, deadline, stop);
+    try {
+        process->prepare();
+        waitForReport(*process, PipelineReport::PREPARED, deadline, stop);
+    } catch (const std::exception& e) {
+        if (!persistence.isKept() || stop.wish() != StopRequest::Wish::None) {
+            throw;
+        }
+        failure = e.what();
+        process.reset();
+    }
 }
 
+// What cannot be prepared does not take the place of what once could.
 void Job::keep() {
-    persistence.keep();
+    if (!failure) {
+        persistence.keep();
+    }
     const bool kept = persistence.isKept();
     status.update([&](JobStatus::Reply& reply) { reply.set_persistent(kept); });
 }
 
 void Job::run() {
-    JobSupervisor supervisor({setup, status, *events, stop, persistence}, std::move(process));
+    JobSupervisor supervisor({setup, status, *events, stop, persistence}, std::move(process),
+                             failure.value_or(""));
     supervisor.run();
 }
 

@@ -49,7 +49,8 @@ class Job {
     StopRequest& stop;
     JobStatus status;
     Persistence persistence;
-    std::unique_ptr<PipelineProcess> process;
+    std::unique_ptr<PipelineProcess> process;  // none after a failure
+    std::optional<std::string> failure;        // of the preparation of a job that came back
     std::unique_ptr<JobClaim> claim;
     std::unique_ptr<RegistryEntry> entry;
     std::unique_ptr<ReservedEndpoints> reserved;

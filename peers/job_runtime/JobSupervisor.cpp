@@ -49,15 +49,24 @@ JobEventProgress toProgress(const tarn::proto::pipeline_control::PipelineReport&
 }  // namespace
 
 JobSupervisor::JobSupervisor(const Surroundings& surroundings,
-                             std::unique_ptr<PipelineProcess> prepared)
-    : job(surroundings), process(std::move(prepared)) {}
+                             std::unique_ptr<PipelineProcess> prepared, std::string failure)
+    : job(surroundings), firstFailure(std::move(failure)), process(std::move(prepared)) {}
 
 void JobSupervisor::run() {
-    startRun();
-    command(&PipelineProcess::play);
+    begin();
     while (phase != Phase::Over) {
         waitForSomething();
         step(Clock::now());
+    }
+}
+
+void JobSupervisor::begin() {
+    if (process) {
+        startRun();
+        command(&PipelineProcess::play);
+    } else {
+        noteFailure(firstFailure, {});
+        endRun({JobEventEnd::FAILED, {}, firstFailure}, Clock::now());
     }
 }
 

@@ -40,8 +40,10 @@ class JobSupervisor {
         Persistence& persistence;  ///< a job that is not kept ends at its first failure
     };
 
-    /// `prepared` is a process whose pipeline is ready to play.
-    JobSupervisor(const Surroundings& surroundings, std::unique_ptr<PipelineProcess> prepared);
+    /// `prepared` is a process whose pipeline is ready to play; none where that failed, as
+    /// `failure` says. That counts as a first run.
+    JobSupervisor(const Surroundings& surroundings, std::unique_ptr<PipelineProcess> prepared,
+                  std::string failure = {});
 
     /// Returns after the job's last event.
     void run();
@@ -63,6 +65,7 @@ class JobSupervisor {
     void handleFailure(const Report& report, Clock::time_point now);
     void command(void (PipelineProcess::*what)());
 
+    void begin();
     void startRun();
     void playAgain(Clock::time_point now);
     void endRun(const RunResult& result, Clock::time_point now);
@@ -76,6 +79,7 @@ class JobSupervisor {
 
     const Surroundings job;
     const Clock::time_point began = Clock::now();
+    const std::string firstFailure;
     std::unique_ptr<PipelineProcess> process;
     Phase phase = Phase::Running;
     tarn::proto::job_monitoring::JobState state = tarn::proto::job_monitoring::JOB_STATE_UNKNOWN;

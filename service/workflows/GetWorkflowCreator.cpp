@@ -1,5 +1,6 @@
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "service/configuration/GetConfigurationHandler.h"
+#include "service/workflows/FreeEndpoint.h"
 #include "service/workflows/PrivateRandom.h"
 #include "service/workflows/ShellCommand.h"
 #include "service/workflows/WorkflowCreator.h"
@@ -10,7 +11,7 @@ WorkflowCreator& GetWorkflowCreator() {
     static PrivateRandom ports;
     static WorkflowCreator creator({configuration::GetConfigurationHandler(),
                                     resource_manager::GetResourceManagerProxy(), runShellCommand,
-                                    [] { return ports.next(); }});
+                                    [] { return ports.next(); }, isFreeEndpoint});
     return creator;
 }
 

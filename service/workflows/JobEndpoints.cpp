@@ -52,6 +52,13 @@ bool WorkflowCreator::isHeldByAJob(const std::string& endpoint) {
     return std::find(used.begin(), used.end(), endpoint) != used.end();
 }
 
+// Jobs that a lost registry has forgotten still hold their ports until they register again, and the
+// same ports are drawn in every run: what comes back would get exactly those.
+bool WorkflowCreator::isFree(const std::string& endpoint) const {
+    return !surroundings.isFree ||
+           surroundings.isFree(socket::SocketEndpoint::FromString(endpoint));
+}
+
 bool WorkflowCreator::generateNewEndpointString(std::string& endpoint, std::string& error) {
     endpoint.clear();
     error.clear();
@@ -69,7 +76,7 @@ bool WorkflowCreator::generateNewEndpointString(std::string& endpoint, std::stri
     do {
         candidate = drawTcpEndpoint();
         found = std::find(recent->begin(), recent->end(), candidate) == recent->end() &&
-                !isHeldByAJob(candidate);
+                !isHeldByAJob(candidate) && isFree(candidate);
         ++attempts;
     } while (!found && attempts <= attemptLimit);
 

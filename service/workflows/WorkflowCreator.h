@@ -43,6 +43,8 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
         resource_manager::ResourceManagerProxy& resourceManager;
         std::function<void(const std::string& command)> runShell;
         std::function<int()> random;  ///< draws like rand; called under a lock
+        /// Whether a job could listen there now; called under a lock. Without it every one could.
+        std::function<bool(const socket::SocketEndpoint& endpoint)> isFree = {};
     };
 
     explicit WorkflowCreator(Surroundings surroundings);
@@ -57,8 +59,9 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     bool generateIpcEndpointString(std::string& endpoint, std::string& error);
 
     /// A new endpoint of the requests endpoint's kind. Over TCP: a port of the range configured for
-    /// its host that neither was handed out lately nor is held by a running job; false, with the
-    /// reason in `error`, when none was found. Any transport but IPC and TCP gives an empty text.
+    /// its host that neither was handed out lately nor is held by a running job, and on which
+    /// nobody else listens; false, with the reason in `error`, when none was found. Any transport
+    /// but IPC and TCP gives an empty text.
     bool generateNewEndpointString(std::string& endpoint, std::string& error);
 
     /// Launches a job and hands it its setup. False when a job with its id runs already, and when
@@ -89,6 +92,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     PortRange jobPorts() const;
     std::string drawTcpEndpoint();
     bool isHeldByAJob(const std::string& endpoint);
+    bool isFree(const std::string& endpoint) const;
     bool isRunning(const std::string& uuid);
     void recreate(const tarn::proto::service_job::ServiceToJobRequestSetup& stored);
     void launch(const std::string& label, const std::string& ipcEndpoint);

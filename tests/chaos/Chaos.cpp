@@ -8,6 +8,7 @@
 #include <set>
 #include <utility>
 
+#include "tests/chaos/DeviceObservation.h"
 #include "tests/chaos/Observation.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/Installation.h"
@@ -26,6 +27,10 @@ constexpr int longestPauseMs = 150;
 constexpr auto longestRest = 40s;
 constexpr auto atRestFor = 3s;
 
+// What is done takes a while until it is told everywhere.
+constexpr auto longestDelay = 6s;
+constexpr auto betweenLooks = 100;
+
 std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
     std::set<std::string> ids;
     for (const auto& file : files) {
@@ -36,11 +41,28 @@ std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
 
 }  // namespace
 
-Chaos::Chaos(unsigned seed) : random(seed) {}
+Chaos::Chaos(unsigned seed, Transport transport) : random(seed), machine(transport) {
+    for (const auto& [track, size] : machine.ownTracks()) {
+        book.created(track, size);
+    }
+}
 
 bool Chaos::isPossible(const Action& action) const {
-    return action.needs == Needs::Nothing ||
-           (action.needs == Needs::ServiceUp) == machine.serviceIsUp();
+    switch (action.needs) {
+        case Needs::ServiceUp:
+            return machine.serviceIsUp();
+        case Needs::ServiceDown:
+            return !machine.serviceIsUp();
+        case Needs::StorageUp:
+            return machine.storage().isUp();
+        case Needs::StorageDown:
+            return !machine.storage().isUp();
+        case Needs::BothUp:
+            return machine.serviceIsUp() && machine.storage().isUp();
+        case Needs::Nothing:
+            break;
+    }
+    return true;
 }
 
 const Chaos::Action& Chaos::chooseAction() {
@@ -61,7 +83,8 @@ void Chaos::act() {
     ++counts[action.name];
     (this->*action.run)();
     lookAtFolder();
-    checkServiceLives();
+    checkProgramsLive();
+    takeFrameProblems();
 }
 
 void Chaos::pause() {
@@ -87,9 +110,26 @@ void Chaos::lookAtFolder() {
     }
 }
 
-void Chaos::checkServiceLives() {
+void Chaos::checkProgramsLive() {
     if (machine.serviceIsUp() && !machine.service().isRunning()) {
         complain("the service ended by itself");
+    }
+    if (machine.storage().isUp() && !machine.storage().isRunning()) {
+        complain("the loop storage ended by itself");
+    }
+    for (auto& companion : machine.companions()) {
+        if (companion.run->waitForEnd(0ms).how != test::Ending::How::StillRunning) {
+            complain("ended by itself: " + companion.name);
+        }
+    }
+}
+
+void Chaos::takeFrameProblems() {
+    for (const auto& problem : machine.frames().takeProblems()) {
+        complain(problem);
+    }
+    for (const auto& problem : machine.readFrames().takeProblems()) {
+        complain(problem);
     }
 }
 
@@ -100,6 +140,12 @@ void Chaos::complain(const std::string& problem) {
 
 void Chaos::conclude() {
     machine.folder().free();
+    if (!machine.storage().isUp()) {
+        machine.storage().start();
+    }
+    machine.readFrames().finish();
+    machine.frames().finish();
+    takeFrameProblems();
     restartForTheEnd();
     compareWhenAtRest();
     stopEverything();
@@ -110,6 +156,9 @@ void Chaos::restartForTheEnd() {
     if (machine.serviceIsUp()) {
         below(2) == 0 ? killService() : interruptService();
     }
+    if (!test::eventually([this] { return gatewayIsThere(machine.places()); })) {
+        complain("the gateway does not come back");
+    }
     machine.startService();
     if (!machine.service().waitForLog("Persistent jobs regenerated (if any)")) {
         complain("the persistent jobs do not come back");
@@ -117,30 +166,60 @@ void Chaos::restartForTheEnd() {
 }
 
 void Chaos::compareWhenAtRest() {
+    test::eventually([this] { return differences().empty(); }, longestRest);
+    // And it stays so.
     std::vector<std::string> problems;
-    const auto look = [&] {
-        problems = model.problemsWith(observe(machine.folder(), machine.programs()));
-        return problems.empty();
-    };
-    test::eventually(look, longestRest);
-    // And it stays so. A process is seen between two of its states now and then, so that only what
-    // is still wrong at a second look is wrong.
     const auto staysWrong = [&] {
-        if (look()) {
-            return false;
-        }
-        const auto first = std::exchange(problems, {});
-        look();
-        std::erase_if(problems, [&](const std::string& problem) {
-            return std::find(first.begin(), first.end(), problem) == first.end();
-        });
+        problems = lastingDifferences();
         return !problems.empty();
     };
     test::eventually(staysWrong, atRestFor);
     for (const auto& problem : problems) {
         complain(problem);
     }
-    counts["jobs that run in the end"] = static_cast<unsigned>(launchers().size());
+    counts["jobs that run in the end"] = static_cast<std::int64_t>(launchers().size());
+    for (const auto& [id, track] :
+         machine.storage().tracks().value_or(std::map<std::int64_t, Track>())) {
+        counts["readers and writers in the end"] +=
+            static_cast<std::int64_t>(track.readers + track.writers);
+    }
+}
+
+std::vector<std::string> Chaos::differences() {
+    const auto world = observe(machine);
+    auto problems = model.problemsWith(world);
+    if (world.devices) {
+        const auto ofTracks = book.problemsWith(world.devices->tracks);
+        problems.insert(problems.end(), ofTracks.begin(), ofTracks.end());
+    }
+    return problems;
+}
+
+// A process is seen between two of its states now and then, and a tree is a little behind, so that
+// only what is wrong at every look is wrong.
+std::vector<std::string> Chaos::lastingDifferences() {
+    auto lasting = differences();
+    const auto end = Clock::now() + longestDelay;
+    while (!lasting.empty() && Clock::now() < end) {
+        ::poll(nullptr, 0, betweenLooks);
+        const auto now = differences();
+        std::erase_if(lasting, [&](const std::string& problem) {
+            return std::find(now.begin(), now.end(), problem) == now.end();
+        });
+    }
+    return lasting;
+}
+
+std::map<std::string, std::int64_t> Chaos::figures() const {
+    auto all = counts;
+    const auto frames = machine.frames().figures();
+    all["frames that were acknowledged"] = frames.acknowledged;
+    all["frames that were checked"] = static_cast<std::int64_t>(frames.checkedFrames);
+    all["frames that were read while they were written"] = machine.readFrames().figures().frames;
+    all["times that the reader of frames was overtaken"] = machine.readFrames().figures().overtaken;
+    all["times that the frames were checked"] = frames.checks;
+    all["tracks in the end that had to be there"] = static_cast<std::int64_t>(book.tracks().size());
+    return all;
 }
 
 void Chaos::stopEverything() {
@@ -154,13 +233,20 @@ void Chaos::stopEverything() {
             complain(companion.name + " did not end in order");
         }
     }
+    if (machine.storage().stop() != test::Ending::exited(0)) {
+        complain("the loop storage did not end in order");
+    }
     if (!test::eventually([] { return test::otherProcesses().empty(); })) {
         complain("left running: " + test::describe(test::otherProcesses()));
     }
     if (idsOf(machine.folder().stored()) != before) {
         complain("the stop changed the files of the persistent jobs");
     }
-    counts["socket files of killed processes"] = static_cast<unsigned>(test::socketFiles().size());
+    if (machine.hasLogged("no element")) {
+        complain("a pipeline was refused, so that nothing was tested with it");
+    }
+    counts["socket files of killed processes"] =
+        static_cast<std::int64_t>(test::socketFiles().size());
 }
 
 }  // namespace tarn::chaos

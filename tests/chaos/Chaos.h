@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <random>
 #include <string>
@@ -8,6 +9,8 @@
 
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/Model.h"
+#include "tests/chaos/TrackBook.h"
+#include "tests/chaos/TrackRequests.h"
 #include "tests/system/Api.h"
 
 namespace tarn::chaos {
@@ -15,7 +18,7 @@ namespace tarn::chaos {
 /// Does one thing after the other at random, tells the model of it, and compares in the end.
 class Chaos {
   public:
-    explicit Chaos(unsigned seed);
+    Chaos(unsigned seed, Transport transport);
 
     void runFor(std::chrono::seconds time);
 
@@ -26,12 +29,12 @@ class Chaos {
     const std::vector<std::string>& problems() const { return found; }
 
     /// How often each thing was done.
-    const std::map<std::string, unsigned>& figures() const { return counts; }
+    std::map<std::string, std::int64_t> figures() const;
     const Model& expectation() const { return model; }
     const Machine& place() const { return machine; }
 
   private:
-    enum class Needs { Nothing, ServiceUp, ServiceDown };
+    enum class Needs { Nothing, ServiceUp, ServiceDown, StorageUp, StorageDown, BothUp };
     struct Action {
         const char* name;
         unsigned weight;
@@ -46,38 +49,56 @@ class Chaos {
     void pause();
     std::size_t below(std::size_t limit) { return random() % limit; }
 
-    // The actions: ChaosActions.cpp.
+    // The actions with jobs: JobActions.cpp.
     void submit();
     void submitAndKillService();
     void stopAJob();
     void lookAtJobs();
+    void killLauncher();
+    void killPipeline();
+
+    // With the loop storage: StorageActions.cpp.
+    void killStorage();
+    void startStorage();
+    void changeTracks();
+    void changeTracksAndKillStorage();
+    void changeTracksAndKillService();
+    void clearTrack();
+
+    // With everything else: ChaosActions.cpp.
     void killService();
     void killServiceOften();
     void interruptService();
     void startService();
     void killCompanion();
-    void killLauncher();
-    void killPipeline();
     void deleteRegistry();
     void damageRegistry();
     void fillDisk();
     void freeDisk();
 
+    std::vector<std::int64_t> spareTracks() const;
+    TrackChange newTrackChange();
+    void note(const TrackChange& change, TrackBook::Outcome outcome);
     Order newOrder();
     test::JobOrder submissionOf(const Order& order) const;
+    std::string pipelineOf(const Order& order) const;
     void lookAt(const test::JobAddress& job);
     void lookAtFolder();
-    void checkServiceLives();
+    void checkProgramsLive();
+    void takeFrameProblems();
     void restartForTheEnd();
     void compareWhenAtRest();
+    std::vector<std::string> differences();
+    std::vector<std::string> lastingDifferences();
     void stopEverything();
     void complain(const std::string& problem);
 
     std::mt19937 random;
     Machine machine;
     Model model;
+    TrackBook book;
     unsigned submissions = 0;
-    std::map<std::string, unsigned> counts;
+    std::map<std::string, std::int64_t> counts;
     std::vector<std::string> found;
 };
 

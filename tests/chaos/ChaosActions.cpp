@@ -1,40 +1,7 @@
-// What can happen.
-#include <poll.h>
-#include <signal.h>
-
-#include <algorithm>
-
-#include "platform/utils/UuidGenerator.h"
-#include "proto/job_monitoring.pb.h"
+// What can happen, and all of it but what happens to jobs and tracks.
 #include "tests/chaos/Chaos.h"
-#include "tests/chaos/Observation.h"
-#include "tests/system/JobCommands.h"
 
 namespace tarn::chaos {
-
-namespace {
-
-using test::JobCommands;
-
-constexpr std::size_t mostJobs = 20;
-constexpr std::size_t looksAtOnce = 3;
-
-// Light ones: the server is what is tested.
-std::string pipelineOf(Kind kind) {
-    const std::string picture =
-        " ! video/x-raw,width=32,height=24,framerate=10/1 ! identity name=i ";
-    switch (kind) {
-        case Kind::Failing:
-            return "videotestsrc is-live=true" + picture + "error-after=8 ! fakesink";
-        case Kind::Short:
-            return "videotestsrc is-live=true num-buffers=15" + picture + "! fakesink";
-        case Kind::Endless:
-            break;
-    }
-    return "videotestsrc is-live=true" + picture + "! fakesink";
-}
-
-}  // namespace
 
 const std::vector<Chaos::Action>& Chaos::actions() {
     static const std::vector<Action> all = {
@@ -50,6 +17,14 @@ const std::vector<Chaos::Action>& Chaos::actions() {
         {"kills of a companion", 4, Needs::Nothing, &Chaos::killCompanion},
         {"kills of a launcher", 6, Needs::Nothing, &Chaos::killLauncher},
         {"kills of a pipeline process", 6, Needs::Nothing, &Chaos::killPipeline},
+        {"kills of the loop storage", 4, Needs::StorageUp, &Chaos::killStorage},
+        {"starts of the loop storage", 20, Needs::StorageDown, &Chaos::startStorage},
+        {"changes of the tracks", 8, Needs::ServiceUp, &Chaos::changeTracks},
+        {"changes of the tracks during which the storage was killed", 3, Needs::BothUp,
+         &Chaos::changeTracksAndKillStorage},
+        {"changes of the tracks during which the service was killed", 2, Needs::BothUp,
+         &Chaos::changeTracksAndKillService},
+        {"tracks cleared", 2, Needs::ServiceUp, &Chaos::clearTrack},
         {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
         {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
         {"disks filled", 2, Needs::Nothing, &Chaos::fillDisk},
@@ -58,96 +33,9 @@ const std::vector<Chaos::Action>& Chaos::actions() {
     return all;
 }
 
-Order Chaos::newOrder() {
-    Order order{.id = utils::UuidGenerator::Generate(), .label = {}};
-    order.lifetime = below(2) == 0 ? Lifetime::Persistent : Lifetime::Passing;
-    order.kind = below(5) == 0 ? Kind::Failing : below(5) == 0 ? Kind::Short : Kind::Endless;
-    const bool named = order.lifetime == Lifetime::Persistent && below(2) == 0;
-    order.label = named ? "named-" + std::to_string(++submissions) : order.id;
-    return order;
-}
-
-test::JobOrder Chaos::submissionOf(const Order& order) const {
-    return {.pipeline = pipelineOf(order.kind),
-            .id = order.id,
-            .name = "chaos",
-            .properties = {},
-            .persistent = order.lifetime == Lifetime::Persistent,
-            .persistentName = order.label == order.id ? std::string() : order.label};
-}
-
-void Chaos::submit() {
-    if (launchers().size() >= mostJobs) {
-        return stopAJob();
-    }
-    const auto order = newOrder();
-    model.submitted(order);
-    if (!test::Api().submit(submissionOf(order))) {
-        complain("a submission was not answered");
-    }
-}
-
-void Chaos::submitAndKillService() {
-    const auto order = newOrder();
-    model.submitted(order);
-    test::Api client;
-    client.send(test::submissionOf(submissionOf(order)));
-    pause();
-    machine.killService();
-}
-
-void Chaos::stopAJob() {
-    const auto jobs = listedJobs();
-    if (!jobs) {
-        return complain("the list of jobs was not answered");
-    }
-    if (jobs->empty()) {
-        return;
-    }
-    const auto& job = (*jobs)[below(jobs->size())];
-    const bool forGood = below(2) == 0;
-    const bool taken =
-        JobCommands(job.commandEndpoint)
-            .destroy(forGood ? JobCommands::End::ForGood : JobCommands::End::UntilNextStart);
-    model.stopped(job.id, forGood ? Model::End::ForGood : Model::End::UntilNextStart,
-                  taken ? Model::Answer::Taken : Model::Answer::None);
-    ++counts[forGood ? "stops for good" : "stops until the next start"];
-}
-
-void Chaos::lookAtJobs() {
-    auto jobs = listedJobs();
-    if (!jobs) {
-        return complain("the list of jobs was not answered");
-    }
-    std::shuffle(jobs->begin(), jobs->end(), random);
-    jobs->resize(std::min(jobs->size(), looksAtOnce));
-    for (const auto& job : *jobs) {
-        lookAt(job);
-    }
-}
-
-void Chaos::lookAt(const test::JobAddress& job) {
-    const auto label = model.labelOf(job.id);
-    if (!label) {
-        return complain("listed, but nobody ordered it: " + job.id);
-    }
-    const auto status = JobCommands(job.commandEndpoint).status();
-    if (!status || status->state() != proto::job_monitoring::JOB_STATE_PLAYING) {
-        return;
-    }
-    std::vector<pid_t> found;
-    for (const auto& launcher : launchers()) {
-        if (launcher.label == *label) {
-            found.push_back(launcher.id);
-        }
-    }
-    if (found.size() == 1) {
-        model.sawPlaying(job.id, found.front());
-    }
-}
-
 void Chaos::killService() {
     machine.killService();
+    ++counts["services killed"];
 }
 
 void Chaos::killServiceOften() {
@@ -156,7 +44,7 @@ void Chaos::killServiceOften() {
             machine.startService();
         }
         pause();
-        machine.killService();
+        killService();
     }
 }
 
@@ -176,31 +64,6 @@ void Chaos::killCompanion() {
     Machine::killHard(companion);
     Machine::start(companion);
     ++counts["kills of " + companion.name];
-}
-
-void Chaos::killLauncher() {
-    const auto victims = launchers();
-    if (!victims.empty()) {
-        const auto& victim = victims[below(victims.size())];
-        ::kill(victim.id, SIGKILL);
-        model.launcherKilled(victim.label, victim.id);
-        ++counts["launchers killed"];
-    }
-}
-
-void Chaos::killPipeline() {
-    const auto victims = pipelines();
-    if (victims.empty()) {
-        return;
-    }
-    const auto& victim = victims[below(victims.size())];
-    for (const auto& launcher : launchers()) {
-        if (launcher.id == victim.parent) {
-            ::kill(victim.id, SIGKILL);
-            model.pipelineKilled(launcher.label, launcher.id);
-            ++counts["pipeline processes killed"];
-        }
-    }
 }
 
 void Chaos::deleteRegistry() {

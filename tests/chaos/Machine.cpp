@@ -2,6 +2,7 @@
 
 #include <signal.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
@@ -18,6 +19,9 @@ constexpr auto registryFolder = "/run/halden-tarn";
 constexpr auto jobLogFolder = "/var/log/halden-tarn/jobs";
 constexpr std::size_t servicesKept = 30;  // for their logs
 constexpr std::chrono::seconds longestEnd{60};
+constexpr int jobTrackCount = 4;
+constexpr std::uint64_t jobTrackSize = 256U << 10U;
+constexpr std::uint64_t frameTrackSize = 1U << 20U;
 
 std::vector<fs::path> registryFiles() {
     std::vector<fs::path> files;
@@ -39,16 +43,38 @@ void overwriteWithNoise(const fs::path& file, std::uintmax_t size, std::mt19937&
 
 }  // namespace
 
-Machine::Machine() {
+Machine::Machine(Transport transport) : where(Places::over(transport)) {
     test::logEverything();
     test::writeConfigurationSections("<Paths><PersistentJobsFolder>" +
                                      std::string(PersistentFolder::path) +
-                                     "</PersistentJobsFolder></Paths>");
+                                     "</PersistentJobsFolder></Paths>" + where.configuration());
+    others.push_back({.name = "gateway",
+                      .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events",
+                                  where.events, "--publish", where.published}});
     others.push_back(
-        {.name = "gateway", .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway"}});
+        {.name = "host monitor",
+         .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
+                     where.monitor, "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
     for (auto& companion : others) {
         start(companion);
     }
+    loops.start();
+    makeTracks();
+}
+
+void Machine::makeTracks() {
+    for (int n = 0; n < jobTrackCount; ++n) {
+        jobTracks.push_back(makeTrack(jobTrackSize));
+    }
+    const auto track = makeTrack(frameTrackSize);
+    writer = std::make_unique<FrameWriter>(where.storage, track, frameTrackSize);
+    reader = std::make_unique<FrameReader>(where.storage, track);
+}
+
+std::int64_t Machine::makeTrack(std::uint64_t size) {
+    const auto track = loops.createTrack(size);
+    kept[track] = size;
+    return track;
 }
 
 void Machine::startService() {
@@ -105,10 +131,18 @@ std::vector<pid_t> Machine::programs() const {
     if (up) {
         ids.push_back(services.back()->id());
     }
+    if (loops.isUp()) {
+        ids.push_back(loops.id());
+    }
     for (const auto& companion : others) {
         ids.push_back(companion.run->id());
     }
     return ids;
+}
+
+bool Machine::hasLogged(const std::string& text) const {
+    return std::any_of(services.begin(), services.end(),
+                       [&](const auto& run) { return run->log().contains(text); });
 }
 
 void Machine::saveLogs(const std::string& target) const {
@@ -118,6 +152,7 @@ void Machine::saveLogs(const std::string& target) const {
         std::ofstream(target + "/service-" + std::to_string(number++) + ".log")
             << run->log().text();
     }
+    std::ofstream(target + "/storage.log") << loops.log();
     std::error_code none;
     fs::copy(jobLogFolder, target + "/jobs",
              fs::copy_options::recursive | fs::copy_options::overwrite_existing, none);

@@ -2,13 +2,19 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/chaos/FrameReader.h"
+#include "tests/chaos/FrameWriter.h"
 #include "tests/chaos/PersistentFolder.h"
+#include "tests/chaos/Places.h"
+#include "tests/chaos/Storage.h"
 #include "tests/system/Program.h"
 #include "tests/system/Service.h"
 
@@ -21,12 +27,14 @@ struct Companion {
     std::unique_ptr<test::Program> run = {};
 };
 
-/// The private machine with the server on it: the service, which may be down, its companions, and
-/// the files they keep.
+/// The private machine with the server on it: the service and the loop storage, which may be
+/// down, their companions, and the files they keep.
 class Machine {
   public:
-    /// Configures it and starts the companions, but no service.
-    Machine();
+    /// Configures it and starts the storage and the companions, but no service.
+    explicit Machine(Transport transport);
+
+    const Places& places() const { return where; }
 
     bool serviceIsUp() const { return up; }
     /// Starts it and waits until it serves; throws std::runtime_error when it does not.
@@ -34,6 +42,18 @@ class Machine {
     void killService();
     test::Ending interruptService();
     test::Service& service() { return *services.back(); }
+
+    Storage& storage() { return loops; }
+    const Storage& storage() const { return loops; }
+    FrameWriter& frames() { return *writer; }
+    const FrameWriter& frames() const { return *writer; }
+    FrameReader& readFrames() { return *reader; }
+    const FrameReader& readFrames() const { return *reader; }
+    /// The tracks that stay, and their sizes.
+    const std::map<std::int64_t, std::uint64_t>& ownTracks() const { return kept; }
+    bool holds(std::int64_t track) const { return kept.contains(track); }
+    /// Those into which jobs record.
+    const std::vector<std::int64_t>& tracks() const { return jobTracks; }
 
     std::vector<Companion>& companions() { return others; }
     static void start(Companion& companion);
@@ -45,14 +65,26 @@ class Machine {
 
     PersistentFolder& folder() { return jobs; }
 
-    /// The processes of the service and its companions.
+    /// The processes of the service, the storage and the companions.
     std::vector<pid_t> programs() const;
 
-    /// What the last runs of the service and all jobs logged, into files there.
+    /// Whether one of the last runs of the service logged it.
+    bool hasLogged(const std::string& text) const;
+
+    /// What the last runs of the service, the storage and all jobs logged, into files there.
     void saveLogs(const std::string& target) const;
 
   private:
+    void makeTracks();
+    std::int64_t makeTrack(std::uint64_t size);
+
+    const Places where;
     PersistentFolder jobs;
+    Storage loops{where};
+    std::map<std::int64_t, std::uint64_t> kept;
+    std::vector<std::int64_t> jobTracks;
+    std::unique_ptr<FrameWriter> writer;
+    std::unique_ptr<FrameReader> reader;
     std::vector<Companion> others;
     std::deque<std::unique_ptr<test::Service>> services;
     bool up = false;

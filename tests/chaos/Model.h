@@ -1,19 +1,20 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
+
+#include "tests/chaos/World.h"
 
 namespace tarn::chaos {
 
 enum class Kind {
-    Endless,  ///< plays until it is ended
-    Failing,  ///< plays, and fails soon: a persistent one over and over
-    Short,    ///< plays, and comes to the end of its stream soon
+    Endless,    ///< plays until it is ended
+    Failing,    ///< plays, and fails soon: a persistent one over and over
+    Short,      ///< plays, and comes to the end of its stream soon
+    Recording,  ///< writes into a track until it is ended or the loop storage is killed
+    Playing,    ///< reads a track, likewise
 };
 
 enum class Lifetime { Passing, Persistent };
@@ -21,37 +22,11 @@ enum class Lifetime { Passing, Persistent };
 /// A job as it was ordered.
 struct Order {
     std::string id;
-    std::string label;  ///< what its launcher is called by: its id, or the name of its file
+    std::string label;        ///< what its launcher is called by: its id, or the name of its file
+    std::string worker = {};  ///< what the loop storage calls it, if it uses that
+    std::int64_t track = 0;   ///< and which track it uses
     Kind kind = Kind::Endless;
     Lifetime lifetime = Lifetime::Passing;
-};
-
-/// What is really there.
-struct World {
-    struct Launcher {
-        pid_t id;
-        std::string label;
-    };
-    struct Pipeline {
-        pid_t id;
-        pid_t parent;
-    };
-    struct Listed {
-        std::string id;
-        std::vector<std::string> endpoints;
-        std::optional<bool> persistent = {};  ///< what the job says of itself; nothing: no answer
-    };
-    struct Stored {
-        std::string file;
-        std::optional<std::string> id;  ///< nothing: the file is torn
-    };
-
-    std::vector<Launcher> launchers;
-    std::vector<Pipeline> pipelines;
-    std::vector<std::string> strangers;  ///< processes that nobody should have left
-    std::vector<Listed> listed;
-    std::vector<Stored> stored;
-    std::vector<std::string> sharedSockets;  ///< endpoints on which two processes listen
 };
 
 /// What must be there in the end, whatever was done on the way. The driver tells what it does and
@@ -73,8 +48,17 @@ struct World {
 /// - A job of limited length may be over at any time; one that fails is over if it is not
 ///   persistent.
 ///
+/// - A job that uses the loop storage fails when that is killed: it is over if it is not
+/// persistent.
+///   One that is not attached yet, or is seen playing only because it has not noticed, may be over.
+///
 /// And always: no job runs twice, no pipeline process is without its launcher, nothing else runs,
-/// every running job is listed, a file and a persistent job come together, no file is torn.
+/// every running job is listed and answers at its endpoint, a file and a persistent job come
+/// together, no file is torn.
+///
+/// The trees of the service and of the gateway hold what the devices themselves say is there: every
+/// node and no other, every track with its workers. The workers are the jobs that play, and no
+/// others.
 class Model {
   public:
     enum class End { UntilNextStart, ForGood };
@@ -90,6 +74,8 @@ class Model {
 
     void launcherKilled(const std::string& label, pid_t launcher);
     void pipelineKilled(const std::string& label, pid_t launcher);
+
+    void storageKilled();
 
     /// Before a start of the service.
     void registryLost();
@@ -119,6 +105,7 @@ class Model {
     };
     using Problems = std::vector<std::string>;
 
+    static bool usesStorage(const Job& job) { return !job.order.worker.empty(); }
     static bool isPersistent(const Job& job) { return job.order.lifetime == Lifetime::Persistent; }
     Job* find(const std::string& id);
     Job* findByLabel(const std::string& label);
@@ -128,6 +115,7 @@ class Model {
     void checkProcesses(const World& world, Problems& problems) const;
     void checkList(const World& world, Problems& problems) const;
     void checkFiles(const World& world, Problems& problems) const;
+    void checkWorkers(const World& world, Problems& problems) const;
 
     std::map<std::string, Job> known;  // by id
 };

@@ -12,13 +12,18 @@ using testing::IsEmpty;
 /// One job "a" and a world to compare with.
 struct ModelTest : testing::Test {
     Model model;
-    World world;
+    World world{.devices = Devices{}, .tree = Devices{}, .published = Devices{}};
 
     void order(Lifetime lifetime, Kind kind = Kind::Endless) {
-        model.submitted({.id = "a", .label = "a", .kind = kind, .lifetime = lifetime});
+        const bool usesStorage = kind == Kind::Recording || kind == Kind::Playing;
+        model.submitted({.id = "a",
+                         .label = "a",
+                         .worker = usesStorage ? "w" : "",
+                         .kind = kind,
+                         .lifetime = lifetime});
     }
-    void playing(Lifetime lifetime) {
-        order(lifetime);
+    void playing(Lifetime lifetime, Kind kind = Kind::Endless) {
+        order(lifetime, kind);
         model.sawPlaying("a", 10);
         if (lifetime == Lifetime::Persistent) {
             model.sawFile("a");
@@ -27,9 +32,17 @@ struct ModelTest : testing::Test {
     void runs() {
         world.launchers.push_back({10, "a"});
         world.pipelines.push_back({11, 10});
-        world.listed.push_back({.id = "a", .endpoints = {"ipc:///tmp/c", "ipc:///tmp/e"}});
+        world.listed.push_back(
+            {.id = "a",
+             .endpoints = {"ipc:///tmp/c", "ipc:///tmp/e"},
+             .answer = World::Answer{.id = "a", .persistent = !world.stored.empty()}});
     }
-    void isStored() { world.stored.push_back({"a.file", "a"}); }
+    void isStored() {
+        world.stored.push_back({"a.file", "a"});
+        for (auto& listed : world.listed) {
+            listed.answer->persistent = true;
+        }
+    }
     auto problems() const { return model.problemsWith(world); }
 };
 
@@ -86,13 +99,12 @@ TEST_F(ModelTest, AnEndForGoodWithoutAnAnswerLeavesItOpen) {
 TEST_F(ModelTest, APersistentJobWithoutAFileSaysThatItIsNone) {
     order(Lifetime::Persistent);
     runs();
-    world.listed[0].persistent = false;
     EXPECT_THAT(problems(), IsEmpty());
-    world.listed[0].persistent = true;
+    world.listed[0].answer->persistent = true;
     EXPECT_THAT(problems(), ElementsAre("job a says that it is persistent and has no file"));
     isStored();
     EXPECT_THAT(problems(), IsEmpty());
-    world.listed[0].persistent = false;
+    world.listed[0].answer->persistent = false;
     EXPECT_THAT(problems(), ElementsAre("job a has a file and says that it is not persistent"));
 }
 
@@ -174,8 +186,67 @@ TEST_F(ModelTest, NothingElseRunsIsListedOrStored) {
 TEST_F(ModelTest, NoEndpointIsHeldTwice) {
     playing(Lifetime::Passing);
     runs();
-    world.listed.push_back({.id = "a", .endpoints = {"ipc:///tmp/e"}});
+    world.listed.push_back(
+        {.id = "a", .endpoints = {"ipc:///tmp/e"}, .answer = World::Answer{.id = "a"}});
     EXPECT_THAT(problems(), ElementsAre("listed twice: a", "held by two jobs: ipc:///tmp/e"));
+}
+
+TEST_F(ModelTest, EveryListedJobAnswersAtItsEndpoint) {
+    playing(Lifetime::Passing);
+    runs();
+    world.listed[0].answer.reset();
+    EXPECT_THAT(problems(), ElementsAre("listed, but silent: a"));
+    world.listed[0].answer = World::Answer{.id = "b"};
+    EXPECT_THAT(problems(), ElementsAre("at the endpoint of job a answers b"));
+}
+
+TEST_F(ModelTest, AJobThatWasSeenUsingTheStorageIsOverWhenThatIsKilled) {
+    for (const auto kind : {Kind::Recording, Kind::Playing}) {
+        playing(Lifetime::Passing, kind);
+        EXPECT_EQ(model.mustRun(), 1U);
+        model.storageKilled();
+        EXPECT_EQ(model.mustBeOver(), 1U);
+        model = {};
+    }
+    playing(Lifetime::Passing);
+    model.storageKilled();
+    EXPECT_EQ(model.mustRun(), 1U);
+}
+
+TEST_F(ModelTest, AJobThatIsSeenPlayingAfterTheStorageWasKilledMayNotHaveNoticed) {
+    order(Lifetime::Passing, Kind::Recording);
+    model.storageKilled();
+    model.sawPlaying("a", 10);
+    EXPECT_EQ(model.mustRun(), 0U);
+    EXPECT_EQ(model.mustBeOver(), 0U);
+}
+
+TEST_F(ModelTest, APersistentJobComesBackAfterTheStorageWasKilled) {
+    playing(Lifetime::Persistent, Kind::Playing);
+    model.storageKilled();
+    EXPECT_EQ(model.mustRun(), 1U);
+}
+
+TEST_F(ModelTest, WhatPlaysIsAttachedAndNothingElseIs) {
+    playing(Lifetime::Passing, Kind::Recording);
+    runs();
+    EXPECT_THAT(problems(), IsEmpty());
+    world.listed[0].answer->plays = true;
+    EXPECT_THAT(problems(), ElementsAre("job a plays and is not attached to its track"));
+    for (auto* const devices : {&*world.devices, &*world.tree, &*world.published}) {
+        devices->tracks[0] = {.writers = 1, .writerNames = {"w"}};
+    }
+    EXPECT_THAT(problems(), IsEmpty());
+    world.listed.clear();
+    world.launchers.clear();
+    world.pipelines.clear();
+    EXPECT_THAT(problems(), ElementsAre("job a is lost: it does not run",
+                                        "attached to a track, but no job: w"));
+}
+
+TEST_F(ModelTest, TheTreesAreComparedWithTheDevices) {
+    world.tree->nodes.insert("Host-x");
+    EXPECT_THAT(problems(), ElementsAre("the tree holds what is not there: Host-x"));
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 #include "tests/chaos/Observation.h"
 
 #include <algorithm>
-#include <fstream>
-#include <map>
-#include <sstream>
 
-#include "tests/chaos/PersistentFolder.h"
+#include "proto/job_monitoring.pb.h"
+#include "tests/chaos/DeviceObservation.h"
+#include "tests/chaos/ListeningSockets.h"
+#include "tests/chaos/Machine.h"
 #include "tests/system/JobCommands.h"
 #include "tests/system/Processes.h"
 
@@ -52,32 +52,12 @@ std::vector<std::string> strangersAmong(const std::vector<pid_t>& known) {
     return strangers;
 }
 
-// Lines of that file: number, references, protocol, flags, type, state, inode, path. Of those with
-// a path the flag 10000 says that somebody listens.
-std::vector<std::string> sharedSockets() {
-    std::map<std::string, int> listening;
-    std::ifstream table("/proc/net/unix");
-    for (std::string line; std::getline(table, line);) {
-        std::istringstream words(line);
-        std::string number, references, protocol, flags, type, state, inode, path;
-        words >> number >> references >> protocol >> flags >> type >> state >> inode >> path;
-        if (flags == "00010000" && !path.empty()) {
-            ++listening[path];
-        }
-    }
-    std::vector<std::string> shared;
-    for (const auto& [path, count] : listening) {
-        if (count > 1) {
-            shared.push_back(path);
-        }
-    }
-    return shared;
-}
-
 World::Listed listedOf(const test::JobAddress& job) {
     World::Listed listed{.id = job.id, .endpoints = {job.commandEndpoint, job.eventEndpoint}};
     if (const auto status = test::JobCommands(job.commandEndpoint).status()) {
-        listed.persistent = status->persistent();
+        listed.answer = {.id = status->job_description().job_id(),
+                         .persistent = status->persistent(),
+                         .plays = status->state() == proto::job_monitoring::JOB_STATE_PLAYING};
     }
     return listed;
 }
@@ -104,21 +84,25 @@ std::vector<World::Pipeline> pipelines() {
     return found;
 }
 
-World observe(const PersistentFolder& folder, const std::vector<pid_t>& known) {
+World observe(Machine& machine) {
+    const auto& places = machine.places();
     World world{.launchers = launchers(),
                 .pipelines = pipelines(),
-                .strangers = strangersAmong(known),
+                .strangers = strangersAmong(machine.programs()),
                 .listed = {},
-                .stored = folder.stored(),
-                .sharedSockets = sharedSockets()};
-    for (const auto& job : listedJobs().value_or(std::vector<test::JobAddress>())) {
+                .stored = machine.folder().stored(),
+                .sharedSockets = sharedSockets(),
+                .devices = realDevices(machine),
+                .tree = toldDevices(places),
+                .published = publishedDevices(places)};
+    for (const auto& job : listedJobs(places).value_or(std::vector<test::JobAddress>())) {
         world.listed.push_back(listedOf(job));
     }
     return world;
 }
 
-std::optional<std::vector<test::JobAddress>> listedJobs() {
-    return test::Api().jobs();
+std::optional<std::vector<test::JobAddress>> listedJobs(const Places& places) {
+    return test::Api(places.requests).jobs();
 }
 
 }  // namespace tarn::chaos

@@ -1,22 +1,24 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
-#include "tests/chaos/Model.h"
+#include "tests/chaos/Places.h"
+#include "tests/chaos/World.h"
 #include "tests/system/Api.h"
 
 namespace tarn::chaos {
 
-class PersistentFolder;
+class Machine;
 
 /// The launchers that became jobs or are about to.
 std::vector<World::Launcher> launchers();
 std::vector<World::Pipeline> pipelines();
 
-/// Everything, as far as it can be seen. `known` are the ids of programs that belong here.
-World observe(const PersistentFolder& folder, const std::vector<pid_t>& known);
+/// Everything, as far as it can be seen.
+World observe(Machine& machine);
 
 /// What a running service lists; nothing when it does not answer.
-std::optional<std::vector<test::JobAddress>> listedJobs();
+std::optional<std::vector<test::JobAddress>> listedJobs(const Places& places);
 
 }  // namespace tarn::chaos

@@ -15,6 +15,7 @@ struct Options {
     unsigned seconds = 20;
     unsigned seed = std::random_device()();
     std::string logs;
+    bool tcp = false;
 };
 
 void report(const tarn::chaos::Chaos& chaos) {
@@ -28,7 +29,8 @@ void report(const tarn::chaos::Chaos& chaos) {
 }
 
 int run(const Options& options) {
-    tarn::chaos::Chaos chaos(options.seed);
+    using tarn::chaos::Transport;
+    tarn::chaos::Chaos chaos(options.seed, options.tcp ? Transport::Tcp : Transport::Ipc);
     try {
         chaos.runFor(std::chrono::seconds(options.seconds));
         chaos.conclude();
@@ -55,6 +57,7 @@ int main(int argc, char** argv) {
     app.add_option("--seed", options.seed, "Which chaos");
     app.add_option("--logs", options.logs, "Folder for the logs of a chaos that found something")
         ->required();
+    app.add_flag("--tcp", options.tcp, "Everybody listens on ports of the loopback network");
     CLI11_PARSE(app, argc, argv);
     if (std::getenv("PRIVATE_NAMESPACE_ENTER") == nullptr) {
         std::cerr << "run this through scripts/chaos" << std::endl;

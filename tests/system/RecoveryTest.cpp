@@ -1,4 +1,5 @@
 // What is lost, damaged or full, and what becomes of the jobs.
+#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/mount.h>
 
@@ -112,6 +113,33 @@ TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
         EXPECT_TRUE(find((*job)->id())->status()->persistent());
     }
     expectLaunchers(3);
+}
+
+TEST_F(Recovery, aPersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUntilItIsThere) {
+    const std::string folder = "/tmp/media";
+    fs::create_directory(folder);
+    const auto job = startJob(
+        persistent("kept", "videotestsrc is-live=true ! filesink location=" + folder + "/file"));
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    fs::remove_all(folder);
+
+    startService();
+    EXPECT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    EXPECT_TRUE(service().log().contains("Job setup properly sent"));
+    ASSERT_TRUE(eventually([&] { return isListed(job->id()); }));
+    const auto running = api().job(job->id())->running_job();
+    const Job waiting({job->id(), running.command_endpoint(), running.event_endpoint()});
+    EXPECT_NE(waiting.status()->state(), proto::job_monitoring::JOB_STATE_PLAYING);
+    EXPECT_THAT(waiting.status()->last_failure(), testing::HasSubstr(folder));
+    EXPECT_TRUE(waiting.status()->persistent());
+    fs::create_directory(folder);
+    EXPECT_TRUE(find(job->id()));
+}
+
+TEST_F(Recovery, aNewPersistentJobThatCannotBePreparedIsRefusedAndNotKept) {
+    ASSERT_TRUE(api().submit(persistent("kept", "videotestsrc ! filesink location=/nowhere/file")));
+    EXPECT_TRUE(service().waitForLog("Job setup failed: "));
+    EXPECT_FALSE(fs::exists(file("kept")));
 }
 
 /// The folder of the persistent jobs is a small file system of its own.

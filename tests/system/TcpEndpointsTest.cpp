@@ -1,8 +1,13 @@
+#include <signal.h>
+
+#include <filesystem>
 #include <set>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "tests/system/Eventually.h"
 #include "tests/system/FakeJob.h"
+#include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {
@@ -26,6 +31,7 @@ class TcpEndpoints : public SystemTest {
                "\" to=\"" + std::to_string(to) + "\"/>";
     }
 
+    static constexpr auto requests = "tcp://127.0.0.1:20100";
     std::string sections;
 };
 
@@ -78,6 +84,36 @@ TEST_F(TcpEndpoints, everyRunGivesTheSamePortsInTheSameOrder) {
         EXPECT_EQ(service().stop(), Ending::exited(0));
     }
     EXPECT_EQ(first.size(), 1u);
+}
+
+// The ports come in the same order again, and nobody remembers that the first ones are held.
+TEST_F(TcpEndpoints, ofALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJobHolds) {
+    sections = "<Paths><PersistentJobsFolder>/tmp/jobs</PersistentJobsFolder></Paths>";
+    startOn("127.0.0.1", range("127.0.0.1", 30000, 30999));
+    const auto passing = Api(requests).submit({.pipeline = endless});
+    ASSERT_TRUE(passing);
+    ASSERT_TRUE(Job(*passing).waitUntilPlaying());
+    const auto persistent =
+        Api(requests).submit({.pipeline = endless, .persistent = true, .persistentName = "kept"});
+    ASSERT_TRUE(persistent);
+    ASSERT_TRUE(Job(*persistent).waitUntilPlaying());
+
+    for (const auto& launcher : processesRunning("-l kept ")) {
+        ::kill(launcher.id, SIGKILL);
+    }
+    service().killHard();
+    ASSERT_TRUE(eventually([] { return processesRunning("-l kept ").empty(); }));
+    std::filesystem::remove_all("/run/halden-tarn");
+    startService();
+    ASSERT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    Api client(requests);
+    for (const auto& id : {passing->id, persistent->id}) {
+        ASSERT_TRUE(eventually([&] { return client.job(id)->has_running_job(); })) << id;
+        const auto running = client.job(id)->running_job();
+        EXPECT_TRUE(
+            Job({id, running.command_endpoint(), running.event_endpoint()}).waitUntilPlaying());
+    }
+    EXPECT_EQ(client.job(passing->id)->running_job().command_endpoint(), passing->commandEndpoint);
 }
 
 TEST_F(TcpEndpoints, aJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {

@@ -2,6 +2,8 @@
 
 #include <set>
 
+#include "platform/socket/Socket.h"
+#include "service/workflows/FreeEndpoint.h"
 #include "service/workflows/WorkflowCreator.h"
 #include "tests/service/support/ServiceBed.h"
 
@@ -21,7 +23,8 @@ class JobEndpoints : public testing::Test {
     void begin(const std::string& requests, const std::string& ports = {}) {
         bed = std::make_unique<test::ServiceBed>("<Resources>" + ports + "</Resources>");
         creator = std::make_unique<WorkflowCreator>(WorkflowCreator::Surroundings{
-            bed->configuration, bed->proxy, bed->shell(), [this] { return randomNumbers++; }});
+            bed->configuration, bed->proxy, bed->shell(), [this] { return randomNumbers++; },
+            [this](const SocketEndpoint& endpoint) { return !taken.contains(endpoint.port()); }});
         creator->init(SocketEndpoint::FromString(requests), {});
     }
 
@@ -35,6 +38,7 @@ class JobEndpoints : public testing::Test {
     std::unique_ptr<test::ServiceBed> bed;
     std::unique_ptr<WorkflowCreator> creator;
     int randomNumbers = 0;  // 0, 1, 2, ...
+    std::set<int> taken;    // ports on which others listen
     bool succeeded = false;
     std::string error;
 };
@@ -102,6 +106,28 @@ TEST_F(JobEndpoints, AreNotThoseOfRunningJobs) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
     bed->registerJob("one", "tcp://127.0.0.1:6000", {{"Endpoint", {"tcp://127.0.0.1:6000"}}});
     EXPECT_EQ(next(), "tcp://127.0.0.1:6001");
+}
+
+TEST_F(JobEndpoints, AreNotThoseOnWhichSomebodyElseListens) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6002"/>)");
+    taken = {6000, 6001};
+    EXPECT_EQ(next(), "tcp://127.0.0.1:6002");
+    taken = {6000, 6001, 6002};
+    EXPECT_EQ(next(), "");
+    EXPECT_EQ(error, "Workflow creator > No endpoint available");
+}
+
+TEST_F(JobEndpoints, AreFreeAsLongAsNobodyListensThere) {
+    const auto endpoint = SocketEndpoint::FromString(test::freeTcpEndpoint());
+    EXPECT_TRUE(isFreeEndpoint(endpoint));
+    EXPECT_TRUE(isFreeEndpoint(endpoint));
+    {
+        socket::Socket listener("listener", socket::ClosePolicy::Discard);
+        listener.createAndConnect(socket::Protocol::Publish, endpoint, 0);
+        EXPECT_FALSE(isFreeEndpoint(endpoint));
+        EXPECT_FALSE(isFreeEndpoint(SocketEndpoint(endpoint.transport(), "*", endpoint.port())));
+    }
+    EXPECT_TRUE(isFreeEndpoint(endpoint));
 }
 
 TEST_F(JobEndpoints, AreGivenAgainOnceFiftyOthersWere) {

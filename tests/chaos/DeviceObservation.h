@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+
+#include "tests/chaos/Places.h"
+#include "tests/chaos/World.h"
+
+namespace tarn::chaos {
+
+class Machine;
+
+/// What the host monitor and the loop storage say of themselves; nothing when one does not answer.
+std::optional<Devices> realDevices(const Machine& machine);
+
+/// The tree as the service gives it.
+std::optional<Devices> toldDevices(const Places& places);
+
+/// Whether the gateway takes newcomers.
+bool gatewayIsThere(const Places& places);
+
+/// The tree as the gateway gives it to a newcomer.
+std::optional<Devices> publishedDevices(const Places& places);
+
+}  // namespace tarn::chaos

@@ -1,0 +1,65 @@
+#include "tests/chaos/Places.h"
+
+namespace tarn::chaos {
+
+namespace {
+
+constexpr auto host = "127.0.0.1";
+constexpr std::uint16_t storagePort = 20300;
+
+// Below the ports that connections get at their own end.
+constexpr auto jobPorts =
+    R"(<Resources><TcpPorts interface="127.0.0.1" from="30000" to="30999"/></Resources>)";
+
+constexpr auto storageElements =
+    "/opt/halden/halden-tarn-storage/lib64/libhalden-tarn-storage-kln.so";
+
+std::string element(const std::string& name, const std::string& text) {
+    return "<" + name + ">" + text + "</" + name + ">";
+}
+
+}  // namespace
+
+Places Places::over(Transport transport) {
+    if (transport == Transport::Tcp) {
+        return {.transport = transport,
+                .requests = "tcp://127.0.0.1:20100",
+                .resources = "tcp://127.0.0.1:20101",
+                .events = "tcp://127.0.0.1:20102",
+                .published = "tcp://127.0.0.1:20103",
+                .monitor = "tcp://127.0.0.1:20104",
+                .monitorEvents = "tcp://127.0.0.1:20105",
+                .storage = {host, storagePort}};
+    }
+    return {.transport = transport,
+            .requests = "ipc:///tmp/requests",
+            .resources = "ipc:///tmp/resource",
+            .events = "ipc:///tmp/events",
+            .published = "ipc:///tmp/events.pub",
+            .monitor = "ipc:///tmp/host-monitor",
+            .monitorEvents = "ipc:///tmp/host-monitor-events",
+            .storage = {"/run/loops"}};
+}
+
+std::string Places::configuration() const {
+    const bool tcp = transport == Transport::Tcp;
+    return element("Endpoints", element("RequestsEndpoint", requests) +
+                                    element("ResourcesEndpoint", resources) +
+                                    element("EventsEndpoint", events)) +
+           (tcp ? jobPorts : "") + element("KLN", element("Plugin", storageElements)) +
+           element("TarnProtocolDevice", element("MonitoringInterface", monitor)) +
+           "<Storage type=\"LoopStorage\">" + element("InterfaceType", tcp ? "tcp" : "unix") +
+           (tcp ? element("TcpPort", std::to_string(storage.port)) : "") +
+           element("InterfaceAddress", storage.address) + "</Storage>";
+}
+
+std::string Places::storageLocation() const {
+    return storage.port == 0 ? "unix:" + storage.address : "tcp:" + storageListener();
+}
+
+std::string Places::storageListener() const {
+    return storage.port == 0 ? storage.address
+                             : storage.address + ":" + std::to_string(storage.port);
+}
+
+}  // namespace tarn::chaos

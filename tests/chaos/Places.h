@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+#include "service/devices/StorageConnection.h"
+
+namespace tarn::chaos {
+
+enum class Transport { Ipc, Tcp };
+
+/// Where everybody listens on the private machine.
+struct Places {
+    Transport transport = Transport::Ipc;
+    std::string requests;
+    std::string resources;
+    std::string events;
+    std::string published;
+    std::string monitor;
+    std::string monitorEvents;
+    service::devices::StorageAddress storage;
+
+    static Places over(Transport transport);
+
+    /// The sections of a configuration that says so.
+    std::string configuration() const;
+
+    /// As the storage's elements and its program are told.
+    std::string storageLocation() const;
+    std::string storageListener() const;
+};
+
+}  // namespace tarn::chaos
