@@ -1,11 +1,9 @@
 #include "tests/chaos/FrameReader.h"
 
-#include <poll.h>
-
-#include <memory>
 #include <utility>
 
 #include "tests/chaos/FrameLedger.h"
+#include "tests/chaos/TrackWorkers.h"
 
 namespace tarn::chaos {
 
@@ -15,19 +13,10 @@ using service::devices::StorageError;
 
 namespace {
 
-constexpr auto workerName = "chaos reader";
-constexpr int untilAgainMs = 30;
+constexpr auto readerName = "chaos reader";
 constexpr unsigned lookForStopMs = 50;
 constexpr std::int64_t framesBetweenRests = 300;
 constexpr int restMs = 250;
-
-struct Detach {
-    void operator()(tarn_storage_reader* p) const { tarn_storage_reader_destroy(p); }
-};
-
-void rest(int milliseconds) {
-    ::poll(nullptr, 0, milliseconds);
-}
 
 }  // namespace
 
@@ -46,8 +35,8 @@ void FrameReader::run(const std::stop_token& stop) {
 void FrameReader::read(const std::stop_token& stop) {
     StorageError error;
     const auto connection = connectStorage(storage, error);
-    const std::unique_ptr<tarn_storage_reader, Detach> reader(
-        connection ? tarn_storage_reader_create(connection.get(), track, workerName,
+    const AttachedReader reader(
+        connection ? tarn_storage_reader_create(connection.get(), track, readerName,
                                                 TARN_STORAGE_START_OLDEST, 0, error.get())
                    : nullptr);
     std::int64_t last = 0;  // 0: whatever comes

@@ -1,10 +1,10 @@
 #include "tests/chaos/FrameWriter.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <memory>
 #include <utility>
+
+#include "tests/chaos/TrackWorkers.h"
 
 namespace tarn::chaos {
 
@@ -16,20 +16,8 @@ namespace {
 
 constexpr auto workerName = "chaos";
 constexpr int betweenBurstsMs = 10;
-constexpr int untilAgainMs = 30;
 constexpr std::int64_t longestBurst = 12;
 constexpr unsigned longestReadMs = 2000;
-
-struct Detach {
-    void operator()(tarn_storage_writer* p) const { tarn_storage_writer_destroy(p); }
-    void operator()(tarn_storage_reader* p) const { tarn_storage_reader_destroy(p); }
-};
-using Writer = std::unique_ptr<tarn_storage_writer, Detach>;
-using Reader = std::unique_ptr<tarn_storage_reader, Detach>;
-
-void rest(int milliseconds) {
-    ::poll(nullptr, 0, milliseconds);
-}
 
 bool send(tarn_storage_writer* writer, std::int64_t timePoint, StorageError& error) {
     const auto bytes = FrameLedger::bytesOf(timePoint);
@@ -57,10 +45,10 @@ void FrameWriter::run(const std::stop_token& stop) {
 FrameWriter::Server FrameWriter::check() {
     StorageError error;
     const auto connection = connectStorage(storage, error);
-    const Reader reader(connection
-                            ? tarn_storage_reader_create(connection.get(), track, workerName,
-                                                         TARN_STORAGE_START_OLDEST, 0, error.get())
-                            : nullptr);
+    const AttachedReader reader(
+        connection ? tarn_storage_reader_create(connection.get(), track, workerName,
+                                                TARN_STORAGE_START_OLDEST, 0, error.get())
+                   : nullptr);
     if (!reader) {
         return gone(error);
     }
@@ -86,7 +74,7 @@ FrameWriter::Server FrameWriter::check() {
 FrameWriter::Server FrameWriter::write(const std::stop_token& stop) {
     StorageError error;
     const auto connection = connectStorage(storage, error);
-    const Writer writer(
+    const AttachedWriter writer(
         connection ? tarn_storage_writer_create(connection.get(), track, workerName, error.get())
                    : nullptr);
     if (!writer) {
