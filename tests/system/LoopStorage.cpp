@@ -42,7 +42,15 @@ StorageAddress LoopStorage::addressOf(Over transport) {
 
 void LoopStorage::TearDown() {
     if (server) {
+        // The thread sanitizer can keep a signal back that meets a thread between two waits, as one
+        // that has just been continued is: it is asked to end when it serves again.
         server->signal(SIGCONT);
+        StorageError error;
+        eventually([&] {
+            return connectStorage(StorageAddress{socketPath}, error) != nullptr ||
+                   connectStorage(addressOf(Over::Tcp), error) != nullptr ||
+                   server->waitForEnd(std::chrono::seconds(0)).how != Ending::How::StillRunning;
+        });
         server->signal(SIGTERM);
         EXPECT_NE(server->waitForEnd(std::chrono::seconds(20)).how, Ending::How::StillRunning);
         if (HasFailure()) {
