@@ -42,7 +42,7 @@ Persistence::Persistence(const JobSetup& jobSetup) : setup(jobSetup) {
     try {
         open(*guarded.lock());
     } catch (const std::exception& e) {
-        utils::logError(std::string("This job is not persistent: ") + e.what());
+        lose(*guarded.lock(), e.what());
     }
 }
 
@@ -77,10 +77,17 @@ void Persistence::keep() {
         locked->file->write(locked->content);
         locked->state = State::Kept;
     } catch (const std::exception& e) {
-        utils::logError(locked->state == State::Kept
-                            ? std::string("The persistent file stays as it was: ") + e.what()
-                            : std::string("This job is not persistent: ") + e.what());
+        if (locked->state == State::Kept) {
+            utils::logError(std::string("The persistent file stays as it was: ") + e.what());
+        } else {
+            lose(*locked, e.what());
+        }
     }
+}
+
+void Persistence::lose(Guarded& lost, const std::string& reason) {
+    lost.problem = reason;
+    utils::logError("This job is not persistent: " + reason);
 }
 
 void Persistence::forget() {
@@ -99,6 +106,10 @@ bool Persistence::mayBeOurs(const PersistentFile& file) const {
 
 bool Persistence::isKept() {
     return guarded.lock()->state == State::Kept;
+}
+
+std::string Persistence::problem() {
+    return guarded.lock()->problem;
 }
 
 bool Persistence::isStored() {

@@ -47,12 +47,15 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
 }
 
 std::unique_ptr<google::protobuf::Message> WorkflowSetup::makeReply(
-    const std::optional<std::string>& refusal) const {
+    const SetupVerdict& verdict) const {
     auto reply = std::make_unique<JobToServiceReply>();
     reply->set_type(JobToServiceReply::SETUP);
-    reply->set_success(!refusal);
-    if (refusal) {
-        reply->set_error_message(*refusal);
+    reply->set_success(!verdict.refusal);
+    if (verdict.refusal) {
+        reply->set_error_message(*verdict.refusal);
+    }
+    if (!verdict.warning.empty()) {
+        reply->set_warning(verdict.warning);
     }
     return reply;
 }

@@ -80,6 +80,13 @@ bool Socket::awaitRoom(std::uint32_t timeoutMs) {
     return impl->named([&] { return impl->awaitRoom(Deadline(milliseconds(timeoutMs))); });
 }
 
+bool Socket::awaitSubscriber(std::uint32_t timeoutMs) {
+    if (impl->settings.protocol != Protocol::Publish) {
+        throw std::invalid_argument(debugString() + ": the socket has no subscribers");
+    }
+    return impl->named([&] { return impl->awaitSubscriber(Deadline(milliseconds(timeoutMs))); });
+}
+
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {
     if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot send this");
@@ -117,6 +124,7 @@ void Socket::close() {
     impl->listening.reset();
     impl->envelope.clear();
     impl->answered.reset();
+    impl->subscriberCame = false;
     impl->settings.protocol = Protocol::None;
 }
 

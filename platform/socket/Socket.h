@@ -69,6 +69,10 @@ class Socket {
     /// passed. For senders that can let what they have to say grow meanwhile.
     bool awaitRoom(std::uint32_t timeoutMs);
 
+    /// On Publish: waits until somebody has subscribed since this was asked last, or since the
+    /// opening; false when the time-out passed. What is sent from then on reaches that subscriber.
+    bool awaitSubscriber(std::uint32_t timeoutMs);
+
     /// Serialises and sends. Push over IPC and TCP, Reply and Publish never wait: a full queue
     /// throws (Publish drops for the subscriber that is too slow). Push in-process waits one second
     /// at most. Reply sends to whom the last request came from; without a request that is not

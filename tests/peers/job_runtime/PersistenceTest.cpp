@@ -104,7 +104,8 @@ TEST_F(PersistenceTest, ANewJobWhoseFileCannotBeWrittenIsNotKept) {
     const test::LogCapture log;
     persistence.keep();
     EXPECT_FALSE(persistence.isKept());
-    EXPECT_TRUE(log.contains("This job is not persistent: "));
+    EXPECT_TRUE(log.contains("This job is not persistent: " + persistence.problem()));
+    EXPECT_NE(persistence.problem(), "");
 }
 
 TEST_F(PersistenceTest, TwoJobsWithTheSameStampHaveAFileEach) {

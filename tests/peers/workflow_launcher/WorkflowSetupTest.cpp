@@ -77,13 +77,22 @@ TEST_F(WorkflowSetupTest, RefusesBadEndpoints) {
 }
 
 TEST_F(WorkflowSetupTest, TheAnswerCarriesTheRefusal) {
-    const auto reply = protocol.makeReply("why");
+    const auto reply = protocol.makeReply({.refusal = "why", .warning = {}});
     const auto& refusal = dynamic_cast<const JobToServiceReply&>(*reply);
     EXPECT_EQ(refusal.type(), JobToServiceReply::SETUP);
     EXPECT_FALSE(refusal.success());
     EXPECT_EQ(refusal.error_message(), "why");
-    const auto good = protocol.makeReply(std::nullopt);
+    EXPECT_FALSE(refusal.has_warning());
+    const auto good = protocol.makeReply({});
     EXPECT_TRUE(dynamic_cast<const JobToServiceReply&>(*good).success());
+    EXPECT_FALSE(dynamic_cast<const JobToServiceReply&>(*good).has_warning());
+}
+
+TEST_F(WorkflowSetupTest, TheAnswerSaysWhatAnAcceptedJobLacks) {
+    const auto reply = protocol.makeReply({.refusal = {}, .warning = "not persistent"});
+    const auto& accepted = dynamic_cast<const JobToServiceReply&>(*reply);
+    EXPECT_TRUE(accepted.success());
+    EXPECT_EQ(accepted.warning(), "not persistent");
 }
 
 }  // namespace

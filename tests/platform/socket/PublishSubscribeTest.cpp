@@ -86,6 +86,25 @@ TEST_F(PublishSubscribeTest, AClosedPublisherIsFoundAgain) {
     }
 }
 
+TEST_F(PublishSubscribeTest, APublisherIsToldOfEachNewSubscriberOnce) {
+    EXPECT_FALSE(publish->awaitSubscriber(0));
+    const auto first = open(Protocol::Subscribe, endpoint);
+    EXPECT_TRUE(publish->awaitSubscriber(patienceMs));
+    send(*publish, "for the first");
+    EXPECT_EQ(receive(*first), "for the first");
+    EXPECT_FALSE(publish->awaitSubscriber(0));
+    const auto second = open(Protocol::Subscribe, endpoint);
+    EXPECT_TRUE(publish->awaitSubscriber(patienceMs));
+    send(*publish, "for both");
+    EXPECT_EQ(receive(*second), "for both");
+}
+
+TEST_F(PublishSubscribeTest, ASubscriberThatCameBeforeSomethingWasSentIsToldOfAfterwards) {
+    const auto socket = subscriber();
+    EXPECT_TRUE(publish->awaitSubscriber(0));
+    EXPECT_THROW(socket->awaitSubscriber(0), std::invalid_argument);
+}
+
 TEST_F(PublishSubscribeTest, EachOnlyGoesOneWay) {
     Message any;
     EXPECT_THROW(publish->receiveProtoBuf(&any, maxBytes), std::invalid_argument);
