@@ -1,6 +1,7 @@
 #include "peers/job_runtime/Job.h"
 
 #include <chrono>
+#include <exception>
 #include <utility>
 
 #include "peers/job_runtime/Admission.h"
@@ -24,7 +25,9 @@ Job::Job(JobSetup jobSetup, std::unique_ptr<PipelineProcess> pipelineProcess,
       process(std::move(pipelineProcess)) {
     describe(logFile);
     makeEntry();
-    bindEndpoints();
+    events =
+        std::make_unique<EventPublisher>(SocketEndpoint::FromString(setup.job.getEventEndpoint()),
+                                         setup.job.getJobDescription().getJobId());
 }
 
 Job::~Job() = default;
@@ -52,13 +55,16 @@ void Job::makeEntry() {
     });
 }
 
-void Job::bindEndpoints() {
-    reserved = std::make_unique<ReservedEndpoints>(setup.pullEndpoints, setup.publishEndpoints);
-    events =
-        std::make_unique<EventPublisher>(SocketEndpoint::FromString(setup.job.getEventEndpoint()),
-                                         setup.job.getJobDescription().getJobId());
-    commands = std::make_unique<CommandServer>(
-        SocketEndpoint::FromString(setup.job.getCommandEndpoint()), status, stop, persistence);
+// Why that failed; nothing when all are bound.
+std::optional<std::string> Job::bindEndpoints() {
+    try {
+        reserved = std::make_unique<ReservedEndpoints>(setup.pullEndpoints, setup.publishEndpoints);
+        commands = std::make_unique<CommandServer>(
+            SocketEndpoint::FromString(setup.job.getCommandEndpoint()), status, stop, persistence);
+        return std::nullopt;
+    } catch (const std::exception& e) {
+        return e.what();
+    }
 }
 
 // It leaves the registry before it says that it is over: who hears that may submit it again.
@@ -66,7 +72,11 @@ bool Job::run(SetupAnswer& answer) {
     Admission admission(entry.get(), std::chrono::steady_clock::now());
     JobSupervisor supervisor({setup, status, *events, stop, persistence, admission, answer},
                              std::move(process));
-    supervisor.run();
+    if (const auto problem = bindEndpoints()) {
+        supervisor.refuse(*problem);
+    } else {
+        supervisor.run();
+    }
     hasLeft = !entry || entry->leave();
     supervisor.tellEnd();
     return supervisor.wasSetUp();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "peers/job_runtime/JobSetup.h"
@@ -20,9 +21,8 @@ class StopRequest;
 /// A job: its endpoints, its registry entry, the process that runs its pipeline.
 class Job {
   public:
-    /// Binds the endpoints, so that the job can be watched and stopped from now on. Throws
-    /// std::exception with the reason, and leaves nothing. `process` may be none: then run starts
-    /// one.
+    /// Binds the event endpoint, so that whatever becomes of the job can be told. Throws
+    /// std::exception with the reason. `process` may be none: then run starts one.
     Job(JobSetup setup, std::unique_ptr<PipelineProcess> process, StopRequest& stop,
         const std::string& logFile);
     ~Job();
@@ -39,8 +39,8 @@ class Job {
 
   private:
     void describe(const std::string& logFile);
-    void bindEndpoints();
     void makeEntry();
+    std::optional<std::string> bindEndpoints();
 
     const JobSetup setup;
     StopRequest& stop;

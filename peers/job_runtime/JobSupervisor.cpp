@@ -46,6 +46,10 @@ void JobSupervisor::run() {
     forgetWhatEndedForGood();
 }
 
+void JobSupervisor::refuse(const std::string& reason) {
+    end({JobEventEnd::FAILED, {}, reason});
+}
+
 JobSupervisor::Clock::time_point JobSupervisor::nextDeadline() const {
     auto next = voice.deadline();
     const auto include = [&next](const std::optional<Clock::time_point>& due) {

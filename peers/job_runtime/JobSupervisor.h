@@ -58,6 +58,9 @@ class JobSupervisor {
     /// Returns when the job is over.
     void run();
 
+    /// Instead: the job is over before it began.
+    void refuse(const std::string& reason);
+
     /// Of a job that is over: tells it to whoever waits for the setup, and to the subscribers.
     void tellEnd();
 

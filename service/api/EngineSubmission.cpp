@@ -99,6 +99,9 @@ void ApiToServiceRequestHandler::setUpEngine(const std::string& ipcEndpoint,
     socket.receiveProtoBuf(&reply, replyLimit);
     if (reply.type() == EngineToServiceReply::SETUP) {
         utils::logInfo(formatMessage("Job setup properly sent"));
+        if (reply.has_success() && !reply.success()) {
+            utils::logError(formatMessage("Engine setup refused: " + reply.error_message()));
+        }
     } else {
         utils::logError(formatMessage("Received wrong type of reply to job setup request"));
     }

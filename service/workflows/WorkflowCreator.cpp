@@ -83,6 +83,11 @@ bool WorkflowCreator::setUpJob(const std::string& ipcEndpoint, const ServiceToJo
         return false;
     }
     utils::logInfo(formatMessage("Job setup properly sent"));
+    if (reply.has_warning()) {
+        const auto& id =
+            request.GetExtension(ServiceToJobRequestSetup::base).job_description().job_id();
+        utils::logWarning(formatMessage("Job " + utils::printable(id) + ": " + reply.warning()));
+    }
     return true;
 }
 
@@ -96,6 +101,9 @@ bool WorkflowCreator::createWorkflow(
     if (isRunning(uuid)) {
         utils::logWarning(formatMessage("Will not (re)create job with UUID " +
                                         utils::printable(uuid) + ": already running"));
+        if (uuid.empty()) {
+            utils::logError(formatMessage("A job without an id cannot be run: none was given"));
+        }
         return false;
     }
 

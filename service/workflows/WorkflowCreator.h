@@ -31,7 +31,8 @@ namespace tarn::service {
 ///
 /// init is called once, before any other thread uses the object; everything else may be called from
 /// any thread. createWorkflow blocks its caller for the whole exchange with the new job: at most 2
-/// s for it to appear, 5 s to take its setup and 5 s to answer.
+/// s for it to appear, 5 s to take its setup and 5 s to answer. A job answers within 300 ms,
+/// whether it is ready by then or not; only one that hangs takes longer.
 class WorkflowCreator : public tarn::utils::MessageFormatter {
   public:
     /// Property name to values.

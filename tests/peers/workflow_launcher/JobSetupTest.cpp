@@ -120,7 +120,11 @@ TEST_F(JobSetupTest, AnEndpointThatIsTakenIsARefusalAndTheJobIsNotListed) {
     const auto job = makeJob(endless);
     taken.createAndConnect(tarn::socket::Protocol::Reply,
                            tarn::socket::SocketEndpoint::FromString(job->endpoint("command")), 0);
-    EXPECT_NE(refusalOf(*job).find("Job command endpoint"), std::string::npos);
+    const auto refusal = refusalOf(*job);
+    EXPECT_NE(refusal.find("Job command endpoint"), std::string::npos);
+    const auto end = job->events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->message(), refusal);
 }
 
 TEST_F(JobSetupTest, ARefusalIsTheLastEventOfTheJob) {
