@@ -50,6 +50,7 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
     std::string error;
     if (!generateJobEndpoints(endpoints, 4, error)) {
         utils::logError(formatMessage("Cannot submit engine: " + error));
+        utils::logWarning(formatMessage(surroundings.workflows.describePortUse()));
         return;
     }
     ServiceToApiReply reply;

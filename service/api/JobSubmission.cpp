@@ -73,6 +73,7 @@ void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
     if (!surroundings.workflows.generateIpcEndpointString(ipcEndpoint, error) ||
         !generateJobEndpoints(endpoints, 2, error)) {
         utils::logError(formatMessage("Cannot submit job: " + error));
+        utils::logWarning(formatMessage(surroundings.workflows.describePortUse()));
         return;
     }
     ServiceToApiReply reply;

@@ -99,6 +99,7 @@ void WorkflowCreator::recreate(const ServiceToJobRequestSetup& stored) {
         !generateNewEndpointString(firstJobEndpoint, error) ||
         !generateNewEndpointString(secondJobEndpoint, error)) {
         utils::logError(formatMessage("Cannot submit job: " + error));
+        utils::logWarning(formatMessage(describePortUse()));
         return;
     }
     createWorkflow(ipcEndpoint, firstJobEndpoint, secondJobEndpoint, stored.job_description(),

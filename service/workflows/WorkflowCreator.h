@@ -65,6 +65,10 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     /// but IPC and TCP gives an empty text.
     bool generateNewEndpointString(std::string& endpoint, std::string& error);
 
+    /// Who has the ports that job endpoints are drawn from, for people: why no endpoint may have
+    /// been found. Empty where none are drawn.
+    std::string describePortUse();
+
     /// Launches a job and hands it its setup. False when a job with its id runs already, and when
     /// the job refuses its setup or answers with something else; true otherwise, also when the
     /// exchange failed, since the launcher has been started by then. Everything is logged; does not
@@ -91,6 +95,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     };
 
     PortRange jobPorts() const;
+    PortRange rangeOfPorts(bool& isConfigured) const;
     std::string drawTcpEndpoint();
     bool isHeldByAJob(const std::string& endpoint);
     bool isFree(const std::string& endpoint) const;

@@ -115,6 +115,8 @@ TEST_F(EngineSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     EXPECT_TRUE(
         bed.log.waitFor("ERROR Api requests handler > Cannot submit engine: Workflow creator > No "
                         "endpoint available"));
+    EXPECT_TRUE(bed.log.waitFor(
+        "WARN Api requests handler > Of the ports 1 to 3 of 127.0.0.1 3 were given out lately"));
     EXPECT_THAT(bed.commands(), ElementsAre());
 }
 

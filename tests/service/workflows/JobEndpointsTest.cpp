@@ -102,6 +102,21 @@ TEST_F(JobEndpoints, AreNotGivenTwiceInShortOrder) {
     EXPECT_EQ(randomNumbers, 51);  // 50 attempts for the second
 }
 
+TEST_F(JobEndpoints, WhoHasThemIsTold) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6002" to="6000"/>)");
+    bed->registerJob("one", "ipc:///tmp/x",
+                     {{"Endpoint",
+                       {"tcp://127.0.0.1:6000", "tcp://127.0.0.1:7000", "ipc:///tmp/x",
+                        "tcp://127.0.0.2:6000"}}});
+    next();
+    next();
+    EXPECT_EQ(creator->describePortUse(),
+              "Of the ports 6000 to 6002 of 127.0.0.1 2 were given out lately and running jobs "
+              "hold 1");
+    begin("ipc:///tmp/requests");
+    EXPECT_EQ(creator->describePortUse(), "");
+}
+
 TEST_F(JobEndpoints, AreNotThoseOfRunningJobs) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
     bed->registerJob("one", "tcp://127.0.0.1:6000", {{"Endpoint", {"tcp://127.0.0.1:6000"}}});
