@@ -1,7 +1,6 @@
 // The endpoint side of the workflow creator.
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
@@ -16,16 +15,6 @@ namespace {
 
 constexpr int attemptLimit = 49;
 constexpr std::size_t recentLimit = 50;
-
-// -1 for an endpoint of another host or transport.
-std::int32_t portOf(const std::string& endpoint, const std::string& host) {
-    const auto prefix = "tcp://" + host + ":";
-    std::int32_t port = -1;
-    if (endpoint.starts_with(prefix)) {
-        std::from_chars(endpoint.data() + prefix.size(), endpoint.data() + endpoint.size(), port);
-    }
-    return port;
-}
 
 }  // namespace
 
@@ -110,28 +99,6 @@ bool WorkflowCreator::generateNewEndpointString(std::string& endpoint, std::stri
     }
     endpoint = candidate;
     return true;
-}
-
-std::string WorkflowCreator::describePortUse() {
-    if (requestsEndpoint.transport() != socket::Transport::Tcp) {
-        return {};
-    }
-    bool isConfigured = false;
-    const auto range = rangeOfPorts(isConfigured);
-    const auto count = [&](const std::list<std::string>& endpoints) {
-        const auto inRange = [&](const std::string& endpoint) {
-            const auto port = portOf(endpoint, requestsEndpoint.host());
-            return port >= range.from && port <= range.to;
-        };
-        return std::to_string(std::count_if(endpoints.begin(), endpoints.end(), inRange));
-    };
-    std::list<std::string> used;
-    std::string error;
-    surroundings.resourceManager.getUsedResources("Endpoint", used, error);
-    return "Of the ports " + std::to_string(range.from) + " to " + std::to_string(range.to) +
-           " of " + requestsEndpoint.host() + " " + count(*recentEndpoints.lock()) +
-           " were given out lately and running jobs hold " +
-           (error.empty() ? count(used) : "nobody knows how many: " + error);
 }
 
 }  // namespace tarn::service

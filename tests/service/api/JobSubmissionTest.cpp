@@ -165,6 +165,8 @@ TEST_F(JobSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     EXPECT_TRUE(
         bed->log.waitFor("ERROR Api requests handler > Cannot submit job: Workflow creator > No "
                          "endpoint available"));
+    EXPECT_TRUE(bed->log.waitFor(
+        "WARN Api requests handler > Of the ports 1 to 1 of 127.0.0.1 1 were given out lately"));
     bed->client.setTimeout(std::chrono::seconds(5));
     bed->settle();
     EXPECT_THAT(bed->commands(), ElementsAre());

@@ -256,6 +256,7 @@ TEST(PersistentJobsOverTcp, WithoutAFreePortAreSkippedWithTheReason) {
     bed.workflows.regeneratePersistentJobs();  // two are wanted of one
     EXPECT_THAT(bed.commands(), IsEmpty());
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Cannot submit job: "));
+    EXPECT_TRUE(bed.log.contains("WARN Workflow creator > Of the ports 6000 to 6000 of "));
 }
 
 }  // namespace tarn::service
