@@ -9,6 +9,7 @@ using namespace tarn::proto::job_monitoring;
 
 struct JobReplacementTest : WorkflowFixture {
     static constexpr int rounds = 15;
+    std::vector<std::unique_ptr<TestJob>> left;
 
     /// The same job once more, with endpoints of its own.
     std::unique_ptr<TestJob> makeAgain(const std::string& id, int round,
@@ -34,6 +35,21 @@ TEST_F(JobReplacementTest, WhoIsNotListedAnyMoreIsReplaceableAtOnce) {
         EXPECT_TRUE(service.lists(id));
         EXPECT_EQ(job->launcher->exitStatus(), 0);
         job = std::move(next);
+    }
+}
+
+// Had the second to wait for the first's claim, it would take itself for one that comes back from a
+// file that is gone.
+TEST_F(JobReplacementTest, APersistentOneThatEndedForGoodCanBePersistentAgainAtOnce) {
+    const auto id = makeJob(endless)->id();
+    for (int round = 0; round < rounds; ++round) {
+        auto job = makeAgain(id, round);
+        job->setup().set_persistent_file_path(pathOf("persistent"));
+        job->play();
+        ASSERT_TRUE(job->events.waitForState(JOB_STATE_PLAYING)) << "round " << round;
+        ASSERT_TRUE(job->client().destroy(JobClient::End::ForGood).success());
+        ASSERT_TRUE(eventually([&] { return !service.lists(id); }));
+        left.push_back(std::move(job));  // it may still be ending
     }
 }
 
