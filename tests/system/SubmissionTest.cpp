@@ -57,6 +57,8 @@ TEST_F(Submissions, ofAnIdCountAgainAsSoonAsItsJobIsNotListed) {
     const auto id = utils::UuidGenerator::Generate();
     for (int round = 0; round < 15; ++round) {
         const auto job = startJob({.pipeline = endless, .id = id});
+        // Old enough not to wait for subscribers when it ends.
+        ASSERT_TRUE(eventually([&] { return job->status()->uptime_ns() > 400'000'000; }));
         ASSERT_TRUE(job->stop()) << "round " << round;
         const MachineTime time;
         while (api().job(id)->has_running_job()) {  // without a pause: the next one comes at once
