@@ -18,6 +18,17 @@ struct JobReplacementTest : WorkflowFixture {
         job->id() = id;
         return job;
     }
+
+    /// A persistent job that plays, and the same beside it, which waits.
+    std::pair<std::unique_ptr<TestJob>, std::unique_ptr<TestJob>> playTwice() {
+        auto first = makeJob(endless);
+        auto second = makeAgain(first->id(), 1);
+        for (auto* const job : {first.get(), second.get()}) {
+            job->setup().set_persistent_file_path(pathOf("persistent"));
+            job->play();
+        }
+        return {std::move(first), std::move(second)};
+    }
 };
 
 TEST_F(JobReplacementTest, WhoIsNotListedAnyMoreIsReplaceableAtOnce) {
@@ -91,26 +102,14 @@ TEST_F(JobReplacementTest, WhoIsNotListedAndPlaysIsNotReplacedWhileItPlays) {
 }
 
 TEST_F(JobReplacementTest, WhoEndsWhileItsPersistentSelfWaitsIsReplacedByIt) {
-    const auto job = makeJob(endless);
-    job->setup().set_persistent_file_path(pathOf("persistent"));
-    job->play();
-    const auto second = makeAgain(job->id(), 1);
-    second->setup().set_persistent_file_path(pathOf("persistent"));
-    second->launch();
-    EXPECT_TRUE(second->setUp().success());
+    const auto [job, second] = playTwice();
     job->client().destroy(JobClient::End::UntilNextStart);
     EXPECT_TRUE(second->events.waitForState(JOB_STATE_PLAYING)) << second->log();
     EXPECT_EQ(service.job(job->id()).getProcess().id, second->launcher->process().id());
 }
 
 TEST_F(JobReplacementTest, WhoEndsForGoodIsNotReplacedByItsPersistentSelf) {
-    const auto job = makeJob(endless);
-    job->setup().set_persistent_file_path(pathOf("persistent"));
-    job->play();
-    const auto second = makeAgain(job->id(), 1);
-    second->setup().set_persistent_file_path(pathOf("persistent"));
-    second->launch();
-    EXPECT_TRUE(second->setUp().success());
+    const auto [job, second] = playTwice();
     job->client().destroy(JobClient::End::ForGood);
     EXPECT_TRUE(second->events.waitForEnd());
     EXPECT_EQ(second->launcher->exitStatus(), 1);
