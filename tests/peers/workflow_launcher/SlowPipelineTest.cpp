@@ -33,12 +33,17 @@ struct SlowPipelineTest : WorkflowFixture {
         return job;
     }
 
-    static pid_t childOf(pid_t process) {
-        const auto id = std::to_string(process);
+    /// The pipeline process of a launcher; 0 while there is none. Halted before it runs its own
+    /// program, it would halt the launcher too, which waits for that.
+    static pid_t childOf(pid_t launcher) {
+        const auto id = std::to_string(launcher);
         std::ifstream children("/proc/" + id + "/task/" + id + "/children");
         pid_t child = 0;
         children >> child;
-        return child;
+        std::ifstream name("/proc/" + std::to_string(child) + "/comm");
+        std::string program;
+        name >> program;
+        return program.starts_with("tarnPipeline") ? child : 0;
     }
 
     void isAcceptedSoon(TestJob& job) {
