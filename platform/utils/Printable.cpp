@@ -1,22 +1,10 @@
 #include "platform/utils/Printable.h"
 
+#include "platform/utils/Utf8Prefix.h"
+
 namespace tarn::utils {
 
 namespace {
-
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;  // UTF-8
-}
-
-std::string_view shortened(std::string_view text, std::size_t maxLength) {
-    if (text.size() <= maxLength) {
-        return text;
-    }
-    while (maxLength > 0 && continuesCharacter(text[maxLength])) {
-        --maxLength;
-    }
-    return text.substr(0, maxLength);
-}
 
 void appendPrintable(std::string& result, char character) {
     constexpr char digits[] = "0123456789abcdef";
@@ -37,7 +25,7 @@ void appendPrintable(std::string& result, char character) {
 }  // namespace
 
 std::string printable(std::string_view text, std::size_t maxLength) {
-    const auto shown = shortened(text, maxLength);
+    const auto shown = utf8Prefix(text, maxLength);
     std::string result;
     for (const char character : shown) {
         appendPrintable(result, character);
@@ -46,7 +34,7 @@ std::string printable(std::string_view text, std::size_t maxLength) {
 }
 
 std::string quotedText(std::string_view text, std::size_t maxLength) {
-    const auto shown = shortened(text, maxLength);
+    const auto shown = utf8Prefix(text, maxLength);
     std::string result = "\"";
     for (const char character : shown) {
         if (character == '"' || character == '\\') {
