@@ -1,12 +1,15 @@
 #include "peers/job_runtime/Persistence.h"
 
+#include <climits>
 #include <exception>
+#include <filesystem>
 
 #include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/PersistentFile.h"
 #include "peers/job_runtime/SafeFileName.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
+#include "platform/utils/Utf8Prefix.h"
 #include "proto/service_job.pb.h"
 
 namespace tarn::peers {
@@ -27,6 +30,13 @@ std::string jobIn(const PersistentFile& file) {
         return {};
     }
     return request.GetExtension(ServiceToJobRequestSetup::base).job_description().job_id();
+}
+
+/// The path with `suffix` at its end, as long as a file name may be.
+std::string besides(const std::filesystem::path& path, const std::string& suffix) {
+    const auto name = path.filename().string();
+    const auto kept = utils::utf8Prefix(name, NAME_MAX - suffix.size());
+    return (path.parent_path() / (std::string(kept) + suffix)).string();
 }
 
 bool wasNamedByTheClient(const ServiceToJobRequest& request) {
@@ -59,7 +69,7 @@ void Persistence::open(Guarded& opened) const {
     if (owner == idOf(setup)) {
         opened.state = State::Kept;
     } else if (!owner.empty() && !wasNamedByTheClient(request)) {
-        const auto path = setup.persistentFile + "_" + safeFileName(idOf(setup));
+        const auto path = besides(setup.persistentFile, "_" + safeFileName(idOf(setup)));
         utils::logInfo("The persistent file is that of another job: using " +
                        utils::printable(path));
         request.MutableExtension(ServiceToJobRequestSetup::base)->set_persistent_file_path(path);

@@ -4,7 +4,8 @@
 
 namespace tarn::peers {
 
-/// A job's setup. The persistent file's content is the request as it came.
+/// A job's setup. The persistent file's content is the request as it came, and names the file that
+/// it is in.
 class WorkflowSetup : public SetupProtocol {
   public:
     std::unique_ptr<google::protobuf::Message> newRequest() const override;

@@ -91,7 +91,7 @@ bool WorkflowCreator::createWorkflow(
     const std::string& secondJobEndpoint,
     const tarn::proto::job_monitoring::JobDescription& jobDescription, const Properties& properties,
     const std::string& jobConfiguration, const std::string& persistentFilePath,
-    const std::string& persistentJobName) {
+    const std::string& persistentJobName, const std::string& restoredFromFile) {
     const std::string& uuid = jobDescription.job_id();
     if (isRunning(uuid)) {
         utils::logWarning(formatMessage("Will not (re)create job with UUID " +
@@ -115,6 +115,9 @@ bool WorkflowCreator::createWorkflow(
     }
     if (!persistentJobName.empty()) {
         setup.set_persistent_job_name(persistentJobName);
+    }
+    if (!restoredFromFile.empty()) {
+        setup.set_restored_from_file(restoredFromFile);
     }
 
     try {

@@ -122,6 +122,20 @@ TEST_F(PersistenceTest, TwoJobsWithTheSameStampHaveAFileEach) {
     EXPECT_FALSE(fs::exists(file + "_b"));
 }
 
+TEST_F(PersistenceTest, AJobsOwnFileHasANameThatIsNotTooLong) {
+    const auto longest = (folder.path() / std::string(255, 'x')).string();
+    for (const auto* id : {"a", "b"}) {
+        auto setup = setupOf(id);
+        setup.persistentFile = longest;
+        Persistence persistence(setup);
+        persistence.keep();
+        EXPECT_TRUE(persistence.isStored()) << id;
+    }
+    const auto besides = folder.path() / (std::string(253, 'x') + "_b");
+    EXPECT_EQ(stored(besides).job_description().job_id(), "b");
+    EXPECT_EQ(stored(besides).persistent_file_path(), besides);
+}
+
 TEST_F(PersistenceTest, ANameThatTheClientChoseIsTheLastJobs) {
     const auto first = setupOf("a", Name::Chosen);
     const auto second = setupOf("b", Name::Chosen);

@@ -45,6 +45,19 @@ TEST_F(WorkflowSetupTest, TakesAllOfASetup) {
     EXPECT_EQ(read.persistentContent, request.SerializeAsString());
 }
 
+TEST_F(WorkflowSetupTest, AFileThatTheJobComesFromIsItsFileWhateverItNames) {
+    setup().set_persistent_file_path("/etc/victim");
+    setup().set_restored_from_file("/var/jobs/x");
+    const auto read = protocol.read(request);
+    EXPECT_EQ(read.persistentFile, "/var/jobs/x");
+    ServiceToJobRequest kept;
+    ASSERT_TRUE(kept.ParseFromString(read.persistentContent));
+    const auto& content = kept.GetExtension(ServiceToJobRequestSetup::base);
+    EXPECT_EQ(content.persistent_file_path(), "/var/jobs/x");
+    EXPECT_FALSE(content.has_restored_from_file());
+    EXPECT_EQ(content.job_configuration(), "fakesrc ! fakesink");
+}
+
 TEST_F(WorkflowSetupTest, APersistentNameIsTheLabel) {
     setup().set_persistent_job_name("keep");
     EXPECT_EQ(protocol.read(request).label, "keep");
