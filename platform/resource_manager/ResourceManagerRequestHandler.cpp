@@ -81,10 +81,12 @@ bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& en
     }
 }
 
-void ResourceManagerRequestHandler::refuseRegistrations() {
-    if (impl->running) {
-        impl->running->registry->refuseRegistrations();
+bool ResourceManagerRequestHandler::refuseRegistrations() {
+    if (!impl->running) {
+        return false;
     }
+    impl->running->registry->refuseRegistrations();
+    return true;
 }
 
 void ResourceManagerRequestHandler::terminate() {

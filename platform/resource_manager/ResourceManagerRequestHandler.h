@@ -24,8 +24,9 @@ class ResourceManagerRequestHandler {
     bool start(const tarn::socket::SocketEndpoint& endpoint);
 
     /// From now on registrations are refused, so that a list of the running jobs taken afterwards
-    /// is the last word: for a service that is stopping.
-    void refuseRegistrations();
+    /// is the last word: for a service that is stopping. False when no registry is kept here, and
+    /// so none refuses: another service may have the endpoint.
+    bool refuseRegistrations();
 
     /// Stops and joins the thread; the registry file stays. Safe when not started.
     void terminate();

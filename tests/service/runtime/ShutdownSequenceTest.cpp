@@ -82,6 +82,19 @@ TEST_F(ShutdownSequence, LetsNoJobInAnyMore) {
     EXPECT_THROW(bed.registerJob("late", "ipc:///tmp/late"), std::runtime_error);
 }
 
+TEST_F(ShutdownSequence, LeavesJobsAloneWhoseRegistryItDoesNotKeep) {
+    const auto endpoint = test::uniqueEndpoint();
+    socket::Socket job("job", socket::ClosePolicy::Discard);
+    job.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(endpoint), 0);
+    bed.registerJob("a", endpoint);
+    resource_manager::ResourceManagerRequestHandler neverStarted(bed.folder.path());
+    runShutdownSequence(2,
+                        {bed.deviceEvents, bed.emitter, bed.devices, api, bed.proxy, neverStarted});
+    std::string error;
+    EXPECT_EQ(job.poll(0, error), 1);
+    EXPECT_TRUE(bed.log.contains("Another service keeps the registry: its 1 running job(s)"));
+}
+
 TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
     const test::LogCapture log;
     startDeadJobCleaner();
