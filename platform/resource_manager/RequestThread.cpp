@@ -29,6 +29,7 @@ RequestThread::RequestThread(std::unique_ptr<tarn::socket::Socket> socket,
                              std::shared_ptr<Registry> registry)
     : MessageFormatter("ResourceManager"),
       socket(std::move(socket)),
+      registry(registry),
       dispatcher(std::move(registry)),
       thread([this](const std::stop_token& stop) { run(stop); }) {}
 
@@ -64,6 +65,8 @@ void RequestThread::serveOneRequest() {
     socket->receiveProtoBuf(&request, maxRequestBytes);
     const auto reply = dispatcher.answer(request);
     socket->sendProtoBuf(&reply);
+    // Every job looks after its entry once a second: what is missing on the disk is found then.
+    registry->storeWhatIsMissing();
 }
 
 }  // namespace tarn::resource_manager

@@ -22,6 +22,7 @@ class RequestThread : private tarn::utils::MessageFormatter {
     void serveOneRequest();
 
     const std::unique_ptr<tarn::socket::Socket> socket;  // used by the thread alone
+    const std::shared_ptr<Registry> registry;
     RequestDispatcher dispatcher;
     std::jthread thread;  // last: it uses the others
 };

@@ -9,6 +9,7 @@
 #include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/Pipe.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/MachineTime.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::resource_manager {
@@ -105,6 +106,22 @@ TEST_F(RegistryFiles, GivesUpWithinASecondWhileSomebodyHoldsTheFile) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     held.reset();
     file.apply(entering(jobOf({1, 1}, "a")));
+    EXPECT_THAT(idsOf(reread().jobs), ElementsAre("a"));
+}
+
+TEST_F(RegistryFiles, IsReplacedOnlyWhenNobodyHoldsTheFileAndDoesNotWaitForIt) {
+    RegistryFile file(path());
+    SQLite::Database other(path(), SQLite::OPEN_READWRITE);
+    std::optional<SQLite::Transaction> held(std::in_place, other,
+                                            SQLite::TransactionBehavior::EXCLUSIVE);
+    const RegistryContents all{.jobs = {jobOf({1, 1}, "a")}, .deltacastConfiguration = {}};
+    const tarn::test::MachineTime time;
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_THAT(refusalOf([&] { file.replace(all); }), HasSubstr("locked"));
+    }
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(5));  // ten waits would be ten seconds
+    held.reset();
+    file.replace(all);
     EXPECT_THAT(idsOf(reread().jobs), ElementsAre("a"));
 }
 
