@@ -52,6 +52,8 @@ INSTANTIATE_TEST_SUITE_P(
         std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
                                  "--persistent-name", "../n"},
         std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
+                                 "--persistent-name", ".incomplete"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
                                  "--persistent-name", ".."},
         std::vector<std::string>{"jobs", "stop"}, std::vector<std::string>{"jobs", "watch"},
         std::vector<std::string>{"engines", "submit", "--name", "n"},

@@ -1,16 +1,14 @@
 #include "peers/pipeline_process/PipelineHost.h"
 
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
 #include <thread>
 
 #include "proto/pipeline_control.pb.h"
+#include "tests/support/LoopbackSender.h"
 
 namespace tarn::peers {
 namespace {
@@ -114,34 +112,15 @@ TEST_F(PipelineHostTest, AFailureOfAnElementIsReportedWithMessageAndDetail) {
     EXPECT_FALSE(failure.detail().empty());
 }
 
-// Somebody who is connected to, sends a little and hangs up.
-struct ShortSender {
-    ShortSender() {
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        auto* const generic = reinterpret_cast<sockaddr*>(&address);
-        socklen_t size = sizeof address;
-        EXPECT_EQ(::bind(listener.get(), generic, size), 0);
-        EXPECT_EQ(::listen(listener.get(), 1), 0);
-        EXPECT_EQ(::getsockname(listener.get(), generic, &size), 0);
-    }
-    void serveOne() const {
-        const FileDescriptor connection(::accept(listener.get(), nullptr, nullptr));
-        EXPECT_EQ(::write(connection.get(), "hello", 5), 5);
-    }
-
-    FileDescriptor listener{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
-    sockaddr_in address{};
-};
-
 TEST_F(PipelineHostTest, ALiveStreamThatEndsUnaskedIsAFailure) {
     expectedStatus = 1;
-    const ShortSender sender;
-    parse("tcpclientsrc name=feed host=127.0.0.1 port=" +
-          std::to_string(ntohs(sender.address.sin_port)) + " ! fakesink");
+    tarn::test::LoopbackSender sender;
+    parse("tcpclientsrc name=feed host=127.0.0.1 port=" + std::to_string(sender.port()) +
+          " ! fakesink");
     command(PipelineCommand::PREPARE);
     command(PipelineCommand::PLAY);
-    sender.serveOne();
+    EXPECT_TRUE(sender.serveNext("hello"));
+    sender.hangUp();
     EXPECT_EQ(nextOf(PipelineReport::FAILURE).message(),
               "feed: the live stream has ended, and nobody asked for it");
 }

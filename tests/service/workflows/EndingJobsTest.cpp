@@ -71,6 +71,16 @@ TEST_F(EndingJobs, AreNotThoseThatPlayOrWaitToPlayAgain) {
     }
 }
 
+TEST_F(EndingJobs, AreFoundHoweverManyOthersDoNotAnswer) {
+    for (int i = 0; i < 10; ++i) {
+        bed.registerJob("silent " + std::to_string(i), test::uniqueEndpoint());
+    }
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    await();
+    EXPECT_EQ(pauses, 3);
+    EXPECT_TRUE(bed.log.has("INFO Waiting for 1 job(s) to end"));
+}
+
 TEST_F(EndingJobs, AreNotThoseThatDoNotAnswer) {
     bed.registerJob("a", test::uniqueEndpoint());
     await();
