@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <list>
 #include <vector>
 
@@ -9,7 +10,6 @@
 #include "proto/api_job.pb.h"
 #include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
-#include "tests/support/MachineTime.h"
 
 namespace tarn::service {
 
@@ -110,9 +110,9 @@ TEST_F(JobTermination, OrdersAllJobsAtOnceAndWaitsForThemTogether) {
     const auto last = test::uniqueEndpoint();
     test::FakeSetupPeer answering(last, second, &reply);
     bed.registerJob("answering", last);
-    const test::MachineTime time;
+    const auto begin = std::chrono::steady_clock::now();
     terminateJobs(bed.proxy, 500ms);
-    EXPECT_LT(time.elapsed(), 6s);  // one after the other: 12 s
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);  // one after the other: 12 s
     EXPECT_TRUE(answering.gotRequest());
     for (auto& job : silent) {
         EXPECT_TRUE(job.gotRequest());
