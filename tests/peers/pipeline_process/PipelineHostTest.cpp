@@ -42,13 +42,14 @@ struct PipelineHostTest : testing::Test {
 
     PipelineReport next() {
         PipelineReport report;
+        auto input = MessageChannel::Input::Open;
         while (!channel.next(report)) {
-            pollfd input{.fd = channel.descriptor(), .events = POLLIN, .revents = 0};
-            if (::poll(&input, 1, 10'000) != 1) {
+            pollfd readable{.fd = channel.descriptor(), .events = POLLIN, .revents = 0};
+            if (input == MessageChannel::Input::Closed || ::poll(&readable, 1, 10'000) != 1) {
                 ADD_FAILURE() << "no report";
                 break;
             }
-            channel.read();
+            input = channel.read();
         }
         return report;
     }
