@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "peers/pipeline_process/PipelineParser.h"
+#include "tests/support/LoopbackSender.h"
 
 namespace tarn::peers {
 namespace {
@@ -58,6 +59,27 @@ TEST_F(UnaskedEndTest, AConnectionOfUnknownLengthHasNone) {
     EXPECT_EQ(sourceOf("tcpserversrc name=feed ! fakesink"), "feed");
     EXPECT_EQ(sourceOf("udpsrc name=feed ! fakesink"), "feed");
     EXPECT_EQ(sourceOf("tcpclientsrc num-buffers=5 ! fakesink"), "");
+}
+
+TEST_F(UnaskedEndTest, AConnectionThatCanBeSoughtHasOne) {
+    EXPECT_EQ(sourceOf("curlhttpsrc location=http://127.0.0.1/ ! fakesink"), "");
+}
+
+TEST_F(UnaskedEndTest, AStreamThatTellsItsLengthHasOneHoweverItComes) {
+    const std::string second(8000, '\x80');
+    // Eight bits, 8000 times a second, on one channel.
+    const std::string header(
+        "RIFF\x64\x1f\0\0WAVEfmt "
+        "\x10\0\0\0\1\0\1\0\x40\x1f\0\0\x40\x1f\0\0\1\0\x08\0data\x40\x1f\0\0",
+        44);
+    tarn::test::LoopbackSender sender;
+    parse("tcpclientsrc host=127.0.0.1 port=" + std::to_string(sender.port()) +
+          " ! wavparse ! fakesink");
+    gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+    ASSERT_TRUE(sender.serveNext(header + second));
+    EXPECT_EQ(gst_element_get_state(pipeline.get(), nullptr, nullptr, 10 * GST_SECOND),
+              GST_STATE_CHANGE_SUCCESS);
+    EXPECT_EQ(sourceWithoutEnd(*pipeline), "");
 }
 
 TEST_F(UnaskedEndTest, ASourceIsFoundInWhicheverBinItIs) {
