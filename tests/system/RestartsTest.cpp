@@ -83,7 +83,10 @@ TEST_F(Restarts, followALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
     ASSERT_TRUE(sender.serveNext("hello"));
     ASSERT_TRUE(job.waitUntilPlaying());
     sender.hangUp();
-    ASSERT_TRUE(eventually([&] { return job.status()->restarts() == 1; }));
+    ASSERT_TRUE(eventually([&] {
+        const auto status = job.status();
+        return status && status->restarts() == 1;
+    }));
     EXPECT_TRUE(fs::exists(file("feed")));
     EXPECT_NE(job.status()->last_failure().find("the live stream has ended"), std::string::npos);
 
