@@ -1,12 +1,11 @@
 #include "platform/utils/Printable.h"
 
+#include "platform/utils/EscapedText.h"
+#include "platform/utils/Utf8.h"
+
 namespace tarn::utils {
 
 namespace {
-
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;  // UTF-8
-}
 
 std::string_view shortened(std::string_view text, std::size_t maxLength) {
     if (text.size() <= maxLength) {
@@ -18,19 +17,20 @@ std::string_view shortened(std::string_view text, std::size_t maxLength) {
     return text.substr(0, maxLength);
 }
 
-void appendPrintable(std::string& result, char character) {
-    constexpr char digits[] = "0123456789abcdef";
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
-        result += "\\n";
-    } else if (character == '\t') {
-        result += "\\t";
-    } else if (character == '\r') {
-        result += "\\r";
-    } else if (byte < 0x20 || byte == 0x7f) {
-        result += {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
-    } else {
-        result += character;
+/// Appends the character that `text` begins with; returns its length.
+std::size_t appendPrintable(std::string& result, std::string_view text) {
+    switch (text.front()) {
+        case '\n':
+            result += "\\n";
+            return 1;
+        case '\t':
+            result += "\\t";
+            return 1;
+        case '\r':
+            result += "\\r";
+            return 1;
+        default:
+            return appendEscapedCharacter(result, text);
     }
 }
 
@@ -39,8 +39,8 @@ void appendPrintable(std::string& result, char character) {
 std::string printable(std::string_view text, std::size_t maxLength) {
     const auto shown = shortened(text, maxLength);
     std::string result;
-    for (const char character : shown) {
-        appendPrintable(result, character);
+    for (auto rest = shown; !rest.empty();) {
+        rest.remove_prefix(appendPrintable(result, rest));
     }
     return shown.size() < text.size() ? result + "..." : result;
 }
@@ -48,11 +48,11 @@ std::string printable(std::string_view text, std::size_t maxLength) {
 std::string quotedText(std::string_view text, std::size_t maxLength) {
     const auto shown = shortened(text, maxLength);
     std::string result = "\"";
-    for (const char character : shown) {
-        if (character == '"' || character == '\\') {
+    for (auto rest = shown; !rest.empty();) {
+        if (rest.front() == '"' || rest.front() == '\\') {
             result += '\\';
         }
-        appendPrintable(result, character);
+        rest.remove_prefix(appendPrintable(result, rest));
     }
     return result + (shown.size() < text.size() ? "...\"" : "\"");
 }
