@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <exception>
+#include <sstream>
 #include <utility>
 
 #include "platform/media_framework/TrialOutput.h"
@@ -15,8 +16,9 @@ namespace tarn::media_framework {
 namespace {
 
 std::string seconds(std::chrono::milliseconds time) {
-    const auto text = std::to_string(std::chrono::duration<double>(time).count());
-    return text.substr(0, text.find_last_not_of(".0") + 1) + " s";
+    std::ostringstream text;
+    text << std::chrono::duration<double>(time).count() << " s";
+    return text.str();
 }
 
 std::string signalText(int signal) {

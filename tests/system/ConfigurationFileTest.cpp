@@ -156,9 +156,9 @@ TEST_F(ConfigurationFile, aHundredMegabytesAreReported) {
 }
 
 TEST_F(ConfigurationFile, aParseErrorStandsAloneAndItsLineInALineOfItsOwn) {
-    configure("<TarnHubConfig>\n</Wrong\n>\n<\n");
+    configure("<TarnHubConfig>\n<Paths>\n</Paths\n<\n");
     expectTheDefaults(std::string("Failed reading ") + path + ": expected >");
-    EXPECT_TRUE(service().log().contains(std::string("Parsing of ") + path + " ended in line "));
+    EXPECT_TRUE(service().log().contains(std::string("Parsing of ") + path + " ended in line 4"));
     EXPECT_FALSE(service().log().contains("expected > ("));
 }
 

@@ -33,6 +33,7 @@ TEST_F(Tarnctl, saysAtOnceThatAServiceWasKilled) {
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_LT(result.duration, 30s);
     EXPECT_EQ(result.err, "tarnctl: nobody listens on ipc:///tmp/requests\n");
+    startService();  // takes over what the killed one left
 }
 
 TEST_F(Tarnctl, waitsForAServiceThatIsBeingStarted) {
