@@ -41,22 +41,6 @@ bool misleads(std::uint32_t codePoint) {
            (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
-std::size_t appendForLog(std::string& result, std::string_view text) {
-    switch (text.front()) {
-        case '\t':
-            result += '\t';
-            return 1;
-        case '\n':
-            result += "\\n";
-            return 1;
-        case '\r':
-            result += "\\r";
-            return 1;
-        default:
-            return appendEscapedCharacter(result, text);
-    }
-}
-
 }  // namespace
 
 bool isUnsafe(std::uint32_t codePoint) {
@@ -75,6 +59,22 @@ std::size_t appendEscapedCharacter(std::string& result, std::string_view text) {
         result += text.substr(0, character.length);
     }
     return character.length;
+}
+
+std::size_t appendForLog(std::string& result, std::string_view text) {
+    switch (text.front()) {
+        case '\t':
+            result += '\t';
+            return 1;
+        case '\n':
+            result += "\\n";
+            return 1;
+        case '\r':
+            result += "\\r";
+            return 1;
+        default:
+            return appendEscapedCharacter(result, text);
+    }
 }
 
 std::string escapeForLog(std::string_view message) {

@@ -16,8 +16,11 @@ bool isUnsafe(std::uint32_t codePoint);
 /// a byte that is no UTF-8 become \xNN or \u{N}. `text` is not empty.
 std::size_t appendEscapedCharacter(std::string& result, std::string_view text);
 
-/// A line for a log: the same for every character, with line breaks as "\n" and "\r". Tabs and
-/// backslashes stay, so that text which was escaped before is not escaped twice.
+/// The same, but with line breaks as "\n" and "\r", and tabs as they are.
+std::size_t appendForLog(std::string& result, std::string_view text);
+
+/// A line for a log: appendForLog for every character. Backslashes stay, so that text which was
+/// escaped before is not escaped twice.
 std::string escapeForLog(std::string_view message);
 
 /// Whether escapeForLog would change nothing, told by a look at the bytes alone: also false for any

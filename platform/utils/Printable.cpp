@@ -19,19 +19,11 @@ std::string_view shortened(std::string_view text, std::size_t maxLength) {
 
 /// Appends the character that `text` begins with; returns its length.
 std::size_t appendPrintable(std::string& result, std::string_view text) {
-    switch (text.front()) {
-        case '\n':
-            result += "\\n";
-            return 1;
-        case '\t':
-            result += "\\t";
-            return 1;
-        case '\r':
-            result += "\\r";
-            return 1;
-        default:
-            return appendEscapedCharacter(result, text);
+    if (text.front() == '\t') {
+        result += "\\t";
+        return 1;
     }
+    return appendForLog(result, text);
 }
 
 }  // namespace

@@ -88,6 +88,41 @@ TEST_F(Tarnctl, listsShowsAndStopsAJob) {
     EXPECT_EQ(tarnctl({"jobs", "show", id}).exitStatus, 1);
 }
 
+TEST_F(Tarnctl, listsAJobWhoseTextsAreNoUtf8) {
+    startService();
+    const std::string bytes = "a\xc0\xaf\xff";
+    const auto job = startJob({.pipeline = endless, .id = bytes, .name = bytes});
+    ASSERT_TRUE(job);
+    const auto listed = api().jobs();
+    ASSERT_TRUE(listed && listed->size() == 1);
+    EXPECT_EQ(listed->front().id, bytes);
+    const auto document = tarnctl({"--json", "jobs", "list"});
+    EXPECT_EQ(document.exitStatus, 0) << document.err;
+    EXPECT_NE(document.out.find("\"a\ufffd\ufffd\ufffd\""), std::string::npos) << document.out;
+    const auto table = tarnctl({"jobs", "list"});
+    EXPECT_NE(table.out.find("a\\xc0\\xaf\\xff"), std::string::npos) << table.out;
+}
+
+TEST_F(Tarnctl, showsAForgedLineAsAPartOfItsOwn) {
+    startService();
+    const std::string name = "cam\n2026-11-21 10:00:00,123 FATAL forged\x1b[2J\xc2\x9b";
+    const auto id = utils::UuidGenerator::Generate();
+    const auto job = startJob(
+        {.pipeline = std::string(endless) + " name=\"x\n\xc2\x9b\"", .id = id, .name = name});
+    ASSERT_TRUE(job);
+    const auto log = tarnctl({"jobs", "log", id});
+    EXPECT_NE(log.out.find("fakesink name=\"x\\n\\x9b\""), std::string::npos) << log.out;
+    const auto document = tarnctl({"--json", "jobs", "show", id});
+    EXPECT_NE(document.out.find("\\n2026-11-21 10:00:00,123 FATAL forged\\u001b[2J\\u009b"),
+              std::string::npos)
+        << document.out;
+    for (const auto& text : {service().log().text(), log.out, document.out}) {
+        EXPECT_EQ(text.find("\x1b"), std::string::npos);
+        EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos);
+        EXPECT_EQ(text.find("\n2026-11-21 10:00:00,123 FATAL"), std::string::npos);
+    }
+}
+
 }  // namespace
 
 }  // namespace tarn::test

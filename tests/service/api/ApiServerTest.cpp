@@ -24,7 +24,7 @@ class ApiServer : public testing::Test {
 
 TEST_F(ApiServer, TracesEachRequest) {
     EXPECT_EQ(bed.ask(ApiToServiceRequest::GET_INFO).type(), ServiceToApiReply::INFO);
-    EXPECT_TRUE(bed.log.has("TRACE Api requests handler > Received type: GET_INFO\\n"));
+    EXPECT_TRUE(bed.log.has("TRACE Api requests handler > Received type: GET_INFO\n"));
     EXPECT_TRUE(bed.log.contains("TRACE Api requests handler > Receiving on RequestHandlerSocket"));
 }
 

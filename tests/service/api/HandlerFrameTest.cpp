@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/utils/EscapedText.h"
 #include "tests/service/api/ApiBed.h"
 
 namespace tarn::service {
@@ -44,8 +45,8 @@ TEST_F(HandlerFrameTest, SendsTheReplyAndTracesIt) {
     ServiceToApiReply received;
     client.receiveProtoBuf(&received, 1000);
     EXPECT_EQ(received.type(), ServiceToApiReply::INFO);
-    EXPECT_THAT(log.lines(), testing::ElementsAre("TRACE Api requests handler > Sending " +
-                                                  reply.DebugString()));
+    EXPECT_THAT(log.lines(), testing::ElementsAre(utils::escapeForLog(
+                                 "TRACE Api requests handler > Sending " + reply.DebugString())));
 }
 
 TEST_F(HandlerFrameTest, DoesNotReportFiveWholeSeconds) {
