@@ -41,12 +41,22 @@ TEST(PluginTrial, PassesWhatHarmsNobody) {
     }
 }
 
-TEST(PluginTrial, EndsInTimeWithWhateverThePluginStarted) {
-    const auto failure = PluginTrial(PLUGIN_TRIAL, 500ms).failureOf(plugin("HangingPlugin"));
-    ASSERT_TRUE(failure);
-    const std::string expected = "did not start within 0.5 s when it was tried: started ";
-    ASSERT_THAT(*failure, testing::StartsWith(expected));
-    EXPECT_TRUE(isGone(std::stoi(failure->substr(expected.size()))));
+TEST(PluginTrial, EndsAtTheBound) {
+    EXPECT_THAT(PluginTrial(PLUGIN_TRIAL, 100ms).failureOf(plugin("HangingPlugin")).value_or(""),
+                testing::StartsWith("did not start within 0.1 s when it was tried"));
+}
+
+TEST(PluginTrial, EndsWithWhateverThePluginStarted) {
+    const std::string started = "when it was tried: started ";
+    std::string failure;
+    auto bound = 200ms;  // a sanitizer on a busy machine may not get so far in that time
+    do {
+        bound *= 2;
+        failure = PluginTrial(PLUGIN_TRIAL, bound).failureOf(plugin("HangingPlugin")).value_or("");
+    } while (failure.find(started) == std::string::npos && bound < 20s);
+    const auto at = failure.find(started);
+    ASSERT_NE(at, std::string::npos) << failure;
+    EXPECT_TRUE(isGone(std::stoi(failure.substr(at + started.size()))));
 }
 
 TEST(PluginTrial, FailsWhenItCannotBeMade) {
