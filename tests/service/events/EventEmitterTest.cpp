@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <optional>
 #include <set>
 #include <thread>
@@ -45,8 +46,41 @@ class EventEmitterTest : public testing::Test {
         emitter.pushEvent(tree(id), &event, /*notify=*/true);
     }
 
+    std::size_t losses() const {
+        const auto lines = log.lines();
+        return static_cast<std::size_t>(std::count_if(
+            lines.begin(), lines.end(), [this](const auto& line) { return line.starts_with(loss); }));
+    }
+
+    bool awaitLosses(std::size_t count) const {
+        const auto bound = steady_clock::now() + std::chrono::seconds(20);
+        while (losses() < count && steady_clock::now() < bound) {
+            std::this_thread::yield();
+        }
+        return losses() >= count;
+    }
+
+    /// Closes the receiver and adds devices "0", "1", ... until a batch is lost; the last one.
+    std::string pushUntilLost(EventEmitter& emitter) {
+        pushAdded(emitter, "0");
+        receiver->next();
+        receiver.reset();
+        const auto bound = steady_clock::now() + std::chrono::seconds(20);
+        int pushed = 0;
+        while (losses() == 0) {
+            EXPECT_LT(steady_clock::now(), bound);
+            pushAdded(emitter, std::to_string(++pushed));
+            std::this_thread::yield();
+        }
+        return std::to_string(pushed);
+    }
+
     const test::LogCapture log;
     std::optional<test::BatchReceiver> receiver{std::in_place};
+    const std::string endpoint = receiver->endpoint();
+    const std::string loss =
+        "ERROR Internal Event Emitter > Failed sending events on EventEmitterSocket on " +
+        endpoint + ": ";
 };
 
 TEST_F(EventEmitterTest, SendsAnEmptyBatchEachPeriodWhenNothingHappens) {
@@ -168,18 +202,7 @@ TEST_F(EventEmitterTest, LogsAnUnreachableEndpointOnceAndEnds) {
 TEST_F(EventEmitterTest, NeverSendsAgainWhatItFailedToSend) {
     EventEmitter emitter(hours(1));
     start(emitter);
-    int pushed = 0;
-    pushAdded(emitter, std::to_string(pushed++));
-    receiver->next();
-    const auto endpoint = receiver->endpoint();
-    receiver.reset();
-    const auto failure = "Failed sending events on EventEmitterSocket on " + endpoint + ": ";
-    const auto bound = steady_clock::now() + std::chrono::seconds(20);
-    while (!log.contains("ERROR Internal Event Emitter > " + failure)) {
-        ASSERT_LT(steady_clock::now(), bound);
-        pushAdded(emitter, std::to_string(pushed++));
-        std::this_thread::yield();
-    }
+    int pushed = std::stoi(pushUntilLost(emitter)) + 1;
     receiver.emplace(endpoint);
     const int afterwards = pushed;
     std::vector<int> received;
@@ -194,6 +217,63 @@ TEST_F(EventEmitterTest, NeverSendsAgainWhatItFailedToSend) {
     const std::set<int> unique(received.begin(), received.end());
     EXPECT_EQ(unique.size(), received.size());
     EXPECT_LT(received.size(), static_cast<std::size_t>(pushed));
+}
+
+TEST_F(EventEmitterTest, TheTreeOfALostBatchGoesOutAgainOnceThereIsRoom) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    const auto last = pushUntilLost(emitter);
+    ASSERT_TRUE(awaitLosses(losses() + 1));  // what was pushed last is lost now, too
+    receiver.emplace(endpoint);
+    // Nothing happens any more, and the period is long.
+    auto batch = receiver->next();
+    while (batch.device_tree().name() != last) {
+        batch = receiver->next();
+    }
+    EXPECT_THAT(batch.events(), IsEmpty());
+}
+
+TEST_F(EventEmitterTest, ALostBatchIsMissingAmongTheNumbers) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    const auto last = pushUntilLost(emitter);
+    receiver.emplace(endpoint);
+    auto before = receiver->next();
+    std::uint64_t missing = 0;
+    while (before.device_tree().name() != last) {
+        const auto batch = receiver->next();
+        EXPECT_EQ(batch.service_instance(), before.service_instance());
+        missing += batch.service_sequence() - before.service_sequence() - 1;
+        before = batch;
+    }
+    EXPECT_EQ(missing, losses());
+}
+
+TEST_F(EventEmitterTest, NumbersItsBatchesFromOneAndIsAnotherOneEachTime) {
+    std::set<std::string> instances;
+    for (int run = 0; run < 2; ++run) {
+        EventEmitter emitter(milliseconds(1));
+        start(emitter);
+        for (std::uint64_t number = 1; number < 5; ++number) {
+            const auto batch = receiver->next();
+            EXPECT_EQ(batch.service_sequence(), number);
+            instances.insert(batch.service_instance());
+        }
+        emitter.stopThread();
+        while (receiver->hasMore()) {
+            receiver->next();
+        }
+    }
+    EXPECT_EQ(instances.size(), 2U);
+}
+
+TEST_F(EventEmitterTest, GivesTheMessageOfATree) {
+    EventEmitter emitter;
+    for (const auto* name : {"one", "other"}) {
+        emitter.withMessageOf(tree(name), [&](std::string_view bytes) {
+            EXPECT_EQ(bytes, tree(name).toProtoBuf().SerializeAsString());
+        });
+    }
 }
 
 TEST_F(EventEmitterTest, IsNotStartedASecondTime) {
