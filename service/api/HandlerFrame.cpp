@@ -33,14 +33,20 @@ void HandlerFrame::warnIfSlow(const std::string& label, std::chrono::seconds thr
 
 void HandlerFrame::send(const tarn::proto::api_service::ServiceToApiReply& reply,
                         socket::Socket& socket) {
+    send([&reply] { return reply.DebugString(); }, socket,
+         [&reply](socket::Socket& on) { on.sendProtoBuf(&reply); });
+}
+
+void HandlerFrame::send(const std::function<std::string()>& text, socket::Socket& socket,
+                        const std::function<void(socket::Socket&)>& sendOn) {
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
-        utils::logTrace(formatter.formatMessage("Sending " + reply.DebugString()));
+        utils::logTrace(formatter.formatMessage("Sending " + text()));
     }
     endTime = now();
     warnIfSlow(labels.request, labels.processingThreshold);
     try {
         startTime = now();
-        socket.sendProtoBuf(&reply);
+        sendOn(socket);
         endTime = now();
         warnIfSlow(labels.reply, sendThreshold);
     } catch (const std::exception& e) {

@@ -40,6 +40,11 @@ class HandlerFrame {
     /// The work is done. Does not throw: a reply that cannot be sent is logged.
     void send(const tarn::proto::api_service::ServiceToApiReply& reply, socket::Socket& socket);
 
+    /// The same for a reply that is not built as a message: `sendOn` sends it, `text` gives what
+    /// the log says of it and is called only if that is wanted.
+    void send(const std::function<std::string()>& text, socket::Socket& socket,
+              const std::function<void(socket::Socket&)>& sendOn);
+
   private:
     void warnIfSlow(const std::string& label, std::chrono::seconds threshold) const;
 

@@ -171,6 +171,11 @@ void DeviceManager::warn(const std::string& problem) const {
     utils::logWarning(formatMessage(problem));
 }
 
+void DeviceManager::withMessageOf(const DeviceNode& snapshot,
+                                  const std::function<void(std::string_view)>& take) {
+    surroundings.emitter.withMessageOf(snapshot, take);
+}
+
 std::string DeviceManager::debugString() {
     const DeviceNode snapshot = *tree.lock();
     return snapshot.debugString(0);

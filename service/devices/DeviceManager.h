@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -97,6 +98,11 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     /// The tree from its root, with its mutex. Take a copy, which costs nothing, and let go of the
     /// lock before doing anything with it.
     utils::Synchronised<device_tree::DeviceNode>& getTree() { return tree; }
+
+    /// Calls `take` with the message of a snapshot of the tree, serialised: as
+    /// EventEmitter::withMessageOf. Any thread.
+    void withMessageOf(const device_tree::DeviceNode& snapshot,
+                       const std::function<void(std::string_view)>& take);
 
   private:
     void createController(const configuration::TarnDevice& device);

@@ -37,9 +37,9 @@ namespace tarn::service {
 /// dropped. An emitter that has ended does not start again.
 ///
 /// A receiver that is behind gets fewer and larger batches. One that takes nothing for a second
-/// loses a batch, which is logged. The events of that one are never sent again; its tree, or a newer
-/// one, goes out as soon as something is taken again. Batches are numbered as they are made, so that
-/// the receiver can tell that some are missing.
+/// loses a batch, which is logged. The events of that one are never sent again; its tree, or a
+/// newer one, goes out as soon as something is taken again. Batches are numbered as they are made,
+/// so that the receiver can tell that some are missing.
 ///
 /// Every operation may be called from any thread and throws nothing for a failure of the
 /// connection.
@@ -61,8 +61,8 @@ class EventEmitter : public tarn::utils::MessageFormatter {
     void pushEvent(const device_tree::DeviceNode& tree,
                    const tarn::proto::service_event::ServiceEvent* event, bool notify);
 
-    /// Calls `take` with the message of `tree`, serialised; the bytes are gone when it returns. They
-    /// are those that are kept for the batches: only what has changed since then is made anew.
+    /// Calls `take` with the message of `tree`, serialised; the bytes are gone when it returns.
+    /// They are those that are kept for the batches: only what has changed since then is made anew.
     /// Nobody else can have them meanwhile: `take` copies or sends them, and must not wait.
     void withMessageOf(const device_tree::DeviceNode& tree,
                        const std::function<void(std::string_view)>& take);

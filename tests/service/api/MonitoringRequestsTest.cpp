@@ -52,6 +52,24 @@ TEST(GetMonitoringInfo, GivesTheWholeTree) {
     EXPECT_TRUE(askTree(bed) == tree);
 }
 
+TEST(GetMonitoringInfo, IsTheReplyByteByByte) {
+    test::ApiBed bed;
+    bed.start();
+    for (const auto* name : {"first", "second"}) {
+        bed.devices.handleDeviceAddEvent(named(name));
+        ServiceToApiReply expected;
+        expected.set_type(ServiceToApiReply::GET_MONITORING_INFO);
+        expected.set_success(true);
+        const DeviceNode tree = *bed.devices.getTree().lock();
+        tree.toProtoBuf(*expected.MutableExtension(ServiceToApiReplyGetMonitoringInfo::base)
+                             ->mutable_device_tree());
+        const auto reply = bed.ask(ApiToServiceRequest::GET_MONITORING_INFO);
+        EXPECT_EQ(reply.SerializeAsString(), expected.SerializeAsString());
+        EXPECT_EQ(reply.GetReflection()->GetUnknownFields(reply).field_count(), 0);
+        EXPECT_TRUE(bed.log.waitFor("Sending " + expected.DebugString()));
+    }
+}
+
 TEST(GetMonitoringInfo, GivesAConsistentTreeWhileDevicesChange) {
     test::ApiBed bed;
     bed.start();

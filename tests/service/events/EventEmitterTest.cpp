@@ -48,8 +48,9 @@ class EventEmitterTest : public testing::Test {
 
     std::size_t losses() const {
         const auto lines = log.lines();
-        return static_cast<std::size_t>(std::count_if(
-            lines.begin(), lines.end(), [this](const auto& line) { return line.starts_with(loss); }));
+        return static_cast<std::size_t>(
+            std::count_if(lines.begin(), lines.end(),
+                          [this](const auto& line) { return line.starts_with(loss); }));
     }
 
     bool awaitLosses(std::size_t count) const {
