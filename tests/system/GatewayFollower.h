@@ -24,7 +24,8 @@ Devices devicesUnder(const proto::monitoring::DeviceNode& root);
 
 /// A subscriber of the gateway that keeps up, on a thread of its own. It checks what holds for
 /// every batch: its number is the one after the last, and whoever applies its events to the devices
-/// that were there before has the devices that its tree holds.
+/// that were there before has the devices that its tree holds, unless the service's numbers tell
+/// that some are missing.
 class GatewayFollower {
   public:
     explicit GatewayFollower(const std::string& endpoint);
@@ -48,6 +49,7 @@ class GatewayFollower {
     void checkNumber(const Batch& batch);
     void applyEvents(const Batch& batch);
     void checkTree(const Batch& batch);
+    bool isAfterAGap(const Batch& batch) const;
     void note(const std::string& problem);
 
     const std::string endpoint;
@@ -58,6 +60,7 @@ class GatewayFollower {
     std::set<std::string> expected;
     std::string instance;
     std::uint64_t sequence = 0;
+    std::uint64_t sequenceOfService = 0;
     std::uint64_t count = 0;
     std::vector<std::string> found;
 
