@@ -22,6 +22,15 @@ class AskedTreeTest : public test::GatewayBed {
         return batch;
     }
 
+    /// A tree and an empty batch; returns when the subscriber has both.
+    void sendFirstTwo(Subscriber& subscriber) {
+        send(numbered(1, test::treeOnly("first")));
+        send(numbered(2));
+        while (subscriber.next().service_sequence() != 2) {
+            ASSERT_FALSE(HasFailure());
+        }
+    }
+
     /// The next batch with a tree, in a catch-up or not.
     static ServiceEventBatch nextTree(Subscriber& subscriber) {
         auto batch = subscriber.next();
@@ -54,11 +63,7 @@ TEST_F(AskedTreeTest, IsFetchedAfterAGapAndToldToThoseWhoAreThere) {
     AskedService asked(requests, test::treeOnly("first"));
     startGateway();
     Subscriber subscriber(published);
-    send(numbered(1, test::treeOnly("first")));
-    send(numbered(2));
-    while (subscriber.next().service_sequence() != 2) {
-        ASSERT_FALSE(HasFailure());
-    }
+    sendFirstTwo(subscriber);
     asked.changeTo(test::treeOnly("second"));
     send(numbered(4));
     const auto batch = nextTree(subscriber);
@@ -71,11 +76,7 @@ TEST_F(AskedTreeTest, IsFetchedWhenTheServiceIsAnother) {
     AskedService asked(requests, test::treeOnly("first"));
     startGateway();
     Subscriber subscriber(published);
-    send(numbered(1, test::treeOnly("first")));
-    send(numbered(2));
-    while (subscriber.next().service_sequence() != 2) {
-        ASSERT_FALSE(HasFailure());
-    }
+    sendFirstTwo(subscriber);
     asked.changeTo(test::treeOnly("second"));
     send(numbered(3, {}, "another"));
     EXPECT_EQ(test::firstDevice(nextTree(subscriber)), "second");

@@ -1,11 +1,13 @@
 #include "tests/system/GatewayFollower.h"
 
 #include <google/protobuf/util/json_util.h>
+#include <gtest/gtest.h>
 
 #include <chrono>
 
 #include "platform/socket/Socket.h"
 #include "proto/service_event.pb.h"
+#include "tests/system/Api.h"
 
 namespace tarn::test {
 
@@ -43,6 +45,15 @@ Devices devicesUnder(const proto::monitoring::DeviceNode& root) {
         devices[device.id()] = status.ok() ? json : std::string(status.message());
     }
     return devices;
+}
+
+Devices devicesOfTheService(Api& api) {
+    using proto::api_service::ServiceToApiReplyGetMonitoringInfo;
+    const auto reply = api.ask(requestOfType(Api::Request::GET_MONITORING_INFO));
+    EXPECT_TRUE(reply && reply->success());
+    return reply ? devicesUnder(
+                       reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree())
+                 : Devices();
 }
 
 GatewayFollower::GatewayFollower(const std::string& endpoint)

@@ -18,9 +18,16 @@ class ServiceEventBatch;
 
 namespace tarn::test {
 
+class Api;
+
 /// The devices directly under the root: id to everything that is known of it, as JSON.
 using Devices = std::map<std::string, std::string>;
 Devices devicesUnder(const proto::monitoring::DeviceNode& root);
+
+/// As the service itself tells them when it is asked; a failure of the test when it does not.
+Devices devicesOfTheService(Api& api);
+
+constexpr auto publishedEvents = "ipc:///tmp/events.pub";
 
 /// A subscriber of the gateway that keeps up, on a thread of its own. It checks what holds for
 /// every batch: its number is the one after the last, and whoever applies its events to the devices

@@ -13,10 +13,8 @@ namespace tarn::test {
 namespace {
 
 using namespace std::chrono_literals;
-using proto::api_service::ApiToServiceRequest;
-using proto::api_service::ServiceToApiReplyGetMonitoringInfo;
 
-constexpr auto published = "ipc:///tmp/events.pub";
+constexpr auto published = publishedEvents;
 constexpr auto gatewayProgram = "/opt/halden/halden-tarn-gateway/bin/tarnGateway";
 constexpr auto lostBatch = "Internal Event Emitter > Failed sending events on ";
 
@@ -59,12 +57,7 @@ class HaltedGateway : public SystemTest {
         }
     }
 
-    Devices whatTheServiceSays() {
-        const auto reply = api().ask(requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
-        EXPECT_TRUE(reply && reply->success());
-        return devicesUnder(
-            reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree());
-    }
+    Devices whatTheServiceSays() { return devicesOfTheService(api()); }
 
     std::string sections;
     std::unique_ptr<Program> gateway;
