@@ -126,7 +126,7 @@ TEST(GetMonitoringInfo, DoesNotBuildALargeTreeAgain) {
     });
     const DeviceNode tree = *bed.devices.getTree().lock();
     const auto built = shortest([&] { tree.toProtoBuf().SerializeAsString(); });
-    EXPECT_LT(asked, built);
+    EXPECT_LT(2 * asked, built) << asked.count();
 }
 
 TEST(GetMonitoringInfo, WarnsWhenItTakesLong) {
