@@ -48,9 +48,10 @@ Machine::Machine(Transport transport) : where(Places::over(transport)) {
     test::writeConfigurationSections("<Paths><PersistentJobsFolder>" +
                                      std::string(PersistentFolder::path) +
                                      "</PersistentJobsFolder></Paths>" + where.configuration());
-    others.push_back({.name = "gateway",
-                      .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events",
-                                  where.events, "--publish", where.published}});
+    others.push_back(
+        {.name = "gateway",
+         .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events", where.events,
+                     "--publish", where.published, "--requests", where.requests}});
     others.push_back(
         {.name = "host monitor",
          .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
