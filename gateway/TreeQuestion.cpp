@@ -42,11 +42,11 @@ bool TreeQuestion::ask() {
 }
 
 std::optional<TreeQuestion::Outcome> TreeQuestion::take() {
-    answered.reset();
     const std::lock_guard lock(mutex);
     if (state != State::Answered) {
         return std::nullopt;
     }
+    answered.reset();
     state = State::Idle;
     return std::exchange(outcome, Outcome());
 }
