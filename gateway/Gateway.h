@@ -6,10 +6,10 @@
 #include "gateway/GatewayCounters.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/Relay.h"
-#include "gateway/Throttle.h"
 #include "platform/socket/CatchUpPublisher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/Throttle.h"
 
 namespace tarn::gateway {
 
@@ -42,8 +42,8 @@ class Gateway : public utils::MessageFormatter {
 
     Relay relay;
     GatewayCounters counters;
-    Throttle droppedLines;
-    Throttle slowLines;
+    utils::Throttle droppedLines;
+    utils::Throttle slowLines;
     Clock::time_point nextReport;
     std::uint64_t reportedLosses = 0;
     tarn::socket::Socket events;

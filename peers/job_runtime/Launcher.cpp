@@ -1,8 +1,5 @@
 #include "peers/job_runtime/Launcher.h"
 
-#include <signal.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -17,9 +14,10 @@
 #include "peers/job_runtime/PipelineProcess.h"
 #include "peers/job_runtime/SetupServer.h"
 #include "peers/job_runtime/StopRequest.h"
+#include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/ProcessDefaults.h"
 
 namespace tarn::peers {
 
@@ -122,8 +120,9 @@ int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
         if (options.daemon) {
             detach();
         }
-        ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
-        utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
+        utils::ignoreBrokenPipes();
+        utils::raiseDescriptorLimit();
+        utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
         return Launcher(options, protocol).run();
     } catch (const std::exception& e) {
         utils::logError(e.what());

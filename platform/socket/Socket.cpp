@@ -88,6 +88,10 @@ void Socket::sendProtoBuf(const google::protobuf::Message* message) {
     impl->named([&] { impl->send(serialise(*message)); });
 }
 
+bool Socket::owesAnswer() const {
+    return !impl->envelope.isEmpty();
+}
+
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {
     if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot receive this");

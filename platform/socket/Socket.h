@@ -75,6 +75,9 @@ class Socket {
     /// answered yet, or when that client has gone, it throws.
     void sendProtoBuf(const google::protobuf::Message* message);
 
+    /// Whether, on Reply, the last request that was received has not been answered yet.
+    bool owesAnswer() const;
+
     /// Receives one message and parses it (required fields need not be set). A message over
     /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops
     /// the envelope of an unanswered one.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/socket/DescriptorReserve.h"
 #include "platform/socket/SocketRole.h"
 
 namespace tarn::socket {
@@ -184,6 +185,9 @@ bool Socket::Implementation::receiveArrived(Frame& frame) {
 }
 
 bool Socket::Implementation::awaitMessage(const Deadline& deadline, int descriptor) {
+    if (listening) {
+        DescriptorReserve::Report();
+    }
     return settings.protocol == Protocol::Request
                ? awaitAnswer(deadline, descriptor)
                : socket().waitFor(ZMQ_POLLIN, deadline, descriptor);

@@ -44,8 +44,7 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
 
 void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
                                                                socket::Socket& socket) {
-    HandlerFrame frame(*this, {"EngineSubmission request ", "EngineSubmission reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"EngineSubmission request ", "EngineSubmission reply "});
     std::vector<std::string> endpoints;
     std::string error;
     if (!generateJobEndpoints(endpoints, 4, error)) {

@@ -65,8 +65,7 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
 // launch went from the job or from the list of jobs.
 void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
                                                             socket::Socket& socket) {
-    HandlerFrame frame(*this, {"JobSubmission request ", "JobSubmission reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"JobSubmission request ", "JobSubmission reply "});
     std::string ipcEndpoint;
     std::vector<std::string> endpoints;
     std::string error;

@@ -10,8 +10,7 @@ using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyGetMonitoringInfo;
 
 void ApiToServiceRequestHandler::handleGetMonitoringInfoRequest(Request&, socket::Socket& socket) {
-    HandlerFrame frame(*this, {"GetMonitoringInfo request ", "GetMonitoringInfo reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"GetMonitoringInfo request ", "GetMonitoringInfo reply "});
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::GET_MONITORING_INFO);
     reply.set_success(true);

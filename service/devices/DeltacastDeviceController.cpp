@@ -322,7 +322,7 @@ void DeltacastDeviceController::stopOrKillRunningService() {
     checkThread();
     const int id = getDeltacastServicePid();
     std::string error;
-    if (!sendStop(error)) {
+    if (!sendStop(error) && !isStopped()) {
         logFailure("Error string received: " + error);
     }
     if (id != 0) {

@@ -1,5 +1,7 @@
 #include "service/devices/DeviceManager.h"
 
+#include <utility>
+
 #include "platform/utils/Log.h"
 #include "proto/service_event.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
@@ -76,31 +78,34 @@ bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
 
 void DeviceManager::createController(const TarnDevice& device) {
     if (device.type == TarnDeviceType::DELTACAST) {
-        deltacastController = surroundings.makeDeltacastController(device.monitoringInterface);
-        controllers.push_back(deltacastController);
+        const auto made = surroundings.makeDeltacastController(device.monitoringInterface);
+        auto locked = controllers.lock();
+        locked->deltacast = made;
+        locked->all.push_back(made);
         return;
     }
-    controllers.push_back(surroundings.makeProtocolController(device.monitoringInterface));
+    const auto made = surroundings.makeProtocolController(device.monitoringInterface);
+    controllers.lock()->all.push_back(made);
 }
 
 void DeviceManager::createLoopStorageControllers() {
     for (const auto& storage : surroundings.configuration.getLoopStorages()) {
         if (storage) {
-            loopStorageController = surroundings.makeLoopStorageController(*storage);
-            controllers.push_back(loopStorageController);
+            const auto made = surroundings.makeLoopStorageController(*storage);
+            auto locked = controllers.lock();
+            locked->loopStorage = made;
+            locked->all.push_back(made);
         }
     }
 }
 
 void DeviceManager::destroyControllers() {
-    loopStorageController.reset();
-    deltacastController.reset();
-    controllers.clear();
+    const auto ended = std::exchange(*controllers.lock(), {});
 }
 
 void DeviceManager::stopControllers() {
-    for (const auto& listed : controllers) {
-        const auto controller = listed;  // lives until it has stopped
+    const auto all = controllers.lock()->all;  // they live until they have stopped
+    for (const auto& controller : all) {
         controller->stop();
     }
 }

@@ -18,7 +18,10 @@ namespace {
 
 std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
     const configuration::LoopStorageConfigurationHandler& storage, TrackTasks& tasks) {
-    const LoopStorageDeviceController::Surroundings surroundings{tasks};
+    // Controllers go when the process ends, and the tickets with them: nobody is left to ask how an
+    // operation ended that the server goes on with.
+    const LoopStorageDeviceController::Surroundings surroundings{
+        .tasks = tasks, .patience = std::chrono::milliseconds(0)};
     if (storage.isTcpInterface()) {
         return std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
                                                              storage.getPort(), surroundings);

@@ -74,6 +74,8 @@ void runShutdownSequence(int signal, const RunningParts& parts) {
     parts.resourceManagerServer.terminate();
     utils::logInfo("Resource manager handler terminated");
 
+    // Nobody has anything to say after the last line.
+    parts.devices.destroyControllers();
     utils::logInfo("Service terminated");
 }
 

@@ -55,7 +55,7 @@ std::list<RunningJob> endingJobs(ResourceManagerProxy& resourceManager) {
     std::list<RunningJob> jobs;
     std::string error;
     if (!resourceManager.getRunningJobs(jobs, error)) {
-        utils::logError("Failed to get running jobs: " + error);
+        utils::logError("Cannot look for jobs that are still ending: " + error);
     }
     const auto deadline = Clock::now() + askingBound;
     jobs.remove_if([&](const RunningJob& job) {
@@ -88,7 +88,10 @@ void awaitEndingJobs(ResourceManagerProxy& resourceManager,
         if (jobs.empty()) {
             return;
         }
-    } while (Clock::now() < deadline && !pause(period));
+        if (pause(period)) {
+            return;
+        }
+    } while (Clock::now() < deadline);
     utils::logWarning(std::to_string(jobs.size()) + " job(s) have not ended yet");
 }
 

@@ -25,6 +25,7 @@ class DeltacastStartUpTest : public testing::Test {
             [this] { return status; },
             [this](std::uint32_t seconds) {
                 calls.push_back("wait " + std::to_string(seconds));
+                isStopped = isStoppedWhileWaiting;
                 return starts;
             },
             [this](const std::string& path) {
@@ -48,6 +49,7 @@ class DeltacastStartUpTest : public testing::Test {
     bool fileIsGood = true;
     bool defaultIsGood = true;
     bool isStopped = false;
+    bool isStoppedWhileWaiting = false;
     std::vector<std::string> calls;
 };
 
@@ -112,6 +114,13 @@ TEST_F(DeltacastStartUpTest, EndsWithTheStopOfTheService) {
     run();
     EXPECT_THAT(calls, ElementsAre("pause 3000"));
     EXPECT_THAT(log.lines(), ElementsAre(looking));
+}
+
+TEST_F(DeltacastStartUpTest, LogsNoErrorWhenTheStopEndsTheWait) {
+    starts = false;
+    isStoppedWhileWaiting = true;
+    run();
+    EXPECT_THAT(log.lines(), ElementsAre(looking, done, unreachable));
 }
 
 }  // namespace tarn::service

@@ -87,7 +87,14 @@ TEST_F(EndingJobs, AreWaitedForNoLongerThanTheBound) {
 
 TEST_F(EndingJobs, AreNotWaitedForWhenTheServiceIsToStop) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
-    awaitEndingJobs(bed.proxy, [](auto) { return true; });
+    awaitEndingJobs(bed.proxy, [this](auto) { return ++pauses > 0; });
+    EXPECT_EQ(pauses, 1);
+    EXPECT_FALSE(bed.log.contains("have not ended yet"));
+}
+
+TEST_F(EndingJobs, AreNotWaitedForLongerThanTheBound) {
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    awaitEndingJobs(bed.proxy, [](auto) { return false; }, 1ms);
     EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
 }
 
@@ -96,7 +103,9 @@ TEST_F(EndingJobs, CannotBeKnownWithoutTheResourceManager) {
     bed.proxy.disconnect(ignored);
     await();
     EXPECT_EQ(pauses, 0);
-    EXPECT_TRUE(bed.log.contains("ERROR Failed to get running jobs: "));
+    EXPECT_TRUE(bed.log.contains("ERROR Cannot look for jobs that are still ending: "));
+    // which is what the shutdown says
+    EXPECT_FALSE(bed.log.contains("Failed to get running jobs"));
 }
 
 }  // namespace tarn::service
