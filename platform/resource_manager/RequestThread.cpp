@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "platform/utils/Log.h"
 #include "proto/resource_manager.pb.h"
 
 namespace tarn::resource_manager {
@@ -40,7 +39,7 @@ void RequestThread::run(const std::stop_token& stop) {
         } catch (const tarn::socket::ZmqContextTerminationException&) {
             return;
         } catch (const std::exception& e) {
-            tarn::utils::logWarning(formatMessage(e.what()));
+            notServed.log(formatMessage(e.what()));
         }
     }
 }
@@ -53,7 +52,7 @@ void RequestThread::waitAndServe(const std::stop_token& stop) {
         case 1:
             return;
         default:
-            tarn::utils::logError(formatMessage("Waiting for requests failed: " + error));
+            notWaited.log(formatMessage("Waiting for requests failed: " + error));
             pauseUnlessStopped(stop);
     }
 }

@@ -7,6 +7,7 @@
 #include "platform/resource_manager/RequestDispatcher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::resource_manager {
 
@@ -23,6 +24,8 @@ class RequestThread : private tarn::utils::MessageFormatter {
 
     const std::unique_ptr<tarn::socket::Socket> socket;  // used by the thread alone
     RequestDispatcher dispatcher;
+    tarn::utils::RepeatedFailure notServed{tarn::utils::LogLevel::Warning};
+    tarn::utils::RepeatedFailure notWaited{tarn::utils::LogLevel::Error};
     std::jthread thread;  // last: it uses the others
 };
 

@@ -53,6 +53,7 @@ ConsoleAppender::~ConsoleAppender() {
 }
 
 void ConsoleAppender::close() {
+    const log4cplus::thread::MutexGuard lock(access_mutex);  // which append is called with
     output.reset();
     closed = true;
 }

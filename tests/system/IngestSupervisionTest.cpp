@@ -36,6 +36,16 @@ TEST_F(IngestSupervision, anIngestServiceThatNeedsFourSecondsIsWaitedFor) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
+TEST_F(IngestSupervision, anInterruptWhileOneIsWaitedForLogsNoError) {
+    configureMisbehaving("--start-after 9");
+    launchService();
+    ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
+    const auto before = service().logLength();
+    expectPromptStop(5s);
+    EXPECT_TRUE(service().log().find("Service terminated", before));
+    EXPECT_FALSE(service().log().find("ERROR", before)) << service().log().text();
+}
+
 TEST_F(IngestSupervision, anIngestServiceThatNeedsNineSecondsIsWaitedFor) {
     configureMisbehaving("--start-after 9");
     startService();

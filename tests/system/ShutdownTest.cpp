@@ -1,8 +1,11 @@
+#include <gmock/gmock.h>
 #include <signal.h>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 
 #include "tests/support/MachineTime.h"
@@ -44,7 +47,14 @@ void expectWholeSequence(const OutputLines& log) {
     }
 }
 
-class Shutdown : public SystemTest {};
+class Shutdown : public SystemTest {
+  protected:
+    static bool hasMapped(pid_t process, const std::string& file) {
+        std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+        const std::string text{std::istreambuf_iterator<char>(maps), {}};
+        return text.find(file) != std::string::npos;
+    }
+};
 
 class StopSignal : public Shutdown, public ::testing::WithParamInterface<int> {};
 
@@ -54,12 +64,24 @@ TEST_P(StopSignal, runsTheWholeSequenceAndEndsWithStatusZero) {
     EXPECT_EQ(service().waitForEnd(), Ending::exited(0));
     EXPECT_TRUE(service().log().contains("TRACE Caught signal " + std::to_string(GetParam())));
     expectWholeSequence(service().log());
+    EXPECT_THAT(service().log().all().back(), ::testing::HasSubstr("Service terminated"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StopSignal, ::testing::Values(SIGINT, SIGQUIT),
                          [](const auto& test) {
                              return std::string("sig") + ::sigabbrev_np(test.param);
                          });
+
+TEST_F(Shutdown, isNotHeldUpByAStepOfTheStartThatTakesForEver) {
+    configureSections("<KLN><Plugin>" TARN_STUCK_PLUGIN "</Plugin></KLN>");
+    launchService();
+    ASSERT_TRUE(eventually([this] { return hasMapped(service().id(), TARN_STUCK_PLUGIN); }));
+    const MachineTime time;
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LT(time.elapsed(), 5s);
+    expectWholeSequence(service().log());
+    EXPECT_THAT(service().log().all().back(), ::testing::HasSubstr("Service terminated"));
+}
 
 TEST_F(Shutdown, withoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
     startService();
