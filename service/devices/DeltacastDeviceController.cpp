@@ -177,7 +177,9 @@ bool DeltacastDeviceController::connectToServiceIfNeeded() {
         link = Link::Up;
         return true;
     } catch (const std::exception& e) {
-        logFailure(std::string("Failed connecting: ") + e.what());
+        if (!isStopped()) {
+            logFailure(std::string("Failed connecting: ") + e.what());
+        }
         disconnectFromService();
         return false;
     }

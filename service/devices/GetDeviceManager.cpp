@@ -18,10 +18,10 @@ namespace {
 
 std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
     const configuration::LoopStorageConfigurationHandler& storage, TrackTasks& tasks) {
-    // Controllers go when the process ends, and the tickets with them: nobody is left to ask how an
-    // operation ended that the server goes on with.
+    // Controllers go when the process ends, and the tickets with them. Operations that were taken
+    // must still reach the server; how long they take there nobody is left to ask.
     const LoopStorageDeviceController::Surroundings surroundings{
-        .tasks = tasks, .patience = std::chrono::milliseconds(0)};
+        .tasks = tasks, .patience = std::chrono::seconds(2)};
     if (storage.isTcpInterface()) {
         return std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
                                                              storage.getPort(), surroundings);

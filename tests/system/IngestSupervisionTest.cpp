@@ -40,6 +40,7 @@ TEST_F(IngestSupervision, anInterruptWhileOneIsWaitedForLogsNoError) {
     configureMisbehaving("--start-after 9");
     launchService();
     ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
+    ASSERT_TRUE(eventually([] { return !misbehavingProcesses().empty(); }));
     const auto before = service().logLength();
     expectPromptStop(5s);
     EXPECT_TRUE(service().log().find("Service terminated", before));

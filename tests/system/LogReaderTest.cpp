@@ -25,7 +25,7 @@ class LogReader : public SystemTest {
 
     void interruptService() {
         for (const auto& found : processesRunning(Service::program)) {
-            if (found.command == Service::program) {
+            if (found.command.starts_with(Service::program)) {
                 ::kill(found.id, SIGINT);
             }
         }
@@ -42,6 +42,7 @@ class LogReader : public SystemTest {
         for (const auto& reader : processesRunning("sleep 1000")) {
             ::kill(reader.id, SIGKILL);
         }
+        shell->waitForEnd(std::chrono::seconds(20));
         SystemTest::TearDown();
     }
 
