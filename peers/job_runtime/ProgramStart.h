@@ -19,7 +19,8 @@ struct ProgramStart {
 std::string besideThisProgram(const std::string& name);
 
 /// Starts it as the leader of a process group of its own, with the signals of a fresh program, the
-/// limit of descriptors that this process was started with, and no other descriptors. Throws std::system_error when it cannot be started.
+/// limit of descriptors that this process was started with, and no other descriptors. Throws
+/// std::system_error when it cannot be started.
 pid_t startProgram(const ProgramStart& start);
 
 }  // namespace tarn::peers
