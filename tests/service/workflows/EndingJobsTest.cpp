@@ -94,7 +94,8 @@ TEST_F(EndingJobs, AreNotWaitedForWhenTheServiceIsToStop) {
 
 TEST_F(EndingJobs, AreNotWaitedForLongerThanTheBound) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
-    awaitEndingJobs(bed.proxy, [](auto) { return false; }, 1ms);
+    awaitEndingJobs(
+        bed.proxy, [](auto) { return false; }, 1ms);
     EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
 }
 
