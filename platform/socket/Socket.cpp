@@ -42,6 +42,12 @@ void Socket::connect(const SocketEndpoint& endpoint, std::uint32_t timeoutMs) {
     impl->named([&] { impl->open(endpoint, milliseconds(timeoutMs)); });
 }
 
+void Socket::unbind(const SocketEndpoint& endpoint) {
+    if (impl->listening) {
+        impl->named([&] { impl->listening->remove(endpoint); });
+    }
+}
+
 void Socket::createAndConnect(Protocol protocol, const SocketEndpoint& endpoint,
                               std::uint32_t timeoutMs) {
     create(protocol);
@@ -89,11 +95,23 @@ void Socket::sendProtoBuf(const google::protobuf::Message* message) {
 }
 
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {
+    receiveProtoBuf(message, maxBytes, [](std::string_view) { return true; });
+}
+
+bool Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes,
+                             const Admits& admits) {
     if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot receive this");
     }
     impl->checkDirection(receives, "receive");
-    impl->receive([&](Frame& frame) { parse(frame, *message, maxBytes); });
+    bool isAdmitted = false;
+    impl->receive([&](Frame& frame) {
+        isAdmitted = admits(viewOf(frame));
+        if (isAdmitted) {
+            parse(frame, *message, maxBytes);
+        }
+    });
+    return isAdmitted;
 }
 
 void Socket::sendBytes(std::string_view bytes) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -53,6 +54,11 @@ class Socket {
     /// endpoints, one call each.
     void connect(const SocketEndpoint& endpoint, std::uint32_t timeoutMs);
 
+    /// Of a socket that binds: listens there no more, and ends the connections that were made
+    /// there; what they brought and nobody has received yet may be lost. Somebody else can listen
+    /// there at once. Does nothing when it does not listen there.
+    void unbind(const SocketEndpoint& endpoint);
+
     /// create and connect; closes again when connect throws.
     void createAndConnect(Protocol protocol, const SocketEndpoint& endpoint,
                           std::uint32_t timeoutMs);
@@ -79,6 +85,12 @@ class Socket {
     /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops
     /// the envelope of an unanswered one.
     void receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes);
+
+    /// The same for a message that `admits` lets in, which sees its bytes first, however many there
+    /// are. False when it did not: the message is dropped, and `message` is untouched.
+    using Admits = std::function<bool(std::string_view bytes)>;
+    bool receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes,
+                         const Admits& admits);
 
     /// The same for a message that is serialised already, or that is not looked into here.
     void sendBytes(std::string_view bytes);
