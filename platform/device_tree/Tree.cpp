@@ -47,6 +47,14 @@ std::optional<Tree> Tree::subtree(std::string_view id) const {
     return Tree(*at(place->parent).children.find(id), index, place);
 }
 
+std::optional<Tree> Tree::child(std::string_view id) const {
+    const auto* found = root->children.find(id);
+    if (!found) {
+        return std::nullopt;
+    }
+    return Tree(*found, index, PlacePointer(new Place(base, (*found)->description)));
+}
+
 std::vector<Tree> Tree::children() const {
     std::vector<Tree> result;
     result.reserve(root->children.size());

@@ -34,6 +34,9 @@ class Tree : public Counted<Tree> {
     Found find(std::string_view id) const;
     std::optional<Tree> subtree(std::string_view id) const;
 
+    /// One of the node's own children.
+    std::optional<Tree> child(std::string_view id) const;
+
     /// In the order of their ids.
     std::vector<Tree> children() const;
 
