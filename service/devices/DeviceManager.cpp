@@ -147,11 +147,12 @@ void DeviceManager::handleDeviceRemoveEvent(const std::string& id) {
     auto deviceClass = DeviceClass::Generic;
     {
         auto root = tree.lock();
-        if (const auto node = root->getDeviceById(id)) {
+        if (const auto node = root->getSubDevice(id)) {
             deviceClass = node->getDeviceClass();
         }
         std::string error;
-        if (!root->removeSubDevice(id, /*deep=*/true, error)) {
+        // Another device may have a part of that id, which stays.
+        if (!root->removeSubDevice(id, /*deep=*/false, error)) {
             utils::logError(formatMessage(error));
         }
     }

@@ -28,7 +28,7 @@ std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
 
 DevicePresence& devicePresence() {
     static DevicePresence presence([](const std::string& id) {
-        return GetDeviceManager().getTree().lock()->getDeviceById(id) != nullptr;
+        return GetDeviceManager().getTree().lock()->getSubDevice(id) != nullptr;
     });
     return presence;
 }
@@ -54,9 +54,11 @@ DeviceManager& GetDeviceManager() {
         {configuration::GetConfigurationHandler(), GetDeviceEventListener(), GetEventEmitter(),
          [](const std::string& endpoint) {
              return std::make_shared<TarnProtocolDeviceController>(
-                 endpoint,
-                 TarnProtocolDeviceController::Surroundings{.listener = GetDeviceEventListener(),
-                                                            .presence = &devicePresence()});
+                 endpoint, TarnProtocolDeviceController::Surroundings{
+                               .listener = GetDeviceEventListener(),
+                               .presence = &devicePresence(),
+                               .eventEndpoints = EventEndpointRules::of(
+                                   configuration::GetConfigurationHandler())});
          },
          [](const configuration::LoopStorageConfigurationHandler& storage) {
              return makeLoopStorageController(storage, tasks);

@@ -189,8 +189,25 @@ TEST_F(DeviceManagerTest, TellsOfTheRemovalOfAnUnknownDeviceWithClassZeroAndLogs
     manager.handleDeviceRemoveEvent("cam9");
     EXPECT_THAT(test::describeEvents(batches.next()), ElementsAre("3 cam9 class 0"));
     std::string error;
-    EXPECT_FALSE(tree().removeSubDevice("cam9", true, error));
+    EXPECT_FALSE(tree().removeSubDevice("cam9", false, error));
     EXPECT_TRUE(bed.log.has("ERROR DeviceManager > " + error));
+}
+
+TEST_F(DeviceManagerTest, ADeviceThatGoesLeavesThePartOfItsIdInAnotherDevice) {
+    auto rack = camera("a rack");  // comes first when the tree is walked
+    std::string error;
+    rack.addSubDevice(std::make_shared<DeviceNode>(camera("cam1", 5)), /*replace=*/false, error);
+    manager.handleDeviceAddEvent(rack);
+    manager.handleDeviceAddEvent(camera("cam1"));
+    manager.handleDeviceRemoveEvent("cam1");
+    EXPECT_THAT(tree().getSubDevices(), ElementsAre(rack));
+    manager.handleShutdownEvent("cam1");
+    EXPECT_THAT(tree().getSubDevices(), ElementsAre(rack));
+    EXPECT_TRUE(bed.log.contains("ERROR DeviceManager > "));
+    startEmitter();
+    EXPECT_THAT(
+        test::describeEvents(batches.next()),
+        ElementsAre("2 a rack class 2", "2 cam1 class 2", "3 cam1 class 2", "3 cam1 class 0"));
 }
 
 TEST_F(DeviceManagerTest, ADeviceThatShutsDownIsRemoved) {
