@@ -76,6 +76,9 @@ class Chaos {
     void fillDisk();
     void freeDisk();
 
+    // With a device that is too much: OddDeviceActions.cpp.
+    void changeOddDevice();
+
     std::vector<std::int64_t> spareTracks() const;
     TrackChange newTrackChange();
     void note(const TrackChange& change, TrackBook::Outcome outcome);

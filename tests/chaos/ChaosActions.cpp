@@ -27,6 +27,7 @@ const std::vector<Chaos::Action>& Chaos::actions() {
         {"tracks cleared", 2, Needs::ServiceUp, &Chaos::clearTrack},
         {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
         {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
+        {"changes of the odd device", 4, Needs::Nothing, &Chaos::changeOddDevice},
         {"disks filled", 2, Needs::Nothing, &Chaos::fillDisk},
         {"disks freed", 6, Needs::Nothing, &Chaos::freeDisk},
     };

@@ -74,10 +74,17 @@ void add(const DeviceNode& node, Devices& devices) {
     }
 }
 
+void addDevice(const DeviceNode& device, Devices& devices) {
+    add(device, devices);
+    if (device.global_status().level() == proto::monitoring::GlobalStatus::ERROR) {
+        devices.inError.insert(device.id());
+    }
+}
+
 Devices devicesUnder(const DeviceNode& root) {
     Devices devices;
     for (const auto& device : root.sub_devices()) {
-        add(device, devices);
+        addDevice(device, devices);
     }
     return devices;
 }
@@ -128,7 +135,8 @@ std::optional<Devices> realDevices(const Machine& machine) {
         return std::nullopt;
     }
     Devices devices;
-    add(*host, devices);
+    addDevice(*host, devices);
+    machine.oddDevice().addTo(devices);
     devices.nodes.insert(storageId(places));
     devices.tracks = std::move(*tracks);
     return devices;

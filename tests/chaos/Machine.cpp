@@ -55,6 +55,7 @@ Machine::Machine(Transport transport) : where(Places::over(transport)) {
         {.name = "host monitor",
          .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
                      where.monitor, "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
+    others.push_back({.name = OddDevice::name, .command = odd.command()});
     for (auto& companion : others) {
         start(companion);
     }
@@ -107,6 +108,16 @@ void Machine::start(Companion& companion) {
 void Machine::killHard(Companion& companion) {
     companion.run->signal(SIGKILL);
     companion.run->waitForEnd(longestEnd);
+}
+
+void Machine::changeOddDevice(OddDevice::Mode mode) {
+    odd.become(mode);
+    const auto companion = std::find_if(others.begin(), others.end(), [](const Companion& other) {
+        return other.name == OddDevice::name;
+    });
+    killHard(*companion);
+    companion->command = odd.command();
+    start(*companion);
 }
 
 void Machine::deleteRegistry() {

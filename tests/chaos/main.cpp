@@ -52,7 +52,9 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app("Kills, interrupts and fills disks at random, then looks whether all is well");
+    CLI::App app(
+        "Kills, interrupts, fills disks and makes a device too deep or too large at random, then "
+        "looks whether all is well");
     app.add_option("--seconds", options.seconds, "How long");
     app.add_option("--seed", options.seed, "Which chaos");
     app.add_option("--logs", options.logs, "Folder for the logs of a chaos that found something")
