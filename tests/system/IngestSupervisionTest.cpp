@@ -112,6 +112,26 @@ TEST_F(IngestSupervision, anIngestServiceThatDiesAtOnceStopsNothingElse) {
     EXPECT_TRUE(api().info());
 }
 
+TEST_F(IngestSupervision, jobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain) {
+    configureMisbehaving("");
+    startService();
+    const auto job = startJob({.pipeline = endless, .persistent = true, .persistentName = "kept"});
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    ASSERT_TRUE(job->waitForEnd());
+    for (const auto id : misbehavingProcesses()) {
+        ::kill(id, SIGTERM);
+    }
+    ASSERT_TRUE(eventually([] { return misbehavingProcesses().empty(); }));
+
+    configureMisbehaving("--die-at-once");
+    startService();
+    ASSERT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    const auto failed = service().log().find(std::string("ERROR ") + startFailed);
+    ASSERT_TRUE(failed);
+    EXPECT_TRUE(service().log().find("Regenerating persistent jobs (if any)", *failed));
+    ASSERT_TRUE(eventually([&] { return isListed(job->id()); }));
+}
+
 TEST_F(IngestSupervision, anIngestServiceThatAnswersWronglyIsNeverRunning) {
     configureMisbehaving("--answers wrong-type");
     startService();

@@ -211,7 +211,10 @@ TEST_F(Shutdown, withoutAResourceManagerTheServiceServesAndStops) {
     ASSERT_TRUE(jobs);
     EXPECT_TRUE(jobs->empty());
     EXPECT_TRUE(service().waitForLog("Failed to get running jobs: "));
-    EXPECT_TRUE(service().waitForLog("Failed to clear dead processes: "));
+    constexpr auto notCleared = "ERROR Failed to clear dead processes: ";
+    ASSERT_TRUE(service().waitForLog(notCleared));
+    EXPECT_TRUE(
+        service().waitForLogAfter(service().log().find(notCleared).value() + 1, notCleared));
     EXPECT_EQ(service().stop(), Ending::exited(0));
     const auto failed = service().log().find("Failed disconnecting ResourceManagerProxy: ");
     ASSERT_TRUE(failed);

@@ -1,6 +1,7 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <list>
 #include <set>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
@@ -138,8 +139,14 @@ TEST_F(TcpEndpoints, resourcesOnEveryInterfaceAreReachedOnThisHost) {
     EXPECT_FALSE(service().log().contains("Failed connecting ResourceManagerProxy"));
     resource_manager::ResourceManagerProxy proxy;
     std::string error;
-    EXPECT_TRUE(proxy.connect(socket::SocketEndpoint::FromString("tcp://localhost:20300"), error))
-        << error;
+    for (const std::string host : {"localhost", "127.0.0.2"}) {
+        EXPECT_TRUE(
+            proxy.connect(socket::SocketEndpoint::FromString("tcp://" + host + ":20300"), error))
+            << error;
+        std::list<resource_manager::RunningJob> jobs;
+        EXPECT_TRUE(proxy.getRunningJobs(jobs, error)) << error;
+        EXPECT_TRUE(proxy.disconnect(error)) << error;
+    }
     const auto job = startJob({.pipeline = endless});
     EXPECT_TRUE(isListed(job->id()));
     EXPECT_TRUE(job->destroy());

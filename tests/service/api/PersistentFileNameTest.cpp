@@ -3,29 +3,41 @@
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <limits>
+#include <optional>
+#include <string>
 
 namespace tarn::service {
 
 using testing::HasSubstr;
 
-std::time_t localTime(int year, int month, int day, int hour, int minute, int second) {
-    std::tm local{};
-    local.tm_year = year - 1900;
-    local.tm_mon = month - 1;
-    local.tm_mday = day;
-    local.tm_hour = hour;
-    local.tm_min = minute;
-    local.tm_sec = second;
-    local.tm_isdst = -1;
-    return std::mktime(&local);
+/// In a zone that is neither that of the machine nor UTC.
+class StampedFileName : public testing::Test {
+  protected:
+    StampedFileName() {
+        if (const char* const zone = std::getenv("TZ")) {
+            before = zone;
+        }
+        ::setenv("TZ", "HERE-05:30", /*replace=*/1);
+        ::tzset();
+    }
+    ~StampedFileName() override {
+        before ? ::setenv("TZ", before->c_str(), /*replace=*/1) : ::unsetenv("TZ");
+        ::tzset();
+    }
+
+    static constexpr std::time_t moment = 1709609829;  // 2024-03-05 03:37:09 UTC
+
+  private:
+    std::optional<std::string> before;
+};
+
+TEST_F(StampedFileName, IsTheLocalTimeAndTheNameOfTheJob) {
+    EXPECT_EQ(stampedFileName(moment, "cam1"), "20240305-090709_cam1");
 }
 
-TEST(PersistentFileName, IsTheLocalTimeAndTheNameOfTheJob) {
-    EXPECT_EQ(stampedFileName(localTime(2024, 3, 5, 14, 7, 9), "cam1"), "20240305-140709_cam1");
-}
-
-TEST(PersistentFileName, SaysUnknownWhenTheTimeCannotBeTold) {
+TEST_F(StampedFileName, SaysUnknownWhenTheTimeCannotBeTold) {
     EXPECT_EQ(stampedFileName(std::numeric_limits<std::time_t>::max(), "cam1"), "unk_cam1");
 }
 

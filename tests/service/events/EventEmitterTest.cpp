@@ -40,10 +40,19 @@ class EventEmitterTest : public testing::Test {
         emitter.startThread(socket::SocketEndpoint::FromString(receiver->endpoint()));
     }
 
+    void startAndAwaitFirstBatch(EventEmitter& emitter) {
+        start(emitter);
+        pushAdded(emitter, "first");
+        receiver->next();
+    }
+
     static void pushAdded(EventEmitter& emitter, const std::string& id) {
         const auto event = added(id);
         emitter.pushEvent(tree(id), &event, /*notify=*/true);
     }
+
+    // In which nothing must come; whatever is sent at once does.
+    static constexpr milliseconds aMoment{200};
 
     const test::LogCapture log;
     std::optional<test::BatchReceiver> receiver{std::in_place};
@@ -73,15 +82,17 @@ TEST_F(EventEmitterTest, HasAPeriodOfOneSecond) {
 }
 
 TEST_F(EventEmitterTest, FoldsStatusChangesIntoOneBatchWithTheLatestTreeAndNoEvents) {
-    EventEmitter emitter(milliseconds(200));
-    emitter.pushEvent(tree("first"), nullptr, /*notify=*/false);
-    emitter.pushEvent(tree("second"), nullptr, /*notify=*/false);
-    emitter.pushEvent(tree("third"), nullptr, /*notify=*/false);
-    start(emitter);
+    EventEmitter emitter(hours(1));
+    startAndAwaitFirstBatch(emitter);
+    for (const auto* const name : {"first", "second", "third"}) {
+        emitter.pushEvent(tree(name), nullptr, /*notify=*/false);
+    }
+    EXPECT_FALSE(receiver->hasMore(aMoment));
+    emitter.stopThread();  // what has gathered goes out at once
     const auto batch = receiver->next();
     EXPECT_EQ(batch.device_tree().name(), "third");
     EXPECT_THAT(batch.events(), IsEmpty());
-    EXPECT_FALSE(receiver->next().has_device_tree());
+    EXPECT_FALSE(receiver->hasMore());
 }
 
 TEST_F(EventEmitterTest, NothingOfABatchIsInALaterOne) {
@@ -108,21 +119,36 @@ TEST_F(EventEmitterTest, NothingOfABatchIsInALaterOne) {
     EXPECT_THAT(batch.events(), IsEmpty());
 }
 
+// More than once: by then its thread waits, and must be woken.
 TEST_F(EventEmitterTest, SendsAtOnceWhenADeviceIsAdded) {
     EventEmitter emitter(hours(1));
     start(emitter);
-    pushAdded(emitter, "cam1");
-    const auto batch = receiver->next();
-    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 0"));
-    EXPECT_EQ(batch.device_tree().name(), "cam1");
+    for (int i = 0; i < 20; ++i) {
+        const auto id = "cam" + std::to_string(i);
+        pushAdded(emitter, id);
+        const auto batch = receiver->next();
+        EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 " + id + " class 0"));
+        EXPECT_EQ(batch.device_tree().name(), id);
+    }
 }
 
 TEST_F(EventEmitterTest, AStatusChangeDoesNotWakeIt) {
     EventEmitter emitter(hours(1));
-    start(emitter);
+    startAndAwaitFirstBatch(emitter);
     emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    EXPECT_FALSE(receiver->hasMore(aMoment));
     pushAdded(emitter, "cam1");
     EXPECT_THAT(test::describeEvents(receiver->next()), ElementsAre("2 cam1 class 0"));
+}
+
+TEST_F(EventEmitterTest, AStatusChangeDoesNotHoldAnAddedDeviceBack) {
+    EventEmitter emitter(hours(1));
+    pushAdded(emitter, "cam1");
+    emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    start(emitter);
+    const auto batch = receiver->next();
+    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 0"));
+    EXPECT_EQ(batch.device_tree().name(), "status");
 }
 
 TEST_F(EventEmitterTest, SendsTheSnapshotAlsoWhenTheTreeChangesLater) {

@@ -93,6 +93,30 @@ TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
     EXPECT_FALSE(deadJobCleaner->joinable());
 }
 
+TEST(DeadJobCleaner, ClearsEveryTwoSecondsUntilItIsStopped) {
+    const test::LogCapture log;
+    std::vector<std::chrono::milliseconds> pauses;
+    mustRun = true;
+    deadJobCleanerFunction([&](std::chrono::milliseconds duration) {
+        pauses.push_back(duration);
+        // this process's own proxy is not connected: a line for each time that it was asked
+        EXPECT_EQ(log.lines().size(), pauses.size());
+        mustRun = pauses.size() < 3;
+    });
+    EXPECT_THAT(pauses, testing::Each(std::chrono::seconds(2)));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(testing::StartsWith("ERROR Failed to clear dead processes: "),
+                            testing::StartsWith("ERROR Failed to clear dead processes: "),
+                            testing::StartsWith("ERROR Failed to clear dead processes: ")));
+}
+
+TEST(DeadJobCleaner, DoesNothingOnceItIsStopped) {
+    const test::LogCapture log;
+    mustRun = false;
+    deadJobCleanerFunction([](std::chrono::milliseconds) { FAIL() << "it did not end"; });
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
+}
+
 TEST_F(ShutdownSequence, EndsACleanerThatHasNotRunYet) {
     startDeadJobCleaner();
     shutDown();
