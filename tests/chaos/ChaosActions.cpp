@@ -1,4 +1,4 @@
-// What can happen, and all of it but what happens to jobs and tracks.
+// What can happen, and all of it but what happens to jobs and tracks and what takes long.
 #include "tests/chaos/Chaos.h"
 
 namespace tarn::chaos {
@@ -27,6 +27,17 @@ const std::vector<Chaos::Action>& Chaos::actions() {
         {"tracks cleared", 2, Needs::ServiceUp, &Chaos::clearTrack},
         {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
         {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
+        {"halts of the gateway", 1, Needs::ServiceUp, &Chaos::haltGateway, Frequency::Seldom},
+        {"jobs that were ended and submitted again at once", 3, Needs::ServiceUp,
+         &Chaos::resubmitAtOnce, Frequency::Seldom},
+        {"services short of descriptors", 1, Needs::ServiceUp, &Chaos::takeDescriptorsOfService,
+         Frequency::Seldom},
+        {"gateways short of descriptors", 1, Needs::ServiceUp, &Chaos::takeDescriptorsOfGateway,
+         Frequency::Seldom},
+        {"services whose log nobody read any more", 2, Needs::ServiceUp, &Chaos::closeLogOfService,
+         Frequency::Seldom},
+        {"companions whose log nobody read any more", 2, Needs::Nothing,
+         &Chaos::closeLogOfCompanion, Frequency::Seldom},
         {"disks filled", 2, Needs::Nothing, &Chaos::fillDisk},
         {"disks freed", 6, Needs::Nothing, &Chaos::freeDisk},
     };

@@ -9,6 +9,7 @@
 #include "proto/service_event.pb.h"
 #include "tests/chaos/Machine.h"
 #include "tests/system/Api.h"
+#include "tests/system/GatewayFollower.h"
 
 namespace tarn::chaos {
 
@@ -113,6 +114,16 @@ std::optional<ServiceEventBatch> catchUp(const Places& places) {
     return batch.catch_up() ? std::optional(batch) : std::nullopt;
 }
 
+std::optional<DeviceNode> servedTree(const Places& places) {
+    using namespace proto::api_service;
+    const auto reply = test::Api(places.requests)
+                           .ask(test::requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
+    if (!reply || !reply->success()) {
+        return std::nullopt;
+    }
+    return reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree();
+}
+
 std::string storageId(const Places& places) {
     return places.transport == Transport::Tcp ? "Storage-tcp-" + places.storageListener()
                                               : "Storage-unix-" + places.storageListener();
@@ -123,26 +134,27 @@ std::string storageId(const Places& places) {
 std::optional<Devices> realDevices(const Machine& machine) {
     const auto& places = machine.places();
     const auto host = describedBy(places.monitor);
+    const auto large = describedBy(places.largeDevice);
     auto tracks = machine.storage().tracks();
-    if (!host || !tracks) {
+    if (!host || !large || !tracks) {
         return std::nullopt;
     }
     Devices devices;
     add(*host, devices);
+    add(*large, devices);
     devices.nodes.insert(storageId(places));
     devices.tracks = std::move(*tracks);
     return devices;
 }
 
 std::optional<Devices> toldDevices(const Places& places) {
-    using namespace proto::api_service;
-    const auto reply = test::Api(places.requests)
-                           .ask(test::requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
-    if (!reply || !reply->success()) {
-        return std::nullopt;
-    }
-    return devicesUnder(
-        reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree());
+    const auto tree = servedTree(places);
+    return tree ? std::optional(devicesUnder(*tree)) : std::nullopt;
+}
+
+std::optional<DescribedDevices> servedDescriptions(const Places& places) {
+    const auto tree = servedTree(places);
+    return tree ? std::optional(test::devicesUnder(*tree)) : std::nullopt;
 }
 
 bool gatewayIsThere(const Places& places) {

@@ -12,6 +12,7 @@
 
 #include "tests/chaos/FrameReader.h"
 #include "tests/chaos/FrameWriter.h"
+#include "tests/chaos/LargeDevice.h"
 #include "tests/chaos/PersistentFolder.h"
 #include "tests/chaos/Places.h"
 #include "tests/chaos/Storage.h"
@@ -49,6 +50,8 @@ class Machine {
     const FrameWriter& frames() const { return *writer; }
     FrameReader& readFrames() { return *reader; }
     const FrameReader& readFrames() const { return *reader; }
+    LargeDevice& largeDevice() { return *large; }
+
     /// The tracks that stay, and their sizes.
     const std::map<std::int64_t, std::uint64_t>& ownTracks() const { return kept; }
     bool holds(std::int64_t track) const { return kept.contains(track); }
@@ -58,6 +61,11 @@ class Machine {
     std::vector<Companion>& companions() { return others; }
     static void start(Companion& companion);
     static void killHard(Companion& companion);
+    Companion& gateway() { return others.front(); }
+
+    /// Whatever changes without being told to: the storage and the companions but the gateway.
+    void haltChanges();
+    void continueChanges();
 
     /// While the service is down.
     static void deleteRegistry();
@@ -75,6 +83,7 @@ class Machine {
     void saveLogs(const std::string& target) const;
 
   private:
+    void signalWhatChanges(int number);
     void makeTracks();
     std::int64_t makeTrack(std::uint64_t size);
 
@@ -85,6 +94,7 @@ class Machine {
     std::vector<std::int64_t> jobTracks;
     std::unique_ptr<FrameWriter> writer;
     std::unique_ptr<FrameReader> reader;
+    std::unique_ptr<LargeDevice> large;
     std::vector<Companion> others;
     std::deque<std::unique_ptr<test::Service>> services;
     bool up = false;

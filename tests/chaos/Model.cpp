@@ -25,7 +25,7 @@ std::optional<std::string> Model::labelOf(const std::string& id) const {
 
 void Model::submitted(const Order& order) {
     auto& job = known[order.id];
-    job.order = order;
+    job = {.order = order};
     const bool isLimited = order.kind == Kind::Failing || order.kind == Kind::Short;
     if (order.lifetime == Lifetime::Passing && isLimited) {
         job.fate = Fate::Over;

@@ -64,6 +64,7 @@ class Model {
     enum class End { UntilNextStart, ForGood };
     enum class Answer { Taken, None };
 
+    /// A second time once the job was told to end and is not listed any more: it is then a new one.
     void submitted(const Order& order);
 
     /// The job plays, in the launcher `launcher`, and the service lists it.

@@ -85,6 +85,17 @@ TEST_F(ModelTest, APersistentJobComesBackFromEverythingButItsEndForGood) {
     EXPECT_EQ(model.mustRun(), 0U);
 }
 
+TEST_F(ModelTest, AJobThatIsOverAndOrderedAgainIsANewOne) {
+    for (const auto lifetime : {Lifetime::Passing, Lifetime::Persistent}) {
+        playing(lifetime);
+        model.stopped("a", Model::End::ForGood, Model::Answer::Taken);
+        order(lifetime);
+        EXPECT_EQ(model.mustBeOver(), 0U);
+        playing(lifetime);
+        EXPECT_EQ(model.mustRun(), 1U);
+    }
+}
+
 TEST_F(ModelTest, AnEndForGoodWithoutAnAnswerLeavesItOpen) {
     playing(Lifetime::Persistent);
     model.stopped("a", Model::End::ForGood, Model::Answer::None);

@@ -29,6 +29,8 @@ Places Places::over(Transport transport) {
                 .published = "tcp://127.0.0.1:20103",
                 .monitor = "tcp://127.0.0.1:20104",
                 .monitorEvents = "tcp://127.0.0.1:20105",
+                .largeDevice = "tcp://127.0.0.1:20106",
+                .largeDeviceEvents = "tcp://127.0.0.1:20107",
                 .storage = {host, storagePort}};
     }
     return {.transport = transport,
@@ -38,6 +40,8 @@ Places Places::over(Transport transport) {
             .published = "ipc:///tmp/events.pub",
             .monitor = "ipc:///tmp/host-monitor",
             .monitorEvents = "ipc:///tmp/host-monitor-events",
+            .largeDevice = "ipc:///tmp/large-device",
+            .largeDeviceEvents = "ipc:///tmp/large-device-events",
             .storage = {"/run/loops"}};
 }
 
@@ -48,6 +52,7 @@ std::string Places::configuration() const {
                                     element("EventsEndpoint", events)) +
            (tcp ? jobPorts : "") + element("KLN", element("Plugin", storageElements)) +
            element("TarnProtocolDevice", element("MonitoringInterface", monitor)) +
+           element("TarnProtocolDevice", element("MonitoringInterface", largeDevice)) +
            "<Storage type=\"LoopStorage\">" + element("InterfaceType", tcp ? "tcp" : "unix") +
            (tcp ? element("TcpPort", std::to_string(storage.port)) : "") +
            element("InterfaceAddress", storage.address) + "</Storage>";

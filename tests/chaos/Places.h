@@ -17,6 +17,8 @@ struct Places {
     std::string published;
     std::string monitor;
     std::string monitorEvents;
+    std::string largeDevice;
+    std::string largeDeviceEvents;
     service::devices::StorageAddress storage;
 
     static Places over(Transport transport);

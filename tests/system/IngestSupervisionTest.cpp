@@ -130,6 +130,8 @@ TEST_F(IngestSupervision, jobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain
     ASSERT_TRUE(failed);
     EXPECT_TRUE(service().log().find("Regenerating persistent jobs (if any)", *failed));
     ASSERT_TRUE(eventually([&] { return isListed(job->id()); }));
+    const JobCommands back(api().job(job->id())->running_job().command_endpoint());
+    EXPECT_TRUE(back.destroy(JobCommands::End::ForGood));
 }
 
 TEST_F(IngestSupervision, anIngestServiceThatAnswersWronglyIsNeverRunning) {

@@ -3,7 +3,6 @@
 #include <future>
 
 #include "tests/service/api/ApiBed.h"
-#include "tests/support/MachineTime.h"
 
 namespace tarn::service {
 
@@ -53,12 +52,18 @@ TEST_F(ApiLifecycle, AServerThatWasTerminatedBeforeItsStartServesNobody) {
     EXPECT_FALSE(bed.log.contains("Received "));
 }
 
-TEST_F(ApiLifecycle, TerminatingAnIdleServerTakesAboutHalfASecond) {
-    bed.start();
-    bed.settle();
-    const test::MachineTime time;
-    bed.server.terminate();
-    EXPECT_LT(time.elapsed(), 900ms);
+// A busy machine may hold one up, or two.
+TEST(IdleApiServer, IsTerminatedWithinAboutHalfASecond) {
+    bool inTime = false;
+    for (int attempt = 0; attempt < 5 && !inTime; ++attempt) {
+        test::ApiBed bed;
+        bed.start();
+        bed.settle();
+        const auto begin = std::chrono::steady_clock::now();
+        bed.server.terminate();
+        inTime = std::chrono::steady_clock::now() - begin < 800ms;
+    }
+    EXPECT_TRUE(inTime) << "in none of the attempts";
 }
 
 TEST_F(ApiLifecycle, AWaitIsNotEndedByTerminateAlone) {

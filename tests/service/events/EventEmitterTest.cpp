@@ -141,6 +141,15 @@ TEST_F(EventEmitterTest, AStatusChangeDoesNotWakeIt) {
     EXPECT_THAT(test::describeEvents(receiver->next()), ElementsAre("2 cam1 class 0"));
 }
 
+TEST_F(EventEmitterTest, AStatusChangeThatCameBeforeTheStartWaitsForItsTurn) {
+    EventEmitter emitter(hours(1));
+    emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    start(emitter);
+    EXPECT_FALSE(receiver->hasMore(aMoment));
+    emitter.stopThread();
+    EXPECT_EQ(receiver->next().device_tree().name(), "status");
+}
+
 TEST_F(EventEmitterTest, AStatusChangeDoesNotHoldAnAddedDeviceBack) {
     EventEmitter emitter(hours(1));
     pushAdded(emitter, "cam1");
