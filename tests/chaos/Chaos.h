@@ -97,6 +97,7 @@ class Chaos {
     bool followerIsTold();
     std::vector<std::string> differencesOfFollower() const;
     void awaitFollower();
+    void compareFollowerAfter(const std::function<void()>& before);
     void compareFollower();
     void takeDescriptors(const std::string& endpoint, const std::string& victim,
                          const std::function<bool()>& servesWhoIsIn,

@@ -114,10 +114,12 @@ std::optional<ServiceEventBatch> catchUp(const Places& places) {
     return batch.catch_up() ? std::optional(batch) : std::nullopt;
 }
 
-std::optional<DeviceNode> servedTree(const Places& places) {
+std::optional<DeviceNode> servedTree(const Places& places,
+                                     std::chrono::milliseconds bound = test::Api::patience) {
     using namespace proto::api_service;
-    const auto reply = test::Api(places.requests)
-                           .ask(test::requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
+    const auto reply =
+        test::Api(places.requests)
+            .ask(test::requestOfType(ApiToServiceRequest::GET_MONITORING_INFO), bound);
     if (!reply || !reply->success()) {
         return std::nullopt;
     }
@@ -153,7 +155,8 @@ std::optional<Devices> toldDevices(const Places& places) {
 }
 
 std::optional<DescribedDevices> servedDescriptions(const Places& places) {
-    const auto tree = servedTree(places);
+    constexpr std::chrono::seconds soon{1};
+    const auto tree = servedTree(places, soon);
     return tree ? std::optional(test::devicesUnder(*tree)) : std::nullopt;
 }
 

@@ -17,7 +17,8 @@ std::optional<Devices> realDevices(const Machine& machine);
 /// The tree as the service gives it.
 std::optional<Devices> toldDevices(const Places& places);
 
-/// The same tree with everything that it says, as followers are compared with it.
+/// The same tree with everything that it says, as followers are compared with it; nothing when it
+/// does not come soon.
 std::optional<DescribedDevices> servedDescriptions(const Places& places);
 
 /// Whether the gateway takes newcomers.

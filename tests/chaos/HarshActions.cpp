@@ -29,6 +29,8 @@ constexpr int changesWhileHalted = 60;
 constexpr auto untilGivenUp = 1200ms;
 // Batches are sent once a second; devices that are silent for 5 s are taken for lost.
 constexpr auto longestSilence = 3200ms;
+// And so are they by those who use them.
+constexpr auto usersAreSurelyPatient = 4700ms;
 // On a machine on which so much less of that was had, the followers may be told later.
 constexpr auto leastOfIt = 800ms;
 
@@ -77,14 +79,24 @@ void Chaos::awaitFollower() {
     }
 }
 
+// While nothing changes but what `before` does.
+void Chaos::compareFollowerAfter(const std::function<void()>& before) {
+    machine.haltChanges();
+    const auto begin = Clock::now();
+    before();
+    awaitFollower();
+    machine.continueChanges();
+    if (Clock::now() - begin > usersAreSurelyPatient) {
+        model.storageHeldUp();
+    }
+}
+
 void Chaos::compareFollower() {
     if (!followerIsTold()) {
         ++counts["times that nobody told the follower"];
         return;
     }
-    machine.haltChanges();
-    awaitFollower();
-    machine.continueChanges();
+    compareFollowerAfter([] {});
 }
 
 void Chaos::haltGateway() {
@@ -94,11 +106,10 @@ void Chaos::haltGateway() {
     }
     machine.gateway().run->signal(SIGSTOP);
     machine.largeDevice().stir(changesWhileHalted);
-    machine.haltChanges();
-    ::poll(nullptr, 0, static_cast<int>(untilGivenUp.count()));
-    machine.gateway().run->signal(SIGCONT);
-    awaitFollower();
-    machine.continueChanges();
+    compareFollowerAfter([&] {
+        ::poll(nullptr, 0, static_cast<int>(untilGivenUp.count()));
+        machine.gateway().run->signal(SIGCONT);
+    });
 }
 
 std::optional<test::JobAddress> Chaos::submitAndAwait(const Order& order, test::Api& client) {

@@ -98,6 +98,15 @@ void Model::storageKilled() {
     }
 }
 
+void Model::storageHeldUp() {
+    for (auto& [id, job] : known) {
+        if (usesStorage(job) && !isPersistent(job) && job.fate != Fate::Over) {
+            job.fate = Fate::Open;
+            job.endIsOpen = true;
+        }
+    }
+}
+
 void Model::registryLost() {
     for (auto& [id, job] : known) {
         job.listed = false;

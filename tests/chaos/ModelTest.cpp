@@ -224,6 +224,18 @@ TEST_F(ModelTest, AJobThatWasSeenUsingTheStorageIsOverWhenThatIsKilled) {
     EXPECT_EQ(model.mustRun(), 1U);
 }
 
+TEST_F(ModelTest, AJobThatUsesAStorageThatWasHeldUpMayBeOver) {
+    playing(Lifetime::Passing, Kind::Recording);
+    model.storageHeldUp();
+    EXPECT_THAT(problems(), IsEmpty());
+    runs();
+    EXPECT_THAT(problems(), IsEmpty());
+    model = {};
+    playing(Lifetime::Passing);
+    model.storageHeldUp();
+    EXPECT_EQ(model.mustRun(), 1U);
+}
+
 TEST_F(ModelTest, AJobThatIsSeenPlayingAfterTheStorageWasKilledMayNotHaveNoticed) {
     order(Lifetime::Passing, Kind::Recording);
     model.storageKilled();

@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <chrono>
 #include <filesystem>
 
-#include "tests/support/MachineTime.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {
@@ -86,11 +86,17 @@ TEST_F(StartUp, aResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
     EXPECT_FALSE(service().log().contains("Receiving on "));
 }
 
+// The pause for one takes three seconds. A busy machine may make a start or two as slow.
 TEST_F(StartUp, withoutAnIngestServiceNoneIsWaitedFor) {
-    const MachineTime time;
-    startService();
-    EXPECT_LT(time.elapsed(), std::chrono::milliseconds(2500));
-    EXPECT_FALSE(service().log().contains("Deltacast handler to look for"));
+    bool isQuick = false;
+    for (int attempt = 0; attempt < 5 && !isQuick; ++attempt) {
+        const auto begin = std::chrono::steady_clock::now();
+        startService();
+        isQuick = std::chrono::steady_clock::now() - begin < std::chrono::seconds(3);
+        EXPECT_FALSE(service().log().contains("Deltacast handler to look for"));
+        EXPECT_EQ(service().stop(), Ending::exited(0));
+    }
+    EXPECT_TRUE(isQuick) << "in none of the attempts";
 }
 
 // Programs that are the service but for one thing that goes wrong.
