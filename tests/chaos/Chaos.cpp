@@ -43,7 +43,10 @@ std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
 }  // namespace
 
 Chaos::Chaos(unsigned seed, Transport transport)
-    : random(seed), machine(transport), follower(machine.places().published) {
+    : random(seed),
+      machine(transport),
+      largeDevice(machine.places()),
+      follower(machine.places().published) {
     for (const auto& [track, size] : machine.ownTracks()) {
         book.created(track, size);
     }

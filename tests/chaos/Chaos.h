@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/chaos/LargeDevice.h"
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/Model.h"
 #include "tests/chaos/TrackBook.h"
@@ -81,17 +82,6 @@ class Chaos {
     void closeLogOfService();
     void closeLogOfCompanion();
 
-    // With everything else: ChaosActions.cpp.
-    void killService();
-    void killServiceOften();
-    void interruptService();
-    void startService();
-    void killCompanion();
-    void deleteRegistry();
-    void damageRegistry();
-    void fillDisk();
-    void freeDisk();
-
     std::optional<test::JobAddress> submitAndAwait(const Order& order, test::Api& client);
     bool endAndAwait(const test::JobAddress& job, test::Api& client);
     bool followerIsTold();
@@ -102,6 +92,17 @@ class Chaos {
     void takeDescriptors(const std::string& endpoint, const std::string& victim,
                          const std::function<bool()>& servesWhoIsIn,
                          const std::function<bool()>& servesNewcomers);
+
+    // With everything else: ChaosActions.cpp.
+    void killService();
+    void killServiceOften();
+    void interruptService();
+    void startService();
+    void killCompanion();
+    void deleteRegistry();
+    void damageRegistry();
+    void fillDisk();
+    void freeDisk();
 
     std::vector<std::int64_t> spareTracks() const;
     TrackChange newTrackChange();
@@ -122,6 +123,7 @@ class Chaos {
 
     std::mt19937 random;
     Machine machine;
+    LargeDevice largeDevice;
     test::GatewayFollower follower;
     Model model;
     TrackBook book;

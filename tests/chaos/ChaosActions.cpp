@@ -25,8 +25,6 @@ const std::vector<Chaos::Action>& Chaos::actions() {
         {"changes of the tracks during which the service was killed", 2, Needs::BothUp,
          &Chaos::changeTracksAndKillService},
         {"tracks cleared", 2, Needs::ServiceUp, &Chaos::clearTrack},
-        {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
-        {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
         {"halts of the gateway", 1, Needs::ServiceUp, &Chaos::haltGateway, Frequency::Seldom},
         {"jobs that were ended and submitted again at once", 3, Needs::ServiceUp,
          &Chaos::resubmitAtOnce, Frequency::Seldom},
@@ -38,6 +36,8 @@ const std::vector<Chaos::Action>& Chaos::actions() {
          Frequency::Seldom},
         {"companions whose log nobody read any more", 2, Needs::Nothing,
          &Chaos::closeLogOfCompanion, Frequency::Seldom},
+        {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
+        {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
         {"disks filled", 2, Needs::Nothing, &Chaos::fillDisk},
         {"disks freed", 6, Needs::Nothing, &Chaos::freeDisk},
     };

@@ -143,8 +143,8 @@ std::optional<Devices> realDevices(const Machine& machine) {
     }
     Devices devices;
     add(*host, devices);
-    add(*large, devices);
     devices.nodes.insert(storageId(places));
+    add(*large, devices);
     devices.tracks = std::move(*tracks);
     return devices;
 }

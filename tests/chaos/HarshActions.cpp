@@ -105,7 +105,7 @@ void Chaos::haltGateway() {
         return;
     }
     machine.gateway().run->signal(SIGSTOP);
-    machine.largeDevice().stir(changesWhileHalted);
+    largeDevice.stir(changesWhileHalted);
     compareFollowerAfter([&] {
         ::poll(nullptr, 0, static_cast<int>(untilGivenUp.count()));
         machine.gateway().run->signal(SIGCONT);

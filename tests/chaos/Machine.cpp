@@ -62,7 +62,6 @@ Machine::Machine(Transport transport) : where(Places::over(transport)) {
     for (auto& companion : others) {
         start(companion);
     }
-    large = std::make_unique<LargeDevice>(where);
     loops.start();
     makeTracks();
 }
@@ -94,6 +93,25 @@ void Machine::startService() {
     }
 }
 
+void Machine::haltChanges() {
+    signalWhatChanges(SIGSTOP);
+}
+
+void Machine::continueChanges() {
+    signalWhatChanges(SIGCONT);
+}
+
+void Machine::signalWhatChanges(int number) {
+    if (loops.isUp()) {
+        loops.signal(number);
+    }
+    for (auto& companion : others) {
+        if (&companion != &gateway()) {
+            companion.run->signal(number);
+        }
+    }
+}
+
 void Machine::killService() {
     service().killHard();
     up = false;
@@ -113,25 +131,6 @@ void Machine::start(Companion& companion) {
 void Machine::killHard(Companion& companion) {
     companion.run->signal(SIGKILL);
     companion.run->waitForEnd(longestEnd);
-}
-
-void Machine::haltChanges() {
-    signalWhatChanges(SIGSTOP);
-}
-
-void Machine::continueChanges() {
-    signalWhatChanges(SIGCONT);
-}
-
-void Machine::signalWhatChanges(int number) {
-    if (loops.isUp()) {
-        loops.signal(number);
-    }
-    for (auto& companion : others) {
-        if (&companion != &gateway()) {
-            companion.run->signal(number);
-        }
-    }
 }
 
 void Machine::deleteRegistry() {

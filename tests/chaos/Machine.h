@@ -12,7 +12,6 @@
 
 #include "tests/chaos/FrameReader.h"
 #include "tests/chaos/FrameWriter.h"
-#include "tests/chaos/LargeDevice.h"
 #include "tests/chaos/PersistentFolder.h"
 #include "tests/chaos/Places.h"
 #include "tests/chaos/Storage.h"
@@ -50,8 +49,6 @@ class Machine {
     const FrameWriter& frames() const { return *writer; }
     FrameReader& readFrames() { return *reader; }
     const FrameReader& readFrames() const { return *reader; }
-    LargeDevice& largeDevice() { return *large; }
-
     /// The tracks that stay, and their sizes.
     const std::map<std::int64_t, std::uint64_t>& ownTracks() const { return kept; }
     bool holds(std::int64_t track) const { return kept.contains(track); }
@@ -94,7 +91,6 @@ class Machine {
     std::vector<std::int64_t> jobTracks;
     std::unique_ptr<FrameWriter> writer;
     std::unique_ptr<FrameReader> reader;
-    std::unique_ptr<LargeDevice> large;
     std::vector<Companion> others;
     std::deque<std::unique_ptr<test::Service>> services;
     bool up = false;

@@ -15,10 +15,10 @@ struct Places {
     std::string resources;
     std::string events;
     std::string published;
-    std::string monitor;
-    std::string monitorEvents;
     std::string largeDevice;
     std::string largeDeviceEvents;
+    std::string monitor;
+    std::string monitorEvents;
     service::devices::StorageAddress storage;
 
     static Places over(Transport transport);
