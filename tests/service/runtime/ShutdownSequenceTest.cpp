@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
+
 #include "platform/socket/Socket.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/runtime/DeadJobCleaner.h"
@@ -108,6 +110,15 @@ TEST(DeadJobCleaner, ClearsEveryTwoSecondsUntilItIsStopped) {
                 ElementsAre(testing::StartsWith("ERROR Failed to clear dead processes: "),
                             testing::StartsWith("ERROR Failed to clear dead processes: "),
                             testing::StartsWith("ERROR Failed to clear dead processes: ")));
+}
+
+TEST(DeadJobCleaner, IsWokenFromItsPauseByTheStop) {
+    mustRun = true;
+    auto pause =
+        std::async(std::launch::async, [] { pauseUnlessCleanerStops(std::chrono::seconds(20)); });
+    EXPECT_EQ(pause.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    stopDeadJobCleaner();
+    EXPECT_EQ(pause.wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }
 
 TEST(DeadJobCleaner, DoesNothingOnceItIsStopped) {
