@@ -32,7 +32,7 @@ constexpr auto longestSilence = 3200ms;
 // And so are they by those who use them.
 constexpr auto usersAreSurelyPatient = 4700ms;
 // On a machine on which so much less of that was had, the followers may be told later.
-constexpr auto leastOfIt = 800ms;
+constexpr auto leastOfIt = 500ms;
 
 constexpr int resubmissions = 6;
 constexpr auto comesUpWithin = 20s;
