@@ -33,6 +33,9 @@ void measureDeviceChange();
 /// Changes of statuses that the service takes in.
 void measureStatusChanges();
 
+/// GET_MONITORING_INFO, and a change of one status, with 10,000 nodes in small devices and in one.
+void measureMonitoringInfo();
+
 /// Memory of the service for each node of its tree.
 void measureDeviceMemory();
 

@@ -21,6 +21,7 @@ constexpr Entry entries[] = {
     {"dead-ingest", tarn::benchmarks::measureDeadIngest},
     {"device-change", tarn::benchmarks::measureDeviceChange},
     {"status-changes", tarn::benchmarks::measureStatusChanges},
+    {"monitoring-info", tarn::benchmarks::measureMonitoringInfo},
     {"device-memory", tarn::benchmarks::measureDeviceMemory},
     {"gateway-fan-out", tarn::benchmarks::measureGatewayFanOut},
     {"device-fleet", tarn::benchmarks::measureDeviceFleet},

@@ -59,6 +59,9 @@ Wanted BatchFollower::take(const ServiceEventBatch& batch, BatchListener& listen
     if (finding.otherGateway) {
         listener.notice("the gateway was started again: batches may be lost");
     }
+    if (finding.otherService) {
+        listener.notice("the service was started again: batches may be lost");
+    }
     return finding.kind == BatchSequence::Finding::Kind::Nothing ? Wanted::More
                                                                  : listener.batch(batch, finding);
 }

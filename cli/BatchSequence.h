@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace tarn::proto::service_event {
@@ -9,8 +10,9 @@ class ServiceEventBatch;
 
 namespace tarn::cli {
 
-/// Looks at the numbers that the gateway gives its batches, and notices those that are missing.
-/// Batches that come from the service itself have no numbers: of them nothing is known.
+/// Looks at the numbers that service and gateway give their batches, and notices those that are
+/// missing: the service's, which also tell what the gateway never had, and the gateway's. Of
+/// batches without numbers nothing is known.
 class BatchSequence {
   public:
     struct Finding {
@@ -22,14 +24,23 @@ class BatchSequence {
         Kind kind = Kind::Nothing;
         std::uint64_t lost = 0;     ///< so many in front of this one have not come
         bool otherGateway = false;  ///< it was started again; what was lost is not known
+        bool otherService = false;  ///< likewise
+
+        /// Whether a tree that was known before may be outdated now.
+        bool mayHaveMissed() const { return lost > 0 || otherGateway || otherService; }
     };
 
     /// To be called with each in turn.
     Finding next(const proto::service_event::ServiceEventBatch& batch);
 
   private:
+    Finding ofGateway(const proto::service_event::ServiceEventBatch& batch);
+    Finding ofService(const proto::service_event::ServiceEventBatch& batch);
+
     std::string gateway;  // empty while none is known
     std::uint64_t last = 0;
+    std::string service;  // likewise
+    std::optional<std::uint64_t> lastOfService;
 };
 
 }  // namespace tarn::cli

@@ -48,6 +48,13 @@ ordered_json batchDocument(const ServiceEventBatch& batch, std::uint64_t lost,
         head.set_sequence(batch.sequence());
         head.set_gateway_instance(batch.gateway_instance());
     }
+    if (batch.has_service_sequence()) {
+        head.set_service_sequence(batch.service_sequence());
+        head.set_service_instance(batch.service_instance());
+    }
+    if (batch.has_asked_for()) {
+        head.set_asked_for(batch.asked_for());
+    }
     ordered_json document = toJson(head);
     if (lost > 0) {
         document["lost"] = std::to_string(lost);

@@ -18,8 +18,9 @@ namespace tarn::cli {
 /// "added    studio-1 (host)"; not escaped.
 std::string eventText(const proto::service_event::ServiceEvent& event);
 
-/// A batch as one line of JSON is made of it: the gateway's fields, `lost` where batches in front
-/// of it have not come, its events, and this part of its tree unless it is null.
+/// A batch as one line of JSON is made of it: the gateway's fields and the service's number, `lost`
+/// where batches in front of it have not come, its events, and this part of its tree unless it is
+/// null.
 nlohmann::ordered_json batchDocument(const proto::service_event::ServiceEventBatch& batch,
                                      std::uint64_t lost,
                                      const std::vector<proto::service_event::ServiceEvent>& events,

@@ -23,6 +23,7 @@ constexpr double longestTimeout = 24 * 60 * 60;  // in seconds
 struct GlobalOptions {
     std::string endpoint = "ipc:///tmp/requests";
     double timeout = 5;
+    bool waitForService = false;
     bool json = false;
 };
 
@@ -42,6 +43,8 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
     app.add_option("--timeout", options.timeout, "Seconds to wait for one answer")
         ->check(checkTimeout)
         ->capture_default_str();
+    app.add_flag("--wait-for-service", options.waitForService,
+                 "Wait for a service that is not there yet, for the time-out at most");
     app.set_version_flag("--version", "tarnctl " TARN_VERSION);
 }
 
@@ -50,7 +53,7 @@ void build(CLI::App& app, GlobalOptions& options, Action& chosen) {
     app.require_subcommand(1);
     addGlobalOptions(app, options);
     app.footer(
-        "Exit status: 0 done, 1 refused or failed, 2 usage, 3 no answer.\n"
+        "Exit status: 0 done, 1 refused or failed, 2 usage, 3 no answer or no service.\n"
         "Examples:\n"
         "  tarnctl info\n"
         "  tarnctl jobs list --json\n"
@@ -69,7 +72,9 @@ void build(CLI::App& app, GlobalOptions& options, Action& chosen) {
 ServiceClient clientFor(const GlobalOptions& options) {
     const std::chrono::duration<double, std::milli> timeout(std::ceil(options.timeout * 1000));
     return {socket::SocketEndpoint::FromString(options.endpoint),
-            std::chrono::duration_cast<std::chrono::milliseconds>(timeout)};
+            std::chrono::duration_cast<std::chrono::milliseconds>(timeout),
+            options.waitForService ? ServiceClient::Absence::IsWaitedOut
+                                   : ServiceClient::Absence::FailsAtOnce};
 }
 
 // The parser calls an unknown command a missing one.

@@ -25,7 +25,7 @@ BatchListener::Wanted EventsWatch::batch(const ServiceEventBatch& batch,
         writeLines(events);
     } else if (options.mode == Mode::Some) {
         gathered.insert(gathered.end(), events.begin(), events.end());
-    } else if (!events.empty() || finding.lost > 0 || finding.otherGateway) {
+    } else if (!events.empty() || finding.mayHaveMissed()) {
         session.output.documentLine(batchDocument(batch, finding.lost, events, nullptr));
         session.output.flush();
     }

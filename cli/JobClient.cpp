@@ -11,7 +11,7 @@ using namespace proto::api_job;
 
 JobClient::JobClient(const socket::SocketEndpoint& commandEndpoint,
                      std::chrono::milliseconds timeout)
-    : channel(commandEndpoint), timeout(timeout) {}
+    : channel(commandEndpoint, RequestChannel::Absence::IsWaitedOut), timeout(timeout) {}
 
 JobToApiReplyStatus JobClient::status() {
     sendStatusRequest();

@@ -18,7 +18,8 @@ enum class StopOption {
     ForGood,
 };
 
-/// Commands to one job. Failures as in RequestChannel, and Failed when the job refuses.
+/// Commands to one job. Failures as in RequestChannel, and Failed when the job refuses. A job that
+/// is listed may not listen yet: it is waited for.
 class JobClient {
   public:
     JobClient(const socket::SocketEndpoint& commandEndpoint, std::chrono::milliseconds timeout);

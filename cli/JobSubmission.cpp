@@ -55,9 +55,8 @@ std::string checkProperty(const std::string& text) {
 }
 
 std::string checkFileName(const std::string& text) {
-    const bool good =
-        !text.empty() && text != "." && text != ".." && text.find('/') == std::string::npos;
-    return good ? "" : "a file name without a slash is expected";
+    const bool good = !text.empty() && text.front() != '.' && text.find('/') == std::string::npos;
+    return good ? "" : "a file name without a slash and without a dot at its beginning is expected";
 }
 
 }  // namespace tarn::cli

@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "cli/CommandError.h"
+#include "platform/socket/NobodyListens.h"
 #include "platform/socket/Socket.h"
 
 namespace tarn::cli {
@@ -15,11 +16,14 @@ namespace {
 // A list of very many jobs fits; nothing here is asked for that comes near it.
 constexpr std::uint32_t largestReply = 64 * 1024 * 1024;
 
+constexpr std::chrono::milliseconds beforeLooking{50};
+
 }  // namespace
 
-RequestChannel::RequestChannel(const socket::SocketEndpoint& endpoint)
+RequestChannel::RequestChannel(const socket::SocketEndpoint& endpoint, Absence absence)
     : endpoint(std::make_unique<socket::SocketEndpoint>(endpoint)),
-      text(endpoint.toString(socket::Protocol::Request)) {}
+      text(endpoint.toString(socket::Protocol::Request)),
+      absence(absence) {}
 
 RequestChannel::~RequestChannel() = default;
 RequestChannel::RequestChannel(RequestChannel&&) noexcept = default;
@@ -45,7 +49,7 @@ void RequestChannel::send(const google::protobuf::Message& request,
 
 void RequestChannel::receive(google::protobuf::Message& reply) {
     std::string error;
-    const int result = socket->poll(static_cast<std::uint32_t>(remaining().count()), error);
+    const int result = poll(error);
     if (result == 1) {
         throw noAnswer(text, bound);
     }
@@ -56,6 +60,26 @@ void RequestChannel::receive(google::protobuf::Message& reply) {
         socket->receiveProtoBuf(&reply, largestReply);
     } catch (const std::exception& e) {
         throw CommandError(ExitStatus::Failed, "unreadable answer from " + text + ": " + e.what());
+    }
+    absence = Absence::IsWaitedOut;
+}
+
+// Looked at only when no answer comes: who is there answers before.
+int RequestChannel::poll(std::string& error) {
+    if (absence == Absence::FailsAtOnce) {
+        const auto first = std::min(remaining(), beforeLooking);
+        const int result = socket->poll(static_cast<std::uint32_t>(first.count()), error);
+        if (result != 1) {
+            return result;
+        }
+        refuseIfNobodyListens();
+    }
+    return socket->poll(static_cast<std::uint32_t>(remaining().count()), error);
+}
+
+void RequestChannel::refuseIfNobodyListens() const {
+    if (const auto reason = socket::whyNobodyListens(*endpoint, remaining())) {
+        throw CommandError(ExitStatus::NoAnswer, *reason);
     }
 }
 

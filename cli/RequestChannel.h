@@ -17,14 +17,18 @@ namespace tarn::cli {
 
 /// Requests to one endpoint, one at a time. Used by one thread.
 ///
-/// Every failure is a CommandError: NoAnswer when the bound passes (whether nobody is there or
-/// somebody stays silent), Failed for an answer that cannot be read.
+/// Every failure is a CommandError: NoAnswer when the bound passes or nobody listens, Failed for an
+/// answer that cannot be read.
 class RequestChannel {
   public:
     using Clock = std::chrono::steady_clock;
 
+    /// What happens when nobody listens on the endpoint. Whoever has answered once is waited for in
+    /// any case: a service that is started again, for one.
+    enum class Absence { FailsAtOnce, IsWaitedOut };
+
     /// Connects in the background at the first send.
-    explicit RequestChannel(const tarn::socket::SocketEndpoint& endpoint);
+    RequestChannel(const tarn::socket::SocketEndpoint& endpoint, Absence absence);
     ~RequestChannel();
     RequestChannel(RequestChannel&&) noexcept;
 
@@ -40,10 +44,13 @@ class RequestChannel {
 
   private:
     void open();
+    int poll(std::string& error);
+    void refuseIfNobodyListens() const;
     std::chrono::milliseconds remaining() const;
 
     std::unique_ptr<tarn::socket::SocketEndpoint> endpoint;
     std::string text;
+    Absence absence;
     std::chrono::milliseconds bound{};
     Clock::time_point deadline;
     std::unique_ptr<tarn::socket::Socket> socket;

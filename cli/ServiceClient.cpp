@@ -31,8 +31,9 @@ void refuseFailure(const Reply& reply) {
 
 }  // namespace
 
-ServiceClient::ServiceClient(socket::SocketEndpoint endpoint, std::chrono::milliseconds timeout)
-    : endpoint(std::move(endpoint)), defaultBound(timeout), channel(this->endpoint) {}
+ServiceClient::ServiceClient(socket::SocketEndpoint endpoint, std::chrono::milliseconds timeout,
+                             Absence absence)
+    : endpoint(std::move(endpoint)), defaultBound(timeout), channel(this->endpoint, absence) {}
 
 ServiceToApiReplyInfo ServiceClient::info() {
     ApiToServiceRequest request;

@@ -35,12 +35,16 @@ namespace tarn::cli {
 /// The service's requests as functions. Used by one thread; opens nothing before the first request.
 ///
 /// Every failure is a CommandError: NoAnswer when the time-out passes (some requests are left
-/// unanswered by rule, such as a submission for which no endpoint is free), Failed when the service
-/// refuses or answers something else.
+/// unanswered by rule, such as a submission for which no endpoint is free) or nobody listens,
+/// Failed when the service refuses or answers something else.
 class ServiceClient {
   public:
-    /// `timeout` bounds the wait for each answer.
-    ServiceClient(socket::SocketEndpoint endpoint, std::chrono::milliseconds timeout);
+    using Absence = RequestChannel::Absence;
+
+    /// `timeout` bounds the wait for each answer; `absence` is for a service that is not there at
+    /// the first request.
+    ServiceClient(socket::SocketEndpoint endpoint, std::chrono::milliseconds timeout,
+                  Absence absence = Absence::FailsAtOnce);
 
     proto::api_service::ServiceToApiReplyInfo info();
 

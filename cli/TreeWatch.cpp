@@ -45,7 +45,7 @@ bool TreeWatch::update(const ServiceEventBatch& batch, const BatchSequence::Find
         state = Tree::Current;
         return true;
     }
-    if (finding.lost > 0 || finding.otherGateway) {
+    if (finding.mayHaveMissed()) {
         state = Tree::MayBeOutdated;
     }
     return state == Tree::MayBeOutdated && askService();

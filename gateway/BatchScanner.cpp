@@ -152,21 +152,43 @@ std::optional<Kind> kindInBatch(int field) {
 }
 
 bool isOfTheGateway(int field) {
-    return field >= ServiceEventBatch::kCatchUpFieldNumber &&
-           field <= ServiceEventBatch::kNewcomerFieldNumber;
+    return (field >= ServiceEventBatch::kCatchUpFieldNumber &&
+            field <= ServiceEventBatch::kNewcomerFieldNumber) ||
+           field == ServiceEventBatch::kAskedForFieldNumber;
 }
 
 bool isTree(Tag tag) {
     return tag.field == ServiceEventBatch::kDeviceTreeFieldNumber && tag.type == WireType::Length;
 }
 
-// Of a field that is known to be good.
+// Of a field of bytes that is known to be good.
 std::string_view contentOf(std::string_view field) {
     Scan scan(field);
     int length = 0;
     scan.stream().ReadTag();
     scan.stream().ReadVarintSizeAsInt(&length);
     return field.substr(static_cast<std::size_t>(scan.stream().CurrentPosition()));
+}
+
+// Of a field of a number that is known to be good.
+std::uint64_t numberOf(std::string_view field) {
+    Scan scan(field);
+    std::uint64_t number = 0;
+    scan.stream().ReadTag();
+    scan.stream().ReadVarint64(&number);
+    return number;
+}
+
+void note(Tag tag, std::string_view field, ScannedBatch& batch) {
+    if (isTree(tag)) {
+        batch.tree = field;
+    } else if (tag.field == ServiceEventBatch::kServiceSequenceFieldNumber &&
+               tag.type == WireType::Varint) {
+        batch.number = numberOf(field);
+    } else if (tag.field == ServiceEventBatch::kServiceInstanceFieldNumber &&
+               tag.type == WireType::Length) {
+        batch.service = contentOf(field);
+    }
 }
 
 }  // namespace
@@ -188,9 +210,7 @@ std::optional<ScannedBatch> scanBatch(std::string_view bytes, std::string_view k
             return std::nullopt;
         }
         const auto end = static_cast<std::size_t>(input.CurrentPosition());
-        if (isTree(tag)) {
-            batch.tree = bytes.substr(begin, end - begin);
-        }
+        note(tag, bytes.substr(begin, end - begin), batch);
         begin = end;
     }
     const bool isWhole = input.ConsumedEntireMessage();

@@ -1,9 +1,11 @@
 #include "gateway/Gateway.h"
 
 #include <exception>
+#include <optional>
 #include <stdexcept>
 
 #include "gateway/DescriptorSet.h"
+#include "gateway/MonitoringAnswer.h"
 #include "gateway/SignalInput.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
@@ -24,6 +26,8 @@ constexpr auto betweenLines = 10s;
 constexpr auto betweenReports = 60s;
 constexpr auto longestWait = 1000ms;
 constexpr int announcementsInARow = 100;  // so that batches are not held up by many newcomers
+// Each of them may wait unread for as long as somebody does not read it.
+constexpr std::size_t firstMessagesPerSecond = std::size_t{32} << 20;
 
 }  // namespace
 
@@ -32,10 +36,13 @@ Gateway::Gateway(const GatewayOptions& options)
       relay(utils::UuidGenerator::Generate()),
       droppedLines(betweenLines),
       slowLines(betweenLines),
+      unansweredLines(betweenLines),
+      pace(firstMessagesPerSecond),
       nextReport(Clock::now() + betweenReports),
       events("events", ClosePolicy::Discard),
       publisher("subscribers", {.everybody = Relay::batchBeginning, .filler = Relay::filler},
-                longestQueue) {
+                longestQueue),
+      question(options.requests) {
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
     events.setQueueLength(longestQueue);
@@ -45,13 +52,16 @@ Gateway::Gateway(const GatewayOptions& options)
 }
 
 void Gateway::run(SignalInput& signals) {
-    const DescriptorSet otherInput{signals.descriptor(), publisher.descriptor()};
+    const DescriptorSet otherInput{signals.descriptor(), publisher.descriptor(),
+                                   question.descriptor()};
     auto request = SignalInput::Request::None;
+    askWhenInDoubt();
     while (request != SignalInput::Request::Stop) {
-        const bool more = takeAnnouncements() == Announcements::MoreWait;
-        if (awaitBatch(otherInput.descriptor(), more ? 0ms : longestWait)) {
+        const auto bound = letIn();
+        if (awaitBatch(otherInput.descriptor(), bound)) {
             handOn();
         }
+        takeAnswer();
         reportLosses(Clock::now());
         request = signals.take();
         if (request != SignalInput::Request::None) {
@@ -61,33 +71,56 @@ void Gateway::run(SignalInput& signals) {
     utils::logInfo(formatMessage("ended"));
 }
 
-Gateway::Announcements Gateway::takeAnnouncements() {
+// Gives how long to wait for other input before more can be let in.
+std::chrono::milliseconds Gateway::letIn() {
+    if (!publisher.hasAnnouncements()) {
+        return longestWait;
+    }
+    if (pace.remaining(Clock::now()) == 0ms) {
+        takeAnnouncements();
+    }
+    return publisher.hasAnnouncements() ? pace.remaining(Clock::now()) : longestWait;
+}
+
+// The newcomers among them share one first message.
+void Gateway::takeAnnouncements() {
+    std::optional<Relay::CatchUp> first;
     for (int i = 0; i < announcementsInARow; ++i) {
         const auto announcement = publisher.nextAnnouncement();
         if (announcement == CatchUpPublisher::Announcement::None) {
-            return Announcements::AllTaken;
+            break;
         }
-        take(announcement);
+        if (isNewcomer(announcement)) {
+            if (!first) {
+                first = relay.catchUp();
+            }
+            publisher.admit(first->address);
+            ++counters.catchUps;
+        }
     }
-    return Announcements::MoreWait;
+    if (first) {
+        publisher.welcome(first->address, first->body);
+        pace.admitted(first->body.size(), Clock::now());
+    }
 }
 
-void Gateway::take(CatchUpPublisher::Announcement announcement) {
+bool Gateway::isNewcomer(CatchUpPublisher::Announcement announcement) {
     switch (announcement) {
         case CatchUpPublisher::Announcement::None:
-            return;
+            return false;
         case CatchUpPublisher::Announcement::Left:
             counters.subscribers -= counters.subscribers > 0 ? 1 : 0;
-            return;
+            return false;
+        case CatchUpPublisher::Announcement::Again:
+            ++counters.subscribers;
+            return false;
         case CatchUpPublisher::Announcement::Came:
             ++counters.subscribers;
-            break;
+            return true;
         case CatchUpPublisher::Announcement::Unclear:
             break;
     }
-    const auto first = relay.catchUp();
-    publisher.admit(first.address, first.body);
-    ++counters.catchUps;
+    return true;
 }
 
 bool Gateway::awaitBatch(int otherInput, std::chrono::milliseconds bound) {
@@ -117,11 +150,43 @@ void Gateway::publish(const std::string& batch) {
     }
     ++counters.batchesIn;
     counters.bytesIn += batch.size();
-    if (publisher.publish(*head, batch) == CatchUpPublisher::Delivery::SomeLost) {
+    publish(*head, batch);
+    askWhenInDoubt();
+}
+
+void Gateway::publish(std::string_view head, std::string_view batch) {
+    if (publisher.publish(head, batch) == CatchUpPublisher::Delivery::SomeLost) {
         noteTooSlow();
     }
     ++counters.batchesOut;
-    counters.bytesOut += head->size() + batch.size();
+    counters.bytesOut += head.size() + batch.size();
+}
+
+// While a question is under way no other is asked, but after its end, if there is another doubt by
+// then. What it could not settle is asked again with the next batch.
+void Gateway::askWhenInDoubt() {
+    if (const auto doubt = relay.doubt(); doubt && question.ask()) {
+        askedInDoubt = *doubt;
+        ++counters.questions;
+    }
+}
+
+void Gateway::takeAnswer() {
+    const auto outcome = question.take();
+    if (!outcome) {
+        return;
+    }
+    const auto tree = treeOfAnswer(outcome->answer);
+    if (!tree) {
+        return noteUnanswered(outcome->failure.empty() ? "what came is no answer"
+                                                       : outcome->failure);
+    }
+    if (const auto settlement = relay.settle(askedInDoubt, *tree)) {
+        publish(settlement->head, settlement->tree);
+    }
+    if (relay.doubt() != askedInDoubt) {
+        askWhenInDoubt();
+    }
 }
 
 void Gateway::noteDropped(const std::string& reason) {
@@ -137,6 +202,13 @@ void Gateway::noteTooSlow() {
     if (const auto count = slowLines.occurred(Clock::now())) {
         utils::logWarning(formatMessage("a subscriber is too slow and loses batches (" +
                                         std::to_string(*count) + " times)"));
+    }
+}
+
+void Gateway::noteUnanswered(const std::string& reason) {
+    if (const auto count = unansweredLines.occurred(Clock::now())) {
+        utils::logWarning(formatMessage("the service could not be asked for its tree (" +
+                                        std::to_string(*count) + " times): " + reason));
     }
 }
 

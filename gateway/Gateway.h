@@ -1,23 +1,27 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
+#include "gateway/AdmissionPace.h"
 #include "gateway/GatewayCounters.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/Relay.h"
-#include "gateway/Throttle.h"
+#include "gateway/TreeQuestion.h"
 #include "platform/socket/CatchUpPublisher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/Throttle.h"
 
 namespace tarn::gateway {
 
 class SignalInput;
 
-/// Receives the service's batches and publishes them; a newcomer is first sent the last tree. One
-/// thread, which waits for nothing but input: a subscriber that does not read loses batches, and
-/// nobody else notices.
+/// Receives the service's batches and publishes them; newcomers are first sent the last tree. Where
+/// that may be outdated the service is asked for its tree. One thread, which waits for nothing but
+/// input: a subscriber that does not read loses batches, and nobody else notices.
 class Gateway : public utils::MessageFormatter {
   public:
     /// Binds both endpoints; throws std::runtime_error when one is in use.
@@ -28,26 +32,34 @@ class Gateway : public utils::MessageFormatter {
 
   private:
     using Clock = std::chrono::steady_clock;
-    enum class Announcements { AllTaken, MoreWait };
 
-    Announcements takeAnnouncements();
-    void take(tarn::socket::CatchUpPublisher::Announcement announcement);
+    std::chrono::milliseconds letIn();
+    void takeAnnouncements();
+    bool isNewcomer(tarn::socket::CatchUpPublisher::Announcement announcement);
     bool awaitBatch(int otherInput, std::chrono::milliseconds bound);
     void handOn();
     void publish(const std::string& batch);
+    void publish(std::string_view head, std::string_view batch);
+    void askWhenInDoubt();
+    void takeAnswer();
     void noteDropped(const std::string& reason);
     void noteTooSlow();
+    void noteUnanswered(const std::string& reason);
     void reportLosses(Clock::time_point now);
     void report() const;
 
     Relay relay;
     GatewayCounters counters;
-    Throttle droppedLines;
-    Throttle slowLines;
+    utils::Throttle droppedLines;
+    utils::Throttle slowLines;
+    utils::Throttle unansweredLines;
+    AdmissionPace pace;
     Clock::time_point nextReport;
     std::uint64_t reportedLosses = 0;
     tarn::socket::Socket events;
     tarn::socket::CatchUpPublisher publisher;
+    std::uint64_t askedInDoubt = 0;
+    TreeQuestion question;
 };
 
 }  // namespace tarn::gateway

@@ -7,8 +7,9 @@ namespace tarn::gateway {
 std::string GatewayCounters::text() const {
     return fmt::format(
         "batches in {} ({} bytes), out {} ({} bytes), dropped {}; subscribers {}, newcomers {}, "
-        "too slow {} times",
-        batchesIn, bytesIn, batchesOut, bytesOut, dropped, subscribers, catchUps, tooSlow);
+        "too slow {} times, trees asked for {}",
+        batchesIn, bytesIn, batchesOut, bytesOut, dropped, subscribers, catchUps, tooSlow,
+        questions);
 }
 
 }  // namespace tarn::gateway

@@ -29,16 +29,22 @@ SocketEndpoint endpointFor(const std::string& option, const std::string& text) {
     }
 }
 
-GatewayOptions optionsFrom(const std::string& events, const std::string& publish) {
-    const auto eventsEndpoint = endpointFor("--events", events);
+SocketEndpoint publishingEndpoint(const std::string& publish, const SocketEndpoint& events) {
     if (!publish.empty()) {
-        return {eventsEndpoint, endpointFor("--publish", publish)};
+        return endpointFor("--publish", publish);
     }
     try {
-        return {eventsEndpoint, publishingEndpointFor(eventsEndpoint)};
+        return publishingEndpointFor(events);
     } catch (const std::invalid_argument& reason) {
         throw CLI::ValidationError("--publish", reason.what());
     }
+}
+
+GatewayOptions optionsFrom(const std::string& events, const std::string& publish,
+                           const std::string& requests) {
+    const auto eventsEndpoint = endpointFor("--events", events);
+    return {eventsEndpoint, publishingEndpoint(publish, eventsEndpoint),
+            endpointFor("--requests", requests)};
 }
 
 }  // namespace
@@ -48,6 +54,7 @@ std::optional<GatewayOptions> parseGatewayOptions(int argc, const char* const* a
                                                   int& exitStatus) {
     std::string events = "ipc:///tmp/events";
     std::string publish;
+    std::string requests = "ipc:///tmp/requests";
     CLI::App app("Receives the service's events and publishes them to any number of subscribers.",
                  "tarnGateway");
     app.add_option("--events", events, "The service's events endpoint, which is bound here")
@@ -55,10 +62,13 @@ std::optional<GatewayOptions> parseGatewayOptions(int argc, const char* const* a
     app.add_option("--publish", publish,
                    "Where subscribers connect; unless given, the events endpoint with \".pub\" "
                    "behind it, or the port after it");
+    app.add_option("--requests", requests,
+                   "The service's requests endpoint, where its tree is asked for")
+        ->capture_default_str();
     app.set_version_flag("--version", "tarnGateway " TARN_VERSION);
     try {
         app.parse(argc, argv);
-        return optionsFrom(events, publish);
+        return optionsFrom(events, publish, requests);
     } catch (const CLI::Success& asked) {
         app.exit(asked, out, out);
         exitStatus = 0;

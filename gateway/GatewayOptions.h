@@ -11,6 +11,7 @@ namespace tarn::gateway {
 struct GatewayOptions {
     tarn::socket::SocketEndpoint events;
     tarn::socket::SocketEndpoint publish;
+    tarn::socket::SocketEndpoint requests;  ///< the service's
 };
 
 /// Nothing when the process is to end at once, with `exitStatus`: 0 after --help and --version, 2

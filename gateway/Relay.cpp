@@ -30,12 +30,41 @@ std::optional<std::string> Relay::accept(std::string_view batch) {
     if (!scanned) {
         return std::nullopt;
     }
+    if (service.next(*scanned) == ServiceSequence::Finding::MayHaveMissing) {
+        standing = Standing::InDoubt;
+        ++doubts;
+    }
     if (!scanned->tree.empty()) {
         tree = scanned->tree;
+        standing = Standing::Certain;
     }
+    return nextHead(/*askedFor=*/false);
+}
+
+std::optional<std::uint64_t> Relay::doubt() const {
+    return standing == Standing::InDoubt ? std::optional(doubts) : std::nullopt;
+}
+
+std::optional<Relay::Settlement> Relay::settle(std::uint64_t inDoubt, std::string_view treeOnly) {
+    const auto scanned = scanBatch(treeOnly, tree);
+    if (doubt() != inDoubt || !scanned || scanned->tree.empty()) {
+        return std::nullopt;
+    }
+    standing = Standing::Certain;
+    if (tree == scanned->tree) {
+        return std::nullopt;
+    }
+    tree = scanned->tree;
+    return Settlement{nextHead(/*askedFor=*/true), tree};
+}
+
+std::string Relay::nextHead(bool askedFor) {
     ServiceEventBatch head;
     head.set_sequence(++sequence);
     head.set_gateway_instance(instance);
+    if (askedFor) {
+        head.set_asked_for(true);
+    }
     return head.SerializeAsString();
 }
 

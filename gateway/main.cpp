@@ -1,7 +1,5 @@
 // Stands between the service, which sends its events to one receiver, and all who want them.
-#include <signal.h>
 
-#include <cstdio>
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -10,8 +8,9 @@
 #include "gateway/GatewayOptions.h"
 #include "gateway/Readiness.h"
 #include "gateway/SignalInput.h"
+#include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/ProcessDefaults.h"
 
 int main(int argc, char** argv) {
     using namespace tarn;
@@ -20,8 +19,9 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
-    utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
+    utils::ignoreBrokenPipes();
+    utils::raiseDescriptorLimit();
+    utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
     try {
         gateway::SignalInput signals;
         gateway::Gateway relaying(*options);

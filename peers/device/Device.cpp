@@ -4,7 +4,9 @@
 #include <utility>
 
 #include "peers/device/EventChannel.h"
+#include "platform/device_tree/DeviceLimits.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/DeviceOutline.h"
 #include "platform/utils/Log.h"
 #include "proto/monitoring.pb.h"
 
@@ -83,15 +85,32 @@ Device::Reply Device::answer(const Request& request, Time now) {
 }
 
 void Device::describe(Reply& reply, Time now) {
-    auto* const description = reply.MutableExtension(GetDescriptionReply::base);
-    *description->mutable_device() = state->toProtoBuf();
+    auto& description = *reply.MutableExtension(GetDescriptionReply::base);
     if (publisher) {
-        description->set_event_endpoint(events->endpoint());
-        publisher->described(state, now);
+        description.set_event_endpoint(events->endpoint());
     }
-    if (const auto size = reply.ByteSizeLong(); size > largestAnswer) {
-        utils::logWarning("The description of " + std::to_string(size) +
-                          " bytes is larger than the service takes");
+    auto shown = state;
+    shown->toProtoBuf(*description.mutable_device());
+    refuseWhatIsTooMuch(reply, shown);
+    if (publisher) {
+        publisher->described(shown, now);
+    }
+}
+
+// The service would take nothing of it, and hardly know whose it is.
+void Device::refuseWhatIsTooMuch(Reply& reply, State& shown) {
+    auto& device = *reply.MutableExtension(GetDescriptionReply::base)->mutable_device();
+    auto found = tarn::device_tree::refusalOf(device);
+    if (found.empty() && reply.ByteSizeLong() > largestAnswer) {
+        found = tarn::device_tree::tooLarge("description", largestAnswer);
+    }
+    if (!found.empty()) {
+        shown = std::make_shared<tarn::device_tree::DeviceNode>(
+            tarn::device_tree::refusedDevice(tarn::device_tree::outlineOf(*state), found));
+        shown->toProtoBuf(device);
+    }
+    if (found != std::exchange(refusal, found) && !found.empty()) {
+        utils::logWarning("The service does not take the description: " + found);
     }
 }
 

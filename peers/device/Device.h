@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "peers/device/DifferencePublisher.h"
 
@@ -19,7 +20,8 @@ namespace tarn::peers {
 class EventChannel;
 
 /// A device on the monitoring protocol: holds its state, answers requests for it, and tells of its
-/// changes. One thread at a time.
+/// changes. Where it is too deep or too large for the service it says so of itself. One thread at a
+/// time.
 class Device {
   public:
     using Request = tarn::proto::monitoring::TarnServiceToDeviceRequest;
@@ -44,12 +46,14 @@ class Device {
 
   private:
     void describe(Reply& reply, Time now);
+    void refuseWhatIsTooMuch(Reply& reply, State& shown);
     void control(const Request& request, Reply& reply);
 
     State state;
     const std::unique_ptr<EventChannel> events;
     std::optional<DifferencePublisher> publisher;
     bool askedToStop = false;
+    std::string refusal;  // of the last description; empty when it was good
 };
 
 }  // namespace tarn::peers

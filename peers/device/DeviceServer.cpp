@@ -7,7 +7,6 @@
 #include <string>
 #include <utility>
 
-#include "platform/utils/Log.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::peers {
@@ -44,7 +43,7 @@ void DeviceServer::serveOne(Time until, int descriptor) {
     if (polled == 0) {
         receiveAndAnswer();
     } else if (polled == 2) {
-        utils::logWarning("Cannot wait for requests: " + error);
+        failures.log("Cannot wait for requests: " + error);
         pauseAfterError(descriptor);
     }
 }
@@ -57,7 +56,7 @@ void DeviceServer::receiveAndAnswer() {
             socket.sendProtoBuf(&*reply);
         }
     } catch (const std::exception& e) {
-        utils::logWarning(std::string("Request not served: ") + e.what());
+        failures.log(std::string("Request not served: ") + e.what());
     }
 }
 

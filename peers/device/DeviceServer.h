@@ -6,6 +6,7 @@
 
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::proto::monitoring {
 class DeviceToTarnServiceReply;
@@ -36,6 +37,7 @@ class DeviceServer {
 
     const Answer answer;
     tarn::socket::Socket socket;
+    utils::RepeatedFailure failures{utils::LogLevel::Warning};
 };
 
 }  // namespace tarn::peers

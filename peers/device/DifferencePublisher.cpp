@@ -27,9 +27,13 @@ void DifferencePublisher::pinged() {
 }
 
 void DifferencePublisher::update(const State& state, Time now) {
+    using tarn::device_tree::utils::EventHelper;
+    const auto extent = wholeIsDue ? EventHelper::Extent::Whole : EventHelper::Extent::Difference;
     DeviceToTarnServiceEvent event;
-    if (mayTell(now) && makeEvent(state, event) && send(event)) {
-        told = state;
+    State shown = state;
+    if (mayTell(now) && EventHelper::ComputeEventWithinLimits(told, shown, extent, event) &&
+        send(event)) {
+        told = std::move(shown);
         wholeIsDue = false;
     }
 }
@@ -49,15 +53,6 @@ bool DifferencePublisher::mayTell(Time now) {
         phase = Phase::Following;
     }
     return phase == Phase::Following;
-}
-
-bool DifferencePublisher::makeEvent(const State& state, DeviceToTarnServiceEvent& event) {
-    if (!wholeIsDue) {
-        return tarn::device_tree::utils::EventHelper::ComputeEvent(told, state, event);
-    }
-    event.set_type(DeviceToTarnServiceEvent::CONFIGURATION_CHANGE);
-    *event.MutableExtension(ConfigurationChangeEvent::base)->mutable_device() = state->toProtoBuf();
-    return true;
 }
 
 // A service that is away would otherwise be a line at every change.

@@ -30,6 +30,9 @@ class EventChannel;
 ///    who pings without ever having asked for a description has that of an earlier life, and is
 ///    told of the whole device.
 ///
+/// The service takes nothing that is too deep or too large (DeviceLimits.h): such a state is told
+/// as a device in error, and that is the reference then, since it is what arrived.
+///
 /// One thread at a time: describing and sending must not overlap.
 class DifferencePublisher {
   public:
@@ -63,7 +66,6 @@ class DifferencePublisher {
     enum class Health { Sends, Fails };
 
     bool mayTell(Time now);
-    bool makeEvent(const State& state, tarn::proto::monitoring::DeviceToTarnServiceEvent& event);
     bool send(const tarn::proto::monitoring::DeviceToTarnServiceEvent& event);
 
     EventChannel& channel;

@@ -65,12 +65,12 @@ JobSetup EngineSetup::read(const google::protobuf::Message& message) const {
 }
 
 std::unique_ptr<google::protobuf::Message> EngineSetup::makeReply(
-    const std::optional<std::string>& refusal) const {
+    const SetupVerdict& verdict) const {
     auto reply = std::make_unique<EngineToServiceReply>();
     reply->set_type(EngineToServiceReply::SETUP);
-    reply->set_success(!refusal);
-    if (refusal) {
-        reply->set_error_message(*refusal);
+    reply->set_success(!verdict.refusal);
+    if (verdict.refusal) {
+        reply->set_error_message(*verdict.refusal);
     }
     return reply;
 }

@@ -12,7 +12,7 @@ class EngineSetup : public SetupProtocol {
     std::unique_ptr<google::protobuf::Message> newRequest() const override;
     JobSetup read(const google::protobuf::Message& request) const override;
     std::unique_ptr<google::protobuf::Message> makeReply(
-        const std::optional<std::string>& refusal) const override;
+        const SetupVerdict& verdict) const override;
 };
 
 }  // namespace tarn::peers

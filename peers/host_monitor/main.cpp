@@ -1,7 +1,5 @@
 // A device that is this machine: its processors, memory, disks, network and temperatures.
-#include <signal.h>
 
-#include <cstdio>
 #include <exception>
 #include <memory>
 #include <string>
@@ -14,9 +12,10 @@
 #include "peers/host_monitor/HostMonitorOptions.h"
 #include "peers/host_monitor/HostReader.h"
 #include "peers/process/StopSignals.h"
+#include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/ProcessDefaults.h"
 #include "proto/monitoring.pb.h"
 
 namespace {
@@ -54,9 +53,10 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
+    tarn::utils::ignoreBrokenPipes();
+    tarn::utils::raiseDescriptorLimit();
     tarn::utils::setLogSink(
-        std::make_shared<tarn::utils::StreamLogSink>(stderr, tarn::utils::LogLevel::Info));
+        std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));
     try {
         run(*options);
         return 0;

@@ -2,7 +2,6 @@
 #include <gst/gst.h>
 #include <signal.h>
 
-#include <cstdio>
 #include <exception>
 #include <memory>
 #include <string>
@@ -14,8 +13,9 @@
 #include "peers/ingest_service/Ingest.h"
 #include "peers/process/StopSignals.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/ProcessDefaults.h"
 #include "proto/monitoring.pb.h"
 
 namespace {
@@ -66,10 +66,11 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
-    ::signal(SIGHUP, SIG_IGN);   // and the terminal, with which we have nothing to do
+    tarn::utils::ignoreBrokenPipes();
+    tarn::utils::raiseDescriptorLimit();
+    ::signal(SIGHUP, SIG_IGN);  // the terminal, with which we have nothing to do
     tarn::utils::setLogSink(
-        std::make_shared<tarn::utils::StreamLogSink>(stderr, tarn::utils::LogLevel::Info));
+        std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));
     try {
         run(*options);
         return 0;

@@ -1,5 +1,6 @@
 #include "peers/job_runtime/CommandServer.h"
 
+#include <chrono>
 #include <exception>
 #include <string>
 
@@ -51,7 +52,7 @@ void CommandServer::serve(const std::stop_token& token) {
         try {
             serveOne();
         } catch (const std::exception& e) {
-            utils::logWarning(std::string("Command not served: ") + e.what());
+            failures.log(std::string("Command not served: ") + e.what());
         }
     }
 }
@@ -60,7 +61,8 @@ void CommandServer::serveOne() {
     std::string error;
     const int polled = socket.poll(pollMs, error);
     if (polled == 2) {
-        utils::logWarning("Cannot wait for commands: " + error);
+        failures.log("Cannot wait for commands: " + error);
+        std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
     }
     if (polled != 0) {
         return;

@@ -5,6 +5,7 @@
 
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::proto::api_job {
 class ApiToJobRequest;
@@ -39,7 +40,8 @@ class CommandServer {
     StopRequest& stop;
     Persistence& persistence;
     tarn::socket::Socket socket;
-    std::jthread thread;  // last: ends before what it uses
+    utils::RepeatedFailure failures{utils::LogLevel::Warning};  // the thread's own
+    std::jthread thread;                                        // last: ends before what it uses
 };
 
 }  // namespace tarn::peers

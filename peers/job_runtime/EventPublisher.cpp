@@ -1,5 +1,6 @@
 #include "peers/job_runtime/EventPublisher.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -34,7 +35,7 @@ void EventPublisher::failure(const std::string& message, const std::string& deta
     send(event);
 }
 
-void EventPublisher::end(const RunResult& result) {
+void EventPublisher::end(const RunResult& result, Clock::time_point until) {
     auto event = makeEvent(JobEvent::END);
     auto* const end = event.MutableExtension(JobEventEnd::base);
     end->set_reason(result.reason);
@@ -45,7 +46,27 @@ void EventPublisher::end(const RunResult& result) {
         end->set_signal(*result.processEnd.signal);
     }
     end->set_message(result.message);
-    send(event);
+    hasSubscriber();  // they all get this one
+    do {
+        send(event);
+    } while (awaitNewSubscriber(until));
+}
+
+bool EventPublisher::awaitSubscriber(Clock::time_point until) {
+    const bool now = awaitNewSubscriber(somebodyCame ? Clock::now() : until);
+    somebodyCame = somebodyCame || now;
+    return somebodyCame;
+}
+
+bool EventPublisher::awaitNewSubscriber(Clock::time_point until) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+    try {
+        return socket.awaitSubscriber(
+            static_cast<std::uint32_t>(std::max(left, std::chrono::milliseconds(0)).count()));
+    } catch (const std::exception& e) {
+        utils::logWarning(std::string("Cannot wait for subscribers: ") + e.what());
+        return false;
+    }
 }
 
 void EventPublisher::close() {

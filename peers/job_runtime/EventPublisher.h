@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -15,13 +16,23 @@ namespace tarn::peers {
 /// One thread at a time.
 class EventPublisher {
   public:
+    using Clock = std::chrono::steady_clock;
+
     /// Binds; throws std::runtime_error.
     EventPublisher(const tarn::socket::SocketEndpoint& endpoint, std::string jobId);
 
     void state(tarn::proto::job_monitoring::JobState state);
     void progress(const tarn::proto::job_monitoring::JobEventProgress& progress);
     void failure(const std::string& message, const std::string& detail);
-    void end(const RunResult& result);
+
+    /// The last event. Until `until` it is published again for each one who subscribes: those who
+    /// were there before see it twice then.
+    void end(const RunResult& result, Clock::time_point until);
+
+    /// Whether anybody has ever subscribed.
+    bool hasSubscriber() { return awaitSubscriber(Clock::now()); }
+    /// The same, waiting for one.
+    bool awaitSubscriber(Clock::time_point until);
 
     /// Lets out what was published and gives the endpoint back.
     void close();
@@ -30,9 +41,11 @@ class EventPublisher {
     tarn::proto::job_monitoring::JobEvent makeEvent(
         tarn::proto::job_monitoring::JobEvent::Type type) const;
     void send(const tarn::proto::job_monitoring::JobEvent& event);
+    bool awaitNewSubscriber(Clock::time_point until);
 
     const std::string jobId;
     tarn::socket::Socket socket;
+    bool somebodyCame = false;
 };
 
 }  // namespace tarn::peers

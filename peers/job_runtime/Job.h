@@ -12,47 +12,43 @@ namespace tarn::peers {
 
 class CommandServer;
 class EventPublisher;
-class JobClaim;
 class PipelineProcess;
 class RegistryEntry;
 class ReservedEndpoints;
+class SetupAnswer;
 class StopRequest;
 
-/// A job that was set up: its pipeline ready to play, its registry entry, its endpoints.
+/// A job: its endpoints, its registry entry, the process that runs its pipeline.
 class Job {
   public:
-    /// Makes all of it, or throws std::exception with the reason and leaves nothing. What the
-    /// pipeline writes to is opened only once the job is registered: a second job of the same id
-    /// must not touch the files of the first.
+    /// Binds the event endpoint, so that whatever becomes of the job can be told. Throws
+    /// std::exception with the reason. `process` may be none: then run starts one.
     Job(JobSetup setup, std::unique_ptr<PipelineProcess> process, StopRequest& stop,
         const std::string& logFile);
     ~Job();
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    /// Plays, and returns after the job's last event.
-    void run();
+    /// Answers the setup, plays, and returns after the job's last event. False for a job that was
+    /// refused, whatever its answer was.
+    bool run(SetupAnswer& answer);
 
-    /// Leaves the registry and gives the endpoints back. False when the resource manager does not
-    /// answer: then destroying the job takes some seconds.
+    /// Gives the endpoints back. False when the resource manager does not answer: then destroying
+    /// the job takes some seconds.
     bool close();
 
   private:
-    void check(std::chrono::steady_clock::time_point deadline);
-    void enterRegistry();
-    void claimId();
-    void bindEndpoints();
-    void prepare(std::chrono::steady_clock::time_point deadline);
-    void keep();
+    void describe(const std::string& logFile);
+    void makeEntry();
+    std::optional<std::string> bindEndpoints();
 
     const JobSetup setup;
     StopRequest& stop;
     JobStatus status;
     Persistence persistence;
-    std::unique_ptr<PipelineProcess> process;  // none after a failure
-    std::optional<std::string> failure;        // of the preparation of a job that came back
-    std::unique_ptr<JobClaim> claim;
-    std::unique_ptr<RegistryEntry> entry;
+    std::unique_ptr<PipelineProcess> process;
+    std::unique_ptr<RegistryEntry> entry;  // none for a job that nobody lists
+    bool hasLeft = true;
     std::unique_ptr<ReservedEndpoints> reserved;
     std::unique_ptr<EventPublisher> events;
     std::unique_ptr<CommandServer> commands;

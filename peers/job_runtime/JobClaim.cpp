@@ -53,12 +53,12 @@ bool take(const FileDescriptor& holder, const Name& name) {
 }  // namespace
 
 JobClaim::JobClaim(const std::string& resourcesEndpoint, const std::string& jobId,
-                   std::chrono::milliseconds patience)
+                   std::chrono::milliseconds patience, const std::stop_token& stop)
     : holder(checkedDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0), "socket")) {
     const Name name(resourcesEndpoint, jobId);
     const auto deadline = Clock::now() + patience;
     while (!take(holder, name)) {
-        if (Clock::now() >= deadline) {
+        if (Clock::now() >= deadline || stop.stop_requested()) {
             throw std::runtime_error("Already running: job " + utils::printable(jobId));
         }
         waited = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <stop_token>
 #include <string>
 
 #include "peers/process/FileDescriptor.h"
@@ -13,10 +14,10 @@ namespace tarn::peers {
 /// registered again: that one is refused here.
 class JobClaim {
   public:
-    /// Who has it may be about to end: it is waited for so long. Throws std::runtime_error when
-    /// another process still has it then.
+    /// Who has it may be about to end: it is waited for so long, and no longer than until a stop is
+    /// requested. Throws std::runtime_error when another process still has it then.
     JobClaim(const std::string& resourcesEndpoint, const std::string& jobId,
-             std::chrono::milliseconds patience);
+             std::chrono::milliseconds patience, const std::stop_token& stop = {});
 
     /// Whether another process had it when it was asked for.
     bool hadToWait() const { return waited; }

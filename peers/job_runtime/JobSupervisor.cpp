@@ -5,16 +5,18 @@
 #include <algorithm>
 #include <exception>
 #include <utility>
+#include <vector>
 
-#include "peers/job_runtime/EventPublisher.h"
+#include "peers/job_runtime/Admission.h"
 #include "peers/job_runtime/InputWait.h"
 #include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/JobStatus.h"
 #include "peers/job_runtime/Persistence.h"
-#include "peers/job_runtime/PipelineCheck.h"
+#include "peers/job_runtime/SetupAnswer.h"
 #include "peers/job_runtime/StopRequest.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
+#include "proto/pipeline_control.pb.h"
 
 namespace tarn::peers {
 
@@ -24,67 +26,49 @@ namespace {
 
 constexpr std::size_t maxLogText = 4096;
 
-// The state is said again when nothing else was, for those who came late.
-constexpr std::chrono::milliseconds heartbeat{1200};
-
-// How long a subscriber may take to be there after the job's endpoints were bound.
-constexpr std::chrono::milliseconds timeToSubscribe{300};
-
-JobEventProgress toProgress(const tarn::proto::pipeline_control::PipelineReport& report) {
-    JobEventProgress progress;
-    if (report.has_position_ns()) {
-        progress.set_position_ns(report.position_ns());
-    }
-    if (report.has_duration_ns()) {
-        progress.set_duration_ns(report.duration_ns());
-    }
-    if (report.has_position_ns() && report.duration_ns() > 0) {
-        const auto fraction =
-            static_cast<double>(report.position_ns()) / static_cast<double>(report.duration_ns());
-        progress.set_fraction(std::clamp(fraction, 0.0, 1.0));
-    }
-    return progress;
+void logWarningOf(const tarn::proto::pipeline_control::PipelineReport& report) {
+    utils::logWarning("Pipeline warning: " + utils::printable(report.message(), maxLogText) + " " +
+                      utils::printable(report.detail(), maxLogText));
 }
 
 }  // namespace
 
 JobSupervisor::JobSupervisor(const Surroundings& surroundings,
-                             std::unique_ptr<PipelineProcess> prepared, std::string failure)
-    : job(surroundings), firstFailure(std::move(failure)), process(std::move(prepared)) {}
+                             std::unique_ptr<PipelineProcess> started)
+    : job(surroundings), voice(job.status, job.events, Clock::now()), process(std::move(started)) {}
 
 void JobSupervisor::run() {
-    begin();
+    begin(Clock::now());
     while (phase != Phase::Over) {
         waitForSomething();
         step(Clock::now());
     }
+    forgetWhatEndedForGood();
 }
 
-void JobSupervisor::begin() {
-    if (process) {
-        startRun();
-        command(&PipelineProcess::play);
-    } else {
-        noteFailure(firstFailure, {});
-        endRun({JobEventEnd::FAILED, {}, firstFailure}, Clock::now());
-    }
+void JobSupervisor::refuse(const std::string& reason) {
+    end({JobEventEnd::FAILED, {}, reason});
 }
 
 JobSupervisor::Clock::time_point JobSupervisor::nextDeadline() const {
-    auto next = heartbeatAt;
-    if (!unpublishedFailures.empty()) {
-        next = std::min(next, began + timeToSubscribe);
-    }
-    if (phase != Phase::Running) {
-        next = std::min(next, wakeAt);
-    } else if (const auto due = ladder.deadline()) {
-        next = std::min(next, *due);
+    auto next = voice.deadline();
+    const auto include = [&next](const std::optional<Clock::time_point>& due) {
+        next = std::min(next, due.value_or(next));
+    };
+    include(job.answer.deadline());
+    include(job.admission.deadline());
+    if (phase == Phase::Waiting) {
+        include(wakeAt);
+    } else {
+        include(ladder.deadline());
+        include(stage == Stage::Ready ? std::nullopt : std::optional(readyBy));
     }
     return next;
 }
 
 void JobSupervisor::waitForSomething() const {
-    std::vector<int> inputs = {job.stop.signalDescriptor(), job.stop.wishDescriptor()};
+    std::vector<int> inputs = {job.stop.signalDescriptor(), job.stop.wishDescriptor(),
+                               job.admission.descriptor()};
     if (process) {
         const auto ofProcess = process->descriptors();
         inputs.insert(inputs.end(), ofProcess.begin(), ofProcess.end());
@@ -94,16 +78,15 @@ void JobSupervisor::waitForSomething() const {
 
 void JobSupervisor::step(Clock::time_point now) {
     followWish(now);
-    publishFailures(now);
     if (phase == Phase::Running) {
         stepRunning(now);
     } else if (phase == Phase::Waiting && now >= wakeAt) {
         playAgain(now);
-    } else if (phase == Phase::Closing && now >= wakeAt) {
-        close();
     }
-    if (phase != Phase::Over && now >= heartbeatAt) {
-        publishState();
+    followAdmission(now);
+    if (phase != Phase::Over) {
+        job.answer.step(now);
+        voice.step(now);
     }
 }
 
@@ -113,6 +96,8 @@ void JobSupervisor::stepRunning(Clock::time_point now) {
     if (const auto end = process->end()) {
         takeReports(now);  // the last ones may have come with the end
         endRun(judge(facts, *end), now);
+    } else if (stage != Stage::Ready && now >= readyBy) {
+        failUnready(now);
     } else {
         if (process->isSilent()) {
             ladder.begin(now);  // it is ending, and may hang in that
@@ -126,12 +111,28 @@ void JobSupervisor::followWish(Clock::time_point now) {
         return;
     }
     if (phase == Phase::Waiting) {
-        endRun({JobEventEnd::DESTROYED, {}, "destroyed while waiting to be played again"}, now);
+        end({JobEventEnd::DESTROYED, {}, "destroyed while waiting to be played again"});
+    } else if (phase == Phase::Running && stage != Stage::Ready) {
+        end({JobEventEnd::DESTROYED, {}, "destroyed before it was ready to play"});
     } else if (phase == Phase::Running && !ladder.hasBegun()) {
         facts.note(RunFacts::Ending::StopAsked);
-        show(JOB_STATE_STOPPING);
-        command(&PipelineProcess::finish);
+        voice.show(JOB_STATE_STOPPING);
+        command([](PipelineProcess& told) { told.finish(); });
         ladder.begin(now);
+    }
+}
+
+void JobSupervisor::followAdmission(Clock::time_point now) {
+    if (phase == Phase::Over) {
+        return;
+    }
+    const auto admission = job.admission.step(now);
+    if (admission == Admission::State::Refused) {
+        end({JobEventEnd::FAILED, {}, job.admission.reason()});
+    } else if (admission == Admission::State::Admitted && phase == Phase::Running &&
+               stage == Stage::Checked) {
+        stage = Stage::Preparing;
+        command([](PipelineProcess& told) { told.prepare(); });
     }
 }
 
@@ -162,14 +163,15 @@ void JobSupervisor::takeReports(Clock::time_point now) {
 void JobSupervisor::handle(const Report& report, Clock::time_point now) {
     switch (report.type()) {
         case Report::PARSED:
-            return command(&PipelineProcess::prepare);
+            stage = Stage::Checked;
+            return job.admission.checked();
         case Report::PREPARED:
-            return command(&PipelineProcess::play);
+            return getReady();
         case Report::PLAYING:
             policy.playing(now);
-            return ladder.hasBegun() ? void() : show(JOB_STATE_PLAYING);
+            return ladder.hasBegun() ? void() : voice.show(JOB_STATE_PLAYING);
         case Report::PROGRESS:
-            return handleProgress(report);
+            return voice.progress(report);
         case Report::WARNING:
             return logWarningOf(report);
         case Report::FAILURE:
@@ -182,84 +184,131 @@ void JobSupervisor::handle(const Report& report, Clock::time_point now) {
     }
 }
 
-void JobSupervisor::handleProgress(const Report& report) {
-    const auto progress = toProgress(report);
-    job.status.update([&](JobStatus::Reply& status) {
-        status.clear_fraction();
-        status.clear_duration_ns();
-        if (progress.has_position_ns()) {
-            status.set_position_ns(progress.position_ns());
-        }
-        if (progress.has_duration_ns()) {
-            status.set_duration_ns(progress.duration_ns());
-        }
-        if (progress.has_fraction()) {
-            status.set_fraction(progress.fraction());
-        }
-    });
-    publishState();
-    job.events.progress(progress);
-}
-
 void JobSupervisor::handleFailure(const Report& report, Clock::time_point now) {
     if (facts.failure.empty()) {
         facts.failure = report.message();
     }
+    isUnusable = isUnusable || (!isSetUp && stage == Stage::Checking);
     facts.note(RunFacts::Ending::Failure);
-    noteFailure(report.message(), report.detail());
+    voice.failure(report.message(), report.detail());
     ladder.begin(now);
 }
 
 // A process that cannot be told has ended or hangs; both are found out without this.
-void JobSupervisor::command(void (PipelineProcess::*what)()) {
+template <typename Command>
+void JobSupervisor::command(Command what) {
     try {
-        ((*process).*what)();
+        what(*process);
     } catch (const std::exception& e) {
         utils::logWarning(std::string("The pipeline process cannot be told: ") + e.what());
     }
 }
 
-void JobSupervisor::startRun() {
+void JobSupervisor::begin(Clock::time_point now) {
+    tellWhatIsNotKept();
+    startRun(now);
+}
+
+void JobSupervisor::startRun(Clock::time_point now) {
     facts = {};
     ladder = {};
     phase = Phase::Running;
+    stage = Stage::Checking;
+    readyBy = now + timeToGetReady;
+    try {
+        if (!process) {
+            process = std::make_unique<PipelineProcess>();
+        }
+    } catch (const std::exception& e) {
+        voice.failure(e.what(), {});
+        return endRun({JobEventEnd::FAILED, {}, e.what()}, now);
+    }
     job.status.update([&](JobStatus::Reply& status) { status.set_pipeline_pid(process->id()); });
-    show(JOB_STATE_STARTING);
+    voice.show(JOB_STATE_STARTING);
+    command([&](PipelineProcess& told) { told.parse(job.setup.pipeline, job.setup.environment); });
 }
 
 void JobSupervisor::playAgain(Clock::time_point now) {
     job.status.update([](JobStatus::Reply& status) { status.set_restarts(status.restarts() + 1); });
-    try {
-        process = std::make_unique<PipelineProcess>();
-        startRun();
-        process->parse(job.setup.pipeline, job.setup.environment);
-    } catch (const std::exception& e) {
-        noteFailure(e.what(), {});
-        endRun({JobEventEnd::FAILED, {}, e.what()}, now);
+    startRun(now);
+}
+
+void JobSupervisor::getReady() {
+    stage = Stage::Ready;
+    if (!std::exchange(wasReady, true)) {
+        keep();
+        accept();
     }
+    command([](PipelineProcess& told) { told.play(); });
+}
+
+void JobSupervisor::failUnready(Clock::time_point now) {
+    if (facts.failure.empty()) {
+        facts.failure = "the pipeline was not ready in time";
+        voice.failure(facts.failure, {});
+    }
+    facts.note(RunFacts::Ending::Failure);
+    endRun(judge(facts, {}), now);
 }
 
 void JobSupervisor::endRun(const RunResult& ended, Clock::time_point now) {
-    process.reset();
-    job.status.update([](JobStatus::Reply& status) { status.clear_pipeline_pid(); });
+    dropProcess();
     if (ended.reason == JobEventEnd::CRASHED) {
-        noteFailure("the pipeline process was " + ended.message, {});
+        voice.failure("the pipeline process was " + ended.message, {});
     }
     const bool stopWished = job.stop.wish() != StopRequest::Wish::None;
-    if (ended.failed() && job.persistence.isKept() && !stopWished) {
-        const auto delay = policy.failed(now);
-        wakeAt = now + delay;
-        phase = Phase::Waiting;
-        utils::logInfo("Played again in " + std::to_string(delay.count()) + " ms");
-        show(JOB_STATE_WAITING_TO_RESTART);
+    if (ended.failed() && job.persistence.isKept() && !stopWished && !isUnusable) {
+        waitToPlayAgain(now);
     } else {
-        result = ended;
-        wakeAt = std::max(now, began + timeToSubscribe);
-        phase = Phase::Closing;
+        end(ended);
     }
 }
 
-void JobSupervisor::close() {
+// A job that comes back could be prepared once: what it lacks now may come later, a server that has
+// not been started yet or a track that somebody else still holds. Refused, it would stay away until
+// the next start of the service.
+void JobSupervisor::waitToPlayAgain(Clock::time_point now) {
+    const auto delay = policy.failed(now);
+    wakeAt = now + delay;
+    phase = Phase::Waiting;
+    utils::logInfo("Played again in " + std::to_string(delay.count()) + " ms");
+    voice.show(JOB_STATE_WAITING_TO_RESTART);
+    accept();
+}
+
+void JobSupervisor::end(const RunResult& ended) {
+    dropProcess();
+    result = ended;
+    phase = Phase::Over;
+}
+
+void JobSupervisor::dropProcess() {
+    process.reset();
+    job.status.update([](JobStatus::Reply& status) { status.clear_pipeline_pid(); });
+}
+
+void JobSupervisor::accept() {
+    isSetUp = true;
+    job.answer.accept();
+}
+
+// What cannot be prepared does not take the place of what once could.
+void JobSupervisor::keep() {
+    job.persistence.keep();
+    const bool kept = job.persistence.isKept();
+    job.status.update([&](JobStatus::Reply& status) { status.set_persistent(kept); });
+    tellWhatIsNotKept();
+}
+
+void JobSupervisor::tellWhatIsNotKept() {
+    const auto problem = job.persistence.problem();
+    if (problem != std::exchange(toldProblem, problem)) {
+        job.answer.warn("not persistent: " + problem);
+        voice.lack("not persistent: " + problem);
+    }
+}
+
+void JobSupervisor::forgetWhatEndedForGood() {
     const bool forGood = result->reason == JobEventEnd::END_OF_STREAM ||
                          job.stop.wish() == StopRequest::Wish::EndForGood;
     try {
@@ -269,44 +318,17 @@ void JobSupervisor::close() {
     } catch (const std::exception& e) {
         utils::logError(std::string("Cannot remove the persistent file: ") + e.what());
     }
-    show(JOB_STATE_ENDED);
-    utils::logInfo("Ended: " + utils::printable(result->message, maxLogText));
-    job.events.end(*result);
-    phase = Phase::Over;
 }
 
-void JobSupervisor::show(JobState now) {
-    if (std::exchange(state, now) != now) {
-        utils::logInfo("State " + JobState_Name(now));
-        job.status.update([&](JobStatus::Reply& status) { status.set_state(now); });
-        publishState();
+void JobSupervisor::tellEnd() {
+    if (!isSetUp) {
+        const auto reason = result->reason == JobEventEnd::CRASHED
+                                ? "the pipeline process was " + result->message
+                                : result->message;
+        utils::logError("Job setup failed: " + utils::printable(reason, maxLogText));
+        job.answer.refuse(reason);
     }
-}
-
-void JobSupervisor::publishState() {
-    heartbeatAt = Clock::now() + heartbeat;
-    job.events.state(state);
-}
-
-void JobSupervisor::noteFailure(const std::string& message, const std::string& detail) {
-    utils::logError("Failure: " + utils::printable(message, maxLogText) + " " +
-                    utils::printable(detail, maxLogText));
-    job.status.update([&](JobStatus::Reply& status) { status.set_last_failure(message); });
-    unpublishedFailures.emplace_back(message, detail);
-    publishFailures(Clock::now());
-}
-
-bool JobSupervisor::subscribersAreThere(Clock::time_point now) const {
-    return now >= began + timeToSubscribe;
-}
-
-void JobSupervisor::publishFailures(Clock::time_point now) {
-    if (!subscribersAreThere(now)) {
-        return;
-    }
-    for (const auto& [message, detail] : std::exchange(unpublishedFailures, {})) {
-        job.events.failure(message, detail);
-    }
+    voice.end(*result);
 }
 
 }  // namespace tarn::peers

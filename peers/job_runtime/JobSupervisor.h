@@ -4,32 +4,41 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
-#include <vector>
 
+#include "peers/job_runtime/JobVoice.h"
 #include "peers/job_runtime/PipelineProcess.h"
 #include "peers/job_runtime/RestartPolicy.h"
 #include "peers/job_runtime/RunResult.h"
 #include "peers/job_runtime/StopLadder.h"
-#include "proto/job_monitoring.pb.h"
 
 namespace tarn::peers {
 
+class Admission;
 class EventPublisher;
 class JobStatus;
 class Persistence;
+class SetupAnswer;
 class StopRequest;
 struct JobSetup;
 
-/// Sees a job through, from the first playing to its end: follows the pipeline process, tells of
-/// it, plays a persistent job again after a failure, and ends it when that is wished.
+/// Sees a job through, from its setup to its end: follows the pipeline process, tells of it, plays
+/// a persistent job again after a failure, and ends it when that is wished.
 ///
 /// The job is Running while there is a process, Waiting between two runs of a persistent job, and
-/// Closing when it has ended but is so young that those who were told of its event endpoint may not
-/// have subscribed yet.
+/// Over when only its end is still to be told.
+///
+/// In each run the pipeline is checked, prepared (which opens what it names, and begins once the
+/// job is admitted) and played:
+///
+///   Checking --parsed--> Checked --admitted--> Preparing --prepared--> Ready
 class JobSupervisor {
   public:
     using Clock = std::chrono::steady_clock;
+
+    /// How long a pipeline may take to be Ready; after that the run counts as failed. The first
+    /// one's time begins with the setup. Less than the 5 seconds that the service waits for the
+    /// answer to that.
+    static constexpr std::chrono::milliseconds timeToGetReady{4500};
 
     /// What the supervisor works with; all must outlive it.
     struct Surroundings {
@@ -38,58 +47,76 @@ class JobSupervisor {
         EventPublisher& events;
         StopRequest& stop;
         Persistence& persistence;  ///< a job that is not kept ends at its first failure
+        Admission& admission;
+        SetupAnswer& answer;
     };
 
-    /// `prepared` is a process whose pipeline is ready to play; none where that failed, as
-    /// `failure` says. That counts as a first run.
-    JobSupervisor(const Surroundings& surroundings, std::unique_ptr<PipelineProcess> prepared,
-                  std::string failure = {});
+    /// `process` is one that was told nothing yet; none where it could not be started, which is
+    /// tried again then.
+    JobSupervisor(const Surroundings& surroundings, std::unique_ptr<PipelineProcess> process);
 
-    /// Returns after the job's last event.
+    /// Returns when the job is over.
     void run();
 
+    /// Instead: the job is over before it began.
+    void refuse(const std::string& reason);
+
+    /// Of a job that is over: tells it to whoever waits for the setup, and to the subscribers.
+    void tellEnd();
+
+    /// Whether the job was ever ready to play, or is persistent and was to be tried again. One that
+    /// was neither is refused.
+    bool wasSetUp() const { return isSetUp; }
+
   private:
-    enum class Phase { Running, Waiting, Closing, Over };
+    enum class Phase { Running, Waiting, Over };
+    enum class Stage { Checking, Checked, Preparing, Ready };
     using Report = tarn::proto::pipeline_control::PipelineReport;
 
     Clock::time_point nextDeadline() const;
     void waitForSomething() const;
     void step(Clock::time_point now);
     void stepRunning(Clock::time_point now);
-
     void followWish(Clock::time_point now);
+    void followAdmission(Clock::time_point now);
     void climb(Clock::time_point now);
     void takeReports(Clock::time_point now);
     void handle(const Report& report, Clock::time_point now);
-    void handleProgress(const Report& report);
     void handleFailure(const Report& report, Clock::time_point now);
-    void command(void (PipelineProcess::*what)());
+    template <typename Command>
+    void command(Command what);
 
-    void begin();
-    void startRun();
+    void begin(Clock::time_point now);
+    void startRun(Clock::time_point now);
     void playAgain(Clock::time_point now);
+    void getReady();
+    void failUnready(Clock::time_point now);
     void endRun(const RunResult& result, Clock::time_point now);
-    void close();
+    void waitToPlayAgain(Clock::time_point now);
+    void end(const RunResult& result);
+    void dropProcess();
 
-    void show(tarn::proto::job_monitoring::JobState state);
-    void publishState();
-    bool subscribersAreThere(Clock::time_point now) const;
-    void publishFailures(Clock::time_point now);
-    void noteFailure(const std::string& message, const std::string& detail);
+    void accept();
+    void keep();
+    void tellWhatIsNotKept();
+    void forgetWhatEndedForGood();
 
     const Surroundings job;
-    const Clock::time_point began = Clock::now();
-    const std::string firstFailure;
+    JobVoice voice;
     std::unique_ptr<PipelineProcess> process;
     Phase phase = Phase::Running;
-    tarn::proto::job_monitoring::JobState state = tarn::proto::job_monitoring::JOB_STATE_UNKNOWN;
+    Stage stage = Stage::Checking;
+    Clock::time_point readyBy;  // of this run
     RunFacts facts;
     StopLadder ladder;
     RestartPolicy policy;
-    std::optional<RunResult> result;  // the job's, once it has ended
-    Clock::time_point wakeAt;         // the end of Waiting or Closing
-    Clock::time_point heartbeatAt;
-    std::vector<std::pair<std::string, std::string>> unpublishedFailures;  // message, detail
+    Clock::time_point wakeAt;  // the end of Waiting
+
+    bool isSetUp = false;
+    bool wasReady = false;
+    bool isUnusable = false;          // the pipeline of a job that was never set up does not parse
+    std::string toldProblem;          // with the persistent file
+    std::optional<RunResult> result;  // the job's, once it is over
 };
 
 }  // namespace tarn::peers

@@ -1,8 +1,5 @@
 #include "peers/job_runtime/Launcher.h"
 
-#include <signal.h>
-
-#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <memory>
@@ -15,11 +12,13 @@
 #include "peers/job_runtime/LauncherOptions.h"
 #include "peers/job_runtime/LauncherProcess.h"
 #include "peers/job_runtime/PipelineProcess.h"
+#include "peers/job_runtime/SetupAnswer.h"
 #include "peers/job_runtime/SetupServer.h"
 #include "peers/job_runtime/StopRequest.h"
+#include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/ProcessDefaults.h"
 
 namespace tarn::peers {
 
@@ -49,8 +48,8 @@ class Launcher {
     }
 
   private:
-    // Started before it is needed, so that its start and the wait for the setup go on together. A
-    // failure is told when there is somebody to tell it to.
+    // Started before it is needed, so that its start and the wait for the setup go on together. It
+    // is tried again when there is somebody to tell of a failure.
     void startPipelineProcess() {
         try {
             process = std::make_unique<PipelineProcess>();
@@ -83,28 +82,26 @@ class Launcher {
     }
 
     int runJob(JobSetup setup, SetupServer& server) {
-        const auto job = makeJob(std::move(setup), server);
+        SetupAnswer answer([&](const SetupVerdict& verdict) { server.answer(verdict); },
+                           SetupAnswer::Clock::now());
+        const auto job = makeJob(std::move(setup), answer);
         if (!job) {
             return 1;
         }
-        server.answer(std::nullopt);
-        job->run();
+        const int status = job->run(answer) ? 0 : 1;
         if (!job->close()) {
             // Everything is done; only the wait for an answer that nobody needs is not.
-            std::_Exit(0);
+            std::_Exit(status);
         }
-        return 0;
+        return status;
     }
 
-    std::unique_ptr<Job> makeJob(JobSetup setup, SetupServer& server) {
+    std::unique_ptr<Job> makeJob(JobSetup setup, SetupAnswer& answer) {
         try {
-            if (!process) {
-                process = std::make_unique<PipelineProcess>();
-            }
             return std::make_unique<Job>(std::move(setup), std::move(process), stop, logFile);
         } catch (const std::exception& e) {
             utils::logError("Job setup failed: " + utils::printable(e.what(), maxSetupText));
-            server.answer(e.what());
+            answer.refuse(e.what());
             return nullptr;
         }
     }
@@ -122,8 +119,9 @@ int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
         if (options.daemon) {
             detach();
         }
-        ::signal(SIGPIPE, SIG_IGN);  // who reads our standard error may go away
-        utils::setLogSink(std::make_shared<utils::StreamLogSink>(stderr, utils::LogLevel::Info));
+        utils::ignoreBrokenPipes();
+        utils::raiseDescriptorLimit();
+        utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
         return Launcher(options, protocol).run();
     } catch (const std::exception& e) {
         utils::logError(e.what());

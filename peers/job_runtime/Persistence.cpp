@@ -1,12 +1,15 @@
 #include "peers/job_runtime/Persistence.h"
 
+#include <climits>
 #include <exception>
+#include <filesystem>
 
 #include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/PersistentFile.h"
 #include "peers/job_runtime/SafeFileName.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
+#include "platform/utils/Utf8.h"
 #include "proto/service_job.pb.h"
 
 namespace tarn::peers {
@@ -29,6 +32,13 @@ std::string jobIn(const PersistentFile& file) {
     return request.GetExtension(ServiceToJobRequestSetup::base).job_description().job_id();
 }
 
+/// The path with `suffix` at its end, as long as a file name may be.
+std::string besides(const std::filesystem::path& path, const std::string& suffix) {
+    const auto name = path.filename().string();
+    const auto kept = utils::utf8Prefix(name, NAME_MAX - suffix.size());
+    return (path.parent_path() / (std::string(kept) + suffix)).string();
+}
+
 bool wasNamedByTheClient(const ServiceToJobRequest& request) {
     return !request.GetExtension(ServiceToJobRequestSetup::base).persistent_job_name().empty();
 }
@@ -42,7 +52,7 @@ Persistence::Persistence(const JobSetup& jobSetup) : setup(jobSetup) {
     try {
         open(*guarded.lock());
     } catch (const std::exception& e) {
-        utils::logError(std::string("This job is not persistent: ") + e.what());
+        lose(*guarded.lock(), e.what());
     }
 }
 
@@ -59,7 +69,7 @@ void Persistence::open(Guarded& opened) const {
     if (owner == idOf(setup)) {
         opened.state = State::Kept;
     } else if (!owner.empty() && !wasNamedByTheClient(request)) {
-        const auto path = setup.persistentFile + "_" + safeFileName(idOf(setup));
+        const auto path = besides(setup.persistentFile, "_" + safeFileName(idOf(setup)));
         utils::logInfo("The persistent file is that of another job: using " +
                        utils::printable(path));
         request.MutableExtension(ServiceToJobRequestSetup::base)->set_persistent_file_path(path);
@@ -77,10 +87,17 @@ void Persistence::keep() {
         locked->file->write(locked->content);
         locked->state = State::Kept;
     } catch (const std::exception& e) {
-        utils::logError(locked->state == State::Kept
-                            ? std::string("The persistent file stays as it was: ") + e.what()
-                            : std::string("This job is not persistent: ") + e.what());
+        if (locked->state == State::Kept) {
+            utils::logError(std::string("The persistent file stays as it was: ") + e.what());
+        } else {
+            lose(*locked, e.what());
+        }
     }
+}
+
+void Persistence::lose(Guarded& lost, const std::string& reason) {
+    lost.problem = reason;
+    utils::logError("This job is not persistent: " + reason);
 }
 
 void Persistence::forget() {
@@ -99,6 +116,10 @@ bool Persistence::mayBeOurs(const PersistentFile& file) const {
 
 bool Persistence::isKept() {
     return guarded.lock()->state == State::Kept;
+}
+
+std::string Persistence::problem() {
+    return guarded.lock()->problem;
 }
 
 bool Persistence::isStored() {

@@ -35,6 +35,9 @@ class Persistence {
 
     bool isKept();
 
+    /// Why a job that was to be kept is not; empty when nothing went wrong.
+    std::string problem();
+
     /// Whether the file is there.
     bool isStored();
 
@@ -44,9 +47,11 @@ class Persistence {
         std::unique_ptr<PersistentFile> file;  // none for a job that is not persistent
         std::string content;
         State state = State::Passing;
+        std::string problem;
     };
 
     void open(Guarded& opened) const;
+    static void lose(Guarded& lost, const std::string& reason);
     bool mayBeOurs(const PersistentFile& file) const;
 
     const JobSetup& setup;

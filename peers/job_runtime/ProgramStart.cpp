@@ -3,11 +3,14 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
 #include <filesystem>
 #include <system_error>
+
+#include "platform/utils/ProcessDefaults.h"
 
 namespace tarn::peers {
 
@@ -60,6 +63,15 @@ void arrangeDescriptors(posix_spawn_file_actions_t* actions, const ProgramStart&
     ::posix_spawn_file_actions_addclosefrom_np(actions, start.channelNumber + 1);
 }
 
+// Right after its start: until then it has hardly opened anything.
+void lowerDescriptorLimit(pid_t id) {
+    rlimit limit{};
+    if (::prlimit(id, RLIMIT_NOFILE, nullptr, &limit) == 0) {
+        limit.rlim_cur = utils::inheritedDescriptorLimit();
+        ::prlimit(id, RLIMIT_NOFILE, &limit, nullptr);
+    }
+}
+
 }  // namespace
 
 std::string besideThisProgram(const std::string& name) {
@@ -80,6 +92,7 @@ pid_t startProgram(const ProgramStart& start) {
     if (error != 0) {
         throw std::system_error(error, std::generic_category(), path);
     }
+    lowerDescriptorLimit(id);
     return id;
 }
 

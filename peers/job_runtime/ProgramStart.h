@@ -18,8 +18,9 @@ struct ProgramStart {
 /// The program of that name in the folder of the running one. Throws std::filesystem_error.
 std::string besideThisProgram(const std::string& name);
 
-/// Starts it as the leader of a process group of its own, with the signals of a fresh program and
-/// no other descriptors. Throws std::system_error when it cannot be started.
+/// Starts it as the leader of a process group of its own, with the signals of a fresh program, the
+/// limit of descriptors that this process was started with, and no other descriptors. Throws
+/// std::system_error when it cannot be started.
 pid_t startProgram(const ProgramStart& start);
 
 }  // namespace tarn::peers

@@ -1,44 +1,79 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
+#include <memory>
 #include <mutex>
 #include <stop_token>
 #include <string>
 #include <thread>
 
+#include "peers/job_runtime/Registration.h"
+#include "peers/process/FileDescriptor.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/resource_manager/RunningJob.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/utils/Synchronised.h"
 
 namespace tarn::peers {
 
-/// This process's entry in the registry of running jobs. Once entered it is watched every second by
-/// a thread of its own, and made again when a new service has lost it. A service that is away is no
-/// reason to end: only what changes is logged.
-class RegistryEntry {
-  public:
-    /// Enters; throws std::runtime_error with the reason when the resource manager cannot be
-    /// reached or refuses.
-    RegistryEntry(tarn::resource_manager::RunningJob job,
-                  const tarn::socket::SocketEndpoint& resourcesEndpoint);
-    ~RegistryEntry();  ///< leaves
+class JobClaim;
 
-    /// Asks the thread to leave the registry and waits up to 2 seconds for it. False when it is
-    /// still waiting for a resource manager that does not answer; the destructor then waits for the
-    /// rest of that, some seconds.
+/// This process's entry in the registry of running jobs, and the claim to its id. Both are seen to
+/// by a thread of its own, since neither is got at once: the claim may be held by a process that is
+/// about to end, and the resource manager may be away. Once entered, the entry is looked at every
+/// second, and made again when a new service has lost it. A service that is away is no reason to
+/// end: only what changes is logged.
+class RegistryEntry : public Registration {
+  public:
+    /// Enters nothing yet. `mayReplace` is asked, on the thread, by one who had to wait for the
+    /// claim: whether it may be the job although another process was. Throws std::system_error,
+    /// std::invalid_argument for a bad endpoint.
+    RegistryEntry(tarn::resource_manager::RunningJob job, const std::string& resourcesEndpoint,
+                  std::function<bool()> mayReplace);
+    ~RegistryEntry() override;  ///< leaves
+
+    void enter() override;
+    Standing take() override;
+    std::string reason() override;
+    int descriptor() const override { return changes.get(); }
+
+    /// Has the thread let go of the id and leave the registry, and waits up to 2 seconds for it:
+    /// who finds no entry any more may be the job at once. False when the thread is still waiting
+    /// for a resource manager that does not answer; the destructor then waits for the rest of that,
+    /// some seconds.
     bool leave();
 
   private:
-    enum class Standing { Listed, Unreachable, Refused };
+    struct State {
+        Standing standing = Standing::Outside;
+        std::string reason;
+    };
 
-    void watch(const std::stop_token& token);
+    void work(const std::stop_token& token);
+    bool claimId(const std::stop_token& token);
+    void enterFirst(const std::stop_token& token);
+    Standing askToEnter(std::string& error);
+    bool connect(std::string& error);
     void check();
-    void unregister();
-    void change(Standing now, const std::string& line);
+    void depart();
+    bool pause(const std::stop_token& token, std::chrono::milliseconds length);
+    bool change(Standing now, const std::string& why = {});
+
+    const std::string& jobId() const { return job.getJobDescription().getJobId(); }
 
     const tarn::resource_manager::RunningJob job;
+    const std::string endpointText;
+    const tarn::socket::SocketEndpoint endpoint;
+    const std::function<bool()> mayReplace;
+    const FileDescriptor changes;
+    tarn::utils::Synchronised<State> state;
+
+    // The thread's.
     tarn::resource_manager::ResourceManagerProxy proxy;
-    Standing standing = Standing::Listed;  // the thread's
+    std::unique_ptr<JobClaim> claim;
+    bool connected = false;
+    bool wasListed = false;
 
     std::mutex mutex;
     std::condition_variable_any changed;

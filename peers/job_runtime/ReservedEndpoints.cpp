@@ -1,5 +1,6 @@
 #include "peers/job_runtime/ReservedEndpoints.h"
 
+#include <chrono>
 #include <exception>
 
 #include "platform/socket/SocketEndpoint.h"
@@ -50,8 +51,11 @@ ReservedEndpoints::ReservedEndpoints(const std::vector<std::string>& pullEndpoin
 void ReservedEndpoints::drop(const std::stop_token& token) {
     std::string error;
     while (!token.stop_requested()) {
-        if (pull.poll(pollMs, error) == 0) {
+        const int polled = pull.poll(pollMs, error);
+        if (polled == 0) {
             dropOne(pull);
+        } else if (polled == 2) {  // an error that stays must not take a processor
+            std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
         }
     }
 }

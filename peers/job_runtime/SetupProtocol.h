@@ -16,6 +16,12 @@ class JobDescription;
 
 namespace tarn::peers {
 
+/// What a launcher answers to a setup.
+struct SetupVerdict {
+    std::optional<std::string> refusal;  ///< why not; none: accepted
+    std::string warning;                 ///< what an accepted job lacks; empty: nothing
+};
+
 /// The messages by which one kind of launcher is set up.
 class SetupProtocol {
   public:
@@ -29,7 +35,7 @@ class SetupProtocol {
 
     /// The answer: success, or the refusal with its reason.
     virtual std::unique_ptr<google::protobuf::Message> makeReply(
-        const std::optional<std::string>& refusal) const = 0;
+        const SetupVerdict& verdict) const = 0;
 };
 
 /// The registry's record of a job in this process. `resources` is a repeated field of

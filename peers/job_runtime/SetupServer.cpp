@@ -51,18 +51,18 @@ std::optional<JobSetup> SetupServer::receive() {
         return protocol.read(*request);
     } catch (const std::invalid_argument& e) {
         utils::logWarning(std::string("Setup refused: ") + e.what());
-        send(e.what());
+        send({.refusal = e.what(), .warning = {}});
         return std::nullopt;
     }
 }
 
-void SetupServer::answer(const std::optional<std::string>& refusal) {
-    send(refusal);
+void SetupServer::answer(const SetupVerdict& verdict) {
+    send(verdict);
     socket.close();
 }
 
-void SetupServer::send(const std::optional<std::string>& refusal) {
-    const auto reply = protocol.makeReply(refusal);
+void SetupServer::send(const SetupVerdict& verdict) {
+    const auto reply = protocol.makeReply(verdict);
     try {
         socket.sendProtoBuf(reply.get());
     } catch (const std::exception& e) {

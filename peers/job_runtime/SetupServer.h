@@ -24,14 +24,13 @@ class SetupServer {
     /// passed or a stop is wished.
     std::optional<JobSetup> wait(Clock::time_point deadline, StopRequest& stop);
 
-    /// Answers the setup, `refusal` being the reason why it is not accepted, and closes: the
-    /// endpoint is free then, and the answer on its way. A caller that has gone is a warning in the
-    /// log.
-    void answer(const std::optional<std::string>& refusal);
+    /// Answers the setup and closes: the endpoint is free then, and the answer on its way. A caller
+    /// that has gone is a warning in the log.
+    void answer(const SetupVerdict& verdict);
 
   private:
     std::optional<JobSetup> receive();
-    void send(const std::optional<std::string>& refusal);
+    void send(const SetupVerdict& verdict);
 
     const SetupProtocol& protocol;
     tarn::socket::Socket socket;

@@ -3,15 +3,13 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/utils/Utf8.h"
+
 namespace tarn::peers::loop_storage {
 
 namespace {
 
 constexpr std::size_t longestName = 20;
-
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xc0U) == 0x80U;
-}
 
 bool isControl(char byte) {
     return static_cast<unsigned char>(byte) < 0x20U || byte == 0x7f;
@@ -34,11 +32,7 @@ std::map<std::int64_t, Worker> Workers::all() {
 }
 
 std::string workerName(const std::string& given) {
-    auto length = std::min(given.size(), longestName);
-    while (length > 0 && length < given.size() && continuesCharacter(given[length])) {
-        --length;
-    }
-    auto name = given.substr(0, length);
+    std::string name(utils::utf8Prefix(given, longestName));
     std::replace_if(name.begin(), name.end(), isControl, '?');
     return name;
 }

@@ -1,8 +1,6 @@
 // Keeps tracks, rings on disk, and serves who writes and reads them.
 #include <signal.h>
-#include <sys/resource.h>
 
-#include <cstdio>
 #include <exception>
 #include <memory>
 
@@ -10,21 +8,13 @@
 #include "peers/loop_storage/LoopStorageOptions.h"
 #include "peers/loop_storage/Server.h"
 #include "peers/loop_storage/Storage.h"
+#include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/ProcessDefaults.h"
 
 namespace {
 
 using namespace tarn::peers::loop_storage;
-
-// Every client is a descriptor, and every track in use two.
-void allowManyDescriptors() {
-    rlimit limit{};
-    if (::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        ::setrlimit(RLIMIT_NOFILE, &limit);
-    }
-}
 
 void run(const LoopStorageOptions& options) {
     Storage storage(options.directory, options.capacity, readBootId());
@@ -54,11 +44,11 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    ::signal(SIGPIPE, SIG_IGN);
+    tarn::utils::ignoreBrokenPipes();
+    tarn::utils::raiseDescriptorLimit();
     ::signal(SIGXFSZ, SIG_IGN);  // a limit of the file size is an error like a full disk
     tarn::utils::setLogSink(
-        std::make_shared<tarn::utils::StreamLogSink>(stderr, tarn::utils::LogLevel::Info));
-    allowManyDescriptors();
+        std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));
     try {
         run(*options);
         return 0;

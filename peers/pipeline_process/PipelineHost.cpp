@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "peers/pipeline_process/PipelineParser.h"
+#include "peers/pipeline_process/UnaskedEnd.h"
 #include "proto/pipeline_control.pb.h"
 
 namespace tarn::peers {
@@ -165,7 +166,7 @@ void PipelineHost::handle(GstMessage& message) {
         case GST_MESSAGE_WARNING:
             return reportWarning(textOf(message));
         case GST_MESSAGE_EOS:
-            return endOfStream();
+            return handleEndOfStream();
         case GST_MESSAGE_STATE_CHANGED:
             return handleStateChange(message);
         case GST_MESSAGE_LATENCY:
@@ -176,6 +177,14 @@ void PipelineHost::handle(GstMessage& message) {
         default:
             return;
     }
+}
+
+void PipelineHost::handleEndOfStream() {
+    const auto source = ending == Ending::NotWished ? sourceWithoutEnd(*pipeline) : std::string();
+    if (source.empty()) {
+        return endOfStream();
+    }
+    endWithFailure({source + ": the live stream has ended, and nobody asked for it", {}});
 }
 
 void PipelineHost::handleStateChange(GstMessage& message) {

@@ -24,7 +24,8 @@ class PipelineHost {
     PipelineHost(const PipelineHost&) = delete;
     PipelineHost& operator=(const PipelineHost&) = delete;
 
-    /// Until the stream has ended (0) or something failed (1), which was reported then.
+    /// Until the stream has ended (0) or something failed (1), which was reported then. A live
+    /// stream that ends though nobody wished it has failed.
     int run();
 
   private:
@@ -42,6 +43,7 @@ class PipelineHost {
     void sendEndOfStream();
 
     void handle(GstMessage& message);
+    void handleEndOfStream();
     void handleStateChange(GstMessage& message);
     void restartClock();
     void startProgress();

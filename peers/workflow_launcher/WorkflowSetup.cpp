@@ -12,6 +12,25 @@ namespace tarn::peers {
 using namespace tarn::proto::service_job;
 using tarn::socket::SocketEndpoint;
 
+namespace {
+
+const std::string& fileOf(const ServiceToJobRequestSetup& setup) {
+    return setup.restored_from_file().empty() ? setup.persistent_file_path()
+                                              : setup.restored_from_file();
+}
+
+// What the job is started from again: it names the file that it is in.
+std::string contentOf(ServiceToJobRequest request) {
+    auto& setup = *request.MutableExtension(ServiceToJobRequestSetup::base);
+    if (const auto file = fileOf(setup); !file.empty()) {
+        setup.set_persistent_file_path(file);
+    }
+    setup.clear_restored_from_file();
+    return request.SerializePartialAsString();
+}
+
+}  // namespace
+
 std::unique_ptr<google::protobuf::Message> WorkflowSetup::newRequest() const {
     return std::make_unique<ServiceToJobRequest>();
 }
@@ -41,18 +60,21 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
         toResources(setup.resources_to_reserve()));
     result.pipeline = setup.job_configuration();
     result.resourcesEndpoint = setup.resources_endpoint();
-    result.persistentFile = setup.persistent_file_path();
-    result.persistentContent = request.SerializePartialAsString();
+    result.persistentFile = fileOf(setup);
+    result.persistentContent = contentOf(request);
     return result;
 }
 
 std::unique_ptr<google::protobuf::Message> WorkflowSetup::makeReply(
-    const std::optional<std::string>& refusal) const {
+    const SetupVerdict& verdict) const {
     auto reply = std::make_unique<JobToServiceReply>();
     reply->set_type(JobToServiceReply::SETUP);
-    reply->set_success(!refusal);
-    if (refusal) {
-        reply->set_error_message(*refusal);
+    reply->set_success(!verdict.refusal);
+    if (verdict.refusal) {
+        reply->set_error_message(*verdict.refusal);
+    }
+    if (!verdict.warning.empty()) {
+        reply->set_warning(verdict.warning);
     }
     return reply;
 }

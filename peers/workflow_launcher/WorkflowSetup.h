@@ -4,13 +4,14 @@
 
 namespace tarn::peers {
 
-/// A job's setup. The persistent file's content is the request as it came.
+/// A job's setup. The persistent file's content is the request as it came, and names the file that
+/// it is in.
 class WorkflowSetup : public SetupProtocol {
   public:
     std::unique_ptr<google::protobuf::Message> newRequest() const override;
     JobSetup read(const google::protobuf::Message& request) const override;
     std::unique_ptr<google::protobuf::Message> makeReply(
-        const std::optional<std::string>& refusal) const override;
+        const SetupVerdict& verdict) const override;
 };
 
 }  // namespace tarn::peers

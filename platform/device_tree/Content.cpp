@@ -10,6 +10,11 @@ int ById::compare(const CopyOnWrite<Content>& a, const CopyOnWrite<Content>& b) 
     return compare(a->description->id, b);
 }
 
+bool areEqual(const Description& a, const Description& b) {
+    return a.id == b.id && a.name == b.name && a.deviceClass == b.deviceClass &&
+           a.properties == b.properties;
+}
+
 CopyOnWrite<Content> makeContent(std::string id, std::string name, DeviceClass deviceClass) {
     auto result = CopyOnWrite<Content>::make();
     Content& content = result.writable();

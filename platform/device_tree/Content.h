@@ -22,6 +22,8 @@ struct Description : Counted<Description> {
     std::vector<Property> properties;  // by name
 };
 
+bool areEqual(const Description& a, const Description& b);
+
 /// What changes often.
 struct State : Counted<State> {
     GlobalStatus global;

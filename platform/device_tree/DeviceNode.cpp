@@ -72,6 +72,11 @@ std::shared_ptr<DeviceNode> DeviceNode::getDeviceById(const std::string& id) con
     return subtree ? std::make_shared<DeviceNode>(DeviceNode(std::move(*subtree))) : nullptr;
 }
 
+std::shared_ptr<DeviceNode> DeviceNode::getSubDevice(const std::string& id) const {
+    auto child = tree->child(id);
+    return child ? std::make_shared<DeviceNode>(DeviceNode(std::move(*child))) : nullptr;
+}
+
 std::size_t DeviceNode::size() const {
     return tree->node()->size;
 }

@@ -67,6 +67,9 @@ class DeviceNode {
     /// snapshot of that node: changing it does not change this tree.
     std::shared_ptr<DeviceNode> getDeviceById(const std::string& id) const;
 
+    /// A sub-device of this node itself; null when there is none of that id. A snapshot likewise.
+    std::shared_ptr<DeviceNode> getSubDevice(const std::string& id) const;
+
     /// Nodes in the tree, this one included.
     std::size_t size() const;
 

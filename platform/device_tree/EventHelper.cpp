@@ -1,6 +1,8 @@
 #include "platform/device_tree/EventHelper.h"
 
+#include "platform/device_tree/DeviceLimits.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/DeviceOutline.h"
 #include "platform/device_tree/TreeDifference.h"
 #include "proto/monitoring.pb.h"
 
@@ -65,7 +67,39 @@ bool fillDifference(const DeviceNode& before, const DeviceNode& after, Event& ev
     return false;
 }
 
+bool compute(const std::shared_ptr<DeviceNode>& before, const std::shared_ptr<DeviceNode>& after,
+             EventHelper::Extent extent, Event& event) {
+    const bool isWhole = extent == EventHelper::Extent::Whole && before && after;
+    return isWhole ? fillConfigurationChange(*after, event)
+                   : EventHelper::ComputeEvent(before, after, event);
+}
+
+// Where many statuses change, the whole device is less.
+std::string refusalOfSmallest(const std::shared_ptr<DeviceNode>& after, Event& event) {
+    const auto refusal = refusalOf(event);
+    if (refusal.empty() || event.type() != Event::STATUS_CHANGE) {
+        return refusal;
+    }
+    fillConfigurationChange(*after, event);
+    return refusalOf(event);
+}
+
 }  // namespace
+
+bool EventHelper::ComputeEventWithinLimits(const std::shared_ptr<DeviceNode>& before,
+                                           std::shared_ptr<DeviceNode>& after, Extent extent,
+                                           Event& event) {
+    if (!compute(before, after, extent, event)) {
+        return false;
+    }
+    const auto refusal = refusalOfSmallest(after, event);
+    if (refusal.empty() || !after) {
+        return true;
+    }
+    event.Clear();
+    after = std::make_shared<DeviceNode>(refusedDevice(outlineOf(*after), refusal));
+    return compute(before, after, extent, event);
+}
 
 bool EventHelper::ComputeEvent(const std::shared_ptr<DeviceNode>& before,
                                const std::shared_ptr<DeviceNode>& after, Event& event) {

@@ -30,6 +30,17 @@ class EventHelper {
     static bool ComputeEvent(const std::shared_ptr<DeviceNode>& before,
                              const std::shared_ptr<DeviceNode>& after,
                              tarn::proto::monitoring::DeviceToTarnServiceEvent& event);
+
+    enum class Extent {
+        Difference,
+        Whole,  ///< all of a device that is there, whatever it was before
+    };
+
+    /// The same within the limits of devices (DeviceLimits.h): a device that no event within them
+    /// could tell is replaced, in `after`, by one that says so. True when the event is to be sent.
+    static bool ComputeEventWithinLimits(const std::shared_ptr<DeviceNode>& before,
+                                         std::shared_ptr<DeviceNode>& after, Extent extent,
+                                         tarn::proto::monitoring::DeviceToTarnServiceEvent& event);
 };
 
 }  // namespace tarn::device_tree::utils

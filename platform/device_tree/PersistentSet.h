@@ -33,6 +33,9 @@ class PersistentSet {
     bool empty() const { return !root; }
     std::size_t size() const { return sizeOf(root); }
 
+    /// True means the same elements; false says nothing.
+    bool sharesWith(const PersistentSet& other) const { return root.sharesWith(other.root); }
+
     /// Null when absent. Valid until this set changes.
     template <typename Key>
     const T* find(const Key& key) const {

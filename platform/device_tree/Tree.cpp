@@ -1,5 +1,7 @@
 #include "platform/device_tree/Tree.h"
 
+#include "platform/device_tree/Sharing.h"
+
 namespace tarn::device_tree {
 
 Tree::Tree(CopyOnWrite<Content> node) : root(std::move(node)), index(*root) {}
@@ -47,6 +49,14 @@ std::optional<Tree> Tree::subtree(std::string_view id) const {
     return Tree(*at(place->parent).children.find(id), index, place);
 }
 
+std::optional<Tree> Tree::child(std::string_view id) const {
+    const auto* found = root->children.find(id);
+    if (!found) {
+        return std::nullopt;
+    }
+    return Tree(*found, index, PlacePointer(new Place(base, (*found)->description)));
+}
+
 std::vector<Tree> Tree::children() const {
     std::vector<Tree> result;
     result.reserve(root->children.size());
@@ -57,9 +67,36 @@ std::vector<Tree> Tree::children() const {
 }
 
 void Tree::add(const CopyOnWrite<Content>& child) {
-    removeChild(child->description->id);
-    resizedAt(base, child->size).children.insert(child);
-    index.add(*child, base);
+    const auto* known = root->children.find(child->description->id);
+    if (!known) {
+        resizedAt(base, child->size).children.insert(child);
+        index.add(*child, base);
+        return;
+    }
+    const CopyOnWrite<Content> before = *known;
+    const CopyOnWrite<Content> after = sharedWith(before, child);
+    if (!after.sharesWith(before)) {
+        const auto growth = std::int64_t{after->size} - std::int64_t{before->size};
+        resizedAt(base, growth).children.insert(after);
+        reindexBelow(*before, *after, PlacePointer(new Place(base, before->description)));
+    }
+}
+
+// Places are the same where ids are.
+void Tree::reindexBelow(const Content& before, const Content& after, const PlacePointer& place) {
+    using Child = CopyOnWrite<Content>;
+    const auto visit = [&](const Child* childBefore, const Child* childAfter) {
+        if (!childBefore) {
+            index.add(**childAfter, place);
+        } else if (!childAfter) {
+            index.remove(**childBefore, place);
+        } else {
+            const PlacePointer below(new Place(place, (*childBefore)->description));
+            reindexBelow(**childBefore, **childAfter, below);
+        }
+        return true;
+    };
+    decltype(after.children)::visitBoth(before.children, after.children, visit);
 }
 
 bool Tree::removeChild(std::string_view id) {

@@ -34,10 +34,14 @@ class Tree : public Counted<Tree> {
     Found find(std::string_view id) const;
     std::optional<Tree> subtree(std::string_view id) const;
 
+    /// One of the node's own children.
+    std::optional<Tree> child(std::string_view id) const;
+
     /// In the order of their ids.
     std::vector<Tree> children() const;
 
-    /// As one of the node's own children, in place of the one of the same id.
+    /// As one of the node's own children, in place of the one of the same id: what the two have in
+    /// common stays as it is, and costs a comparison only.
     void add(const CopyOnWrite<Content>& child);
 
     /// One of the node's own children, or the first of that id anywhere below. False when there
@@ -55,6 +59,7 @@ class Tree : public Counted<Tree> {
     bool isRoot(const PlacePointer& place) const;
     Content& resizedAt(const PlacePointer& place, std::int64_t growth);
     bool removeChildAt(const PlacePointer& parent, std::string_view id);
+    void reindexBelow(const Content& before, const Content& after, const PlacePointer& place);
 
     CopyOnWrite<Content> root;
     DeviceIndex index;

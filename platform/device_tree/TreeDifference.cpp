@@ -9,11 +9,6 @@ namespace tarn::device_tree {
 
 namespace {
 
-bool areEqual(const Description& a, const Description& b) {
-    return a.id == b.id && a.name == b.name && a.deviceClass == b.deviceClass &&
-           a.properties == b.properties;
-}
-
 bool haveSameStatuses(const State& a, const State& b) {
     return std::equal(a.statuses.begin(), a.statuses.end(), b.statuses.begin(), b.statuses.end(),
                       [](const NamedStatus& inA, const NamedStatus& inB) {

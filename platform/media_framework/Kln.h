@@ -28,9 +28,15 @@ void KLNLog(enum KLNLogLevel level, const char* message);
 
 /// Loads a plug-in library for the life of the process and calls its
 /// `int KLNPluginInitialize(void)` if it has one, which starts it by returning 0. Loading a started
-/// library again succeeds and does not start it twice. Returns 0; 1 for a null or empty path, 2
-/// when the library cannot be loaded, 3 when it refused to start or threw a C++ exception. The
-/// reason of 2 and 3 is logged as a warning.
+/// library again succeeds and does not start it twice.
+///
+/// Before that it is loaded and started in a process of its own, for 10 s at most, by the program
+/// tarnPluginTrial in the folder of the running one: what would end this process, or never come
+/// back, is not loaded here. So a plug-in is started twice, in two processes.
+///
+/// Returns 0; 1 for a null or empty path, 2 when the library cannot be loaded, 3 when it refused to
+/// start or threw a C++ exception, 4 when it ended the process in which it was tried, did not start
+/// there in time, or cannot be tried. The reason of 2 to 4 is logged as a warning.
 int KLNLoadPluginLibrary(const char* path);
 
 #ifdef __cplusplus

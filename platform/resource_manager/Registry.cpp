@@ -12,6 +12,7 @@ namespace tarn::resource_manager {
 namespace {
 
 constexpr auto exclusiveResource = "Endpoint";
+constexpr std::chrono::seconds betweenTries{1};
 
 const std::string& idOf(const RunningJob& job) {
     return job.getJobDescription().getJobId();
@@ -70,8 +71,12 @@ std::string conflictWith(const RunningJob& other, const RunningJob& wanted) {
 
 }  // namespace
 
-Registry::Registry(RegistryContents initial, std::unique_ptr<RegistryStore> store, TidyUp tidyUp)
-    : MessageFormatter("ResourceManager"), contents(std::move(initial)), tidyUp(std::move(tidyUp)) {
+Registry::Registry(RegistryContents initial, std::unique_ptr<RegistryStore> store, TidyUp tidyUp,
+                   std::function<Clock::time_point()> now)
+    : MessageFormatter("ResourceManager"),
+      contents(std::move(initial)),
+      tidyUp(std::move(tidyUp)),
+      now(std::move(now)) {
     changes.lock()->store = std::move(store);
 }
 
@@ -107,6 +112,7 @@ std::list<std::string> Registry::usedResources(const std::string& type) const {
 }
 
 void Registry::clearDeadProcesses() {
+    storeWhatIsMissing();
     auto locked = lockForChange();
     auto dead = runningJobs();
     dead.remove_if([](const RunningJob& job) { return isAlive(job.getProcess()); });
@@ -200,18 +206,42 @@ void Registry::store(Changes& locked, const RegistryChange& change) {
         return;
     }
     try {
-        if (locked.storeIsBehind) {
+        if (storeIsBehind) {
             auto after = *contents.lock();
             after.apply(change);
-            locked.store->replace(after);
-            locked.storeIsBehind = false;
+            storeAll(locked, after);
         } else {
             locked.store->apply(change);
         }
     } catch (const std::exception& e) {
-        locked.storeIsBehind = true;
+        storeIsBehind = true;
+        locked.nextTry = now() + betweenTries;
         tarn::utils::logError(
             formatMessage(std::string("Cannot store a change of the registry: ") + e.what()));
+    }
+}
+
+void Registry::storeAll(Changes& locked, const RegistryContents& all) {
+    locked.store->replace(all);
+    storeIsBehind = false;
+    tarn::utils::logInfo(formatMessage("The registry is stored again"));
+}
+
+void Registry::storeWhatIsMissing() {
+    if (!storeIsBehind) {
+        return;
+    }
+    auto locked = changes.lock();
+    if (!locked->store || !storeIsBehind || now() < locked->nextTry) {
+        return;
+    }
+    const auto all = *contents.lock();
+    try {
+        storeAll(*locked, all);
+    } catch (const std::exception& e) {
+        locked->nextTry = now() + betweenTries;
+        tarn::utils::logDebug(
+            formatMessage(std::string("The registry cannot be stored yet: ") + e.what()));
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <list>
 #include <memory>
@@ -17,15 +19,18 @@ namespace tarn::resource_manager {
 ///
 /// Questions are answered from memory and never wait for a change in progress. A change is stored
 /// before it can be seen; one that cannot be stored is logged, holds in memory, and is stored with
-/// the next one. Refusals and failures are std::runtime_error with a text for people.
+/// the next one or by `storeWhatIsMissing`, whichever comes first. Refusals and failures are
+/// std::runtime_error with a text for people.
 class Registry : private tarn::utils::MessageFormatter {
   public:
     /// Told of each job that was cleared since its process is dead; must not throw.
     using TidyUp = std::function<void(const RunningJob&)>;
 
+    using Clock = std::chrono::steady_clock;
+
     /// Without a store, in memory only.
     explicit Registry(RegistryContents initial = {}, std::unique_ptr<RegistryStore> store = nullptr,
-                      TidyUp tidyUp = {});
+                      TidyUp tidyUp = {}, std::function<Clock::time_point()> now = Clock::now);
 
     /// In the order of registration, with those that died and were not cleared yet.
     std::list<RunningJob> runningJobs() const;
@@ -36,8 +41,13 @@ class Registry : private tarn::utils::MessageFormatter {
 
     std::list<std::string> usedResources(const std::string& type) const;
 
-    /// Removes the jobs whose process is dead, with a line in the log for each.
+    /// Removes the jobs whose process is dead, with a line in the log for each, and stores what is
+    /// missing.
     void clearDeadProcesses();
+
+    /// Tries to store what could not be stored when it changed, at most once a second. For whoever
+    /// comes by again and again: nothing while nothing is missing. Does not throw.
+    void storeWhatIsMissing();
 
     /// Enters a job with all its resources. An unknown start time of its process is looked up. Dead
     /// jobs that have its id or hold an endpoint that it wants are removed.
@@ -61,7 +71,7 @@ class Registry : private tarn::utils::MessageFormatter {
     struct Changes {
         State state = State::Open;
         std::unique_ptr<RegistryStore> store;
-        bool storeIsBehind = false;
+        Clock::time_point nextTry;  // while the store is behind
     };
     using LockedChanges = tarn::utils::Synchronised<Changes>::Locked;
 
@@ -69,13 +79,16 @@ class Registry : private tarn::utils::MessageFormatter {
     LockedChanges lockForChange();
     void commit(LockedChanges& changes, const RegistryChange& change);
     void store(Changes& changes, const RegistryChange& change);
+    void storeAll(Changes& changes, const RegistryContents& all);
     void logRemoved(const RunningJob& job) const;
 
     // One change after the other holds `changes`, from its decision to its end, and `contents` only
     // for the moment of taking effect. Never lock them the other way round.
     tarn::utils::Synchronised<Changes> changes;
     mutable tarn::utils::Synchronised<RegistryContents> contents;
+    std::atomic<bool> storeIsBehind = false;  // written under `changes`
     const TidyUp tidyUp;
+    const std::function<Clock::time_point()> now;
 };
 
 }  // namespace tarn::resource_manager

@@ -1,6 +1,7 @@
 #include "platform/resource_manager/RegistryFile.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
 
 #include <stdexcept>
 
@@ -26,6 +27,20 @@ Message parsed(const SQLite::Column& column) {
 RunningJob jobFrom(const SQLite::Column& column) {
     return RunningJob(parsed<tarn::proto::resource_manager::RunningJob>(column));
 }
+
+/// While it lives, a file that somebody holds is an error at once.
+class NoWaiting {
+  public:
+    explicit NoWaiting(SQLite::Database& database) : database(database) {
+        database.setBusyTimeout(0);
+    }
+    ~NoWaiting() { ::sqlite3_busy_timeout(database.getHandle(), busyTimeoutMs); }
+    NoWaiting(const NoWaiting&) = delete;
+    NoWaiting& operator=(const NoWaiting&) = delete;
+
+  private:
+    SQLite::Database& database;
+};
 
 void bindBlob(SQLite::Statement& statement, int index, const std::string& bytes) {
     statement.bind(index, bytes.data(), static_cast<int>(bytes.size()));
@@ -86,6 +101,7 @@ void RegistryFile::apply(const RegistryChange& change) {
 }
 
 void RegistryFile::replace(const RegistryContents& contents) {
+    const NoWaiting noWaiting(*database);
     SQLite::Transaction transaction(*database, SQLite::TransactionBehavior::IMMEDIATE);
     database->exec("DELETE FROM jobs; DELETE FROM settings");
     for (const auto& job : contents.jobs) {

@@ -15,7 +15,8 @@ namespace tarn::resource_manager {
 /// moment leaves the state before or after it. Nothing is synced to the disk, since the file is not
 /// wanted any more after the machine went down.
 ///
-/// While somebody else holds the file locked, an operation waits for one second and then throws.
+/// While somebody else holds the file locked, an operation waits for one second and then throws;
+/// `replace` throws at once.
 class RegistryFile : public RegistryStore {
   public:
     /// Opens the file or begins one, and checks it. Throws std::runtime_error when it is no

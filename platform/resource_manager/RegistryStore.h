@@ -12,7 +12,7 @@ class RegistryStore {
 
     virtual void apply(const RegistryChange& change) = 0;
 
-    /// Forgets everything that was stored before.
+    /// Forgets everything that was stored before. Does not wait for somebody who holds the store.
     virtual void replace(const RegistryContents& contents) = 0;
 };
 

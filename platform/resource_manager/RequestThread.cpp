@@ -6,7 +6,6 @@
 #include <string>
 #include <utility>
 
-#include "platform/utils/Log.h"
 #include "proto/resource_manager.pb.h"
 
 namespace tarn::resource_manager {
@@ -29,6 +28,7 @@ RequestThread::RequestThread(std::unique_ptr<tarn::socket::Socket> socket,
                              std::shared_ptr<Registry> registry)
     : MessageFormatter("ResourceManager"),
       socket(std::move(socket)),
+      registry(registry),
       dispatcher(std::move(registry)),
       thread([this](const std::stop_token& stop) { run(stop); }) {}
 
@@ -40,7 +40,7 @@ void RequestThread::run(const std::stop_token& stop) {
         } catch (const tarn::socket::ZmqContextTerminationException&) {
             return;
         } catch (const std::exception& e) {
-            tarn::utils::logWarning(formatMessage(e.what()));
+            notServed.log(formatMessage(e.what()));
         }
     }
 }
@@ -53,7 +53,7 @@ void RequestThread::waitAndServe(const std::stop_token& stop) {
         case 1:
             return;
         default:
-            tarn::utils::logError(formatMessage("Waiting for requests failed: " + error));
+            notWaited.log(formatMessage("Waiting for requests failed: " + error));
             pauseUnlessStopped(stop);
     }
 }
@@ -64,6 +64,8 @@ void RequestThread::serveOneRequest() {
     socket->receiveProtoBuf(&request, maxRequestBytes);
     const auto reply = dispatcher.answer(request);
     socket->sendProtoBuf(&reply);
+    // Every job looks after its entry once a second: what is missing on the disk is found then.
+    registry->storeWhatIsMissing();
 }
 
 }  // namespace tarn::resource_manager

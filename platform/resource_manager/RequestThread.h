@@ -7,6 +7,7 @@
 #include "platform/resource_manager/RequestDispatcher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::resource_manager {
 
@@ -22,7 +23,10 @@ class RequestThread : private tarn::utils::MessageFormatter {
     void serveOneRequest();
 
     const std::unique_ptr<tarn::socket::Socket> socket;  // used by the thread alone
+    const std::shared_ptr<Registry> registry;
     RequestDispatcher dispatcher;
+    tarn::utils::RepeatedFailure notServed{tarn::utils::LogLevel::Warning};
+    tarn::utils::RepeatedFailure notWaited{tarn::utils::LogLevel::Error};
     std::jthread thread;  // last: it uses the others
 };
 

@@ -1,6 +1,6 @@
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
 
-#include <optional>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -54,7 +54,17 @@ struct ResourceManagerRequestHandler::Implementation {
     };
 
     std::string registryFolder;
-    std::optional<Running> running;
+    std::mutex mutex;                  // never held while something is opened or closed
+    std::shared_ptr<Running> running;  // guarded by mutex; null while not started
+
+    std::shared_ptr<Running> get() {
+        const std::lock_guard lock(mutex);
+        return running;
+    }
+    std::shared_ptr<Running> replaceBy(std::shared_ptr<Running> next) {
+        const std::lock_guard lock(mutex);
+        return std::exchange(running, std::move(next));
+    }
 };
 
 ResourceManagerRequestHandler::ResourceManagerRequestHandler(std::string registryFolder)
@@ -71,8 +81,8 @@ bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& en
     terminate();
     try {
         auto socket = bindSocket(endpoint);
-        impl->running.emplace(std::move(socket), openRegistry(impl->registryFolder, endpoint),
-                              endpoint);
+        impl->replaceBy(std::make_shared<Implementation::Running>(
+            std::move(socket), openRegistry(impl->registryFolder, endpoint), endpoint));
         return true;
     } catch (const std::exception& e) {
         tarn::utils::logError(formatter().formatMessage(
@@ -81,16 +91,18 @@ bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& en
     }
 }
 
-void ResourceManagerRequestHandler::refuseRegistrations() {
-    if (impl->running) {
-        impl->running->registry->refuseRegistrations();
+bool ResourceManagerRequestHandler::refuseRegistrations() {
+    const auto running = impl->get();
+    if (!running) {
+        return false;
     }
+    running->registry->refuseRegistrations();
+    return true;
 }
 
 void ResourceManagerRequestHandler::terminate() {
-    if (impl->running) {
-        impl->running->registry->close();  // before the endpoint is free for another service
-        impl->running.reset();
+    if (const auto running = impl->replaceBy(nullptr)) {
+        running->registry->close();  // before the endpoint is free for another service
     }
 }
 

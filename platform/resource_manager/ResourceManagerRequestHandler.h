@@ -9,7 +9,8 @@ namespace tarn::resource_manager {
 
 /// Keeps the registry of running jobs and answers proxies on a resources endpoint, on a thread of
 /// its own. The registry is one file per endpoint and outlives the process, so that a service that
-/// was killed finds its jobs again. Call from one thread at a time.
+/// was killed finds its jobs again. Call from one thread at a time; only the end may come from
+/// another thread while start has not returned, whose registry may be on a disk that hangs.
 class ResourceManagerRequestHandler {
   public:
     /// Registry files go to `registryFolder`; empty chooses "/run/halden-tarn", or a folder
@@ -24,8 +25,9 @@ class ResourceManagerRequestHandler {
     bool start(const tarn::socket::SocketEndpoint& endpoint);
 
     /// From now on registrations are refused, so that a list of the running jobs taken afterwards
-    /// is the last word: for a service that is stopping.
-    void refuseRegistrations();
+    /// is the last word: for a service that is stopping. False when no registry is kept here, and
+    /// so none refuses: another service may have the endpoint.
+    bool refuseRegistrations();
 
     /// Stops and joins the thread; the registry file stays. Safe when not started.
     void terminate();

@@ -16,9 +16,6 @@ namespace tarn::socket {
 
 namespace {
 
-// Subscribers send nothing but announcements, which the library keeps until they are taken.
-constexpr std::int64_t largestAnnouncement = 4096;
-
 enum class WhenFull { Tell, Drop };
 
 void set(ZmqSocket& socket, WhenFull policy) {
@@ -56,7 +53,6 @@ CatchUpPublisher::CatchUpPublisher(std::string name, Wire wire, int queueLength)
                  .queueLength = queueLength}) {
     // What a subscriber asks for is told, not done: who gets what is decided here.
     listening.socket().setOption(ZMQ_XPUB_MANUAL, 1);
-    listening.socket().setOption(ZMQ_MAXMSGSIZE, largestAnnouncement);
     set(listening.socket(), WhenFull::Tell);
 }
 
@@ -90,21 +86,34 @@ CatchUpPublisher::Announcement CatchUpPublisher::nextAnnouncement() {
         if (isDisturbed) {
             return Announcement::Unclear;
         }
-        return kind == 1 ? Announcement::Came : Announcement::Left;
+        if (kind == 0) {
+            return Announcement::Left;
+        }
+        return known.isNew(std::move(frame)) ? Announcement::Came : Announcement::Again;
     });
 }
 
-// The library forgets who announced itself when, in a send, it finds that somebody has left: all
-// subscriptions come before, and the address is nobody else's because it may stay one.
-void CatchUpPublisher::admit(std::string_view address, std::string_view body) {
+bool CatchUpPublisher::hasAnnouncements() {
+    return named([&] { return (query(listening.socket(), ZMQ_EVENTS) & ZMQ_POLLIN) != 0; });
+}
+
+// The library knows who announced itself until the next announcement is taken, or until it finds,
+// in a send, that somebody has left. So all subscriptions come before the first message is sent,
+// and an address stays with those whom it was given to: nobody else may have it.
+void CatchUpPublisher::admit(std::string_view address) {
     named([&] {
-        auto& socket = listening.socket();
-        socket.setOption(ZMQ_SUBSCRIBE, std::string(address));
-        socket.setOption(ZMQ_SUBSCRIBE, wire.everybody);
-        set(socket, WhenFull::Drop);
+        listening.socket().setOption(ZMQ_SUBSCRIBE, std::string(address));
+        listening.socket().setOption(ZMQ_SUBSCRIBE, wire.everybody);
+    });
+}
+
+void CatchUpPublisher::welcome(std::string_view address, std::string_view body) {
+    named([&] {
+        set(listening.socket(), WhenFull::Drop);
         send(address, body);
-        set(socket, WhenFull::Tell);
-        socket.setOption(ZMQ_UNSUBSCRIBE, std::string(address));
+        set(listening.socket(), WhenFull::Tell);
+        // Mostly it is the only one.
+        listening.socket().setOption(ZMQ_UNSUBSCRIBE, std::string(address));
     });
 }
 

@@ -4,19 +4,24 @@
 #include <string>
 #include <string_view>
 
+#include "platform/socket/KnownPeers.h"
 #include "platform/socket/Listening.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketSettings.h"
 
 namespace tarn::socket {
 
-/// Publishes to any number of subscribers, and sends each newcomer a first message that nobody else
+/// Publishes to any number of subscribers, and sends newcomers a first message that nobody else
 /// gets. Subscribers are plain sockets of the Subscribe role (any SUB socket that subscribes to
 /// everything); a Publish socket cannot do this, since it sends every message to all.
 ///
 /// A newcomer announces itself and gets nothing until it is admitted; from then on it gets every
-/// message, in order, without a gap. Nothing waits: a subscriber whose queue is full loses
-/// messages, and only that one.
+/// message, in order, without a gap. Those who are admitted together share their first message: it
+/// is in memory once. Nothing waits: a subscriber whose queue is full loses messages, and only that
+/// one.
+///
+/// It is admitted once, whatever it subscribes to, and gets everything; a topic that is too long
+/// (`largestTopic`) ends its connection.
 ///
 /// One thread at a time. Throws std::runtime_error, with the name and the endpoint in it;
 /// ZmqContextTerminationException while the context is being terminated.
@@ -33,6 +38,7 @@ class CatchUpPublisher {
     enum class Announcement {
         None,     ///< there is no more at the moment
         Came,     ///< to be admitted
+        Again,    ///< from one that came before, for another topic
         Left,     ///< what is sent to it now goes nowhere
         Unclear,  ///< somebody sent nonsense: admit, since it may hide one that came
     };
@@ -52,16 +58,24 @@ class CatchUpPublisher {
     /// Takes the next announcement.
     Announcement nextAnnouncement();
 
-    /// Admits the one whose announcement was taken last; nothing else may be done in between. Its
-    /// first message is `address` and `body` together. No address begins with another that was ever
-    /// given, with what everybody's messages begin with, or the other way round.
-    void admit(std::string_view address, std::string_view body);
+    /// Whether there are announcements to be taken.
+    bool hasAnnouncements();
+
+    /// Admits the one whose announcement was taken last: it is one of those that the next `welcome`
+    /// with this address is for. Nothing may be sent in between. No address begins with another
+    /// that was ever given, with what everybody's messages begin with, or the other way round.
+    void admit(std::string_view address);
+
+    /// Sends those who were admitted with this address their first message: `address` and `body`
+    /// together.
+    void welcome(std::string_view address, std::string_view body);
 
     /// Sends one message, `head` and `body` together, to all who are admitted.
     Delivery publish(std::string_view head, std::string_view body);
 
-    /// Readable, for poll, when an announcement may have come since nextAnnouncement last gave
-    /// None: only after a None may it be waited for.
+    /// Readable, for poll, when an announcement may have come since nextAnnouncement or
+    /// hasAnnouncements was last called: only after one of them, with nothing sent since, may it be
+    /// waited for.
     int descriptor();
 
     /// "<name> on <endpoint>".
@@ -77,6 +91,7 @@ class CatchUpPublisher {
     const std::string name;
     const Wire wire;
     Listening listening;
+    KnownPeers known;
     // Announcements may be out of step with who made them, until all have been taken.
     bool isDisturbed = false;
 };

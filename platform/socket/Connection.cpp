@@ -32,6 +32,16 @@ Connection::Connection(const SocketSettings& settings, const SocketEndpoint& end
     }
 }
 
+bool Connection::isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound) {
+    const SocketSettings settings{.protocol = Protocol::Request,
+                                  .closePolicy = ClosePolicy::Discard};
+    const auto peer = endpoint.asPeer();
+    const auto socket = makeFor(settings, peer);
+    SocketMonitor monitor(*socket, ZMQ_EVENT_CONNECTED | ZMQ_EVENT_CONNECT_RETRIED);
+    socket->connect(peer.toString(settings.protocol));
+    return monitor.waitForEvent(Deadline(bound)) == ZMQ_EVENT_CONNECT_RETRIED;
+}
+
 void Connection::follow() {
     if (peer.transport() != Transport::InProcess) {
         return;

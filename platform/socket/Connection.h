@@ -17,6 +17,10 @@ class Connection {
     Connection(const SocketSettings& settings, const SocketEndpoint& endpoint,
                std::chrono::milliseconds handshakeBound);
 
+    /// Whether a connection to a TCP endpoint fails at the first attempt; false also when that
+    /// takes longer than `bound`. Throws std::runtime_error.
+    static bool isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound);
+
     /// Connects again if the peer was in-process and has closed. To be called before a send, or a
     /// wait for the unasked.
     void follow();

@@ -17,19 +17,20 @@ void EndpointQueue::open() {
     isOpen = true;
 }
 
-std::string EndpointQueue::ask(const SocketEndpoint& endpoint,
+std::string EndpointQueue::ask(Wish wish, const SocketEndpoint& endpoint,
                                const std::function<void()>& wakeUp) {
     std::unique_lock lock(mutex);
     if (!isOpen) {
         return closed;
     }
-    const auto mine = all.insert(all.end(), Asked{.endpoint = endpoint, .answer = {}});
+    const auto mine =
+        all.insert(all.end(), Asked{.wish = wish, .endpoint = endpoint, .answer = {}});
     wakeUp();
     const auto isAnswered = [&] { return mine->state == Asked::State::Answered; };
     if (!answered.wait_for(lock, patience, isAnswered) && mine->state == Asked::State::Waiting) {
         mine->answer = "the listener was busy for too long";
     } else {
-        // Binding, once begun, takes no time worth giving up for.
+        // What is done with it, once begun, takes no time worth giving up for.
         answered.wait(lock, isAnswered);
     }
     const auto answer = mine->answer;
@@ -42,12 +43,12 @@ std::list<EndpointQueue::Asked>::iterator EndpointQueue::nextWaiting() {
                         [](const Asked& asked) { return asked.state == Asked::State::Waiting; });
 }
 
-void EndpointQueue::serve(const Bind& bind) {
+void EndpointQueue::serve(const Fulfil& fulfil) {
     std::unique_lock lock(mutex);
     for (auto next = nextWaiting(); next != all.end(); next = nextWaiting()) {
         next->state = Asked::State::Taken;
         lock.unlock();
-        auto answer = bind(next->endpoint);
+        auto answer = fulfil(next->wish, next->endpoint);
         lock.lock();
         next->answer = std::move(answer);
         next->state = Asked::State::Answered;

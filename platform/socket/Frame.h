@@ -31,6 +31,10 @@ class Frame {
     /// Of a received frame.
     Position position() const;
 
+    /// What the library knows of the connection by which the frame came; null where it does not.
+    /// Lives as long as any frame of that connection.
+    const char* property(const char* name) const { return zmq_msg_gets(&message, name); }
+
     /// Hands the frame over, which leaves this one empty; false, with this one as it was, when the
     /// queue is full. Throws std::runtime_error.
     bool send(ZmqSocket& socket, Position position);

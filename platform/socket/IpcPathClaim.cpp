@@ -53,13 +53,6 @@ std::string claimName(std::string_view path) {
     return std::string(prefix).append(path.substr(path.size() - std::min(path.size(), most)));
 }
 
-/// errno of a connection attempt, 0 when it is accepted.
-int knock(const std::string& path) {
-    const Descriptor caller(makeSocket());
-    const Address address(path);
-    return ::connect(caller.get(), address.get(), address.size) == 0 ? 0 : errno;
-}
-
 void checkIsFree(const std::string& path) {
     struct stat file {};
     if (::lstat(path.c_str(), &file) != 0) {
@@ -71,7 +64,7 @@ void checkIsFree(const std::string& path) {
     if (!S_ISSOCK(file.st_mode)) {
         throw std::runtime_error("a file that is no socket is in the way");
     }
-    switch (knock(path)) {
+    switch (knockOnIpcPath(path)) {
         case ECONNREFUSED:  // left behind
         case ENOENT:        // gone meanwhile
             return;
@@ -84,6 +77,12 @@ void checkIsFree(const std::string& path) {
 }
 
 }  // namespace
+
+int knockOnIpcPath(const std::string& path) {
+    const Descriptor caller(makeSocket());
+    const Address address(path);
+    return ::connect(caller.get(), address.get(), address.size) == 0 ? 0 : errno;
+}
 
 IpcPathClaim::IpcPathClaim(const std::string& path) : lock(makeSocket()) {
     const Address name(claimName(path));

@@ -19,4 +19,8 @@ class IpcPathClaim {
     const Descriptor lock;
 };
 
+/// errno of an attempt to connect to the IPC socket at the path, which is closed again at once; 0
+/// when it is accepted. Does not wait. Throws std::runtime_error when no attempt can be made.
+int knockOnIpcPath(const std::string& path);
+
 }  // namespace tarn::socket

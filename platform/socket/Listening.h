@@ -1,6 +1,8 @@
 #pragma once
 
+#include <list>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,19 +24,28 @@ class Listening {
     /// Throws std::runtime_error, and listens on what it listened on before.
     void add(const SocketEndpoint& endpoint);
 
+    /// Ends the connections that were made to it, too; what they brought and nobody has received
+    /// yet may be lost. Does nothing when it is not one of the endpoints.
+    void remove(const SocketEndpoint& endpoint);
+
     ZmqSocket& socket() { return *bound; }
-    const std::vector<SocketEndpoint>& endpoints() const { return all; }
+    std::vector<SocketEndpoint> endpoints() const;
 
   private:
-    void bindIpc(const std::string& address);
-    void unbindInProcessNames();
-    void unbindAddresses();
+    struct Bound {
+        SocketEndpoint endpoint;
+        std::string address;  // as the library has it
+        std::optional<IpcFile> file = {};
+    };
+
+    std::string bind(const SocketEndpoint& endpoint);
+    std::string bindIpc(const std::string& address);
+    void unbind(const std::list<Bound>& those);
+    void unbindInProcessName(const Bound& name);
+    void unbindAddresses(const std::list<Bound>& those);
 
     const std::unique_ptr<ZmqSocket> bound;
-    std::vector<SocketEndpoint> all;
-    std::vector<std::string>
-        addresses;  // of those that are not in-process, as the library has them
-    std::vector<IpcFile> files;
+    std::list<Bound> all;
 };
 
 }  // namespace tarn::socket

@@ -53,6 +53,10 @@ Frame frameOf(std::initializer_list<std::string_view> parts) {
     return frame;
 }
 
+std::string_view viewOf(Frame& frame) {
+    return {static_cast<const char*>(frame.data()), frame.size()};
+}
+
 void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes) {
     message.Clear();
     checkSize(frame, maxBytes);
@@ -66,7 +70,7 @@ void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBy
 
 std::string bytesOf(Frame& frame, std::uint32_t maxBytes) {
     checkSize(frame, maxBytes);
-    return {static_cast<const char*>(frame.data()), frame.size()};
+    return std::string(viewOf(frame));
 }
 
 }  // namespace tarn::socket

@@ -18,6 +18,7 @@ namespace tarn::socket {
 /// not parse.
 Frame serialise(const google::protobuf::Message& message);
 Frame frameOf(std::initializer_list<std::string_view> parts);
+std::string_view viewOf(Frame& frame);
 void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes);
 std::string bytesOf(Frame& frame, std::uint32_t maxBytes);
 

@@ -42,6 +42,12 @@ void Socket::connect(const SocketEndpoint& endpoint, std::uint32_t timeoutMs) {
     impl->named([&] { impl->open(endpoint, milliseconds(timeoutMs)); });
 }
 
+void Socket::unbind(const SocketEndpoint& endpoint) {
+    if (impl->listening) {
+        impl->named([&] { impl->listening->remove(endpoint); });
+    }
+}
+
 void Socket::createAndConnect(Protocol protocol, const SocketEndpoint& endpoint,
                               std::uint32_t timeoutMs) {
     create(protocol);
@@ -80,6 +86,13 @@ bool Socket::awaitRoom(std::uint32_t timeoutMs) {
     return impl->named([&] { return impl->awaitRoom(Deadline(milliseconds(timeoutMs))); });
 }
 
+bool Socket::awaitSubscriber(std::uint32_t timeoutMs) {
+    if (impl->settings.protocol != Protocol::Publish) {
+        throw std::invalid_argument(debugString() + ": the socket has no subscribers");
+    }
+    return impl->named([&] { return impl->awaitSubscriber(Deadline(milliseconds(timeoutMs))); });
+}
+
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {
     if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot send this");
@@ -88,12 +101,28 @@ void Socket::sendProtoBuf(const google::protobuf::Message* message) {
     impl->named([&] { impl->send(serialise(*message)); });
 }
 
+bool Socket::owesAnswer() const {
+    return !impl->envelope.isEmpty();
+}
+
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {
+    receiveProtoBuf(message, maxBytes, [](std::string_view) { return true; });
+}
+
+bool Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes,
+                             const Admits& admits) {
     if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot receive this");
     }
     impl->checkDirection(receives, "receive");
-    impl->receive([&](Frame& frame) { parse(frame, *message, maxBytes); });
+    bool isAdmitted = false;
+    impl->receive([&](Frame& frame) {
+        isAdmitted = admits(viewOf(frame));
+        if (isAdmitted) {
+            parse(frame, *message, maxBytes);
+        }
+    });
+    return isAdmitted;
 }
 
 void Socket::sendBytes(std::string_view bytes) {
@@ -117,6 +146,7 @@ void Socket::close() {
     impl->listening.reset();
     impl->envelope.clear();
     impl->answered.reset();
+    impl->subscriberCame = false;
     impl->settings.protocol = Protocol::None;
 }
 

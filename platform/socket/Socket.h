@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <string>
@@ -53,6 +54,11 @@ class Socket {
     /// endpoints, one call each.
     void connect(const SocketEndpoint& endpoint, std::uint32_t timeoutMs);
 
+    /// Of a socket that binds: listens there no more, and ends the connections that were made
+    /// there; what they brought and nobody has received yet may be lost. Somebody else can listen
+    /// there at once. Does nothing when it does not listen there.
+    void unbind(const SocketEndpoint& endpoint);
+
     /// create and connect; closes again when connect throws.
     void createAndConnect(Protocol protocol, const SocketEndpoint& endpoint,
                           std::uint32_t timeoutMs);
@@ -69,16 +75,29 @@ class Socket {
     /// passed. For senders that can let what they have to say grow meanwhile.
     bool awaitRoom(std::uint32_t timeoutMs);
 
+    /// On Publish: waits until somebody has subscribed since this was asked last, or since the
+    /// opening; false when the time-out passed. What is sent from then on reaches that subscriber.
+    bool awaitSubscriber(std::uint32_t timeoutMs);
+
     /// Serialises and sends. Push over IPC and TCP, Reply and Publish never wait: a full queue
     /// throws (Publish drops for the subscriber that is too slow). Push in-process waits one second
     /// at most. Reply sends to whom the last request came from; without a request that is not
     /// answered yet, or when that client has gone, it throws.
     void sendProtoBuf(const google::protobuf::Message* message);
 
+    /// Whether, on Reply, the last request that was received has not been answered yet.
+    bool owesAnswer() const;
+
     /// Receives one message and parses it (required fields need not be set). A message over
     /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops
     /// the envelope of an unanswered one.
     void receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes);
+
+    /// The same for a message that `admits` lets in, which sees its bytes first, however many there
+    /// are. False when it did not: the message is dropped, and `message` is untouched.
+    using Admits = std::function<bool(std::string_view bytes)>;
+    bool receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes,
+                         const Admits& admits);
 
     /// The same for a message that is serialised already, or that is not looked into here.
     void sendBytes(std::string_view bytes);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/socket/DescriptorReserve.h"
 #include "platform/socket/SocketRole.h"
 
 namespace tarn::socket {
@@ -35,13 +36,8 @@ bool receiveSingle(ZmqSocket& socket, Frame& frame) {
     throw std::runtime_error("a message of several frames was dropped");
 }
 
-// Subscribers announce themselves; unread, that would pile up. The bound is for one who announces
-// faster than we read.
-void discardAnnouncements(ZmqSocket& socket) {
-    constexpr int most = 10000;
-    Frame announcement;
-    for (int i = 0; i < most && announcement.receive(socket); ++i) {
-    }
+bool isSubscription(Frame& announcement) {
+    return announcement.size() > 0 && *static_cast<const char*>(announcement.data()) == 1;
 }
 
 }  // namespace
@@ -116,7 +112,7 @@ void Socket::Implementation::send(Frame frame) {
         case Protocol::Push:
             return push(std::move(frame));
         case Protocol::Publish:
-            discardAnnouncements(socket());
+            takeAnnouncements();
             frame.send(socket(), Frame::Position::Last);
             return;
         default:
@@ -162,6 +158,26 @@ bool Socket::Implementation::awaitRoom(const Deadline& deadline) {
     return socket().waitFor(ZMQ_POLLOUT, deadline);
 }
 
+// Subscribers announce themselves; unread, that would pile up. The bound is for one who announces
+// faster than we read.
+void Socket::Implementation::takeAnnouncements() {
+    constexpr int most = 10000;
+    Frame announcement;
+    for (int i = 0; i < most && announcement.receive(socket()); ++i) {
+        subscriberCame = subscriberCame || isSubscription(announcement);
+    }
+}
+
+bool Socket::Implementation::awaitSubscriber(const Deadline& deadline) {
+    // The library would tell of the first alone, of all who want the same.
+    socket().setOption(ZMQ_XPUB_VERBOSE, 1);
+    takeAnnouncements();
+    while (!subscriberCame && socket().waitFor(ZMQ_POLLIN, deadline)) {
+        takeAnnouncements();
+    }
+    return std::exchange(subscriberCame, false);
+}
+
 Frame Socket::Implementation::receive() {
     const Deadline deadline(bound);
     Frame frame;
@@ -184,6 +200,9 @@ bool Socket::Implementation::receiveArrived(Frame& frame) {
 }
 
 bool Socket::Implementation::awaitMessage(const Deadline& deadline, int descriptor) {
+    if (listening) {
+        DescriptorReserve::Report();
+    }
     return settings.protocol == Protocol::Request
                ? awaitAnswer(deadline, descriptor)
                : socket().waitFor(ZMQ_POLLIN, deadline, descriptor);

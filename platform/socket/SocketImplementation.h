@@ -28,6 +28,8 @@ struct Socket::Implementation {
     Envelope envelope;
     // An answer that polling has taken: only that tells it from a late one to an earlier request.
     std::optional<Frame> answered;
+    // Somebody has subscribed, and was not asked for yet.
+    bool subscriberCame = false;
 
     Implementation(std::string socketName, ClosePolicy closePolicy) : name(std::move(socketName)) {
         settings.closePolicy = closePolicy;
@@ -46,6 +48,8 @@ struct Socket::Implementation {
     void push(Frame frame);
     bool sendWithin(Frame frame, std::chrono::milliseconds limit);
     bool awaitRoom(const Deadline& deadline);
+    bool awaitSubscriber(const Deadline& deadline);
+    void takeAnnouncements();
     void checkDirection(bool (*goesThisWay)(const SocketRole&), const std::string& action) const;
     Frame receive();
     bool receiveArrived(Frame& frame);

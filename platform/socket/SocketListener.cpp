@@ -40,7 +40,7 @@ struct SocketListener::Implementation {
     std::atomic<bool> mustStop = false;
     std::atomic<std::thread::id> threadId;
     WakeUp wakeUp;
-    EndpointQueue toBind;
+    EndpointQueue asked;
 
     // Belongs to the listener's thread while that runs.
     std::shared_ptr<Socket> socket;
@@ -52,15 +52,20 @@ struct SocketListener::Implementation {
     bool isOnThread() const { return std::this_thread::get_id() == threadId; }
     bool isRegistered(const SocketEndpoint& endpoint);
     void registerEndpoint(const SocketEndpoint& endpoint);
+    void unregisterEndpoint(const SocketEndpoint& endpoint);
 
     void openSocket();
     void closeSocket();
     void bind(const SocketEndpoint& endpoint);
     std::string bindAndRegister(const SocketEndpoint& endpoint);
+    std::string unbindAndUnregister(const SocketEndpoint& endpoint);
+    std::string fulfil(EndpointQueue::Wish wish, const SocketEndpoint& endpoint);
+    std::string take(EndpointQueue::Wish wish, const SocketEndpoint& endpoint);
+    void noteForLater(EndpointQueue::Wish wish, const SocketEndpoint& endpoint);
+    bool takeText(EndpointQueue::Wish wish, const std::string& endpointText, std::string& error);
 
     void start();
     void stop(std::string& error);
-    std::string add(const SocketEndpoint& endpoint);
 
     void run();
     void listen();
@@ -77,6 +82,11 @@ bool SocketListener::Implementation::isRegistered(const SocketEndpoint& endpoint
 void SocketListener::Implementation::registerEndpoint(const SocketEndpoint& endpoint) {
     const std::lock_guard lock(registeredMutex);
     registered.push_back(endpoint);
+}
+
+void SocketListener::Implementation::unregisterEndpoint(const SocketEndpoint& endpoint) {
+    const std::lock_guard lock(registeredMutex);
+    registered.remove(endpoint);
 }
 
 void SocketListener::Implementation::openSocket() {
@@ -124,6 +134,24 @@ std::string SocketListener::Implementation::bindAndRegister(const SocketEndpoint
     return {};
 }
 
+std::string SocketListener::Implementation::unbindAndUnregister(const SocketEndpoint& endpoint) {
+    try {
+        if (isBound) {
+            socket->unbind(endpoint);
+        }
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+    unregisterEndpoint(endpoint);
+    return {};
+}
+
+std::string SocketListener::Implementation::fulfil(EndpointQueue::Wish wish,
+                                                   const SocketEndpoint& endpoint) {
+    return wish == EndpointQueue::Wish::Bind ? bindAndRegister(endpoint)
+                                             : unbindAndUnregister(endpoint);
+}
+
 void SocketListener::Implementation::start() {
     const std::lock_guard lock(control);
     if (thread.joinable()) {
@@ -132,11 +160,11 @@ void SocketListener::Implementation::start() {
     try {
         openSocket();
         mustStop = false;
-        toBind.open();
+        asked.open();
         const SignalsBlocked duringStart;
         thread = std::thread([this] { run(); });
     } catch (...) {
-        toBind.close();
+        asked.close();
         closeSocket();
         throw;
     }
@@ -156,18 +184,36 @@ void SocketListener::Implementation::stop(std::string& error) {
     }
 }
 
-std::string SocketListener::Implementation::add(const SocketEndpoint& endpoint) {
+std::string SocketListener::Implementation::take(EndpointQueue::Wish wish,
+                                                 const SocketEndpoint& endpoint) {
     if (isOnThread()) {
-        return bindAndRegister(endpoint);
+        return fulfil(wish, endpoint);
     }
     const std::lock_guard lock(control);
     if (thread.joinable()) {
-        return toBind.ask(endpoint, [this] { wakeUp.ring(); });
+        return asked.ask(wish, endpoint, [this] { wakeUp.ring(); });
     }
-    if (!isRegistered(endpoint)) {
+    noteForLater(wish, endpoint);
+    return {};
+}
+
+bool SocketListener::Implementation::takeText(EndpointQueue::Wish wish,
+                                              const std::string& endpointText, std::string& error) {
+    try {
+        error = take(wish, SocketEndpoint::FromString(endpointText));
+    } catch (const std::exception& failure) {
+        error = failure.what();
+    }
+    return error.empty();
+}
+
+void SocketListener::Implementation::noteForLater(EndpointQueue::Wish wish,
+                                                  const SocketEndpoint& endpoint) {
+    if (wish == EndpointQueue::Wish::Unbind) {
+        unregisterEndpoint(endpoint);
+    } else if (!isRegistered(endpoint)) {
         registerEndpoint(endpoint);
     }
-    return {};
 }
 
 void SocketListener::Implementation::run() {
@@ -177,7 +223,7 @@ void SocketListener::Implementation::run() {
     } catch (const ZmqContextTerminationException& end) {
         tarn::utils::logInfo(owner.formatMessage(std::string("Ending: ") + end.what()));
     }
-    toBind.close();
+    asked.close();
     closeSocket();
     threadId = std::thread::id();
 }
@@ -188,7 +234,9 @@ void SocketListener::Implementation::listen() {
         if (mustStop) {
             return;
         }
-        toBind.serve([this](const SocketEndpoint& endpoint) { return bindAndRegister(endpoint); });
+        asked.serve([this](EndpointQueue::Wish wish, const SocketEndpoint& endpoint) {
+            return fulfil(wish, endpoint);
+        });
         if (!isBound) {
             wakeUp.waitFor(period);
             continue;
@@ -222,8 +270,9 @@ void SocketListener::Implementation::receiveAndHandle() {
 bool SocketListener::Implementation::receive(
     const std::shared_ptr<google::protobuf::Message>& message) {
     try {
-        socket->receiveProtoBuf(message.get(), owner.maxMessageSize);
-        return true;
+        return socket->receiveProtoBuf(
+            message.get(), owner.maxMessageSize,
+            [this](std::string_view bytes) { return owner.admits(bytes); });
     } catch (const std::runtime_error& failure) {
         logFailure(std::string("Failed receiving message: ") + failure.what());
         return false;
@@ -271,12 +320,15 @@ bool SocketListener::start(std::string& error) {
 }
 
 bool SocketListener::addListenEndpoint(const std::string& endpointText, std::string& error) {
-    try {
-        error = impl->add(SocketEndpoint::FromString(endpointText));
-    } catch (const std::exception& failure) {
-        error = failure.what();
-    }
-    return error.empty();
+    return impl->takeText(EndpointQueue::Wish::Bind, endpointText, error);
+}
+
+bool SocketListener::removeListenEndpoint(const std::string& endpointText, std::string& error) {
+    return impl->takeText(EndpointQueue::Wish::Unbind, endpointText, error);
+}
+
+bool SocketListener::admits(std::string_view) {
+    return true;
 }
 
 std::list<SocketEndpoint>& SocketListener::listenEndpoints() {

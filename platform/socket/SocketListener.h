@@ -5,6 +5,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketTypes.h"
@@ -22,11 +23,11 @@ namespace tarn::socket::utils {
 
 /// A thread that receives messages on one socket bound to any number of endpoints.
 ///
-/// start, stop and addListenEndpoint may be called from any thread, one at a time inside the
-/// listener; getBaseMessage and handleMessage are called on the listener's thread only, one message
-/// after the other in arrival order. A message that is too large or does not parse is logged and
-/// dropped; an exception of handleMessage is logged; neither ends the thread. The thread has
-/// signals blocked, so that no handler runs on it.
+/// start, stop, addListenEndpoint and removeListenEndpoint may be called from any thread, one at a
+/// time inside the listener; admits, getBaseMessage and handleMessage are called on the listener's
+/// thread only, one message after the other in arrival order. A message that is too large or does
+/// not parse is logged and dropped; an exception of handleMessage is logged; neither ends the
+/// thread. The thread has signals blocked, so that no handler runs on it.
 ///
 /// A derived class stops the listener in its own destructor, before its part of the object is gone.
 class SocketListener : public tarn::utils::IMessageFormatter {
@@ -52,6 +53,12 @@ class SocketListener : public tarn::utils::IMessageFormatter {
     /// endpoint not registered, when the text is bad or the endpoint cannot be bound.
     bool addListenEndpoint(const std::string& endpointText, std::string& error);
 
+    /// Undoes it; a running listener unbinds the endpoint before this returns, which ends the
+    /// connections that were made there. An endpoint that is not registered succeeds and changes
+    /// nothing. False, with `error` filled and the endpoint still registered, when the text is bad
+    /// or the listener is busy for too long.
+    bool removeListenEndpoint(const std::string& endpointText, std::string& error);
+
     /// A new empty message for the next receive.
     virtual std::shared_ptr<google::protobuf::Message> getBaseMessage() = 0;
 
@@ -60,6 +67,10 @@ class SocketListener : public tarn::utils::IMessageFormatter {
                                std::shared_ptr<Socket> socket) = 0;
 
   protected:
+    /// Looks at a message of whatever size before it is read. False: it is dropped without a line,
+    /// since whoever refuses it says so. On the listener's thread. Here: true.
+    virtual bool admits(std::string_view bytes);
+
     /// The endpoints that start binds. Only while the listener is stopped.
     std::list<SocketEndpoint>& listenEndpoints();
 

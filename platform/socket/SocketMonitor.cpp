@@ -2,8 +2,10 @@
 
 #include <zmq.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include "platform/socket/Frame.h"
@@ -16,6 +18,13 @@ namespace {
 std::string uniqueAddress() {
     static std::atomic<std::uint64_t> count = 0;
     return "inproc://tarn.socket.monitor." + std::to_string(++count);
+}
+
+// It begins with the number, in 16 bits of this machine's order.
+int numberOf(Frame& event) {
+    std::uint16_t number = 0;
+    std::memcpy(&number, event.data(), std::min(event.size(), sizeof number));
+    return number;
 }
 
 }  // namespace
@@ -34,16 +43,16 @@ SocketMonitor::~SocketMonitor() {
     zmq_socket_monitor(watched.handle(), nullptr, 0);
 }
 
-bool SocketMonitor::waitForEvent(const Deadline& deadline) {
+std::optional<int> SocketMonitor::waitForEvent(const Deadline& deadline) {
     while (events.waitFor(ZMQ_POLLIN, deadline)) {
         Frame number;
         Frame address;
         if (number.receive(events) && number.position() == Frame::Position::MoreFollow &&
             address.receive(events)) {
-            return true;
+            return numberOf(number);
         }
     }
-    return false;
+    return std::nullopt;
 }
 
 }  // namespace tarn::socket

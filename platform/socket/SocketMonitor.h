@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "platform/socket/ZmqSocket.h"
 
@@ -16,8 +17,8 @@ class SocketMonitor {
     SocketMonitor(const SocketMonitor&) = delete;
     SocketMonitor& operator=(const SocketMonitor&) = delete;
 
-    /// Takes the next event; false when none came in time.
-    bool waitForEvent(const Deadline& deadline);
+    /// Takes the next event, a ZMQ_EVENT_... value; nothing when none came in time.
+    std::optional<int> waitForEvent(const Deadline& deadline);
 
   private:
     ZmqSocket& watched;

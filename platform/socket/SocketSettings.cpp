@@ -14,6 +14,9 @@ constexpr int flushMs = 1000;
 // would be most of the waiting.
 constexpr int reconnectMs = 10;
 
+// A topic comes behind the name of its command, or behind one byte.
+constexpr auto largestAnnouncement = static_cast<std::int64_t>(largestTopic + 10);
+
 void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
     switch (protocol) {
         case Protocol::Reply:
@@ -22,6 +25,9 @@ void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
         case Protocol::Request:
             socket.setOption(ZMQ_REQ_RELAXED, 1);    // ask again after a time-out
             socket.setOption(ZMQ_REQ_CORRELATE, 1);  // and never take the late answer
+            break;
+        case Protocol::Publish:
+            socket.setOption(ZMQ_MAXMSGSIZE, largestAnnouncement);  // nothing else is received
             break;
         case Protocol::Subscribe:
             socket.setOption(ZMQ_SUBSCRIBE, std::string());

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/utils/EscapedText.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::utils {
@@ -33,7 +34,7 @@ bool isLogEnabled(LogLevel level) {
 
 void log(LogLevel level, const std::string& message) {
     if (const auto sink = enabledSink(level)) {
-        sink->write(level, message);
+        sink->write(level, isPlainForLog(message) ? message : escapeForLog(message));
     }
 }
 

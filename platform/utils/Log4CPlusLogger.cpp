@@ -1,7 +1,6 @@
 #include "platform/utils/Log4CPlusLogger.h"
 
 #include <log4cplus/configurator.h>
-#include <log4cplus/consoleappender.h>
 #include <log4cplus/initializer.h>
 #include <log4cplus/layout.h>
 #include <log4cplus/logger.h>
@@ -10,6 +9,7 @@
 #include <fstream>
 #include <memory>
 
+#include "platform/utils/ConsoleAppender.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::utils {
@@ -56,13 +56,16 @@ std::unique_ptr<log4cplus::Layout> makeLayout() {
 }
 
 void logToConsole(log4cplus::Logger& logger) {
-    log4cplus::SharedAppenderPtr console(
-        new log4cplus::ConsoleAppender(/*logToStdErr=*/true, /*immediateFlush=*/true));
-    console->setLayout(makeLayout());
     logger.removeAllAppenders();
-    logger.addAppender(console);
+    logger.addAppender(log4cplus::SharedAppenderPtr(new ConsoleAppender(makeLayout())));
     logger.setLogLevel(log4cplus::INFO_LOG_LEVEL);
     logger.setAdditivity(false);
+}
+
+void configure(const std::string& path) {
+    log4cplus::helpers::Properties configuration(path);
+    ConsoleAppender::replaceIn(configuration);
+    log4cplus::PropertyConfigurator(configuration).configure();
 }
 
 bool hasAppender(log4cplus::Logger logger) {
@@ -80,7 +83,7 @@ void registerLog4CPlusLogger(const std::string& loggerName, const std::string& c
         problem = "Cannot read logger configuration " + configFilePath;
     } else {
         try {
-            log4cplus::PropertyConfigurator::doConfigure(configFilePath);
+            configure(configFilePath);
             if (!hasAppender(logger)) {
                 problem =
                     "Logger configuration " + configFilePath + " has no appender for " + loggerName;
@@ -96,6 +99,11 @@ void registerLog4CPlusLogger(const std::string& loggerName, const std::string& c
     if (!problem.empty()) {
         logWarning(problem + ": logging to the console");
     }
+}
+
+void closeLog4CPlusLogger() {
+    setLogSink(nullptr);
+    log4cplus::Logger::shutdown();
 }
 
 }  // namespace tarn::utils

@@ -1,58 +1,40 @@
 #include "platform/utils/Printable.h"
 
+#include "platform/utils/EscapedText.h"
+#include "platform/utils/Utf8.h"
+
 namespace tarn::utils {
 
 namespace {
 
-bool continuesCharacter(char byte) {
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;  // UTF-8
-}
-
-std::string_view shortened(std::string_view text, std::size_t maxLength) {
-    if (text.size() <= maxLength) {
-        return text;
-    }
-    while (maxLength > 0 && continuesCharacter(text[maxLength])) {
-        --maxLength;
-    }
-    return text.substr(0, maxLength);
-}
-
-void appendPrintable(std::string& result, char character) {
-    constexpr char digits[] = "0123456789abcdef";
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
-        result += "\\n";
-    } else if (character == '\t') {
+/// Appends the character that `text` begins with; returns its length.
+std::size_t appendPrintable(std::string& result, std::string_view text) {
+    if (text.front() == '\t') {
         result += "\\t";
-    } else if (character == '\r') {
-        result += "\\r";
-    } else if (byte < 0x20 || byte == 0x7f) {
-        result += {'\\', 'x', digits[byte >> 4U], digits[byte & 15U]};
-    } else {
-        result += character;
+        return 1;
     }
+    return appendForLog(result, text);
 }
 
 }  // namespace
 
 std::string printable(std::string_view text, std::size_t maxLength) {
-    const auto shown = shortened(text, maxLength);
+    const auto shown = utf8Prefix(text, maxLength);
     std::string result;
-    for (const char character : shown) {
-        appendPrintable(result, character);
+    for (auto rest = shown; !rest.empty();) {
+        rest.remove_prefix(appendPrintable(result, rest));
     }
     return shown.size() < text.size() ? result + "..." : result;
 }
 
 std::string quotedText(std::string_view text, std::size_t maxLength) {
-    const auto shown = shortened(text, maxLength);
+    const auto shown = utf8Prefix(text, maxLength);
     std::string result = "\"";
-    for (const char character : shown) {
-        if (character == '"' || character == '\\') {
+    for (auto rest = shown; !rest.empty();) {
+        if (rest.front() == '"' || rest.front() == '\\') {
             result += '\\';
         }
-        appendPrintable(result, character);
+        rest.remove_prefix(appendPrintable(result, rest));
     }
     return result + (shown.size() < text.size() ? "...\"" : "\"");
 }

@@ -1,25 +1,13 @@
 #include "platform/utils/StreamLogSink.h"
 
-#include <array>
-#include <chrono>
-#include <ctime>
+#include "platform/utils/LogLine.h"
 
 namespace tarn::utils {
 
 void StreamLogSink::write(LogLevel level, const std::string& message) {
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    const auto millis =
-        std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count() %
-        1000;
-    std::tm local{};
-    ::localtime_r(&seconds, &local);
-    std::array<char, 32> stamp{};
-    std::strftime(stamp.data(), stamp.size(), "%Y-%m-%d %H:%M:%S", &local);
-
+    const auto line = logLine(level, message);
     const std::lock_guard lock(mutex);
-    std::fprintf(stream, "%s,%03d %-5s %s\n", stamp.data(), static_cast<int>(millis),
-                 logLevelName(level).data(), message.c_str());
+    std::fwrite(line.data(), 1, line.size(), stream);
     std::fflush(stream);
 }
 

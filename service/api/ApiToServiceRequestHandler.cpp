@@ -11,10 +11,39 @@
 
 namespace tarn::service {
 
+using tarn::proto::api_service::ApiToServiceRequest;
+using tarn::proto::api_service::ServiceToApiReply;
+
 namespace {
 
 constexpr std::uint32_t pollPeriodMs = 500;
 constexpr std::uint32_t requestLimit = 10485760;
+constexpr std::chrono::milliseconds afterPollError{100};
+
+// Only the first of them has the number of its request.
+ServiceToApiReply::ServiceToApiReplyType replyTypeOf(
+    ApiToServiceRequest::ApiToServiceRequestType request) {
+    switch (request) {
+        case ApiToServiceRequest::JOB_SUBMISSION:
+            return ServiceToApiReply::JOB_SUBMISSION;
+        case ApiToServiceRequest::ENGINE_SUBMISSION:
+            return ServiceToApiReply::ENGINE_SUBMISSION;
+        case ApiToServiceRequest::GET_JOBS:
+            return ServiceToApiReply::GET_JOBS;
+        case ApiToServiceRequest::GET_JOB_BY_UUID:
+            return ServiceToApiReply::GET_JOB_BY_UUID;
+        case ApiToServiceRequest::GET_MONITORING_INFO:
+            return ServiceToApiReply::GET_MONITORING_INFO;
+        case ApiToServiceRequest::GET_DELTACAST:
+            return ServiceToApiReply::GET_DELTACAST;
+        case ApiToServiceRequest::CONFIGURE_DELTACAST:
+            return ServiceToApiReply::CONFIGURE_DELTACAST;
+        case ApiToServiceRequest::LOOP_STORAGE:
+            return ServiceToApiReply::LOOP_STORAGE;
+        default:
+            return ServiceToApiReply::INFO;
+    }
+}
 
 }  // namespace
 
@@ -23,7 +52,10 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
     : MessageFormatter("Api requests handler"),
       serviceName(serviceName),
       surroundings(std::move(surroundings)),
-      jobList(std::make_unique<JobList>()) {}
+      jobList(std::make_unique<JobList>()),
+      sendFailures(utils::LogLevel::Error, this->surroundings.steadyNow),
+      pollFailures(utils::LogLevel::Error, this->surroundings.steadyNow),
+      forFrames{*this, this->surroundings.steadyNow, sendFailures} {}
 
 ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {
     terminate();
@@ -34,6 +66,10 @@ void ApiToServiceRequestHandler::start(const std::string& name) {
     std::string error;
     if (!surroundings.dictionary.initFromLocalDictionary(error)) {
         utils::logFatal(formatMessage("Init from local dictionary failed: " + error));
+    }
+    const std::lock_guard lock(terminationMutex);
+    if (joining) {
+        return;
     }
     requestThread = std::make_shared<std::thread>(
         [this] { requestThreadFunction(surroundings.workflows.getRequestsEndpoint()); });
@@ -64,39 +100,77 @@ void ApiToServiceRequestHandler::serve(socket::Socket& socket) {
     utils::logTrace(formatMessage("Receiving on " + socket.debugString() + "..."));
     while (!stopFlag) {
         try {
-            std::string error;
-            const int result = socket.poll(pollPeriodMs, error);
-            if (result == 0) {
-                serveOne(socket);
-            } else if (result != 1) {
-                utils::logError(formatMessage("Poll error receiving API request: " + error));
-            }
+            waitAndServe(socket);
         } catch (const socket::ZmqContextTerminationException& e) {
             utils::logInfo(formatMessage(
                 std::string("ApiToServiceRequestHandler::requestThreadFunction: ") + e.what()));
             return;
+        } catch (const std::exception& e) {
+            reportPollError(e.what());
         }
     }
 }
 
+void ApiToServiceRequestHandler::waitAndServe(socket::Socket& socket) {
+    std::string error;
+    switch (socket.poll(pollPeriodMs, error)) {
+        case 0:
+            return serveOne(socket);
+        case 1:
+            return;
+        default:
+            reportPollError(error);
+    }
+}
+
+// An error that stays takes neither a processor nor the log.
+void ApiToServiceRequestHandler::reportPollError(const std::string& error) {
+    pollFailures.log(formatMessage("Poll error receiving API request: " + error));
+    std::this_thread::sleep_for(afterPollError);
+}
+
 void ApiToServiceRequestHandler::serveOne(socket::Socket& socket) {
     Request request;
-    try {
-        socket.receiveProtoBuf(&request, requestLimit);
-        if (utils::isLogEnabled(utils::LogLevel::Trace)) {
-            utils::logTrace(formatMessage("Received " + request.DebugString()));
-        }
-    } catch (const std::runtime_error& e) {
-        utils::logError(formatMessage(std::string("Failed receiving API request: ") + e.what()));
+    if (!receive(request, socket)) {
         return;
     }
     if (const auto handler = handlerOf(request)) {
         try {
             (this->*handler)(request, socket);
         } catch (const std::exception& e) {  // one bad request ends nobody else's work
-            utils::logError(formatMessage(std::string("Failed handling API request: ") + e.what()));
+            answerFailure(request, e.what(), socket);
         }
     }
+}
+
+bool ApiToServiceRequestHandler::receive(Request& request, socket::Socket& socket) {
+    try {
+        socket.receiveProtoBuf(&request, requestLimit);
+        if (utils::isLogEnabled(utils::LogLevel::Trace)) {
+            utils::logTrace(formatMessage("Received " + request.DebugString()));
+        }
+        return true;
+    } catch (const std::exception& e) {
+        utils::logError(formatMessage(std::string("Failed receiving API request: ") + e.what()));
+        return false;
+    }
+}
+
+// A handler that has answered already only shows in the log.
+void ApiToServiceRequestHandler::answerFailure(const Request& request, const std::string& reason,
+                                               socket::Socket& socket) {
+    utils::logError(formatMessage("Failed handling API request: " + reason));
+    if (!socket.owesAnswer()) {
+        return;
+    }
+    ServiceToApiReply reply;
+    reply.set_type(replyTypeOf(request.type()));
+    reply.set_success(false);
+    reply.set_error_message(reason);
+    const auto name = Request::ApiToServiceRequestType_Name(request.type());
+    HandlerFrame frame(forFrames, {name + " request ", name + " reply "},
+                       HandlerFrame::Work::HasBegun);
+    frame.send(reply, socket);
 }
 
 ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const Request& request) {
@@ -126,16 +200,18 @@ ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const 
 
 void ApiToServiceRequestHandler::terminate() {
     stopFlag = true;
+    std::shared_ptr<std::thread> thread;
     {
         const std::lock_guard lock(terminationMutex);
         joining = true;
         waiterArrived.notify_all();
+        thread = requestThread;
     }
-    if (!requestThread || !requestThread->joinable()) {
+    if (!thread || !thread->joinable()) {
         return;
     }
     try {
-        requestThread->join();
+        thread->join();
     } catch (const std::system_error& e) {
         utils::logError(formatMessage(std::string("Failed joining request thread: ") + e.what()));
     }

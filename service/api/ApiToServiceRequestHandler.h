@@ -15,6 +15,7 @@
 #include "platform/dictionary/ComponentsDictionary.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/RepeatedFailure.h"
 #include "service/api/HandlerFrame.h"
 
 namespace tarn::proto::api_service {
@@ -67,7 +68,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     ~ApiToServiceRequestHandler() override;  ///< terminates
 
     /// Loads the components dictionary and launches the thread, which serves the workflow creator's
-    /// requests endpoint.
+    /// requests endpoint. After terminate it launches nothing.
     void start(const std::string& serviceName);
 
     /// Blocks until the request thread has given up because its endpoint could not be opened, or
@@ -87,7 +88,11 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     using Handler = void (ApiToServiceRequestHandler::*)(Request&, socket::Socket&);
 
     void serve(socket::Socket& socket);
+    void waitAndServe(socket::Socket& socket);
     void serveOne(socket::Socket& socket);
+    void reportPollError(const std::string& error);
+    bool receive(Request& request, socket::Socket& socket);
+    void answerFailure(const Request& request, const std::string& reason, socket::Socket& socket);
     void reportFailedStart(const std::string& reason);
     static Handler handlerOf(const Request& request);
 
@@ -128,12 +133,17 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     Surroundings surroundings;
     const std::unique_ptr<JobList> jobList;
     std::atomic<bool> stopFlag{false};
-    std::shared_ptr<std::thread> requestThread;
+
+    // The request thread's own:
+    utils::RepeatedFailure sendFailures;
+    utils::RepeatedFailure pollFailures;
+    const HandlerFrame::Surroundings forFrames;
 
     std::mutex terminationMutex;
     std::condition_variable terminationCondition;
     std::condition_variable waiterArrived;
     // Guarded by terminationMutex:
+    std::shared_ptr<std::thread> requestThread;
     int waiters = 0;
     bool joining = false;   ///< terminate wants the thread to end
     bool released = false;  ///< nobody need wait any more

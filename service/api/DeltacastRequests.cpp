@@ -27,9 +27,8 @@ void refuse(ServiceToApiReply& reply, const std::string& reason) {
 // when it is: also a format without content is one.
 void ApiToServiceRequestHandler::handleConfigureDeltacastRequest(Request& request,
                                                                  socket::Socket& socket) {
-    HandlerFrame frame(
-        *this, {"ConfigureDeltacast request ", "ConfigureDeltacast reply ", configureThreshold},
-        surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"ConfigureDeltacast request ", "ConfigureDeltacast reply ",
+                                   configureThreshold});
     if (!request.HasExtension(ApiToServiceRequestConfigureDeltacast::base)) {
         utils::logWarning(formatMessage("Invalid reconfiguration request"));
     }
@@ -52,8 +51,7 @@ void ApiToServiceRequestHandler::handleConfigureDeltacastRequest(Request& reques
 }
 
 void ApiToServiceRequestHandler::handleGetDeltacastRequest(Request&, socket::Socket& socket) {
-    HandlerFrame frame(*this, {"GetDeltacast request ", "GetDeltacast reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"GetDeltacast request ", "GetDeltacast reply "});
     const auto controller = surroundings.devices.getDeltacastController();
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::GET_DELTACAST);

@@ -44,12 +44,12 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
 
 void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
                                                                socket::Socket& socket) {
-    HandlerFrame frame(*this, {"EngineSubmission request ", "EngineSubmission reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"EngineSubmission request ", "EngineSubmission reply "});
     std::vector<std::string> endpoints;
     std::string error;
     if (!generateJobEndpoints(endpoints, 4, error)) {
         utils::logError(formatMessage("Cannot submit engine: " + error));
+        utils::logWarning(formatMessage(surroundings.workflows.describePortUse()));
         return;
     }
     ServiceToApiReply reply;
@@ -99,6 +99,9 @@ void ApiToServiceRequestHandler::setUpEngine(const std::string& ipcEndpoint,
     socket.receiveProtoBuf(&reply, replyLimit);
     if (reply.type() == EngineToServiceReply::SETUP) {
         utils::logInfo(formatMessage("Job setup properly sent"));
+        if (reply.has_success() && !reply.success()) {
+            utils::logError(formatMessage("Engine setup refused: " + reply.error_message()));
+        }
     } else {
         utils::logError(formatMessage("Received wrong type of reply to job setup request"));
     }

@@ -5,6 +5,7 @@
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/RepeatedFailure.h"
 #include "proto/api_service.pb.h"
 #include "service/api/RequestTimes.h"
 
@@ -16,16 +17,18 @@ constexpr std::chrono::seconds sendThreshold{5};
 
 }  // namespace
 
-HandlerFrame::HandlerFrame(const utils::IMessageFormatter& formatter, Labels labels, SteadyNow now)
-    : formatter(formatter), labels(std::move(labels)), now(std::move(now)) {
-    startTime = this->now();
+HandlerFrame::HandlerFrame(const Surroundings& surroundings, Labels labels, Work work)
+    : surroundings(surroundings), labels(std::move(labels)) {
+    if (work == Work::Begins) {
+        startTime = surroundings.now();
+    }
 }
 
 // Counted and compared in whole seconds, whatever the text says.
 void HandlerFrame::warnIfSlow(const std::string& label, std::chrono::seconds threshold) const {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(endTime - startTime);
     if (elapsed > threshold) {
-        utils::logWarning(formatter.formatMessage(
+        utils::logWarning(surroundings.formatter.formatMessage(
             label + " took longer than expected: " + std::to_string(elapsed.count()) +
             "ms, threshold at " + std::to_string(threshold.count())));
     }
@@ -33,19 +36,25 @@ void HandlerFrame::warnIfSlow(const std::string& label, std::chrono::seconds thr
 
 void HandlerFrame::send(const tarn::proto::api_service::ServiceToApiReply& reply,
                         socket::Socket& socket) {
+    send([&reply] { return reply.DebugString(); }, socket,
+         [&reply](socket::Socket& on) { on.sendProtoBuf(&reply); });
+}
+
+void HandlerFrame::send(const std::function<std::string()>& text, socket::Socket& socket,
+                        const std::function<void(socket::Socket&)>& sendOn) {
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
-        utils::logTrace(formatter.formatMessage("Sending " + reply.DebugString()));
+        utils::logTrace(surroundings.formatter.formatMessage("Sending " + text()));
     }
-    endTime = now();
+    endTime = surroundings.now();
     warnIfSlow(labels.request, labels.processingThreshold);
     try {
-        startTime = now();
-        socket.sendProtoBuf(&reply);
-        endTime = now();
+        startTime = surroundings.now();
+        sendOn(socket);
+        endTime = surroundings.now();
         warnIfSlow(labels.reply, sendThreshold);
     } catch (const std::exception& e) {
-        utils::logError(formatter.formatMessage("Failed sending reply on " + socket.debugString() +
-                                                ": " + e.what()));
+        surroundings.sendFailures.log(surroundings.formatter.formatMessage(
+            "Failed sending reply on " + socket.debugString() + ": " + e.what()));
     }
 }
 

@@ -13,7 +13,8 @@ class Socket;
 }
 namespace tarn::utils {
 class IMessageFormatter;
-}
+class RepeatedFailure;
+}  // namespace tarn::utils
 
 namespace tarn::service {
 
@@ -31,8 +32,17 @@ class HandlerFrame {
         std::chrono::seconds processingThreshold{5};
     };
 
-    /// The work begins.
-    HandlerFrame(const utils::IMessageFormatter& formatter, Labels labels, SteadyNow now);
+    /// What all requests of a server have in common; outlives the frames.
+    struct Surroundings {
+        const utils::IMessageFormatter& formatter;
+        SteadyNow now;
+        utils::RepeatedFailure& sendFailures;  ///< a client need not take its replies
+    };
+
+    enum class Work { Begins, HasBegun };
+
+    /// `HasBegun` is for who takes over from a frame that did not come to its end.
+    HandlerFrame(const Surroundings& surroundings, Labels labels, Work work = Work::Begins);
 
     /// Replaces the request's label, where it depends on the work.
     void nameRequest(std::string label) { labels.request = std::move(label); }
@@ -40,12 +50,16 @@ class HandlerFrame {
     /// The work is done. Does not throw: a reply that cannot be sent is logged.
     void send(const tarn::proto::api_service::ServiceToApiReply& reply, socket::Socket& socket);
 
+    /// The same for a reply that is not built as a message: `sendOn` sends it, `text` gives what
+    /// the log says of it and is called only if that is wanted.
+    void send(const std::function<std::string()>& text, socket::Socket& socket,
+              const std::function<void(socket::Socket&)>& sendOn);
+
   private:
     void warnIfSlow(const std::string& label, std::chrono::seconds threshold) const;
 
-    const utils::IMessageFormatter& formatter;
+    const Surroundings& surroundings;
     Labels labels;
-    const SteadyNow now;
 };
 
 }  // namespace tarn::service

@@ -31,7 +31,7 @@ void addLoopStorage(ServiceToApiReplyInfo& info,
 }  // namespace
 
 void ApiToServiceRequestHandler::handleGetInfoRequest(Request&, socket::Socket& socket) {
-    HandlerFrame frame(*this, {"GetInfo request ", "GetInfo reply "}, surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"GetInfo request ", "GetInfo reply "});
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::INFO);
     reply.set_success(true);

@@ -17,7 +17,7 @@ using tarn::proto::api_service::ServiceToApiReplyGetJobByUuid;
 
 // A failing resource manager shows in the log only: the client gets what there is.
 void ApiToServiceRequestHandler::handleGetJobsRequest(Request& request, socket::Socket& socket) {
-    HandlerFrame frame(*this, {"GetJobs request ", "GetJobs reply "}, surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"GetJobs request ", "GetJobs reply "});
     const auto& query = *request.MutableExtension(ApiToServiceRequestGetJobs::base);
     std::list<resource_manager::RunningJob> jobs;
     std::string error;
@@ -36,8 +36,7 @@ void ApiToServiceRequestHandler::handleGetJobsRequest(Request& request, socket::
 
 void ApiToServiceRequestHandler::handleGetJobByUuidRequest(Request& request,
                                                            socket::Socket& socket) {
-    HandlerFrame frame(*this, {"GetJobByUuid request ", "GetJobByUuid reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"GetJobByUuid request ", "GetJobByUuid reply "});
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::GET_JOB_BY_UUID);
     reply.set_success(true);

@@ -65,14 +65,14 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
 // launch went from the job or from the list of jobs.
 void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
                                                             socket::Socket& socket) {
-    HandlerFrame frame(*this, {"JobSubmission request ", "JobSubmission reply "},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"JobSubmission request ", "JobSubmission reply "});
     std::string ipcEndpoint;
     std::vector<std::string> endpoints;
     std::string error;
     if (!surroundings.workflows.generateIpcEndpointString(ipcEndpoint, error) ||
         !generateJobEndpoints(endpoints, 2, error)) {
         utils::logError(formatMessage("Cannot submit job: " + error));
+        utils::logWarning(formatMessage(surroundings.workflows.describePortUse()));
         return;
     }
     ServiceToApiReply reply;

@@ -25,8 +25,7 @@ void fail(loop_storage::Reply& reply, const std::string& reason) {
 
 void ApiToServiceRequestHandler::handleLoopStorageRequest(Request& request,
                                                           socket::Socket& socket) {
-    HandlerFrame frame(*this, {"LoopStorage request ", "LoopStorage reply"},
-                       surroundings.steadyNow);
+    HandlerFrame frame(forFrames, {"LoopStorage request ", "LoopStorage reply"});
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::LOOP_STORAGE);
     reply.set_success(true);

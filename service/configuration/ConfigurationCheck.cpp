@@ -20,6 +20,14 @@ ConfigurationProblem problemOf(const std::exception& failure) {
     return source != nullptr ? source->problem() : ConfigurationProblem{.text = failure.what()};
 }
 
+void checkEnd(const XmlDocument& document, ProblemList& problems) {
+    if (const unsigned line = document.lineOfZeroByte()) {
+        problems.add({.severity = ProblemSeverity::Warning,
+                      .text = "What follows a zero byte is not read",
+                      .line = line});
+    }
+}
+
 void checkElements(const XmlDocument& document, const ConfigurationSettings& settings,
                    ProblemList& problems) {
     if (const XmlNode* const root = firstChildElement(document.top(), "TarnHubConfig")) {
@@ -27,6 +35,7 @@ void checkElements(const XmlDocument& document, const ConfigurationSettings& set
         checkEndpoints(*root, problems);
         checkPortRanges(*root, settings, problems);
         checkFiles(*root, problems);
+        checkInputLists(*root, problems);
     }
 }
 
@@ -48,6 +57,7 @@ std::vector<ConfigurationProblem> checkConfigurationFile(const std::string& path
     }
     if (document) {
         ProblemList further;
+        checkEnd(*document, further);
         checkElements(*document, settings, further);
         const auto sorted = further.inFileOrder();
         found.insert(found.end(), sorted.begin(), sorted.end());

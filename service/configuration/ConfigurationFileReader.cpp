@@ -38,8 +38,15 @@ std::unique_ptr<XmlDocument> ConfigurationFileReader::parse(std::string content,
     try {
         auto document = std::make_unique<XmlDocument>(std::move(content));
         utils::logInfo(owner.formatMessage("Parsing done"));
+        if (const unsigned line = document->lineOfZeroByte()) {
+            utils::logWarning(owner.formatMessage(
+                "Parsing of " + path + " ended at a zero byte in line " + std::to_string(line)));
+        }
         return document;
     } catch (const XmlError& error) {
+        // Not a part of the text of the failure, which ends with the parser's own words.
+        utils::logWarning(owner.formatMessage("Parsing of " + path + " ended in line " +
+                                              std::to_string(error.line())));
         throw ConfigurationError(owner, "Failed reading " + path + ": " + error.what(), hint,
                                  error.line());
     }

@@ -12,6 +12,8 @@
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Printable.h"
+#include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/configuration/Replace.h"
 
 namespace tarn::service::configuration {
 
@@ -124,6 +126,22 @@ unsigned lineOfRange(const std::vector<const XmlNode*>& elements, const std::str
     return found == elements.rend() ? 0 : elementLine(**found);
 }
 
+std::string contentOfFirst(const XmlNode& parent, const char* name) {
+    const XmlNode* const element = firstChildElement(parent, name);
+    return element == nullptr ? "" : elementContent(*element).value_or("");
+}
+
+void checkInputList(const XmlNode& service, const char* name, const char* placeholder,
+                    const std::string& commandLine, ProblemList& problems) {
+    constexpr auto longest = DeltacastServiceConfigurationHandler::longestCommandLine;
+    const std::string value = contentOfFirst(service, name);
+    if (!replaceWithin(commandLine, placeholder, value, longest)) {
+        problems.add(problemAt(*firstChildElement(service, name), ProblemSeverity::Error,
+                               "The command line cannot be filled with " +
+                                   utils::quotedText(value) + " in the place of " + placeholder));
+    }
+}
+
 }  // namespace
 
 void checkEndpoints(const XmlNode& root, ProblemList& problems) {
@@ -163,6 +181,21 @@ void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
                           .element = "TcpPorts",
                           .line = lineOfRange(elements, interface)});
         }
+    }
+}
+
+// Whatever the reader got to, each list by itself: the other values cannot be wrong in this way.
+void checkInputLists(const XmlNode& root, ProblemList& problems) {
+    using Service = DeltacastServiceConfigurationHandler;
+    for (const XmlNode* const service : childElements(root, "DeltacastService")) {
+        if (problems.isFull()) {
+            return;
+        }
+        const std::string line = contentOfFirst(*service, "CommandLine");
+        checkInputList(*service, "DefaultBoard0InputList", Service::inputListPlaceholder, line,
+                       problems);
+        checkInputList(*service, "DefaultBoard0InputFrameOffsetList",
+                       Service::frameOffsetPlaceholder, line, problems);
     }
 }
 

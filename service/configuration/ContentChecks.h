@@ -20,4 +20,7 @@ void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
 /// for elsewhere, is not looked at.
 void checkFiles(const XmlNode& root, ProblemList& problems);
 
+/// The input lists of each Deltacast service can be filled into its command line.
+void checkInputLists(const XmlNode& root, ProblemList& problems);
+
 }  // namespace tarn::service::configuration

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
+#include "platform/utils/Printable.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/Replace.h"
 #include "service/configuration/XmlNumber.h"
@@ -98,14 +100,11 @@ void DeltacastServiceConfigurationHandler::readInputLists(const XmlNode& node) {
         required(node, "DefaultBoard0InputList",
                  "DeltacastService configuration error: no DefaultBoard0InputList node");
     defaultBoard0InputList = textOf(inputs);
-    refuseEndless(inputs, defaultBoard0InputList, "DefaultBoard0InputList", inputListPlaceholder);
 
     const XmlNode& offsets =
         required(node, "DefaultBoard0InputFrameOffsetList",
                  "DeltacastService configuration error: no DefaultBoard0InputFrameOffsetList node");
     defaultBoard0InputFrameOffsetList = textOf(offsets);
-    refuseEndless(offsets, defaultBoard0InputFrameOffsetList, "DefaultBoard0InputFrameOffsetList",
-                  frameOffsetPlaceholder);
 }
 
 void DeltacastServiceConfigurationHandler::readLineCount(const XmlNode& node) {
@@ -154,33 +153,30 @@ const XmlNode& DeltacastServiceConfigurationHandler::required(const XmlNode& nod
     return *element;
 }
 
-// Filling the template would never end, or not with every template.
-void DeltacastServiceConfigurationHandler::refuseEndless(const XmlNode& element,
-                                                         const std::string& value,
-                                                         const std::string& name,
-                                                         const std::string& placeholder) const {
-    if (!mayReplaceForever(placeholder, value)) {
-        return;
-    }
-    const bool whole = value.find(placeholder) != std::string::npos;
-    throw ConfigurationError(*this,
-                             "DeltacastService configuration error: " + name +
-                                 (whole ? " node holds its own placeholder "
-                                        : " node ends with the beginning of its own placeholder ") +
-                                 placeholder,
-                             element);
-}
-
 std::string DeltacastServiceConfigurationHandler::getCommandLine(
     const std::string& pixelFormat, const std::string& board0InputList,
     const std::string& board0InputFrameOffset, std::uint32_t lineCount,
     const std::string& fieldMode, std::uint32_t frameRate) const {
-    std::string line = replace(commandLine, "%pixel-format", pixelFormat);
-    line = replace(line, inputListPlaceholder, board0InputList);
-    line = replace(line, frameOffsetPlaceholder, board0InputFrameOffset);
-    line = replace(line, "%line-count", std::to_string(lineCount));
-    line = replace(line, "%field-mode", fieldMode);
-    return replace(line, "%frame-rate", std::to_string(frameRate));
+    std::string line = fill(commandLine, "%pixel-format", pixelFormat);
+    line = fill(line, inputListPlaceholder, board0InputList);
+    line = fill(line, frameOffsetPlaceholder, board0InputFrameOffset);
+    line = fill(line, "%line-count", std::to_string(lineCount));
+    line = fill(line, "%field-mode", fieldMode);
+    return fill(line, "%frame-rate", std::to_string(frameRate));
+}
+
+std::string DeltacastServiceConfigurationHandler::fill(const std::string& line,
+                                                       const std::string& placeholder,
+                                                       const std::string& value) const {
+    if (auto filled = replaceWithin(line, placeholder, value, longestCommandLine)) {
+        return *filled;
+    }
+    throw std::invalid_argument(
+        formatMessage("the value " + utils::quotedText(value) +
+                      (value.find(placeholder) != std::string::npos
+                           ? " holds its own placeholder "
+                           : " makes the command line endless or too long in the place of ") +
+                      placeholder));
 }
 
 std::string DeltacastServiceConfigurationHandler::getDefaultCommandLine() const {

@@ -26,8 +26,9 @@ class DeltacastServiceConfigurationHandler : public utils::MessageFormatter {
     /// The same; throws ConfigurationError on failure.
     void readXml(const XmlNode& node);
 
-    /// The template with its placeholders filled. The two lists must not be values for which
-    /// mayReplaceForever (Replace.h) is true of inputListPlaceholder or frameOffsetPlaceholder.
+    /// The template with its placeholders filled. A value for which that would never end, since it
+    /// holds its own placeholder, and one that makes the line longer than `longestCommandLine`
+    /// throw std::invalid_argument, which names value and placeholder.
     std::string getCommandLine(const std::string& pixelFormat, const std::string& board0InputList,
                                const std::string& board0InputFrameOffset, std::uint32_t lineCount,
                                const std::string& fieldMode, std::uint32_t frameRate) const;
@@ -39,6 +40,9 @@ class DeltacastServiceConfigurationHandler : public utils::MessageFormatter {
     bool isValid() const { return valid; }
 
     static constexpr char inputListPlaceholder[] = "%board0-input-list";
+    /// In bytes; longer than any that the shell takes.
+    static constexpr std::size_t longestCommandLine = std::size_t{1} << 20U;
+
     static constexpr char frameOffsetPlaceholder[] = "%board0-input-frameoffset";
 
   private:
@@ -49,8 +53,8 @@ class DeltacastServiceConfigurationHandler : public utils::MessageFormatter {
     void readFieldMode(const XmlNode& node);
     void readFrameRate(const XmlNode& node);
     const XmlNode& required(const XmlNode& node, const char* name, const char* missing) const;
-    void refuseEndless(const XmlNode& element, const std::string& value, const std::string& name,
-                       const std::string& placeholder) const;
+    std::string fill(const std::string& line, const std::string& placeholder,
+                     const std::string& value) const;
 
     bool valid = false;
     std::string commandLine;

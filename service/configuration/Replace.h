@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <string>
 
 namespace tarn::service::configuration {
@@ -8,13 +10,15 @@ namespace tarn::service::configuration {
 /// search begins again at the start, so that an occurrence that came about by replacing is replaced
 /// too. An empty pattern replaces nothing.
 ///
-/// Does not end for some values: callers must not pass one for which mayReplaceForever is true.
+/// Never ends for some values, such as a replacement that holds the pattern: callers must not pass
+/// such a one, or use replaceWithin.
 std::string replace(const std::string& text, const std::string& pattern,
                     const std::string& replacement);
 
-/// False guarantees that `replace` ends for every text. True when the replacement holds the
-/// pattern, or ends with its beginning: the text that follows may then complete it, again and
-/// again.
-bool mayReplaceForever(const std::string& pattern, const std::string& replacement);
+/// The same for any values. Nothing when there is an occurrence and the replacement holds the
+/// pattern, and when the result would come about only after more than 100,000 replacements or with
+/// more than `longest` bytes on the way.
+std::optional<std::string> replaceWithin(const std::string& text, const std::string& pattern,
+                                         const std::string& replacement, std::size_t longest);
 
 }  // namespace tarn::service::configuration

@@ -9,7 +9,7 @@
 namespace tarn::service::configuration {
 
 XmlError::XmlError(const std::string& reason, unsigned line)
-    : std::runtime_error(reason + " (line " + std::to_string(line) + ")"), lineNumber(line) {}
+    : std::runtime_error(reason), lineNumber(line) {}
 
 XmlDocument::XmlDocument(std::string content)
     : original(std::move(content)),
@@ -19,7 +19,6 @@ XmlDocument::XmlDocument(std::string content)
         throw std::invalid_argument("XmlDocument: no content");
     }
     buffer.back() = '\0';
-    refuseZeroBytes();
     refuseDeepNesting();
     parse();
     // An element alone can then tell its line: see elementLine.
@@ -33,11 +32,9 @@ const XmlNode& XmlDocument::top() const {
     return *document;
 }
 
-void XmlDocument::refuseZeroBytes() const {
-    const auto zero = buffer.find('\0');
-    if (zero != buffer.size() - 1) {
-        throw XmlError("file holds a zero byte", lineAt(zero));
-    }
+unsigned XmlDocument::lineOfZeroByte() const {
+    const auto zero = original.find('\0');
+    return zero < original.size() - 1 ? lineAt(zero) : 0;
 }
 
 void XmlDocument::refuseDeepNesting() const {

@@ -17,7 +17,6 @@ namespace tarn::service::devices {
 
 using device_tree::DeviceNode;
 using tarn::proto::monitoring::ControlRequest;
-using tarn::proto::monitoring::GetDescriptionReply;
 
 namespace {
 
@@ -28,10 +27,6 @@ DeviceRequestSocket::Request makeRequest(DeviceRequestSocket::Request::Type type
     DeviceRequestSocket::Request request;
     request.set_type(type);
     return request;
-}
-
-std::shared_ptr<DeviceNode> nodeOf(const DeviceRequestSocket::Reply& reply) {
-    return std::make_shared<DeviceNode>(reply.GetExtension(GetDescriptionReply::base).device());
 }
 
 // Ids up to 1 are no process of anybody's: as the argument of kill they would mean many.
@@ -59,6 +54,8 @@ DeltacastDeviceController::DeltacastDeviceController(const std::string& monitori
       status(*this),
       slot(*this),
       answerWithin(surroundings.answerWithin),
+      eventEndpoints(EventEndpointRules::of(surroundings.configuration)),
+      events(surroundings.listener),
       publisher(notifyEvent),
       process(*this, surroundings.processes) {
     try {
@@ -146,6 +143,7 @@ void DeltacastDeviceController::deviceManagementThreadFunction() {
         surroundings.pause(cycle, stop);
     }
     disconnectFromService();
+    events.release();
 }
 
 // Nothing may end the thread, not even a lack of descriptors or memory.
@@ -177,7 +175,9 @@ bool DeltacastDeviceController::connectToServiceIfNeeded() {
         link = Link::Up;
         return true;
     } catch (const std::exception& e) {
-        logFailure(std::string("Failed connecting: ") + e.what());
+        if (!isStopped()) {
+            logFailure(std::string("Failed connecting: ") + e.what());
+        }
         disconnectFromService();
         return false;
     }
@@ -220,67 +220,13 @@ bool DeltacastDeviceController::pingService() {
             return false;
         }
         publisher.sendWhatIsLeft();
+        if (surroundings.listener.isToBeDescribedAnew(serviceId())) {
+            description = Description::Outdated;
+        }
         return true;
     } catch (const std::exception& e) {
         return logFailure(std::string("Failed pinging device: ") + e.what());
     }
-}
-
-bool DeltacastDeviceController::pollService() {
-    checkThread();
-    if (!connectToServiceIfNeeded()) {
-        return false;
-    }
-    try {
-        const auto reply = ask(makeRequest(Request::GET_DESCRIPTION));
-        if (!reply) {
-            return false;
-        }
-        setStatusRunning();
-        if (!isOfType(*reply, Request::GET_DESCRIPTION,
-                      "Failed polling device: unexpected reply type")) {
-            return false;
-        }
-        if (!reply->success()) {  // what it holds is no description
-            return logFailure("Failed polling device: " + reply->error_message());
-        }
-        updateDeviceTree(nodeOf(*reply));
-        return true;
-    } catch (const std::exception& e) {
-        return logFailure(std::string("Failed pinging device: ") + e.what());
-    }
-}
-
-bool DeltacastDeviceController::requestDeviceProperties() {
-    checkThread();
-    if (!connectToServiceIfNeeded()) {
-        return false;
-    }
-    try {
-        const auto reply = ask(makeRequest(Request::GET_DESCRIPTION));
-        if (!reply || !isOfType(*reply, Request::GET_DESCRIPTION,
-                                "Failed getting properties: unexpected reply type")) {
-            return false;
-        }
-        if (!reply->success()) {
-            return logFailure("Failed getting properties: " + reply->error_message());
-        }
-        listenToEvents(reply->GetExtension(GetDescriptionReply::base).event_endpoint());
-        updateDeviceTree(nodeOf(*reply));
-        description = Description::Current;
-        return true;
-    } catch (const std::exception& e) {
-        return logFailure(std::string("Failed getting properties: ") + e.what());
-    }
-}
-
-// A service whose events cannot be received is polled.
-bool DeltacastDeviceController::listenToEvents(const std::string& endpoint) {
-    std::string error;
-    const bool listens =
-        endpoint.empty() || surroundings.listener.addListenEndpoint(endpoint, error);
-    eventEndpoint = listens ? endpoint : std::string();
-    return listens || logFailure(error);
 }
 
 void DeltacastDeviceController::updateDeviceTree(const std::shared_ptr<DeviceNode>& node) {
@@ -322,7 +268,7 @@ void DeltacastDeviceController::stopOrKillRunningService() {
     checkThread();
     const int id = getDeltacastServicePid();
     std::string error;
-    if (!sendStop(error)) {
+    if (!sendStop(error) && !isStopped()) {
         logFailure("Error string received: " + error);
     }
     if (id != 0) {
@@ -332,7 +278,7 @@ void DeltacastDeviceController::stopOrKillRunningService() {
 }
 
 bool DeltacastDeviceController::pingOrPoll() {
-    return eventEndpoint.empty() ? pollService() : pingService();
+    return events.isNamed() ? pingService() : pollService();
 }
 
 void DeltacastDeviceController::monitorDevice() {
@@ -346,7 +292,8 @@ void DeltacastDeviceController::monitorDevice() {
     }
     if (!getServiceDeviceTree()) {
         setStatusUnreachable();
-        if (launched == Launch::Done) {  // it may just be slow
+        // It may just be slow, or have got better.
+        if (launched == Launch::Done || description == Description::Refused) {
             requestDeviceProperties();
         }
         return;
@@ -367,7 +314,8 @@ void DeltacastDeviceController::describeAgain() {
 }
 
 void DeltacastDeviceController::setStatusUnreachable() {
-    if (status.enter(DeltacastStatus::Unreachable) == DeltacastStatusMachine::Change::Done) {
+    const auto change = status.enter(DeltacastStatus::Unreachable);
+    if (change == DeltacastStatusMachine::Change::Done && description == Description::Current) {
         description = Description::Outdated;
     }
 }

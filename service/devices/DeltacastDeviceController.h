@@ -21,6 +21,8 @@
 #include "service/devices/DeviceController.h"
 #include "service/devices/DevicePublisher.h"
 #include "service/devices/DeviceRequestSocket.h"
+#include "service/devices/EventEndpointRules.h"
+#include "service/devices/NamedEventEndpoint.h"
 #include "service/devices/Pause.h"
 
 namespace tarn::resource_manager {
@@ -35,6 +37,7 @@ namespace tarn::service::devices {
 
 class DeviceEventListener;
 class ProcessControl;
+struct Refusal;
 
 /// Supervises the one process that owns the capture cards: watches it, publishes its description,
 /// and restarts it with another capture format. DeltacastStatus has the model of its status.
@@ -42,7 +45,8 @@ class ProcessControl;
 /// All of that is work of the management thread, in a cycle of 500 ms: a format that waits to be
 /// applied, then a look at the process. A process that names an event endpoint is pinged and tells
 /// its changes itself; any other is asked for its description. Whenever it answers again after it
-/// did not, or was launched anew, it is asked for its description once.
+/// did not, or was launched anew, it is asked for its description once. One whose description is
+/// too deep or too large (DeviceDoor.h) is in the tree as a device in error, and asked again.
 ///
 /// Other threads may ask for the status, the description and the format in force, leave a format to
 /// be applied, wait, and stop. Nothing throws; what fails is logged.
@@ -134,9 +138,14 @@ class DeltacastDeviceController : public DeviceController {
     void setStatusRunning();
 
     std::optional<Reply> ask(const Request& request);
+    std::optional<Reply> askDescription();
     bool isOfType(const Reply& reply, int type, const std::string& otherwise) const;
     bool pingOrPoll();
     bool listenToEvents(const std::string& endpoint);
+    std::string objectionTo(const std::string& endpoint) const;
+    bool showRefused(const Refusal& refusal);
+    void showAdmitted();
+    std::string serviceId();
     void updateDeviceTree(const std::shared_ptr<device_tree::DeviceNode>& node);
     void describeAgain();
 
@@ -160,13 +169,14 @@ class DeltacastDeviceController : public DeviceController {
 
     // The management thread's own:
     enum class Link { Down, Up };
-    enum class Description { Current, Outdated };
+    enum class Description { Current, Outdated, Refused };
     Link link = Link::Down;
     Description description = Description::Outdated;
     enum class Launch { None, Done };
     Launch launched = Launch::None;
     std::chrono::milliseconds answerWithin;
-    std::string eventEndpoint;  // empty when the service named none
+    const EventEndpointRules eventEndpoints;
+    NamedEventEndpoint events;
     DevicePublisher publisher;
     DeltacastServiceProcess process;
 

@@ -1,5 +1,7 @@
 #include "service/devices/DeviceManager.h"
 
+#include <utility>
+
 #include "platform/utils/Log.h"
 #include "proto/service_event.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
@@ -76,31 +78,34 @@ bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
 
 void DeviceManager::createController(const TarnDevice& device) {
     if (device.type == TarnDeviceType::DELTACAST) {
-        deltacastController = surroundings.makeDeltacastController(device.monitoringInterface);
-        controllers.push_back(deltacastController);
+        const auto made = surroundings.makeDeltacastController(device.monitoringInterface);
+        auto locked = controllers.lock();
+        locked->deltacast = made;
+        locked->all.push_back(made);
         return;
     }
-    controllers.push_back(surroundings.makeProtocolController(device.monitoringInterface));
+    const auto made = surroundings.makeProtocolController(device.monitoringInterface);
+    controllers.lock()->all.push_back(made);
 }
 
 void DeviceManager::createLoopStorageControllers() {
     for (const auto& storage : surroundings.configuration.getLoopStorages()) {
         if (storage) {
-            loopStorageController = surroundings.makeLoopStorageController(*storage);
-            controllers.push_back(loopStorageController);
+            const auto made = surroundings.makeLoopStorageController(*storage);
+            auto locked = controllers.lock();
+            locked->loopStorage = made;
+            locked->all.push_back(made);
         }
     }
 }
 
 void DeviceManager::destroyControllers() {
-    loopStorageController.reset();
-    deltacastController.reset();
-    controllers.clear();
+    const auto ended = std::exchange(*controllers.lock(), {});
 }
 
 void DeviceManager::stopControllers() {
-    for (const auto& listed : controllers) {
-        const auto controller = listed;  // lives until it has stopped
+    const auto all = controllers.lock()->all;  // they live until they have stopped
+    for (const auto& controller : all) {
         controller->stop();
     }
 }
@@ -147,11 +152,12 @@ void DeviceManager::handleDeviceRemoveEvent(const std::string& id) {
     auto deviceClass = DeviceClass::Generic;
     {
         auto root = tree.lock();
-        if (const auto node = root->getDeviceById(id)) {
+        if (const auto node = root->getSubDevice(id)) {
             deviceClass = node->getDeviceClass();
         }
         std::string error;
-        if (!root->removeSubDevice(id, /*deep=*/true, error)) {
+        // Another device may have a part of that id, which stays.
+        if (!root->removeSubDevice(id, /*deep=*/false, error)) {
             utils::logError(formatMessage(error));
         }
     }
@@ -169,6 +175,11 @@ void DeviceManager::publish(const ServiceEvent& event) {
 
 void DeviceManager::warn(const std::string& problem) const {
     utils::logWarning(formatMessage(problem));
+}
+
+void DeviceManager::withMessageOf(const DeviceNode& snapshot,
+                                  const std::function<void(std::string_view)>& take) {
+    surroundings.emitter.withMessageOf(snapshot, take);
 }
 
 std::string DeviceManager::debugString() {

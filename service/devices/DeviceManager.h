@@ -4,6 +4,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -34,8 +35,8 @@ class LoopStorageDeviceController;
 /// hands a snapshot of the tree to the event emitter.
 ///
 /// The handlers are called by the thread of the DeviceEventListener only; they never fail, what
-/// does not fit the tree is logged. initFromConfiguration and stopControllers are called by one
-/// thread at a time. getTree and debugString may be called from any thread.
+/// does not fit the tree is logged. initFromConfiguration is called by one thread at a time;
+/// everything else may be called from any thread, also meanwhile.
 class DeviceManager : public tarn::utils::MessageFormatter {
   public:
     /// What the manager works with; the references must outlive it.
@@ -76,7 +77,7 @@ class DeviceManager : public tarn::utils::MessageFormatter {
 
     /// Of the loop storages the one that is configured last; null without one.
     std::shared_ptr<LoopStorageDeviceController> getLoopStorageController() const {
-        return loopStorageController;
+        return controllers.lock()->loopStorage;
     }
 
     void handleStatusChangeEvent(const GlobalStatusChanges& globals,
@@ -87,9 +88,9 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     void handleShutdownEvent(const std::string& id);
 
     /// The controller of the ingest service, the last one when several are configured; null without
-    /// any. Any thread once the manager is initialised.
+    /// any.
     std::shared_ptr<DeltacastDeviceController> getDeltacastController() const {
-        return deltacastController;
+        return controllers.lock()->deltacast;
     }
 
     std::string debugString();
@@ -97,6 +98,11 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     /// The tree from its root, with its mutex. Take a copy, which costs nothing, and let go of the
     /// lock before doing anything with it.
     utils::Synchronised<device_tree::DeviceNode>& getTree() { return tree; }
+
+    /// Calls `take` with the message of a snapshot of the tree, serialised: as
+    /// EventEmitter::withMessageOf. Any thread.
+    void withMessageOf(const device_tree::DeviceNode& snapshot,
+                       const std::function<void(std::string_view)>& take);
 
   private:
     void createController(const configuration::TarnDevice& device);
@@ -106,9 +112,12 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     void warn(const std::string& problem) const;
 
     const Surroundings surroundings;
-    std::list<std::shared_ptr<DeviceController>> controllers;
-    std::shared_ptr<LoopStorageDeviceController> loopStorageController;
-    std::shared_ptr<DeltacastDeviceController> deltacastController;
+    struct Controllers {
+        std::list<std::shared_ptr<DeviceController>> all;  // in the order in which they were made
+        std::shared_ptr<LoopStorageDeviceController> loopStorage;
+        std::shared_ptr<DeltacastDeviceController> deltacast;
+    };
+    mutable utils::Synchronised<Controllers> controllers;
     // Never held while the emitter, or a controller, is called.
     utils::Synchronised<device_tree::DeviceNode> tree;
 };

@@ -3,7 +3,8 @@
 #include <utility>
 
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/device_tree/EventHelper.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::service::devices {
@@ -26,11 +27,22 @@ void DevicePublisher::sendWhatIsLeft() {
 }
 
 bool DevicePublisher::publish(const std::shared_ptr<device_tree::DeviceNode>& node) {
+    using device_tree::utils::EventHelper;
     tarn::proto::monitoring::DeviceToTarnServiceEvent event;
-    if (device_tree::utils::EventHelper::ComputeEvent(last, node, event) && !notify(&event)) {
+    auto told = node;
+    const bool differs = EventHelper::ComputeEventWithinLimits(last, told, extent, event);
+    if (differs && !notify(&event)) {
         return false;
     }
-    last = node;
+    if (differs && told != node) {
+        utils::logError("DevicePublisher > Device " + utils::printable(told->getId()) + ": " +
+                        told->getGlobalStatus().description);
+    }
+    last = told;
+    if (wanted == node) {
+        wanted = told;
+    }
+    extent = Extent::Difference;
     return true;
 }
 

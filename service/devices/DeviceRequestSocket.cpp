@@ -1,8 +1,11 @@
 #include "service/devices/DeviceRequestSocket.h"
 
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "proto/monitoring.pb.h"
+#include "service/devices/DeviceDoor.h"
 
 namespace tarn::service::devices {
 
@@ -36,8 +39,19 @@ bool DeviceRequestSocket::ask(const Request& request, Reply& reply,
     if (!awaitAnswer(within)) {
         return false;
     }
-    socket.receiveProtoBuf(&reply, replyLimit);
+    receive(reply);
     return true;
+}
+
+void DeviceRequestSocket::receive(Reply& reply) {
+    std::optional<Refusal> refusal;
+    socket.receiveProtoBuf(&reply, replyLimit, [&](std::string_view bytes) {
+        refusal = refusalOfReply(bytes, replyLimit);
+        return !refusal;
+    });
+    if (refusal) {
+        throw RefusedDescription(std::move(*refusal));
+    }
 }
 
 bool DeviceRequestSocket::awaitAnswer(std::chrono::milliseconds within) {

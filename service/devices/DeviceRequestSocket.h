@@ -31,7 +31,8 @@ class DeviceRequestSocket {
     void connect(const socket::SocketEndpoint& endpoint);
 
     /// One exchange; false, and `reply` untouched, when it was interrupted. Throws
-    /// std::runtime_error when there was no answer, or none that can be read.
+    /// std::runtime_error when there was no answer, or none that can be read; RefusedDescription
+    /// when it is a description that is too deep or too large.
     bool ask(const Request& request, Reply& reply);
 
     /// The same with another bound, for this exchange.
@@ -44,6 +45,7 @@ class DeviceRequestSocket {
     void close();
 
   private:
+    void receive(Reply& reply);
     bool awaitAnswer(std::chrono::milliseconds within);
 
     const std::chrono::milliseconds answerWithin;

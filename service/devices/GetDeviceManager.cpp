@@ -18,7 +18,10 @@ namespace {
 
 std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
     const configuration::LoopStorageConfigurationHandler& storage, TrackTasks& tasks) {
-    const LoopStorageDeviceController::Surroundings surroundings{tasks};
+    // Controllers go when the process ends, and the tickets with them. Operations that were taken
+    // must still reach the server; how long they take there nobody is left to ask.
+    const LoopStorageDeviceController::Surroundings surroundings{
+        .tasks = tasks, .patience = std::chrono::seconds(2)};
     if (storage.isTcpInterface()) {
         return std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
                                                              storage.getPort(), surroundings);
@@ -28,7 +31,7 @@ std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
 
 DevicePresence& devicePresence() {
     static DevicePresence presence([](const std::string& id) {
-        return GetDeviceManager().getTree().lock()->getDeviceById(id) != nullptr;
+        return GetDeviceManager().getTree().lock()->getSubDevice(id) != nullptr;
     });
     return presence;
 }
@@ -54,9 +57,11 @@ DeviceManager& GetDeviceManager() {
         {configuration::GetConfigurationHandler(), GetDeviceEventListener(), GetEventEmitter(),
          [](const std::string& endpoint) {
              return std::make_shared<TarnProtocolDeviceController>(
-                 endpoint,
-                 TarnProtocolDeviceController::Surroundings{.listener = GetDeviceEventListener(),
-                                                            .presence = &devicePresence()});
+                 endpoint, TarnProtocolDeviceController::Surroundings{
+                               .listener = GetDeviceEventListener(),
+                               .presence = &devicePresence(),
+                               .eventEndpoints = EventEndpointRules::of(
+                                   configuration::GetConfigurationHandler())});
          },
          [](const configuration::LoopStorageConfigurationHandler& storage) {
              return makeLoopStorageController(storage, tasks);

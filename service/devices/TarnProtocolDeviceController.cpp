@@ -1,11 +1,14 @@
 #include "service/devices/TarnProtocolDeviceController.h"
 
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
 #include "proto/monitoring.pb.h"
+#include "service/devices/DeviceDoor.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DevicePresence.h"
 
@@ -40,7 +43,10 @@ TarnProtocolDeviceController::TarnProtocolDeviceController(const std::string& en
 
 TarnProtocolDeviceController::TarnProtocolDeviceController(const std::string& endpoint,
                                                            Surroundings given, StartLater)
-    : surroundings(std::move(given)), endpointText(endpoint), publisher(notifyEvent) {
+    : surroundings(std::move(given)),
+      endpointText(endpoint),
+      events(surroundings.listener),
+      publisher(notifyEvent) {
     try {
         deviceEndpoint = socket::SocketEndpoint::FromString(endpoint);
         endpointText = deviceEndpoint.toString(socket::Protocol::None);
@@ -140,6 +146,7 @@ void TarnProtocolDeviceController::isAliveThreadFunction(const std::stop_token& 
     }
     requests->close();
     link = Link::Disconnected;
+    events.release();
     noteLost();
     report(Start::Finished);
 }
@@ -164,6 +171,9 @@ void TarnProtocolDeviceController::watchOnce(const std::stop_token& stop) {
             return surroundings.pause(afterPing, stop);
         case Link::Polled:
             pollDevice();
+            return surroundings.pause(afterPoll, stop);
+        case Link::Refused:
+            requestDeviceProperties();
             return surroundings.pause(afterPoll, stop);
         case Link::Disconnected:
             return connectAndDescribe(stop);
@@ -206,6 +216,8 @@ void TarnProtocolDeviceController::requestDeviceProperties() {
         if (description && listenToEvents(*description)) {
             publish(description->device());
         }
+    } catch (const RefusedDescription& answer) {
+        showRefused(answer.refusal);
     } catch (const std::exception& e) {
         lose(std::string(failedExchange) + e.what());
     }
@@ -216,6 +228,8 @@ void TarnProtocolDeviceController::pollDevice() {
         if (const auto description = askDescription()) {
             publish(description->device());
         }
+    } catch (const RefusedDescription& answer) {
+        showRefused(answer.refusal);
     } catch (const std::exception& e) {
         lose(std::string(failedExchange) + e.what());
     }
@@ -232,7 +246,16 @@ void TarnProtocolDeviceController::pingDevice() {
         }
         publisher.sendWhatIsLeft();
     } catch (const std::exception& e) {
-        lose(std::string(failedExchange) + e.what());
+        return lose(std::string(failedExchange) + e.what());
+    }
+    describeAnewIfDue();
+}
+
+// What its events changed is not what was published here.
+void TarnProtocolDeviceController::describeAnewIfDue() {
+    if (surroundings.listener.isToBeDescribedAnew(deviceId)) {
+        publisher.tellAllNext();
+        requestDeviceProperties();
     }
 }
 
@@ -256,17 +279,40 @@ TarnProtocolDeviceController::askDescription() {
 }
 
 bool TarnProtocolDeviceController::listenToEvents(const GetDescriptionReply& description) {
-    if (description.event_endpoint().empty()) {
-        link = Link::Polled;
+    const auto& named = description.event_endpoint();
+    if (named.empty()) {
+        poll();
+        return true;
+    }
+    if (const auto objection = objectionTo(named); !objection.empty()) {
+        utils::logWarning(formatMessage("The device is polled, its event endpoint " +
+                                        utils::quotedText(named) +
+                                        " is not listened to: " + objection));
+        poll();
         return true;
     }
     std::string error;
-    if (!surroundings.listener.addListenEndpoint(description.event_endpoint(), error)) {
+    if (!events.name(named, error)) {
         lose(error);
         return false;
     }
     link = Link::Pinged;
     return true;
+}
+
+// What is no endpoint is for the listener to complain of.
+std::string TarnProtocolDeviceController::objectionTo(const std::string& eventEndpoint) const {
+    try {
+        const auto named = socket::SocketEndpoint::FromString(eventEndpoint);
+        return surroundings.eventEndpoints.objectionTo(named, deviceEndpoint);
+    } catch (const std::invalid_argument&) {
+        return {};
+    }
+}
+
+void TarnProtocolDeviceController::poll() {
+    events.release();
+    link = Link::Polled;
 }
 
 void TarnProtocolDeviceController::publish(const tarn::proto::monitoring::DeviceNode& device) {
@@ -278,6 +324,17 @@ void TarnProtocolDeviceController::updateDeviceTree(const std::shared_ptr<Device
     publisher.updateDeviceTree(node);
 }
 
+void TarnProtocolDeviceController::showRefused(const Refusal& refusal) {
+    if (link != Link::Refused) {
+        utils::logError(formatMessage(refusal.line()));
+    }
+    events.release();
+    link = Link::Refused;
+    const auto shown = std::make_shared<DeviceNode>(refusal.shown());
+    notePresent(shown->getId());
+    updateDeviceTree(shown);
+}
+
 void TarnProtocolDeviceController::lose(const std::string& reason) {
     utils::logError(formatMessage(reason));
     withdraw();
@@ -285,29 +342,33 @@ void TarnProtocolDeviceController::lose(const std::string& reason) {
 
 void TarnProtocolDeviceController::withdraw() {
     link = Link::Disconnected;
+    events.release();
     noteLost();
     updateDeviceTree(nullptr);
 }
 
 void TarnProtocolDeviceController::notePresent(const std::string& id) {
-    if (surroundings.presence == nullptr || (isPresent && deviceId == id)) {
+    if (isPresent && deviceId == id) {
         return;
     }
     noteLost();
     deviceId = id;
-    surroundings.presence->connected(deviceId);
+    if (surroundings.presence != nullptr) {
+        surroundings.presence->connected(deviceId);
+    }
     isPresent = true;
 }
 
 void TarnProtocolDeviceController::noteLost() {
-    if (isPresent) {
+    if (isPresent && surroundings.presence != nullptr) {
         surroundings.presence->lost(deviceId);
-        isPresent = false;
     }
+    isPresent = false;
 }
 
 void TarnProtocolDeviceController::removeGhost() {
-    if (!deviceId.empty() && surroundings.presence->removeGhost(deviceId, notifyEvent)) {
+    if (!deviceId.empty() && surroundings.presence != nullptr &&
+        surroundings.presence->removeGhost(deviceId, notifyEvent)) {
         utils::logInfo(formatMessage("Removed what the device told after it was lost"));
     }
 }

@@ -13,6 +13,8 @@
 #include "service/devices/DeviceController.h"
 #include "service/devices/DevicePublisher.h"
 #include "service/devices/DeviceRequestSocket.h"
+#include "service/devices/EventEndpointRules.h"
+#include "service/devices/NamedEventEndpoint.h"
 #include "service/devices/Pause.h"
 
 namespace tarn::proto::monitoring {
@@ -24,17 +26,21 @@ namespace tarn::service::devices {
 
 class DeviceEventListener;
 class DevicePresence;
+struct Refusal;
 
 /// Watches a device that speaks the monitoring protocol, on a thread of its own.
 ///
-///     Disconnected --described itself, names an event endpoint--> Pinged
-///     Disconnected --described itself, names none---------------> Polled
-///     Pinged, Polled --no answer, or a wrong one----------------> Disconnected
+///     Disconnected, Refused --described itself, names an event endpoint--> Pinged
+///     Disconnected, Refused --described itself, names none---------------> Polled
+///     any --described itself too deep or too large (DeviceDoor.h)--------> Refused
+///     Pinged, Polled, Refused --no answer, or a wrong one----------------> Disconnected
 ///
 /// A Pinged device tells its changes itself: the service listens on its event endpoint, asks every
 /// 3 s whether it is alive, and does not read its description again. A Polled one is asked for its
-/// description every second. A Disconnected one is not in the device tree; the connection is tried
-/// every second.
+/// description every second; so is one whose event endpoint is none that the service listens on
+/// (EventEndpointRules). A Refused one is in the tree as a device in error, and is asked again
+/// every second. A Pinged one of which an event was refused describes itself again. A Disconnected
+/// one is not in the device tree; the connection is tried every second.
 ///
 /// Besides the thread, anybody may call start, stop, wait and sendStop.
 class TarnProtocolDeviceController : public DeviceController {
@@ -44,6 +50,7 @@ class TarnProtocolDeviceController : public DeviceController {
         Pause pause = realPause;
         std::chrono::milliseconds answerWithin = std::chrono::seconds(5);
         DevicePresence* presence = nullptr;  ///< of all devices; outlives the controller
+        EventEndpointRules eventEndpoints = EventEndpointRules();
     };
 
     /// Starts watching. When that cannot be set up (a bad endpoint) it is logged, and the
@@ -89,7 +96,7 @@ class TarnProtocolDeviceController : public DeviceController {
     using Reply = DeviceRequestSocket::Reply;
     using GetDescriptionReply = tarn::proto::monitoring::GetDescriptionReply;
 
-    enum class Link { Disconnected, Polled, Pinged };
+    enum class Link { Disconnected, Polled, Pinged, Refused };
     enum class Start { Pending, Started, Finished };
 
     void reportFailedSetup(const std::string& reason);
@@ -106,9 +113,13 @@ class TarnProtocolDeviceController : public DeviceController {
     void pingDevice();
     std::unique_ptr<GetDescriptionReply> askDescription();
     bool listenToEvents(const GetDescriptionReply& description);
+    std::string objectionTo(const std::string& eventEndpoint) const;
+    void poll();
+    void describeAnewIfDue();
 
     void updateDeviceTree(const std::shared_ptr<device_tree::DeviceNode>& node);
     void publish(const tarn::proto::monitoring::DeviceNode& device);
+    void showRefused(const Refusal& refusal);
     void lose(const std::string& reason);
     void withdraw();
     void notePresent(const std::string& id);
@@ -123,6 +134,7 @@ class TarnProtocolDeviceController : public DeviceController {
 
     // The is-alive thread's own:
     Link link = Link::Disconnected;
+    NamedEventEndpoint events;
     DevicePublisher publisher;
     std::string deviceId;    // as it was told last; empty while it never was
     bool isPresent = false;  // with that id

@@ -8,9 +8,9 @@
 
 #include "platform/device_tree/BytesFromBehind.h"
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/device_tree/TreeSerialiser.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/UuidGenerator.h"
 #include "proto/service_event.pb.h"
 
 namespace tarn::service {
@@ -36,6 +36,7 @@ struct EventEmitter::Batch {
 EventEmitter::EventEmitter(std::chrono::milliseconds period)
     : MessageFormatter("Internal Event Emitter"),
       period(period),
+      instance(utils::UuidGenerator::Generate()),
       batch(std::make_unique<Batch>()) {}
 
 EventEmitter::~EventEmitter() {
@@ -88,17 +89,37 @@ void EventEmitter::pushEvent(const device_tree::DeviceNode& tree, const ServiceE
     }
 }
 
+void EventEmitter::withMessageOf(const device_tree::DeviceNode& tree,
+                                 const std::function<void(std::string_view)>& take) {
+    auto kept = serialiser.lock();
+    take(kept->serialise(tree));
+}
+
 void EventEmitter::emitterThreadFunction(const socket::SocketEndpoint& endpoint) {
     socket::Socket socket("EventEmitterSocket", socket::ClosePolicy::Discard);
     if (connect(socket, endpoint)) {
-        device_tree::TreeSerialiser serialiser;
-        while (!stopFlag) {
-            awaitOccasion();
-            awaitRoom(socket);
-            send(takeBatch(), serialiser, socket);
-        }
+        sendBatches(socket);
     }
     dropFromNowOn();
+}
+
+// Where there was no room, the wait for it is the occasion of the next batch.
+void EventEmitter::sendBatches(socket::Socket& socket) {
+    std::uint64_t number = 0;
+    Room room = Room::Unknown;
+    while (!stopFlag) {
+        if (room != Room::None) {
+            awaitOccasion();
+        }
+        room = awaitRoom(socket);
+        auto batch = takeBatch();
+        ServiceEventBatch message;
+        message.set_service_sequence(++number);
+        message.set_service_instance(instance);
+        if (send(batch, message, socket) == Delivery::Failed && room == Room::None) {
+            oweTreeOf(std::move(batch));
+        }
+    }
 }
 
 bool EventEmitter::connect(socket::Socket& socket, const socket::SocketEndpoint& endpoint) {
@@ -119,11 +140,11 @@ void EventEmitter::awaitOccasion() {
 }
 
 // What is pushed meanwhile goes into the same batch.
-void EventEmitter::awaitRoom(socket::Socket& socket) {
+EventEmitter::Room EventEmitter::awaitRoom(socket::Socket& socket) {
     try {
-        socket.awaitRoom(roomWithinMs);
+        return socket.awaitRoom(roomWithinMs) ? Room::Unknown : Room::None;
     } catch (const std::exception&) {
-        // then sending will not work either, and say so
+        return Room::Unknown;  // then sending will not work either, and say so
     }
 }
 
@@ -132,22 +153,33 @@ EventEmitter::Batch EventEmitter::takeBatch() {
     return std::exchange(*batch, Batch());
 }
 
-// A batch that cannot be sent is lost: the next one holds the whole tree again.
-void EventEmitter::send(const Batch& gathered, device_tree::TreeSerialiser& serialiser,
-                        socket::Socket& socket) {
+// Events are never sent again, but without its tree the receiver would be wrong until the next
+// change. A newer tree that has come meanwhile holds this one.
+void EventEmitter::oweTreeOf(Batch lost) {
+    const std::lock_guard lock(batchMutex);
+    if (!batch->tree) {
+        batch->tree.swap(lost.tree);
+    }
+}
+
+EventEmitter::Delivery EventEmitter::send(const Batch& gathered, BatchMessage& message,
+                                          socket::Socket& socket) {
     try {
-        ServiceEventBatch events;
-        events.mutable_events()->Add(gathered.events.begin(), gathered.events.end());
+        message.mutable_events()->Add(gathered.events.begin(), gathered.events.end());
         if (!gathered.tree) {
-            return socket.sendProtoBuf(&events);
+            socket.sendProtoBuf(&message);
+            return Delivery::Done;
         }
-        const auto tree = serialiser.serialise(*gathered.tree);
-        device_tree::BytesFromBehind head;
-        head.prependFieldHead(ServiceEventBatch::kDeviceTreeFieldNumber, tree.size());
-        socket.sendParts({head.view(), tree, events.SerializeAsString()});
+        withMessageOf(*gathered.tree, [&](std::string_view tree) {
+            device_tree::BytesFromBehind head;
+            head.prependFieldHead(ServiceEventBatch::kDeviceTreeFieldNumber, tree.size());
+            socket.sendParts({head.view(), tree, message.SerializeAsString()});
+        });
+        return Delivery::Done;
     } catch (const std::exception& e) {
         utils::logError(
             formatMessage("Failed sending events on " + socket.debugString() + ": " + e.what()));
+        return Delivery::Failed;
     }
 }
 

@@ -3,20 +3,25 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <thread>
 
+#include "platform/device_tree/TreeSerialiser.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
+#include "platform/utils/Synchronised.h"
 
 namespace tarn::proto::service_event {
 class ServiceEvent;
-}
+class ServiceEventBatch;
+}  // namespace tarn::proto::service_event
 namespace tarn::device_tree {
 class DeviceNode;
-class TreeSerialiser;
-}  // namespace tarn::device_tree
+}
 namespace tarn::socket {
 class Socket;
 }
@@ -32,12 +37,15 @@ namespace tarn::service {
 /// dropped. An emitter that has ended does not start again.
 ///
 /// A receiver that is behind gets fewer and larger batches. One that takes nothing for a second
-/// loses a batch, which is logged; it is never sent again.
+/// loses a batch, which is logged. The events of that one are never sent again; its tree, or a
+/// newer one, goes out as soon as something is taken again. Batches are numbered as they are made,
+/// so that the receiver can tell that some are missing.
 ///
 /// Every operation may be called from any thread and throws nothing for a failure of the
 /// connection.
 class EventEmitter : public tarn::utils::MessageFormatter {
   public:
+    /// Throws std::runtime_error when the kernel gives no random bytes.
     explicit EventEmitter(std::chrono::milliseconds period = std::chrono::seconds(1));
     ~EventEmitter() override;  ///< stops
 
@@ -53,18 +61,30 @@ class EventEmitter : public tarn::utils::MessageFormatter {
     void pushEvent(const device_tree::DeviceNode& tree,
                    const tarn::proto::service_event::ServiceEvent* event, bool notify);
 
+    /// Calls `take` with the message of `tree`, serialised; the bytes are gone when it returns.
+    /// They are those that are kept for the batches: only what has changed since then is made anew.
+    /// Nobody else can have them meanwhile: `take` copies or sends them, and must not wait.
+    void withMessageOf(const device_tree::DeviceNode& tree,
+                       const std::function<void(std::string_view)>& take);
+
   private:
     struct Batch;
+    using BatchMessage = tarn::proto::service_event::ServiceEventBatch;
+    enum class Room { Unknown, None };
+    enum class Delivery { Done, Failed };
 
     void emitterThreadFunction(const socket::SocketEndpoint& endpoint);
     bool connect(socket::Socket& socket, const socket::SocketEndpoint& endpoint);
+    void sendBatches(socket::Socket& socket);
     void awaitOccasion();
-    static void awaitRoom(socket::Socket& socket);
+    static Room awaitRoom(socket::Socket& socket);
     Batch takeBatch();
-    void send(const Batch& batch, device_tree::TreeSerialiser& serialiser, socket::Socket& socket);
+    void oweTreeOf(Batch lost);
+    Delivery send(const Batch& batch, BatchMessage& message, socket::Socket& socket);
     void dropFromNowOn();
 
     const std::chrono::milliseconds period;
+    const std::string instance;  // tells these batches from those of another start
     std::atomic<bool> stopFlag{false};
 
     std::mutex threadMutex;
@@ -75,6 +95,8 @@ class EventEmitter : public tarn::utils::MessageFormatter {
     std::mutex batchMutex;
     std::unique_ptr<Batch> batch;  // guarded by batchMutex; null once nothing will be sent any more
     std::condition_variable wakeUp;
+
+    utils::Synchronised<device_tree::TreeSerialiser> serialiser;  // no other lock is held with it
 };
 
 /// The process's emitter; created on first use, destroyed at exit.

@@ -28,28 +28,28 @@ Pause& pauseOfCleaner() {
     return pause;
 }
 
-void pauseUnlessStopped() {
-    auto& pause = pauseOfCleaner();
-    std::unique_lock lock(pause.mutex);
-    pause.ended.wait_for(lock, period, [] { return !mustRun; });
-}
-
 }  // namespace
 
-void deadJobCleanerFunction() {
+void pauseUnlessCleanerStops(std::chrono::milliseconds duration) {
+    auto& pause = pauseOfCleaner();
+    std::unique_lock lock(pause.mutex);
+    pause.ended.wait_for(lock, duration, [] { return !mustRun; });
+}
+
+void deadJobCleanerFunction(const CleanerPause& pause) {
     while (mustRun) {
         std::string error;
         if (!resource_manager::GetResourceManagerProxy().clearDeadProcesses(error)) {
             utils::logError("Failed to clear dead processes: " + error);
         }
-        pauseUnlessStopped();
+        pause(period);
     }
 }
 
 void startDeadJobCleaner() {
     pauseOfCleaner();  // before the thread, so that it is destroyed after it
     mustRun = true;
-    deadJobCleaner = std::make_unique<std::thread>(deadJobCleanerFunction);
+    deadJobCleaner = std::make_unique<std::thread>([] { deadJobCleanerFunction(); });
 }
 
 void stopDeadJobCleaner() {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -13,8 +15,12 @@ extern std::unique_ptr<std::thread> deadJobCleaner;
 
 namespace tarn::service {
 
+/// Lets the time between two rounds pass, or less of it when `mustRun` becomes false.
+using CleanerPause = std::function<void(std::chrono::milliseconds)>;
+void pauseUnlessCleanerStops(std::chrono::milliseconds duration);
+
 /// Asks the resource manager every 2 seconds to clear dead processes, until `mustRun` is false.
-void deadJobCleanerFunction();
+void deadJobCleanerFunction(const CleanerPause& pause = pauseUnlessCleanerStops);
 
 void startDeadJobCleaner();
 

@@ -51,7 +51,7 @@ bool DeltacastStartUp::applyConfiguration() const {
 void DeltacastStartUp::waitForStart(std::uint32_t seconds) const {
     if (surroundings.waitForDeviceStarted(seconds)) {
         utils::logInfo("... Done");
-    } else {
+    } else if (!surroundings.pause(std::chrono::milliseconds(0))) {
         utils::logError("... Failed waiting for device start. Persistent jobs may end up in error");
     }
 }

@@ -1,61 +1,58 @@
 #include "service/runtime/JobTermination.h"
 
-#include <algorithm>
 #include <list>
 #include <string>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
-#include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "proto/api_job.pb.h"
+#include "service/workflows/JobRequests.h"
 
 namespace tarn::service {
 
 namespace {
 
+using resource_manager::RunningJob;
 using tarn::proto::api_job::ApiToJobRequest;
 using tarn::proto::api_job::ApiToJobRequestDestroy;
 using tarn::proto::api_job::JobToApiReply;
 
 constexpr std::uint32_t replyLimit = 65536;
 
-void sendDestroy(const std::string& commandEndpoint, std::chrono::milliseconds bound) {
-    const auto deadline = std::chrono::steady_clock::now() + bound;
-    socket::Socket socket("Job termination", socket::ClosePolicy::Flush);
-    socket.setTimeout(bound);
-    socket.createAndConnect(socket::Protocol::Request,
-                            socket::SocketEndpoint::FromString(commandEndpoint).asPeer(), 0);
+ApiToJobRequest destroyRequest() {
     ApiToJobRequest request;
     request.set_type(ApiToJobRequest::DESTROY);
     request.MutableExtension(ApiToJobRequestDestroy::base)->set_destroy_option(false);
-    socket.sendProtoBuf(&request);
+    return request;
+}
 
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    socket.setTimeout(std::max(left, std::chrono::milliseconds(1)));
-    JobToApiReply reply;
-    socket.receiveProtoBuf(&reply, replyLimit);
-    if (utils::isLogEnabled(utils::LogLevel::Trace)) {
-        utils::logTrace("Received reply: " + reply.DebugString());
+void logReply(const JobToApiReply* reply, const std::string& problem) {
+    if (reply == nullptr) {
+        utils::logError("Failed destroy command to job: " + problem);
+    } else if (utils::isLogEnabled(utils::LogLevel::Trace)) {
+        utils::logTrace("Received reply: " + reply->DebugString());
     }
 }
 
 }  // namespace
 
 void terminateJobs(resource_manager::ResourceManagerProxy& resourceManager,
-                   std::chrono::milliseconds boundPerJob) {
-    std::list<resource_manager::RunningJob> jobs;
+                   std::chrono::milliseconds bound, RegistryKeeper keeper) {
+    std::list<RunningJob> jobs;
     std::string error;
     if (!resourceManager.getRunningJobs(jobs, error)) {
         utils::logError("Failed to get running jobs: " + error);
     }
-    for (const auto& job : jobs) {
-        try {
-            sendDestroy(job.getCommandEndpoint(), boundPerJob);
-        } catch (const std::exception& e) {
-            utils::logError(std::string("Failed destroy command to job: ") + e.what());
-        }
+    if (keeper == RegistryKeeper::AnotherService && !jobs.empty()) {
+        utils::logInfo("Another service keeps the registry: its " + std::to_string(jobs.size()) +
+                       " running job(s) are left alone");
+        return;
     }
+    askJobs(jobs, destroyRequest(),
+            {"Job termination", socket::ClosePolicy::Flush, replyLimit, bound},
+            [](const RunningJob&, const JobToApiReply* reply, const std::string& problem) {
+                logReply(reply, problem);
+            });
 }
 
 }  // namespace tarn::service

@@ -1,5 +1,6 @@
 #include "service/runtime/ServiceProcess.h"
 
+#include <cstdlib>
 #include <exception>
 #include <list>
 #include <string>
@@ -64,6 +65,12 @@ RunningParts runningParts() {
             resource_manager::GetResourceManagerRequestHandler()};
 }
 
+// The main thread may use anything: nothing is destroyed under it.
+void endWithoutMainThread() {
+    utils::closeLog4CPlusLogger();
+    std::_Exit(0);
+}
+
 // What no shutdown has stopped: the process must not end under running threads.
 void stopWhatStillRuns(const RunningParts& parts) {
     std::string ignored;
@@ -92,10 +99,11 @@ int ServiceProcess::run(int argc, const char* const* argv) {
 }
 
 int ServiceProcess::runUntilStopped(const RunningParts& parts) {
-    ShutdownThread shutdown(stop, [&parts](int signal) {
-        runShutdownSequence(signal, parts);
-        parts.api.releaseWaiters();
-    });
+    ShutdownThread shutdown(stop, {[&parts](int signal) {
+                                       runShutdownSequence(signal, parts);
+                                       parts.api.releaseWaiters();
+                                   },
+                                   endWithoutMainThread});
     if (!stop.requested() && loadConfiguration() == Step::Failed) {
         return 1;
     }

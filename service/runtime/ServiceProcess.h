@@ -10,7 +10,8 @@ struct RunningParts;
 
 /// The life of the process, from its start to its exit status. Main thread only.
 ///
-/// Start-up is a row of steps; a stop signal lets the step in hand finish and leaves out the rest.
+/// Start-up is a row of steps; a stop signal lets the step in hand finish, for a second at most,
+/// and leaves out the rest.
 /// Most failures of a step are logged and the service comes up with what could be set up.
 class ServiceProcess {
   public:

@@ -1,5 +1,6 @@
 #include "service/runtime/ShutdownSequence.h"
 
+#include <chrono>
 #include <string>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
@@ -16,6 +17,8 @@ namespace tarn::service {
 
 namespace {
 
+constexpr std::chrono::seconds jobsBound{5};
+
 void stop(devices::DeviceEventListener& listener) {
     std::string error;
     listener.stop(error);
@@ -26,8 +29,9 @@ void stop(devices::DeviceEventListener& listener) {
 
 void stopJobs(const RunningParts& parts) {
     // A job that is just coming up must not enter the list after it was read.
-    parts.resourceManagerServer.refuseRegistrations();
-    terminateJobs(parts.resourceManager);
+    const bool isOurs = parts.resourceManagerServer.refuseRegistrations();
+    terminateJobs(parts.resourceManager, jobsBound,
+                  isOurs ? RegistryKeeper::ThisService : RegistryKeeper::AnotherService);
 }
 
 void disconnect(resource_manager::ResourceManagerProxy& resourceManager) {
@@ -74,6 +78,8 @@ void runShutdownSequence(int signal, const RunningParts& parts) {
     parts.resourceManagerServer.terminate();
     utils::logInfo("Resource manager handler terminated");
 
+    // Nobody has anything to say after the last line.
+    parts.devices.destroyControllers();
     utils::logInfo("Service terminated");
 }
 

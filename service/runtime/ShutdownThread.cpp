@@ -4,8 +4,11 @@
 
 namespace tarn::service {
 
-ShutdownThread::ShutdownThread(StopSignal& signal, std::function<void(int)> shutdown)
-    : signal(signal), shutdown(std::move(shutdown)), thread([this] { threadFunction(); }) {}
+ShutdownThread::ShutdownThread(StopSignal& signal, Actions actions, std::chrono::milliseconds grace)
+    : signal(signal),
+      actions(std::move(actions)),
+      grace(grace),
+      thread([this] { threadFunction(); }) {}
 
 ShutdownThread::~ShutdownThread() {
     enter(MainThread::GivenUp);
@@ -27,15 +30,19 @@ void ShutdownThread::enter(MainThread next) {
 
 void ShutdownThread::threadFunction() {
     const int number = signal.wait();
-    if (number != 0 && mayShutDown()) {
-        shutdown(number);
+    if (number == 0 || stateWithin(grace) == MainThread::GivenUp) {
+        return;
+    }
+    actions.shutdown(number);
+    if (stateWithin(std::chrono::milliseconds(0)) == MainThread::StartingUp) {
+        actions.endProcess();
     }
 }
 
-bool ShutdownThread::mayShutDown() {
+ShutdownThread::MainThread ShutdownThread::stateWithin(std::chrono::milliseconds bound) {
     std::unique_lock lock(mutex);
-    changed.wait(lock, [this] { return mainThread != MainThread::StartingUp; });
-    return mainThread == MainThread::AtRest;
+    changed.wait_for(lock, bound, [this] { return mainThread != MainThread::StartingUp; });
+    return mainThread;
 }
 
 }  // namespace tarn::service

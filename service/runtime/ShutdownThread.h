@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -9,17 +10,27 @@
 
 namespace tarn::service {
 
-/// Runs the shutdown when a stop signal arrives, but never beside a start-up: the main thread says
-/// when it has come to rest, and until then the signal only makes the start-up break off.
+/// Runs the shutdown when a stop signal arrives. The signal makes the start-up break off, and the
+/// main thread says when it has come to rest: the shutdown waits for that, but not for long, since
+/// a step of the start-up may take for ever.
 ///
-///     StartingUp --allowShutdown--> AtRest    a signal runs the shutdown, also one that came
-///     before StartingUp ---destructor----> GivenUp   the start-up failed: a signal has nothing to
-///     stop
+///     StartingUp --allowShutdown--> AtRest    a signal runs the shutdown, also an earlier one
+///     StartingUp ---destructor----> GivenUp   the start-up failed: a signal has nothing to stop
+///
+/// A signal in StartingUp waits for the next state, for the grace time at most, and then runs the
+/// shutdown beside the step in hand, and ends the process.
 class ShutdownThread {
   public:
-    /// `shutdown` gets the signal's number and runs on this object's thread, at most once. The
-    /// signal object must outlive this one.
-    ShutdownThread(StopSignal& signal, std::function<void(int)> shutdown);
+    struct Actions {
+        std::function<void(int signal)> shutdown;
+        /// Ends the process without the main thread, which is stuck. Returns only in tests.
+        std::function<void()> endProcess;
+    };
+
+    /// The actions run on this object's thread, at most once. The signal object must outlive this
+    /// one.
+    ShutdownThread(StopSignal& signal, Actions actions,
+                   std::chrono::milliseconds grace = std::chrono::seconds(1));
 
     /// Waits for the shutdown if there was a signal and it is allowed.
     ~ShutdownThread();
@@ -32,11 +43,12 @@ class ShutdownThread {
     enum class MainThread { StartingUp, AtRest, GivenUp };
 
     void threadFunction();
-    bool mayShutDown();
+    MainThread stateWithin(std::chrono::milliseconds bound);
     void enter(MainThread next);
 
     StopSignal& signal;
-    const std::function<void(int)> shutdown;
+    const Actions actions;
+    const std::chrono::milliseconds grace;
     std::mutex mutex;
     std::condition_variable changed;
     MainThread mainThread = MainThread::StartingUp;  // guarded by mutex

@@ -1,13 +1,12 @@
 #include "service/workflows/EndingJobs.h"
 
-#include <algorithm>
 #include <list>
 #include <string>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
-#include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "proto/api_job.pb.h"
+#include "service/workflows/JobRequests.h"
 
 namespace tarn::service {
 
@@ -22,47 +21,39 @@ using tarn::proto::api_job::JobToApiReplyStatus;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t stateReplyLimit = 1 << 20;
-constexpr auto answerBound = 500ms;
-constexpr auto askingBound = 2s;  // for all of them, when many do not answer
+constexpr auto answerBound = 1s;  // of all of them together
 constexpr auto period = 50ms;
 
-tarn::proto::job_monitoring::JobState askForState(const RunningJob& job) {
-    socket::Socket socket("Job state", socket::ClosePolicy::Discard);
-    socket.setTimeout(answerBound);
-    socket.createAndConnect(socket::Protocol::Request,
-                            socket::SocketEndpoint::FromString(job.getCommandEndpoint()).asPeer(),
-                            0);
-    ApiToJobRequest request;
-    request.set_type(ApiToJobRequest::STATUS);
-    socket.sendProtoBuf(&request);
-    JobToApiReply reply;
-    socket.receiveProtoBuf(&reply, stateReplyLimit);
-    return reply.GetExtension(JobToApiReplyStatus::base).state();
+bool isEnding(const JobToApiReply& reply) {
+    const auto state = reply.GetExtension(JobToApiReplyStatus::base).state();
+    return state == tarn::proto::job_monitoring::JOB_STATE_STOPPING ||
+           state == tarn::proto::job_monitoring::JOB_STATE_ENDED;
 }
 
-bool isEnding(const RunningJob& job) {
-    try {
-        const auto state = askForState(job);
-        return state == tarn::proto::job_monitoring::JOB_STATE_STOPPING ||
-               state == tarn::proto::job_monitoring::JOB_STATE_ENDED;
-    } catch (const std::exception& e) {
-        utils::logDebug(std::string("A job does not tell its state: ") + e.what());
-        return false;
-    }
-}
-
-std::list<RunningJob> endingJobs(ResourceManagerProxy& resourceManager) {
+std::list<RunningJob> livingJobs(ResourceManagerProxy& resourceManager) {
     std::list<RunningJob> jobs;
     std::string error;
     if (!resourceManager.getRunningJobs(jobs, error)) {
-        utils::logError("Failed to get running jobs: " + error);
+        utils::logError("Cannot look for jobs that are still ending: " + error);
     }
-    const auto deadline = Clock::now() + askingBound;
-    jobs.remove_if([&](const RunningJob& job) {
-        return !resource_manager::isAlive(job.getProcess()) || Clock::now() > deadline ||
-               !isEnding(job);
-    });
+    jobs.remove_if([](const RunningJob& job) { return !isAlive(job.getProcess()); });
     return jobs;
+}
+
+std::list<RunningJob> endingJobs(ResourceManagerProxy& resourceManager) {
+    ApiToJobRequest request;
+    request.set_type(ApiToJobRequest::STATUS);
+    std::list<RunningJob> ending;
+    askJobs(livingJobs(resourceManager), request,
+            {"Job state", socket::ClosePolicy::Discard, stateReplyLimit, answerBound},
+            [&](const RunningJob& job, const JobToApiReply* reply, const std::string& problem) {
+                if (reply == nullptr) {
+                    utils::logDebug("A job does not tell its state: " + problem);
+                } else if (isEnding(*reply)) {
+                    ending.push_back(job);
+                }
+            });
+    return ending;
 }
 
 bool isGone(ResourceManagerProxy& resourceManager, const RunningJob& job) {
@@ -88,7 +79,10 @@ void awaitEndingJobs(ResourceManagerProxy& resourceManager,
         if (jobs.empty()) {
             return;
         }
-    } while (Clock::now() < deadline && !pause(period));
+        if (pause(period)) {
+            return;
+        }
+    } while (Clock::now() < deadline);
     utils::logWarning(std::to_string(jobs.size()) + " job(s) have not ended yet");
 }
 

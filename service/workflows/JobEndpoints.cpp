@@ -1,6 +1,7 @@
 // The endpoint side of the workflow creator.
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
@@ -16,6 +17,11 @@ namespace {
 constexpr int attemptLimit = 49;
 constexpr std::size_t recentLimit = 50;
 
+template <typename Texts>
+bool holds(const Texts& texts, const std::string& wanted) {
+    return std::find(texts.begin(), texts.end(), wanted) != texts.end();
+}
+
 }  // namespace
 
 bool WorkflowCreator::generateIpcEndpointString(std::string& endpoint, std::string& error) {
@@ -24,15 +30,23 @@ bool WorkflowCreator::generateIpcEndpointString(std::string& endpoint, std::stri
     return true;
 }
 
-WorkflowCreator::PortRange WorkflowCreator::jobPorts() const {
+WorkflowCreator::PortRange WorkflowCreator::rangeOfPorts(bool& isConfigured) const {
     std::uint16_t from = 0;
     std::uint16_t to = 0;
-    if (surroundings.configuration.getTcpPortRange(requestsEndpoint.host(), from, to)) {
-        return {std::min(from, to), std::max(from, to)};
+    isConfigured = surroundings.configuration.getTcpPortRange(requestsEndpoint.host(), from, to);
+    return isConfigured ? PortRange{std::min(from, to), std::max(from, to)}
+                        : PortRange{10000, 20000};
+}
+
+WorkflowCreator::PortRange WorkflowCreator::jobPorts() const {
+    bool isConfigured = false;
+    const auto range = rangeOfPorts(isConfigured);
+    if (!isConfigured) {
+        utils::logWarning(
+            formatMessage("Warning: Getting tcp ports on a non-configured interface. Attributing "
+                          "ports blindly."));
     }
-    utils::logWarning(formatMessage(
-        "Warning: Getting tcp ports on a non-configured interface. Attributing ports blindly."));
-    return {10000, 20000};
+    return range;
 }
 
 std::string WorkflowCreator::drawTcpEndpoint() {
@@ -49,14 +63,50 @@ bool WorkflowCreator::isHeldByAJob(const std::string& endpoint) {
             formatMessage("Failed to get running jobs by property and value: " + error));
         used.clear();
     }
-    return std::find(used.begin(), used.end(), endpoint) != used.end();
+    return holds(used, endpoint);
 }
 
 // Jobs that a lost registry has forgotten still hold their ports until they register again, and the
 // same ports are drawn in every run: what comes back would get exactly those.
-bool WorkflowCreator::isFree(const std::string& endpoint) const {
-    return !surroundings.isFree ||
-           surroundings.isFree(socket::SocketEndpoint::FromString(endpoint));
+WorkflowCreator::Listener WorkflowCreator::listenerOn(const std::string& endpoint) const {
+    try {
+        const auto parsed = socket::SocketEndpoint::FromString(endpoint);
+        const bool isFree = !surroundings.isFree || surroundings.isFree(parsed);
+        return isFree ? Listener::None : Listener::Somebody;
+    } catch (const std::invalid_argument&) {
+        return Listener::Impossible;  // a range may begin with port 0
+    }
+}
+
+bool WorkflowCreator::isGivenOut(const std::list<std::string>& recent,
+                                 const std::string& endpoint) {
+    return holds(recent, endpoint) || isHeldByAJob(endpoint);
+}
+
+std::string WorkflowCreator::findTcpEndpoint(const std::list<std::string>& recent) {
+    std::vector<std::string> occupied;
+    // The counter has moved on before it is looked at: what the fiftieth attempt found is not
+    // taken.
+    for (int attempts = 1; attempts <= attemptLimit + 1; ++attempts) {
+        const auto candidate = drawTcpEndpoint();
+        if (holds(occupied, candidate) || isGivenOut(recent, candidate) ||
+            attempts > attemptLimit) {
+            continue;
+        }
+        const auto listener = listenerOn(candidate);
+        if (listener == Listener::None) {
+            return candidate;
+        }
+        if (listener == Listener::Somebody) {
+            occupied.push_back(candidate);
+        }
+    }
+    if (occupied.empty()) {
+        return {};
+    }
+    utils::logWarning(formatMessage("No port was found that no job holds and nobody listens on: " +
+                                    occupied.front() + " is given all the same"));
+    return occupied.front();
 }
 
 bool WorkflowCreator::generateNewEndpointString(std::string& endpoint, std::string& error) {
@@ -70,18 +120,8 @@ bool WorkflowCreator::generateNewEndpointString(std::string& endpoint, std::stri
     }
 
     auto recent = recentEndpoints.lock();
-    int attempts = 0;
-    bool found = false;
-    std::string candidate;
-    do {
-        candidate = drawTcpEndpoint();
-        found = std::find(recent->begin(), recent->end(), candidate) == recent->end() &&
-                !isHeldByAJob(candidate) && isFree(candidate);
-        ++attempts;
-    } while (!found && attempts <= attemptLimit);
-
-    // The counter has moved on before this test, so what the last attempt found is not taken.
-    if (attempts > attemptLimit) {
+    const auto candidate = findTcpEndpoint(*recent);
+    if (candidate.empty()) {
         error = formatMessage("No endpoint available");
         return false;
     }

@@ -84,13 +84,15 @@ void WorkflowCreator::regeneratePersistentJob(const std::string& path) {
             utils::logError(formatMessage("Failed deserializing message"));
             return;
         }
-        recreate(request.GetExtension(ServiceToJobRequestSetup::base));
+        recreate(request.GetExtension(ServiceToJobRequestSetup::base), path);
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed reading file: ") + e.what()));
     }
 }
 
-void WorkflowCreator::recreate(const ServiceToJobRequestSetup& stored) {
+// The file may have been moved, or be anybody's: what it says of its own place is passed on, but
+// the job is told where it really lies.
+void WorkflowCreator::recreate(const ServiceToJobRequestSetup& stored, const std::string& file) {
     std::string ipcEndpoint;
     std::string firstJobEndpoint;
     std::string secondJobEndpoint;
@@ -99,11 +101,12 @@ void WorkflowCreator::recreate(const ServiceToJobRequestSetup& stored) {
         !generateNewEndpointString(firstJobEndpoint, error) ||
         !generateNewEndpointString(secondJobEndpoint, error)) {
         utils::logError(formatMessage("Cannot submit job: " + error));
+        utils::logWarning(formatMessage(describePortUse()));
         return;
     }
     createWorkflow(ipcEndpoint, firstJobEndpoint, secondJobEndpoint, stored.job_description(),
                    propertiesOf(stored), stored.job_configuration(), stored.persistent_file_path(),
-                   stored.persistent_job_name());
+                   stored.persistent_job_name(), file);
 }
 
 }  // namespace tarn::service

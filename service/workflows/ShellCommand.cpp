@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "platform/utils/ProcessDefaults.h"
+
 namespace tarn::service {
 
 namespace {
@@ -74,12 +76,20 @@ class FileDescriptor {
     const int number;
 };
 
+// What a shell starts in the background begins at once: nothing that is done from here would be
+// sure to come before it.
+std::string withInheritedDescriptorLimit(const std::string& command) {
+    const auto limit = utils::inheritedDescriptorLimit();
+    return "ulimit -S -n " + (limit == RLIM_INFINITY ? "unlimited" : std::to_string(limit)) + "\n" +
+           command;
+}
+
 pid_t startShell(const std::string& command) {
     const SpawnAttributes attributes;
     const SpawnFiles files;
     std::string shell = "sh";
     std::string option = "-c";
-    std::string text = command;
+    std::string text = withInheritedDescriptorLimit(command);
     char* const arguments[] = {shell.data(), option.data(), text.data(), nullptr};
     pid_t shellId = 0;
     check(::posix_spawn(&shellId, "/bin/sh", &files.actions, &attributes.attributes, arguments,

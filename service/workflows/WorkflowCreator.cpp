@@ -83,6 +83,11 @@ bool WorkflowCreator::setUpJob(const std::string& ipcEndpoint, const ServiceToJo
         return false;
     }
     utils::logInfo(formatMessage("Job setup properly sent"));
+    if (reply.has_warning()) {
+        const auto& id =
+            request.GetExtension(ServiceToJobRequestSetup::base).job_description().job_id();
+        utils::logWarning(formatMessage("Job " + utils::printable(id) + ": " + reply.warning()));
+    }
     return true;
 }
 
@@ -91,11 +96,14 @@ bool WorkflowCreator::createWorkflow(
     const std::string& secondJobEndpoint,
     const tarn::proto::job_monitoring::JobDescription& jobDescription, const Properties& properties,
     const std::string& jobConfiguration, const std::string& persistentFilePath,
-    const std::string& persistentJobName) {
+    const std::string& persistentJobName, const std::string& restoredFromFile) {
     const std::string& uuid = jobDescription.job_id();
     if (isRunning(uuid)) {
         utils::logWarning(formatMessage("Will not (re)create job with UUID " +
                                         utils::printable(uuid) + ": already running"));
+        if (uuid.empty()) {
+            utils::logError(formatMessage("A job without an id cannot be run: none was given"));
+        }
         return false;
     }
 
@@ -115,6 +123,9 @@ bool WorkflowCreator::createWorkflow(
     }
     if (!persistentJobName.empty()) {
         setup.set_persistent_job_name(persistentJobName);
+    }
+    if (!restoredFromFile.empty()) {
+        setup.set_restored_from_file(restoredFromFile);
     }
 
     try {

@@ -31,7 +31,8 @@ namespace tarn::service {
 ///
 /// init is called once, before any other thread uses the object; everything else may be called from
 /// any thread. createWorkflow blocks its caller for the whole exchange with the new job: at most 2
-/// s for it to appear, 5 s to take its setup and 5 s to answer.
+/// s for it to appear, 5 s to take its setup and 5 s to answer. A job answers within 300 ms,
+/// whether it is ready by then or not; only one that hangs takes longer.
 class WorkflowCreator : public tarn::utils::MessageFormatter {
   public:
     /// Property name to values.
@@ -59,22 +60,27 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     bool generateIpcEndpointString(std::string& endpoint, std::string& error);
 
     /// A new endpoint of the requests endpoint's kind. Over TCP: a port of the range configured for
-    /// its host that neither was handed out lately nor is held by a running job, and on which
-    /// nobody else listens; false, with the reason in `error`, when none was found. Any transport
-    /// but IPC and TCP gives an empty text.
+    /// its host that neither was handed out lately nor is held by a running job; false, with the
+    /// reason in `error`, when none was found. One on which somebody else listens is given, with a
+    /// warning, only where no other was found. Any transport but IPC and TCP gives an empty text.
     bool generateNewEndpointString(std::string& endpoint, std::string& error);
+
+    /// Who has the ports that job endpoints are drawn from, for people: why no endpoint may have
+    /// been found. Empty where none are drawn.
+    std::string describePortUse();
 
     /// Launches a job and hands it its setup. False when a job with its id runs already, and when
     /// the job refuses its setup or answers with something else; true otherwise, also when the
     /// exchange failed, since the launcher has been started by then. Everything is logged; does not
     /// throw. `persistentFilePath` and `persistentJobName` are empty for a job that is not
-    /// persistent.
+    /// persistent. `restoredFromFile` is the file that a job comes back from: the job's own from
+    /// then on, whatever `persistentFilePath` says.
     bool createWorkflow(const std::string& ipcEndpoint, const std::string& firstJobEndpoint,
                         const std::string& secondJobEndpoint,
                         const tarn::proto::job_monitoring::JobDescription& jobDescription,
                         const Properties& properties, const std::string& jobConfiguration,
-                        const std::string& persistentFilePath,
-                        const std::string& persistentJobName);
+                        const std::string& persistentFilePath, const std::string& persistentJobName,
+                        const std::string& restoredFromFile = {});
 
     /// Starts the job of every regular file in the persistent jobs folder, with fresh endpoints;
     /// one that still runs is left alone. Files are read only; what is wrong with one is logged and
@@ -90,11 +96,16 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     };
 
     PortRange jobPorts() const;
+    PortRange rangeOfPorts(bool& isConfigured) const;
     std::string drawTcpEndpoint();
     bool isHeldByAJob(const std::string& endpoint);
-    bool isFree(const std::string& endpoint) const;
+    bool isGivenOut(const std::list<std::string>& recent, const std::string& endpoint);
+    enum class Listener { None, Somebody, Impossible };
+    Listener listenerOn(const std::string& endpoint) const;
+    std::string findTcpEndpoint(const std::list<std::string>& recent);  // empty: none
     bool isRunning(const std::string& uuid);
-    void recreate(const tarn::proto::service_job::ServiceToJobRequestSetup& stored);
+    void recreate(const tarn::proto::service_job::ServiceToJobRequestSetup& stored,
+                  const std::string& file);
     void launch(const std::string& label, const std::string& ipcEndpoint);
     bool setUpJob(const std::string& ipcEndpoint,
                   const tarn::proto::service_job::ServiceToJobRequest& request);

@@ -2,16 +2,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/chaos/LargeDevice.h"
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/Model.h"
 #include "tests/chaos/TrackBook.h"
 #include "tests/chaos/TrackRequests.h"
 #include "tests/system/Api.h"
+#include "tests/system/GatewayFollower.h"
 
 namespace tarn::chaos {
 
@@ -20,6 +24,8 @@ class Chaos {
   public:
     Chaos(unsigned seed, Transport transport);
 
+    /// One of each of the things that happen seldom whose name holds `text`, before all others.
+    void tour(const std::string& text);
     void runFor(std::chrono::seconds time);
 
     /// Lets everything come to rest under a new service, compares, and stops it all.
@@ -35,17 +41,20 @@ class Chaos {
 
   private:
     enum class Needs { Nothing, ServiceUp, ServiceDown, StorageUp, StorageDown, BothUp };
+    enum class Frequency { Usual, Seldom };
     struct Action {
         const char* name;
         unsigned weight;
         Needs needs;
         void (Chaos::*run)();
+        Frequency frequency = Frequency::Usual;
     };
     static const std::vector<Action>& actions();
 
     const Action& chooseAction();
     bool isPossible(const Action& action) const;
-    void act();
+    void act() { perform(chooseAction()); }
+    void perform(const Action& action);
     void pause();
     std::size_t below(std::size_t limit) { return random() % limit; }
 
@@ -65,6 +74,25 @@ class Chaos {
     void changeTracksAndKillService();
     void clearTrack();
 
+    // What takes longer: HarshActions.cpp.
+    void haltGateway();
+    void resubmitAtOnce();
+    void takeDescriptorsOfService();
+    void takeDescriptorsOfGateway();
+    void closeLogOfService();
+    void closeLogOfCompanion();
+
+    std::optional<test::JobAddress> submitAndAwait(const Order& order, test::Api& client);
+    bool endAndAwait(const test::JobAddress& job, test::Api& client);
+    bool followerIsTold();
+    std::vector<std::string> differencesOfFollower() const;
+    void awaitFollower();
+    void compareFollowerAfter(const std::function<void()>& before);
+    void compareFollower();
+    void takeDescriptors(const std::string& endpoint, const std::string& victim,
+                         const std::function<bool()>& servesWhoIsIn,
+                         const std::function<bool()>& servesNewcomers);
+
     // With everything else: ChaosActions.cpp.
     void killService();
     void killServiceOften();
@@ -75,6 +103,9 @@ class Chaos {
     void damageRegistry();
     void fillDisk();
     void freeDisk();
+
+    // With a device that is too much: OddDeviceActions.cpp.
+    void changeOddDevice();
 
     std::vector<std::int64_t> spareTracks() const;
     TrackChange newTrackChange();
@@ -95,6 +126,8 @@ class Chaos {
 
     std::mt19937 random;
     Machine machine;
+    LargeDevice largeDevice;
+    test::GatewayFollower follower;
     Model model;
     TrackBook book;
     unsigned submissions = 0;

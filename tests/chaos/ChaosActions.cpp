@@ -1,4 +1,4 @@
-// What can happen, and all of it but what happens to jobs and tracks.
+// What can happen, and all of it but what happens to jobs and tracks and what takes long.
 #include "tests/chaos/Chaos.h"
 
 namespace tarn::chaos {
@@ -25,8 +25,21 @@ const std::vector<Chaos::Action>& Chaos::actions() {
         {"changes of the tracks during which the service was killed", 2, Needs::BothUp,
          &Chaos::changeTracksAndKillService},
         {"tracks cleared", 2, Needs::ServiceUp, &Chaos::clearTrack},
+        {"halts of the gateway", 1, Needs::ServiceUp, &Chaos::haltGateway, Frequency::Seldom},
+        {"jobs that were ended and submitted again at once", 3, Needs::ServiceUp,
+         &Chaos::resubmitAtOnce, Frequency::Seldom},
+        {"services short of descriptors", 1, Needs::ServiceUp, &Chaos::takeDescriptorsOfService,
+         Frequency::Seldom},
+        {"gateways short of descriptors", 1, Needs::ServiceUp, &Chaos::takeDescriptorsOfGateway,
+         Frequency::Seldom},
+        {"services whose log nobody read any more", 2, Needs::ServiceUp, &Chaos::closeLogOfService,
+         Frequency::Seldom},
+        {"companions whose log nobody read any more", 2, Needs::Nothing,
+         &Chaos::closeLogOfCompanion, Frequency::Seldom},
         {"registries deleted", 8, Needs::ServiceDown, &Chaos::deleteRegistry},
         {"registries damaged", 8, Needs::ServiceDown, &Chaos::damageRegistry},
+        {"changes of the odd device", 4, Needs::Nothing, &Chaos::changeOddDevice,
+         Frequency::Seldom},
         {"disks filled", 2, Needs::Nothing, &Chaos::fillDisk},
         {"disks freed", 6, Needs::Nothing, &Chaos::freeDisk},
     };

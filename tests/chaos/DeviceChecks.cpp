@@ -48,6 +48,20 @@ void compareNodes(const std::string& teller, const Devices& told, const Devices&
     }
 }
 
+void compareErrors(const std::string& teller, const Devices& told, const Devices& devices,
+                   Problems& problems) {
+    for (const auto& id : devices.inError) {
+        if (!told.inError.contains(id)) {
+            problems.push_back(teller + " does not show in error: " + id);
+        }
+    }
+    for (const auto& id : told.inError) {
+        if (!devices.inError.contains(id)) {
+            problems.push_back(teller + " shows in error what is well: " + id);
+        }
+    }
+}
+
 void compareTracks(const std::string& teller, const Devices& told, const Devices& devices,
                    Problems& problems) {
     for (const auto& [id, track] : devices.tracks) {
@@ -73,6 +87,7 @@ void compare(const std::string& teller, const std::optional<Devices>& told, cons
         return;
     }
     compareNodes(teller, *told, devices, problems);
+    compareErrors(teller, *told, devices, problems);
     compareTracks(teller, *told, devices, problems);
 }
 

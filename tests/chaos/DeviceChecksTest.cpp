@@ -41,6 +41,14 @@ TEST_F(DeviceChecksTest, ATreeHoldsEveryNodeAndNoGhost) {
                             "the tree of the gateway lacks Storage-y"));
 }
 
+TEST_F(DeviceChecksTest, ADeviceIsShownInErrorWhenItIsAndOnlyThen) {
+    world.devices->inError = {"Host-x"};
+    world.published->inError = {"Host-x", "Storage-y"};
+    EXPECT_THAT(problems(),
+                ElementsAre("the tree does not show in error: Host-x",
+                            "the tree of the gateway shows in error what is well: Storage-y"));
+}
+
 TEST_F(DeviceChecksTest, ATreeHoldsEveryTrackAndNoGhost) {
     world.tree->tracks.clear();
     world.published->tracks[4] = {};

@@ -9,6 +9,7 @@
 #include "proto/service_event.pb.h"
 #include "tests/chaos/Machine.h"
 #include "tests/system/Api.h"
+#include "tests/system/GatewayFollower.h"
 
 namespace tarn::chaos {
 
@@ -74,10 +75,17 @@ void add(const DeviceNode& node, Devices& devices) {
     }
 }
 
+void addDevice(const DeviceNode& device, Devices& devices) {
+    add(device, devices);
+    if (device.global_status().level() == proto::monitoring::GlobalStatus::ERROR) {
+        devices.inError.insert(device.id());
+    }
+}
+
 Devices devicesUnder(const DeviceNode& root) {
     Devices devices;
     for (const auto& device : root.sub_devices()) {
-        add(device, devices);
+        addDevice(device, devices);
     }
     return devices;
 }
@@ -113,6 +121,18 @@ std::optional<ServiceEventBatch> catchUp(const Places& places) {
     return batch.catch_up() ? std::optional(batch) : std::nullopt;
 }
 
+std::optional<DeviceNode> servedTree(const Places& places,
+                                     std::chrono::milliseconds bound = test::Api::patience) {
+    using namespace proto::api_service;
+    const auto reply =
+        test::Api(places.requests)
+            .ask(test::requestOfType(ApiToServiceRequest::GET_MONITORING_INFO), bound);
+    if (!reply || !reply->success()) {
+        return std::nullopt;
+    }
+    return reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree();
+}
+
 std::string storageId(const Places& places) {
     return places.transport == Transport::Tcp ? "Storage-tcp-" + places.storageListener()
                                               : "Storage-unix-" + places.storageListener();
@@ -123,26 +143,29 @@ std::string storageId(const Places& places) {
 std::optional<Devices> realDevices(const Machine& machine) {
     const auto& places = machine.places();
     const auto host = describedBy(places.monitor);
+    const auto large = describedBy(places.largeDevice);
     auto tracks = machine.storage().tracks();
-    if (!host || !tracks) {
+    if (!host || !large || !tracks) {
         return std::nullopt;
     }
     Devices devices;
-    add(*host, devices);
+    addDevice(*host, devices);
+    machine.oddDevice().addTo(devices);
     devices.nodes.insert(storageId(places));
+    add(*large, devices);
     devices.tracks = std::move(*tracks);
     return devices;
 }
 
 std::optional<Devices> toldDevices(const Places& places) {
-    using namespace proto::api_service;
-    const auto reply = test::Api(places.requests)
-                           .ask(test::requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
-    if (!reply || !reply->success()) {
-        return std::nullopt;
-    }
-    return devicesUnder(
-        reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree());
+    const auto tree = servedTree(places);
+    return tree ? std::optional(devicesUnder(*tree)) : std::nullopt;
+}
+
+std::optional<DescribedDevices> servedDescriptions(const Places& places) {
+    constexpr std::chrono::seconds soon{1};
+    const auto tree = servedTree(places, soon);
+    return tree ? std::optional(test::devicesUnder(*tree)) : std::nullopt;
 }
 
 bool gatewayIsThere(const Places& places) {

@@ -19,6 +19,9 @@ constexpr auto registryFolder = "/run/halden-tarn";
 constexpr auto jobLogFolder = "/var/log/halden-tarn/jobs";
 constexpr std::size_t servicesKept = 30;  // for their logs
 constexpr std::chrono::seconds longestEnd{60};
+// So few that it can be brought short of them, and enough for all that is done otherwise.
+constexpr auto underFewDescriptors = "--nofile=512";
+
 constexpr int jobTrackCount = 4;
 constexpr std::uint64_t jobTrackSize = 256U << 10U;
 constexpr std::uint64_t frameTrackSize = 1U << 20U;
@@ -48,13 +51,16 @@ Machine::Machine(Transport transport) : where(Places::over(transport)) {
     test::writeConfigurationSections("<Paths><PersistentJobsFolder>" +
                                      std::string(PersistentFolder::path) +
                                      "</PersistentJobsFolder></Paths>" + where.configuration());
-    others.push_back({.name = "gateway",
-                      .command = {"/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events",
-                                  where.events, "--publish", where.published}});
+    others.push_back(
+        {.name = "gateway",
+         .command = {"prlimit", underFewDescriptors, "--",
+                     "/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events", where.events,
+                     "--publish", where.published, "--requests", where.requests}});
     others.push_back(
         {.name = "host monitor",
          .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
                      where.monitor, "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
+    others.push_back({.name = OddDevice::name, .command = odd.command()});
     for (auto& companion : others) {
         start(companion);
     }
@@ -78,13 +84,33 @@ std::int64_t Machine::makeTrack(std::uint64_t size) {
 }
 
 void Machine::startService() {
-    services.push_back(std::make_unique<test::Service>());
+    services.push_back(std::make_unique<test::Service>(
+        std::vector<std::string>{"prlimit", underFewDescriptors, "--", test::Service::program}));
     up = true;
     if (services.size() > servicesKept) {
         services.pop_front();
     }
     if (!service().waitUntilServing()) {
         throw std::runtime_error("the service does not serve");
+    }
+}
+
+void Machine::haltChanges() {
+    signalWhatChanges(SIGSTOP);
+}
+
+void Machine::continueChanges() {
+    signalWhatChanges(SIGCONT);
+}
+
+void Machine::signalWhatChanges(int number) {
+    if (loops.isUp()) {
+        loops.signal(number);
+    }
+    for (auto& companion : others) {
+        if (&companion != &gateway()) {
+            companion.run->signal(number);
+        }
     }
 }
 
@@ -107,6 +133,16 @@ void Machine::start(Companion& companion) {
 void Machine::killHard(Companion& companion) {
     companion.run->signal(SIGKILL);
     companion.run->waitForEnd(longestEnd);
+}
+
+void Machine::changeOddDevice(OddDevice::Mode mode) {
+    odd.become(mode);
+    const auto companion = std::find_if(others.begin(), others.end(), [](const Companion& other) {
+        return other.name == OddDevice::name;
+    });
+    killHard(*companion);
+    companion->command = odd.command();
+    start(*companion);
 }
 
 void Machine::deleteRegistry() {

@@ -12,6 +12,7 @@
 
 #include "tests/chaos/FrameReader.h"
 #include "tests/chaos/FrameWriter.h"
+#include "tests/chaos/OddDevice.h"
 #include "tests/chaos/PersistentFolder.h"
 #include "tests/chaos/Places.h"
 #include "tests/chaos/Storage.h"
@@ -56,8 +57,17 @@ class Machine {
     const std::vector<std::int64_t>& tracks() const { return jobTracks; }
 
     std::vector<Companion>& companions() { return others; }
+
+    /// One of them. Being another from now on, it is started again.
+    void changeOddDevice(OddDevice::Mode mode);
+    const OddDevice& oddDevice() const { return odd; }
     static void start(Companion& companion);
     static void killHard(Companion& companion);
+    Companion& gateway() { return others.front(); }
+
+    /// Whatever changes without being told to: the storage and the companions but the gateway.
+    void haltChanges();
+    void continueChanges();
 
     /// While the service is down.
     static void deleteRegistry();
@@ -75,6 +85,7 @@ class Machine {
     void saveLogs(const std::string& target) const;
 
   private:
+    void signalWhatChanges(int number);
     void makeTracks();
     std::int64_t makeTrack(std::uint64_t size);
 
@@ -86,6 +97,7 @@ class Machine {
     std::unique_ptr<FrameWriter> writer;
     std::unique_ptr<FrameReader> reader;
     std::vector<Companion> others;
+    OddDevice odd{where};
     std::deque<std::unique_ptr<test::Service>> services;
     bool up = false;
 };

@@ -25,7 +25,7 @@ std::optional<std::string> Model::labelOf(const std::string& id) const {
 
 void Model::submitted(const Order& order) {
     auto& job = known[order.id];
-    job.order = order;
+    job = {.order = order};
     const bool isLimited = order.kind == Kind::Failing || order.kind == Kind::Short;
     if (order.lifetime == Lifetime::Passing && isLimited) {
         job.fate = Fate::Over;
@@ -93,6 +93,15 @@ void Model::storageKilled() {
     for (auto& [id, job] : known) {
         if (usesStorage(job) && !isPersistent(job)) {
             job.fate = job.fate == Fate::Runs ? Fate::Over : job.fate;
+            job.endIsOpen = true;
+        }
+    }
+}
+
+void Model::storageHeldUp() {
+    for (auto& [id, job] : known) {
+        if (usesStorage(job) && !isPersistent(job) && job.fate != Fate::Over) {
+            job.fate = Fate::Open;
             job.endIsOpen = true;
         }
     }

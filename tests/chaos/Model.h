@@ -50,7 +50,8 @@ struct Order {
 ///
 /// - A job that uses the loop storage fails when that is killed: it is over if it is not
 /// persistent.
-///   One that is not attached yet, or is seen playing only because it has not noticed, may be over.
+///   One that is not attached yet, or is seen playing only because it has not noticed, may be over;
+///   so may each of them when the storage was held up for long.
 ///
 /// And always: no job runs twice, no pipeline process is without its launcher, nothing else runs,
 /// every running job is listed and answers at its endpoint, a file and a persistent job come
@@ -64,6 +65,7 @@ class Model {
     enum class End { UntilNextStart, ForGood };
     enum class Answer { Taken, None };
 
+    /// A second time once the job was told to end and is not listed any more: it is then a new one.
     void submitted(const Order& order);
 
     /// The job plays, in the launcher `launcher`, and the service lists it.
@@ -76,6 +78,8 @@ class Model {
     void pipelineKilled(const std::string& label, pid_t launcher);
 
     void storageKilled();
+    /// It was silent for so long that whoever uses it may have given up.
+    void storageHeldUp();
 
     /// Before a start of the service.
     void registryLost();

@@ -85,6 +85,17 @@ TEST_F(ModelTest, APersistentJobComesBackFromEverythingButItsEndForGood) {
     EXPECT_EQ(model.mustRun(), 0U);
 }
 
+TEST_F(ModelTest, AJobThatIsOverAndOrderedAgainIsANewOne) {
+    for (const auto lifetime : {Lifetime::Passing, Lifetime::Persistent}) {
+        playing(lifetime);
+        model.stopped("a", Model::End::ForGood, Model::Answer::Taken);
+        order(lifetime);
+        EXPECT_EQ(model.mustBeOver(), 0U);
+        playing(lifetime);
+        EXPECT_EQ(model.mustRun(), 1U);
+    }
+}
+
 TEST_F(ModelTest, AnEndForGoodWithoutAnAnswerLeavesItOpen) {
     playing(Lifetime::Persistent);
     model.stopped("a", Model::End::ForGood, Model::Answer::None);
@@ -210,6 +221,18 @@ TEST_F(ModelTest, AJobThatWasSeenUsingTheStorageIsOverWhenThatIsKilled) {
     }
     playing(Lifetime::Passing);
     model.storageKilled();
+    EXPECT_EQ(model.mustRun(), 1U);
+}
+
+TEST_F(ModelTest, AJobThatUsesAStorageThatWasHeldUpMayBeOver) {
+    playing(Lifetime::Passing, Kind::Recording);
+    model.storageHeldUp();
+    EXPECT_THAT(problems(), IsEmpty());
+    runs();
+    EXPECT_THAT(problems(), IsEmpty());
+    model = {};
+    playing(Lifetime::Passing);
+    model.storageHeldUp();
     EXPECT_EQ(model.mustRun(), 1U);
 }
 

@@ -27,8 +27,12 @@ Places Places::over(Transport transport) {
                 .resources = "tcp://127.0.0.1:20101",
                 .events = "tcp://127.0.0.1:20102",
                 .published = "tcp://127.0.0.1:20103",
+                .largeDevice = "tcp://127.0.0.1:20110",
+                .largeDeviceEvents = "tcp://127.0.0.1:20111",
                 .monitor = "tcp://127.0.0.1:20104",
                 .monitorEvents = "tcp://127.0.0.1:20105",
+                .odd = "tcp://127.0.0.1:20106",
+                .oddEvents = "tcp://127.0.0.1:20107",
                 .storage = {host, storagePort}};
     }
     return {.transport = transport,
@@ -36,8 +40,12 @@ Places Places::over(Transport transport) {
             .resources = "ipc:///tmp/resource",
             .events = "ipc:///tmp/events",
             .published = "ipc:///tmp/events.pub",
+            .largeDevice = "ipc:///tmp/large-device",
+            .largeDeviceEvents = "ipc:///tmp/large-device-events",
             .monitor = "ipc:///tmp/host-monitor",
             .monitorEvents = "ipc:///tmp/host-monitor-events",
+            .odd = "ipc:///tmp/odd-device",
+            .oddEvents = "ipc:///tmp/odd-device-events",
             .storage = {"/run/loops"}};
 }
 
@@ -46,8 +54,10 @@ std::string Places::configuration() const {
     return element("Endpoints", element("RequestsEndpoint", requests) +
                                     element("ResourcesEndpoint", resources) +
                                     element("EventsEndpoint", events)) +
+           element("TarnProtocolDevice", element("MonitoringInterface", largeDevice)) +
            (tcp ? jobPorts : "") + element("KLN", element("Plugin", storageElements)) +
            element("TarnProtocolDevice", element("MonitoringInterface", monitor)) +
+           element("TarnProtocolDevice", element("MonitoringInterface", odd)) +
            "<Storage type=\"LoopStorage\">" + element("InterfaceType", tcp ? "tcp" : "unix") +
            (tcp ? element("TcpPort", std::to_string(storage.port)) : "") +
            element("InterfaceAddress", storage.address) + "</Storage>";

@@ -15,8 +15,12 @@ struct Places {
     std::string resources;
     std::string events;
     std::string published;
+    std::string largeDevice;
+    std::string largeDeviceEvents;
     std::string monitor;
     std::string monitorEvents;
+    std::string odd;
+    std::string oddEvents;
     service::devices::StorageAddress storage;
 
     static Places over(Transport transport);

@@ -27,6 +27,8 @@ class Storage {
     std::optional<test::Ending> stop();
     /// Also after it has ended by itself, as long as nobody has noticed.
     bool isRunning();
+    void closeLog() { run->closeOutput(); }
+    void signal(int number) const { run->signal(number); }
     pid_t id() const { return run ? run->id() : 0; }
 
     /// A new track; throws std::runtime_error.

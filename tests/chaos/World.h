@@ -28,6 +28,7 @@ struct Track {
 struct Devices {
     std::set<std::string> nodes;  ///< the id of every node below the root but those of tracks
     std::map<std::int64_t, Track> tracks;
+    std::set<std::string> inError = {};  ///< of the nodes, devices that are shown so
 };
 
 /// What is really there.

@@ -16,6 +16,8 @@ struct Options {
     unsigned seed = std::random_device()();
     std::string logs;
     bool tcp = false;
+    bool tour = false;
+    std::string tourOf;
 };
 
 void report(const tarn::chaos::Chaos& chaos) {
@@ -32,6 +34,9 @@ int run(const Options& options) {
     using tarn::chaos::Transport;
     tarn::chaos::Chaos chaos(options.seed, options.tcp ? Transport::Tcp : Transport::Ipc);
     try {
+        if (options.tour || !options.tourOf.empty()) {
+            chaos.tour(options.tourOf);
+        }
         chaos.runFor(std::chrono::seconds(options.seconds));
         chaos.conclude();
     } catch (const std::exception& e) {
@@ -52,12 +57,16 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
     Options options;
-    CLI::App app("Kills, interrupts and fills disks at random, then looks whether all is well");
+    CLI::App app(
+        "Kills, interrupts, fills disks and makes a device too deep or too large at random, then "
+        "looks whether all is well");
     app.add_option("--seconds", options.seconds, "How long");
     app.add_option("--seed", options.seed, "Which chaos");
     app.add_option("--logs", options.logs, "Folder for the logs of a chaos that found something")
         ->required();
     app.add_flag("--tcp", options.tcp, "Everybody listens on ports of the loopback network");
+    app.add_flag("--tour", options.tour, "Begin with one of each of the things that happen seldom");
+    app.add_option("--tour-of", options.tourOf, "Only of those whose names hold this text");
     CLI11_PARSE(app, argc, argv);
     if (std::getenv("PRIVATE_NAMESPACE_ENTER") == nullptr) {
         std::cerr << "run this through scripts/chaos" << std::endl;

@@ -25,6 +25,13 @@ ServiceEventBatch catchUp(std::uint64_t number, const std::string& gateway = "on
     return result;
 }
 
+ServiceEventBatch ofService(std::uint64_t number, ServiceEventBatch result,
+                            const std::string& service = "service") {
+    result.set_service_sequence(number);
+    result.set_service_instance(service);
+    return result;
+}
+
 class BatchSequenceTest : public testing::Test {
   protected:
     BatchSequence sequence;
@@ -88,7 +95,42 @@ TEST_F(BatchSequenceTest, NoticesThatTheGatewayWasStartedAgain) {
     EXPECT_EQ(sequence.next(batch(3, "two")).lost, 1U);
 }
 
-TEST_F(BatchSequenceTest, OfTheServicesOwnBatchesNothingIsKnown) {
+TEST_F(BatchSequenceTest, CountsWhatTheGatewayNeverHad) {
+    sequence.next(catchUp(7));
+    EXPECT_EQ(sequence.next(ofService(20, batch(8))).lost, 0U);
+    EXPECT_EQ(sequence.next(ofService(24, batch(9))).lost, 3U);
+    EXPECT_EQ(sequence.next(ofService(25, batch(10))).lost, 0U);
+    // One that the gateway asked for has no number of the service.
+    EXPECT_EQ(sequence.next(batch(11)).lost, 0U);
+    EXPECT_EQ(sequence.next(ofService(26, batch(12))).lost, 0U);
+}
+
+TEST_F(BatchSequenceTest, CountsWhatIsMissingOnce) {
+    sequence.next(catchUp(7));
+    sequence.next(ofService(20, batch(8)));
+    EXPECT_EQ(sequence.next(ofService(23, batch(11))).lost, 2U);
+    // After a broken connection the catch-up has told it.
+    EXPECT_EQ(sequence.next(catchUp(13)).lost, 2U);
+    EXPECT_EQ(sequence.next(ofService(26, batch(14))).lost, 0U);
+}
+
+TEST_F(BatchSequenceTest, NoticesThatTheServiceWasStartedAgain) {
+    sequence.next(catchUp(7));
+    EXPECT_FALSE(sequence.next(ofService(20, batch(8))).otherService);
+    const Finding finding = sequence.next(ofService(2, batch(9), "other service"));
+    EXPECT_TRUE(finding.otherService);
+    EXPECT_TRUE(finding.mayHaveMissed());
+    EXPECT_EQ(finding.lost, 0U);
+    EXPECT_FALSE(sequence.next(ofService(3, batch(10), "other service")).otherService);
+}
+
+TEST_F(BatchSequenceTest, TheServicesOwnBatchesHaveNumbersToo) {
+    EXPECT_EQ(sequence.next(ofService(1, {})).lost, 0U);
+    EXPECT_EQ(sequence.next(ofService(2, {})).kind, Kind::Batch);
+    EXPECT_EQ(sequence.next(ofService(5, {})).lost, 2U);
+}
+
+TEST_F(BatchSequenceTest, OfBatchesWithoutNumbersNothingIsKnown) {
     for (int i = 0; i < 3; ++i) {
         const Finding finding = sequence.next(ServiceEventBatch());
         EXPECT_EQ(finding.kind, Kind::Batch);

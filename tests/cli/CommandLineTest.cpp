@@ -52,6 +52,8 @@ INSTANTIATE_TEST_SUITE_P(
         std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
                                  "--persistent-name", "../n"},
         std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
+                                 "--persistent-name", ".incomplete"},
+        std::vector<std::string>{"jobs", "submit", "--pipeline", "p", "--persistent",
                                  "--persistent-name", ".."},
         std::vector<std::string>{"jobs", "stop"}, std::vector<std::string>{"jobs", "watch"},
         std::vector<std::string>{"engines", "submit", "--name", "n"},
@@ -81,9 +83,11 @@ TEST(CommandLine, NamesTheUnknownCommand) {
 
 TEST(CommandLine, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
     const std::string expected = "tarnctl: no answer from " + nobody + " within 0.02 s\n";
-    EXPECT_EQ(runLine({"--endpoint", nobody, "--timeout", "0.02", "info"}).err, expected);
-    EXPECT_EQ(runLine({"info", "--endpoint", nobody, "--timeout", "0.02"}).err, expected);
-    EXPECT_EQ(runLine({"jobs", "--timeout", "0.02", "list", "--endpoint", nobody}).err, expected);
+    const std::string wait = "--wait-for-service";
+    EXPECT_EQ(runLine({wait, "--endpoint", nobody, "--timeout", "0.02", "info"}).err, expected);
+    EXPECT_EQ(runLine({"info", "--endpoint", nobody, "--timeout", "0.02", wait}).err, expected);
+    EXPECT_EQ(runLine({"jobs", "--timeout", "0.02", "list", wait, "--endpoint", nobody}).err,
+              expected);
 }
 
 TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {
@@ -118,7 +122,7 @@ TEST(CommandLine, GivesItsVersion) {
     EXPECT_THAT(runLine({"--version"}).out, testing::MatchesRegex("tarnctl [0-9]+[.][0-9.]+\n"));
 }
 
-TEST(CommandLine, SaysWhenNobodyAnswers) {
+TEST(CommandLine, SaysWhenNobodyListens) {
     for (const auto& line : {std::vector<std::string>{"info"},
                              {"jobs", "list"},
                              {"jobs", "show", id},
@@ -130,7 +134,7 @@ TEST(CommandLine, SaysWhenNobodyAnswers) {
         const CommandResult run = withoutService(line);
         EXPECT_EQ(run.status, ExitStatus::NoAnswer);
         EXPECT_EQ(run.out, "");
-        EXPECT_EQ(run.err, "tarnctl: no answer from " + nobody + " within 0.02 s\n");
+        EXPECT_EQ(run.err, "tarnctl: nobody listens on " + nobody + "\n");
     }
 }
 

@@ -81,8 +81,9 @@ void FakeGateway::serve(State& current) {
             current.catchUp.set_catch_up(true);
             Batch address;
             address.set_newcomer(++current.newcomers);
-            publisher.admit(address.SerializeAsString(),
-                            serialised(current.catchUp, "first instance"));
+            publisher.admit(address.SerializeAsString());
+            publisher.welcome(address.SerializeAsString(),
+                              serialised(current.catchUp, "first instance"));
             current.sent = 0;
         }
     }

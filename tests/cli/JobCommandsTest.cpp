@@ -52,6 +52,20 @@ TEST_F(JobCommandsTest, ListCarriesTheFilter) {
     EXPECT_TRUE(filter.has_value());
 }
 
+TEST_F(JobCommandsTest, ListIsJsonWhateverBytesAJobsTextsHold) {
+    const std::string bytes = "a\xc0\xaf\xed\xa0\x80\xe2\x82";
+    const std::string replaced = "a\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd\ufffd";
+    service.runs(test::runningJob(bytes, bytes));
+    service.runs(test::runningJob(firstId, "cam1"));
+    const CommandResult run = tarnctl({"--json", "jobs", "list"});
+    EXPECT_EQ(run.status, ExitStatus::Done) << run.err;
+    const auto jobs = json::parse(run.out)["running_jobs"];
+    ASSERT_EQ(jobs.size(), 2U);
+    EXPECT_EQ(jobs[0]["job_description"]["name"], replaced);
+    EXPECT_EQ(jobs[0]["job_description"]["job_id"], replaced);
+    EXPECT_EQ(jobs[1]["job_description"]["name"], "cam1");
+}
+
 TEST_F(JobCommandsTest, ListSaysWhenNothingRuns) {
     EXPECT_EQ(tarnctl({"jobs", "list"}).out, "no running jobs\n");
     EXPECT_EQ(json::parse(tarnctl({"jobs", "list", "--json"}).out),

@@ -62,10 +62,18 @@ TEST_F(ProgramTest, AnswersWithStatusZero) {
 
 TEST_F(ProgramTest, SaysInOneLineThatThereIsNoService) {
     const std::string nobody = test::newEndpoint();
-    const auto result =
-        test::runProcess({program, "info", "--endpoint", nobody, "--timeout", "0.3"});
+    const auto result = test::runProcess({program, "info", "--endpoint", nobody});
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "tarnctl: nobody listens on " + nobody + "\n");
+    EXPECT_LT(result.duration, 5s);  // the time-out
+}
+
+TEST_F(ProgramTest, WaitsForAServiceWhenItIsToldTo) {
+    const std::string nobody = test::newEndpoint();
+    const auto result = test::runProcess(
+        {program, "info", "--endpoint", nobody, "--timeout", "0.3", "--wait-for-service"});
+    EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(result.err, "tarnctl: no answer from " + nobody + " within 0.3 s\n");
     EXPECT_GE(result.duration, 300ms);
 }

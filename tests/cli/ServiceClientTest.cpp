@@ -4,6 +4,8 @@
 
 #include "cli/CommandError.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "proto/api_service.pb.h"
+#include "tests/cli/FakeService.h"
 
 namespace tarn::cli {
 
@@ -30,6 +32,21 @@ TEST(ServiceClient, TakesAJobsEndpointAsItIsOtherwise) {
 TEST(ServiceClient, RefusesAnEndpointThatMakesNoSense) {
     EXPECT_THROW(endpointOfJob("tcp://server:5555", ""), CommandError);
     EXPECT_THROW(endpointOfJob("tcp://server:5555", "http://x"), CommandError);
+}
+
+TEST(ServiceClient, WaitsForAServiceThatHasAnsweredOnce) {
+    using namespace std::chrono_literals;
+    auto service = std::make_unique<test::FakeService>();
+    const std::string endpoint = service->endpoint();
+    ServiceClient client(socket::SocketEndpoint::FromString(endpoint), 10s);
+    client.info();
+    service.reset();
+    try {
+        client.deviceTree(100ms);
+        ADD_FAILURE() << "answered";
+    } catch (const CommandError& error) {
+        EXPECT_STREQ(error.what(), ("no answer from " + endpoint + " within 0.1 s").c_str());
+    }
 }
 
 }  // namespace tarn::cli

@@ -203,4 +203,23 @@ TEST(BatchScanner, AKnownDeepTreeDoesNotLetADeeperOneThrough) {
     EXPECT_FALSE(scanBatch(chain(200).SerializeAsString(), known));
 }
 
+TEST(BatchScanner, FindsWhatTheServiceCallsTheBatch) {
+    auto batch = test::deviceAdded("a");
+    const auto without = batch.SerializeAsString();
+    EXPECT_EQ(scanBatch(without)->number, 0U);
+    EXPECT_EQ(scanBatch(without)->service, "");
+    batch.set_service_sequence(300);
+    batch.set_service_instance("service");
+    const auto with = batch.SerializeAsString();
+    EXPECT_EQ(scanBatch(with)->number, 300U);
+    EXPECT_EQ(scanBatch(with)->service, "service");
+    EXPECT_FALSE(scanBatch(with)->tree.empty());
+}
+
+TEST(BatchScanner, ATreeThatIsSaidToBeAskedForIsNotTheServices) {
+    auto batch = test::treeOnly("a");
+    batch.set_asked_for(true);
+    EXPECT_FALSE(scanBatch(batch.SerializeAsString()));
+}
+
 }  // namespace tarn::gateway

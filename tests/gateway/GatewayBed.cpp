@@ -59,7 +59,7 @@ GatewayBed::~GatewayBed() {
 
 void GatewayBed::startGateway() {
     program = std::make_unique<Process>(
-        std::vector<std::string>{TARN_GATEWAY_PROGRAM, "--events", events});
+        std::vector<std::string>{TARN_GATEWAY_PROGRAM, "--events", events, "--requests", requests});
     ASSERT_TRUE(program->waitForErr("Gateway > started"));
     if (!service) {
         service = open(Protocol::Push, events);

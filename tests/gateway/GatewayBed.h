@@ -50,6 +50,7 @@ class GatewayBed : public testing::Test {
 
     const std::string events;
     const std::string published = events + ".pub";
+    const std::string requests = events + ".requests";
 
   private:
     std::unique_ptr<Process> program;

@@ -40,6 +40,17 @@ TEST(GatewayOptions, DefaultsAreTheServices) {
     ASSERT_TRUE(parsed.options);
     EXPECT_EQ(parsed.options->events.toString(Protocol::None), "ipc:///tmp/events");
     EXPECT_EQ(parsed.options->publish.toString(Protocol::None), "ipc:///tmp/events.pub");
+    EXPECT_EQ(parsed.options->requests.toString(Protocol::None), "ipc:///tmp/requests");
+}
+
+TEST(GatewayOptions, WhereTheServiceIsAskedCanBeGiven) {
+    const auto parsed = parse({"--requests", "tcp://studio:9000"});
+    ASSERT_TRUE(parsed.options);
+    EXPECT_EQ(parsed.options->requests.toString(Protocol::None), "tcp://studio:9000");
+    const auto nonsense = parse({"--requests", "nonsense"});
+    EXPECT_FALSE(nonsense.options);
+    EXPECT_EQ(nonsense.exitStatus, 2);
+    EXPECT_THAT(nonsense.err, HasSubstr("--requests"));
 }
 
 TEST(GatewayOptions, EitherEndpointCanBeGiven) {

@@ -25,6 +25,13 @@ class RelayTest : public testing::Test {
         return parsed(message.address + message.body);
     }
 
+    static ServiceEventBatch numbered(std::uint64_t number, ServiceEventBatch batch = {},
+                                      const std::string& service = "service") {
+        batch.set_service_sequence(number);
+        batch.set_service_instance(service);
+        return batch;
+    }
+
     static ServiceEventBatch parsed(const std::string& bytes) {
         ServiceEventBatch batch;
         EXPECT_TRUE(batch.ParseFromString(bytes));
@@ -101,6 +108,79 @@ TEST_F(RelayTest, NoCatchUpIsMeantForTwo) {
             ASSERT_FALSE(addresses[before].starts_with(addresses[i]));
         }
     }
+}
+
+TEST_F(RelayTest, TheTreeIsInDoubtUntilOneComes) {
+    EXPECT_EQ(relay.doubt(), 1U);
+    relayed(ServiceEventBatch());
+    EXPECT_EQ(relay.doubt(), 1U);
+    relayed(test::treeOnly("a"));
+    EXPECT_EQ(relay.doubt(), std::nullopt);
+}
+
+TEST_F(RelayTest, NumbersThatAreLeftOutAreADoubt) {
+    relayed(numbered(1, test::treeOnly("a")));
+    relayed(numbered(2));
+    EXPECT_EQ(relay.doubt(), std::nullopt);
+    relayed(numbered(4));
+    EXPECT_TRUE(relay.doubt());
+    relayed(numbered(5));
+    EXPECT_TRUE(relay.doubt());
+    relayed(numbered(7, test::treeOnly("b")));
+    EXPECT_EQ(relay.doubt(), std::nullopt);
+}
+
+TEST_F(RelayTest, AnotherServiceIsADoubt) {
+    relayed(numbered(1, test::treeOnly("a")));
+    relayed(numbered(2, {}, "other service"));
+    EXPECT_TRUE(relay.doubt());
+    relayed(numbered(3, test::treeOnly("b"), "other service"));
+    EXPECT_EQ(relay.doubt(), std::nullopt);
+}
+
+TEST_F(RelayTest, TheAnswerSettlesTheDoubtAndIsABatchToAll) {
+    relayed(numbered(5, test::treeOnly("a")));
+    relayed(numbered(7));
+    const auto answer = test::treeOnly("b").SerializeAsString();
+    const auto settlement = relay.settle(relay.doubt().value(), answer);
+    ASSERT_TRUE(settlement);
+    EXPECT_TRUE(settlement->head.starts_with(Relay::batchBeginning));
+    const auto batch = parsed(settlement->head + std::string(settlement->tree));
+    EXPECT_TRUE(batch.asked_for());
+    EXPECT_EQ(batch.sequence(), 3U);
+    EXPECT_EQ(test::firstDevice(batch), "b");
+    EXPECT_EQ(relay.doubt(), std::nullopt);
+    EXPECT_EQ(test::firstDevice(catchUp()), "b");
+    EXPECT_EQ(relayed(numbered(8)).sequence(), 4U);
+}
+
+TEST_F(RelayTest, AnAnswerThatIsKnownAlreadyIsToldToNobody) {
+    relayed(numbered(5, test::treeOnly("a")));
+    relayed(numbered(7));
+    EXPECT_FALSE(relay.settle(relay.doubt().value(), test::treeOnly("a").SerializeAsString()));
+    EXPECT_EQ(relay.doubt(), std::nullopt);
+    EXPECT_EQ(relayed(numbered(8)).sequence(), 3U);
+}
+
+TEST_F(RelayTest, AnAnswerToAnEarlierDoubtSettlesNothing) {
+    relayed(numbered(1, test::treeOnly("a")));
+    relayed(numbered(3));
+    const auto first = relay.doubt().value();
+    relayed(numbered(5));
+    EXPECT_FALSE(relay.settle(first, test::treeOnly("b").SerializeAsString()));
+    EXPECT_TRUE(relay.doubt());
+    EXPECT_EQ(test::firstDevice(catchUp()), "a");
+    // Nor does one that a newer tree has overtaken.
+    const auto second = relay.doubt().value();
+    relayed(numbered(6, test::treeOnly("c")));
+    EXPECT_FALSE(relay.settle(second, test::treeOnly("b").SerializeAsString()));
+    EXPECT_EQ(test::firstDevice(catchUp()), "c");
+}
+
+TEST_F(RelayTest, AnAnswerWithoutATreeOrOfGarbageSettlesNothing) {
+    EXPECT_FALSE(relay.settle(1, ""));
+    EXPECT_FALSE(relay.settle(1, "garbage"));
+    EXPECT_EQ(relay.doubt(), 1U);
 }
 
 TEST_F(RelayTest, AFillerMeansNothing) {

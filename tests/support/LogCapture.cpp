@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/utils/EscapedText.h"
+
 namespace tarn::test {
 
 class LogCapture::Sink : public utils::LogSink {
@@ -44,7 +46,9 @@ class LogCapture::Sink : public utils::LogSink {
 namespace {
 
 auto holds(const std::string& part) {
-    return [&part](const std::string& line) { return line.find(part) != std::string::npos; };
+    return [part = utils::escapeForLog(part)](const std::string& line) {
+        return line.find(part) != std::string::npos;
+    };
 }
 
 }  // namespace
@@ -61,7 +65,8 @@ std::vector<std::string> LogCapture::lines() const {
 }
 
 bool LogCapture::has(const std::string& line) const {
-    return sink->any([&](const std::string& candidate) { return candidate == line; });
+    const auto escaped = utils::escapeForLog(line);
+    return sink->any([&](const std::string& candidate) { return candidate == escaped; });
 }
 
 bool LogCapture::contains(const std::string& part) const {

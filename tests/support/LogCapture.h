@@ -22,7 +22,7 @@ class LogCapture {
 
     std::vector<std::string> lines() const;
 
-    /// Whether a line equals, or holds, this text.
+    /// Whether a line equals, or holds, this text, escaped as lines are.
     bool has(const std::string& line) const;
     bool contains(const std::string& part) const;
 

@@ -155,11 +155,37 @@ TEST_F(ConfigurationFile, aHundredMegabytesAreReported) {
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, aDefaultListThatHoldsItsOwnPlaceholderIsRefused) {
-    configure(
-        deltacastWith("DefaultBoard0InputList",
-                      "<DefaultBoard0InputList>1,%board0-input-list</DefaultBoard0InputList>"));
-    expectTheDefaults("%board0-input-list");
+TEST_F(ConfigurationFile, aParseErrorStandsAloneAndItsLineInALineOfItsOwn) {
+    configure("<TarnHubConfig>\n<Paths>\n</Paths\n<\n");
+    expectTheDefaults(std::string("Failed reading ") + path + ": expected >");
+    EXPECT_TRUE(service().log().contains(std::string("Parsing of ") + path + " ended in line 4"));
+    EXPECT_FALSE(service().log().contains("expected > ("));
+}
+
+TEST_F(ConfigurationFile, whatFollowsAZeroByteIsNotRead) {
+    configure(inRoot("") + std::string("\0</nonsense>\n", 13));
+    startService();
+    EXPECT_FALSE(service().log().contains("Using default configuration"));
+    EXPECT_TRUE(service().log().contains("ended at a zero byte in line 2"));
+    EXPECT_TRUE(api().info());
+}
+
+// It is stored as it is, and refused when the ingest service is to be started with it.
+TEST_F(ConfigurationFile, aDefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) {
+    configureSections(
+        "<TarnProtocolDevice type=\"Deltacast\"><MonitoringInterface>ipc:///tmp/nobody"
+        "</MonitoringInterface></TarnProtocolDevice><DeltacastService>"
+        "<CommandLine>touch /tmp/started %board0-input-list</CommandLine>"
+        "<DefaultPixelFormat>rgb24</DefaultPixelFormat>"
+        "<DefaultBoard0InputList>1,%board0-input-list</DefaultBoard0InputList>"
+        "<DefaultBoard0InputFrameOffsetList>0</DefaultBoard0InputFrameOffsetList>"
+        "<DefaultLineCount>1080</DefaultLineCount><DefaultFieldMode>i</DefaultFieldMode>"
+        "<DefaultFrameRate>25</DefaultFrameRate></DeltacastService>");
+    launchService();
+    EXPECT_TRUE(service().waitForLog(
+        "the value \"1,%board0-input-list\" holds its own placeholder %board0-input-list"));
+    EXPECT_FALSE(service().log().contains("Using default configuration"));
+    EXPECT_FALSE(std::filesystem::exists("/tmp/started"));
 }
 
 TEST_F(ConfigurationFile, aGoodFileIsUsed) {

@@ -16,10 +16,8 @@ namespace tarn::test {
 namespace {
 
 using namespace std::chrono_literals;
-using proto::api_service::ApiToServiceRequest;
-using proto::api_service::ServiceToApiReplyGetMonitoringInfo;
 
-constexpr auto published = "ipc:///tmp/events.pub";
+constexpr auto published = publishedEvents;
 constexpr auto gatewayProgram = "/opt/halden/halden-tarn-gateway/bin/tarnGateway";
 
 unsigned setting(const char* name, unsigned usual) {
@@ -163,12 +161,7 @@ class DeviceFleet : public SystemTest {
         return said;
     }
 
-    Devices whatTheServiceSays() {
-        const auto reply = api().ask(requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
-        EXPECT_TRUE(reply && reply->success());
-        return devicesUnder(
-            reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree());
-    }
+    Devices whatTheServiceSays() { return devicesOfTheService(api()); }
 
     const unsigned seed = setting("TARN_SEED", 1);
     std::mt19937 random{seed};

@@ -18,13 +18,21 @@ class ServiceEventBatch;
 
 namespace tarn::test {
 
+class Api;
+
 /// The devices directly under the root: id to everything that is known of it, as JSON.
 using Devices = std::map<std::string, std::string>;
 Devices devicesUnder(const proto::monitoring::DeviceNode& root);
 
+/// As the service itself tells them when it is asked; a failure of the test when it does not.
+Devices devicesOfTheService(Api& api);
+
+constexpr auto publishedEvents = "ipc:///tmp/events.pub";
+
 /// A subscriber of the gateway that keeps up, on a thread of its own. It checks what holds for
 /// every batch: its number is the one after the last, and whoever applies its events to the devices
-/// that were there before has the devices that its tree holds.
+/// that were there before has the devices that its tree holds, unless the service's numbers tell
+/// that some are missing.
 class GatewayFollower {
   public:
     explicit GatewayFollower(const std::string& endpoint);
@@ -48,6 +56,7 @@ class GatewayFollower {
     void checkNumber(const Batch& batch);
     void applyEvents(const Batch& batch);
     void checkTree(const Batch& batch);
+    bool isAfterAGap(const Batch& batch) const;
     void note(const std::string& problem);
 
     const std::string endpoint;
@@ -58,6 +67,7 @@ class GatewayFollower {
     std::set<std::string> expected;
     std::string instance;
     std::uint64_t sequence = 0;
+    std::uint64_t sequenceOfService = 0;
     std::uint64_t count = 0;
     std::vector<std::string> found;
 

@@ -36,7 +36,11 @@ const std::vector<HostileText> hostileTexts = {
     {"format", "%s%s%s%n%n"},
     {"markup", "</Job><x>&amp;"},
     {"control", "\x1b[2J\x07"},
+    {"controlOfTheSecondSet",
+     "x\xc2\x9b"
+     "2J\xc2\x85y"},
     {"notUtf8", "\xff\xfe\x80"},
+    {"overlong", "\xc0\xaf"},
     {"long", std::string(100'000, 'a')},
     {"longerThanAnArgument", std::string(300'000, 'a')},
 };

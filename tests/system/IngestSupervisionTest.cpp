@@ -36,6 +36,17 @@ TEST_F(IngestSupervision, anIngestServiceThatNeedsFourSecondsIsWaitedFor) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
+TEST_F(IngestSupervision, anInterruptWhileOneIsWaitedForLogsNoError) {
+    configureMisbehaving("--start-after 9");
+    launchService();
+    ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
+    ASSERT_TRUE(eventually([] { return !misbehavingProcesses().empty(); }));
+    const auto before = service().logLength();
+    expectPromptStop(5s);
+    EXPECT_TRUE(service().log().find("Service terminated", before));
+    EXPECT_FALSE(service().log().find("ERROR", before)) << service().log().text();
+}
+
 TEST_F(IngestSupervision, anIngestServiceThatNeedsNineSecondsIsWaitedFor) {
     configureMisbehaving("--start-after 9");
     startService();
@@ -110,6 +121,28 @@ TEST_F(IngestSupervision, anIngestServiceThatDiesAtOnceStopsNothingElse) {
     EXPECT_TRUE(service().waitForLog("> ... Failed"));
     EXPECT_EQ(format(), "tarnctl: No device\n");
     EXPECT_TRUE(api().info());
+}
+
+TEST_F(IngestSupervision, jobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain) {
+    configureMisbehaving("");
+    startService();
+    const auto job = startJob({.pipeline = endless, .persistent = true, .persistentName = "kept"});
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    ASSERT_TRUE(job->waitForEnd());
+    for (const auto id : misbehavingProcesses()) {
+        ::kill(id, SIGTERM);
+    }
+    ASSERT_TRUE(eventually([] { return misbehavingProcesses().empty(); }));
+
+    configureMisbehaving("--die-at-once");
+    startService();
+    ASSERT_TRUE(service().waitForLog("Persistent jobs regenerated (if any)"));
+    const auto failed = service().log().find(std::string("ERROR ") + startFailed);
+    ASSERT_TRUE(failed);
+    EXPECT_TRUE(service().log().find("Regenerating persistent jobs (if any)", *failed));
+    ASSERT_TRUE(eventually([&] { return isListed(job->id()); }));
+    const JobCommands back(api().job(job->id())->running_job().command_endpoint());
+    EXPECT_TRUE(back.destroy(JobCommands::End::ForGood));
 }
 
 TEST_F(IngestSupervision, anIngestServiceThatAnswersWronglyIsNeverRunning) {

@@ -1,4 +1,9 @@
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <filesystem>
 #include <map>
+#include <optional>
+#include <stdexcept>
 
 #include "tests/system/Eventually.h"
 #include "tests/system/Processes.h"
@@ -28,6 +33,33 @@ TEST_F(KilledService, leavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
 
     EXPECT_TRUE(job->destroy());
     EXPECT_TRUE(eventuallyWithin(5s, [&] { return !isListed(job->id()); }));
+}
+
+// The only file of the registry's folder, as somebody else has it open.
+SQLite::Database otherUserOfTheRegistry() {
+    for (const auto& entry : std::filesystem::directory_iterator("/run/halden-tarn")) {
+        if (entry.path().extension() == ".registry") {
+            return {entry.path().string(), SQLite::OPEN_READWRITE, /*busyTimeoutMs=*/5000};
+        }
+    }
+    throw std::runtime_error("there is no registry");
+}
+
+TEST_F(KilledService, leavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
+    startService();
+    auto other = otherUserOfTheRegistry();
+    std::optional<SQLite::Transaction> held(std::in_place, other,
+                                            SQLite::TransactionBehavior::EXCLUSIVE);
+    const auto job = startJob({.pipeline = endless});
+    EXPECT_TRUE(service().waitForLog("Cannot store a change of the registry: "));
+    held.reset();
+    EXPECT_TRUE(eventuallyWithin(5s, [&] {
+        SQLite::Statement stored(other, "SELECT count(*) FROM jobs WHERE job_id=?");
+        stored.bind(1, job->id());
+        return stored.executeStep() && stored.getColumn(0).getInt() == 1;
+    }));
+    EXPECT_TRUE(service().log().contains("The registry is stored again"));
+    EXPECT_TRUE(job->destroy());
 }
 
 TEST_F(KilledService, leavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {

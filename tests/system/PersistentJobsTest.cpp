@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "proto/service_job.pb.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/PersistentFixture.h"
 #include "tests/system/Processes.h"
@@ -96,6 +98,36 @@ TEST_F(PersistentJobs, thatReachTheEndOfTheirStreamDoNotComeBack) {
                                          "! video/x-raw,framerate=25/1 ! fakesink"));
     ASSERT_TRUE(job->waitForEnd());
     EXPECT_TRUE(eventually([] { return !fs::exists(file("short")); }));
+}
+
+TEST_F(PersistentJobs, haveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    const std::string victim = "/etc/victim";
+    std::ofstream(victim) << "precious";
+    proto::service_job::ServiceToJobRequest planted;
+    planted.set_type(proto::service_job::ServiceToJobRequest::SETUP);
+    auto& setup = *planted.MutableExtension(proto::service_job::ServiceToJobRequestSetup::base);
+    setup.mutable_job_description()->set_job_id("planted");
+    setup.set_job_configuration("videotestsrc num-buffers=2 ! fakesink");
+    setup.set_persistent_file_path(victim);
+    std::ofstream(file("planted")) << planted.SerializeAsString();
+
+    startService();
+    EXPECT_TRUE(eventually([] { return !fs::exists(file("planted")); }));
+    EXPECT_EQ(readFile(victim), "precious");
+    EXPECT_FALSE(fs::exists("/etc/.incomplete"));
+    expectLaunchers(0);
+}
+
+TEST_F(PersistentJobs, mayBeCalledWhatNoFileCanBe) {
+    JobOrder order{.pipeline = endless, .name = "studio 2/cam1", .persistent = true};
+    const auto job = startJob(order);
+    EXPECT_TRUE(job->status()->persistent());
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    startService();
+    const auto again = find(job->id());
+    EXPECT_TRUE(service().log().contains("_studio 2_cam1"));
+    EXPECT_TRUE(again->destroy());
 }
 
 TEST_F(PersistentJobs, comeBackAmongFilesThatAreNone) {

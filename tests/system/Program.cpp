@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <ostream>
 #include <system_error>
+#include <utility>
 
 namespace tarn::test {
 
@@ -94,14 +95,21 @@ Program::~Program() {
         ::kill(child, SIGKILL);
         waitForEnd(std::chrono::seconds(10));
     }
+    closeOutput();
+}
+
+void Program::closeOutput() {
+    readerGoes = true;
     collector = {};
-    ::close(outputPipe);
+    if (outputPipe >= 0) {
+        ::close(std::exchange(outputPipe, -1));
+    }
 }
 
 void Program::collect(const std::stop_token& stop) {
     constexpr int lookForStopMs = 50;
     std::array<char, 65536> buffer{};
-    for (;;) {
+    while (!readerGoes) {
         pollfd source{outputPipe, POLLIN, 0};
         if (::poll(&source, 1, lookForStopMs) == 0) {
             if (stop.stop_requested()) {
@@ -139,8 +147,7 @@ Ending Program::waitForEnd(std::chrono::milliseconds bound) {
     int status = 0;
     if (::waitpid(child, &status, WNOHANG) == child) {
         ending = endingOf(status);
-        collector.request_stop();
-        collector.join();
+        collector = {};
     }
     return ending;
 }

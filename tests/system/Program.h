@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <atomic>
 #include <chrono>
 #include <iosfwd>
 #include <string>
@@ -40,6 +41,9 @@ class Program {
 
     void signal(int number) const;
 
+    /// Whoever read its output goes: what it writes from now on reaches nobody.
+    void closeOutput();
+
     /// StillRunning when the bound passes first. The output of an ended program is complete, unless
     /// a child of its own still holds it.
     Ending waitForEnd(std::chrono::milliseconds bound);
@@ -52,6 +56,7 @@ class Program {
     int outputPipe = -1;
     Ending ending;
     OutputLines lines;
+    std::atomic<bool> readerGoes{false};
     std::jthread collector;
 };
 

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/LoopbackSender.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/system/Eventually.h"
@@ -72,6 +73,30 @@ TEST_F(Restarts, areTriedWithPatienceAndShownAsWhatTheyAre) {
         << shown.out;
     EXPECT_TRUE(job.destroy());
     EXPECT_TRUE(eventually([] { return !fs::exists(file("wobbly")); }));
+}
+
+TEST_F(Restarts, followALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
+    LoopbackSender sender;
+    const auto job = submitted(
+        persistent("feed", "tcpclientsrc host=127.0.0.1 port=" + std::to_string(sender.port()) +
+                               " ! fakesink sync=false"));
+    ASSERT_TRUE(sender.serveNext("hello"));
+    ASSERT_TRUE(job.waitUntilPlaying());
+    sender.hangUp();
+    ASSERT_TRUE(eventually([&] {
+        const auto status = job.status();
+        return status && status->restarts() == 1;
+    }));
+    EXPECT_TRUE(fs::exists(file("feed")));
+    EXPECT_NE(job.status()->last_failure().find("the live stream has ended"), std::string::npos);
+
+    ASSERT_TRUE(sender.serveNext("hello again"));
+    EXPECT_TRUE(eventually([&] { return job.status()->state() == monitoring::JOB_STATE_PLAYING; }));
+    EXPECT_TRUE(job.stop());
+    const auto end = job.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->reason(), Job::End::DESTROYED);
+    EXPECT_TRUE(fs::exists(file("feed")));
 }
 
 TEST_F(Restarts, endWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {

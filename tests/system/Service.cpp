@@ -4,7 +4,7 @@
 
 namespace tarn::test {
 
-Service::Service() : run({program}) {}
+Service::Service(const std::vector<std::string>& command) : run(command) {}
 
 bool Service::waitUntilServing() const {
     return waitForLog("Receiving on ");

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/system/Program.h"
 
@@ -13,8 +14,8 @@ class Service {
   public:
     static constexpr auto program = "/opt/halden/halden-tarn-service/bin/TarnService";
 
-    /// Starts it; does not wait for it.
-    Service();
+    /// Starts it, by way of another program if need be; does not wait for it.
+    explicit Service(const std::vector<std::string>& command = {program});
 
     /// Waits until it serves requests; false when it does not within 20 s.
     bool waitUntilServing() const;
@@ -32,6 +33,8 @@ class Service {
     pid_t id() const { return run.id(); }
 
     void interrupt() const;
+    /// Nobody reads its log any more.
+    void closeLog() { run.closeOutput(); }
     void signal(int number) const { run.signal(number); }
 
     Ending waitForEnd(std::chrono::milliseconds bound = std::chrono::seconds(30));

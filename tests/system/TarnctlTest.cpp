@@ -16,11 +16,29 @@ ProcessResult tarnctl(std::vector<std::string> arguments) {
 
 class Tarnctl : public SystemTest {};
 
-TEST_F(Tarnctl, saysThatNobodyAnswersWithinTheTimeout) {
-    const auto result = tarnctl({"info", "--timeout", "0.3"});
+TEST_F(Tarnctl, saysAtOnceThatNobodyListens) {
+    const auto result = tarnctl({"info", "--timeout", "60"});
     EXPECT_EQ(result.exitStatus, 3);
-    EXPECT_LT(result.duration, 3s);
-    EXPECT_NE(result.err.find("ipc:///tmp/requests"), std::string::npos) << result.err;
+    EXPECT_LT(result.duration, 30s);
+    EXPECT_EQ(result.err, "tarnctl: nobody listens on ipc:///tmp/requests\n");
+    const auto overTcp = tarnctl({"info", "--timeout", "60", "--endpoint", "tcp://localhost:5999"});
+    EXPECT_EQ(overTcp.exitStatus, 3);
+    EXPECT_LT(overTcp.duration, 30s);
+    EXPECT_EQ(overTcp.err, "tarnctl: nobody listens on tcp://localhost:5999\n");
+}
+
+TEST_F(Tarnctl, saysAtOnceThatAServiceWasKilled) {
+    startService().killHard();
+    const auto result = tarnctl({"info", "--timeout", "60"});
+    EXPECT_EQ(result.exitStatus, 3);
+    EXPECT_LT(result.duration, 30s);
+    EXPECT_EQ(result.err, "tarnctl: nobody listens on ipc:///tmp/requests\n");
+    startService();  // takes over what the killed one left
+}
+
+TEST_F(Tarnctl, waitsForAServiceThatIsBeingStarted) {
+    launchService();
+    EXPECT_EQ(tarnctl({"info", "--timeout", "20", "--wait-for-service"}).exitStatus, 0);
 }
 
 TEST_F(Tarnctl, showsTheService) {
@@ -68,6 +86,41 @@ TEST_F(Tarnctl, listsShowsAndStopsAJob) {
     EXPECT_EQ(tarnctl({"jobs", "stop", id}).exitStatus, 0);
     EXPECT_TRUE(eventuallyWithin(5s, [&] { return !isListed(id); }));
     EXPECT_EQ(tarnctl({"jobs", "show", id}).exitStatus, 1);
+}
+
+TEST_F(Tarnctl, listsAJobWhoseTextsAreNoUtf8) {
+    startService();
+    const std::string bytes = "a\xc0\xaf\xff";
+    const auto job = startJob({.pipeline = endless, .id = bytes, .name = bytes});
+    ASSERT_TRUE(job);
+    const auto listed = api().jobs();
+    ASSERT_TRUE(listed && listed->size() == 1);
+    EXPECT_EQ(listed->front().id, bytes);
+    const auto document = tarnctl({"--json", "jobs", "list"});
+    EXPECT_EQ(document.exitStatus, 0) << document.err;
+    EXPECT_NE(document.out.find("\"a\ufffd\ufffd\ufffd\""), std::string::npos) << document.out;
+    const auto table = tarnctl({"jobs", "list"});
+    EXPECT_NE(table.out.find("a\\xc0\\xaf\\xff"), std::string::npos) << table.out;
+}
+
+TEST_F(Tarnctl, showsAForgedLineAsAPartOfItsOwn) {
+    startService();
+    const std::string name = "cam\n2026-11-21 10:00:00,123 FATAL forged\x1b[2J\xc2\x9b";
+    const auto id = utils::UuidGenerator::Generate();
+    const auto job = startJob(
+        {.pipeline = std::string(endless) + " name=\"x\n\xc2\x9b\"", .id = id, .name = name});
+    ASSERT_TRUE(job);
+    const auto log = tarnctl({"jobs", "log", id});
+    EXPECT_NE(log.out.find("fakesink name=\"x\\n\\x9b\""), std::string::npos) << log.out;
+    const auto document = tarnctl({"--json", "jobs", "show", id});
+    EXPECT_NE(document.out.find("\\n2026-11-21 10:00:00,123 FATAL forged\\u001b[2J\\u009b"),
+              std::string::npos)
+        << document.out;
+    for (const auto& text : {service().log().text(), log.out, document.out}) {
+        EXPECT_EQ(text.find("\x1b"), std::string::npos);
+        EXPECT_EQ(text.find("\xc2\x9b"), std::string::npos);
+        EXPECT_EQ(text.find("\n2026-11-21 10:00:00,123 FATAL"), std::string::npos);
+    }
 }
 
 }  // namespace

@@ -1,9 +1,11 @@
 #include <signal.h>
 
 #include <filesystem>
+#include <list>
 #include <set>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/FakeJob.h"
@@ -45,6 +47,30 @@ TEST_F(TcpEndpoints, aRangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
     EXPECT_FALSE(client.receive(100ms));
     EXPECT_TRUE(client.info());
     EXPECT_FALSE(service().log().contains("Creating workflow: "));
+}
+
+TEST_F(TcpEndpoints, aRangeOfPortZeroIsLikeOneThatIsUsedUp) {
+    startOn("127.0.0.1", range("127.0.0.1", 0, 0));
+    Api client("tcp://127.0.0.1:20100");
+    client.send(submissionOf({.pipeline = endless}));
+    EXPECT_TRUE(
+        service().waitForLog("Cannot submit job: Workflow creator > No endpoint available"));
+    EXPECT_TRUE(client.info());
+}
+
+TEST_F(TcpEndpoints, onWhichOthersListenAreGivenWithAWarningWhereThereIsNothingElse) {
+    sections = FakeJob::launcherSection();
+    socket::Socket listener("listener", socket::ClosePolicy::Discard);
+    listener.create(socket::Protocol::Reply);
+    for (const auto* endpoint : {"tcp://127.0.0.1:30000", "tcp://127.0.0.1:30001"}) {
+        listener.connect(socket::SocketEndpoint::FromString(endpoint), 0);
+    }
+    startOn("127.0.0.1", range("127.0.0.1", 30000, 30001));
+    Api client("tcp://127.0.0.1:20100");
+    const auto job = client.submit({.pipeline = endless});
+    ASSERT_TRUE(job);
+    EXPECT_TRUE(job->commandEndpoint.starts_with("tcp://127.0.0.1:3000")) << job->commandEndpoint;
+    EXPECT_TRUE(service().waitForLog(job->eventEndpoint + " is given all the same"));
 }
 
 TEST_F(TcpEndpoints, jobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
@@ -138,8 +164,14 @@ TEST_F(TcpEndpoints, resourcesOnEveryInterfaceAreReachedOnThisHost) {
     EXPECT_FALSE(service().log().contains("Failed connecting ResourceManagerProxy"));
     resource_manager::ResourceManagerProxy proxy;
     std::string error;
-    EXPECT_TRUE(proxy.connect(socket::SocketEndpoint::FromString("tcp://localhost:20300"), error))
-        << error;
+    for (const std::string host : {"localhost", "127.0.0.2"}) {
+        EXPECT_TRUE(
+            proxy.connect(socket::SocketEndpoint::FromString("tcp://" + host + ":20300"), error))
+            << error;
+        std::list<resource_manager::RunningJob> jobs;
+        EXPECT_TRUE(proxy.getRunningJobs(jobs, error)) << error;
+        EXPECT_TRUE(proxy.disconnect(error)) << error;
+    }
     const auto job = startJob({.pipeline = endless});
     EXPECT_TRUE(isListed(job->id()));
     EXPECT_TRUE(job->destroy());

@@ -9,8 +9,17 @@ namespace tarn::peers {
 namespace {
 
 using namespace tarn::test;
+using tarn::proto::monitoring::ConfigurationChangeEvent;
 using tarn::proto::monitoring::ControlRequest;
 using tarn::proto::monitoring::GetDescriptionReply;
+using tarn::proto::monitoring::GlobalStatus;
+
+NodePointer largeNode(std::size_t bytes) {
+    auto node = makeNode(1);
+    node->addProperty(
+        {"padding", tarn::device_tree::Property::Type::Text, std::string(bytes, 'x')});
+    return node;
+}
 
 struct DeviceTest : testing::Test {
     FakeChannel* channel = new FakeChannel;  // the device's
@@ -95,13 +104,45 @@ TEST_F(DeviceTest, RefusesARequestWithoutAType) {
     EXPECT_FALSE(reply.has_type());
 }
 
-TEST_F(DeviceTest, SaysWhenTheDescriptionIsLargerThanTheServiceTakes) {
+TEST_F(DeviceTest, SaysOfItselfThatItIsLargerThanTheServiceTakes) {
     const LogCapture log;
-    auto large = std::make_shared<tarn::device_tree::DeviceNode>(
-        "box", std::string(600'000, 'x'), tarn::device_tree::DeviceClass::Generic);
-    device.update(large, now);
+    device.update(largeNode(600'000), now);
+    for (int n = 0; n < 2; ++n) {
+        const auto reply = ask(device, Device::Request::GET_DESCRIPTION);
+        const auto& shown = reply.GetExtension(GetDescriptionReply::base).device();
+        EXPECT_EQ(shown.id(), "box");
+        EXPECT_EQ(shown.global_status().level(), GlobalStatus::ERROR);
+        EXPECT_EQ(shown.global_status().description(),
+                  "Refused: description of more than 524288 bytes");
+        EXPECT_LT(reply.ByteSizeLong(), 1000U);
+    }
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(DeviceTest, TellsByAnEventWhatIsTooLargeForADescriptionAlone) {
+    device.update(largeNode(600'000), now);
     ask(device, Device::Request::GET_DESCRIPTION);
-    EXPECT_TRUE(log.contains("larger than the service takes"));
+    ask(device, Device::Request::PING);
+    const auto events = channel->takeSent();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(tarn::device_tree::DeviceNode(
+                  events[0].GetExtension(ConfigurationChangeEvent::base).device()),
+              *largeNode(600'000));
+}
+
+TEST_F(DeviceTest, IsComparedWithWhatWasToldWhenItIsFitAgain) {
+    device.update(largeNode(9'000'000), now);
+    ask(device, Device::Request::GET_DESCRIPTION);
+    ask(device, Device::Request::PING);
+    const auto refused = channel->takeSent();
+    ASSERT_EQ(refused.size(), 1U);  // its reason is another one than the description's
+    EXPECT_LT(refused[0].ByteSizeLong(), 1000U);
+    device.update(makeNode(3), now);
+    const auto events = channel->takeSent();
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(tarn::device_tree::DeviceNode(
+                  events[0].GetExtension(ConfigurationChangeEvent::base).device()),
+              *makeNode(3));
 }
 
 TEST_F(DeviceTest, TellsWhoKnowsItThatItGoes) {

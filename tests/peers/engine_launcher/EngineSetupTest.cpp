@@ -73,7 +73,7 @@ TEST_F(EngineSetupTest, RefusesBadEndpoints) {
 }
 
 TEST_F(EngineSetupTest, TheAnswerCarriesTheRefusal) {
-    const auto reply = protocol.makeReply("why");
+    const auto reply = protocol.makeReply({.refusal = "why", .warning = {}});
     const auto& refusal = dynamic_cast<const EngineToServiceReply&>(*reply);
     EXPECT_EQ(refusal.type(), EngineToServiceReply::SETUP);
     EXPECT_FALSE(refusal.success());

@@ -41,6 +41,13 @@ TEST_F(JobClaimTest, ItIsFreeWhenItsHolderIsGone) {
     EXPECT_NO_THROW(JobClaim(service, "job", 0ms));
 }
 
+TEST_F(JobClaimTest, WhoIsToldToStopWaitsNoLonger) {
+    const JobClaim claim(service, "job", 0ms);
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW(JobClaim(service, "job", 1h, stop.get_token()), std::runtime_error);
+}
+
 TEST_F(JobClaimTest, AHolderThatIsAboutToGoIsWaitedFor) {
     auto first = std::make_unique<JobClaim>(service, "job", 0ms);
     std::jthread second([&] { EXPECT_NO_THROW(JobClaim(service, "job", 20s)); });

@@ -104,7 +104,8 @@ TEST_F(PersistenceTest, ANewJobWhoseFileCannotBeWrittenIsNotKept) {
     const test::LogCapture log;
     persistence.keep();
     EXPECT_FALSE(persistence.isKept());
-    EXPECT_TRUE(log.contains("This job is not persistent: "));
+    EXPECT_TRUE(log.contains("This job is not persistent: " + persistence.problem()));
+    EXPECT_NE(persistence.problem(), "");
 }
 
 TEST_F(PersistenceTest, TwoJobsWithTheSameStampHaveAFileEach) {
@@ -120,6 +121,20 @@ TEST_F(PersistenceTest, TwoJobsWithTheSameStampHaveAFileEach) {
     ofSecond.forget();
     EXPECT_TRUE(fs::exists(file));
     EXPECT_FALSE(fs::exists(file + "_b"));
+}
+
+TEST_F(PersistenceTest, AJobsOwnFileHasANameThatIsNotTooLong) {
+    const auto longest = (folder.path() / std::string(255, 'x')).string();
+    for (const auto* id : {"a", "b"}) {
+        auto setup = setupOf(id);
+        setup.persistentFile = longest;
+        Persistence persistence(setup);
+        persistence.keep();
+        EXPECT_TRUE(persistence.isStored()) << id;
+    }
+    const auto besides = folder.path() / (std::string(253, 'x') + "_b");
+    EXPECT_EQ(stored(besides).job_description().job_id(), "b");
+    EXPECT_EQ(stored(besides).persistent_file_path(), besides);
 }
 
 TEST_F(PersistenceTest, ANameThatTheClientChoseIsTheLastJobs) {

@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "proto/monitoring.pb.h"
+#include "tests/peers/misbehaving_device/DeviceExcess.h"
 
 namespace tarn::test {
 
@@ -38,11 +39,25 @@ void EventNoise::sendOnce() {
         event.mutable_unknown_fields()->AddVarint(Event::kTypeFieldNumber, type);
         send(event);
     }
+    if (wish.eventLevels > 0 || wish.eventBytes > 0) {
+        sendExcess();
+    }
     if (wish.noise == Noise::Garbage) {
         Event event;
         event.mutable_unknown_fields()->AddLengthDelimited(100, "\xff\xff\xff");
         send(event);
     }
+}
+
+void EventNoise::sendExcess() {
+    Event event;
+    event.set_type(Event::CONFIGURATION_CHANGE);
+    auto& device = *event.MutableExtension(ConfigurationChangeEvent::base)->mutable_device();
+    device.set_id(wish.id);
+    device.set_name(wish.id);
+    deepen(device, wish.eventLevels);
+    enlarge(device, wish.eventBytes);
+    send(event);
 }
 
 void EventNoise::flood(Time now) {

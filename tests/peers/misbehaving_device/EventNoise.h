@@ -28,6 +28,7 @@ class EventNoise {
 
   private:
     void sendOnce();
+    void sendExcess();
     void flood(Time now);
     void send(const tarn::proto::monitoring::DeviceToTarnServiceEvent& event);
 

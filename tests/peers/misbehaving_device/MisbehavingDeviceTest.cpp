@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "platform/socket/Socket.h"
@@ -17,6 +18,14 @@ using tarn::socket::SocketEndpoint;
 using Request = TarnServiceToDeviceRequest;
 using Reply = DeviceToTarnServiceReply;
 using Event = DeviceToTarnServiceEvent;
+
+unsigned levelsOf(const DeviceNode& device) {
+    unsigned below = 0;
+    for (const auto& part : device.sub_devices()) {
+        below = std::max(below, levelsOf(part));
+    }
+    return below + 1;
+}
 
 struct MisbehavingDeviceTest : testing::Test {
     TemporaryFolder folder;
@@ -62,6 +71,29 @@ TEST_F(MisbehavingDeviceTest, BehavesWellUnlessToldOtherwise) {
     EXPECT_EQ(ask(Request::PING).type(), Request::PING);
     device->signal(SIGTERM);
     EXPECT_EQ(device->wait().exitStatus, 0);
+}
+
+TEST_F(MisbehavingDeviceTest, IsAsDeepAndAsLargeAsWishedUntilItIsFit) {
+    start({"--id", "box", "--levels", "65", "--bytes", "100000", "--fit-after", "2",
+           "--good-replies", "1"});
+    EXPECT_EQ(levelsOf(describe()), 1U);
+    const auto odd = describe();
+    EXPECT_EQ(levelsOf(odd), 65U);
+    EXPECT_GT(odd.ByteSizeLong(), 100000U);
+    EXPECT_EQ(levelsOf(describe()), 1U);
+}
+
+TEST_F(MisbehavingDeviceTest, SendsAnEventThatIsTooDeepAndTooLarge) {
+    listen();
+    start({"--event-endpoint", events, "--id", "box", "--event-levels", "70", "--event-bytes",
+           "200000", "--interval", "3600000"});
+    ask(Request::PING);  // it sends between requests
+    const auto event = nextEvent();
+    ASSERT_EQ(event.type(), Event::CONFIGURATION_CHANGE);
+    const auto& sent = event.GetExtension(ConfigurationChangeEvent::base).device();
+    EXPECT_EQ(sent.id(), "box");
+    EXPECT_EQ(levelsOf(sent), 70U);
+    EXPECT_GT(sent.ByteSizeLong(), 200000U);
 }
 
 TEST_F(MisbehavingDeviceTest, RepliesWithTheWrongTypeAfterSomeGoodOnes) {

@@ -34,6 +34,11 @@ std::optional<Misbehaviour> parseMisbehaviour(int argc, const char* const* argv,
     app.add_flag_callback(
         "--repeat-ids", [&] { wish.ids = Ids::Repeated; },
         "Every sub-device has the device's own id");
+    app.add_option("--levels", wish.levels, "Of the device that it describes");
+    app.add_option("--bytes", wish.bytes, "In the device that it describes");
+    app.add_option("--fit-after", wish.fitAfter, "So many requests --levels and --bytes are over");
+    app.add_option("--event-levels", wish.eventLevels, "Sends an event with a device so deep");
+    app.add_option("--event-bytes", wish.eventBytes, "Sends an event with a device so large");
     app.add_option("--event-type", wish.eventTypes, "Sends events of these types, by number");
     app.add_flag_callback(
         "--garbage-events", [&] { wish.noise = Noise::Garbage; }, "Sends bytes that are no event");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -26,6 +27,12 @@ struct Misbehaviour {
 
     unsigned nodes = 1;  ///< of its subtree
     Ids ids = Ids::Unique;
+
+    unsigned levels = 1;               ///< of its description
+    std::size_t bytes = 0;             ///< in its description, about; 0: as many as it has
+    std::optional<unsigned> fitAfter;  ///< so many requests, its description is good
+    unsigned eventLevels = 0;    ///< a change to a device of so many, sent once in an interval
+    std::size_t eventBytes = 0;  ///< likewise; both 0: none
 
     std::vector<unsigned> eventTypes;  ///< by number, each sent once in an interval
     Noise noise = Noise::None;

@@ -2,6 +2,8 @@
 
 #include <signal.h>
 
+#include "tests/peers/misbehaving_device/DeviceExcess.h"
+
 namespace tarn::test {
 
 using namespace tarn::proto::monitoring;
@@ -20,6 +22,11 @@ std::optional<ReplySpoiler::Reply> ReplySpoiler::spoil(Reply reply) {
     }
     if (before < wish.goodReplies) {
         return reply;
+    }
+    if (reply.type() == TarnServiceToDeviceRequest::GET_DESCRIPTION && before < fitAfter) {
+        auto& device = *reply.MutableExtension(GetDescriptionReply::base)->mutable_device();
+        deepen(device, wish.levels);
+        enlarge(device, wish.bytes);
     }
     switch (wish.replies) {
         case Replies::Good:

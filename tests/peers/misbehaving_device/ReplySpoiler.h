@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <optional>
 
 #include "proto/monitoring.pb.h"
@@ -12,7 +13,8 @@ class ReplySpoiler {
   public:
     using Reply = tarn::proto::monitoring::DeviceToTarnServiceReply;
 
-    explicit ReplySpoiler(const Misbehaviour& wish) : wish(wish) {}
+    explicit ReplySpoiler(const Misbehaviour& wish)
+        : wish(wish), fitAfter(wish.fitAfter.value_or(std::numeric_limits<unsigned>::max())) {}
 
     /// Nothing: no reply. Does not come back from the request at which the device is to die.
     std::optional<Reply> spoil(Reply reply);
@@ -21,6 +23,7 @@ class ReplySpoiler {
     void repeatIds(Reply& reply) const;
 
     const Misbehaviour& wish;
+    const unsigned fitAfter;
     unsigned requests = 0;
 };
 

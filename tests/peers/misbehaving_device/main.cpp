@@ -30,7 +30,8 @@ using Clock = std::chrono::steady_clock;
 using Node = tarn::device_tree::DeviceNode;
 
 bool isNoisy(const Misbehaviour& wish) {
-    return !wish.eventTypes.empty() || wish.noise != Noise::None || wish.floodRate > 0;
+    return !wish.eventTypes.empty() || wish.noise != Noise::None || wish.floodRate > 0 ||
+           wish.eventLevels > 0 || wish.eventBytes > 0;
 }
 
 // Only a device with something true to tell tells it; the others just name their endpoint.

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "proto/pipeline_control.pb.h"
+#include "tests/support/LoopbackSender.h"
 
 namespace tarn::peers {
 namespace {
@@ -41,13 +42,14 @@ struct PipelineHostTest : testing::Test {
 
     PipelineReport next() {
         PipelineReport report;
+        auto input = MessageChannel::Input::Open;
         while (!channel.next(report)) {
-            pollfd input{.fd = channel.descriptor(), .events = POLLIN, .revents = 0};
-            if (::poll(&input, 1, 10'000) != 1) {
+            pollfd readable{.fd = channel.descriptor(), .events = POLLIN, .revents = 0};
+            if (input == MessageChannel::Input::Closed || ::poll(&readable, 1, 10'000) != 1) {
                 ADD_FAILURE() << "no report";
                 break;
             }
-            channel.read();
+            input = channel.read();
         }
         return report;
     }
@@ -109,6 +111,19 @@ TEST_F(PipelineHostTest, AFailureOfAnElementIsReportedWithMessageAndDetail) {
     const auto failure = nextOf(PipelineReport::FAILURE);
     EXPECT_EQ(failure.message().substr(0, 10), "identity0:");
     EXPECT_FALSE(failure.detail().empty());
+}
+
+TEST_F(PipelineHostTest, ALiveStreamThatEndsUnaskedIsAFailure) {
+    expectedStatus = 1;
+    tarn::test::LoopbackSender sender;
+    parse("tcpclientsrc name=feed host=127.0.0.1 port=" + std::to_string(sender.port()) +
+          " ! fakesink");
+    command(PipelineCommand::PREPARE);
+    command(PipelineCommand::PLAY);
+    EXPECT_TRUE(sender.serveNext("hello"));
+    sender.hangUp();
+    EXPECT_EQ(nextOf(PipelineReport::FAILURE).message(),
+              "feed: the live stream has ended, and nobody asked for it");
 }
 
 TEST_F(PipelineHostTest, ATextThatIsNoPipelineIsAFailure) {

@@ -1,4 +1,8 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
 
@@ -45,6 +49,30 @@ TEST_F(JobCrashTest, AHungPipelineDoesNotOutliveItsLauncherEither) {
 TEST_F(JobCrashTest, ThePipelineProcessLeadsAGroupOfItsOwn) {
     const auto id = job->client().status().pipeline_pid();
     EXPECT_EQ(::getpgid(id), id);
+}
+
+/// A job that writes to a pipe, opened for reading here.
+struct JobIntoPipe : WorkflowFixture {
+    int openForReading() const {
+        const auto path = pathOf("pipe");
+        EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
+        const int reader = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_GE(reader, 0);
+        return reader;
+    }
+};
+
+TEST_F(JobIntoPipe, WhoseReaderGoesFailsWithTheReasonAndIsNotKilled) {
+    const int reader = openForReading();
+    const auto job = makeJob("videotestsrc is-live=true ! filesink location=" + pathOf("pipe"));
+    job->play();
+    ASSERT_TRUE(job->events.waitForState(JOB_STATE_PLAYING));
+    ::close(reader);
+    const auto end = job->events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->reason(), JobEventEnd::FAILED) << job->log();
+    EXPECT_FALSE(end->has_signal());
+    EXPECT_THAT(job->log(), testing::HasSubstr("Broken pipe"));
 }
 
 }  // namespace

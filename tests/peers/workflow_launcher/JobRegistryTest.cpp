@@ -32,5 +32,21 @@ TEST_F(JobRegistryTest, AJobGoesOnAndEndsInGoodTimeWithoutAService) {
     EXPECT_EQ(job->launcher->exitStatus(std::chrono::seconds(10)), 0);
 }
 
+struct JobWithoutARegistryTest : WorkflowFixture {};
+
+TEST_F(JobWithoutARegistryTest, PlaysAndWarnsAndRegistersWhenThereIsOne) {
+    const auto job = makeJob(endless);
+    service.stop();
+    job->play();
+    ASSERT_TRUE(job->events.waitForState(JOB_STATE_PLAYING));
+    EXPECT_NE(job->log().find("this job is not registered yet"), std::string::npos) << job->log();
+    service.startWithEmptyRegistry();
+    EXPECT_TRUE(eventually([&] { return service.lists(job->id()); }));
+    EXPECT_TRUE(job->client().destroy().success());
+    EXPECT_TRUE(job->events.waitForEnd());
+    EXPECT_FALSE(service.lists(job->id()));
+    EXPECT_EQ(job->launcher->exitStatus(), 0);
+}
+
 }  // namespace
 }  // namespace tarn::test

@@ -4,10 +4,12 @@
 
 #include "platform/socket/Socket.h"
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/MachineTime.h"
 
 namespace tarn::test {
 namespace {
 
+using namespace tarn::proto::job_monitoring;
 using namespace tarn::proto::service_job;
 
 struct JobSetupTest : WorkflowFixture {
@@ -96,6 +98,7 @@ TEST_F(JobSetupTest, ALauncherThatWaitsForItsSetupEndsOnASignal) {
     EXPECT_TRUE(job->launcher->exitStatus(std::chrono::seconds(5)));
 }
 
+// The first may be about to end: that is waited for, longer than the answer may take.
 TEST_F(JobSetupTest, ASecondJobWithTheIdOfARunningOneIsRefusedAndTouchesNothing) {
     const auto file = service.folder().write("recording", "of the first");
     const auto first = makeJob(endless, "first");
@@ -103,9 +106,10 @@ TEST_F(JobSetupTest, ASecondJobWithTheIdOfARunningOneIsRefusedAndTouchesNothing)
     const auto second = makeJob("videotestsrc ! filesink location=" + file, "second");
     second->id() = first->id();
     second->launch();
-    const auto reply = second->setUp();
-    EXPECT_FALSE(reply.success());
-    EXPECT_NE(reply.error_message().find("Job is not registered: "), std::string::npos);
+    EXPECT_EQ(second->setUp().type(), JobToServiceReply::SETUP);
+    const auto end = second->events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->message(), "Job is not registered: Already running: job " + first->id());
     EXPECT_EQ(second->launcher->exitStatus(), 1);
     EXPECT_EQ(readFile(file), "of the first");
     EXPECT_EQ(service.job(first->id()).getProcess().id, first->launcher->process().id());
@@ -116,16 +120,33 @@ TEST_F(JobSetupTest, AnEndpointThatIsTakenIsARefusalAndTheJobIsNotListed) {
     const auto job = makeJob(endless);
     taken.createAndConnect(tarn::socket::Protocol::Reply,
                            tarn::socket::SocketEndpoint::FromString(job->endpoint("command")), 0);
-    EXPECT_NE(refusalOf(*job).find("Job command endpoint"), std::string::npos);
+    const auto refusal = refusalOf(*job);
+    EXPECT_NE(refusal.find("Job command endpoint"), std::string::npos);
+    const auto end = job->events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->message(), refusal);
 }
 
-TEST_F(JobSetupTest, WithoutAResourceManagerTheSetupIsRefused) {
-    const auto job = makeJob(endless);
-    service.stop();
+TEST_F(JobSetupTest, ARefusalIsTheLastEventOfTheJob) {
+    const auto job = makeJob("videotestsrc ! nosuchsink");
     job->launch();
-    const auto reply = job->setUp();
-    EXPECT_FALSE(reply.success());
+    EXPECT_FALSE(job->setUp().success());
+    const MachineTime time;
+    const auto end = job->events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_LT(time.elapsed(), std::chrono::milliseconds(100));
+    EXPECT_EQ(end->reason(), JobEventEnd::FAILED);
+    EXPECT_EQ(end->message(), "no element \"nosuchsink\"");
     EXPECT_EQ(job->launcher->exitStatus(), 1);
+}
+
+TEST_F(JobSetupTest, WhoSubscribesToARefusedJobAMomentLaterIsToldToo) {
+    const auto job = makeJob("videotestsrc ! nosuchsink");
+    job->launch();
+    EXPECT_FALSE(job->setUp().success());
+    JobEvents second(job->endpoint("event"));
+    EXPECT_TRUE(second.waitForEnd());
+    EXPECT_TRUE(job->events.waitForEnd());
 }
 
 }  // namespace

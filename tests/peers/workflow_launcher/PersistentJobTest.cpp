@@ -110,7 +110,15 @@ TEST_F(PersistentJobTest, AJobThatWaitsToBePlayedAgainEndsAtOnce) {
 TEST_F(PersistentJobTest, WithoutAUsablePathTheJobRunsAsNotPersistent) {
     const auto job = makeJob(endless);
     job->setup().set_persistent_file_path(pathOf("none/file"));
-    job->play();
+    job->launch();
+    const auto reply = job->setUp();
+    EXPECT_TRUE(reply.success());
+    const std::string lack = "not persistent: the folder of the persistent file does not exist";
+    EXPECT_EQ(reply.warning(), lack);
+    const auto failure = job->events.waitForFailure();
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->message(), lack);
+    EXPECT_EQ(job->client().status().last_failure(), lack);
     EXPECT_FALSE(job->client().status().persistent());
     EXPECT_NE(job->log().find("This job is not persistent"), std::string::npos);
     ASSERT_TRUE(job->events.waitForState(JOB_STATE_PLAYING));

@@ -45,6 +45,19 @@ TEST_F(WorkflowSetupTest, TakesAllOfASetup) {
     EXPECT_EQ(read.persistentContent, request.SerializeAsString());
 }
 
+TEST_F(WorkflowSetupTest, AFileThatTheJobComesFromIsItsFileWhateverItNames) {
+    setup().set_persistent_file_path("/etc/victim");
+    setup().set_restored_from_file("/var/jobs/x");
+    const auto read = protocol.read(request);
+    EXPECT_EQ(read.persistentFile, "/var/jobs/x");
+    ServiceToJobRequest kept;
+    ASSERT_TRUE(kept.ParseFromString(read.persistentContent));
+    const auto& content = kept.GetExtension(ServiceToJobRequestSetup::base);
+    EXPECT_EQ(content.persistent_file_path(), "/var/jobs/x");
+    EXPECT_FALSE(content.has_restored_from_file());
+    EXPECT_EQ(content.job_configuration(), "fakesrc ! fakesink");
+}
+
 TEST_F(WorkflowSetupTest, APersistentNameIsTheLabel) {
     setup().set_persistent_job_name("keep");
     EXPECT_EQ(protocol.read(request).label, "keep");
@@ -77,13 +90,22 @@ TEST_F(WorkflowSetupTest, RefusesBadEndpoints) {
 }
 
 TEST_F(WorkflowSetupTest, TheAnswerCarriesTheRefusal) {
-    const auto reply = protocol.makeReply("why");
+    const auto reply = protocol.makeReply({.refusal = "why", .warning = {}});
     const auto& refusal = dynamic_cast<const JobToServiceReply&>(*reply);
     EXPECT_EQ(refusal.type(), JobToServiceReply::SETUP);
     EXPECT_FALSE(refusal.success());
     EXPECT_EQ(refusal.error_message(), "why");
-    const auto good = protocol.makeReply(std::nullopt);
+    EXPECT_FALSE(refusal.has_warning());
+    const auto good = protocol.makeReply({});
     EXPECT_TRUE(dynamic_cast<const JobToServiceReply&>(*good).success());
+    EXPECT_FALSE(dynamic_cast<const JobToServiceReply&>(*good).has_warning());
+}
+
+TEST_F(WorkflowSetupTest, TheAnswerSaysWhatAnAcceptedJobLacks) {
+    const auto reply = protocol.makeReply({.refusal = {}, .warning = "not persistent"});
+    const auto& accepted = dynamic_cast<const JobToServiceReply&>(*reply);
+    EXPECT_TRUE(accepted.success());
+    EXPECT_EQ(accepted.warning(), "not persistent");
 }
 
 }  // namespace

@@ -55,6 +55,14 @@ TEST_F(SubDevices, AreFoundAnywhereBelow) {
     EXPECT_EQ(root.size(), 6U);
 }
 
+TEST_F(SubDevices, AreToldFromThoseFurtherBelow) {
+    ASSERT_NE(root.getSubDevice("a"), nullptr);
+    EXPECT_TRUE(*root.getSubDevice("a") == *root.getDeviceById("a"));
+    EXPECT_NE(root.getSubDevice("a")->getDeviceById("a11"), nullptr);
+    EXPECT_EQ(root.getSubDevice("a1"), nullptr);
+    EXPECT_EQ(root.getSubDevice("root"), nullptr);
+}
+
 TEST_F(SubDevices, AreFoundWithAllBelowThem) {
     const auto a = root.getDeviceById("a");
 

@@ -9,6 +9,7 @@
 namespace tarn::media_framework {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 class KlnPlugins : public testing::Test {
@@ -48,6 +49,19 @@ TEST_F(KlnPlugins, MayThrowWithoutHarm) {
     EXPECT_TRUE(log.contains("ThrowingPlugin.so: refused to start: no licence"));
     EXPECT_EQ(load(plugin("OddlyThrowingPlugin")), 3);
     EXPECT_TRUE(log.contains("OddlyThrowingPlugin.so: refused to start: unknown exception"));
+}
+
+TEST_F(KlnPlugins, ThatWouldEndTheProcessAreNotLoaded) {
+    EXPECT_EQ(load(plugin("CrashingPlugin")), 4);
+    EXPECT_EQ(load(plugin("StaticallyThrowingPlugin")), 4);
+    EXPECT_EQ(load(plugin("EndingPlugin")), 4);
+    EXPECT_THAT(
+        log.lines(),
+        ElementsAre("WARN KLNLoadPluginLibrary > Plug-in " + plugin("CrashingPlugin") +
+                        ": crashed when it was tried: signal 9 (Killed)",
+                    testing::AllOf(HasSubstr("signal 6 (Aborted): "), HasSubstr("no licence")),
+                    HasSubstr("ended the process when it was tried: status 0")));
+    EXPECT_EQ(load(plugin("GoodPlugin")), 0);
 }
 
 TEST_F(KlnPlugins, AreNotLoadedFromNowhere) {

@@ -108,6 +108,23 @@ TEST_F(RegistryFiles, GivesUpWithinASecondWhileSomebodyHoldsTheFile) {
     EXPECT_THAT(idsOf(reread().jobs), ElementsAre("a"));
 }
 
+TEST_F(RegistryFiles, IsReplacedOnlyWhenNobodyHoldsTheFileAndDoesNotWaitForIt) {
+    RegistryFile file(path());
+    SQLite::Database other(path(), SQLite::OPEN_READWRITE);
+    std::optional<SQLite::Transaction> held(std::in_place, other,
+                                            SQLite::TransactionBehavior::EXCLUSIVE);
+    const RegistryContents all{.jobs = {jobOf({1, 1}, "a")}, .deltacastConfiguration = {}};
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_THAT(refusalOf([&] { file.replace(all); }), HasSubstr("locked"));
+    }
+    // Ten waits would be ten seconds.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+    held.reset();
+    file.replace(all);
+    EXPECT_THAT(idsOf(reread().jobs), ElementsAre("a"));
+}
+
 TEST_F(RegistryFiles, RefusesWhatIsNoRegistry) {
     folder.write("jobs.registry", std::string(5000, 'x'));
     EXPECT_THAT(refusalOf([&] { RegistryFile file(path()); }), HasSubstr("not a database"));

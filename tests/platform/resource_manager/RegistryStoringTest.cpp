@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "platform/resource_manager/Registry.h"
 #include "tests/platform/resource_manager/TestJobs.h"
 #include "tests/support/LogCapture.h"
@@ -18,6 +20,7 @@ struct Disk {
     bool full = false;
     int changes = 0;
     int replacements = 0;
+    int refusals = 0;
 };
 
 class FakeStore : public RegistryStore {
@@ -38,6 +41,7 @@ class FakeStore : public RegistryStore {
   private:
     void requireSpace() const {
         if (disk.full) {
+            ++disk.refusals;
             throw std::runtime_error("disk full");
         }
     }
@@ -49,9 +53,22 @@ class FakeStore : public RegistryStore {
 
 class RegistryStoring : public testing::Test {
   protected:
+    static constexpr auto failed =
+        "ERROR ResourceManager > Cannot store a change of the registry: disk full";
+
+    /// As when somebody held the store for a moment.
+    void registerWhileFull(const std::string& id) {
+        disk.full = true;
+        registry.registerJob(jobOfThisProcess(id));
+        disk.full = false;
+    }
+
     Disk disk;
+    Registry::Clock::time_point now;
     Registry registry{{.jobs = {deadJob("dead", {"tcp://h:1"})}, .deltacastConfiguration = {}},
-                      std::make_unique<FakeStore>(disk)};
+                      std::make_unique<FakeStore>(disk),
+                      {},
+                      [this] { return now; }};
     const ProcessIdentity self = ProcessIdentity::ofThisProcess();
 };
 
@@ -80,8 +97,7 @@ TEST_F(RegistryStoring, GoesOnInMemoryWhileNothingCanBeWrittenAndCatchesUpLater)
     const tarn::test::LogCapture log;
     disk.full = true;
     registry.registerJob(jobOfThisProcess("a"));
-    EXPECT_TRUE(
-        log.has("ERROR ResourceManager > Cannot store a change of the registry: disk full"));
+    EXPECT_TRUE(log.has(failed));
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("dead", "a"));
     disk.full = false;
     registry.registerJob(jobOfThisProcess("b"));
@@ -92,10 +108,56 @@ TEST_F(RegistryStoring, GoesOnInMemoryWhileNothingCanBeWrittenAndCatchesUpLater)
     EXPECT_THAT(idsOf(disk.contents.jobs), ElementsAre("dead", "a", "b", "c"));
 }
 
+TEST_F(RegistryStoring, StoresWhatIsMissingWhenSomebodyComesByASecondLater) {
+    registerWhileFull("a");
+    registry.storeWhatIsMissing();
+    EXPECT_EQ(disk.replacements, 0);
+    now += std::chrono::seconds(1);
+    registry.storeWhatIsMissing();
+    EXPECT_EQ(disk.replacements, 1);
+    EXPECT_THAT(idsOf(disk.contents.jobs), ElementsAre("dead", "a"));
+    now += std::chrono::seconds(1);
+    registry.storeWhatIsMissing();
+    EXPECT_EQ(disk.replacements, 1);
+}
+
+TEST_F(RegistryStoring, StoresWhatIsMissingWhenTheDeadAreCleared) {
+    registry.clearDeadProcesses();
+    registry.registerJob(jobOfThisProcess("a"));
+    disk.full = true;
+    registry.unregisterJob("a", self);
+    disk.full = false;
+    EXPECT_THAT(idsOf(disk.contents.jobs), ElementsAre("a"));
+    now += std::chrono::seconds(2);
+    registry.clearDeadProcesses();
+    EXPECT_THAT(idsOf(disk.contents.jobs), testing::IsEmpty());
+}
+
+TEST_F(RegistryStoring, TriesAgainEachSecondAndSaysSoOnce) {
+    const tarn::test::LogCapture log;
+    registerWhileFull("a");
+    disk.full = true;
+    for (int second = 0; second < 3; ++second) {
+        now += std::chrono::seconds(1);
+        registry.storeWhatIsMissing();
+        registry.storeWhatIsMissing();
+    }
+    EXPECT_EQ(disk.refusals, 4);
+    const auto lines = log.lines();
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), failed), 1);
+    disk.full = false;
+    now += std::chrono::seconds(1);
+    registry.storeWhatIsMissing();
+    EXPECT_TRUE(log.has("INFO ResourceManager > The registry is stored again"));
+}
+
 TEST_F(RegistryStoring, WritesNothingOnceClosed) {
+    registerWhileFull("a");
     registry.close();
+    now += std::chrono::seconds(1);
     test::refusalOf([&] { registry.clearDeadProcesses(); });
     EXPECT_EQ(disk.changes, 0);
+    EXPECT_EQ(disk.replacements, 0);
 }
 
 }  // namespace tarn::resource_manager

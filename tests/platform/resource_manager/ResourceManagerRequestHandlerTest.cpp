@@ -1,8 +1,13 @@
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <optional>
+
 #include "platform/resource_manager/LocalBackend.h"
+#include "platform/resource_manager/RegistryFile.h"
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/ServedRegistry.h"
 #include "platform/resource_manager/SocketBackend.h"
@@ -68,6 +73,8 @@ TEST_F(RequestHandlers, DoNotStartWhereAnotherServiceListens) {
     LocalBackend(endpoint).registerJob(jobOfThisProcess("a"));
     ResourceManagerRequestHandler second(folder.path().string());
     EXPECT_FALSE(second.start(endpoint));
+    EXPECT_FALSE(second.refuseRegistrations());
+    EXPECT_TRUE(handler.refuseRegistrations());
     EXPECT_TRUE(log.contains("ERROR ResourceManager > Failed starting the resource manager: "));
     EXPECT_TRUE(log.contains(endpoint.toString(tarn::socket::Protocol::None)));
     EXPECT_THAT(idsOf(LocalBackend(endpoint).runningJobs()), ElementsAre("a"));
@@ -88,6 +95,26 @@ TEST_F(RequestHandlers, GoOnInMemoryWhereNoFileCanBeWritten) {
     EXPECT_TRUE(log.contains("ERROR ResourceManager > Cannot keep the registry in"));
     LocalBackend(endpoint).registerJob(jobOfThisProcess("a"));
     EXPECT_THAT(idsOf(LocalBackend(endpoint).runningJobs()), ElementsAre("a"));
+}
+
+// The look that every job takes after its entry finds what is missing on the disk, too.
+TEST_F(RequestHandlers, StoreWhatTheyCouldNotWhenSomebodyAsksAgain) {
+    ASSERT_TRUE(handler.start(endpoint));
+    const auto file = RegistryFolder(folder.path().string())
+                          .pathFor(endpoint.toString(tarn::socket::Protocol::None));
+    SQLite::Database other(file, SQLite::OPEN_READWRITE);
+    std::optional<SQLite::Transaction> held(std::in_place, other,
+                                            SQLite::TransactionBehavior::EXCLUSIVE);
+    SocketBackend job(endpoint);
+    job.registerJob(jobOfThisProcess("a"));
+    EXPECT_TRUE(log.contains("ERROR ResourceManager > Cannot store a change of the registry: "));
+    held.reset();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!log.contains("The registry is stored again") &&
+           std::chrono::steady_clock::now() < deadline) {
+        job.runningJobWithUuid("a");
+    }
+    EXPECT_THAT(idsOf(RegistryFile(file).load().jobs), ElementsAre("a"));
 }
 
 TEST_F(RequestHandlers, ListenOnEveryInterfaceWhenToldSo) {

@@ -9,6 +9,8 @@
 
 #include "tests/platform/socket/RawPeer.h"
 #include "tests/platform/socket/SocketTestSupport.h"
+#include "tests/support/ResidentMemory.h"
+#include "tests/support/SilentSubscriber.h"
 
 namespace tarn::socket::test {
 
@@ -52,8 +54,12 @@ class CatchUpPublisherTest : public testing::Test {
 
     /// The first message is "N<count> <text>".
     void admit(const std::string& text) {
-        publisher.admit("N" + std::to_string(++admissions) + " ", text);
+        const auto address = nextAddress();
+        publisher.admit(address);
+        publisher.welcome(address, text);
     }
+
+    std::string nextAddress() { return "N" + std::to_string(++admissions) + " "; }
 
     std::unique_ptr<Socket> admitted() {
         auto socket = subscriber();
@@ -67,6 +73,13 @@ class CatchUpPublisherTest : public testing::Test {
     CatchUpPublisher publisher{"Publisher", wire, queueLength};
     int admissions = 0;
 };
+
+void awaitClosed(tarn::test::SilentSubscriber& subscriber) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (subscriber.isConnected()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    }
+}
 
 std::vector<std::string> receiveAll(Socket& socket, const std::string& last) {
     std::vector<std::string> all;
@@ -131,6 +144,78 @@ TEST_F(CatchUpPublisherTest, NewcomersThatComeTogetherAreAdmittedOneByOne) {
     for (const auto& socket : sockets) {
         EXPECT_EQ(receiveAll(*socket, "E").size(), 2U);
     }
+}
+
+TEST_F(CatchUpPublisherTest, ThoseWhoAreAdmittedTogetherShareTheirFirstMessage) {
+    constexpr int count = 50;
+    const auto reader = subscriber();
+    const auto address = nextAddress();
+    ASSERT_EQ(awaitAnnouncement(), Announcement::Came);
+    publisher.admit(address);
+    std::vector<std::unique_ptr<tarn::test::SilentSubscriber>> others;
+    for (int i = 0; i < count; ++i) {
+        others.push_back(
+            std::make_unique<tarn::test::SilentSubscriber>(endpoint.toString(Protocol::None)));
+        ASSERT_EQ(awaitAnnouncement(), Announcement::Came);
+        publisher.admit(address);
+    }
+    const std::string body(1000000, 'x');
+    const auto before = tarn::test::residentBytes();
+    publisher.welcome(address, body);
+    publisher.publish("E", "all");
+    EXPECT_EQ(receiveAll(*reader, "Eall"), (std::vector<std::string>{"N " + body, "Eall"}));
+    EXPECT_LT(tarn::test::residentBytes(), before + 10 * body.size());
+}
+
+TEST_F(CatchUpPublisherTest, WhoSubscribesAgainIsNoNewcomer) {
+    RawPeer peer(ZMQ_SUB, endpoint);
+    peer.subscribe("");
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+    admit("welcome");
+    for (const auto* topic : {"a", "b", "c"}) {
+        peer.subscribe(topic);
+        EXPECT_EQ(awaitAnnouncement(), Announcement::Again);
+    }
+    peer.unsubscribe("a");
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Left);
+    peer.subscribe("a");
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Again);
+    publisher.publish("E", "all");
+    EXPECT_TRUE(peer.receive().at(0).starts_with("N"));
+    EXPECT_EQ(peer.receive().at(0), "Eall");
+}
+
+TEST_F(CatchUpPublisherTest, WhoComesInTheConnectionOfAnotherIsANewcomer) {
+    // Descriptors are used again at once.
+    for (int i = 0; i < 50; ++i) {
+        auto socket = admitted();
+        socket.reset();
+        ASSERT_EQ(awaitAnnouncement(), Announcement::Left);
+    }
+}
+
+TEST_F(CatchUpPublisherTest, TellsWhetherSomebodyWaits) {
+    EXPECT_FALSE(publisher.hasAnnouncements());
+    const auto socket = subscriber();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!publisher.hasAnnouncements() && std::chrono::steady_clock::now() < deadline) {
+        pollfd ready{.fd = publisher.descriptor(), .events = POLLIN, .revents = 0};
+        ::poll(&ready, 1, 10000);
+    }
+    EXPECT_EQ(publisher.nextAnnouncement(), Announcement::Came);
+    EXPECT_FALSE(publisher.hasAnnouncements());
+}
+
+TEST_F(CatchUpPublisherTest, WhoWantsTooLongATopicIsCutOff) {
+    RawPeer allowed(ZMQ_SUB, endpoint);
+    allowed.subscribe(std::string(256, 'x'));
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+    tarn::test::SilentSubscriber refused(endpoint.toString(Protocol::None), std::string(300, 'x'));
+    awaitClosed(refused);
+    const auto other = subscriber();
+    EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
+    admit("welcome");
+    EXPECT_EQ(receiveAll(*other, "N welcome").size(), 1U);
 }
 
 TEST_F(CatchUpPublisherTest, WhoLeavesIsAnnounced) {

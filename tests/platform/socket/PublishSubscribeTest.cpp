@@ -5,6 +5,8 @@
 
 #include "tests/platform/socket/RawPeer.h"
 #include "tests/platform/socket/SocketTestSupport.h"
+#include "tests/support/ResidentMemory.h"
+#include "tests/support/SilentSubscriber.h"
 
 namespace tarn::socket::test {
 
@@ -72,6 +74,28 @@ TEST_F(PublishSubscribeTest, ASubscriberThatChattersHarmsNobody) {
     }
 }
 
+TEST_F(PublishSubscribeTest, ATopicThatIsTooLongEndsTheConnectionAndCostsNothing) {
+    RawPeer allowed(ZMQ_SUB, endpoint);
+    const std::string longest(256, 'x');
+    allowed.subscribe(longest);
+    const auto other = subscriber();
+    const auto before = tarn::test::residentBytes();
+    for (const std::size_t size : {std::size_t{300}, std::size_t{16} << 20}) {
+        tarn::test::SilentSubscriber refused(endpoint.toString(Protocol::None),
+                                             std::string(size, 'y'));
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (refused.isConnected()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline) << size;
+            publish->sendBytes(longest);  // what has come is only looked at then
+        }
+    }
+    EXPECT_LT(tarn::test::residentBytes(), before + (std::size_t{100} << 20));
+    for (int tries = 0; tries < 1000 && !allowed.poll(10); ++tries) {
+        publish->sendBytes(longest);
+    }
+    EXPECT_EQ(allowed.receive(), std::vector<std::string>{longest});
+}
+
 TEST_F(PublishSubscribeTest, AClosedPublisherIsFoundAgain) {
     const auto socket = subscriber();
     publish.reset();
@@ -84,6 +108,25 @@ TEST_F(PublishSubscribeTest, AClosedPublisherIsFoundAgain) {
     while (text != "back") {
         text = receive(*socket);
     }
+}
+
+TEST_F(PublishSubscribeTest, APublisherIsToldOfEachNewSubscriberOnce) {
+    EXPECT_FALSE(publish->awaitSubscriber(0));
+    const auto first = open(Protocol::Subscribe, endpoint);
+    EXPECT_TRUE(publish->awaitSubscriber(patienceMs));
+    send(*publish, "for the first");
+    EXPECT_EQ(receive(*first), "for the first");
+    EXPECT_FALSE(publish->awaitSubscriber(0));
+    const auto second = open(Protocol::Subscribe, endpoint);
+    EXPECT_TRUE(publish->awaitSubscriber(patienceMs));
+    send(*publish, "for both");
+    EXPECT_EQ(receive(*second), "for both");
+}
+
+TEST_F(PublishSubscribeTest, ASubscriberThatCameBeforeSomethingWasSentIsToldOfAfterwards) {
+    const auto socket = subscriber();
+    EXPECT_TRUE(publish->awaitSubscriber(0));
+    EXPECT_THROW(socket->awaitSubscriber(0), std::invalid_argument);
 }
 
 TEST_F(PublishSubscribeTest, EachOnlyGoesOneWay) {

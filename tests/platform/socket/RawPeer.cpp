@@ -40,6 +40,19 @@ bool RawPeer::send(const std::vector<std::string>& frames) {
     return true;
 }
 
+void RawPeer::subscribe(const std::string& topic) {
+    EXPECT_EQ(zmq_setsockopt(socket, ZMQ_SUBSCRIBE, topic.data(), topic.size()), 0);
+}
+
+void RawPeer::unsubscribe(const std::string& topic) {
+    EXPECT_EQ(zmq_setsockopt(socket, ZMQ_UNSUBSCRIBE, topic.data(), topic.size()), 0);
+}
+
+bool RawPeer::poll(int boundMs) {
+    zmq_pollitem_t item{socket, 0, ZMQ_POLLIN, 0};
+    return zmq_poll(&item, 1, boundMs) > 0;
+}
+
 std::vector<std::string> RawPeer::receive() {
     std::vector<std::string> frames;
     bool more = true;

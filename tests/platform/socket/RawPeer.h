@@ -19,6 +19,13 @@ class RawPeer {
     /// Without waiting; whether it could.
     bool send(const std::vector<std::string>& frames);
 
+    /// Of a ZMQ_SUB.
+    void subscribe(const std::string& topic);
+    void unsubscribe(const std::string& topic);
+
+    /// Whether a message comes within the time.
+    bool poll(int boundMs);
+
     /// The frames of the next message; none if it does not come.
     std::vector<std::string> receive();
 

@@ -66,7 +66,10 @@ class Recorder : public SocketListener {
     std::uint32_t messageLimit() const { return maxMessageSize; }
     std::list<SocketEndpoint>& endpoints() { return listenEndpoints(); }
 
+    bool admits(std::string_view bytes) override { return !admission || admission(bytes); }
+
     Reaction reaction;
+    Socket::Admits admission;
 
   private:
     std::mutex mutex;
@@ -83,6 +86,12 @@ class SocketListenerTest : public testing::Test {
 
     void add(Recorder& recorder, const SocketEndpoint& endpoint) {
         EXPECT_TRUE(recorder.addListenEndpoint(endpoint.toString(Protocol::None), error)) << error;
+        EXPECT_EQ(error, "");
+    }
+
+    void remove(Recorder& recorder, const SocketEndpoint& endpoint) {
+        EXPECT_TRUE(recorder.removeListenEndpoint(endpoint.toString(Protocol::None), error))
+            << error;
         EXPECT_EQ(error, "");
     }
 
@@ -145,6 +154,77 @@ TEST_F(SocketListenerTest, AddingTwiceSucceedsAndChangesNothing) {
     std::string stopError;
     recorder.stop(stopError);
     EXPECT_EQ(recorder.endpoints(), std::list<SocketEndpoint>{endpoint});
+}
+
+TEST_F(SocketListenerTest, AnEndpointThatIsRemovedIsFreeAndItsConnectionsAreOver) {
+    const auto removed = ipcEndpoint();
+    const auto kept = tcpEndpoint();
+    Recorder recorder;
+    add(recorder, removed);
+    add(recorder, kept);
+    start(recorder);
+    const auto connected = sender(removed);
+    send(*connected, "before");
+    EXPECT_THAT(recorder.waitFor(1), ElementsAre("before"));
+
+    remove(recorder, removed);
+    const auto next = open(Protocol::Pull, removed);
+    // What is sent before the sender has noticed is lost.
+    std::string ignored;
+    for (int attempt = 0; attempt < 100 && next->poll(50, ignored) != 0; ++attempt) {
+        send(*connected, "to the next");
+    }
+    EXPECT_EQ(receive(*next), "to the next");
+    send(*sender(kept), "to the one that stayed");
+    EXPECT_THAT(recorder.waitFor(2), ElementsAre("before", "to the one that stayed"));
+}
+
+TEST_F(SocketListenerTest, AnEndpointCanBeRemovedAndAddedAgainAtOnce) {
+    for (const auto& endpoint : {ipcEndpoint(), tcpEndpoint(), inProcessEndpoint()}) {
+        Recorder recorder;
+        add(recorder, endpoint);
+        start(recorder);
+        for (int round = 0; round < 3; ++round) {
+            remove(recorder, endpoint);
+            add(recorder, endpoint);
+        }
+        send(*sender(endpoint), "hello");
+        EXPECT_THAT(recorder.waitFor(1), ElementsAre("hello"));
+    }
+}
+
+TEST_F(SocketListenerTest, AnEndpointThatIsRemovedStaysSoAfterAStop) {
+    const auto removed = ipcEndpoint();
+    const auto early = ipcEndpoint();
+    Recorder recorder;
+    add(recorder, early);
+    remove(recorder, early);
+    add(recorder, removed);
+    start(recorder);
+    remove(recorder, removed);
+    remove(recorder, removed);  // nothing is left to do
+    recorder.stop(error);
+    EXPECT_TRUE(recorder.endpoints().empty());
+    EXPECT_FALSE(recorder.removeListenEndpoint("no endpoint", error));
+}
+
+TEST_F(SocketListenerTest, DropsWhatIsNotAdmittedWithoutALineAndSeesItWhole) {
+    const auto endpoint = inProcessEndpoint();
+    Recorder recorder;
+    recorder.limitMessagesTo(100);
+    std::size_t seen = 0;
+    recorder.admission = [&](std::string_view bytes) {
+        seen = std::max(seen, bytes.size());
+        return bytes.size() <= 100;
+    };
+    add(recorder, endpoint);
+    start(recorder);
+    const auto push = sender(endpoint);
+    send(*push, std::string(1000, 'x'));
+    send(*push, "small");
+    EXPECT_THAT(recorder.waitFor(1), ElementsAre("small"));
+    EXPECT_GE(seen, 1000U);
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 
 TEST_F(SocketListenerTest, BadTextIsRefusedWhetherItRunsOrNot) {

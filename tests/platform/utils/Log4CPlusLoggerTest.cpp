@@ -1,6 +1,10 @@
 #include "platform/utils/Log4CPlusLogger.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <array>
 
 #include "platform/utils/Log.h"
 #include "tests/support/TemporaryFolder.h"
@@ -34,6 +38,61 @@ TEST_F(Log4CPlusLogger, FollowsTheConfigurationFile) {
     logInfo("too low");
     logError("a text with %d");
     EXPECT_EQ(test::readFile(logFile()), "ERROR|a text with %d\n");
+}
+
+namespace {
+
+/// Standard error leads into a pipe that nobody reads.
+class UnreadStandardError {
+  public:
+    UnreadStandardError() {
+        EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+        ::dup2(ends[1], STDERR_FILENO);
+    }
+    ~UnreadStandardError() {
+        ::dup2(before, STDERR_FILENO);
+        for (const int descriptor : {before, ends[0], ends[1]}) {
+            ::close(descriptor);
+        }
+    }
+
+  private:
+    const int before = ::dup(STDERR_FILENO);
+    std::array<int, 2> ends{};
+};
+
+}  // namespace
+
+// Both end only if no line waits for the reader.
+TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConfiguredConsoleIsNotRead) {
+    const auto config =
+        folder.write("logger.config",
+                     "log4cplus.logger.halden-d=INFO, CONSOLE, FILE\n"
+                     "log4cplus.appender.CONSOLE=log4cplus::ConsoleAppender\n"
+                     "log4cplus.appender.CONSOLE.logToStdErr=true\n"
+                     "log4cplus.appender.CONSOLE.layout=log4cplus::PatternLayout\n"
+                     "log4cplus.appender.CONSOLE.layout.ConversionPattern=%p|%m%n\n"
+                     "log4cplus.appender.FILE=log4cplus::FileAppender\n"
+                     "log4cplus.appender.FILE.File=" +
+                         logFile() +
+                         "\nlog4cplus.appender.FILE.layout=log4cplus::PatternLayout\n"
+                         "log4cplus.appender.FILE.layout.ConversionPattern=%p|%m%n\n");
+    const UnreadStandardError standardError;
+    registerLog4CPlusLogger("halden-d", config);
+    for (int i = 0; i < 100; ++i) {
+        logInfo(std::string(9999, 'x'));
+    }
+    closeLog4CPlusLogger();
+    EXPECT_EQ(test::readFile(logFile()).size(), 100U * 10005);
+}
+
+TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConsoleOfLastResortIsNotRead) {
+    const UnreadStandardError standardError;
+    registerLog4CPlusLogger("halden-e", "/nonexistent/logger.config");
+    for (int i = 0; i < 100; ++i) {
+        logInfo(std::string(9999, 'x'));
+    }
+    closeLog4CPlusLogger();
 }
 
 TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileIsMissing) {

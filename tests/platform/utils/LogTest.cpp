@@ -37,6 +37,23 @@ TEST(Log, DiscardsEverythingWithoutASink) {
     setLogSink(previous);
 }
 
+TEST(Log, MakesOneLineOfWhatComesFromOutside) {
+    const test::LogCapture capture;
+    logError("Device cam\n2026-11-21 10:00:00,123 FATAL forged\x1b[2J\xc2\x9b\xff");
+    EXPECT_THAT(capture.lines(),
+                ElementsAre("ERROR Device cam\\n2026-11-21 10:00:00,123 FATAL forged\\x1b[2J"
+                            "\\x9b\\xff"));
+}
+
+TEST(Log, LeavesTabsAndWhatIsEscapedAlready) {
+    const test::LogCapture capture;
+    logError(
+        "\tError: C:\\n \\x1b Gr\xc3\xb6\xc3\x9f"
+        "e");
+    EXPECT_THAT(capture.lines(), ElementsAre("ERROR \tError: C:\\n \\x1b Gr\xc3\xb6\xc3\x9f"
+                                             "e"));
+}
+
 TEST(StreamLogSink, WritesStampLevelAndTextOnOneLine) {
     std::FILE* const file = std::tmpfile();
     StreamLogSink(file, LogLevel::Info).write(LogLevel::Warning, "100 %s");

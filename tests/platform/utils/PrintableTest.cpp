@@ -13,6 +13,15 @@ TEST(Printable, EscapesControlCharacters) {
               "a\\nb\\tc\\rd\\x1b[0m\\x00e\\x7f");
 }
 
+TEST(Printable, EscapesControlCharactersOfTheSecondSet) {
+    EXPECT_EQ(printable("a\xc2\x9b[31m"), "a\\x9b[31m");
+    EXPECT_EQ(quotedText("a\xc2\x9b\""), "\"a\\x9b\\\"\"");
+}
+
+TEST(Printable, EscapesBytesThatAreNoUtf8) {
+    EXPECT_EQ(printable("a\xc0\xaf\xff"), "a\\xc0\\xaf\\xff");
+}
+
 TEST(Printable, CutsLongText) {
     EXPECT_EQ(printable(std::string(100000, 'x'), 5), "xxxxx...");
     EXPECT_EQ(printable("xxxxx", 5), "xxxxx");

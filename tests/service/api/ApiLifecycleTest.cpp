@@ -29,17 +29,41 @@ class ApiLifecycle : public testing::Test {
     test::ApiBed bed;
 };
 
-TEST_F(ApiLifecycle, TerminatingWithoutAStartReturns) {
+TEST_F(ApiLifecycle, TerminatingWithoutAStartReturnsAndSaysNothing) {
+    const auto before = bed.log.lines();
     bed.server.terminate();
     bed.server.terminate();
+    EXPECT_EQ(bed.log.lines(), before);
 }
 
-TEST_F(ApiLifecycle, TerminatingAnIdleServerTakesAboutHalfASecond) {
-    bed.start();
-    bed.settle();
-    const auto begin = std::chrono::steady_clock::now();
+TEST_F(ApiLifecycle, AServerThatWasTerminatedBeforeItsStartServesNobody) {
     bed.server.terminate();
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);  // generous: this machine is busy
+    const auto endpoint = socket::SocketEndpoint::FromString(bed.endpoint);
+    bed.client.setTimeout(100ms);
+    bed.client.createAndConnect(socket::Protocol::Request, endpoint, 0);
+    ApiToServiceRequest request;
+    request.set_type(ApiToServiceRequest::GET_INFO);
+    bed.send(request);
+    bed.workflows.init(endpoint, {});
+    bed.server.start("TarnService");
+    ASSERT_TRUE(bed.log.waitFor("Receiving on"));
+    tarn::proto::api_service::ServiceToApiReply reply;
+    EXPECT_THROW(bed.client.receiveProtoBuf(&reply, 1000), std::runtime_error);
+    EXPECT_FALSE(bed.log.contains("Received "));
+}
+
+// A busy machine may hold one up, or two.
+TEST(IdleApiServer, IsTerminatedWithinAboutHalfASecond) {
+    bool inTime = false;
+    for (int attempt = 0; attempt < 5 && !inTime; ++attempt) {
+        test::ApiBed bed;
+        bed.start();
+        bed.settle();
+        const auto begin = std::chrono::steady_clock::now();
+        bed.server.terminate();
+        inTime = std::chrono::steady_clock::now() - begin < 800ms;
+    }
+    EXPECT_TRUE(inTime) << "in none of the attempts";
 }
 
 TEST_F(ApiLifecycle, AWaitIsNotEndedByTerminateAlone) {

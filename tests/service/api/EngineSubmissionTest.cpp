@@ -78,7 +78,18 @@ TEST_F(EngineSubmission, LaunchesTheEngineAndHandsOnItsSettings) {
                            test::argumentAfter(command, "-e") + " -d &");
     EXPECT_TRUE(bed.log.has("INFO Api requests handler > Starting engine: " + command));
     EXPECT_TRUE(bed.log.has("INFO Api requests handler > Job setup properly sent"));
+    EXPECT_FALSE(bed.log.contains("refused"));
     EXPECT_TRUE(bed.log.has("TRACE Api requests handler > Sending " + setupRequest.DebugString()));
+}
+
+TEST_F(EngineSubmission, ReportsAnEngineThatRefusedBesideTheLineForEveryAnswer) {
+    engineReply.set_success(false);
+    engineReply.set_error_message("no element \"b\"");
+    bed.start();
+    submit();
+    setup();
+    EXPECT_TRUE(bed.log.has("INFO Api requests handler > Job setup properly sent"));
+    EXPECT_TRUE(bed.log.has("ERROR Api requests handler > Engine setup refused: no element \"b\""));
 }
 
 TEST_F(EngineSubmission, ReportsAReplyOfAnotherType) {
@@ -104,6 +115,8 @@ TEST_F(EngineSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     EXPECT_TRUE(
         bed.log.waitFor("ERROR Api requests handler > Cannot submit engine: Workflow creator > No "
                         "endpoint available"));
+    EXPECT_TRUE(bed.log.waitFor(
+        "WARN Api requests handler > Of the ports 1 to 3 of 127.0.0.1 3 were given out lately"));
     EXPECT_THAT(bed.commands(), ElementsAre());
 }
 

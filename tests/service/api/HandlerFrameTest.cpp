@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/utils/EscapedText.h"
+#include "platform/utils/RepeatedFailure.h"
+#include "service/api/RequestTimes.h"
 #include "tests/service/api/ApiBed.h"
 
 namespace tarn::service {
@@ -25,8 +28,10 @@ class HandlerFrameTest : public testing::Test {
                 std::chrono::seconds threshold = 5s) {
         const std::chrono::milliseconds looks[] = {0ms, work, work, work + sending};
         std::size_t look = 0;
-        HandlerFrame frame(formatter, {"GetInfo request ", "GetInfo reply ", threshold},
-                           [&] { return std::chrono::steady_clock::time_point(looks[look++]); });
+        const HandlerFrame::Surroundings surroundings{
+            formatter, [&] { return std::chrono::steady_clock::time_point(looks[look++]); },
+            sendFailures};
+        HandlerFrame frame(surroundings, {"GetInfo request ", "GetInfo reply ", threshold});
         frame.send(reply, server);
     }
 
@@ -36,6 +41,8 @@ class HandlerFrameTest : public testing::Test {
     socket::Socket client{"client", socket::ClosePolicy::Discard};
     utils::MessageFormatter formatter{"Api requests handler"};
     ServiceToApiReply reply;
+    std::chrono::steady_clock::time_point failedAt;
+    utils::RepeatedFailure sendFailures{utils::LogLevel::Error, [this] { return failedAt; }};
     test::LogCapture log;
 };
 
@@ -44,8 +51,8 @@ TEST_F(HandlerFrameTest, SendsTheReplyAndTracesIt) {
     ServiceToApiReply received;
     client.receiveProtoBuf(&received, 1000);
     EXPECT_EQ(received.type(), ServiceToApiReply::INFO);
-    EXPECT_THAT(log.lines(), testing::ElementsAre("TRACE Api requests handler > Sending " +
-                                                  reply.DebugString()));
+    EXPECT_THAT(log.lines(), testing::ElementsAre(utils::escapeForLog(
+                                 "TRACE Api requests handler > Sending " + reply.DebugString())));
 }
 
 TEST_F(HandlerFrameTest, DoesNotReportFiveWholeSeconds) {
@@ -83,6 +90,28 @@ TEST_F(HandlerFrameTest, LogsAReplyThatCannotBeSent) {
     answer(0ms, 0ms);  // nobody asked a second time
     EXPECT_TRUE(log.contains("ERROR Api requests handler > Failed sending reply on " +
                              server.debugString() + ": "));
+}
+
+TEST_F(HandlerFrameTest, LogsOneReplyASecondOfThoseThatCannotBeSent) {
+    const test::LogCapture errors(utils::LogLevel::Error);
+    answer(0ms, 0ms);
+    for (int i = 0; i < 100; ++i) {
+        answer(0ms, 0ms);
+    }
+    EXPECT_EQ(errors.lines().size(), 1U);
+    failedAt += 1s;
+    answer(0ms, 0ms);
+    ASSERT_EQ(errors.lines().size(), 2U);
+    EXPECT_THAT(errors.lines().back(), testing::EndsWith(" (and 99 times before, not logged)"));
+}
+
+TEST_F(HandlerFrameTest, CountsTheWorkOfTheFrameThatItTakesOverFrom) {
+    startTime = std::chrono::steady_clock::time_point(0s);
+    const HandlerFrame::Surroundings surroundings{
+        formatter, [] { return std::chrono::steady_clock::time_point(8s); }, sendFailures};
+    HandlerFrame(surroundings, {"GetInfo request ", "GetInfo reply "}, HandlerFrame::Work::HasBegun)
+        .send(reply, server);
+    EXPECT_TRUE(log.contains("GetInfo request  took longer than expected: 8ms, threshold at 5"));
 }
 
 }  // namespace tarn::service

@@ -12,8 +12,11 @@ using namespace tarn::proto::api_service;
 using tarn::proto::service_job::JobToServiceReply;
 using tarn::proto::service_job::ServiceToJobRequest;
 using tarn::proto::service_job::ServiceToJobRequestSetup;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::StartsWith;
 
 constexpr auto jobsFolder = "<Paths><PersistentJobsFolder>/var/jobs</PersistentJobsFolder></Paths>";
 
@@ -149,12 +152,25 @@ TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatLeavesTheFolder) {
     EXPECT_TRUE(bed->log.contains("Job cannot be set as persistent, as \"../../etc/x\" is not"));
 }
 
-TEST_F(JobSubmission, LaunchesWithoutPersistenceWhenTheJobsNameLeavesTheFolder) {
+TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatBeginsWithADot) {
+    begin(jobsFolder);
+    submission.set_persistent(true);
+    submission.set_persistent_job_name(".incomplete");
+    submit();
+    EXPECT_FALSE(setup().has_persistent_file_path());
+    EXPECT_TRUE(
+        bed->log.has("ERROR Api requests handler > Job cannot be set as persistent, as "
+                     "\".incomplete\" begins with a dot"));
+}
+
+TEST_F(JobSubmission, KeepsAFileInTheFolderWhateverTheJobIsCalled) {
     begin(jobsFolder);
     submission.set_persistent(true);
     submission.mutable_job_description()->set_name("/../../etc/x");
     submit();
-    EXPECT_FALSE(setup().has_persistent_file_path());
+    EXPECT_THAT(setup().persistent_file_path(),
+                AllOf(StartsWith("/var/jobs/"), EndsWith("__.._.._etc_x")));
+    EXPECT_FALSE(bed->log.contains("Job cannot be set as persistent"));
 }
 
 TEST_F(JobSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
@@ -165,6 +181,8 @@ TEST_F(JobSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
     EXPECT_TRUE(
         bed->log.waitFor("ERROR Api requests handler > Cannot submit job: Workflow creator > No "
                          "endpoint available"));
+    EXPECT_TRUE(bed->log.waitFor(
+        "WARN Api requests handler > Of the ports 1 to 1 of 127.0.0.1 1 were given out lately"));
     bed->client.setTimeout(std::chrono::seconds(5));
     bed->settle();
     EXPECT_THAT(bed->commands(), ElementsAre());

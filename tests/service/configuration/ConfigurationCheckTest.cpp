@@ -69,13 +69,13 @@ TEST_F(ConfigurationCheckTest, SaysWhyAFileCannotBeOpened) {
 
 TEST_F(ConfigurationCheckTest, NamesTheLineOfAParseError) {
     EXPECT_THAT(problemsOf("<TarnHubConfig>\n<a\n"),
-                ElementsAre("error 2 : Failed reading " + path + ": expected > (line 2)"));
+                ElementsAre("error 2 : Failed reading " + path + ": expected >"));
 }
 
 TEST_F(ConfigurationCheckTest, TellsOfTheLastCharacterThatIsNotRead) {
     EXPECT_THAT(problemsOf("<TarnHubConfig></TarnHubConfig>"),
                 ElementsAre("error 1 : Failed reading " + path +
-                            ": expected > (line 1): the last character of the file is not read "
+                            ": expected >: the last character of the file is not read "
                             "and must be a line break"));
 }
 
@@ -153,6 +153,29 @@ TEST_F(ConfigurationCheckTest, LooksAtTheBuiltInLaunchersWhenTheFileNamesNone) {
         problemsOf("<TarnHubConfig/>\n"),
         ElementsAre(HasSubstr("warning 0 WorkflowLauncher: WorkflowLauncher \"/opt/halden/"),
                     HasSubstr("warning 0 EngineLauncher: EngineLauncher \"/opt/halden/")));
+}
+
+TEST_F(ConfigurationCheckTest, WarnsOfWhatFollowsAZeroByte) {
+    EXPECT_THAT(problemsOf("<TarnHubConfig>\n" + launchers + "</TarnHubConfig>\n" +
+                           std::string("\0<KLN/>\n", 8)),
+                ElementsAre("warning 4 : What follows a zero byte is not read"));
+}
+
+TEST_F(ConfigurationCheckTest, ReportsAnInputListThatTheCommandLineCannotBeFilledWith) {
+    EXPECT_THAT(problemsOfSections(
+                    "<DeltacastService><CommandLine>svc %board0-input-list "
+                    "%board0-input-frameoffset</CommandLine>"
+                    "<DefaultPixelFormat>rgb24</DefaultPixelFormat>\n"
+                    "<DefaultBoard0InputList>%board0-input-list</DefaultBoard0InputList>\n"
+                    "<DefaultBoard0InputFrameOffsetList>0 %board0-input-frameoffset"
+                    "</DefaultBoard0InputFrameOffsetList>"
+                    "<DefaultLineCount>720</DefaultLineCount><DefaultFieldMode>p</DefaultFieldMode>"
+                    "<DefaultFrameRate>25</DefaultFrameRate></DeltacastService>"),
+                ElementsAre("error 4 DefaultBoard0InputList: The command line cannot be filled "
+                            "with \"%board0-input-list\" in the place of %board0-input-list",
+                            "error 5 DefaultBoard0InputFrameOffsetList: The command line cannot be "
+                            "filled with \"0 %board0-input-frameoffset\" in the place of "
+                            "%board0-input-frameoffset"));
 }
 
 TEST_F(ConfigurationCheckTest, WarnsOfPortsThatAreNotUsedAsWritten) {

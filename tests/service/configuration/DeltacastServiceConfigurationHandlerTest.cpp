@@ -60,6 +60,16 @@ class DeltacastServiceTest : public testing::Test {
         return handler.getDefaultCommandLine();
     }
 
+    /// Why the command line cannot be filled with the defaults.
+    std::string refusal() {
+        EXPECT_TRUE(parse()) << error;
+        try {
+            return "filled: " + handler.getDefaultCommandLine();
+        } catch (const std::invalid_argument& exception) {
+            return exception.what();
+        }
+    }
+
     DeltacastServiceConfigurationHandler handler;
     std::string error = "from before";
 };
@@ -171,23 +181,51 @@ TEST_F(DeltacastServiceTest, TheListsAreAnyTextAlsoNone) {
     EXPECT_EQ(handler.toString(), "svc[ pix rgb24][ inputs ][ lines 720][ field psf][ rate 5994]");
 }
 
-TEST_F(DeltacastServiceTest, AListThatHoldsItsOwnPlaceholderIsRefused) {
-    EXPECT_EQ(errorWith(3, "<DefaultBoard0InputList>0 %board0-input-list</DefaultBoard0InputList>"),
-              header + "DefaultBoard0InputList node holds its own placeholder %board0-input-list");
-    children[3] = "<DefaultBoard0InputList>0</DefaultBoard0InputList>";
-    EXPECT_EQ(errorWith(4,
-                        "<DefaultBoard0InputFrameOffsetList>%board0-input-frameoffset"
-                        "</DefaultBoard0InputFrameOffsetList>"),
-              header +
-                  "DefaultBoard0InputFrameOffsetList node holds its own placeholder "
-                  "%board0-input-frameoffset");
+TEST_F(DeltacastServiceTest, TheListsAreStoredWhateverTheyHold) {
+    children[3] = "<DefaultBoard0InputList>0 %board0-input-list</DefaultBoard0InputList>";
+    children[4] =
+        "<DefaultBoard0InputFrameOffsetList>%board0-input-frameoffset"
+        "</DefaultBoard0InputFrameOffsetList>";
+    ASSERT_TRUE(parse()) << error;
+    EXPECT_TRUE(handler.isValid());
+    EXPECT_EQ(handler.toString(),
+              "svc[ pix rgb24][ inputs 0 %board0-input-list][ lines 720][ field psf][ rate 5994]");
 }
 
-TEST_F(DeltacastServiceTest, AListThatEndsWithTheBeginningOfItsPlaceholderIsRefused) {
-    EXPECT_EQ(errorWith(3, "<DefaultBoard0InputList>0 %</DefaultBoard0InputList>"),
-              header +
-                  "DefaultBoard0InputList node ends with the beginning of its own placeholder "
-                  "%board0-input-list");
+TEST_F(DeltacastServiceTest, AListThatHoldsItsOwnPlaceholderIsRefusedWhereItIsFilledIn) {
+    children[1] = "<CommandLine>svc %board0-input-list</CommandLine>";
+    children[3] = "<DefaultBoard0InputList>0 %board0-input-list</DefaultBoard0InputList>";
+    EXPECT_EQ(refusal(),
+              "DeltacastServiceConfigurationHandler > the value \"0 %board0-input-list\" holds its "
+              "own placeholder %board0-input-list");
+    children[1] = "<CommandLine>svc %board0-input-frameoffset</CommandLine>";
+    children[4] =
+        "<DefaultBoard0InputFrameOffsetList>%board0-input-frameoffset"
+        "</DefaultBoard0InputFrameOffsetList>";
+    EXPECT_EQ(refusal(),
+              "DeltacastServiceConfigurationHandler > the value \"%board0-input-frameoffset\" "
+              "holds its own placeholder %board0-input-frameoffset");
+}
+
+TEST_F(DeltacastServiceTest, AListThatHoldsItsOwnPlaceholderDoesNoHarmWhereThatDoesNotStand) {
+    children[1] = "<CommandLine>svc</CommandLine>";
+    children[3] = "<DefaultBoard0InputList>%board0-input-list</DefaultBoard0InputList>";
+    ASSERT_TRUE(parse()) << error;
+    EXPECT_EQ(handler.getDefaultCommandLine(), "svc");
+}
+
+TEST_F(DeltacastServiceTest, AListThatEndsWithTheBeginningOfItsPlaceholderIsFilledIn) {
+    children[1] = "<CommandLine>svc %board0-input-list</CommandLine>";
+    ASSERT_TRUE(parseWith(3, "<DefaultBoard0InputList>0 %</DefaultBoard0InputList>")) << error;
+    EXPECT_EQ(handler.getDefaultCommandLine(), "svc 0 %");
+}
+
+TEST_F(DeltacastServiceTest, AValueThatMakesTheCommandLineTooLongIsRefused) {
+    children[1] = "<CommandLine>%board0-input-list %board0-input-list</CommandLine>";
+    const std::string half(DeltacastServiceConfigurationHandler::longestCommandLine / 2, '1');
+    ASSERT_TRUE(parseWith(3, "<DefaultBoard0InputList>" + half + "</DefaultBoard0InputList>"));
+    EXPECT_THAT(refusal(), testing::EndsWith("1...\" makes the command line endless or too long in "
+                                             "the place of %board0-input-list"));
 }
 
 TEST_F(DeltacastServiceTest, AListMayHoldAnotherPlaceholder) {

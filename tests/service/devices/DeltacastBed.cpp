@@ -1,29 +1,45 @@
 #include "tests/service/devices/DeltacastBed.h"
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 
 namespace tarn::test {
 
 namespace {
 
-std::string sectionsOf(const std::string& file, bool withService) {
+/// `inputs`: the default list; nothing for no service.
+std::string sectionsOf(const std::string& file, const std::optional<std::string>& inputs) {
     std::string sections = "<Paths><PersistentDeltacastConfigurationFile>" + file +
                            "</PersistentDeltacastConfigurationFile></Paths>";
     if (file.empty()) {
         sections.clear();
     }
-    if (withService) {
+    if (inputs) {
         sections +=
             "<DeltacastService><CommandLine>ingest %pixel-format '%board0-input-list' "
             "'%board0-input-frameoffset' %line-count %field-mode %frame-rate</CommandLine>"
             "<DefaultPixelFormat>uyvy422_8</DefaultPixelFormat>"
-            "<DefaultBoard0InputList>0</DefaultBoard0InputList>"
+            "<DefaultBoard0InputList>" +
+            *inputs +
+            "</DefaultBoard0InputList>"
             "<DefaultBoard0InputFrameOffsetList>0</DefaultBoard0InputFrameOffsetList>"
             "<DefaultLineCount>1080</DefaultLineCount><DefaultFieldMode>i</DefaultFieldMode>"
             "<DefaultFrameRate>25</DefaultFrameRate></DeltacastService>";
     }
     return sections;
+}
+
+std::optional<std::string> inputsOf(DeltacastBed::Services services) {
+    switch (services) {
+        case DeltacastBed::Services::None:
+            return std::nullopt;
+        case DeltacastBed::Services::One:
+            return "0";
+        case DeltacastBed::Services::OneThatCannotBeFilled:
+            return "0 %board0-input-list";
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -35,7 +51,7 @@ DeltacastBed::Listener::Listener()
 
 DeltacastBed::DeltacastBed(Persistence persistence, Services services)
     : file(persistence == Persistence::File ? (folder.path() / "format").string() : ""),
-      bed(sectionsOf(file, services == Services::One)) {
+      bed(sectionsOf(file, inputsOf(services))) {
     processes.waitWith(pause.function());
 }
 

@@ -18,13 +18,15 @@ namespace tarn::test {
 /// An ingest service that is a fake device, and its controller. Time passes when the test lets it;
 /// commands are noted in the place of a shell.
 class DeltacastBed : public testing::Test {
+  public:
+    enum class Services { None, One, OneThatCannotBeFilled };
+
   protected:
     using Request = FakeDevice::Request;
     using Controller = service::devices::DeltacastDeviceController;
     using Status = service::devices::DeltacastStatus;
 
     enum class Persistence { None, File };
-    enum class Services { None, One };
     explicit DeltacastBed(Persistence persistence = Persistence::File,
                           Services services = Services::One);
 

@@ -57,6 +57,12 @@ class WithoutServiceConfiguration : public DeltacastReconfigurationTest {
         : DeltacastReconfigurationTest(Persistence::File, Services::None) {}
 };
 
+class WithAnInputListThatHoldsItsPlaceholder : public DeltacastReconfigurationTest {
+  protected:
+    WithAnInputListThatHoldsItsPlaceholder()
+        : DeltacastReconfigurationTest(Persistence::File, Services::OneThatCannotBeFilled) {}
+};
+
 TEST_F(DeltacastReconfigurationTest, RestartsTheServiceWithTheFormatInTheNextCycle) {
     watchLiving();
     behave();
@@ -335,6 +341,25 @@ TEST_F(WithoutServiceConfiguration, NothingIsRestarted) {
     EXPECT_TRUE(log.has(line("ERROR", "Could not find Deltacast service config")));
     EXPECT_EQ(controller->getStatus(), Status::Running);
     EXPECT_THAT(bed.commands(), IsEmpty());
+}
+
+TEST_F(WithAnInputListThatHoldsItsPlaceholder, TheDefaultFormatIsRefusedAndTheServiceGoesOn) {
+    watchLiving();
+    behave();
+    controller->applyDefaultConfiguration();
+    EXPECT_EQ(next(), cycle);
+    EXPECT_TRUE(log.contains(
+        "the value \"0 %board0-input-list\" holds its own placeholder %board0-input-list"));
+    EXPECT_EQ(controller->getStatus(), Status::Running);
+    EXPECT_THAT(bed.commands(), IsEmpty());
+}
+
+TEST_F(WithAnInputListThatHoldsItsPlaceholder, AnotherFormatIsApplied) {
+    watchLiving();
+    behave();
+    controller->configure(test::progressive720());
+    next();
+    EXPECT_THAT(bed.commands(), ElementsAre(command720));
 }
 
 }  // namespace tarn::service::devices

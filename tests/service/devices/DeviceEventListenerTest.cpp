@@ -124,13 +124,15 @@ TEST_F(DeviceEventListenerTest, GetsWhatIsSentAfterItWasStartedAgain) {
     EXPECT_EQ(tree().size(), 2U);
 }
 
-TEST_F(DeviceEventListenerTest, DropsAnEventOfMoreThanTenMebibytesAndGoesOn) {
+TEST_F(DeviceEventListenerTest, RefusesAnEventOfMoreThanTenMebibytesAndGoesOn) {
     auto large = camera("large");
     large.addStatus({"text", std::string(10485760, 'x')});
     send(test::addEvent(large));
     send(test::addEvent(camera("cam1")));
-    EXPECT_THAT(settle(), ElementsAre("2 cam1 class 2"));
-    EXPECT_TRUE(bed.log.contains("ERROR DeviceEventListener > Failed receiving message: "));
+    EXPECT_THAT(settle(), ElementsAre("2 large class 2", "2 cam1 class 2"));
+    EXPECT_TRUE(bed.log.contains("ERROR DeviceEventListener > Device large is refused: "));
+    ASSERT_TRUE(tree().getDeviceById("large"));
+    EXPECT_TRUE(tree().getDeviceById("large")->getStatuses().empty());
 }
 
 class EndpointList : public DeviceEventListener {

@@ -68,8 +68,9 @@ class DeviceManagerTest : public testing::Test {
         return [this](const std::string& endpoint) {
             ingestControllers.push_back(std::make_shared<DeltacastDeviceController>(
                 endpoint.substr(endpoint.rfind('/') + 1),
-                DeltacastDeviceController::Surroundings{listener, bed.configuration, bed.proxy,
-                                                        processes, bed.shell()}));
+                DeltacastDeviceController::Surroundings{
+                    listener, bed.configuration, bed.proxy, processes, bed.shell(),
+                    [this](auto, const auto&) { ++ingestPauses; }}));
             return ingestControllers.back();
         };
     }
@@ -82,6 +83,7 @@ class DeviceManagerTest : public testing::Test {
     std::vector<std::string> told;
     test::FakeProcesses processes;
     std::vector<std::shared_ptr<DeltacastDeviceController>> ingestControllers;
+    int ingestPauses = 0;
     DeviceEventListener listener{[this]() -> DeviceManager& { return manager; }};
     DeviceManager manager{
         {bed.configuration,
@@ -140,18 +142,15 @@ TEST_F(DeviceManagerTest, TakesOverTheValueOfAStatusAndKeepsItsType) {
 }
 
 TEST_F(DeviceManagerTest, AStatusChangeWithoutItemsRefreshesTheSnapshotAndWakesNobody) {
-    EventEmitter periodic(std::chrono::milliseconds(50));
-    DeviceManager other({bed.configuration, listener, periodic, {}});
-    other.handleStatusChangeEvent({}, {});
-    periodic.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));
-    EXPECT_EQ(batches.next().device_tree().id(), "System");
-    periodic.stopThread();
-
-    test::BatchReceiver quiet;
-    emitter.startThread(socket::SocketEndpoint::FromString(quiet.endpoint()));
-    manager.handleStatusChangeEvent({}, {});
+    startEmitter();
     manager.handleDeviceAddEvent(camera("cam1"));
-    EXPECT_THAT(test::describeEvents(quiet.next()), ElementsAre("2 cam1 class 2"));
+    batches.next();
+    manager.handleStatusChangeEvent({}, {});
+    EXPECT_FALSE(batches.hasMore(std::chrono::milliseconds(200)));
+    emitter.stopThread();  // what has gathered goes out at once
+    const auto batch = batches.next();
+    EXPECT_TRUE(DeviceNode(batch.device_tree()) == tree());
+    EXPECT_THAT(batch.events(), IsEmpty());
 }
 
 TEST_F(DeviceManagerTest, TellsOfAnAddedDeviceAtOnceWithTheTreeAfterIt) {
@@ -189,8 +188,25 @@ TEST_F(DeviceManagerTest, TellsOfTheRemovalOfAnUnknownDeviceWithClassZeroAndLogs
     manager.handleDeviceRemoveEvent("cam9");
     EXPECT_THAT(test::describeEvents(batches.next()), ElementsAre("3 cam9 class 0"));
     std::string error;
-    EXPECT_FALSE(tree().removeSubDevice("cam9", true, error));
+    EXPECT_FALSE(tree().removeSubDevice("cam9", false, error));
     EXPECT_TRUE(bed.log.has("ERROR DeviceManager > " + error));
+}
+
+TEST_F(DeviceManagerTest, ADeviceThatGoesLeavesThePartOfItsIdInAnotherDevice) {
+    auto rack = camera("a rack");  // comes first when the tree is walked
+    std::string error;
+    rack.addSubDevice(std::make_shared<DeviceNode>(camera("cam1", 5)), /*replace=*/false, error);
+    manager.handleDeviceAddEvent(rack);
+    manager.handleDeviceAddEvent(camera("cam1"));
+    manager.handleDeviceRemoveEvent("cam1");
+    EXPECT_THAT(tree().getSubDevices(), ElementsAre(rack));
+    manager.handleShutdownEvent("cam1");
+    EXPECT_THAT(tree().getSubDevices(), ElementsAre(rack));
+    EXPECT_TRUE(bed.log.contains("ERROR DeviceManager > "));
+    startEmitter();
+    EXPECT_THAT(
+        test::describeEvents(batches.next()),
+        ElementsAre("2 a rack class 2", "2 cam1 class 2", "3 cam1 class 2", "3 cam1 class 0"));
 }
 
 TEST_F(DeviceManagerTest, ADeviceThatShutsDownIsRemoved) {
@@ -231,8 +247,9 @@ TEST_F(DeviceManagerTest, HasTheLastOfTwoDeltacastControllers) {
     EXPECT_EQ(other.getDeltacastController(), ingestControllers.back());
     other.stopControllers();
     for (const auto& controller : ingestControllers) {
-        EXPECT_FALSE(controller->waitForDeviceStarted(0)) << "it was not stopped";
+        EXPECT_FALSE(controller->waitForDeviceStarted(1));
     }
+    EXPECT_EQ(ingestPauses, 0) << "one that is stopped waits for nothing";
 }
 
 TEST_F(DeviceManagerTest, IsBuiltAlsoWhenTheListenerCannotStart) {

@@ -17,6 +17,30 @@ DeviceNode camera(const std::string& id, std::uint64_t frames) {
     return node;
 }
 
+DeviceNode deepCamera(const std::string& id, unsigned levels) {
+    auto device = std::make_shared<DeviceNode>(camera(id + "." + std::to_string(levels)));
+    for (unsigned level = levels - 1; level > 0; --level) {
+        const auto name = level == 1 ? id : id + "." + std::to_string(level);
+        auto outer = std::make_shared<DeviceNode>(camera(name));
+        std::string error;
+        outer->addSubDevice(device, /*replace=*/false, error);
+        device = outer;
+    }
+    return *device;
+}
+
+DeviceNode largeCamera(const std::string& id, std::size_t bytes) {
+    auto device = camera(id);
+    device.addProperty({"padding", device_tree::Property::Type::Text, std::string(bytes, 'x')});
+    return device;
+}
+
+DeviceNode refusedCamera(const std::string& id, const std::string& reason) {
+    DeviceNode device(id, "camera " + id, device_tree::DeviceClass::Capture);
+    device.setGlobalStatus({device_tree::GlobalStatus::Level::Error, "Refused: " + reason});
+    return device;
+}
+
 Event addEvent(const DeviceNode& node) {
     Event event;
     event.set_type(Event::DEVICE_ADD);

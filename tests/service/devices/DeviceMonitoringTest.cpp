@@ -1,6 +1,7 @@
 // Devices, their controllers, the listener, the manager and the emitter together.
 #include <gmock/gmock.h>
 
+#include "service/devices/DeviceController.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/FakeDevice.h"
 #include "tests/service/devices/MonitoringBed.h"
@@ -95,13 +96,13 @@ TEST_F(DeviceMonitoring, ADeviceWithTheIdOfAnotherTakesItsPlace) {
         [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 5)}; });
 }
 
-TEST_F(DeviceMonitoring, ADeviceThatTellsSomethingAfterItWasLostAndIsGoneLeavesTheTree) {
+// It was on its way when the device was given up.
+TEST_F(DeviceMonitoring, WhatADeviceToldThatIsGoneLeavesTheTree) {
     startWithEventEndpoint();
-    const auto events = connectEvents();
     device.die();
     EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
     const auto late = test::changeEvent(camera("cam1", 7));
-    events->sendProtoBuf(&late);
+    EXPECT_TRUE(DeviceController::notifyEvent(&late));
     EXPECT_TRUE(bed->log.waitFor("INFO TarnProtocolDeviceController on " + device.endpoint() +
                                  " > Removed what the device told after it was lost"));
     EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
@@ -127,6 +128,54 @@ TEST_F(DeviceMonitoring, ADeviceThatIsLostDoesNotTakeAnotherOfItsIdWithIt) {
         bed->batches.next();
     }
     EXPECT_THAT(bed->tree().getSubDevices(), ElementsAre(camera("cam1", 5)));
+}
+
+TEST_F(DeviceMonitoring, ADeviceThatIsLostLeavesThePartOfItsIdInAnotherDevice) {
+    auto rack = camera("a rack");
+    std::string error;
+    rack.addSubDevice(std::make_shared<device_tree::DeviceNode>(camera("cam1", 5)),
+                      /*replace=*/false, error);
+    other.describeAs(rack);
+    device.begin();
+    other.begin();
+    start();
+    EXPECT_THAT(bed->awaitDevices(2), ElementsAre(rack, camera("cam1")));
+    device.die();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(rack));
+    // Nor is that part taken for something that nobody answers for.
+    EXPECT_TRUE(bed->log.waitFor("Failed connecting to " + device.endpoint()));
+    EXPECT_THAT(bed->tree().getSubDevices(), ElementsAre(rack));
+    EXPECT_FALSE(bed->log.contains("Removed what the device told after it was lost"));
+}
+
+TEST_F(DeviceMonitoring, ADeviceOfWhichAnEventWasRefusedIsInErrorAndThenDescribesItselfAnew) {
+    startWithEventEndpoint();
+    const auto events = connectEvents();
+    device.describeAs(camera("cam1", 9));  // which no event tells
+    const auto deep = test::changeEvent(test::deepCamera("cam1", 97));
+    events->sendProtoBuf(&deep);
+    const auto inError = test::refusedCamera("cam1", "more than 64 levels deep");
+    bed->awaitTree([&](const auto& tree) { return tree.getSubDevices() == std::vector{inError}; });
+    bed->awaitTree(
+        [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 9)}; });
+    const auto change = test::framesEvent("cam1", 10);
+    events->sendProtoBuf(&change);
+    bed->awaitTree(
+        [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 10)}; });
+}
+
+TEST_F(DeviceMonitoring, TheEventEndpointOfADeviceThatIsLostIsFreeUntilItIsBack) {
+    startWithEventEndpoint();
+    device.die();
+    EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
+    { const test::BatchReceiver somebodyElse(eventEndpoint); }
+    device.begin();
+    EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
+    const auto events = connectEvents();
+    const auto change = test::framesEvent("cam1", 7);
+    events->sendProtoBuf(&change);
+    bed->awaitTree(
+        [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 7)}; });
 }
 
 TEST_F(DeviceMonitoring, BeginsAnewWhenItIsInitialisedAgain) {

@@ -24,6 +24,11 @@ void hurry(std::chrono::milliseconds duration, const std::stop_token& stop) {
     service::devices::realPause(duration / 100, stop);
 }
 
+service::devices::RefusedDevices::Time hurriedNow() {
+    return service::devices::RefusedDevices::Time(
+        std::chrono::steady_clock::now().time_since_epoch() * 100);
+}
+
 }  // namespace
 
 MonitoringBed::MonitoringBed(const std::vector<std::string>& endpoints)
@@ -34,7 +39,7 @@ MonitoringBed::MonitoringBed(const std::vector<std::string>& endpoints)
                        endpoint, TarnProtocolDeviceController::Surroundings{
                                      listener, hurry, answerWithin, &presence});
                }}),
-      listener([this]() -> service::devices::DeviceManager& { return manager; }) {
+      listener([this]() -> service::devices::DeviceManager& { return manager; }, hurriedNow) {
     emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));
     std::list<std::string> errors;
     if (!manager.initFromConfiguration(errors)) {

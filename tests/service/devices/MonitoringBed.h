@@ -39,7 +39,7 @@ class MonitoringBed {
     BatchReceiver batches;
     service::EventEmitter emitter{std::chrono::milliseconds(10)};
     service::devices::DevicePresence presence{[this](const std::string& id) {
-        return manager.getTree().lock()->getDeviceById(id) != nullptr;
+        return manager.getTree().lock()->getSubDevice(id) != nullptr;
     }};
     service::devices::DeviceManager manager;
     service::devices::DeviceEventListener listener;

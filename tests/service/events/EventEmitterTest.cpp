@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <optional>
 #include <set>
 #include <thread>
@@ -40,13 +41,56 @@ class EventEmitterTest : public testing::Test {
         emitter.startThread(socket::SocketEndpoint::FromString(receiver->endpoint()));
     }
 
+    void startAndAwaitFirstBatch(EventEmitter& emitter) {
+        start(emitter);
+        pushAdded(emitter, "first");
+        receiver->next();
+    }
+
     static void pushAdded(EventEmitter& emitter, const std::string& id) {
         const auto event = added(id);
         emitter.pushEvent(tree(id), &event, /*notify=*/true);
     }
 
+    // In which nothing must come; whatever is sent at once does.
+    static constexpr milliseconds aMoment{200};
+
+    std::size_t losses() const {
+        const auto lines = log.lines();
+        return static_cast<std::size_t>(
+            std::count_if(lines.begin(), lines.end(),
+                          [this](const auto& line) { return line.starts_with(loss); }));
+    }
+
+    bool awaitLosses(std::size_t count) const {
+        const auto bound = steady_clock::now() + std::chrono::seconds(20);
+        while (losses() < count && steady_clock::now() < bound) {
+            std::this_thread::yield();
+        }
+        return losses() >= count;
+    }
+
+    /// Closes the receiver and adds devices "0", "1", ... until a batch is lost; the last one.
+    std::string pushUntilLost(EventEmitter& emitter) {
+        pushAdded(emitter, "0");
+        receiver->next();
+        receiver.reset();
+        const auto bound = steady_clock::now() + std::chrono::seconds(20);
+        int pushed = 0;
+        while (losses() == 0) {
+            EXPECT_LT(steady_clock::now(), bound);
+            pushAdded(emitter, std::to_string(++pushed));
+            std::this_thread::yield();
+        }
+        return std::to_string(pushed);
+    }
+
     const test::LogCapture log;
     std::optional<test::BatchReceiver> receiver{std::in_place};
+    const std::string endpoint = receiver->endpoint();
+    const std::string loss =
+        "ERROR Internal Event Emitter > Failed sending events on EventEmitterSocket on " +
+        endpoint + ": ";
 };
 
 TEST_F(EventEmitterTest, SendsAnEmptyBatchEachPeriodWhenNothingHappens) {
@@ -73,15 +117,17 @@ TEST_F(EventEmitterTest, HasAPeriodOfOneSecond) {
 }
 
 TEST_F(EventEmitterTest, FoldsStatusChangesIntoOneBatchWithTheLatestTreeAndNoEvents) {
-    EventEmitter emitter(milliseconds(200));
-    emitter.pushEvent(tree("first"), nullptr, /*notify=*/false);
-    emitter.pushEvent(tree("second"), nullptr, /*notify=*/false);
-    emitter.pushEvent(tree("third"), nullptr, /*notify=*/false);
-    start(emitter);
+    EventEmitter emitter(hours(1));
+    startAndAwaitFirstBatch(emitter);
+    for (const auto* const name : {"first", "second", "third"}) {
+        emitter.pushEvent(tree(name), nullptr, /*notify=*/false);
+    }
+    EXPECT_FALSE(receiver->hasMore(aMoment));
+    emitter.stopThread();  // what has gathered goes out at once
     const auto batch = receiver->next();
     EXPECT_EQ(batch.device_tree().name(), "third");
     EXPECT_THAT(batch.events(), IsEmpty());
-    EXPECT_FALSE(receiver->next().has_device_tree());
+    EXPECT_FALSE(receiver->hasMore());
 }
 
 TEST_F(EventEmitterTest, NothingOfABatchIsInALaterOne) {
@@ -108,21 +154,45 @@ TEST_F(EventEmitterTest, NothingOfABatchIsInALaterOne) {
     EXPECT_THAT(batch.events(), IsEmpty());
 }
 
+// More than once: by then its thread waits, and must be woken.
 TEST_F(EventEmitterTest, SendsAtOnceWhenADeviceIsAdded) {
     EventEmitter emitter(hours(1));
     start(emitter);
-    pushAdded(emitter, "cam1");
-    const auto batch = receiver->next();
-    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 0"));
-    EXPECT_EQ(batch.device_tree().name(), "cam1");
+    for (int i = 0; i < 20; ++i) {
+        const auto id = "cam" + std::to_string(i);
+        pushAdded(emitter, id);
+        const auto batch = receiver->next();
+        EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 " + id + " class 0"));
+        EXPECT_EQ(batch.device_tree().name(), id);
+    }
 }
 
 TEST_F(EventEmitterTest, AStatusChangeDoesNotWakeIt) {
     EventEmitter emitter(hours(1));
-    start(emitter);
+    startAndAwaitFirstBatch(emitter);
     emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    EXPECT_FALSE(receiver->hasMore(aMoment));
     pushAdded(emitter, "cam1");
     EXPECT_THAT(test::describeEvents(receiver->next()), ElementsAre("2 cam1 class 0"));
+}
+
+TEST_F(EventEmitterTest, AStatusChangeThatCameBeforeTheStartWaitsForItsTurn) {
+    EventEmitter emitter(hours(1));
+    emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    start(emitter);
+    EXPECT_FALSE(receiver->hasMore(aMoment));
+    emitter.stopThread();
+    EXPECT_EQ(receiver->next().device_tree().name(), "status");
+}
+
+TEST_F(EventEmitterTest, AStatusChangeDoesNotHoldAnAddedDeviceBack) {
+    EventEmitter emitter(hours(1));
+    pushAdded(emitter, "cam1");
+    emitter.pushEvent(tree("status"), nullptr, /*notify=*/false);
+    start(emitter);
+    const auto batch = receiver->next();
+    EXPECT_THAT(test::describeEvents(batch), ElementsAre("2 cam1 class 0"));
+    EXPECT_EQ(batch.device_tree().name(), "status");
 }
 
 TEST_F(EventEmitterTest, SendsTheSnapshotAlsoWhenTheTreeChangesLater) {
@@ -168,18 +238,7 @@ TEST_F(EventEmitterTest, LogsAnUnreachableEndpointOnceAndEnds) {
 TEST_F(EventEmitterTest, NeverSendsAgainWhatItFailedToSend) {
     EventEmitter emitter(hours(1));
     start(emitter);
-    int pushed = 0;
-    pushAdded(emitter, std::to_string(pushed++));
-    receiver->next();
-    const auto endpoint = receiver->endpoint();
-    receiver.reset();
-    const auto failure = "Failed sending events on EventEmitterSocket on " + endpoint + ": ";
-    const auto bound = steady_clock::now() + std::chrono::seconds(20);
-    while (!log.contains("ERROR Internal Event Emitter > " + failure)) {
-        ASSERT_LT(steady_clock::now(), bound);
-        pushAdded(emitter, std::to_string(pushed++));
-        std::this_thread::yield();
-    }
+    int pushed = std::stoi(pushUntilLost(emitter)) + 1;
     receiver.emplace(endpoint);
     const int afterwards = pushed;
     std::vector<int> received;
@@ -194,6 +253,63 @@ TEST_F(EventEmitterTest, NeverSendsAgainWhatItFailedToSend) {
     const std::set<int> unique(received.begin(), received.end());
     EXPECT_EQ(unique.size(), received.size());
     EXPECT_LT(received.size(), static_cast<std::size_t>(pushed));
+}
+
+TEST_F(EventEmitterTest, TheTreeOfALostBatchGoesOutAgainOnceThereIsRoom) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    const auto last = pushUntilLost(emitter);
+    ASSERT_TRUE(awaitLosses(losses() + 1));  // what was pushed last is lost now, too
+    receiver.emplace(endpoint);
+    // Nothing happens any more, and the period is long.
+    auto batch = receiver->next();
+    while (batch.device_tree().name() != last) {
+        batch = receiver->next();
+    }
+    EXPECT_THAT(batch.events(), IsEmpty());
+}
+
+TEST_F(EventEmitterTest, ALostBatchIsMissingAmongTheNumbers) {
+    EventEmitter emitter(hours(1));
+    start(emitter);
+    const auto last = pushUntilLost(emitter);
+    receiver.emplace(endpoint);
+    auto before = receiver->next();
+    std::uint64_t missing = 0;
+    while (before.device_tree().name() != last) {
+        const auto batch = receiver->next();
+        EXPECT_EQ(batch.service_instance(), before.service_instance());
+        missing += batch.service_sequence() - before.service_sequence() - 1;
+        before = batch;
+    }
+    EXPECT_EQ(missing, losses());
+}
+
+TEST_F(EventEmitterTest, NumbersItsBatchesFromOneAndIsAnotherOneEachTime) {
+    std::set<std::string> instances;
+    for (int run = 0; run < 2; ++run) {
+        EventEmitter emitter(milliseconds(1));
+        start(emitter);
+        for (std::uint64_t number = 1; number < 5; ++number) {
+            const auto batch = receiver->next();
+            EXPECT_EQ(batch.service_sequence(), number);
+            instances.insert(batch.service_instance());
+        }
+        emitter.stopThread();
+        while (receiver->hasMore()) {
+            receiver->next();
+        }
+    }
+    EXPECT_EQ(instances.size(), 2U);
+}
+
+TEST_F(EventEmitterTest, GivesTheMessageOfATree) {
+    EventEmitter emitter;
+    for (const auto* name : {"one", "other"}) {
+        emitter.withMessageOf(tree(name), [&](std::string_view bytes) {
+            EXPECT_EQ(bytes, tree(name).toProtoBuf().SerializeAsString());
+        });
+    }
 }
 
 TEST_F(EventEmitterTest, IsNotStartedASecondTime) {

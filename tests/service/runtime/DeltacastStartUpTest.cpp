@@ -15,6 +15,8 @@ class DeltacastStartUpTest : public testing::Test {
     static constexpr auto looking =
         "INFO Leaving some time for Deltacast handler to look for Deltacast service...";
     static constexpr auto done = "INFO ... Done";
+    static constexpr auto starting =
+        "INFO Deltacast service status is STARTING, waiting for RUNNING status...";
     static constexpr auto unreachable =
         "INFO Deltacast service status is UNREACHABLE, setting default configuration";
     static constexpr auto failed =
@@ -25,6 +27,7 @@ class DeltacastStartUpTest : public testing::Test {
             [this] { return status; },
             [this](std::uint32_t seconds) {
                 calls.push_back("wait " + std::to_string(seconds));
+                isStopped = isStoppedWhileWaiting;
                 return starts;
             },
             [this](const std::string& path) {
@@ -48,6 +51,7 @@ class DeltacastStartUpTest : public testing::Test {
     bool fileIsGood = true;
     bool defaultIsGood = true;
     bool isStopped = false;
+    bool isStoppedWhileWaiting = false;
     std::vector<std::string> calls;
 };
 
@@ -63,18 +67,15 @@ TEST_F(DeltacastStartUpTest, WaitsFiveSecondsForAServiceThatStarts) {
     status = DeltacastStatus::Starting;
     run("/file");
     EXPECT_THAT(calls, ElementsAre("pause 3000", "wait 5"));
-    EXPECT_THAT(
-        log.lines(),
-        ElementsAre(looking, done,
-                    "INFO Deltacast service status is STARTING, waiting for RUNNING status...",
-                    done));
+    EXPECT_THAT(log.lines(), ElementsAre(looking, done, starting, done));
 }
 
 TEST_F(DeltacastStartUpTest, SaysThatAServiceStayedStarting) {
     status = DeltacastStatus::Starting;
     starts = false;
-    run();
-    EXPECT_EQ(log.lines().back(), failed);
+    run("/file");
+    EXPECT_THAT(calls, ElementsAre("pause 3000", "wait 5"));
+    EXPECT_THAT(log.lines(), ElementsAre(looking, done, starting, failed));
 }
 
 TEST_F(DeltacastStartUpTest, AppliesTheFileWhenTheServiceIsUnreachable) {
@@ -112,6 +113,13 @@ TEST_F(DeltacastStartUpTest, EndsWithTheStopOfTheService) {
     run();
     EXPECT_THAT(calls, ElementsAre("pause 3000"));
     EXPECT_THAT(log.lines(), ElementsAre(looking));
+}
+
+TEST_F(DeltacastStartUpTest, LogsNoErrorWhenTheStopEndsTheWait) {
+    starts = false;
+    isStoppedWhileWaiting = true;
+    run();
+    EXPECT_THAT(log.lines(), ElementsAre(looking, done, unreachable));
 }
 
 }  // namespace tarn::service

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <future>
+
 #include "platform/socket/Socket.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/runtime/DeadJobCleaner.h"
@@ -82,6 +84,19 @@ TEST_F(ShutdownSequence, LetsNoJobInAnyMore) {
     EXPECT_THROW(bed.registerJob("late", "ipc:///tmp/late"), std::runtime_error);
 }
 
+TEST_F(ShutdownSequence, LeavesJobsAloneWhoseRegistryItDoesNotKeep) {
+    const auto endpoint = test::uniqueEndpoint();
+    socket::Socket job("job", socket::ClosePolicy::Discard);
+    job.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(endpoint), 0);
+    bed.registerJob("a", endpoint);
+    resource_manager::ResourceManagerRequestHandler neverStarted(bed.folder.path());
+    runShutdownSequence(2,
+                        {bed.deviceEvents, bed.emitter, bed.devices, api, bed.proxy, neverStarted});
+    std::string error;
+    EXPECT_EQ(job.poll(0, error), 1);
+    EXPECT_TRUE(bed.log.contains("Another service keeps the registry: its 1 running job(s)"));
+}
+
 TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
     const test::LogCapture log;
     startDeadJobCleaner();
@@ -91,6 +106,39 @@ TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
     shutDown();
     EXPECT_FALSE(mustRun);
     EXPECT_FALSE(deadJobCleaner->joinable());
+}
+
+TEST(DeadJobCleaner, ClearsEveryTwoSecondsUntilItIsStopped) {
+    const test::LogCapture log;
+    std::vector<std::chrono::milliseconds> pauses;
+    mustRun = true;
+    deadJobCleanerFunction([&](std::chrono::milliseconds duration) {
+        pauses.push_back(duration);
+        // this process's own proxy is not connected: a line for each time that it was asked
+        EXPECT_EQ(log.lines().size(), pauses.size());
+        mustRun = pauses.size() < 3;
+    });
+    EXPECT_THAT(pauses, testing::Each(std::chrono::seconds(2)));
+    EXPECT_THAT(log.lines(),
+                ElementsAre(testing::StartsWith("ERROR Failed to clear dead processes: "),
+                            testing::StartsWith("ERROR Failed to clear dead processes: "),
+                            testing::StartsWith("ERROR Failed to clear dead processes: ")));
+}
+
+TEST(DeadJobCleaner, IsWokenFromItsPauseByTheStop) {
+    mustRun = true;
+    auto pause =
+        std::async(std::launch::async, [] { pauseUnlessCleanerStops(std::chrono::seconds(20)); });
+    EXPECT_EQ(pause.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    stopDeadJobCleaner();
+    EXPECT_EQ(pause.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+}
+
+TEST(DeadJobCleaner, DoesNothingOnceItIsStopped) {
+    const test::LogCapture log;
+    mustRun = false;
+    deadJobCleanerFunction([](std::chrono::milliseconds) { FAIL() << "it did not end"; });
+    EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 
 TEST_F(ShutdownSequence, EndsACleanerThatHasNotRunYet) {

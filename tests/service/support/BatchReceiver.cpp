@@ -31,9 +31,9 @@ ServiceEventBatch BatchReceiver::nextFilled() {
     }
 }
 
-bool BatchReceiver::hasMore() {
+bool BatchReceiver::hasMore(std::chrono::milliseconds within) {
     std::string error;
-    return socket.poll(0, error) == 0;
+    return socket.poll(static_cast<std::uint32_t>(within.count()), error) == 0;
 }
 
 std::string describe(const ServiceEvent& event) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,8 @@ class BatchReceiver {
     /// The next batch that carries anything.
     proto::service_event::ServiceEventBatch nextFilled();
 
-    bool hasMore();
+    /// Whether a further batch comes within the bound.
+    bool hasMore(std::chrono::milliseconds within = std::chrono::milliseconds(0));
 
   private:
     const std::string address;

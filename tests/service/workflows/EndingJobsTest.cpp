@@ -71,6 +71,16 @@ TEST_F(EndingJobs, AreNotThoseThatPlayOrWaitToPlayAgain) {
     }
 }
 
+TEST_F(EndingJobs, AreFoundHoweverManyOthersDoNotAnswer) {
+    for (int i = 0; i < 10; ++i) {
+        bed.registerJob("silent " + std::to_string(i), test::uniqueEndpoint());
+    }
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    await();
+    EXPECT_EQ(pauses, 3);
+    EXPECT_TRUE(bed.log.has("INFO Waiting for 1 job(s) to end"));
+}
+
 TEST_F(EndingJobs, AreNotThoseThatDoNotAnswer) {
     bed.registerJob("a", test::uniqueEndpoint());
     await();
@@ -87,7 +97,15 @@ TEST_F(EndingJobs, AreWaitedForNoLongerThanTheBound) {
 
 TEST_F(EndingJobs, AreNotWaitedForWhenTheServiceIsToStop) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
-    awaitEndingJobs(bed.proxy, [](auto) { return true; });
+    awaitEndingJobs(bed.proxy, [this](auto) { return ++pauses > 0; });
+    EXPECT_EQ(pauses, 1);
+    EXPECT_FALSE(bed.log.contains("have not ended yet"));
+}
+
+TEST_F(EndingJobs, AreNotWaitedForLongerThanTheBound) {
+    runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
+    awaitEndingJobs(
+        bed.proxy, [](auto) { return false; }, 1ms);
     EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
 }
 
@@ -96,7 +114,9 @@ TEST_F(EndingJobs, CannotBeKnownWithoutTheResourceManager) {
     bed.proxy.disconnect(ignored);
     await();
     EXPECT_EQ(pauses, 0);
-    EXPECT_TRUE(bed.log.contains("ERROR Failed to get running jobs: "));
+    EXPECT_TRUE(bed.log.contains("ERROR Cannot look for jobs that are still ending: "));
+    // which is what the shutdown says
+    EXPECT_FALSE(bed.log.contains("Failed to get running jobs"));
 }
 
 }  // namespace tarn::service

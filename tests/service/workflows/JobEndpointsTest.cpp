@@ -24,7 +24,10 @@ class JobEndpoints : public testing::Test {
         bed = std::make_unique<test::ServiceBed>("<Resources>" + ports + "</Resources>");
         creator = std::make_unique<WorkflowCreator>(WorkflowCreator::Surroundings{
             bed->configuration, bed->proxy, bed->shell(), [this] { return randomNumbers++; },
-            [this](const SocketEndpoint& endpoint) { return !taken.contains(endpoint.port()); }});
+            [this](const SocketEndpoint& endpoint) {
+                ++tried;
+                return !taken.contains(endpoint.port());
+            }});
         creator->init(SocketEndpoint::FromString(requests), {});
     }
 
@@ -39,6 +42,7 @@ class JobEndpoints : public testing::Test {
     std::unique_ptr<WorkflowCreator> creator;
     int randomNumbers = 0;  // 0, 1, 2, ...
     std::set<int> taken;    // ports on which others listen
+    int tried = 0;          // how often that was asked
     bool succeeded = false;
     std::string error;
 };
@@ -102,6 +106,21 @@ TEST_F(JobEndpoints, AreNotGivenTwiceInShortOrder) {
     EXPECT_EQ(randomNumbers, 51);  // 50 attempts for the second
 }
 
+TEST_F(JobEndpoints, WhoHasThemIsTold) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6002" to="6000"/>)");
+    bed->registerJob("one", "ipc:///tmp/x",
+                     {{"Endpoint",
+                       {"tcp://127.0.0.1:6000", "tcp://127.0.0.1:7000", "ipc:///tmp/x",
+                        "tcp://127.0.0.2:6000"}}});
+    next();
+    next();
+    EXPECT_EQ(creator->describePortUse(),
+              "Of the ports 6000 to 6002 of 127.0.0.1 2 were given out lately and running jobs "
+              "hold 1");
+    begin("ipc:///tmp/requests");
+    EXPECT_EQ(creator->describePortUse(), "");
+}
+
 TEST_F(JobEndpoints, AreNotThoseOfRunningJobs) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
     bed->registerJob("one", "tcp://127.0.0.1:6000", {{"Endpoint", {"tcp://127.0.0.1:6000"}}});
@@ -112,8 +131,51 @@ TEST_F(JobEndpoints, AreNotThoseOnWhichSomebodyElseListens) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6002"/>)");
     taken = {6000, 6001};
     EXPECT_EQ(next(), "tcp://127.0.0.1:6002");
+    EXPECT_FALSE(bed->log.contains("is given all the same"));
+}
+
+TEST_F(JobEndpoints, AreTheRegistrysWordWhereSomebodyListensOnAllThatAreLeft) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6002"/>)");
+    bed->registerJob("one", "tcp://127.0.0.1:6000", {{"Endpoint", {"tcp://127.0.0.1:6000"}}});
     taken = {6000, 6001, 6002};
+    EXPECT_EQ(next(), "tcp://127.0.0.1:6001");
+    EXPECT_EQ(error, "");
+    EXPECT_TRUE(bed->log.has(
+        "WARN Workflow creator > No port was found that no job holds and nobody listens on: "
+        "tcp://127.0.0.1:6001 is given all the same"));
+    EXPECT_EQ(next(), "tcp://127.0.0.1:6002");
     EXPECT_EQ(next(), "");
+    EXPECT_EQ(error, "Workflow creator > No endpoint available");
+}
+
+TEST_F(JobEndpoints, OnWhichSomebodyListensAreTriedOnceForEachThatIsWanted) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
+    taken = {6000, 6001};
+    next();
+    EXPECT_EQ(tried, 2);
+    EXPECT_EQ(randomNumbers, 50);
+}
+
+TEST_F(JobEndpoints, FoundAtTheFiftiethAttemptAreNotGivenAllTheSame) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6049"/>)");
+    for (int i = 0; i < 49; ++i) {
+        next();
+    }
+    taken = {6049};
+    randomNumbers = 0;
+    EXPECT_EQ(next(), "");
+    EXPECT_EQ(error, "Workflow creator > No endpoint available");
+}
+
+TEST_F(JobEndpoints, OfARangeWithPortZeroAreThoseThatCanBeOne) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="0" to="1"/>)");
+    EXPECT_EQ(next(), "tcp://127.0.0.1:1");
+}
+
+TEST_F(JobEndpoints, OfPortZeroAloneAreNone) {
+    begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="0" to="0"/>)");
+    EXPECT_EQ(next(), "");
+    EXPECT_FALSE(succeeded);
     EXPECT_EQ(error, "Workflow creator > No endpoint available");
 }
 

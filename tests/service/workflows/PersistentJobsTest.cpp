@@ -128,6 +128,19 @@ TEST_F(PersistentJobs, AJobGetsWhatItsFileSaysAndFreshEndpoints) {
         bed.log.has("INFO Workflow creator > Restoring persistent job in file: " + pathOf("x")));
 }
 
+TEST_F(PersistentJobs, AJobIsToldTheFileThatItComesFromBesideTheOneThatIsNamedThere) {
+    auto planted = storedJob("uuid-1");
+    planted.MutableExtension(ServiceToJobRequestSetup::base)
+        ->set_persistent_file_path("/etc/victim");
+    planted.MutableExtension(ServiceToJobRequestSetup::base)
+        ->set_restored_from_file("/etc/another");
+    store(planted, "x");
+    regenerate();
+    ASSERT_THAT(bed.commands(), SizeIs(1));
+    EXPECT_EQ(setup(0).restored_from_file(), pathOf("x"));
+    EXPECT_EQ(setup(0).persistent_file_path(), "/etc/victim");
+}
+
 TEST_F(PersistentJobs, TheFileIsOnlyRead) {
     const auto job = storedJob("uuid-1");
     store(job, "x");
@@ -256,6 +269,7 @@ TEST(PersistentJobsOverTcp, WithoutAFreePortAreSkippedWithTheReason) {
     bed.workflows.regeneratePersistentJobs();  // two are wanted of one
     EXPECT_THAT(bed.commands(), IsEmpty());
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Cannot submit job: "));
+    EXPECT_TRUE(bed.log.contains("WARN Workflow creator > Of the ports 6000 to 6000 of "));
 }
 
 }  // namespace tarn::service

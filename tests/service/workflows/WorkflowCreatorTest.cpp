@@ -124,6 +124,7 @@ TEST_F(CreatingAWorkflow, RefusesAUuidThatRuns) {
     EXPECT_THAT(bed.commands(), ElementsAre());
     EXPECT_TRUE(bed.log.has(
         "WARN Workflow creator > Will not (re)create job with UUID uuid-1: already running"));
+    EXPECT_FALSE(bed.log.contains("without an id"));
 }
 
 TEST_F(CreatingAWorkflow, RefusesAJobWithoutAUuid) {
@@ -132,6 +133,8 @@ TEST_F(CreatingAWorkflow, RefusesAJobWithoutAUuid) {
     EXPECT_THAT(bed.commands(), ElementsAre());
     EXPECT_TRUE(
         bed.log.has("WARN Workflow creator > Will not (re)create job with UUID : already running"));
+    EXPECT_TRUE(
+        bed.log.has("ERROR Workflow creator > A job without an id cannot be run: none was given"));
 }
 
 TEST_F(CreatingAWorkflow, GoesOnWithoutTheResourceManager) {
@@ -157,6 +160,15 @@ TEST_F(CreatingAWorkflow, ReportsARefusedSetup) {
     jobAnswers();
     EXPECT_FALSE(create());
     EXPECT_TRUE(bed.log.has("ERROR Workflow creator > Job setup failed: no element \"b\""));
+}
+
+TEST_F(CreatingAWorkflow, ReportsWhatAnAcceptedJobLacks) {
+    reply.set_warning("not persistent: the disk is full");
+    jobAnswers();
+    EXPECT_TRUE(create());
+    EXPECT_TRUE(bed.log.has("INFO Workflow creator > Job setup properly sent"));
+    EXPECT_TRUE(
+        bed.log.has("WARN Workflow creator > Job uuid-1: not persistent: the disk is full"));
 }
 
 TEST_F(CreatingAWorkflow, CountsALauncherThatNeverAppearsAsStarted) {

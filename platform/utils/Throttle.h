@@ -5,7 +5,7 @@
 #include <optional>
 #include <utility>
 
-namespace tarn::gateway {
+namespace tarn::utils {
 
 /// Lets one of many equal log lines through in a while. One thread at a time.
 class Throttle {
@@ -31,4 +31,4 @@ class Throttle {
     std::uint64_t silent = 0;
 };
 
-}  // namespace tarn::gateway
+}  // namespace tarn::utils

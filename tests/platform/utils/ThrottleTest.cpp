@@ -1,8 +1,8 @@
-#include "gateway/Throttle.h"
+#include "platform/utils/Throttle.h"
 
 #include <gtest/gtest.h>
 
-namespace tarn::gateway {
+namespace tarn::utils {
 
 using namespace std::chrono_literals;
 
@@ -17,4 +17,4 @@ TEST(Throttle, LetsTheFirstThroughAndThenOneAnIntervalWithTheirNumber) {
     EXPECT_EQ(throttle.occurred(begin + 60s), 2U);
 }
 
-}  // namespace tarn::gateway
+}  // namespace tarn::utils

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tarn::socket {
+
+/// The file descriptors that no client gets: what the process needs to answer those that are in, to
+/// log, and to launch.
+///
+/// Connections are accepted by a thread of the messaging library. When no descriptor is left it
+/// ends the process (IPC) or tries again without a pause (TCP); and it cannot be told to stop
+/// accepting, since unbinding also ends the connections that are in. So accepting itself is done
+/// here, for the whole process: whoever comes when 64 descriptors are left is turned away at once,
+/// and let in when he tries again after somebody has left. With a limit below 256 it is a quarter
+/// of the limit.
+///
+/// Any thread.
+class DescriptorReserve {
+  public:
+    /// Says how many were turned away since the last time, in one line every ten seconds at most.
+    /// To be called now and then by whoever listens.
+    static void Report();
+};
+
+}  // namespace tarn::socket

@@ -1,0 +1,125 @@
+#include "platform/utils/ConsoleOutput.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <system_error>
+
+namespace tarn::utils {
+
+namespace {
+
+constexpr int patienceMs = 200;
+
+/// Blocks the signals of this thread: one that it starts must run none of the program's handlers.
+class SignalsHeld {
+  public:
+    SignalsHeld() {
+        sigset_t all;
+        ::sigfillset(&all);
+        ::pthread_sigmask(SIG_BLOCK, &all, &before);
+    }
+    ~SignalsHeld() { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    SignalsHeld(const SignalsHeld&) = delete;
+    SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+  private:
+    sigset_t before{};
+};
+
+}  // namespace
+
+ConsoleOutput::ConsoleOutput(int descriptor, std::size_t mostWaiting)
+    : mostWaiting(mostWaiting), output(descriptor) {}
+
+ConsoleOutput::~ConsoleOutput() {
+    if (ending >= 0) {
+        ::eventfd_write(ending, 1);
+    }
+    if (thread.joinable()) {
+        thread.join();
+    }
+    if (ending >= 0) {
+        ::close(ending);
+    }
+}
+
+void ConsoleOutput::write(std::string_view line) {
+    const std::lock_guard lock(mutex);
+    if (isEmpty()) {
+        line.remove_prefix(output.put(line));
+    }
+    if (!line.empty()) {
+        keep(line);
+        startSending();
+    }
+}
+
+void ConsoleOutput::keep(std::string_view line) {
+    if (waiting.size() - sent > mostWaiting) {
+        ++dropped;
+        return;
+    }
+    noteDropped();
+    waiting += line;
+}
+
+void ConsoleOutput::noteDropped() {
+    if (dropped != 0) {
+        waiting += "... " + std::to_string(dropped) + " lines are missing here: nobody read them\n";
+        dropped = 0;
+    }
+}
+
+// Without a thread, or a descriptor for it, what waits goes out with a later line.
+void ConsoleOutput::startSending() {
+    if (sending == Sending::Running) {
+        return;
+    }
+    if (ending < 0) {
+        ending = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    }
+    if (sending == Sending::Ended) {
+        thread.join();
+        sending = Sending::Nothing;
+    }
+    try {
+        const SignalsHeld duringStart;
+        thread = std::thread([this] { sendWaiting(); });
+        sending = Sending::Running;
+    } catch (const std::system_error&) {
+        sendSome();
+    }
+}
+
+void ConsoleOutput::sendWaiting() {
+    bool isEnding = false;
+    while (true) {
+        std::array<pollfd, 2> wanted{
+            {{output.descriptor(), POLLOUT, 0}, {isEnding ? -1 : ending, POLLIN, 0}}};
+        const int ready = ::poll(wanted.data(), wanted.size(), isEnding ? patienceMs : -1);
+        isEnding = isEnding || wanted[1].revents != 0;
+        const std::lock_guard lock(mutex);
+        if ((isEnding && ready == 0) || (wanted[0].revents != 0 && !sendSome())) {
+            sending = Sending::Ended;
+            return;
+        }
+    }
+}
+
+// False when nothing waits any more.
+bool ConsoleOutput::sendSome() {
+    sent += output.put(std::string_view(waiting).substr(sent));
+    if (!isEmpty()) {
+        return true;
+    }
+    waiting.clear();
+    sent = 0;
+    noteDropped();
+    return !isEmpty();
+}
+
+}  // namespace tarn::utils

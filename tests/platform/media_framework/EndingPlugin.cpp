@@ -1,0 +1,5 @@
+#include <cstdlib>
+
+extern "C" int KLNPluginInitialize() {
+    std::exit(0);
+}
