@@ -1,9 +1,9 @@
 #include "tests/system/GatewayFollower.h"
 
 #include <google/protobuf/util/json_util.h>
-#include <gtest/gtest.h>
 
 #include <chrono>
+#include <stdexcept>
 
 #include "platform/socket/Socket.h"
 #include "proto/service_event.pb.h"
@@ -50,10 +50,11 @@ Devices devicesUnder(const proto::monitoring::DeviceNode& root) {
 Devices devicesOfTheService(Api& api) {
     using proto::api_service::ServiceToApiReplyGetMonitoringInfo;
     const auto reply = api.ask(requestOfType(Api::Request::GET_MONITORING_INFO));
-    EXPECT_TRUE(reply && reply->success());
-    return reply ? devicesUnder(
-                       reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree())
-                 : Devices();
+    if (!reply || !reply->success()) {
+        throw std::runtime_error("the service does not tell its devices");
+    }
+    return devicesUnder(
+        reply->GetExtension(ServiceToApiReplyGetMonitoringInfo::base).device_tree());
 }
 
 GatewayFollower::GatewayFollower(const std::string& endpoint)
