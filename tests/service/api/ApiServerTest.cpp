@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/utils/EscapedText.h"
 #include "platform/utils/Log.h"
 #include "tests/service/api/ApiBed.h"
 
@@ -46,7 +47,8 @@ TEST_F(ApiServer, DoesNotAnswerTypesThatItDoesNotServeAndLogsOnlyThatTheyCame) {
     std::vector<std::string> expected;
     for (const std::string type : {"\x08\x00", "\x08\x02", "\x08\x08", "\x08\x0c", ""}) {
         const auto request = fromBytes(type.empty() ? type : std::string(type.c_str(), 2));
-        expected.push_back("TRACE Api requests handler > Received " + request.DebugString());
+        expected.push_back(
+            utils::escapeForLog("TRACE Api requests handler > Received " + request.DebugString()));
         bed.send(request);
         ServiceToApiReply reply;
         EXPECT_THROW(bed.client.receiveProtoBuf(&reply, 1000), std::runtime_error);

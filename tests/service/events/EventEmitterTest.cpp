@@ -286,21 +286,22 @@ TEST_F(EventEmitterTest, ALostBatchIsMissingAmongTheNumbers) {
 }
 
 TEST_F(EventEmitterTest, NumbersItsBatchesFromOneAndIsAnotherOneEachTime) {
-    std::set<std::string> instances;
+    std::string last;
     for (int run = 0; run < 2; ++run) {
         EventEmitter emitter(milliseconds(1));
         start(emitter);
-        for (std::uint64_t number = 1; number < 5; ++number) {
-            const auto batch = receiver->next();
-            EXPECT_EQ(batch.service_sequence(), number);
-            instances.insert(batch.service_instance());
+        auto batch = receiver->next();
+        while (batch.service_sequence() > 4) {  // still on its way from the first emitter
+            batch = receiver->next();
         }
-        emitter.stopThread();
-        while (receiver->hasMore()) {
-            receiver->next();
+        EXPECT_NE(batch.service_instance(), last);
+        last = batch.service_instance();
+        for (std::uint64_t number = 1; number < 5; ++number) {
+            EXPECT_EQ(batch.service_sequence(), number);
+            EXPECT_EQ(batch.service_instance(), last);
+            batch = receiver->next();
         }
     }
-    EXPECT_EQ(instances.size(), 2U);
 }
 
 TEST_F(EventEmitterTest, GivesTheMessageOfATree) {

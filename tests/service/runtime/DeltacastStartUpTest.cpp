@@ -74,7 +74,8 @@ TEST_F(DeltacastStartUpTest, SaysThatAServiceStayedStarting) {
     status = DeltacastStatus::Starting;
     starts = false;
     run("/file");
-    EXPECT_THAT(calls, ElementsAre("pause 3000", "wait 5"));
+    // The last one asks whether the wait was broken off by a stop.
+    EXPECT_THAT(calls, ElementsAre("pause 3000", "wait 5", "pause 0"));
     EXPECT_THAT(log.lines(), ElementsAre(looking, done, starting, failed));
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/socket/Socket.h"
+#include "platform/utils/EscapedText.h"
 #include "proto/api_job.pb.h"
 #include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
@@ -121,7 +122,7 @@ TEST_F(JobTermination, OrdersAllJobsAtOnceAndWaitsForThemTogether) {
     ASSERT_EQ(lines.size(), 25U);
     EXPECT_THAT(lines.front(), AllOf(StartsWith("ERROR Failed destroy command to job: "),
                                      EndsWith(": nothing was received within 500 ms")));
-    EXPECT_EQ(lines.back(), "TRACE Received reply: " + reply.DebugString());
+    EXPECT_EQ(lines.back(), utils::escapeForLog("TRACE Received reply: " + reply.DebugString()));
 }
 
 TEST_F(JobTermination, SaysWhatBecameOfEachJobInTheOrderOfTheList) {
