@@ -24,11 +24,10 @@ using namespace tarn::proto::job_monitoring;
 
 namespace {
 
-constexpr std::size_t maxLogText = 4096;
-
 void logWarningOf(const tarn::proto::pipeline_control::PipelineReport& report) {
-    utils::logWarning("Pipeline warning: " + utils::printable(report.message(), maxLogText) + " " +
-                      utils::printable(report.detail(), maxLogText));
+    utils::logWarning(
+        "Pipeline warning: " + utils::printable(report.message(), JobVoice::mostLogText) + " " +
+        utils::printable(report.detail(), JobVoice::mostLogText));
 }
 
 }  // namespace
@@ -325,7 +324,7 @@ void JobSupervisor::tellEnd() {
         const auto reason = result->reason == JobEventEnd::CRASHED
                                 ? "the pipeline process was " + result->message
                                 : result->message;
-        utils::logError("Job setup failed: " + utils::printable(reason, maxLogText));
+        utils::logError("Job setup failed: " + utils::printable(reason, JobVoice::mostLogText));
         job.answer.refuse(reason);
     }
     voice.end(*result);

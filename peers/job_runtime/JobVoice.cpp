@@ -14,8 +14,6 @@ using namespace tarn::proto::job_monitoring;
 
 namespace {
 
-constexpr std::size_t maxLogText = 4096;
-
 // The state is said again when nothing else was, for those who came late.
 constexpr std::chrono::milliseconds heartbeat{1200};
 
@@ -68,8 +66,8 @@ void JobVoice::progress(const tarn::proto::pipeline_control::PipelineReport& rep
 }
 
 void JobVoice::failure(const std::string& message, const std::string& detail) {
-    utils::logError("Failure: " + utils::printable(message, maxLogText) + " " +
-                    utils::printable(detail, maxLogText));
+    utils::logError("Failure: " + utils::printable(message, mostLogText) + " " +
+                    utils::printable(detail, mostLogText));
     status.update([&](JobStatus::Reply& reply) { reply.set_last_failure(message); });
     unpublishedFailures.emplace_back(message, detail);
     step(Clock::now());
@@ -97,7 +95,7 @@ void JobVoice::end(const RunResult& result) {
     events.awaitSubscriber(subscribedBy);
     publishFailures();
     show(JOB_STATE_ENDED);
-    utils::logInfo("Ended: " + utils::printable(result.message, maxLogText));
+    utils::logInfo("Ended: " + utils::printable(result.message, mostLogText));
     events.end(result, subscribedBy);
 }
 

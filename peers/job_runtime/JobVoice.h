@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,6 +28,9 @@ class JobVoice {
 
     /// How long a subscriber may take to be there after the job's endpoints were bound.
     static constexpr std::chrono::milliseconds timeToSubscribe{300};
+
+    /// Of a message from outside the log takes so many bytes.
+    static constexpr std::size_t mostLogText = 4096;
 
     /// `bound` is when that was. The references must outlive the object.
     JobVoice(JobStatus& status, EventPublisher& events, Clock::time_point bound);
