@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <string>
 #include <system_error>
 
 namespace tarn::utils {
@@ -49,7 +50,7 @@ ConsoleOutput::~ConsoleOutput() {
 
 void ConsoleOutput::write(std::string_view line) {
     const std::lock_guard lock(mutex);
-    if (isEmpty()) {
+    if (waiting.isEmpty()) {
         line.remove_prefix(output.put(line));
     }
     if (!line.empty()) {
@@ -59,17 +60,18 @@ void ConsoleOutput::write(std::string_view line) {
 }
 
 void ConsoleOutput::keep(std::string_view line) {
-    if (waiting.size() - sent > mostWaiting) {
+    if (waiting.size() > mostWaiting) {
         ++dropped;
         return;
     }
     noteDropped();
-    waiting += line;
+    waiting.append(line);
 }
 
 void ConsoleOutput::noteDropped() {
     if (dropped != 0) {
-        waiting += "... " + std::to_string(dropped) + " lines are missing here: nobody read them\n";
+        waiting.append("... " + std::to_string(dropped) +
+                       " lines are missing here: nobody read them\n");
         dropped = 0;
     }
 }
@@ -112,14 +114,11 @@ void ConsoleOutput::sendWaiting() {
 
 // False when nothing waits any more.
 bool ConsoleOutput::sendSome() {
-    sent += output.put(std::string_view(waiting).substr(sent));
-    if (!isEmpty()) {
-        return true;
+    waiting.drop(output.put(waiting.view()));
+    if (waiting.isEmpty()) {
+        noteDropped();
     }
-    waiting.clear();
-    sent = 0;
-    noteDropped();
-    return !isEmpty();
+    return !waiting.isEmpty();
 }
 
 }  // namespace tarn::utils

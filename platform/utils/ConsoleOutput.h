@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <thread>
 
 #include "platform/utils/ImmediateOutput.h"
+#include "platform/utils/PendingText.h"
 
 namespace tarn::utils {
 
@@ -34,7 +34,6 @@ class ConsoleOutput {
   private:
     enum class Sending { Nothing, Running, Ended };
 
-    bool isEmpty() const { return sent == waiting.size(); }
     void keep(std::string_view line);
     void noteDropped();
     void startSending();
@@ -46,8 +45,7 @@ class ConsoleOutput {
     int ending = -1;  // an event descriptor, readable when the object ends; made when needed
 
     std::mutex mutex;  // guards what follows
-    std::string waiting;
-    std::size_t sent = 0;  // bytes of what waits
+    PendingText waiting;
     std::uint64_t dropped = 0;
     Sending sending = Sending::Nothing;
     std::thread thread;
