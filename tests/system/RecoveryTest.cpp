@@ -138,7 +138,7 @@ TEST_F(Recovery, aPersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUnt
 
 TEST_F(Recovery, aNewPersistentJobThatCannotBePreparedIsRefusedAndNotKept) {
     ASSERT_TRUE(api().submit(persistent("kept", "videotestsrc ! filesink location=/nowhere/file")));
-    EXPECT_TRUE(service().waitForLog("Job setup failed: "));
+    EXPECT_TRUE(waitForRefusal());
     EXPECT_FALSE(fs::exists(file("kept")));
 }
 

@@ -82,7 +82,7 @@ TEST_F(Submissions, thatAreRefusedTellTheClientWhyAtOnce) {
     EXPECT_LT(time.elapsed(), 2s);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.err, HasSubstr("no element \"nosuchelement\""));
-    EXPECT_TRUE(service().waitForLog("Job setup failed: no element \"nosuchelement\""));
+    EXPECT_TRUE(waitForRefusal("no element \"nosuchelement\""));
 }
 
 TEST_F(Submissions, thatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedUntilThen) {

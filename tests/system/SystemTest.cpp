@@ -2,14 +2,31 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/Installation.h"
 #include "tests/system/Processes.h"
 
 namespace tarn::test {
+
+namespace {
+
+bool someJobsLogContains(const std::string& text) {
+    std::error_code none;  // there may be no folder yet
+    for (const auto& file :
+         std::filesystem::directory_iterator("/var/log/halden-tarn/jobs", none)) {
+        if (readFile(file.path()).find(text) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace
 
 SystemTest::SystemTest() {
     if (std::getenv("PRIVATE_NAMESPACE_ENTER") == nullptr) {
@@ -19,6 +36,11 @@ SystemTest::SystemTest() {
 
 void SystemTest::SetUp() {
     logEverything();
+}
+
+bool SystemTest::waitForRefusal(const std::string& reason) {
+    const auto line = "Job setup failed: " + reason;
+    return eventually([&] { return service().log().contains(line) || someJobsLogContains(line); });
 }
 
 void SystemTest::configure(const std::string& text) const {

@@ -45,6 +45,10 @@ class SystemTest : public ::testing::Test {
     /// Whether the service's list holds the job.
     bool isListed(const std::string& id);
 
+    /// Waits until a job is refused for a reason that begins with `reason`. Where the machine is so
+    /// slow that the job was accepted first, only its own log says so.
+    bool waitForRefusal(const std::string& reason = {});
+
     /// For tests in which the service ends otherwise than by TearDown's interrupt.
     void expectNothingIsLeft();
 
