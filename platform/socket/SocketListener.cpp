@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "platform/socket/EndpointQueue.h"
-#include "platform/socket/SignalsBlocked.h"
 #include "platform/socket/Socket.h"
 #include "platform/socket/WakeUp.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/SignalsBlocked.h"
 
 namespace tarn::socket::utils {
 
@@ -161,7 +161,7 @@ void SocketListener::Implementation::start() {
         openSocket();
         mustStop = false;
         asked.open();
-        const SignalsBlocked duringStart;
+        const tarn::utils::SignalsBlocked duringStart;
         thread = std::thread([this] { run(); });
     } catch (...) {
         asked.close();

@@ -1,7 +1,6 @@
 #include "platform/utils/ConsoleOutput.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -9,27 +8,13 @@
 #include <string>
 #include <system_error>
 
+#include "platform/utils/SignalsBlocked.h"
+
 namespace tarn::utils {
 
 namespace {
 
 constexpr int patienceMs = 200;
-
-/// Blocks the signals of this thread: one that it starts must run none of the program's handlers.
-class SignalsHeld {
-  public:
-    SignalsHeld() {
-        sigset_t all;
-        ::sigfillset(&all);
-        ::pthread_sigmask(SIG_BLOCK, &all, &before);
-    }
-    ~SignalsHeld() { ::pthread_sigmask(SIG_SETMASK, &before, nullptr); }
-    SignalsHeld(const SignalsHeld&) = delete;
-    SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-  private:
-    sigset_t before{};
-};
 
 }  // namespace
 
@@ -89,7 +74,7 @@ void ConsoleOutput::startSending() {
         sending = Sending::Nothing;
     }
     try {
-        const SignalsHeld duringStart;
+        const SignalsBlocked duringStart;
         thread = std::thread([this] { sendWaiting(); });
         sending = Sending::Running;
     } catch (const std::system_error&) {

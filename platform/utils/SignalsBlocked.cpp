@@ -1,8 +1,8 @@
-#include "platform/socket/SignalsBlocked.h"
+#include "platform/utils/SignalsBlocked.h"
 
 #include <initializer_list>
 
-namespace tarn::socket::utils {
+namespace tarn::utils {
 
 SignalsBlocked::SignalsBlocked() {
     sigset_t all;
@@ -17,4 +17,4 @@ SignalsBlocked::~SignalsBlocked() {
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-}  // namespace tarn::socket::utils
+}  // namespace tarn::utils

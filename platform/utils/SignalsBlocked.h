@@ -2,7 +2,7 @@
 
 #include <signal.h>
 
-namespace tarn::socket::utils {
+namespace tarn::utils {
 
 /// Blocks the signals of this thread while it lives. A thread that is started meanwhile keeps them
 /// blocked: it will not run a handler that waits for that very thread to end. Those that a faulty
@@ -18,4 +18,4 @@ class SignalsBlocked {
     sigset_t before;
 };
 
-}  // namespace tarn::socket::utils
+}  // namespace tarn::utils
