@@ -115,8 +115,12 @@ TEST_F(EngineRunTest, SettingsThatAreNoPipelineAreRefused) {
     setup().set_engine_settings("nosuchelement");
     const auto reply = launch();
     EXPECT_EQ(reply.type(), EngineToServiceReply::SETUP);
-    EXPECT_FALSE(reply.success());
-    EXPECT_NE(reply.error_message().find("nosuchelement"), std::string::npos);
+    const auto end = events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_NE(end->message().find("nosuchelement"), std::string::npos);
+    if (!reply.success()) {  // a busy machine may need longer than the answer may take
+        EXPECT_EQ(reply.error_message(), end->message());
+    }
     EXPECT_EQ(launcher->exitStatus(), 1);
 }
 
