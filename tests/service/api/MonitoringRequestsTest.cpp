@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
