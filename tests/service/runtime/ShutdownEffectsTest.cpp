@@ -102,7 +102,7 @@ TEST_F(ShutdownEffects, NoBatchIsSentAnyMore) {
     bed.emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));
     batches.next();
     shutDown("Event emitter stopped", [&] {
-        while (batches.hasMore()) {
+        while (batches.hasMore(200ms)) {  // what was sent before may still be on its way
             batches.next();
         }
         bed.emitter.pushEvent(*bed.devices.getTree().lock(), nullptr, /*notify=*/true);
