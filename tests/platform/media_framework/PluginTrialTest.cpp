@@ -1,11 +1,12 @@
 #include "platform/media_framework/PluginTrial.h"
 
 #include <gmock/gmock.h>
-#include <signal.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <thread>
 
 #include "tests/support/TemporaryFolder.h"
 
@@ -23,13 +24,14 @@ std::string plugin(const std::string& name) {
 
 // Somebody else reaps it.
 bool isGone(pid_t id) {
-    for (int attempt = 0; attempt < 1000; ++attempt) {
-        if (::kill(id, 0) != 0 && errno == ESRCH) {
-            return true;
-        }
-        std::this_thread::sleep_for(10ms);
+    const int process = static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+    if (process < 0) {
+        return errno == ESRCH;
     }
-    return false;
+    pollfd ended{process, POLLIN, 0};
+    const bool hasEnded = ::poll(&ended, 1, 10000) == 1;
+    ::close(process);
+    return hasEnded;
 }
 
 }  // namespace

@@ -2,11 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "service/devices/DeviceController.h"
-#include "service/devices/DeviceManager.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/support/BatchReceiver.h"
-#include "tests/service/support/ServiceBed.h"
+#include "tests/service/devices/DeviceEventsFixture.h"
 
 namespace tarn::service::devices {
 
@@ -15,32 +11,9 @@ using test::Event;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class DeviceEventListenerTest : public testing::Test {
+class DeviceEventListenerTest : public DeviceEventsFixture {
   protected:
-    DeviceEventListenerTest() {
-        bed.emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));
-        std::list<std::string> errors;
-        EXPECT_TRUE(bed.devices.initFromConfiguration(errors));
-    }
-
-    static void send(const Event& event) { EXPECT_TRUE(DeviceController::notifyEvent(&event)); }
-
-    /// Waits until everything sent before was dealt with; the descriptions of its events.
-    std::vector<std::string> settle() {
-        send(test::removeEvent("the end"));
-        std::vector<std::string> events;
-        while (events.empty() || events.back() != "3 the end class 0") {
-            const auto next = test::describeEvents(batches.next());
-            events.insert(events.end(), next.begin(), next.end());
-        }
-        events.pop_back();
-        return events;
-    }
-
     device_tree::DeviceNode tree() { return *bed.devices.getTree().lock(); }
-
-    test::ServiceBed bed;
-    test::BatchReceiver batches;
 };
 
 TEST_F(DeviceEventListenerTest, ListensInsideTheProcessUnderItsOwnName) {

@@ -1,11 +1,7 @@
 // Events that nobody could read in a tree are kept out of it.
 #include <gmock/gmock.h>
 
-#include "service/devices/DeviceController.h"
-#include "service/devices/DeviceManager.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/support/BatchReceiver.h"
-#include "tests/service/support/ServiceBed.h"
+#include "tests/service/devices/DeviceEventsFixture.h"
 
 namespace tarn::service::devices {
 
@@ -17,28 +13,8 @@ using test::refusedCamera;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class RefusedEvents : public testing::Test {
+class RefusedEvents : public DeviceEventsFixture {
   protected:
-    RefusedEvents() {
-        bed.emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));
-        std::list<std::string> errors;
-        EXPECT_TRUE(bed.devices.initFromConfiguration(errors));
-    }
-
-    static void send(const Event& event) { EXPECT_TRUE(DeviceController::notifyEvent(&event)); }
-
-    /// Waits until everything sent before was dealt with; the descriptions of its events.
-    std::vector<std::string> settle() {
-        send(test::removeEvent("the end"));
-        std::vector<std::string> events;
-        while (events.empty() || events.back() != "3 the end class 0") {
-            const auto next = test::describeEvents(batches.next());
-            events.insert(events.end(), next.begin(), next.end());
-        }
-        events.pop_back();
-        return events;
-    }
-
     std::vector<device_tree::DeviceNode> devices() {
         return bed.devices.getTree().lock()->getSubDevices();
     }
@@ -57,9 +33,6 @@ class RefusedEvents : public testing::Test {
     static constexpr auto tooDeep = "more than 64 levels deep";
     static constexpr auto tooLarge = "event of more than 8388608 bytes";
     static constexpr std::size_t limit = 8U << 20U;
-
-    test::ServiceBed bed;
-    test::BatchReceiver batches;
 };
 
 TEST_F(RefusedEvents, ADeviceOf64LevelsIsLetInAndOneOf65IsShownInError) {
