@@ -11,6 +11,13 @@ using device_tree::DeviceOutline;
 
 namespace {
 
+// A level below the first takes two bytes at the least. Most of what devices say is smaller.
+constexpr std::size_t surelyNotTooDeep = 2 * device_tree::mostLevels - 1;
+
+bool isSurelyAdmitted(std::string_view bytes, std::size_t mostBytes) {
+    return bytes.size() <= surelyNotTooDeep && bytes.size() <= mostBytes;
+}
+
 std::optional<Refusal> refusalOf(DeviceOutline device, std::string_view bytes,
                                  const std::string& what, std::size_t mostBytes) {
     if (device.levels > device_tree::mostLevels) {
@@ -36,10 +43,16 @@ device_tree::DeviceNode Refusal::shown() const {
 }
 
 std::optional<Refusal> refusalOfEvent(std::string_view bytes) {
+    if (isSurelyAdmitted(bytes, device_tree::largestEvent)) {
+        return std::nullopt;
+    }
     return refusalOf(device_tree::outlineOfEvent(bytes), bytes, "event", device_tree::largestEvent);
 }
 
 std::optional<Refusal> refusalOfReply(std::string_view bytes, std::size_t mostBytes) {
+    if (isSurelyAdmitted(bytes, mostBytes)) {
+        return std::nullopt;
+    }
     auto device = device_tree::outlineOfReply(bytes);
     if (device.kind == DeviceOutline::Kind::None) {
         return std::nullopt;
