@@ -19,6 +19,8 @@
 
 namespace tarn::chaos {
 
+class ComingUp;
+
 /// Does one thing after the other at random, tells the model of it, and compares in the end.
 class Chaos {
   public:
@@ -82,7 +84,9 @@ class Chaos {
     void closeLogOfService();
     void closeLogOfCompanion();
 
-    std::optional<test::JobAddress> submitAndAwait(const Order& order, test::Api& client);
+    std::optional<test::JobAddress> submitAndAwait(const Order& order, test::Api& client,
+                                                   ComingUp& comingUp);
+    void tellOfOneThatIsNotUp(const ComingUp& job);
     bool endAndAwait(const test::JobAddress& job, test::Api& client);
     bool followerIsTold();
     std::vector<std::string> differencesOfFollower() const;

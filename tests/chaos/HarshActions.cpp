@@ -5,8 +5,8 @@
 #include <functional>
 #include <utility>
 
-#include "proto/job_monitoring.pb.h"
 #include "tests/chaos/Chaos.h"
+#include "tests/chaos/ComingUp.h"
 #include "tests/chaos/DeviceObservation.h"
 #include "tests/chaos/IdleConnections.h"
 #include "tests/chaos/Observation.h"
@@ -35,17 +35,10 @@ constexpr auto usersAreSurelyPatient = 4700ms;
 constexpr auto leastOfIt = 500ms;
 
 constexpr int resubmissions = 6;
-constexpr auto comesUpWithin = 20s;
 constexpr auto goesWithin = 20s;
 
 // More than a program under the limit of Machine can hold.
 constexpr std::size_t manyConnections = 700;
-
-bool plays(const test::JobAddress& job) {
-    const auto status = JobCommands(job.commandEndpoint).status();
-    return status && status->job_description().job_id() == job.id &&
-           status->state() == proto::job_monitoring::JOB_STATE_PLAYING;
-}
 
 }  // namespace
 
@@ -112,14 +105,15 @@ void Chaos::haltGateway() {
     });
 }
 
-std::optional<test::JobAddress> Chaos::submitAndAwait(const Order& order, test::Api& client) {
+std::optional<test::JobAddress> Chaos::submitAndAwait(const Order& order, test::Api& client,
+                                                      ComingUp& comingUp) {
     model.submitted(order);
     const auto job = client.submit(submissionOf(order));
     if (!job) {
         complain("a submission was not answered");
         return std::nullopt;
     }
-    if (!test::eventually([&] { return plays(*job); }, comesUpWithin)) {
+    if (!comingUp.await(*job)) {
         return std::nullopt;
     }
     lookAt(*job);
@@ -148,18 +142,28 @@ void Chaos::resubmitAtOnce() {
     order.kind = Kind::Endless;
     order.worker.clear();
     test::Api client(machine.places().requests);
-    auto job = submitAndAwait(order, client);
+    ComingUp first(machine, order);
+    auto job = submitAndAwait(order, client, first);
     for (int n = 0; n < resubmissions && job; ++n) {
         // A job lets one who listens have its last event before it goes.
         const test::Job listener(*job);
         if (!endAndAwait(*job, client)) {
             return;
         }
-        job = submitAndAwait(order, client);
+        ComingUp again(machine, order);
+        job = submitAndAwait(order, client, again);
         if (!job) {
-            complain("submitted again as soon as it was not listed, and does not come up: " +
-                     order.id);
+            tellOfOneThatIsNotUp(again);
         }
+    }
+}
+
+void Chaos::tellOfOneThatIsNotUp(const ComingUp& job) {
+    if (job.hadTooLittleTime()) {
+        ++counts["times that the machine was too busy for a launcher to come up in its time"];
+    } else {
+        complain("submitted again as soon as it was not listed, and does not come up: " +
+                 job.account());
     }
 }
 

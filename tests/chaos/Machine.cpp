@@ -181,6 +181,10 @@ bool Machine::hasLogged(const std::string& text) const {
                        [&](const auto& run) { return run->log().contains(text); });
 }
 
+std::string Machine::jobLog(const std::string& label) {
+    return std::string(jobLogFolder) + "/" + label + ".log";
+}
+
 void Machine::saveLogs(const std::string& target) const {
     fs::create_directories(target);
     std::size_t number = 0;

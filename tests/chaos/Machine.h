@@ -81,6 +81,9 @@ class Machine {
     /// Whether one of the last runs of the service logged it.
     bool hasLogged(const std::string& text) const;
 
+    /// Where the job of that label logs.
+    static std::string jobLog(const std::string& label);
+
     /// What the last runs of the service, the storage and all jobs logged, into files there.
     void saveLogs(const std::string& target) const;
 
