@@ -50,9 +50,15 @@ void Job::makeEntry() {
         utils::logWarning("No resources endpoint was given: this job is not registered");
         return;
     }
-    entry = std::make_unique<RegistryEntry>(setup.job, setup.resourcesEndpoint, [this] {
-        return setup.persistentFile.empty() || persistence.isStored();
-    });
+    entry = std::make_unique<RegistryEntry>(
+        setup.job, setup.resourcesEndpoint,
+        [this](bool hadToWait) { return !mustBeStored(hadToWait) || persistence.isStored(); });
+}
+
+// Whoever ends a job for good removes its file while he has the claim: without the file this one
+// was read, or launched, before that and comes too late.
+bool Job::mustBeStored(bool hadToWait) const {
+    return setup.comesBack || (hadToWait && !setup.persistentFile.empty());
 }
 
 // Why that failed; nothing when all are bound.

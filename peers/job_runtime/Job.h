@@ -40,6 +40,7 @@ class Job {
   private:
     void describe(const std::string& logFile);
     void makeEntry();
+    bool mustBeStored(bool hadToWait) const;
     std::optional<std::string> bindEndpoints();
 
     const JobSetup setup;

@@ -19,6 +19,7 @@ struct JobSetup {
     std::string resourcesEndpoint;                   ///< empty: the job runs unregistered
     std::string persistentFile;                      ///< empty: not persistent
     std::string persistentContent;                   ///< what that file holds
+    bool comesBack = false;                          ///< it was read from that file
 };
 
 }  // namespace tarn::peers

@@ -29,11 +29,11 @@ constexpr std::chrono::milliseconds againAfter{20};
 }  // namespace
 
 RegistryEntry::RegistryEntry(tarn::resource_manager::RunningJob entry,
-                             const std::string& resourcesEndpoint, std::function<bool()> mayReplace)
+                             const std::string& resourcesEndpoint, MayBeTheJob mayBeTheJob)
     : job(std::move(entry)),
       endpointText(resourcesEndpoint),
       endpoint(tarn::socket::SocketEndpoint::FromString(resourcesEndpoint).asPeer()),
-      mayReplace(std::move(mayReplace)),
+      mayBeTheJob(std::move(mayBeTheJob)),
       changes(checkedDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
 
 RegistryEntry::~RegistryEntry() = default;
@@ -80,10 +80,12 @@ void RegistryEntry::work(const std::stop_token& token) {
 bool RegistryEntry::claimId(const std::stop_token& token) {
     try {
         claim = std::make_unique<JobClaim>(endpointText, jobId(), claimBound, token);
-        if (!claim->hadToWait() || mayReplace()) {
+        if (mayBeTheJob(claim->hadToWait())) {
             return true;
         }
-        change(Standing::Refused, "Already running: job " + utils::printable(jobId()));
+        change(Standing::Refused,
+               (claim->hadToWait() ? "Already running: job " : "Ended for good meanwhile: job ") +
+                   utils::printable(jobId()));
     } catch (const std::exception& e) {
         change(Standing::Refused, e.what());
     }

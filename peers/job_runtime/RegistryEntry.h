@@ -26,11 +26,13 @@ class JobClaim;
 /// end: only what changes is logged.
 class RegistryEntry : public Registration {
   public:
-    /// Enters nothing yet. `mayReplace` is asked, on the thread, by one who had to wait for the
-    /// claim: whether it may be the job although another process was. Throws std::system_error,
-    /// std::invalid_argument for a bad endpoint.
+    /// Whether it may be the job, now that it has the claim; `hadToWait`: another process was the
+    /// job a moment ago. Asked on the thread.
+    using MayBeTheJob = std::function<bool(bool hadToWait)>;
+
+    /// Enters nothing yet. Throws std::system_error, std::invalid_argument for a bad endpoint.
     RegistryEntry(tarn::resource_manager::RunningJob job, const std::string& resourcesEndpoint,
-                  std::function<bool()> mayReplace);
+                  MayBeTheJob mayBeTheJob);
     ~RegistryEntry() override;  ///< leaves
 
     void enter() override;
@@ -65,7 +67,7 @@ class RegistryEntry : public Registration {
     const tarn::resource_manager::RunningJob job;
     const std::string endpointText;
     const tarn::socket::SocketEndpoint endpoint;
-    const std::function<bool()> mayReplace;
+    const MayBeTheJob mayBeTheJob;
     const FileDescriptor changes;
     tarn::utils::Synchronised<State> state;
 

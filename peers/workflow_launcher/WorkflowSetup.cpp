@@ -62,6 +62,7 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
     result.resourcesEndpoint = setup.resources_endpoint();
     result.persistentFile = fileOf(setup);
     result.persistentContent = contentOf(request);
+    result.comesBack = !setup.restored_from_file().empty();
     return result;
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <iostream>
 #include <set>
+#include <sstream>
 #include <utility>
 
 #include "tests/chaos/DeviceObservation.h"
@@ -142,8 +143,11 @@ void Chaos::checkProgramsLive() {
         complain("the loop storage ended by itself");
     }
     for (auto& companion : machine.companions()) {
-        if (companion.run->waitForEnd(0ms).how != test::Ending::How::StillRunning) {
-            complain("ended by itself: " + companion.name);
+        const auto ending = companion.run->waitForEnd(0ms);
+        if (ending.how != test::Ending::How::StillRunning) {
+            std::ostringstream how;
+            how << ending;
+            complain("ended by itself: " + companion.name + ": " + how.str());
         }
     }
 }

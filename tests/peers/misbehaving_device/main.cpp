@@ -14,6 +14,7 @@
 #include "peers/device/PushChannel.h"
 #include "peers/process/StopSignals.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/ProcessDefaults.h"
 #include "platform/utils/StreamLogSink.h"
 #include "proto/monitoring.pb.h"
 #include "tests/peers/misbehaving_device/EventNoise.h"
@@ -126,6 +127,7 @@ class MisbehavingDevice {
 }  // namespace
 
 int main(int argc, char** argv) {
+    tarn::utils::ignoreBrokenPipes();
     int exitStatus = 0;
     const auto wish = parseMisbehaviour(argc, argv, exitStatus);
     if (!wish) {

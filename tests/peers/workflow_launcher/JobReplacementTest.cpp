@@ -118,5 +118,21 @@ TEST_F(JobReplacementTest, WhoEndsForGoodIsNotReplacedByItsPersistentSelf) {
     EXPECT_FALSE(std::filesystem::exists(pathOf("persistent")));
 }
 
+// The service read its file, and then it was ended for good by whom it was launched beside: nobody
+// has the id any more when this one asks for it.
+TEST_F(JobReplacementTest, WhoComesBackFromAFileThatIsGoneStaysAway) {
+    const auto job = makeJob(endless);
+    job->setup().set_persistent_file_path(pathOf("persistent"));
+    job->setup().set_restored_from_file(pathOf("persistent"));
+    job->launch();
+    job->setUp();
+    const auto end = job->events.waitForEnd();
+    ASSERT_TRUE(end);
+    EXPECT_NE(end->message().find("Ended for good meanwhile: "), std::string::npos)
+        << end->message();
+    EXPECT_EQ(job->launcher->exitStatus(), 1);
+    EXPECT_FALSE(std::filesystem::exists(pathOf("persistent")));
+}
+
 }  // namespace
 }  // namespace tarn::test

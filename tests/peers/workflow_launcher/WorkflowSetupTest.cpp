@@ -43,6 +43,7 @@ TEST_F(WorkflowSetupTest, TakesAllOfASetup) {
     EXPECT_EQ(read.job.getResources().at("name"), (std::vector<std::string>{"a", "b"}));
     EXPECT_EQ(read.persistentFile, "/var/jobs/x");
     EXPECT_EQ(read.persistentContent, request.SerializeAsString());
+    EXPECT_FALSE(read.comesBack);
 }
 
 TEST_F(WorkflowSetupTest, AFileThatTheJobComesFromIsItsFileWhateverItNames) {
@@ -50,6 +51,7 @@ TEST_F(WorkflowSetupTest, AFileThatTheJobComesFromIsItsFileWhateverItNames) {
     setup().set_restored_from_file("/var/jobs/x");
     const auto read = protocol.read(request);
     EXPECT_EQ(read.persistentFile, "/var/jobs/x");
+    EXPECT_TRUE(read.comesBack);
     ServiceToJobRequest kept;
     ASSERT_TRUE(kept.ParseFromString(read.persistentContent));
     const auto& content = kept.GetExtension(ServiceToJobRequestSetup::base);
