@@ -99,12 +99,12 @@ pid_t startShell(const std::string& command) {
 }
 
 // The shell is our child and not reaped yet, so the id cannot have passed to another process.
-bool endsInTime(pid_t shellId) {
+bool endsWithin(std::chrono::milliseconds bound, pid_t shellId) {
     const FileDescriptor process(static_cast<int>(::syscall(SYS_pidfd_open, shellId, 0)));
     if (process.number < 0) {
         throw std::system_error(errno, std::generic_category(), "pidfd_open");
     }
-    const auto deadline = std::chrono::steady_clock::now() + shellBound;
+    const auto deadline = std::chrono::steady_clock::now() + bound;
     while (true) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
             deadline - std::chrono::steady_clock::now());
@@ -124,10 +124,14 @@ void reap(pid_t shellId) {
 }  // namespace
 
 void runShellCommand(const std::string& command) {
+    runShellCommandWithin(shellBound, command);
+}
+
+void runShellCommandWithin(std::chrono::milliseconds bound, const std::string& command) {
     const pid_t shellId = startShell(command);
     bool ended = false;
     try {
-        ended = endsInTime(shellId);
+        ended = endsWithin(bound, shellId);
     } catch (...) {
         ::kill(shellId, SIGKILL);
         reap(shellId);
@@ -138,7 +142,8 @@ void runShellCommand(const std::string& command) {
     }
     reap(shellId);
     if (!ended) {
-        throw std::runtime_error("the shell did not end within 10 s and was killed");
+        throw std::runtime_error("the shell did not end within " + std::to_string(bound.count()) +
+                                 " ms and was killed");
     }
 }
 

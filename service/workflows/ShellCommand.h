@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace tarn::service {
@@ -12,5 +13,8 @@ namespace tarn::service {
 /// Throws std::runtime_error when the shell cannot be started or had to be killed; what the command
 /// itself does with its exit status is not looked at.
 void runShellCommand(const std::string& command);
+
+/// The same, and waits for the shell as long as `bound`.
+void runShellCommandWithin(std::chrono::milliseconds bound, const std::string& command);
 
 }  // namespace tarn::service

@@ -45,6 +45,22 @@ TEST(EscapeForLog, DoesNotEscapeTwice) {
     EXPECT_EQ(escapeForLog(once), once);
 }
 
+TEST(IsUnsafe, IsTrueOfTheseAndOfNoneBesideThem) {
+    struct Range {
+        std::uint32_t first;
+        std::uint32_t last;
+    };
+    for (const auto& [first, last] :
+         {Range{0, 0x1F}, Range{0x7F, 0x9F}, Range{0x61C, 0x61C}, Range{0x200E, 0x200F},
+          Range{0x2028, 0x202E}, Range{0x2066, 0x2069}}) {
+        EXPECT_TRUE(first == 0 || !isUnsafe(first - 1)) << first;
+        for (auto codePoint = first; codePoint <= last; ++codePoint) {
+            EXPECT_TRUE(isUnsafe(codePoint)) << codePoint;
+        }
+        EXPECT_FALSE(isUnsafe(last + 1)) << last;
+    }
+}
+
 TEST(IsPlainForLog, IsTrueOnlyOfWhatWouldStayAsItIs) {
     EXPECT_TRUE(isPlainForLog("\tError: ~ \\n"));
     EXPECT_TRUE(isPlainForLog(""));

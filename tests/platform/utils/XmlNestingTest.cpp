@@ -28,6 +28,21 @@ TEST(XmlNesting, TagsInCommentsAndAttributesAndDataDoNotCount) {
     EXPECT_EQ(findNestingBeyond("<a><!-- <b> --><![CDATA[<b>]]><?p <b>?></a>", 1), std::nullopt);
 }
 
+TEST(XmlNesting, MarkupMayBeEmpty) {
+    EXPECT_THAT(findNestingBeyond("<a><!----><b/></a>", 1), Optional(Eq(10U)));
+    EXPECT_THAT(findNestingBeyond("<a><![CDATA[]]><b/></a>", 1), Optional(Eq(15U)));
+    EXPECT_THAT(findNestingBeyond("<a><?\?><b/></a>", 1), Optional(Eq(7U)));
+    EXPECT_THAT(findNestingBeyond("<a><!><b/></a>", 1), Optional(Eq(6U)));
+    EXPECT_THAT(findNestingBeyond("<a><!DOCTYPE ><b/></a>", 1), Optional(Eq(14U)));
+    EXPECT_THAT(findNestingBeyond("<a></><b><c/></b>", 1), Optional(Eq(9U)));
+    EXPECT_THAT(findNestingBeyond("<><b/></>", 1), Optional(Eq(2U)));
+}
+
+TEST(XmlNesting, ADoctypeEndsOutsideItsBrackets) {
+    EXPECT_THAT(findNestingBeyond("<a><!DOCTYPE [[]>]><b/></a>", 1), Optional(Eq(19U)));
+    EXPECT_THAT(findNestingBeyond("<a><!DOCTYPE ]><b/></a>", 1), Optional(Eq(15U)));
+}
+
 TEST(XmlNesting, ANameMayHoldASmallerSign) {
     EXPECT_EQ(findNestingBeyond("<a<b<c></a>", 1), std::nullopt);
 }

@@ -187,6 +187,16 @@ TEST_F(ConfigurationCheckTest, WarnsOfPortsThatAreNotUsedAsWritten) {
                     "10"));
 }
 
+TEST_F(ConfigurationCheckTest, TakesEveryPortThatThereIs) {
+    EXPECT_THAT(problemsOfSections("<Resources><TcpPorts interface='a' from='1' to='65535'/>"
+                                   "<TcpPorts interface='b' from='20' to='20'/></Resources>"),
+                IsEmpty());
+    EXPECT_THAT(
+        problemsOfSections("<Resources><TcpPorts interface='a' from='0' to='65536'/></Resources>"),
+        ElementsAre("warning 3 TcpPorts: TcpPorts attribute \"from\" is used as 0: \"0\"",
+                    "warning 3 TcpPorts: TcpPorts attribute \"to\" is used as 0: \"65536\""));
+}
+
 TEST_F(ConfigurationCheckTest, WarnsOfAStorageThatIsIgnored) {
     EXPECT_THAT(problemsOfSections("<Storage type='loopstorage'><Any/></Storage>"),
                 ElementsAre("warning 3 Storage: Storage is ignored: its type is not "

@@ -87,4 +87,16 @@ TEST_F(ShellCommand, DoesNotWaitForWhatRunsInTheBackground) {
     close(writer);
 }
 
+TEST_F(ShellCommand, KillsAShellThatDoesNotEndInTimeAndSaysSo) {
+    using namespace std::chrono_literals;
+    try {
+        runShellCommandWithin(100ms, "echo $$ > " + file() + "; exec sleep 1000");
+        FAIL() << "it ended";
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "the shell did not end within 100 ms and was killed");
+    }
+    const auto shell = output();  // empty if it had not come so far
+    EXPECT_TRUE(shell.empty() || ::kill(std::stoi(shell), 0) != 0);
+}
+
 }  // namespace tarn::service
