@@ -120,6 +120,37 @@ TEST(BatchScanner, GoesAsDeepAsParsersDo) {
     EXPECT_FALSE(scanBatch(chain(2000).SerializeAsString()));
 }
 
+TEST(BatchScanner, GoesToTheSameLevelAsParsersDo) {
+    google::protobuf::LogSilencer quiet;
+    for (int depth = 90; depth < 110; ++depth) {
+        auto batch = chain(depth);
+        EXPECT_EQ(scanBatch(batch.SerializeAsString()).has_value(),
+                  parses(batch.SerializeAsString()))
+            << depth;
+        auto* last = batch.mutable_device_tree();
+        while (last->sub_devices_size() > 0) {
+            last = last->mutable_sub_devices(0);
+        }
+        last->mutable_global_status();
+        EXPECT_EQ(scanBatch(batch.SerializeAsString()).has_value(),
+                  parses(batch.SerializeAsString()))
+            << depth << " with a status";
+    }
+}
+
+TEST(BatchScanner, LooksIntoWhateverAnEventTells) {
+    google::protobuf::LogSilencer quiet;
+    for (unsigned field = 99; field <= 103; ++field) {
+        const std::string garbage("\x03\x0a\x05x", 4);  // a text that is cut off, with its length
+        const std::string event = {static_cast<char>((field << 3U | 2U) | 0x80U),
+                                   static_cast<char>(field << 3U >> 7U)};
+        const auto inside = event + garbage;
+        const auto batch = std::string("\x12") + static_cast<char>(inside.size()) + inside;
+        EXPECT_EQ(scanBatch(batch).has_value(), parses(batch)) << field;
+        EXPECT_EQ(parses(batch), field < 100 || field > 102) << field;
+    }
+}
+
 TEST(BatchScanner, WhatItAcceptsParses) {
     google::protobuf::LogSilencer quiet;
     std::mt19937 random(1);  // the same bytes in every run

@@ -133,6 +133,26 @@ TEST_F(GatewayProgramTest, GarbageIsDroppedAndSaid) {
     EXPECT_LT(std::count(result.err.begin(), result.err.end(), '\n'), 10) << result.err;
 }
 
+TEST_F(GatewayProgramTest, ABatchThatIsTooLargeIsDroppedAndSaid) {
+    const auto one = subscriber();
+    sendBytes(std::string((64U << 20U) - 1000, 'x'));
+    EXPECT_TRUE(gateway().waitForErr("dropped 1, the last one: "));
+    send(ServiceEventBatch());
+    EXPECT_EQ(one->next().sequence(), 1U);
+}
+
+TEST_F(GatewayProgramTest, WhoLeavesIsNoSubscriberAnyMore) {
+    const auto stays = subscriber();
+    subscriber().reset();
+    bool isCounted = false;
+    for (int tries = 0; tries < 100 && !isCounted; ++tries) {
+        gateway().signal(SIGUSR1);
+        isCounted =
+            gateway().waitForErr("subscribers 1, newcomers 2", std::chrono::milliseconds(100));
+    }
+    EXPECT_TRUE(isCounted);
+}
+
 TEST_F(GatewayProgramTest, ReportsWhatWentThroughWhenAskedAndAtItsEnd) {
     const auto one = subscriber();
     send(ServiceEventBatch());
