@@ -3,6 +3,7 @@
 
 #include "tests/gateway/AskedService.h"
 #include "tests/gateway/GatewayBed.h"
+#include "tests/support/MachineTime.h"
 
 // The service's tree, where the gateway has to ask for it.
 namespace tarn::gateway {
@@ -97,14 +98,16 @@ TEST_F(AskedTreeTest, IsNotAskedForWhereNothingIsMissing) {
     EXPECT_EQ(asked.asked(), 1U);
 }
 
-TEST_F(AskedTreeTest, TheGatewayEndsInOrderWhileItAsks) {
+TEST_F(AskedTreeTest, TheGatewayEndsInOrderWhileItAsksAndAwaitsNoAnswer) {
     socket::Socket silent("silent service", socket::ClosePolicy::Discard);
     silent.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(requests),
                             0);
     startGateway();
     std::string error;
     ASSERT_EQ(silent.poll(10000, error), 0);
+    const test::MachineTime time;
     EXPECT_EQ(stopGateway(SIGTERM), 0);
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(4));  // an answer is awaited for 5
 }
 
 }  // namespace tarn::gateway

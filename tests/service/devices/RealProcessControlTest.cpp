@@ -1,5 +1,8 @@
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -76,6 +79,26 @@ TEST_F(RealProcessControlTest, DoesNotWaitOnceAStopIsRequested) {
     const auto begin = std::chrono::steady_clock::now();
     control.awaitEnd(process, 20s, stop.get_token());
     EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+TEST_F(RealProcessControlTest, TellsWhoListensOnAPortOfVersionSixAndNotWhoHoldsItOnly) {
+    const int listening = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 address{};
+    address.sin6_family = AF_INET6;
+    address.sin6_addr = in6addr_loopback;
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (listening < 0 || ::bind(listening, generic, size) != 0) {
+        GTEST_SKIP() << "there is no such protocol here";
+    }
+    ::getsockname(listening, generic, &size);
+    const auto endpoint =
+        socket::SocketEndpoint(socket::Transport::Tcp, "localhost", ntohs(address.sin6_port));
+    EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Unknown);
+    ::listen(listening, 1);
+    EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Holds);
+    EXPECT_EQ(control.holds(child.id(), endpoint), Control::Holding::HoldsNot);
+    ::close(listening);
 }
 
 class Endpoints : public testing::TestWithParam<const char*> {

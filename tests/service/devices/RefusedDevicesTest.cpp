@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+
 namespace tarn::service::devices {
 
 using std::chrono::milliseconds;
@@ -49,6 +51,16 @@ TEST_F(RefusedDevicesTest, HasALineForEachDeviceOnceAMinute) {
     now += seconds(1);
     EXPECT_TRUE(refused.takeLine("cam1"));
     EXPECT_FALSE(refused.takeLine("cam1"));
+}
+
+TEST_F(RefusedDevicesTest, RemembersTheLinesOfAThousandDevicesAndThenBeginsAnew) {
+    for (int n = 0; n < 1000; ++n) {
+        EXPECT_TRUE(refused.takeLine(std::to_string(n)));
+    }
+    EXPECT_FALSE(refused.takeLine("0"));
+    EXPECT_TRUE(refused.takeLine("one more"));
+    EXPECT_TRUE(refused.takeLine("0"));
+    EXPECT_FALSE(refused.takeLine("one more"));
 }
 
 }  // namespace tarn::service::devices
