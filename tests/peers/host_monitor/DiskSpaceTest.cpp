@@ -1,6 +1,7 @@
 #include "peers/host_monitor/DiskSpace.h"
 
 #include <gtest/gtest.h>
+#include <sys/statvfs.h>
 
 #include "tests/support/TemporaryFolder.h"
 
@@ -13,6 +14,16 @@ TEST(DiskSpace, ReadsAFileSystem) {
     ASSERT_TRUE(space);
     EXPECT_GT(space->size, 0U);
     EXPECT_LE(space->used + space->free, space->size);
+    struct statvfs values {};
+    ASSERT_EQ(::statvfs(folder.path().c_str(), &values), 0);
+    EXPECT_EQ(space->size, values.f_blocks * values.f_frsize);
+    // Others write there meanwhile.
+    const auto tolerance = static_cast<double>(space->size) / 50;
+    EXPECT_NEAR(static_cast<double>(space->free),
+                static_cast<double>(values.f_bavail * values.f_frsize), tolerance);
+    EXPECT_NEAR(static_cast<double>(space->used),
+                static_cast<double>((values.f_blocks - values.f_bfree) * values.f_frsize),
+                tolerance);
 }
 
 TEST(DiskSpace, IsNothingWhereThereIsNone) {

@@ -67,6 +67,37 @@ TEST_F(HostDescriptionTest, HasADeviceForEveryPart) {
     EXPECT_EQ(host->getGlobalStatus().level, Level::Ok);
 }
 
+TEST_F(HostDescriptionTest, EveryPartTellsItsValues) {
+    reading.interfaces["eth0"].counters.receiveErrors = 3;
+    reading.interfaces["eth0"].counters.sendErrors = 4;
+    const auto host = describeNext();
+    EXPECT_DOUBLE_EQ(valueOf<double>(*host, "Host-box", "Load"), 50);
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, "Host-box.memory", "Total"), 1'000'000U);
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, "Host-box.memory", "Available"), 500'000U);
+    EXPECT_DOUBLE_EQ(valueOf<double>(*host, "Host-box.memory", "Used"), 50);
+    const auto disk = host->getDeviceById("Host-box.disk./data");
+    EXPECT_EQ(disk->getName(), "Disk /data");
+    EXPECT_EQ(disk->getProperty("Device")->value, "/dev/sda");
+    EXPECT_EQ(disk->getProperty("FileSystem")->value, "ext4");
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, disk->getId(), "Size"), 1'000'000U);
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, disk->getId(), "Free"), 500'000U);
+    EXPECT_DOUBLE_EQ(valueOf<double>(*host, disk->getId(), "Used"), 50);
+    EXPECT_EQ(valueOf<std::string>(*host, "Host-box.network.eth0", "State"), "up");
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, "Host-box.network.eth0", "ReceiveErrors"), 3U);
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, "Host-box.network.eth0", "SendErrors"), 4U);
+    EXPECT_DOUBLE_EQ(valueOf<double>(*host, "Host-box.temperature.hwmon0.temp1", "Degrees"), 40);
+    for (const auto& part : host->getSubDevices()) {
+        EXPECT_EQ(part.getGlobalStatus().level, Level::Ok) << part.getId();
+    }
+}
+
+TEST_F(HostDescriptionTest, TwoLooksAtTheSameMomentAreNoRate) {
+    describeNext();
+    reading.interfaces["eth0"].counters.receivedBytes = 2000;
+    const auto host = description.describe(reading);
+    EXPECT_EQ(valueOf<std::uint64_t>(*host, "Host-box.network.eth0", "ReceivedPerSecond"), 0U);
+}
+
 TEST_F(HostDescriptionTest, TheFirstLoadIsThatSinceTheStartThenThatSinceTheLastLook) {
     EXPECT_DOUBLE_EQ(valueOf<double>(*describeNext(), "Host-box.processor.0", "Load"), 50);
     reading.processors[0] = {175, 125};

@@ -18,6 +18,12 @@ TEST(MemoryInfo, NeverHasMoreAvailableThanThereIs) {
     EXPECT_EQ(parseMemoryInfo("MemTotal: 10 kB\nMemAvailable: 12 kB")->available, 10240U);
 }
 
+TEST(MemoryInfo, IsWhatCanBeCountedInBytes) {
+    EXPECT_EQ(parseMemoryInfo("MemTotal: 18014398509481983 kB\nMemAvailable: 1 kB")->total,
+              18014398509481983U * 1024);
+    EXPECT_FALSE(parseMemoryInfo("MemTotal: 18014398509481984 kB\nMemAvailable: 1 kB"));
+}
+
 TEST(MemoryInfo, IsNothingWithoutBoth) {
     for (const char* text :
          {"", "MemTotal: 10 kB", "MemAvailable: 10 kB", "MemTotal: 0 kB\nMemAvailable: 0 kB",

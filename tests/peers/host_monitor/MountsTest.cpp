@@ -25,7 +25,8 @@ TEST(Mounts, ReadsSourcePointAndType) {
 
 TEST(Mounts, ResolvesEscapes) {
     EXPECT_EQ(parseMounts("/dev/a /my\\040disk\\134x ext4")[0].point, "/my disk\\x");
-    for (const std::string odd : {"/a\\", "/a\\04", "/a\\0x0", "/a\\999", "/a\\000"}) {
+    EXPECT_EQ(parseMounts("/dev/a /a\\001\\377 ext4")[0].point, "/a\x01\xff");
+    for (const std::string odd : {"/a\\", "/a\\04", "/a\\400", "/a\\0x0", "/a\\999", "/a\\000"}) {
         EXPECT_EQ(parseMounts("/dev/a " + odd + " ext4")[0].point, odd);
     }
 }
@@ -65,6 +66,11 @@ TEST(Mounts, ADiskIsOneHoweverOftenItIsMounted) {
                       "/dev/vda /data ext4 rw 0 0\n"
                       "/dev/vda /data/again ext4 rw 0 0\n"),
               Points{"/data"});
+    EXPECT_EQ(disksIn("/dev/vda /b ext4 rw 0 0\n/dev/vda /a ext4 rw 0 0\n"), Points{"/a"});
+}
+
+TEST(Mounts, BelowARootThatMayHangLiesEverything) {
+    EXPECT_EQ(disksIn("server:/x / nfs rw 0 0\n/dev/vda /data ext4 rw 0 0\n"), Points{});
 }
 
 TEST(Mounts, OfWhatIsMountedOverEachOtherTheLastCounts) {

@@ -35,6 +35,7 @@ TEST(Processors, BrokenLinesAreLeftOut) {
           "cpu99999999999 1 2 3 4", "cpu-1 1 2 3 4", "cpu65536 1 2 3 4", "\x01\xff"}) {
         EXPECT_TRUE(parseProcessors(text).empty()) << text;
     }
+    EXPECT_EQ(parseProcessors("cpu65535 1 2 3 4").size(), 1U);
     EXPECT_EQ(parseProcessors("cpu0 broken\ncpu1 1 2 3 4\n").size(), 1U);
 }
 

@@ -29,6 +29,7 @@ TEST(Rounding, RatesHaveThreeDigits) {
     EXPECT_EQ(toThreeDigits(123'456), 123'000U);
     EXPECT_EQ(toThreeDigits(999.6), 1000U);
     EXPECT_EQ(toThreeDigits(42.4), 42U);
+    EXPECT_EQ(toThreeDigits(1), 1U);
     EXPECT_EQ(toThreeDigits(0.3), 0U);
     EXPECT_EQ(toThreeDigits(-5), 0U);
     EXPECT_EQ(toThreeDigits(std::numeric_limits<double>::quiet_NaN()), 0U);

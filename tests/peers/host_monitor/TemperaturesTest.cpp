@@ -57,6 +57,20 @@ TEST_F(TemperaturesTest, NonsenseIsLeftOut) {
     EXPECT_TRUE(read().empty());
 }
 
+TEST_F(TemperaturesTest, WhatIsBetweenTheColdestAndTheHottestIsATemperature) {
+    for (const auto& [content, isOne] : {std::pair("-100000", false), std::pair("-99999", true),
+                                         std::pair("249999", true), std::pair("250000", false)}) {
+        write("hwmon/hwmon0/temp1_input", content);
+        EXPECT_EQ(read().size(), isOne ? 1U : 0U) << content;
+    }
+}
+
+TEST_F(TemperaturesTest, ALongNameIsCut) {
+    write("thermal/thermal_zone0/type", std::string(65, 'x'));
+    write("thermal/thermal_zone0/temp", "27800");
+    EXPECT_EQ(read().at(0).name, std::string(64, 'x'));
+}
+
 TEST_F(TemperaturesTest, ReadsAZoneWithItsCriticalPoint) {
     write("thermal/thermal_zone0/type", "acpitz");
     write("thermal/thermal_zone0/temp", "27800");
