@@ -95,6 +95,17 @@ TEST_P(ConsoleOutputTest, WhatHadToWaitArrivesWholeAndInOrder) {
     EXPECT_EQ(channel.readUntil("2999" + longLine), expected);
 }
 
+TEST_P(ConsoleOutputTest, WhatHasToWaitASecondTimeArrivesToo) {
+    ConsoleOutput output(channel.writer());
+    for (const std::string end : {"first", "second", "third"}) {
+        for (int i = 0; i < 1000; ++i) {
+            output.write(longLine);
+        }
+        output.write(end + "\n");
+        EXPECT_EQ(channel.readUntil(end + "\n").size(), 1000 * longLine.size() + end.size() + 1);
+    }
+}
+
 TEST_P(ConsoleOutputTest, SaysHowManyLinesWereDropped) {
     ConsoleOutput output(channel.writer(), 10000);
     constexpr int count = 1000;
