@@ -61,6 +61,7 @@ TEST(StreamLogSink, WritesStampLevelAndTextOnOneLine) {
     char line[200] = {};
     ASSERT_NE(std::fgets(line, sizeof line, file), nullptr);
     EXPECT_THAT(line, testing::ContainsRegex("^[0-9-]{10} [0-9:]{8},[0-9]{3} WARN  100 %s\n$"));
+    EXPECT_EQ(std::fgetc(file), EOF);
     std::fclose(file);
 }
 

@@ -24,6 +24,8 @@ TEST(Utf8, KnowsCharactersOfEachLength) {
     EXPECT_EQ(firstCharacter("\xc2\x80").codePoint, 0x80U);
     EXPECT_EQ(firstCharacter("\xdf\xbf").codePoint, 0x7FFU);
     EXPECT_EQ(firstCharacter("\xe0\xa0\x80").codePoint, 0x800U);
+    EXPECT_EQ(firstCharacter("\xed\x9f\xbf").codePoint, 0xD7FFU);  // before the surrogates
+    EXPECT_EQ(firstCharacter("\xee\x80\x80").codePoint, 0xE000U);  // and behind them
     EXPECT_EQ(firstCharacter("\xef\xbf\xbf!").length, 3U);
     EXPECT_EQ(firstCharacter("\xf0\x90\x80\x80").codePoint, 0x10000U);
     EXPECT_EQ(firstCharacter("\xf4\x8f\xbf\xbf").codePoint, 0x10FFFFU);
@@ -38,6 +40,7 @@ TEST(Utf8, ReplacesEachByteThatIsNone) {
     EXPECT_EQ(replaceInvalidUtf8("\xe0\x9f\xbf"), repeated(3));
     EXPECT_EQ(replaceInvalidUtf8("\xf0\x8f\xbf\xbf"), repeated(4));
     EXPECT_EQ(replaceInvalidUtf8("\xed\xa0\x80"), repeated(3));      // half a surrogate pair
+    EXPECT_EQ(replaceInvalidUtf8("\xed\xbf\xbf"), repeated(3));      // the other half
     EXPECT_EQ(replaceInvalidUtf8("\xf4\x90\x80\x80"), repeated(4));  // beyond the last
 }
 

@@ -45,6 +45,7 @@ TEST(XmlNesting, ADoctypeEndsOutsideItsBrackets) {
 
 TEST(XmlNesting, ANameMayHoldASmallerSign) {
     EXPECT_EQ(findNestingBeyond("<a<b<c></a>", 1), std::nullopt);
+    EXPECT_EQ(findNestingBeyond("<a></a<b><c></c>", 1), std::nullopt);
 }
 
 TEST(XmlNesting, GivesUpWhereTheParserDoes) {
