@@ -15,8 +15,10 @@
 #include "peers/job_runtime/Persistence.h"
 #include "peers/job_runtime/SetupAnswer.h"
 #include "peers/job_runtime/StopRequest.h"
+#include "proto/service_job.pb.h"
 #include "tests/peers/support/JobEvents.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/MachineTime.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::peers {
@@ -118,7 +120,9 @@ struct JobSupervisorTest : testing::Test {
 };
 
 TEST_F(JobSupervisorTest, AJobPlaysToTheEndOfItsStream) {
+    const test::MachineTime time;
     run(ends);
+    EXPECT_LT(time.elapsed(), 1s);  // what the process says is heard at once
     EXPECT_EQ(end().reason(), JobEventEnd::END_OF_STREAM);
     EXPECT_THAT(told(), ElementsAre("parse with A=1", "prepare", "play"));
     EXPECT_TRUE(supervisor->wasSetUp());
@@ -156,6 +160,30 @@ TEST_F(JobSupervisorTest, APersistentJobWhosePipelineCannotBeUsedIsNotTriedAgain
     EXPECT_FALSE(supervisor->wasSetUp());
     EXPECT_EQ(end().reason(), JobEventEnd::FAILED);
     EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(JobSupervisorTest, NeitherIsOneThatComesFromItsFile) {
+    using namespace tarn::proto::service_job;
+    ServiceToJobRequest request;
+    request.MutableExtension(ServiceToJobRequestSetup::base)
+        ->mutable_job_description()
+        ->set_job_id("the-id");
+    folder.write("file", request.SerializeAsString());
+    run("parse=failure,exit1", Kept::Yes);
+    EXPECT_EQ(end().reason(), JobEventEnd::FAILED);
+    EXPECT_FALSE(log.contains("Played again"));
+    EXPECT_TRUE(fs::exists(file));
+}
+
+TEST_F(JobSupervisorTest, TheStateIsToldAgainToThoseWhoCameLate) {
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        stop.request(Wish::EndNow);
+    });
+    run(plays);
+    EXPECT_EQ(end().reason(), JobEventEnd::DESTROYED);
 }
 
 TEST_F(JobSupervisorTest, AFailureEndsAJobThatIsNotPersistent) {

@@ -40,6 +40,7 @@ TEST_F(PersistentFileTest, WritesTheWholeContentAndNothingBesides) {
     EXPECT_EQ(tarn::test::readFile(path), content);
     EXPECT_EQ(entries(), 1);
     EXPECT_EQ(filesInFolders(), 0);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(PersistentFileTest, ReplacesAnOlderFile) {

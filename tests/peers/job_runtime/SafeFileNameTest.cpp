@@ -31,6 +31,8 @@ TEST(SafeFileName, CutsALongerTextAndTellsTwoOfThemApart) {
     const std::string one = safeFileName(std::string(100'000, 'a') + "1");
     const std::string two = safeFileName(std::string(100'000, 'a') + "2");
     EXPECT_EQ(one.substr(0, 101), std::string(100, 'a') + "-");
+    EXPECT_EQ(safeFileName("b" + std::string(100, 'a')).substr(0, 101),
+              "b" + std::string(99, 'a') + "-");
     EXPECT_LT(one.size(), 150U);
     EXPECT_NE(one, two);
     EXPECT_EQ(one, safeFileName(std::string(100'000, 'a') + "1"));
