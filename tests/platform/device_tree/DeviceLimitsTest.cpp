@@ -236,5 +236,14 @@ TEST_F(DeviceLimitsTest, WhatStandsForADeviceIsSmallWhateverItsName) {
     EXPECT_LT(refusedDevice(outline, "too much").toProtoBuf().ByteSizeLong(), 1000U);
 }
 
+TEST(DeviceLimits, OfALongNameTheBeginningIsShown) {
+    const std::string longName(300, 'x');
+    const DeviceNode device("i" + longName, "n" + longName, DeviceClass::Host);
+    const auto shown = refusedDevice(outlineOf(device), "why");
+    EXPECT_EQ(shown.getId(), "i" + std::string(255, 'x'));
+    EXPECT_EQ(shown.getName(), "n" + std::string(255, 'x'));
+    EXPECT_EQ(shown.getDeviceClass(), DeviceClass::Host);
+}
+
 }  // namespace
 }  // namespace tarn::device_tree

@@ -36,6 +36,27 @@ TEST_F(PublishSubscribeTest, PublishingNeedsNobody) {
     }
 }
 
+TEST_F(PublishSubscribeTest, WhoHadSubscribedBeforeItWasClosedIsNoSubscriberAfterwards) {
+    const auto other = open(Protocol::Subscribe, endpoint, patienceMs);
+    EXPECT_TRUE(publish->awaitSubscriber(patienceMs));
+    publish->close();
+    publish->createAndConnect(Protocol::Publish, ipcEndpoint(), 0);
+    EXPECT_FALSE(publish->awaitSubscriber(0));
+}
+
+TEST_F(PublishSubscribeTest, ASubscriberInTheProcessFindsThePublisherThatComesBack) {
+    const auto place = inProcessEndpoint();
+    auto first = open(Protocol::Publish, place);
+    const auto subscriber = open(Protocol::Subscribe, place);
+    EXPECT_TRUE(first->awaitSubscriber(patienceMs));
+    first.reset();
+    const auto second = open(Protocol::Publish, place);
+    EXPECT_EQ(poll(*subscriber, 0), 1);
+    EXPECT_TRUE(second->awaitSubscriber(patienceMs));
+    send(*second, "back");
+    EXPECT_EQ(receive(*subscriber), "back");
+}
+
 TEST_F(PublishSubscribeTest, ASubscriberThatDoesNotReadHarmsNobody) {
     const auto idle = subscriber();
     const auto busy = subscriber();
