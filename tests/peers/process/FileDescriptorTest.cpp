@@ -22,13 +22,13 @@ TEST(FileDescriptor, IsOneOwnersAndClosedWithIt) {
         FileDescriptor first(::eventfd(0, EFD_CLOEXEC));
         number = first.get();
         FileDescriptor second(std::move(first));
-        EXPECT_EQ(first.get(), -1);
+        EXPECT_EQ(first.get(), -1);  // NOLINT(bugprone-use-after-move): what it promises
         EXPECT_FALSE(first.isOpen());
         FileDescriptor third(::eventfd(0, EFD_CLOEXEC));
         const int replaced = third.get();
         third = std::move(second);
         EXPECT_FALSE(isOpen(replaced));
-        EXPECT_EQ(second.get(), -1);
+        EXPECT_EQ(second.get(), -1);  // NOLINT(bugprone-use-after-move)
         EXPECT_EQ(third.get(), number);
         EXPECT_TRUE(isOpen(number));
     }

@@ -1,11 +1,13 @@
 #include "service/workflows/EndingJobs.h"
 
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include "platform/socket/Socket.h"
 #include "proto/api_job.pb.h"
 #include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/Process.h"
 
 namespace tarn::service {
 
@@ -28,7 +30,8 @@ class EndingJobs : public testing::Test {
     }
 
     /// Counts the pauses; the job leaves in the third.
-    bool pause() {
+    bool pause(std::chrono::milliseconds length) {
+        EXPECT_EQ(length, 50ms);
         std::string error;
         if (++pauses == 3) {
             EXPECT_TRUE(bed.proxy.unregisterJob("a", error)) << error;
@@ -37,7 +40,7 @@ class EndingJobs : public testing::Test {
     }
 
     void await() {
-        awaitEndingJobs(bed.proxy, [this](auto) { return pause(); });
+        awaitEndingJobs(bed.proxy, [this](auto length) { return pause(length); });
     }
 
     test::ServiceBed bed;
@@ -86,6 +89,29 @@ TEST_F(EndingJobs, AreNotThoseThatDoNotAnswer) {
     await();
     EXPECT_EQ(pauses, 0);
     EXPECT_TRUE(bed.log.contains("DEBUG A job does not tell its state: "));
+}
+
+TEST_F(EndingJobs, AreNotThoseThatAreDead) {
+    test::Process process({"sleep", "1000"});
+    const auto endpoint = test::uniqueEndpoint();
+    socket::Socket job("job", socket::ClosePolicy::Discard);
+    job.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(endpoint), 0);
+    tarn::proto::job_monitoring::JobDescription description;
+    description.set_job_id("dead");
+    std::string error;
+    ASSERT_TRUE(bed.proxy.registerJob({resource_manager::JobDescription(description),
+                                       endpoint,
+                                       "",
+                                       resource_manager::ProcessIdentity::of(process.id()),
+                                       {}},
+                                      error))
+        << error;
+    process.signal(SIGKILL);
+    process.wait();
+    await();
+    EXPECT_EQ(pauses, 0);
+    EXPECT_EQ(job.poll(0, error), 1);  // nor is it asked
+    EXPECT_FALSE(bed.log.contains("A job does not tell its state"));
 }
 
 TEST_F(EndingJobs, AreWaitedForNoLongerThanTheBound) {

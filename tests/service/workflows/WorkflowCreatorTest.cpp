@@ -174,6 +174,7 @@ TEST_F(CreatingAWorkflow, ReportsWhatAnAcceptedJobLacks) {
 TEST_F(CreatingAWorkflow, CountsALauncherThatNeverAppearsAsStarted) {
     EXPECT_TRUE(create());
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Failed starting external job: "));
+    EXPECT_TRUE(bed.log.contains("nobody answered on " + ipcEndpoint + " within 2000 ms"));
 }
 
 TEST_F(CreatingAWorkflow, QuotesWhatAClientNamed) {
