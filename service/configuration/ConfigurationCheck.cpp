@@ -44,7 +44,6 @@ void checkElements(const XmlDocument& document, const ConfigurationSettings& set
 std::vector<ConfigurationProblem> checkConfigurationFile(const std::string& path) {
     const utils::MessageFormatter owner("ConfigurationHandler");
     ConfigurationSettings settings;
-    settings.reset();
     ConfigurationFileReader reader(settings, owner);
 
     std::vector<ConfigurationProblem> found;

@@ -55,6 +55,24 @@ TEST_F(DifferencePublisherTest, WhoPingsWithoutHavingAskedIsToldOfTheWholeDevice
     EXPECT_EQ(events[1].type(), Event::STATUS_CHANGE);
 }
 
+TEST_F(DifferencePublisherTest, AServiceThatIsAwayIsALineAndThatItIsBackAnother) {
+    const LogCapture log;
+    const std::vector<std::string> none;
+    const std::string away = "WARN Cannot send an event, changes are kept: the queue is full";
+    const std::vector<std::string> awayAndBack{away, "INFO Events are taken again"};
+    follow(makeNode(1));
+    publisher.update(makeNode(2), now);
+    EXPECT_EQ(log.lines(), none);
+    channel.state = FakeChannel::State::Broken;
+    publisher.update(makeNode(3), now);
+    publisher.update(makeNode(4), now);
+    EXPECT_EQ(log.lines(), std::vector<std::string>{away});
+    channel.state = FakeChannel::State::Works;
+    publisher.update(makeNode(4), now);
+    publisher.update(makeNode(5), now);
+    EXPECT_EQ(log.lines(), awayAndBack);
+}
+
 TEST_F(DifferencePublisherTest, ChangesOfValuesAreStatusChanges) {
     follow(makeNode(1));
     publisher.update(makeNode(2), now);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <future>
+#include <thread>
 
 #include "tests/service/api/ApiBed.h"
 
@@ -94,6 +95,23 @@ TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedEndsAWaitThatBeginsLater) {
 TEST_F(ApiLifecycle, AServerThatCouldNotStartCanBeTerminated) {
     startInVain();
     bed.server.terminate();
+}
+
+// Nothing tells when the thread has come to wait for somebody to tell: each has a little longer.
+TEST(ApiServerThatCouldNotStart, CanBeTerminatedAtAnyTime) {
+    const auto endpoint = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
+    socket::Socket holder("holder", socket::ClosePolicy::Discard);
+    holder.createAndConnect(socket::Protocol::Reply, endpoint, 0);
+    for (int steps = 1; steps <= 1 << 14; steps *= 4) {
+        test::ApiBed bed;
+        bed.workflows.init(endpoint, {});
+        bed.server.start("TarnService");
+        ASSERT_TRUE(bed.log.waitFor("Failed creating request reception socket: "));
+        for (int step = 0; step < steps; ++step) {
+            std::this_thread::yield();
+        }
+        bed.server.terminate();
+    }
 }
 
 TEST_F(ApiLifecycle, AMissingDictionaryIsLoggedAndTheServerAnswers) {

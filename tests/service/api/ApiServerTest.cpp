@@ -122,6 +122,7 @@ TEST_F(ApiServer, AnswersWhatAHandlerThrows) {
     const auto reply = bed.ask(ApiToServiceRequest::GET_JOBS);
     utils::setLogSink(sound);
     EXPECT_EQ(reply.type(), ServiceToApiReply::GET_JOBS);
+    EXPECT_TRUE(reply.has_success());
     EXPECT_FALSE(reply.success());
     EXPECT_EQ(reply.error_message(), "no line like this");
     EXPECT_TRUE(

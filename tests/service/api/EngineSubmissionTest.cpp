@@ -56,6 +56,8 @@ TEST_F(EngineSubmission, TellsTheClientTheFourEndpointsThatTheEngineGets) {
     EXPECT_EQ(reply.type(), ServiceToApiReply::ENGINE_SUBMISSION);
     EXPECT_TRUE(reply.success());
     const auto& answer = *reply.MutableExtension(ServiceToApiReplyEngineSubmission::base);
+    setup();
+    EXPECT_EQ(setupRequest.type(), ServiceToEngineRequest::SETUP);
     EXPECT_EQ(setup().first_engine_endpoint(), answer.first_engine_endpoint());
     EXPECT_EQ(setup().second_engine_endpoint(), answer.second_engine_endpoint());
     EXPECT_EQ(setup().third_engine_endpoint(), answer.third_engine_endpoint());
@@ -106,6 +108,7 @@ TEST_F(EngineSubmission, ReportsAnEngineThatNeverAppears) {
     bed.start();
     EXPECT_TRUE(submit().success());
     EXPECT_TRUE(bed.log.waitFor("ERROR Api requests handler > Failed starting external job: "));
+    EXPECT_TRUE(bed.log.contains(" within 2000 ms"));
 }
 
 TEST_F(EngineSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {

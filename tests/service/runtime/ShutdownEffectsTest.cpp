@@ -44,6 +44,7 @@ class Onlooker : public utils::LogSink {
 class Probe : public devices::DeviceController {
   public:
     explicit Probe(std::vector<std::string>& told) : told(told) {}
+    ~Probe() override { told.emplace_back("gone"); }
     std::string messageHeader() const override { return "probe"; }
     void stop() override { told.emplace_back("stopped"); }
 
@@ -123,6 +124,21 @@ TEST_F(ShutdownEffects, TheControllersHaveStopped) {
     ASSERT_TRUE(manager.initFromConfiguration(errors));
     shutDown(manager, "Device controllers stopped",
              [&] { EXPECT_THAT(told, ElementsAre("stopped")); });
+}
+
+TEST_F(ShutdownEffects, NoControllerIsLeftToSayAnythingAfterTheLastLine) {
+    std::vector<std::string> told;
+    devices::DeviceManager manager(
+        {bed.configuration,
+         bed.deviceEvents,
+         bed.emitter,
+         [&](const std::string&) { return std::make_shared<Probe>(told); },
+         {},
+         {}});
+    std::list<std::string> errors;
+    ASSERT_TRUE(manager.initFromConfiguration(errors));
+    shutDown(manager, "Service terminated",
+             [&] { EXPECT_THAT(told, ElementsAre("stopped", "gone")); });
 }
 
 TEST_F(ShutdownEffects, NoRequestIsServedAnyMore) {
