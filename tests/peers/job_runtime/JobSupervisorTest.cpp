@@ -79,6 +79,16 @@ struct JobSupervisorTest : testing::Test {
         EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
     }
 
+    /// The job's file is there, as where a service starts it again.
+    void storeFile() const {
+        using namespace tarn::proto::service_job;
+        ServiceToJobRequest request;
+        request.MutableExtension(ServiceToJobRequestSetup::base)
+            ->mutable_job_description()
+            ->set_job_id("the-id");
+        folder.write("file", request.SerializeAsString());
+    }
+
     JobEventEnd end() {
         const auto told = events.waitForEnd();
         EXPECT_TRUE(told);
@@ -162,13 +172,18 @@ TEST_F(JobSupervisorTest, APersistentJobWhosePipelineCannotBeUsedIsNotTriedAgain
     EXPECT_FALSE(fs::exists(file));
 }
 
-TEST_F(JobSupervisorTest, NeitherIsOneThatComesFromItsFile) {
-    using namespace tarn::proto::service_job;
-    ServiceToJobRequest request;
-    request.MutableExtension(ServiceToJobRequestSetup::base)
-        ->mutable_job_description()
-        ->set_job_id("the-id");
-    folder.write("file", request.SerializeAsString());
+TEST_F(JobSupervisorTest, OneThatComesFromItsFileAndCannotBePreparedYetIsTriedAgain) {
+    storeFile();
+    prepare("parse=parsed prepare=failure,exit1", Kept::Yes);
+    wishWhen(JOB_STATE_WAITING_TO_RESTART, Wish::EndNow);
+    supervisor->run();
+    supervisor->tellEnd();
+    EXPECT_EQ(end().message(), "destroyed while waiting to be played again");
+    EXPECT_TRUE(supervisor->wasSetUp());
+}
+
+TEST_F(JobSupervisorTest, OneThatComesFromItsFileAndCannotBeUsedIsNot) {
+    storeFile();
     run("parse=failure,exit1", Kept::Yes);
     EXPECT_EQ(end().reason(), JobEventEnd::FAILED);
     EXPECT_FALSE(log.contains("Played again"));

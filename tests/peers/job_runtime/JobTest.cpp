@@ -124,6 +124,15 @@ TEST_F(JobTest, OneThatComesFromAFileIsPersistentFromTheBeginning) {
     EXPECT_TRUE(std::filesystem::exists(setup.persistentFile));
 }
 
+TEST_F(JobTest, OneThatComesBackFromAFileThatIsGoneIsRefused) {
+    setup.comesBack = true;
+    setup.persistentFile = service.pathOf("file");
+    setup.persistentContent = "content";
+    EXPECT_FALSE(run());
+    ASSERT_EQ(verdicts.size(), 1U);
+    EXPECT_EQ(verdicts[0].refusal, "Job is not registered: Ended for good meanwhile: job the-id");
+}
+
 TEST_F(JobTest, WithoutAResourcesEndpointItPlaysUnregistered) {
     setup.resourcesEndpoint.clear();
     bool isListed = true;

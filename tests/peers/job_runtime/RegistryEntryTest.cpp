@@ -61,7 +61,7 @@ struct RegistryEntryTest : testing::Test {
 
     void makeEntry() {
         entry.emplace(job(ProcessIdentity::ofThisProcess()), service.resourcesEndpoint(),
-                      [this] { return mayReplace; });
+                      [this](bool hadToWait) { return hadToWait ? mayReplace : mayBegin; });
     }
 
     /// Whether it comes to that where the claim is held when it enters and then let go of. Nothing
@@ -92,6 +92,7 @@ struct RegistryEntryTest : testing::Test {
     test::TestService service;
     const test::LogCapture log;
     bool mayReplace = true;
+    bool mayBegin = true;
     std::optional<RegistryEntry> entry;
 };
 
@@ -163,6 +164,14 @@ TEST_F(RegistryEntryTest, AJobThatWasEndedForGoodMeanwhileDoesNot) {
     mayReplace = false;
     EXPECT_TRUE(standsAfterAWait(Standing::Refused));
     EXPECT_EQ(entry->reason(), "Already running: job the-id");
+    EXPECT_FALSE(service.lists("the-id"));
+}
+
+TEST_F(RegistryEntryTest, AJobThatWasEndedForGoodBeforeItCameBackDoesNotEither) {
+    mayBegin = false;
+    entry->enter();
+    EXPECT_TRUE(becomes(Standing::Refused));
+    EXPECT_EQ(entry->reason(), "Ended for good meanwhile: job the-id");
     EXPECT_FALSE(service.lists("the-id"));
 }
 
