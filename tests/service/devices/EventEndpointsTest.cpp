@@ -76,12 +76,20 @@ TEST_F(EventEndpointRulesTest, NothingInsideTheProcessIsADevices) {
 
 TEST_F(EventEndpointRulesTest, TheServicesOwnEndpointsAreThoseOfItsConfiguration) {
     const test::ServiceBed bed(
-        "<Endpoints><RequestsEndpoint>ipc:///run/tarn/requests</RequestsEndpoint></Endpoints>");
+        "<Endpoints><RequestsEndpoint>ipc:///run/tarn/requests</RequestsEndpoint>"
+        "<EventsEndpoint>ipc:///run/batches/events</EventsEndpoint></Endpoints>");
     const auto configured = EventEndpointRules::of(bed.configuration);
     const auto device = SocketEndpoint::FromString("ipc:///tmp/device");
     EXPECT_EQ(configured.objectionTo(SocketEndpoint::FromString("ipc:///run/tarn/e"), device), "");
-    EXPECT_NE(
-        configured.objectionTo(SocketEndpoint::FromString("ipc:///run/tarn/requests"), device), "");
+    EXPECT_EQ(configured.objectionTo(SocketEndpoint::FromString("ipc:///run/batches/e"), device),
+              "");
+    for (const auto& own :
+         {std::string("ipc:///run/tarn/requests"), std::string("ipc:///run/batches/events"),
+          bed.configuration.getResourcesEndpoint()}) {
+        EXPECT_EQ(configured.objectionTo(SocketEndpoint::FromString(own), device),
+                  "it is the service's own")
+            << own;
+    }
 }
 
 class NamedEventEndpoints : public test::ProtocolBed {
