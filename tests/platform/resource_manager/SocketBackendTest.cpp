@@ -83,7 +83,8 @@ TEST_F(SocketBackends, DoNotTakeTheAnswerToAnotherRequest) {
 }
 
 TEST_F(SocketBackends, WorkAgainAfterARequestThatWasNotAnswered) {
-    EXPECT_THAT(errorOfClearing([&] { receive(); }), HasSubstr("nothing was received within 2000 ms"));
+    EXPECT_THAT(errorOfClearing([&] { receive(); }),
+                HasSubstr("nothing was received within 2000 ms"));
     expectThatTheNextRequestWorks();
 }
 
