@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "proto/monitoring.pb.h"
+#include "tests/service/devices/DeviceMessages.h"
+#include "tests/service/devices/ProtocolBed.h"
 
 namespace tarn::service::devices {
 
@@ -58,6 +60,43 @@ TEST_F(DevicePresenceTest, ADeviceIsConnectedUntilTheLastOfThatIdIsLost) {
 TEST_F(DevicePresenceTest, ARemovalThatIsNotTakenDidNotHappen) {
     isTaken = false;
     EXPECT_FALSE(removeGhost("cam1"));
+}
+
+/// What a controller says of its device.
+class PresentDevices : public test::ProtocolBed {
+  protected:
+    ~PresentDevices() override { controller.reset(); }  // before what it tells
+
+    void watchWithPresence() {
+        device.begin();
+        auto with = surroundings();
+        with.presence = &presence;
+        controller.emplace(device.endpoint(), with);
+        pause.await();
+    }
+
+    bool isPresent(const std::string& id) {
+        return !presence.removeGhost(id, [](const DeviceToTarnServiceEvent*) { return true; });
+    }
+
+    DevicePresence presence{[](const std::string&) { return true; }};
+};
+
+TEST_F(PresentDevices, AreThoseThatAreWatchedUnderTheIdThatTheyTell) {
+    watchWithPresence();
+    EXPECT_TRUE(isPresent("cam1"));
+    device.describeAs(test::camera("cam2"));
+    next();
+    EXPECT_FALSE(isPresent("cam1"));
+    EXPECT_TRUE(isPresent("cam2"));
+    controller->stop();
+    EXPECT_FALSE(isPresent("cam2"));
+}
+
+TEST_F(PresentDevices, AreThoseTooWhoseDescriptionIsRefused) {
+    device.describeAs(test::deepCamera("cam1", 65));
+    watchWithPresence();
+    EXPECT_TRUE(isPresent("cam1"));
 }
 
 }  // namespace tarn::service::devices
