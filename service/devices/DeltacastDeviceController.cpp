@@ -57,7 +57,7 @@ DeltacastDeviceController::DeltacastDeviceController(const std::string& monitori
       eventEndpoints(EventEndpointRules::of(surroundings.configuration)),
       events(surroundings.listener),
       publisher(notifyEvent),
-      process(*this, surroundings.processes) {
+      process(*this, surroundings.processes, surroundings.pause) {
     try {
         setUp(monitoringInterface);
     } catch (const std::exception& e) {
@@ -267,6 +267,7 @@ bool DeltacastDeviceController::sendStop(std::string& error) {
 void DeltacastDeviceController::stopOrKillRunningService() {
     checkThread();
     const int id = getDeltacastServicePid();
+    process.lookAgain();
     std::string error;
     if (!sendStop(error) && !isStopped()) {
         logFailure("Error string received: " + error);

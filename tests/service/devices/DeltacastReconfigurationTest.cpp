@@ -39,11 +39,7 @@ class DeltacastReconfigurationTest : public test::DeltacastBed {
         return bed.proxy.getDeltacastConfiguration(stored, error);
     }
 
-    static DeltacastConfig other() {
-        auto config = test::progressive720();
-        config.set_frame_rate(DeltacastConfig::RATE_60);
-        return config;
-    }
+    static DeltacastConfig other() { return test::progressive720At60(); }
 };
 
 class WithoutPersistentFile : public DeltacastReconfigurationTest {
@@ -187,11 +183,43 @@ TEST_F(DeltacastReconfigurationTest, AProcessThatIgnoresTheStopCommandIsKilled) 
 TEST_F(DeltacastReconfigurationTest, WithoutAProcessIdItIsOnlyToldToStop) {
     device.describeAs(test::ingestNode("none"));
     watchLiving();
+    bed.onCommand([this](const std::string&) {
+        EXPECT_EQ(device.lastRequest().type(), control);
+        EXPECT_EQ(controller->getStatus(), Status::Unreachable);
+    });
     controller->configure(test::progressive720());
     EXPECT_EQ(next(), cycle);
     EXPECT_EQ(processes.kills(), 0);
+    EXPECT_EQ(processes.looksAtTheEndpoint(), 0);
     EXPECT_FALSE(log.contains("still running"));
     EXPECT_THAT(bed.commands(), ElementsAre(command720));
+}
+
+TEST_F(DeltacastReconfigurationTest, AProcessThatCannotBeShownToAnswerIsToldToStopAndWaitedFor) {
+    processes.isSeenByNobody(4711);
+    watchLiving();
+    bed.onCommand([this](const std::string&) {
+        EXPECT_EQ(device.lastRequest().type(), control);
+        EXPECT_EQ(processes.looksAtTheEndpoint(), 3);
+    });
+    processes.isListenedToForLooks(2);
+    controller->configure(test::progressive720());
+    EXPECT_EQ(next(), milliseconds(100));
+    EXPECT_EQ(next(), milliseconds(100));
+    EXPECT_EQ(next(), cycle);
+    EXPECT_EQ(processes.kills(), 0);
+    EXPECT_THAT(bed.commands(), ElementsAre(command720));
+}
+
+TEST_F(DeltacastReconfigurationTest, AProcessIsLookedAtAgainWhileItStillHoldsTheEndpoint) {
+    processes.isSeenByNobody(4711);
+    watchLiving();
+    processes.holdsEverything(4711);
+    controller->configure(test::progressive720());
+    for (int look = 0; look < 7; ++look) {
+        next();
+    }
+    EXPECT_EQ(processes.kills(), 1);
 }
 
 TEST_F(DeltacastReconfigurationTest, AServiceThatDoesNotTakeTheStopCommandIsDealtWithAllTheSame) {
