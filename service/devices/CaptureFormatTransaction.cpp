@@ -5,6 +5,8 @@
 
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
+#include "proto/capture_format_record.pb.h"
+#include "proto/deltacast_configuration.pb.h"
 #include "service/devices/DeltacastConfigurationFile.h"
 #include "service/devices/DeltacastFormat.h"
 
@@ -25,20 +27,24 @@ CaptureFormatTransaction::CaptureFormatTransaction(const std::string& formatFile
                                                    const utils::IMessageFormatter& formatter)
     : file(formatFile, formatter),
       formatter(formatter),
-      record(file.load()),
-      lastLaunched(DeltacastConfigurationFile(formatFile, formatter).peek()) {
-    if (record.has_wanted()) {
-        interrupted = record.wanted();
+      record(std::make_unique<CaptureFormatRecordFile::Record>(file.load())) {
+    if (auto format = DeltacastConfigurationFile(formatFile, formatter).peek()) {
+        lastLaunched = std::make_unique<DeltacastConfig>(std::move(*format));
+    }
+    if (record->has_wanted()) {
+        interrupted = std::make_unique<DeltacastConfig>(record->wanted());
     }
     tellWhatWasLeft();
 }
+
+CaptureFormatTransaction::~CaptureFormatTransaction() = default;
 
 void CaptureFormatTransaction::tellWhatWasLeft() const {
     switch (state()) {
         case State::Settled:
             return;
         case State::Wanted:
-            return log("Capture format " + nameOf(toFormat(record.wanted())) +
+            return log("Capture format " + nameOf(toFormat(record->wanted())) +
                        " was ordered before this service ended last, and not launched");
         case State::Unconfirmed:
             return log("Capture format " + nameOf(toFormat(*lastLaunched)) +
@@ -51,27 +57,27 @@ void CaptureFormatTransaction::log(const std::string& text) const {
 }
 
 CaptureFormatTransaction::State CaptureFormatTransaction::state() const {
-    if (record.has_wanted()) {
+    if (record->has_wanted()) {
         return State::Wanted;
     }
     return lastLaunched && !isConfirmed(*lastLaunched) ? State::Unconfirmed : State::Settled;
 }
 
-std::optional<CaptureFormatTransaction::DeltacastConfig>
+std::unique_ptr<CaptureFormatTransaction::DeltacastConfig>
 CaptureFormatTransaction::takeInterrupted() {
-    return std::exchange(interrupted, std::nullopt);
+    return std::exchange(interrupted, nullptr);
 }
 
 void CaptureFormatTransaction::ordered(const DeltacastConfig& format) {
     interrupted.reset();
-    *record.mutable_wanted() = format;
+    *record->mutable_wanted() = format;
     store();
 }
 
 void CaptureFormatTransaction::launched(const DeltacastConfig& format, Kept kept) {
-    lastLaunched = format;
+    lastLaunched = std::make_unique<DeltacastConfig>(format);
     if (kept == Kept::Yes) {
-        record.clear_wanted();
+        record->clear_wanted();
         store();
     }
 }
@@ -81,17 +87,17 @@ void CaptureFormatTransaction::seen(const DeltacastConfig& format) {
         return;
     }
     log("Capture format " + nameOf(toFormat(format)) + " is confirmed: it runs");
-    *record.mutable_confirmed() = *lastLaunched;
+    *record->mutable_confirmed() = *lastLaunched;
     store();
 }
 
 bool CaptureFormatTransaction::isConfirmed(const DeltacastConfig& format) const {
-    return record.has_confirmed() && areSame(record.confirmed(), format);
+    return record->has_confirmed() && areSame(record->confirmed(), format);
 }
 
 // It is confirmed in memory also when that cannot be written.
 void CaptureFormatTransaction::store() {
-    file.store(record);
+    file.store(*record);
 }
 
 CaptureFormatTransaction::Wish CaptureFormatTransaction::insteadOf(const Wish& failed) const {
@@ -103,11 +109,11 @@ CaptureFormatTransaction::Wish CaptureFormatTransaction::insteadOf(const Wish& f
     if (isKnownToRun && !isFallback) {
         return {};
     }
-    if (isFallback || !record.has_confirmed()) {
+    if (isFallback || !record->has_confirmed()) {
         return {Slot::Wish::Defaults, Slot::Origin::Fallback, nullptr};
     }
     return {Slot::Wish::Configuration, Slot::Origin::Fallback,
-            std::make_unique<DeltacastConfig>(record.confirmed())};
+            std::make_unique<DeltacastConfig>(record->confirmed())};
 }
 
 std::string givingWay(const CaptureFormatTransaction::Wish& failed,

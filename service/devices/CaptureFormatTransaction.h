@@ -1,10 +1,8 @@
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 
-#include "proto/capture_format_record.pb.h"
-#include "proto/deltacast_configuration.pb.h"
 #include "service/devices/CaptureFormatRecordFile.h"
 #include "service/devices/DeltacastConfigurationSlot.h"
 
@@ -31,12 +29,13 @@ class CaptureFormatTransaction {
     /// Reads what the service before this one left, and logs it. The formatter outlives this.
     CaptureFormatTransaction(const std::string& formatFile,
                              const utils::IMessageFormatter& formatter);
+    ~CaptureFormatTransaction();
 
     State state() const;
 
     /// The format that the service before this one was ordered and did not launch; once, and not
     /// any more when another one was ordered.
-    std::optional<DeltacastConfig> takeInterrupted();
+    std::unique_ptr<DeltacastConfig> takeInterrupted();
 
     /// It is about to be applied: what captures now is told to stop after this.
     void ordered(const DeltacastConfig& format);
@@ -60,9 +59,9 @@ class CaptureFormatTransaction {
 
     const CaptureFormatRecordFile file;
     const utils::IMessageFormatter& formatter;
-    CaptureFormatRecordFile::Record record;
-    std::optional<DeltacastConfig> lastLaunched;
-    std::optional<DeltacastConfig> interrupted;
+    const std::unique_ptr<CaptureFormatRecordFile::Record> record;
+    std::unique_ptr<DeltacastConfig> lastLaunched;
+    std::unique_ptr<DeltacastConfig> interrupted;
 };
 
 /// Why another format is launched now: a line for the log.

@@ -17,8 +17,7 @@ void DeltacastConfigurationSlot::put(const DeltacastConfig& configuration) {
     auto slot = waiting.lock();
     utils::logInfo(
         formatter.formatMessage("Pushing new configuration: " + configuration.DebugString()));
-    *slot = {Wish::Configuration, Origin::Order,
-             std::make_unique<DeltacastConfig>(configuration)};
+    *slot = {Wish::Configuration, Origin::Order, std::make_unique<DeltacastConfig>(configuration)};
 }
 
 void DeltacastConfigurationSlot::putDefaults() {

@@ -235,7 +235,6 @@ bool DeltacastDeviceController::pingService() {
 
 void DeltacastDeviceController::updateDeviceTree(const std::shared_ptr<DeviceNode>& node) {
     *serviceNode.lock() = node;
-    confirmFormat(*node);
     try {
         process.learn(processIdOf(node.get()), monitoringEndpoint);
     } catch (const std::invalid_argument&) {

@@ -156,11 +156,12 @@ class DeltacastDeviceController : public DeviceController {
     std::string commandLineFor(const DeltacastConfig& config, const ServiceConfiguration& service);
     void launch(const std::string& commandLine);
     bool awaitStart();
+    void lookAtWhatRuns();
     void offerInterruptedFormat();
     void keepLaunched(const DeltacastConfig& format);
     void keepWaitingFormat();
     void giveWay(const DeltacastConfigurationSlot::Taken& failed);
-    void confirmFormat(const device_tree::DeviceNode& described);
+    void confirmFormat();
     bool answersInTime();
 
     const Surroundings surroundings;

@@ -5,6 +5,7 @@
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/utils/Printable.h"
+#include "proto/capture_format_record.pb.h"
 #include "proto/deltacast_configuration.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
@@ -57,7 +58,7 @@ bool DeltacastDeviceController::saveConfiguration(const DeltacastConfig& config)
 
 void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
     checkThread();
-    offerInterruptedFormat();
+    lookAtWhatRuns();
     const auto wish = slot.take();
     if (wish.wish == DeltacastConfigurationSlot::Wish::None) {
         return;
@@ -84,15 +85,18 @@ void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
     }
 }
 
-// A service that runs on is not started by anybody else.
-void DeltacastDeviceController::offerInterruptedFormat() {
-    if (getStatus() != DeltacastStatus::Running) {
-        return;
+// A service that was never away is started by nobody else: what was ordered is due now.
+void DeltacastDeviceController::lookAtWhatRuns() {
+    if (getStatus() == DeltacastStatus::Running) {
+        confirmFormat();
+        offerInterruptedFormat();
     }
+}
+
+void DeltacastDeviceController::offerInterruptedFormat() {
     if (auto format = transaction.takeInterrupted()) {
         slot.offer({DeltacastConfigurationSlot::Wish::Configuration,
-                    DeltacastConfigurationSlot::Origin::Order,
-                    std::make_unique<DeltacastConfig>(std::move(*format))});
+                    DeltacastConfigurationSlot::Origin::Order, std::move(format)});
     }
 }
 
@@ -121,10 +125,12 @@ void DeltacastDeviceController::keepWaitingFormat() {
     }
 }
 
-void DeltacastDeviceController::confirmFormat(const device_tree::DeviceNode& described) {
+void DeltacastDeviceController::confirmFormat() {
+    const bool isSettled = transaction.state() == CaptureFormatTransaction::State::Settled;
     DeltacastConfig format;
     std::string notDescribed;
-    if (readDeltacastConfig(described, format, notDescribed)) {
+    if (!isSettled && description == Description::Current &&
+        getCurrentConfig(format, notDescribed)) {
         transaction.seen(format);
     }
 }
@@ -181,6 +187,7 @@ bool DeltacastDeviceController::awaitStart() {
     if (answers) {
         logInfo("Service reconfigured!");
         describeAgain();
+        confirmFormat();
     } else if (!isStopped()) {
         logFailure("... Failed");
         setStatusUnreachable();

@@ -93,6 +93,23 @@ TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
     stranger.waitForEnd(10s);
 }
 
+// In its own namespaces it is in no table of ours, and the id that it tells is a stranger's here.
+TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
+    Program stranger({"sleep", "1000"});
+    configureIngest("exec unshare --net --pid --fork --kill-child " TARN_PROGRAM_FOLDER
+                    "/misbehavingIngest --endpoint " +
+                    std::string(endpoint) + " --pid " + std::to_string(stranger.id()));
+    startService();
+    EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
+    const auto run = setFormat({"720", "p", "50"}, {"0"});
+    EXPECT_EQ(run.exitStatus, 0) << run.err;
+    EXPECT_TRUE(service().waitForLog("but another process answers"));
+    EXPECT_FALSE(service().log().contains("Hard kill"));
+    EXPECT_EQ(stranger.waitForEnd(0s), Ending{});
+    stranger.signal(SIGTERM);
+    stranger.waitForEnd(10s);
+}
+
 TEST_F(IngestSupervision, withoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {
     for (const auto* pid : {"none", "many"}) {
         configureMisbehaving(std::string("--pid ") + pid);

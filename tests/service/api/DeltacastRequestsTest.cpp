@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
+#include <future>
 #include <thread>
+#include <utility>
 
 #include "service/devices/DeltacastDeviceController.h"
 #include "tests/service/api/ApiBed.h"
@@ -85,6 +87,32 @@ TEST_F(DeltacastRequestsTest, ConfigureIsAcceptedAndAppliedLater) {
         "DEBUG Api requests handler > Handling reconfiguration request: config {"));
     EXPECT_TRUE(bed.log.has("DEBUG Api requests handler > Reconfiguring Deltacast device..."));
     EXPECT_TRUE(bed.log.has("DEBUG Api requests handler > Reconfiguring Deltacast device... DONE"));
+}
+
+// While a first one is launched, two more come.
+TEST_F(DeltacastRequestsTest, OfTwoConfiguresBeforeTheNextCycleOnlyTheLaterIsApplied) {
+    std::promise<void> launching;
+    std::promise<void> bothAreThere;
+    bed.onCommand([&, first = true](const std::string&) mutable {
+        if (std::exchange(first, false)) {
+            launching.set_value();
+            bothAreThere.get_future().wait_for(std::chrono::seconds(20));
+        }
+    });
+    device.begin();
+    start();
+    const auto at50 = test::progressive720();
+    auto interlaced = at50;
+    interlaced.set_field_mode(test::DeltacastConfig::INTERLACED);
+    expectAccepted(configureRequest(at50));
+    ASSERT_EQ(launching.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    expectAccepted(configureRequest(interlaced));
+    expectAccepted(configureRequest(test::progressive720At60()));
+    bothAreThere.set_value();
+    EXPECT_TRUE(
+        bed.log.waitFor("Starting Deltacast service: ingest rgb24 '1 2 ' '0 -1 ' 720 p 60 &"));
+    EXPECT_THAT(bed.commands(), testing::ElementsAre("ingest rgb24 '1 2 ' '0 -1 ' 720 p 50 &",
+                                                     "ingest rgb24 '1 2 ' '0 -1 ' 720 p 60 &"));
 }
 
 TEST_F(DeltacastRequestsTest, ConfigureWithoutAFormatIsAFormatWithoutContent) {

@@ -75,7 +75,9 @@ TEST_F(DeltacastReconfigurationTest, RestartsTheServiceWithTheFormatInTheNextCyc
                             "Changing status from Unreachable to Starting",
                             "Writing configuration to " + file, StartsWith("Configuration to save"),
                             "Save OK", "Waiting at most 10 seconds for Service to start...",
-                            "Changing status from Starting to Running", "Service reconfigured!"));
+                            "Changing status from Starting to Running", "Service reconfigured!",
+                            "Capture format 720p50 rgb24, inputs 1 2, frame offsets 0 -1 is "
+                            "confirmed: it runs"));
 }
 
 TEST_F(DeltacastReconfigurationTest, TellsTheServiceToStopFirst) {
@@ -308,6 +310,7 @@ TEST_F(DeltacastReconfigurationTest, APingedServiceIsDescribedAgainAfterItsResta
 TEST_F(DeltacastReconfigurationTest, AShellThatFailsIsSaidSoAndNothingIsStuck) {
     watchLiving();
     behave();
+    processes.isListenedToForLooks(0);
     bed.onCommand([](const std::string&) { throw std::runtime_error("no shell"); });
     controller->configure(test::progressive720());
     next();
@@ -368,6 +371,19 @@ TEST_F(WithoutServiceConfiguration, NothingIsRestarted) {
     EXPECT_EQ(next(), cycle);
     EXPECT_TRUE(log.has(line("ERROR", "Could not find Deltacast service config")));
     EXPECT_EQ(controller->getStatus(), Status::Running);
+    EXPECT_THAT(bed.commands(), IsEmpty());
+}
+
+// No configuration file leads to that.
+TEST_F(DeltacastReconfigurationTest, AServiceConfigurationThatIsNoneIsSaidSoAndTheServiceGoesOn) {
+    watchLiving();
+    using Services = std::remove_cvref_t<decltype(bed.configuration.getDeltacastServices())>;
+    const_cast<Services&>(bed.configuration.getDeltacastServices()).front() = nullptr;
+    controller->configure(test::progressive720());
+    EXPECT_EQ(next(), cycle);
+    EXPECT_TRUE(log.has(line("ERROR", "Invalid Deltacast service config")));
+    EXPECT_EQ(controller->getStatus(), Status::Running);
+    EXPECT_NE(device.lastRequest().type(), control);
     EXPECT_THAT(bed.commands(), IsEmpty());
 }
 

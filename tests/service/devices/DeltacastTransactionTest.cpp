@@ -1,3 +1,4 @@
+#include <atomic>
 #include <filesystem>
 
 #include "platform/utils/MessageFormatter.h"
@@ -11,7 +12,6 @@ namespace tarn::service::devices {
 
 using test::DeltacastConfig;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 class DeltacastTransactionTest : public test::DeltacastBed {
@@ -25,17 +25,31 @@ class DeltacastTransactionTest : public test::DeltacastBed {
         "frame offsets 0 -1";
 
     const utils::MessageFormatter formatter{"test"};
+    std::atomic<int> id{4711};
 
-    DeltacastTransactionTest() { processes.become(4711, test::FakeProcesses::State::Gone); }
+    DeltacastTransactionTest() {
+        processes.onLook([this](int) {
+            if (device.lastRequest().type() == control) {
+                processes.become(id, test::FakeProcesses::State::Gone);
+            }
+        });
+    }
 
     /// The ingest service takes the commands that hold this, and ends at once with any other.
     void take(const std::string& part) {
         bed.onCommand([this, part](const std::string& command) {
-            device.die();
+            end();
             if (command.find(part) != std::string::npos) {
+                device.describeAs(test::ingestNode(std::to_string(++id)));
                 device.begin();
             }
         });
+    }
+
+    /// The ingest service ends.
+    void end() {
+        device.die();
+        processes.become(id, test::FakeProcesses::State::Gone);
     }
 
     /// 720p50 was seen running, and 720p60 was launched last.
@@ -46,7 +60,7 @@ class DeltacastTransactionTest : public test::DeltacastBed {
         next();
         controller.reset();
         DeltacastConfigurationFile(file, formatter).save(test::progressive720At60());
-        device.die();
+        end();
     }
 
     void passAttempts() {
@@ -182,14 +196,13 @@ TEST_F(DeltacastTransactionTest, WhatAClientOrdersMeanwhileCounts) {
 }
 
 TEST_F(DeltacastTransactionTest, AStopBetweenTheOldProcessAndTheNewOneKeepsTheOrder) {
-    processes.become(4711, test::FakeProcesses::State::Running);
+    processes.onLook([](int) {});  // it takes its time to end
     watchLiving();
     controller->configure(test::progressive720());
     EXPECT_EQ(next(), second);
     controller->stop();
     EXPECT_THAT(bed.commands(), IsEmpty());
-    processes.become(4711, test::FakeProcesses::State::Gone);
-    device.die();
+    end();
     take("720 p 50");
     restart();
     EXPECT_TRUE(controller->applyConfigurationFile(file));
@@ -205,10 +218,7 @@ TEST_F(DeltacastTransactionTest, AnOrderThatTheStopFoundWaitingIsAppliedToThePro
     EXPECT_TRUE(log.contains("is kept for the next start of this service"));
     EXPECT_THAT(bed.commands(), IsEmpty());
     take("720 p 50");
-    processes.become(4711, test::FakeProcesses::State::Running);
     restart();
-    processes.become(4711, test::FakeProcesses::State::Gone);
-    device.describeAs(test::ingestNode("4712"));
     next();
     next();
     EXPECT_THAT(bed.commands(), ElementsAre(command720));
