@@ -103,28 +103,29 @@ TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
     EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
 }
 
-// A file size limit stands for a disk that is full in the middle.
+// A limit of the file's size stands for a disk that is full in the middle. Ends the process: with 0
+// when what the file held is back.
+[[noreturn]] void writeBeyondALimit(const std::string& path) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const auto before = test::readFile(path);
+    const FileReplacement::Rename refused = [](const char*, const char*) {
+        const rlimit limit = {5'000, 5'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        errno = EBUSY;
+        return -1;
+    };
+    try {
+        FileReplacement(path, refused).commit(std::string(10'000, 'y'));
+    } catch (const std::system_error&) {
+        ::_exit(test::readFile(path) == before ? 0 : 1);
+    }
+    ::_exit(2);
+}
+
 TEST_F(FileReplacementTest, PutsTheOldContentBackWhenItCannotBeWrittenInPlace) {
-    const std::string old(2'000, 'x');
-    folder.write("file", old);
-    EXPECT_EXIT(
-        {
-            ::signal(SIGXFSZ, SIG_IGN);
-            const FileReplacement::Rename refused = [](const char*, const char*) {
-                const rlimit limit{5'000, 5'000};
-                ::setrlimit(RLIMIT_FSIZE, &limit);
-                errno = EBUSY;
-                return -1;
-            };
-            try {
-                FileReplacement(path, refused).commit(std::string(10'000, 'y'));
-            } catch (const std::system_error&) {
-                ::_exit(test::readFile(path) == old ? 0 : 1);
-            }
-            ::_exit(2);
-        },
-        testing::ExitedWithCode(0), "");
-    EXPECT_EQ(test::readFile(path), old);
+    folder.write("file", std::string(2'000, 'x'));
+    EXPECT_EXIT(writeBeyondALimit(path), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(test::readFile(path), std::string(2'000, 'x'));
 }
 
 }  // namespace tarn::utils
