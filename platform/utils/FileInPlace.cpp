@@ -42,7 +42,7 @@ class OpenFile {
         const bool isFull =
             size > 0 &&
             ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0 &&
-            (errno == ENOSPC || errno == EDQUOT || errno == EFBIG);
+            (errno == ENOSPC || errno == EDQUOT);
         check(!isFull, path);
     }
 

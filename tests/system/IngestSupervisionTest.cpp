@@ -1,6 +1,7 @@
 #include <signal.h>
 
 #include <chrono>
+#include <filesystem>
 
 #include "tests/support/MachineTime.h"
 #include "tests/system/CaptureBed.h"
@@ -93,12 +94,15 @@ TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
     stranger.waitForEnd(10s);
 }
 
-// In its own namespaces it is in no table of ours, and the id that it tells is a stranger's here.
+// In its own namespaces, and with another path to the same socket, it is in no table of ours, and
+// the id that it tells is a stranger's here.
 TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
     Program stranger({"sleep", "1000"});
+    std::filesystem::create_directory("/tmp/elsewhere");
+    std::filesystem::create_symlink("/tmp/elsewhere/deltacast", "/tmp/deltacast");
     configureIngest("exec unshare --net --pid --fork --kill-child " TARN_PROGRAM_FOLDER
-                    "/misbehavingIngest --endpoint " +
-                    std::string(endpoint) + " --pid " + std::to_string(stranger.id()));
+                    "/misbehavingIngest --endpoint ipc:///tmp/elsewhere/deltacast --pid " +
+                    std::to_string(stranger.id()));
     startService();
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
     const auto run = setFormat({"720", "p", "50"}, {"0"});
@@ -108,6 +112,7 @@ TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNames
     EXPECT_EQ(stranger.waitForEnd(0s), Ending{});
     stranger.signal(SIGTERM);
     stranger.waitForEnd(10s);
+    std::filesystem::remove_all("/tmp/elsewhere");
 }
 
 TEST_F(IngestSupervision, withoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {
