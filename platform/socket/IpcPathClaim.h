@@ -26,10 +26,10 @@ class IpcPathClaim {
 /// when it is accepted. Does not wait. Throws std::runtime_error when no attempt can be made.
 int knockOnIpcPath(const std::string& path);
 
-/// Which process listens at the path, by the kernel's word on this very socket: 0 for one that has no
-/// id here, since it lives in another process namespace; nothing when nobody accepts. It may have
-/// ended since, and left the socket to a child. Does not wait. Throws std::runtime_error when no
-/// attempt can be made.
+/// Which process listens at the path, by the kernel's word on this very socket: 0 for one that has
+/// no id here, since it lives in another process namespace; nothing when nobody accepts. It may
+/// have ended since, and left the socket to a child. Does not wait. Throws std::runtime_error when
+/// no attempt can be made.
 std::optional<pid_t> listenerOnIpcPath(const std::string& path);
 
 }  // namespace tarn::socket

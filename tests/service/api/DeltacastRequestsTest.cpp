@@ -2,7 +2,6 @@
 
 #include <future>
 #include <thread>
-#include <utility>
 
 #include "service/devices/DeltacastDeviceController.h"
 #include "tests/service/api/ApiBed.h"
@@ -93,10 +92,13 @@ TEST_F(DeltacastRequestsTest, ConfigureIsAcceptedAndAppliedLater) {
 TEST_F(DeltacastRequestsTest, OfTwoConfiguresBeforeTheNextCycleOnlyTheLaterIsApplied) {
     std::promise<void> launching;
     std::promise<void> bothAreThere;
-    bed.onCommand([&, first = true](const std::string&) mutable {
-        if (std::exchange(first, false)) {
+    std::promise<void> launchingAgain;
+    bed.onCommand([&, number = 0](const std::string&) mutable {
+        if (++number == 1) {
             launching.set_value();
             bothAreThere.get_future().wait_for(std::chrono::seconds(20));
+        } else if (number == 2) {
+            launchingAgain.set_value();
         }
     });
     device.begin();
@@ -109,8 +111,8 @@ TEST_F(DeltacastRequestsTest, OfTwoConfiguresBeforeTheNextCycleOnlyTheLaterIsApp
     expectAccepted(configureRequest(interlaced));
     expectAccepted(configureRequest(test::progressive720At60()));
     bothAreThere.set_value();
-    EXPECT_TRUE(
-        bed.log.waitFor("Starting Deltacast service: ingest rgb24 '1 2 ' '0 -1 ' 720 p 60 &"));
+    ASSERT_EQ(launchingAgain.get_future().wait_for(std::chrono::seconds(20)),
+              std::future_status::ready);
     EXPECT_THAT(bed.commands(), testing::ElementsAre("ingest rgb24 '1 2 ' '0 -1 ' 720 p 50 &",
                                                      "ingest rgb24 '1 2 ' '0 -1 ' 720 p 60 &"));
 }
