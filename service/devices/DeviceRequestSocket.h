@@ -17,8 +17,8 @@ class TarnServiceToDeviceRequest;
 namespace tarn::service::devices {
 
 /// The connection on which a device is asked. Where nobody listens any more, it is not waited for
-/// an answer: that is looked at when an answer does not come at once, and before each question after
-/// one that was not answered. Any thread: one exchange at a time, the others wait for it.
+/// an answer: that is looked at when an answer does not come at once, and before each question
+/// after one that was not answered. Any thread: one exchange at a time, the others wait for it.
 class DeviceRequestSocket {
   public:
     using Request = tarn::proto::monitoring::TarnServiceToDeviceRequest;

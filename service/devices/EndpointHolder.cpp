@@ -49,8 +49,8 @@ std::string pathOf(const socket::SocketEndpoint& endpoint) {
     return endpoint.toString(socket::Protocol::None).substr(scheme.size());
 }
 
-// The path alone proves nothing: another process may have bound the same one in a file system of its
-// own. Nor does the listener's id, which may be another process's by now. Both together do.
+// The path alone proves nothing: another process may have bound the same one in a file system of
+// its own. Nor does the listener's id, which may be another process's by now. Both together do.
 Holding holdsIpc(pid_t id, const socket::SocketEndpoint& endpoint) {
     const auto path = pathOf(endpoint);
     const auto listener = socket::listenerOnIpcPath(path);
