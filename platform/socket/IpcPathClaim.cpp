@@ -45,6 +45,12 @@ int makeSocket() {
     return number;
 }
 
+/// errno, or 0.
+int connectTo(const std::string& path, const Descriptor& caller) {
+    const Address address(path);
+    return ::connect(caller.get(), address.get(), address.size) == 0 ? 0 : errno;
+}
+
 /// A name that only one socket on the machine can have, and that vanishes with it. A path that is
 /// too long for it is told apart by its end.
 std::string claimName(std::string_view path) {
@@ -80,8 +86,20 @@ void checkIsFree(const std::string& path) {
 
 int knockOnIpcPath(const std::string& path) {
     const Descriptor caller(makeSocket());
-    const Address address(path);
-    return ::connect(caller.get(), address.get(), address.size) == 0 ? 0 : errno;
+    return connectTo(path, caller);
+}
+
+std::optional<pid_t> listenerOnIpcPath(const std::string& path) {
+    const Descriptor caller(makeSocket());
+    if (connectTo(path, caller) != 0) {
+        return std::nullopt;
+    }
+    ucred listener{};
+    socklen_t size = sizeof listener;
+    if (::getsockopt(caller.get(), SOL_SOCKET, SO_PEERCRED, &listener, &size) != 0) {
+        fail("cannot ask who listens");
+    }
+    return listener.pid;
 }
 
 IpcPathClaim::IpcPathClaim(const std::string& path) : lock(makeSocket()) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 
 #include "platform/socket/Descriptor.h"
@@ -22,5 +25,11 @@ class IpcPathClaim {
 /// errno of an attempt to connect to the IPC socket at the path, which is closed again at once; 0
 /// when it is accepted. Does not wait. Throws std::runtime_error when no attempt can be made.
 int knockOnIpcPath(const std::string& path);
+
+/// Which process listens at the path, by the kernel's word on this very socket: 0 for one that has
+/// no id here, since it lives in another process namespace; nothing when nobody accepts. It may
+/// have ended since, and left the socket to a child. Does not wait. Throws std::runtime_error when
+/// no attempt can be made.
+std::optional<pid_t> listenerOnIpcPath(const std::string& path);
 
 }  // namespace tarn::socket

@@ -6,9 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <utility>
+
+#include "platform/utils/FileInPlace.h"
 
 namespace tarn::utils {
 
@@ -29,37 +32,53 @@ std::string folderOf(const std::string& path) {
 
 }  // namespace
 
-FileReplacement::FileReplacement(std::string file)
-    : path(std::move(file)),
-      folder(folderOf(path)),
-      temporary(folder + "/.tarn-XXXXXX"),
-      descriptor(::mkostemp(temporary.data(), O_CLOEXEC)) {
-    check(descriptor >= 0, temporary);
+FileReplacement::FileReplacement(std::string file, Rename rename)
+    : path(std::move(file)), rename(std::move(rename)), folder(folderOf(path)) {
+    makeTemporary();
+}
+
+// Without one the file itself must do.
+void FileReplacement::makeTemporary() {
+    temporary = folder + "/.tarn-XXXXXX";
+    descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
+    if (descriptor >= 0) {
+        return;
+    }
+    const int failure = errno;
+    if ((failure == EROFS || failure == EACCES || failure == EPERM) && canBeWrittenInPlace(path)) {
+        temporary.clear();
+        return;
+    }
+    errno = failure;
+    check(false, temporary);
 }
 
 FileReplacement::~FileReplacement() {
-    ::close(descriptor);
+    if (descriptor >= 0) {
+        ::close(descriptor);
+    }
     if (!temporary.empty()) {
         ::unlink(temporary.c_str());
     }
 }
 
 void FileReplacement::commit(const std::string& content) {
-    write(content);
+    if (temporary.empty()) {
+        return writeInPlace(path, content);
+    }
+    writeFromBeginning(descriptor, content, temporary);
     check(::fchmod(descriptor, readableByAll) == 0 && ::fsync(descriptor) == 0, temporary);
-    check(::rename(temporary.c_str(), path.c_str()) == 0, path);
-    temporary.clear();
-    syncFolder();
+    if (rename(temporary.c_str(), path.c_str()) == 0) {
+        temporary.clear();
+        return syncFolder();
+    }
+    const bool isMountPoint = errno == EBUSY || errno == EXDEV;
+    check(isMountPoint, path);
+    writeInPlace(path, content);
 }
 
-void FileReplacement::write(const std::string& content) const {
-    std::size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t count =
-            ::write(descriptor, content.data() + written, content.size() - written);
-        check(count >= 0 || errno == EINTR, temporary);
-        written += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
+int FileReplacement::renameFile(const char* from, const char* to) {
+    return ::rename(from, to);
 }
 
 void FileReplacement::syncFolder() const {

@@ -1,8 +1,5 @@
 #include "service/devices/DeltacastConfigurationFile.h"
 
-#include <fstream>
-#include <iterator>
-#include <optional>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -11,24 +8,9 @@
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/deltacast_configuration.pb.h"
+#include "service/devices/SmallFile.h"
 
 namespace tarn::service::devices {
-
-namespace {
-
-constexpr std::streamsize largestFile = 1 << 20;
-
-std::string contentOf(std::ifstream& file) {
-    std::string content(static_cast<std::size_t>(largestFile) + 1, '\0');
-    file.read(content.data(), largestFile + 1);
-    content.resize(static_cast<std::size_t>(file.gcount()));
-    if (file.gcount() > largestFile) {
-        throw std::length_error("it is larger than a capture format can be");
-    }
-    return content;
-}
-
-}  // namespace
 
 DeltacastConfigurationFile::DeltacastConfigurationFile(std::string path,
                                                        const utils::IMessageFormatter& formatter)
@@ -64,16 +46,31 @@ bool DeltacastConfigurationFile::write(const std::string& content) const {
     return true;
 }
 
+std::optional<DeltacastConfigurationFile::DeltacastConfig> DeltacastConfigurationFile::peek()
+    const {
+    try {
+        DeltacastConfig configuration;
+        const auto content = readSmallFile(path);
+        if (content && configuration.ParsePartialFromString(*content) &&
+            configuration.IsInitialized()) {
+            return configuration;
+        }
+    } catch (const std::exception&) {
+        // who is to use it says so
+    }
+    return std::nullopt;
+}
+
 bool DeltacastConfigurationFile::load(DeltacastConfig& configuration) const {
     utils::logInfo(
         formatter.formatMessage("Restoring persistent deltacast configuration from file: " + path));
     try {
-        std::ifstream file(path, std::ios::binary);
-        if (!file) {
+        const auto content = readSmallFile(path);
+        if (!content) {
             utils::logInfo(formatter.formatMessage("Failed opening file"));
             return false;
         }
-        if (!configuration.ParsePartialFromString(contentOf(file))) {
+        if (!configuration.ParsePartialFromString(*content)) {
             return fail("Failed deserializing message");
         }
         if (!configuration.IsInitialized()) {

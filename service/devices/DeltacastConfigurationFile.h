@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tarn::proto::deltacast_configuration {
@@ -22,6 +23,9 @@ class DeltacastConfigurationFile {
 
     /// Replaces the content as a whole: a crash leaves the old one or the new one.
     bool save(const DeltacastConfig& configuration) const;
+
+    /// What it holds, if that can be used; logs nothing.
+    std::optional<DeltacastConfig> peek() const;
 
     /// False for a file that cannot be read, holds something else, or lacks a required field.
     bool load(DeltacastConfig& configuration) const;

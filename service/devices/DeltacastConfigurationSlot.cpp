@@ -17,15 +17,22 @@ void DeltacastConfigurationSlot::put(const DeltacastConfig& configuration) {
     auto slot = waiting.lock();
     utils::logInfo(
         formatter.formatMessage("Pushing new configuration: " + configuration.DebugString()));
-    slot->wish = Wish::Configuration;
-    slot->configuration = std::make_unique<DeltacastConfig>(configuration);
+    *slot = {Wish::Configuration, Origin::Order, std::make_unique<DeltacastConfig>(configuration)};
 }
 
 void DeltacastConfigurationSlot::putDefaults() {
     auto slot = waiting.lock();
     utils::logInfo(formatter.formatMessage("Restoring default configuration"));
-    slot->wish = Wish::Defaults;
-    slot->configuration.reset();
+    *slot = {Wish::Defaults, Origin::Order, nullptr};
+}
+
+bool DeltacastConfigurationSlot::offer(Taken wish) {
+    auto slot = waiting.lock();
+    if (slot->wish != Wish::None || wish.wish == Wish::None) {
+        return false;
+    }
+    *slot = std::move(wish);
+    return true;
 }
 
 DeltacastConfigurationSlot::Taken DeltacastConfigurationSlot::take() {

@@ -20,8 +20,13 @@ class DeltacastConfigurationSlot {
     using DeltacastConfig = tarn::proto::deltacast_configuration::DeltacastConfig;
 
     enum class Wish { None, Defaults, Configuration };
+    enum class Origin {
+        Order,     ///< a client, or the start-up
+        Fallback,  ///< the controller: another format did not come up
+    };
     struct Taken {
         Wish wish = Wish::None;
+        Origin origin = Origin::Order;
         std::unique_ptr<DeltacastConfig> configuration;  ///< of a wished configuration only
     };
 
@@ -31,6 +36,10 @@ class DeltacastConfigurationSlot {
 
     void put(const DeltacastConfig& configuration);
     void putDefaults();
+
+    /// The controller's own wish, which does not replace any other: false when one waits, and for
+    /// no wish.
+    bool offer(Taken wish);
 
     /// Empties the slot.
     Taken take();

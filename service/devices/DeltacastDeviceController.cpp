@@ -10,6 +10,7 @@
 #include "platform/utils/Printable.h"
 #include "proto/deltacast_configuration.pb.h"
 #include "proto/monitoring.pb.h"
+#include "service/configuration/ConfigurationHandler.h"
 #include "service/devices/DeltacastFormat.h"
 #include "service/devices/DeviceEventListener.h"
 
@@ -57,7 +58,8 @@ DeltacastDeviceController::DeltacastDeviceController(const std::string& monitori
       eventEndpoints(EventEndpointRules::of(surroundings.configuration)),
       events(surroundings.listener),
       publisher(notifyEvent),
-      process(*this, surroundings.processes) {
+      process(*this, surroundings.processes, surroundings.pause),
+      transaction(surroundings.configuration.getPersistentDeltacastConfigurationFile(), *this) {
     try {
         setUp(monitoringInterface);
     } catch (const std::exception& e) {
@@ -67,6 +69,7 @@ DeltacastDeviceController::DeltacastDeviceController(const std::string& monitori
 
 DeltacastDeviceController::~DeltacastDeviceController() {
     DeltacastDeviceController::stop();
+    guarded([this] { keepWaitingFormat(); });  // of clients that were answered meanwhile
 }
 
 void DeltacastDeviceController::setUp(const std::string& monitoringInterface) {
@@ -144,6 +147,7 @@ void DeltacastDeviceController::deviceManagementThreadFunction() {
     }
     disconnectFromService();
     events.release();
+    guarded([this] { keepWaitingFormat(); });
 }
 
 // Nothing may end the thread, not even a lack of descriptors or memory.
@@ -267,6 +271,7 @@ bool DeltacastDeviceController::sendStop(std::string& error) {
 void DeltacastDeviceController::stopOrKillRunningService() {
     checkThread();
     const int id = getDeltacastServicePid();
+    process.lookAgain();
     std::string error;
     if (!sendStop(error) && !isStopped()) {
         logFailure("Error string received: " + error);

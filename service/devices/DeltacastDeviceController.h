@@ -14,6 +14,7 @@
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Synchronised.h"
+#include "service/devices/CaptureFormatTransaction.h"
 #include "service/devices/ControllerThread.h"
 #include "service/devices/DeltacastConfigurationSlot.h"
 #include "service/devices/DeltacastServiceProcess.h"
@@ -154,7 +155,13 @@ class DeltacastDeviceController : public DeviceController {
                               const ServiceConfiguration& service);
     std::string commandLineFor(const DeltacastConfig& config, const ServiceConfiguration& service);
     void launch(const std::string& commandLine);
-    void awaitStart();
+    bool awaitStart();
+    void lookAtWhatRuns();
+    void offerInterruptedFormat();
+    void keepLaunched(const DeltacastConfig& format);
+    void keepWaitingFormat();
+    void giveWay(const DeltacastConfigurationSlot::Taken& failed);
+    void confirmFormat();
     bool answersInTime();
 
     const Surroundings surroundings;
@@ -179,6 +186,7 @@ class DeltacastDeviceController : public DeviceController {
     NamedEventEndpoint events;
     DevicePublisher publisher;
     DeltacastServiceProcess process;
+    CaptureFormatTransaction transaction;
 
     ControllerThread managementThread;  // last: it uses the others
 };

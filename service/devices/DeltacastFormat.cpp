@@ -128,6 +128,15 @@ DeltacastFormat toFormat(const DeltacastConfig& configuration) {
     return format;
 }
 
+std::string nameOf(const DeltacastFormat& format) {
+    const auto listOf = [](const std::string& list) {
+        return list.empty() ? std::string("none") : list.substr(0, list.find_last_not_of(' ') + 1);
+    };
+    return std::to_string(format.lineCount) + format.fieldMode + std::to_string(format.frameRate) +
+           " " + format.pixelFormat + ", inputs " + listOf(format.inputList) + ", frame offsets " +
+           listOf(format.frameOffsetList);
+}
+
 bool readDeltacastConfig(const DeviceNode& service, DeltacastConfig& configuration,
                          std::string& error) {
     configuration.Clear();

@@ -20,7 +20,12 @@ struct DeltacastFormat {
     std::uint32_t lineCount = 0;
     std::string fieldMode;
     std::uint32_t frameRate = 0;  ///< in hundredths, or thousandths, where fractional
+
+    friend bool operator==(const DeltacastFormat&, const DeltacastFormat&) = default;
 };
+
+/// For people: "1080i25 uyvy422_8, inputs 0 1, frame offsets 0 -1".
+std::string nameOf(const DeltacastFormat& format);
 
 /// Values that are unknown or absent stand for uyvy422_8, 1080, i and 60.
 DeltacastFormat toFormat(

@@ -1,8 +1,11 @@
 // How the controller applies a capture format.
 #include <algorithm>
+#include <memory>
+#include <utility>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/utils/Printable.h"
+#include "proto/capture_format_record.pb.h"
 #include "proto/deltacast_configuration.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
@@ -18,6 +21,11 @@ constexpr int startAttempts = 10;
 constexpr std::chrono::milliseconds betweenAttempts{1000};
 constexpr std::size_t loggedCommandLimit = 4096;
 
+// The default format, and one that lacks a required field, are not.
+bool isKept(const DeltacastConfigurationSlot::Taken& wish) {
+    return wish.configuration && wish.configuration->IsInitialized();
+}
+
 }  // namespace
 
 void DeltacastDeviceController::configure(const DeltacastConfig& config) {
@@ -29,8 +37,13 @@ bool DeltacastDeviceController::applyDefaultConfiguration() {
     return true;
 }
 
+// What was ordered and not launched any more by the service before this one is newer than the file.
 bool DeltacastDeviceController::applyConfigurationFile(const std::string& path) {
     DeltacastConfig config;
+    if (const auto record = CaptureFormatRecordFile(path, *this).load(); record.has_wanted()) {
+        configure(record.wanted());
+        return true;
+    }
     if (!DeltacastConfigurationFile(path, *this).load(config)) {
         return false;
     }
@@ -45,6 +58,7 @@ bool DeltacastDeviceController::saveConfiguration(const DeltacastConfig& config)
 
 void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
     checkThread();
+    lookAtWhatRuns();
     const auto wish = slot.take();
     if (wish.wish == DeltacastConfigurationSlot::Wish::None) {
         return;
@@ -54,16 +68,71 @@ void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
         return;
     }
     const auto commandLine = commandLineOf(wish, *service) + " &";
+    if (isKept(wish)) {
+        transaction.ordered(*wish.configuration);
+    }
     stopOrKillRunningService();
     if (isStopped()) {
         logInfo("Deltacast service not started again: this service stops");
         return;
     }
     launch(commandLine);
-    if (wish.configuration && wish.configuration->IsInitialized()) {
-        saveConfiguration(*wish.configuration);
+    if (isKept(wish)) {
+        keepLaunched(*wish.configuration);
     }
-    awaitStart();
+    if (!awaitStart() && !isStopped()) {
+        giveWay(wish);
+    }
+}
+
+// A service that was never away is started by nobody else: what was ordered is due now.
+void DeltacastDeviceController::lookAtWhatRuns() {
+    if (getStatus() == DeltacastStatus::Running) {
+        confirmFormat();
+        offerInterruptedFormat();
+    }
+}
+
+void DeltacastDeviceController::offerInterruptedFormat() {
+    if (auto format = transaction.takeInterrupted()) {
+        slot.offer({DeltacastConfigurationSlot::Wish::Configuration,
+                    DeltacastConfigurationSlot::Origin::Order, std::move(format)});
+    }
+}
+
+void DeltacastDeviceController::keepLaunched(const DeltacastConfig& format) {
+    using Kept = CaptureFormatTransaction::Kept;
+    transaction.launched(format, saveConfiguration(format) ? Kept::Yes : Kept::No);
+}
+
+void DeltacastDeviceController::giveWay(const DeltacastConfigurationSlot::Taken& failed) {
+    auto instead = transaction.insteadOf(failed);
+    if (instead.wish == DeltacastConfigurationSlot::Wish::None) {
+        return;
+    }
+    const auto line = givingWay(failed, instead);
+    if (slot.offer(std::move(instead))) {
+        logFailure(line);
+    }
+}
+
+void DeltacastDeviceController::keepWaitingFormat() {
+    const auto wish = slot.take();
+    if (isKept(wish)) {
+        logInfo("Capture format " + nameOf(toFormat(*wish.configuration)) +
+                " is kept for the next start of this service");
+        transaction.ordered(*wish.configuration);
+    }
+}
+
+void DeltacastDeviceController::confirmFormat() {
+    const bool isSettled = transaction.state() == CaptureFormatTransaction::State::Settled;
+    DeltacastConfig format;
+    std::string notDescribed;
+    if (!isSettled && description == Description::Current &&
+        getCurrentConfig(format, notDescribed)) {
+        transaction.seen(format);
+    }
 }
 
 std::shared_ptr<DeltacastDeviceController::ServiceConfiguration>
@@ -110,7 +179,7 @@ void DeltacastDeviceController::launch(const std::string& commandLine) {
     setStatusStarting();
 }
 
-void DeltacastDeviceController::awaitStart() {
+bool DeltacastDeviceController::awaitStart() {
     logInfo("Waiting at most 10 seconds for Service to start...");
     answerWithin = std::min(surroundings.answerWithin, betweenAttempts);
     const bool answers = answersInTime();
@@ -118,10 +187,12 @@ void DeltacastDeviceController::awaitStart() {
     if (answers) {
         logInfo("Service reconfigured!");
         describeAgain();
+        confirmFormat();
     } else if (!isStopped()) {
         logFailure("... Failed");
         setStatusUnreachable();
     }
+    return answers;
 }
 
 // An attempt a second: what it takes itself counts.

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <utility>
+
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "service/devices/ProcessControl.h"
@@ -12,31 +14,66 @@ namespace {
 
 constexpr int probes = 5;
 constexpr std::chrono::seconds betweenProbes{1};
+constexpr int looksAtTheEndpoint = 50;
+constexpr std::chrono::milliseconds betweenLooks{100};
 
 }  // namespace
 
 DeltacastServiceProcess::DeltacastServiceProcess(const utils::IMessageFormatter& formatter,
-                                                 ProcessControl& processes)
-    : formatter(formatter), processes(processes) {}
+                                                 ProcessControl& processes, Pause pause)
+    : formatter(formatter), processes(processes), pause(std::move(pause)) {}
 
-void DeltacastServiceProcess::learn(pid_t id, const socket::SocketEndpoint& endpoint) {
+void DeltacastServiceProcess::learn(pid_t id, const socket::SocketEndpoint& answering) {
     if (isKnown(id)) {
         return;
     }
-    process = processes.identify(id);
-    known = Known::Own;
-    if (id == ::getpid() || processes.holds(id, endpoint) == ProcessControl::Holding::HoldsNot) {
-        known = Known::Strange;
-        utils::logWarning(formatter.formatMessage(
-            "KLN-SDI-Ingest-Service says that its pid is " + std::to_string(id) +
-            ", but another process answers: that one will not be killed"));
-    }
+    endpoint = answering;
+    known = find(id);
+    warnOfAStranger();
 }
 
-// The same id may be that of the next process.
+// The same id may be that of the next process, and that of none here.
 bool DeltacastServiceProcess::isKnown(pid_t id) const {
-    return known != Known::Nothing && process.id == id &&
-           processes.stateOf(process) == ProcessControl::State::Running;
+    if (known == Known::Nothing || process.id != id) {
+        return false;
+    }
+    return known == Known::Own ? processes.stateOf(process) == ProcessControl::State::Running
+                               : processes.identify(id) == process;
+}
+
+// Identified first, so that what is found out is about that process: the id may change hands.
+DeltacastServiceProcess::Known DeltacastServiceProcess::find(pid_t id) {
+    process = processes.identify(id);
+    if (id == ::getpid()) {
+        return Known::Strange;
+    }
+    switch (processes.holds(id, endpoint)) {
+        case ProcessControl::Holding::HoldsNot:
+            return Known::Strange;
+        case ProcessControl::Holding::Unknown:
+            return Known::Unproven;
+        case ProcessControl::Holding::Holds:
+            break;
+    }
+    const bool isTheSame = process.startTime != 0 && processes.identify(id) == process;
+    return isTheSame ? Known::Own : Known::Unproven;
+}
+
+void DeltacastServiceProcess::warnOfAStranger() const {
+    if (known == Known::Own) {
+        return;
+    }
+    utils::logWarning(formatter.formatMessage(
+        "KLN-SDI-Ingest-Service says that its pid is " + std::to_string(process.id) +
+        (known == Known::Strange
+             ? ", but another process answers: that one will not be killed"
+             : ", but it cannot be shown that this process answers: it will not be killed")));
+}
+
+void DeltacastServiceProcess::lookAgain() {
+    if (known == Known::Unproven) {
+        known = find(process.id);
+    }
 }
 
 // One that nobody could identify may be anywhere.
@@ -52,10 +89,24 @@ void DeltacastServiceProcess::end(pid_t id, const std::stop_token& stop) {
     if (known != Known::Own || process.id != id) {
         log("Process " + std::to_string(id) +
             " is not known to be KLN-SDI-Ingest-Service: it is left alone");
-        return;
+        return process.id == id ? awaitSilence(stop) : void();
     }
     if (!endsByItself(stop)) {
         killHard(stop);
+    }
+}
+
+void DeltacastServiceProcess::awaitSilence(const std::stop_token& stop) {
+    for (int look = 0; look < looksAtTheEndpoint && !stop.stop_requested(); ++look) {
+        if (!processes.isListenedTo(endpoint)) {
+            return log("KLN-SDI-Ingest-Service not running any more.");
+        }
+        pause(betweenLooks, stop);
+    }
+    if (!stop.stop_requested()) {
+        utils::logWarning(formatter.formatMessage(
+            "KLN-SDI-Ingest-Service still listens on " + endpoint.toString(socket::Protocol::None) +
+            " and is not killed: which process it is cannot be shown"));
     }
 }
 

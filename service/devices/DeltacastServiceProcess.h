@@ -7,6 +7,7 @@
 
 #include "platform/resource_manager/ProcessIdentity.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "service/devices/Pause.h"
 
 namespace tarn::utils {
 class IMessageFormatter;
@@ -19,13 +20,19 @@ class ProcessControl;
 /// The process of the ingest service, by the id that it tells, and its end.
 ///
 /// The process that is probed and killed is the one that had the id when it was told, and only if
-/// it is the one that answers on the monitoring endpoint: an id that passed to somebody else, or
-/// was somebody else's all the time, costs nobody anything. A dead process that nobody reaps counts
-/// as ended. One thread at a time.
+/// it can be shown that it is the one that answers on the monitoring endpoint: an id that passed to
+/// somebody else, was somebody else's all the time, or is one of another process namespace, costs
+/// nobody anything. Whoever answers there otherwise is only waited for. A dead process that nobody
+/// reaps counts as ended. One thread at a time.
+///
+///     Nothing --told--> Own        shown to answer on the endpoint
+///                       Strange    another process answers there
+///                       Unproven   neither can be shown; looked at again before it is told to stop
 class DeltacastServiceProcess {
   public:
     /// The references outlive this.
-    DeltacastServiceProcess(const utils::IMessageFormatter& formatter, ProcessControl& processes);
+    DeltacastServiceProcess(const utils::IMessageFormatter& formatter, ProcessControl& processes,
+                            Pause pause);
 
     /// The service that answers on `endpoint` has just said that this is its id.
     void learn(pid_t id, const socket::SocketEndpoint& endpoint);
@@ -34,24 +41,33 @@ class DeltacastServiceProcess {
     /// then. The log says so.
     bool hasEnded() const;
 
+    /// To be called before the service is asked to end: afterwards it may hold nothing any more.
+    void lookAgain();
+
     /// Waits until the process has ended, which it was asked to: looks 5 times, a second apart, and
-    /// then kills it and looks again every second. Returns early when `stop` is requested. Does
-    /// nothing for an id that was never learned, or is not the service's own.
+    /// then kills it and looks again every second. Where nobody knows which process that is, waits
+    /// 5 s at most until nobody listens on the endpoint any more. Returns early when `stop` is
+    /// requested. Does nothing for an id that was never learned.
     void end(pid_t id, const std::stop_token& stop);
 
   private:
+    enum class Known { Nothing, Own, Strange, Unproven };
+
     bool isKnown(pid_t id) const;
+    Known find(pid_t id);
+    void warnOfAStranger() const;
     bool isRunning() const;
+    void awaitSilence(const std::stop_token& stop);
     void waitASecond(const std::stop_token& stop);
     bool endsByItself(const std::stop_token& stop);
     void killHard(const std::stop_token& stop);
     void log(const std::string& text) const;
 
-    enum class Known { Nothing, Own, Strange };
-
     const utils::IMessageFormatter& formatter;
     ProcessControl& processes;
+    const Pause pause;
     Known known = Known::Nothing;
+    socket::SocketEndpoint endpoint;
     resource_manager::ProcessIdentity process;
 };
 

@@ -1,9 +1,11 @@
 #include "service/devices/DeviceRequestSocket.h"
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <utility>
 
+#include "platform/socket/NobodyListens.h"
 #include "proto/monitoring.pb.h"
 #include "service/devices/DeviceDoor.h"
 
@@ -13,6 +15,9 @@ namespace {
 
 constexpr std::uint32_t connectWithinMs = 500;
 constexpr std::uint32_t replyLimit = 524288;
+constexpr std::chrono::milliseconds quickAnswer{100};
+constexpr std::chrono::milliseconds betweenKnocks{500};
+constexpr std::chrono::milliseconds knockWithin{100};
 
 }  // namespace
 
@@ -26,6 +31,8 @@ DeviceRequestSocket::DeviceRequestSocket(const std::string& name,
 void DeviceRequestSocket::connect(const socket::SocketEndpoint& endpoint) {
     const std::lock_guard lock(mutex);
     socket.connect(endpoint, connectWithinMs);
+    peerEndpoint = endpoint;
+    peer = Peer::Answers;
 }
 
 bool DeviceRequestSocket::ask(const Request& request, Reply& reply) {
@@ -35,6 +42,17 @@ bool DeviceRequestSocket::ask(const Request& request, Reply& reply) {
 bool DeviceRequestSocket::ask(const Request& request, Reply& reply,
                               std::chrono::milliseconds within) {
     const std::lock_guard lock(mutex);
+    if (peer == Peer::Doubtful) {
+        checkSomebodyListens();
+    }
+    peer = Peer::Doubtful;
+    const bool answered = exchange(request, reply, within);
+    peer = Peer::Answers;
+    return answered;
+}
+
+bool DeviceRequestSocket::exchange(const Request& request, Reply& reply,
+                                   std::chrono::milliseconds within) {
     socket.sendProtoBuf(&request);
     if (!awaitAnswer(within)) {
         return false;
@@ -54,21 +72,38 @@ void DeviceRequestSocket::receive(Reply& reply) {
     }
 }
 
+// False when it was interrupted.
 bool DeviceRequestSocket::awaitAnswer(std::chrono::milliseconds within) {
+    auto left = within;
+    for (auto wait = std::min(left, quickAnswer); !hasAnswered(wait);
+         wait = std::min(left, betweenKnocks)) {
+        if (isInterrupted) {
+            return false;
+        }
+        left -= wait;
+        if (left.count() <= 0) {
+            throw std::runtime_error(socket.debugString() + ": nothing was received within " +
+                                     std::to_string(within.count()) + " ms");
+        }
+        checkSomebodyListens();
+    }
+    return true;
+}
+
+bool DeviceRequestSocket::hasAnswered(std::chrono::milliseconds within) {
     std::string error;
     const auto bound = static_cast<std::uint32_t>(within.count());
     const int result = socket.pollWith(interruption.descriptor(), bound, error);
-    if (result == 1 && isInterrupted) {
-        return false;
-    }
-    if (result == 1) {
-        throw std::runtime_error(socket.debugString() + ": nothing was received within " +
-                                 std::to_string(bound) + " ms");
-    }
-    if (result != 0) {
+    if (result != 0 && result != 1) {
         throw std::runtime_error(error);
     }
-    return true;
+    return result == 0;
+}
+
+void DeviceRequestSocket::checkSomebodyListens() const {
+    if (const auto why = socket::whyNobodyListens(peerEndpoint, knockWithin)) {
+        throw std::runtime_error(socket.debugString() + ": " + *why);
+    }
 }
 
 void DeviceRequestSocket::interrupt() {

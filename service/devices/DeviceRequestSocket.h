@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/socket/Socket.h"
+#include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/WakeUp.h"
 
 namespace tarn::proto::monitoring {
@@ -15,8 +16,9 @@ class TarnServiceToDeviceRequest;
 
 namespace tarn::service::devices {
 
-/// The connection on which a device is asked. Any thread: one exchange at a time, the others wait
-/// for it.
+/// The connection on which a device is asked. Where nobody listens any more, it is not waited for
+/// an answer: that is looked at when an answer does not come at once, and before each question
+/// after one that was not answered. Any thread: one exchange at a time, the others wait for it.
 class DeviceRequestSocket {
   public:
     using Request = tarn::proto::monitoring::TarnServiceToDeviceRequest;
@@ -45,15 +47,23 @@ class DeviceRequestSocket {
     void close();
 
   private:
+    enum class Peer { Answers, Doubtful };
+
+    bool exchange(const Request& request, Reply& reply, std::chrono::milliseconds within);
     void receive(Reply& reply);
     bool awaitAnswer(std::chrono::milliseconds within);
+    bool hasAnswered(std::chrono::milliseconds within);
+    void checkSomebodyListens() const;
 
     const std::chrono::milliseconds answerWithin;
     std::atomic<bool> isInterrupted{false};
     socket::utils::WakeUp interruption;
 
     std::mutex mutex;
-    socket::Socket socket;  // guarded by mutex
+    // Guarded by mutex:
+    socket::Socket socket;
+    socket::SocketEndpoint peerEndpoint;
+    Peer peer = Peer::Answers;
 };
 
 }  // namespace tarn::service::devices

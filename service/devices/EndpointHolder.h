@@ -6,8 +6,8 @@
 
 namespace tarn::service::devices {
 
-/// Whether a process of this machine has a socket that is bound to an IPC or TCP endpoint. Reads
-/// /proc.
+/// Whether a process of this machine has the very socket that answers on an IPC or TCP endpoint.
+/// Connects to it, and reads /proc; waits half a second at most. Does not throw.
 ProcessControl::Holding holdsEndpoint(pid_t id, const socket::SocketEndpoint& endpoint);
 
 }  // namespace tarn::service::devices

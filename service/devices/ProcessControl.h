@@ -34,9 +34,12 @@ class ProcessControl {
 
     virtual State stateOf(const ProcessIdentity& process) = 0;
 
-    /// Whether the process has a socket that is bound to this endpoint. Unknown when that cannot be
-    /// found out, also when nobody on this machine has one.
+    /// Whether the process has the socket that answers on this endpoint. HoldsNot when another one
+    /// has it, also one that has no id here; Unknown when it cannot be shown either way.
     virtual Holding holds(pid_t id, const socket::SocketEndpoint& endpoint) = 0;
+
+    /// Whether somebody listens there, on this machine or another.
+    virtual bool isListenedTo(const socket::SocketEndpoint& endpoint) = 0;
 
     /// SIGKILL, to this very process; false when it does not run any more.
     virtual bool kill(const ProcessIdentity& process) = 0;
@@ -52,6 +55,7 @@ class RealProcessControl : public ProcessControl {
     ProcessIdentity identify(pid_t id) override;
     State stateOf(const ProcessIdentity& process) override;
     Holding holds(pid_t id, const socket::SocketEndpoint& endpoint) override;
+    bool isListenedTo(const socket::SocketEndpoint& endpoint) override;
     bool kill(const ProcessIdentity& process) override;
     void awaitEnd(const ProcessIdentity& process, std::chrono::milliseconds duration,
                   const std::stop_token& stop) override;

@@ -6,6 +6,7 @@
 #include <array>
 
 #include "platform/socket/Descriptor.h"
+#include "platform/socket/NobodyListens.h"
 #include "platform/socket/WakeUp.h"
 #include "service/devices/EndpointHolder.h"
 #include "service/devices/Pause.h"
@@ -14,6 +15,8 @@
 namespace tarn::service::devices {
 
 namespace {
+
+constexpr std::chrono::milliseconds knockWithin{100};
 
 // What it refers to stays the same process, whoever gets the id later.
 int openProcess(pid_t id) {
@@ -40,6 +43,10 @@ ProcessControl::State RealProcessControl::stateOf(const ProcessIdentity& process
 ProcessControl::Holding RealProcessControl::holds(pid_t id,
                                                   const socket::SocketEndpoint& endpoint) {
     return holdsEndpoint(id, endpoint);
+}
+
+bool RealProcessControl::isListenedTo(const socket::SocketEndpoint& endpoint) {
+    return !socket::whyNobodyListens(endpoint, knockWithin);
 }
 
 bool RealProcessControl::kill(const ProcessIdentity& process) {

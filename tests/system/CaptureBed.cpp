@@ -49,9 +49,10 @@ void CaptureBed::configureIngest() const {
     configureIngest(program);
 }
 
-void CaptureBed::configureIngest(const std::string& commandLine) const {
+void CaptureBed::configureIngest(const std::string& commandLine,
+                                 const std::string& formatFile) const {
     configureSections(
-        std::string("<Paths><PersistentDeltacastConfigurationFile>") + persistentFile +
+        "<Paths><PersistentDeltacastConfigurationFile>" + formatFile +
         "</PersistentDeltacastConfigurationFile></Paths>"
         "<TarnProtocolDevice type=\"Deltacast\"><MonitoringInterface>" +
         endpoint +
@@ -141,6 +142,19 @@ std::string CaptureBed::format() {
     return document["line_count"].dump() + document["field_mode"].get<std::string>() +
            document["frame_rate"].dump() + " " + document["pixel_format"].get<std::string>() + " " +
            inputs;
+}
+
+void CaptureBed::emptyAsByAReboot() {
+    for (const auto* const folder : {"/run", "/dev/shm"}) {
+        for (const auto& entry : fs::directory_iterator(folder)) {
+            fs::remove_all(entry.path());
+        }
+    }
+    for (const auto& entry : fs::directory_iterator("/tmp")) {
+        if (entry.is_socket() || entry.path().filename().string().starts_with(programName)) {
+            fs::remove(entry.path());
+        }
+    }
 }
 
 std::string CaptureBed::channelSocket(unsigned channel) {

@@ -18,7 +18,8 @@ class CaptureBed : public SystemTest {
 
     /// Configures the installed ingest service, or the program of that command line in its place.
     void configureIngest() const;
-    void configureIngest(const std::string& commandLine) const;
+    void configureIngest(const std::string& commandLine,
+                         const std::string& formatFile = persistentFile) const;
     /// One that misbehaves as these options say.
     void configureMisbehaving(const std::string& options) const;
 
@@ -39,6 +40,9 @@ class CaptureBed : public SystemTest {
 
     /// "1080i25 uyvy422_8 0": what is in force; why it is not known otherwise.
     static std::string format();
+
+    /// What a reboot leaves of the programs that were killed: no file in a folder that it empties.
+    static void emptyAsByAReboot();
 
     static std::string channelSocket(unsigned channel);
     /// In bytes, as a reader of the channel gets it; 0 when it gets none.

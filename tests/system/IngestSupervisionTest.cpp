@@ -1,6 +1,7 @@
 #include <signal.h>
 
 #include <chrono>
+#include <filesystem>
 
 #include "tests/support/MachineTime.h"
 #include "tests/system/CaptureBed.h"
@@ -18,6 +19,17 @@ class IngestSupervision : public CaptureBed {
     static constexpr auto startFailed =
         "... Failed waiting for device start. Persistent jobs may end up in error";
     static constexpr auto reconfigured = "Service reconfigured!";
+
+    /// A process whose id the ingest service tells. Ends it.
+    void expectToBeLeftAloneByANewFormat(Program& stranger) {
+        const auto run = setFormat({"720", "p", "50"}, {"0"});
+        EXPECT_EQ(run.exitStatus, 0) << run.err;
+        EXPECT_TRUE(service().waitForLog("but another process answers"));
+        EXPECT_FALSE(service().log().contains("Hard kill"));
+        EXPECT_EQ(stranger.waitForEnd(0s), Ending{});
+        stranger.signal(SIGTERM);
+        stranger.waitForEnd(10s);
+    }
 
     /// An interrupt now must end the service in time.
     void expectPromptStop(std::chrono::seconds bound) {
@@ -84,13 +96,22 @@ TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
     Program stranger({"sleep", "1000"});
     configureMisbehaving("--pid " + std::to_string(stranger.id()));
     startService();
-    const auto run = setFormat({"720", "p", "50"}, {"0"});
-    EXPECT_EQ(run.exitStatus, 0) << run.err;
-    EXPECT_TRUE(service().waitForLog("but another process answers"));
-    EXPECT_FALSE(service().log().contains("Hard kill"));
-    EXPECT_EQ(stranger.waitForEnd(0s), Ending{});
-    stranger.signal(SIGTERM);
-    stranger.waitForEnd(10s);
+    expectToBeLeftAloneByANewFormat(stranger);
+}
+
+// In its own namespaces, and with another path to the same socket, it is in no table of ours, and
+// the id that it tells is a stranger's here.
+TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
+    Program stranger({"sleep", "1000"});
+    std::filesystem::create_directory("/tmp/elsewhere");
+    std::filesystem::create_symlink("/tmp/elsewhere/deltacast", "/tmp/deltacast");
+    configureIngest("exec unshare --net --pid --fork --kill-child " TARN_PROGRAM_FOLDER
+                    "/misbehavingIngest --endpoint ipc:///tmp/elsewhere/deltacast --pid " +
+                    std::to_string(stranger.id()));
+    startService();
+    EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
+    expectToBeLeftAloneByANewFormat(stranger);
+    std::filesystem::remove_all("/tmp/elsewhere");
 }
 
 TEST_F(IngestSupervision, withoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {

@@ -1,8 +1,12 @@
 #include "platform/utils/FileReplacement.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
 
@@ -14,6 +18,19 @@ class FileReplacementTest : public testing::Test {
   protected:
     long files() const {
         return std::distance(std::filesystem::directory_iterator(folder.path()), {});
+    }
+
+    static FileReplacement::Rename refusedWith(int failure) {
+        return [failure](const char*, const char*) {
+            errno = failure;
+            return -1;
+        };
+    }
+
+    ino_t number() const {
+        struct stat facts {};
+        ::stat(path.c_str(), &facts);
+        return facts.st_ino;
     }
 
     const test::TemporaryFolder folder;
@@ -57,6 +74,58 @@ TEST_F(FileReplacementTest, ThrowsAndLeavesNothingWhenThePlaceIsTaken) {
         EXPECT_THROW(replacement.commit("content"), std::system_error);
     }
     EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileReplacementTest, WritesAFileInPlaceThatCannotBeReplaced) {
+    for (const int failure : {EBUSY, EXDEV}) {
+        folder.write("file", std::string(10'000, 'x'));
+        const auto before = number();
+        FileReplacement(path, refusedWith(failure)).commit("shorter");
+        EXPECT_EQ(test::readFile(path), "shorter");
+        FileReplacement(path, refusedWith(failure)).commit(std::string(100'000, 'y'));
+        EXPECT_EQ(test::readFile(path), std::string(100'000, 'y'));
+        EXPECT_EQ(number(), before) << "it is another file";
+        EXPECT_EQ(files(), 1) << "a temporary file is left";
+    }
+}
+
+TEST_F(FileReplacementTest, LeavesTheOldContentWhenItCannotBeReplacedForAnotherReason) {
+    folder.write("file", "old");
+    EXPECT_THROW(FileReplacement(path, refusedWith(EIO)).commit("new"), std::system_error);
+    EXPECT_EQ(test::readFile(path), "old");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
+    folder.write("other", "old");
+    std::filesystem::create_symlink("other", path);
+    EXPECT_THROW(FileReplacement(path, refusedWith(EBUSY)).commit("new"), std::system_error);
+    EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
+}
+
+// A limit of the file's size stands for a disk that is full in the middle. Ends the process: with 0
+// when what the file held is back.
+[[noreturn]] void writeBeyondALimit(const std::string& path) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const auto before = test::readFile(path);
+    const FileReplacement::Rename refused = [](const char*, const char*) {
+        const rlimit limit = {5'000, 5'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        errno = EBUSY;
+        return -1;
+    };
+    try {
+        FileReplacement(path, refused).commit(std::string(10'000, 'y'));
+    } catch (const std::system_error&) {
+        ::_exit(test::readFile(path) == before ? 0 : 1);
+    }
+    ::_exit(2);
+}
+
+TEST_F(FileReplacementTest, PutsTheOldContentBackWhenItCannotBeWrittenInPlace) {
+    folder.write("file", std::string(2'000, 'x'));
+    EXPECT_EXIT(writeBeyondALimit(path), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(test::readFile(path), std::string(2'000, 'x'));
 }
 
 }  // namespace tarn::utils

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <future>
 #include <thread>
 
 #include "service/devices/DeltacastDeviceController.h"
@@ -85,6 +86,35 @@ TEST_F(DeltacastRequestsTest, ConfigureIsAcceptedAndAppliedLater) {
         "DEBUG Api requests handler > Handling reconfiguration request: config {"));
     EXPECT_TRUE(bed.log.has("DEBUG Api requests handler > Reconfiguring Deltacast device..."));
     EXPECT_TRUE(bed.log.has("DEBUG Api requests handler > Reconfiguring Deltacast device... DONE"));
+}
+
+// While a first one is launched, two more come.
+TEST_F(DeltacastRequestsTest, OfTwoConfiguresBeforeTheNextCycleOnlyTheLaterIsApplied) {
+    std::promise<void> launching;
+    std::promise<void> bothAreThere;
+    std::promise<void> launchingAgain;
+    bed.onCommand([&, number = 0](const std::string&) mutable {
+        if (++number == 1) {
+            launching.set_value();
+            bothAreThere.get_future().wait_for(std::chrono::seconds(20));
+        } else if (number == 2) {
+            launchingAgain.set_value();
+        }
+    });
+    device.begin();
+    start();
+    const auto at50 = test::progressive720();
+    auto interlaced = at50;
+    interlaced.set_field_mode(test::DeltacastConfig::INTERLACED);
+    expectAccepted(configureRequest(at50));
+    ASSERT_EQ(launching.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
+    expectAccepted(configureRequest(interlaced));
+    expectAccepted(configureRequest(test::progressive720At60()));
+    bothAreThere.set_value();
+    ASSERT_EQ(launchingAgain.get_future().wait_for(std::chrono::seconds(20)),
+              std::future_status::ready);
+    EXPECT_THAT(bed.commands(), testing::ElementsAre("ingest rgb24 '1 2 ' '0 -1 ' 720 p 50 &",
+                                                     "ingest rgb24 '1 2 ' '0 -1 ' 720 p 60 &"));
 }
 
 TEST_F(DeltacastRequestsTest, ConfigureWithoutAFormatIsAFormatWithoutContent) {

@@ -23,6 +23,12 @@ DeltacastConfig progressive720() {
     return config;
 }
 
+DeltacastConfig progressive720At60() {
+    auto config = progressive720();
+    config.set_frame_rate(DeltacastConfig::RATE_60);
+    return config;
+}
+
 device_tree::DeviceNode ingestNode(const std::string& pid) {
     device_tree::DeviceNode node("ingest", "ingest", device_tree::DeviceClass::Capture);
     const auto add = [&](const std::string& name, const std::string& value) {

@@ -39,11 +39,7 @@ class DeltacastReconfigurationTest : public test::DeltacastBed {
         return bed.proxy.getDeltacastConfiguration(stored, error);
     }
 
-    static DeltacastConfig other() {
-        auto config = test::progressive720();
-        config.set_frame_rate(DeltacastConfig::RATE_60);
-        return config;
-    }
+    static DeltacastConfig other() { return test::progressive720At60(); }
 };
 
 class WithoutPersistentFile : public DeltacastReconfigurationTest {
@@ -79,7 +75,9 @@ TEST_F(DeltacastReconfigurationTest, RestartsTheServiceWithTheFormatInTheNextCyc
                             "Changing status from Unreachable to Starting",
                             "Writing configuration to " + file, StartsWith("Configuration to save"),
                             "Save OK", "Waiting at most 10 seconds for Service to start...",
-                            "Changing status from Starting to Running", "Service reconfigured!"));
+                            "Changing status from Starting to Running", "Service reconfigured!",
+                            "Capture format 720p50 rgb24, inputs 1 2, frame offsets 0 -1 is "
+                            "confirmed: it runs"));
 }
 
 TEST_F(DeltacastReconfigurationTest, TellsTheServiceToStopFirst) {
@@ -187,11 +185,43 @@ TEST_F(DeltacastReconfigurationTest, AProcessThatIgnoresTheStopCommandIsKilled) 
 TEST_F(DeltacastReconfigurationTest, WithoutAProcessIdItIsOnlyToldToStop) {
     device.describeAs(test::ingestNode("none"));
     watchLiving();
+    bed.onCommand([this](const std::string&) {
+        EXPECT_EQ(device.lastRequest().type(), control);
+        EXPECT_EQ(controller->getStatus(), Status::Unreachable);
+    });
     controller->configure(test::progressive720());
     EXPECT_EQ(next(), cycle);
     EXPECT_EQ(processes.kills(), 0);
+    EXPECT_EQ(processes.looksAtTheEndpoint(), 0);
     EXPECT_FALSE(log.contains("still running"));
     EXPECT_THAT(bed.commands(), ElementsAre(command720));
+}
+
+TEST_F(DeltacastReconfigurationTest, AProcessThatCannotBeShownToAnswerIsToldToStopAndWaitedFor) {
+    processes.isSeenByNobody(4711);
+    watchLiving();
+    bed.onCommand([this](const std::string&) {
+        EXPECT_EQ(device.lastRequest().type(), control);
+        EXPECT_EQ(processes.looksAtTheEndpoint(), 3);
+    });
+    processes.isListenedToForLooks(2);
+    controller->configure(test::progressive720());
+    EXPECT_EQ(next(), milliseconds(100));
+    EXPECT_EQ(next(), milliseconds(100));
+    EXPECT_EQ(next(), cycle);
+    EXPECT_EQ(processes.kills(), 0);
+    EXPECT_THAT(bed.commands(), ElementsAre(command720));
+}
+
+TEST_F(DeltacastReconfigurationTest, AProcessIsLookedAtAgainWhileItStillHoldsTheEndpoint) {
+    processes.isSeenByNobody(4711);
+    watchLiving();
+    processes.holdsEverything(4711);
+    controller->configure(test::progressive720());
+    for (int look = 0; look < 7; ++look) {
+        next();
+    }
+    EXPECT_EQ(processes.kills(), 1);
 }
 
 TEST_F(DeltacastReconfigurationTest, AServiceThatDoesNotTakeTheStopCommandIsDealtWithAllTheSame) {
@@ -280,6 +310,7 @@ TEST_F(DeltacastReconfigurationTest, APingedServiceIsDescribedAgainAfterItsResta
 TEST_F(DeltacastReconfigurationTest, AShellThatFailsIsSaidSoAndNothingIsStuck) {
     watchLiving();
     behave();
+    processes.isListenedToForLooks(0);
     bed.onCommand([](const std::string&) { throw std::runtime_error("no shell"); });
     controller->configure(test::progressive720());
     next();
@@ -340,6 +371,19 @@ TEST_F(WithoutServiceConfiguration, NothingIsRestarted) {
     EXPECT_EQ(next(), cycle);
     EXPECT_TRUE(log.has(line("ERROR", "Could not find Deltacast service config")));
     EXPECT_EQ(controller->getStatus(), Status::Running);
+    EXPECT_THAT(bed.commands(), IsEmpty());
+}
+
+// No configuration file leads to that.
+TEST_F(DeltacastReconfigurationTest, AServiceConfigurationThatIsNoneIsSaidSoAndTheServiceGoesOn) {
+    watchLiving();
+    using Services = std::remove_cvref_t<decltype(bed.configuration.getDeltacastServices())>;
+    const_cast<Services&>(bed.configuration.getDeltacastServices()).front() = nullptr;
+    controller->configure(test::progressive720());
+    EXPECT_EQ(next(), cycle);
+    EXPECT_TRUE(log.has(line("ERROR", "Invalid Deltacast service config")));
+    EXPECT_EQ(controller->getStatus(), Status::Running);
+    EXPECT_NE(device.lastRequest().type(), control);
     EXPECT_THAT(bed.commands(), IsEmpty());
 }
 

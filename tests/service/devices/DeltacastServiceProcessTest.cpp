@@ -9,6 +9,7 @@
 
 namespace tarn::service::devices {
 
+using std::chrono::milliseconds;
 using std::chrono::seconds;
 using test::FakeProcesses;
 using testing::Each;
@@ -24,10 +25,18 @@ class DeltacastServiceProcessTest : public testing::Test {
     static constexpr auto notRunning = "INFO c > KLN-SDI-Ingest-Service not running any more.";
     static constexpr auto goneAfterKill =
         "INFO c > KLN-SDI-Ingest-Service not running any more after hard kill.";
+    static constexpr auto leftAlone =
+        "INFO c > Process 4711 is not known to be KLN-SDI-Ingest-Service: it is left alone";
     static constexpr auto hardKill = "WARN c > Hard kill on KLN-SDI-Ingest-Service with pid 4711";
 
     void learn(pid_t learned = id) { process.learn(learned, endpoint); }
     void end() { process.end(id, stop.get_token()); }
+
+    std::vector<std::string> linesAfterTheFirst() const {
+        auto lines = log.lines();
+        lines.erase(lines.begin());
+        return lines;
+    }
 
     /// From the `number`-th look at it on.
     void becomeAtLook(int number, FakeProcesses::State state) {
@@ -43,7 +52,9 @@ class DeltacastServiceProcessTest : public testing::Test {
     const utils::MessageFormatter formatter{"c"};
     FakeProcesses processes;
     std::stop_source stop;
-    DeltacastServiceProcess process{formatter, processes};
+    std::vector<std::chrono::milliseconds> pauses;
+    DeltacastServiceProcess process{
+        formatter, processes, [this](auto duration, const auto&) { pauses.push_back(duration); }};
 };
 
 TEST_F(DeltacastServiceProcessTest, IsLookedAtOnceWhenItHasEnded) {
@@ -121,13 +132,65 @@ TEST_F(DeltacastServiceProcessTest, LeavesAProcessAloneThatDoesNotHoldTheEndpoin
     EXPECT_TRUE(log.has(
         "WARN c > KLN-SDI-Ingest-Service says that its pid is 4711, but another process answers: "
         "that one will not be killed"));
+    processes.isListenedToForLooks(3);
     end();
     EXPECT_EQ(processes.kills(), 0);
-    EXPECT_EQ(log.lines().back(),
-              "INFO c > Process 4711 is not known to be KLN-SDI-Ingest-Service: it is left alone");
+    EXPECT_THAT(linesAfterTheFirst(), ElementsAre(leftAlone, notRunning));
+    EXPECT_THAT(pauses, testing::AllOf(SizeIs(3), Each(milliseconds(100))));
+}
+
+TEST_F(DeltacastServiceProcessTest, LeavesAProcessAloneThatCannotBeShownToHoldTheEndpoint) {
+    processes.isSeenByNobody(id);
+    learn();
+    EXPECT_THAT(log.lines(),
+                ElementsAre("WARN c > KLN-SDI-Ingest-Service says that its pid is 4711, "
+                            "but it cannot be shown that this process answers: it will "
+                            "not be killed"));
+    end();
+    EXPECT_EQ(processes.kills(), 0);
+    EXPECT_THAT(linesAfterTheFirst(),
+                ElementsAre(leftAlone,
+                            "WARN c > KLN-SDI-Ingest-Service still listens on ipc:///tmp/x "
+                            "and is not killed: which process it is cannot be shown"));
+    EXPECT_EQ(processes.looksAtTheEndpoint(), 50);
+}
+
+TEST_F(DeltacastServiceProcessTest, IsLookedAtAgainBeforeItIsToldToStop) {
+    processes.isSeenByNobody(id);
+    learn();
+    processes.holdsEverything(id);
+    process.lookAgain();
+    end();
+    EXPECT_EQ(processes.kills(), 1);
+}
+
+TEST_F(DeltacastServiceProcessTest, IsNotKilledWhenTheIdChangedHandsWhileItWasLookedAt) {
+    processes.onHolds([this] { processes.isStartedAnew(id); });
+    learn();
+    processes.isListenedToForLooks(0);
+    end();
+    EXPECT_EQ(processes.kills(), 0);
+}
+
+TEST_F(DeltacastServiceProcessTest, IsWarnedOfOnceWhoeverTellsTheSameIdAgain) {
+    processes.become(id, FakeProcesses::State::Gone);  // an id of another process namespace
+    processes.isSeenByNobody(id);
+    learn();
+    learn();
+    EXPECT_THAT(log.lines(), SizeIs(1));
+}
+
+TEST_F(DeltacastServiceProcessTest, IsNotWaitedForAtItsEndpointWhenTheServiceStops) {
+    processes.isSeenByNobody(id);
+    learn();
+    stop.request_stop();
+    end();
+    EXPECT_EQ(processes.looksAtTheEndpoint(), 0);
+    EXPECT_EQ(log.lines().back(), leftAlone);
 }
 
 TEST_F(DeltacastServiceProcessTest, NeverKillsItsOwnProcess) {
+    processes.isListenedToForLooks(0);
     learn(::getpid());
     process.end(::getpid(), stop.get_token());
     EXPECT_EQ(processes.kills(), 0);
@@ -181,8 +244,8 @@ TEST_F(DeltacastServiceProcessTest, IsAnotherOneWhenTheSameIdIsToldAfterItsEnd) 
     processes.holdsNothing(id);
     learn();
     end();
-    EXPECT_EQ(log.lines().back(),
-              "INFO c > Process 4711 is not known to be KLN-SDI-Ingest-Service: it is left alone");
+    EXPECT_THAT(log.lines(), testing::Contains(leftAlone));
+    EXPECT_EQ(processes.kills(), 0);
 }
 
 }  // namespace tarn::service::devices

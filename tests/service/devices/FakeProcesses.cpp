@@ -9,7 +9,32 @@ void FakeProcesses::become(pid_t id, State state) {
 
 void FakeProcesses::holdsNothing(pid_t id) {
     const std::lock_guard lock(mutex);
-    strangers.insert(id);
+    holdings[id] = Holding::HoldsNot;
+}
+
+void FakeProcesses::isSeenByNobody(pid_t id) {
+    const std::lock_guard lock(mutex);
+    holdings[id] = Holding::Unknown;
+}
+
+void FakeProcesses::holdsEverything(pid_t id) {
+    const std::lock_guard lock(mutex);
+    holdings.erase(id);
+}
+
+void FakeProcesses::isStartedAnew(pid_t id) {
+    const std::lock_guard lock(mutex);
+    ++startTimes[id];
+}
+
+void FakeProcesses::isListenedToForLooks(int number) {
+    const std::lock_guard lock(mutex);
+    listeningLooks = number;
+}
+
+int FakeProcesses::looksAtTheEndpoint() const {
+    const std::lock_guard lock(mutex);
+    return endpointLooks;
 }
 
 int FakeProcesses::kills() const {
@@ -26,7 +51,7 @@ FakeProcesses::ProcessIdentity FakeProcesses::identify(pid_t id) {
     const std::lock_guard lock(mutex);
     const auto found = states.find(id);
     const bool isGone = found != states.end() && found->second == State::Gone;
-    return {id, isGone ? 0U : 1U};
+    return {id, isGone ? 0U : 1U + startTimes[id]};
 }
 
 FakeProcesses::State FakeProcesses::stateOf(const ProcessIdentity& process) {
@@ -44,8 +69,18 @@ FakeProcesses::State FakeProcesses::stateOf(const ProcessIdentity& process) {
 }
 
 FakeProcesses::Holding FakeProcesses::holds(pid_t id, const socket::SocketEndpoint&) {
+    if (holdingLook) {
+        holdingLook();
+    }
     const std::lock_guard lock(mutex);
-    return strangers.contains(id) ? Holding::HoldsNot : Holding::Holds;
+    const auto found = holdings.find(id);
+    return found == holdings.end() ? Holding::Holds : found->second;
+}
+
+bool FakeProcesses::isListenedTo(const socket::SocketEndpoint&) {
+    const std::lock_guard lock(mutex);
+    ++endpointLooks;
+    return !listeningLooks || endpointLooks <= *listeningLooks;
 }
 
 bool FakeProcesses::kill(const ProcessIdentity& process) {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
-#include <set>
+#include <optional>
 #include <vector>
 
 #include "service/devices/Pause.h"
@@ -17,6 +17,18 @@ class FakeProcesses : public service::devices::ProcessControl {
     /// What a process is when nothing else was said: it runs and holds the endpoint.
     void become(pid_t id, State state);
     void holdsNothing(pid_t id);
+    /// Whether it holds the endpoint cannot be shown.
+    void isSeenByNobody(pid_t id);
+    /// As by default.
+    void holdsEverything(pid_t id);
+    /// Another process gets the id.
+    void isStartedAnew(pid_t id);
+    /// Called when it is looked up who holds an endpoint.
+    void onHolds(std::function<void()> action) { holdingLook = std::move(action); }
+
+    /// Somebody listens on every endpoint for so many looks; for ever unless it is said.
+    void isListenedToForLooks(int looks);
+    int looksAtTheEndpoint() const;
 
     /// Called with each look at a process, counted from 1, before it.
     void onLook(std::function<void(int)> action) { look = std::move(action); }
@@ -33,19 +45,24 @@ class FakeProcesses : public service::devices::ProcessControl {
     ProcessIdentity identify(pid_t id) override;
     State stateOf(const ProcessIdentity& process) override;
     Holding holds(pid_t id, const socket::SocketEndpoint& endpoint) override;
+    bool isListenedTo(const socket::SocketEndpoint& endpoint) override;
     bool kill(const ProcessIdentity& process) override;
     void awaitEnd(const ProcessIdentity& process, std::chrono::milliseconds duration,
                   const std::stop_token& stop) override;
 
   private:
     std::function<void(int)> look;
+    std::function<void()> holdingLook;
     service::devices::Pause pause;
     int resistance = 1;
 
     mutable std::mutex mutex;
     // Guarded by mutex:
     std::map<pid_t, State> states;
-    std::set<pid_t> strangers;
+    std::map<pid_t, Holding> holdings;
+    std::map<pid_t, std::uint64_t> startTimes;
+    std::optional<int> listeningLooks;
+    int endpointLooks = 0;
     int looks = 0;
     int killed = 0;
     std::vector<std::chrono::milliseconds> waited;

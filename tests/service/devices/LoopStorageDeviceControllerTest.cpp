@@ -201,6 +201,8 @@ TEST_F(LoopStorageDeviceControllerTest, StoppingDoesNotEndThePolling) {
 TEST_F(LoopStorageDeviceControllerTest, DestroyingEndsThePolling) {
     watch();
     controller.reset();
+    EXPECT_FALSE(pause.isPausing()) << "somebody still waits to poll again";
+    pause.letGo();
     EXPECT_EQ(storage.openConnections(), 0U);
     EXPECT_EQ(storage.connectionsMade(), 1U);
 }

@@ -27,6 +27,11 @@ std::chrono::milliseconds ManualPause::await() {
     return current;
 }
 
+bool ManualPause::isPausing() {
+    const std::lock_guard lock(mutex);
+    return entered > left;
+}
+
 void ManualPause::letGo() {
     const std::lock_guard lock(mutex);
     left = entered;

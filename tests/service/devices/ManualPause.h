@@ -20,6 +20,9 @@ class ManualPause {
     /// none within the bound.
     std::chrono::milliseconds await();
 
+    /// Whether the thread is in a pause now.
+    bool isPausing();
+
     /// Lets the thread go on from its pause.
     void letGo();
 

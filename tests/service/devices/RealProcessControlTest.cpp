@@ -3,12 +3,17 @@
 #include <netinet/in.h>
 #include <signal.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
+#include <filesystem>
 #include <stop_token>
+#include <system_error>
 #include <thread>
 
+#include "platform/socket/Descriptor.h"
 #include "platform/socket/Socket.h"
 #include "service/devices/ProcessControl.h"
 #include "tests/service/support/ServiceBed.h"
@@ -103,22 +108,115 @@ TEST_F(RealProcessControlTest, TellsWhoListensOnAPortOfVersionSixAndNotWhoHoldsI
 
 class Endpoints : public testing::TestWithParam<const char*> {
   protected:
+    const socket::SocketEndpoint endpoint = socket::SocketEndpoint::FromString(
+        GetParam() == std::string("Ipc") ? test::uniqueEndpoint() : test::freeTcpEndpoint());
     test::Process child{{"sleep", "1000"}};
     RealProcessControl control;
 };
 
 TEST_P(Endpoints, AreHeldByWhoListensThere) {
-    const auto endpoint = socket::SocketEndpoint::FromString(
-        GetParam() == std::string("Ipc") ? test::uniqueEndpoint() : test::freeTcpEndpoint());
     EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Unknown);
     socket::Socket server("test", socket::ClosePolicy::Discard);
     server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
     EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Holds);
     EXPECT_EQ(control.holds(child.id(), endpoint), Control::Holding::HoldsNot);
-    EXPECT_EQ(control.holds(0x7fffffff, endpoint), Control::Holding::Unknown);
+    EXPECT_NE(control.holds(0x7fffffff, endpoint), Control::Holding::Holds);
+}
+
+TEST_P(Endpoints, AreListenedToOrNot) {
+    EXPECT_FALSE(control.isListenedTo(endpoint));
+    socket::Socket server("test", socket::ClosePolicy::Discard);
+    server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
+    EXPECT_TRUE(control.isListenedTo(endpoint));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Endpoints, testing::Values("Ipc", "Tcp"),
                          [](const auto& tested) { return std::string(tested.param); });
+
+/// A process that holds a socket which listens, and does nothing else.
+class Holder {
+  public:
+    /// `address` is of a Unix or an IPv4 socket.
+    template <typename Address>
+    explicit Holder(const Address& address) {
+        const socket::Descriptor listener(::socket(address.Family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_storage generic{};
+        std::memcpy(&generic, &address.value, sizeof address.value);
+        auto* const pointer = static_cast<sockaddr*>(static_cast<void*>(&generic));
+        if (::bind(listener.get(), pointer, sizeof address.value) != 0 ||
+            ::listen(listener.get(), 1) != 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot listen");
+        }
+        child = ::fork();
+        while (child == 0) {
+            ::pause();
+        }
+    }
+    ~Holder() {
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+    }
+    pid_t id() const { return child; }
+
+  private:
+    pid_t child = -1;
+};
+
+struct UnixAddress {
+    static constexpr int Family = AF_UNIX;
+    explicit UnixAddress(const std::string& path) {
+        value.sun_family = AF_UNIX;
+        path.copy(value.sun_path, sizeof value.sun_path - 1);
+    }
+    sockaddr_un value{};
+};
+
+struct LoopbackAddress {
+    static constexpr int Family = AF_INET;
+    LoopbackAddress(const char* host, std::uint16_t port) {
+        value.sin_family = AF_INET;
+        value.sin_port = htons(port);
+        ::inet_pton(AF_INET, host, &value.sin_addr);
+    }
+    sockaddr_in value{};
+};
+
+// As in another file system that has the same path.
+TEST(Holding, OfAnotherSocketWithTheSamePathIsNotThatOfTheEndpoint) {
+    const auto endpoint = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
+    const auto path = endpoint.toString(socket::Protocol::None).substr(6);
+    const Holder innocent((UnixAddress(path)));
+    std::filesystem::remove(path);
+    socket::Socket server("test", socket::ClosePolicy::Discard);
+    server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
+    EXPECT_EQ(RealProcessControl().holds(innocent.id(), endpoint), Control::Holding::HoldsNot);
+    EXPECT_EQ(RealProcessControl().holds(::getpid(), endpoint), Control::Holding::Holds);
+}
+
+TEST(Holding, OfTheSamePortOfAnotherAddressIsNotThatOfTheEndpoint) {
+    const auto endpoint = socket::SocketEndpoint::FromString(test::freeTcpEndpoint());
+    const Holder innocent(LoopbackAddress("127.0.0.2", endpoint.port()));
+    socket::Socket server("test", socket::ClosePolicy::Discard);
+    server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
+    EXPECT_EQ(RealProcessControl().holds(innocent.id(), endpoint), Control::Holding::HoldsNot);
+    EXPECT_EQ(RealProcessControl().holds(::getpid(), endpoint), Control::Holding::Holds);
+}
+
+TEST(Holding, OfEveryInterfaceIsThatOfEachAddress) {
+    const auto port = socket::SocketEndpoint::FromString(test::freeTcpEndpoint()).port();
+    socket::Socket server("test", socket::ClosePolicy::Discard);
+    const socket::SocketEndpoint every(socket::Transport::Tcp, "*", port);
+    server.createAndConnect(socket::Protocol::Reply, every, 0);
+    RealProcessControl control;
+    EXPECT_EQ(control.holds(::getpid(), every), Control::Holding::Holds);
+    for (const auto* const host : {"localhost", "127.0.0.1"}) {
+        EXPECT_EQ(control.holds(::getpid(), {socket::Transport::Tcp, host, port}),
+                  Control::Holding::Holds)
+            << host;
+    }
+    EXPECT_EQ(control.holds(::getpid(), {socket::Transport::Tcp, "some-name", port}),
+              Control::Holding::Unknown)
+        << "names are not looked up";
+}
 
 }  // namespace tarn::service::devices
