@@ -98,7 +98,7 @@ TEST_F(RealProcessControlTest, TellsWhoListensOnAPortOfVersionSixAndNotWhoHoldsI
     }
     ::getsockname(listening, generic, &size);
     const auto endpoint =
-        socket::SocketEndpoint(socket::Transport::Tcp, "localhost", ntohs(address.sin6_port));
+        socket::SocketEndpoint(socket::Transport::Tcp, "[::1]", ntohs(address.sin6_port));
     EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Unknown);
     ::listen(listening, 1);
     EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Holds);
