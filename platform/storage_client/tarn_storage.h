@@ -152,6 +152,12 @@ int64_t tarn_storage_track_get_beginning(tarn_storage_connection* connection, in
 int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t track_id,
                                    tarn_storage_error* error);
 
+/* Why the server cannot use the track: a text for people, empty while it can. Nobody can read, write
+ * or resize such a track; it can be destroyed. As with snprintf, at most `size` bytes are put into
+ * `text`, the zero among them, and the result is the length of the whole text; -1 on failure. */
+int64_t tarn_storage_track_get_problem(tarn_storage_connection* connection, int64_t track_id,
+                                       char* text, size_t size, tarn_storage_error* error);
+
 /* ---- properties ----------------------------------------------------------------------------- */
 
 /* Names and texts that clients keep with a track, in ascending byte order of the names. A list is
