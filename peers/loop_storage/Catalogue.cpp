@@ -146,19 +146,25 @@ void Catalogue::removeGone(std::int64_t id, IdKept kept) const {
     }
 }
 
+// Tracks are worth more than this number: they are served without it.
 void Catalogue::readLastId() {
     const auto path = directory / lastIdName;
     if (!std::filesystem::exists(path)) {
         return;
     }
-    const auto text = readSmallFile(path, longestId);
-    std::int64_t id = -1;
-    if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
-        lastId = std::max(lastId, id);
-    } else {
-        utils::logWarning(path.string() +
-                          " is damaged: ids of tracks that are gone may come again");
+    std::string problem = "no number";
+    try {
+        const auto text = readSmallFile(path, longestId);
+        std::int64_t id = -1;
+        if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
+            lastId = std::max(lastId, id);
+            return;
+        }
+    } catch (const std::exception& failure) {
+        problem = failure.what();
     }
+    utils::logWarning(path.string() + " is damaged (" + problem +
+                      "): ids of tracks that are gone may come again");
 }
 
 void Catalogue::openTracks() {

@@ -99,7 +99,7 @@ class Catalogue {
     };
     void end(const Plan& plan);
     std::int64_t make(const Plan& plan, const std::function<void()>& check);
-    std::shared_ptr<Track> publish(const std::filesystem::path& making, std::int64_t id);
+    void publish(const std::filesystem::path& making, std::int64_t id);
     std::uint64_t roomAfter(const std::vector<Planned>& creations) const;
     std::uint64_t capacityLeft() const;
     void checkRoom(std::uint64_t size) const;

@@ -4,6 +4,7 @@
 
 #include "peers/loop_storage/Catalogue.h"
 #include "peers/loop_storage/DiskFile.h"
+#include "peers/loop_storage/IndexFile.h"
 #include "peers/loop_storage/StorageError.h"
 #include "platform/utils/Log.h"
 
@@ -78,8 +79,9 @@ std::int64_t Catalogue::make(const Plan& plan, const std::function<void()>& chec
         planned.at(plan.number).folder = making;
     }
     const UnfinishedFolder unfinished(making);
-    Track::Create(making, id, plan.size, check);
-    auto track = publish(making, id);
+    const auto created = Track::Create(making, id, plan.size, check);
+    publish(making, id);
+    auto track = std::make_shared<Track>(folderOf("track-", id), id, boot, created);
     const std::lock_guard guard(mutex);
     tracks.emplace(id, std::move(track));
     planned.erase(plan.number);
@@ -87,7 +89,7 @@ std::int64_t Catalogue::make(const Plan& plan, const std::function<void()>& chec
 }
 
 // From the renaming on the id is used up, even where nothing comes of the track.
-std::shared_ptr<Track> Catalogue::publish(const std::filesystem::path& making, std::int64_t id) {
+void Catalogue::publish(const std::filesystem::path& making, std::int64_t id) {
     const auto folder = folderOf("track-", id);
     std::filesystem::rename(making, folder);
     {
@@ -96,7 +98,6 @@ std::shared_ptr<Track> Catalogue::publish(const std::filesystem::path& making, s
     }
     try {
         syncFolder(directory);
-        return std::make_shared<Track>(folder, id, boot);
     } catch (...) {
         std::error_code ignored;
         std::filesystem::rename(folder, folderOf("removed-", id), ignored);

@@ -10,18 +10,21 @@ namespace tarn::peers::loop_storage {
 namespace {
 
 [[noreturn]] void refuse(std::uint64_t wanted, std::uint64_t remaining) {
-    throw StorageError(TARN_STORAGE_ERROR_NO_SPACE, std::to_string(wanted) +
-                                                        " bytes are wanted and " +
-                                                        std::to_string(remaining) + " remain");
+    throw StorageError(
+        TARN_STORAGE_ERROR_NO_SPACE,
+        std::to_string(wanted) + " bytes are wanted and " + std::to_string(remaining) + " remain");
 }
 
 }  // namespace
 
 std::shared_ptr<Catalogue::Plan> Catalogue::plan(std::uint64_t size) {
-    const std::lock_guard guard(mutex);
-    std::shared_ptr<Plan> made(new Plan(*this, ++lastPlan, size));
-    planned.emplace(lastPlan, Planned{.size = size, .folder = {}});
-    return made;
+    std::uint64_t number = 0;
+    {
+        const std::lock_guard guard(mutex);
+        number = ++lastPlan;
+        planned.emplace(number, Planned{.size = size, .folder = {}});
+    }
+    return std::shared_ptr<Plan>(new Plan(*this, number, size));
 }
 
 void Catalogue::end(const Plan& plan) {

@@ -66,7 +66,7 @@ void describe(std::int64_t id, const Catalogue::Unopened& track,
               tarn::proto::storage_wire::Track& record) {
     record.set_id(id);
     record.set_size(track.size);
-    record.set_problem(track.reason);
+    record.set_failure(track.reason);
 }
 
 Answer describeTracks(Storage& storage, const Request& request) {

@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <utility>
 #include <vector>
 
@@ -79,13 +80,11 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
     });
 }
 
-int64_t tarn_storage_track_get_problem(tarn_storage_connection* connection, int64_t track_id,
+int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
                                        char* text, size_t size, tarn_storage_error* error) {
     return guarded<int64_t>(error, -1, [&] {
-        const auto& problem = describe(connection, track_id).problem();
-        if (size > 0) {
-            text[problem.copy(text, size - 1)] = '\0';
-        }
-        return static_cast<int64_t>(problem.size());
+        const auto& failure = describe(connection, track_id).failure();
+        std::snprintf(text, size, "%s", failure.c_str());
+        return static_cast<int64_t>(failure.size());
     });
 }

@@ -20,7 +20,7 @@ using device_tree::Property;
 namespace {
 
 constexpr auto sizeProperty = "Size";
-constexpr std::size_t longestProblem = 1024;
+constexpr std::size_t longestFailure = 1024;
 
 std::string storageId(const StorageAddress& address) {
     return address.port == 0
@@ -123,7 +123,7 @@ std::shared_ptr<DeviceNode> StorageDescription::askTrack(const std::string& stor
     addTrackProperties(*node, id, storage);
     const auto size = read(tarn_storage_track_get_size, &storage, id);
     addProperty(*node, sizeProperty, std::to_string(size), "Failed setting track size: ");
-    addProblem(*node, id, storage);
+    addFailure(*node, id, storage);
     addWorkers(*node, workers);
     addStatus(*node, {"StartTimepoint", read(tarn_storage_track_get_beginning, &storage, id)},
               "Failed setting StartTimepoint status description: ");
@@ -148,13 +148,11 @@ void StorageDescription::addTrackProperties(DeviceNode& node, std::int64_t id,
     }
 }
 
-// A track that can be used says nothing of how it is.
-void StorageDescription::addProblem(DeviceNode& node, std::int64_t id,
+// A track that is sound says nothing of how it is.
+void StorageDescription::addFailure(DeviceNode& node, std::int64_t id,
                                     tarn_storage_connection& storage) {
-    std::array<char, longestProblem> text{};
-    const auto length =
-        read(tarn_storage_track_get_problem, &storage, id, text.data(), text.size());
-    if (length > 0) {
+    std::array<char, longestFailure> text{};
+    if (read(tarn_storage_track_get_failure, &storage, id, text.data(), text.size()) > 0) {
         node.setGlobalStatus(GlobalStatus(GlobalStatus::Level::Error, text.data()));
     }
 }

@@ -45,7 +45,7 @@ class StorageDescription {
                                                       tarn_storage_connection& storage) const;
     void addTrackProperties(device_tree::DeviceNode& node, std::int64_t id,
                             tarn_storage_connection& storage) const;
-    static void addProblem(device_tree::DeviceNode& node, std::int64_t id,
+    static void addFailure(device_tree::DeviceNode& node, std::int64_t id,
                            tarn_storage_connection& storage);
     void addWorkers(device_tree::DeviceNode& node, const TrackWorkers& workers) const;
 

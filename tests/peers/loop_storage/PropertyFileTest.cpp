@@ -21,23 +21,25 @@ bool isAccepted(const Properties& properties) {
     }
 }
 
-Properties shortNames(int count) {
+/// Names without values, which take more of the file than they have letters.
+Properties names(int count, const std::string& prefix = "") {
     Properties properties;
     for (int i = 0; i < count; ++i) {
-        properties[std::to_string(i)] = "";
+        properties[prefix + std::to_string(i)] = "";
     }
     return properties;
 }
 
-/// As many short names as are accepted, and a last one whose value is as long as it may be.
+/// As many names as are accepted, and a last one whose value is as long as it may be.
 Properties asManyAsThereMayBe() {
+    const std::string prefix(20, 'n');
     int accepted = 1;
     int refused = 100'000;
     while (refused - accepted > 1) {
         const int count = (accepted + refused) / 2;
-        (isAccepted(shortNames(count)) ? accepted : refused) = count;
+        (isAccepted(names(count, prefix)) ? accepted : refused) = count;
     }
-    auto properties = shortNames(accepted - 10);
+    auto properties = names(accepted - 1, prefix);
     auto& value = properties["last"];
     while (isAccepted(properties)) {
         value += 'v';
@@ -59,7 +61,7 @@ TEST(PropertyFileTest, TheLargestThatIsAcceptedIsReadAgainAndAByteMoreIsRefused)
 
 TEST(PropertyFileTest, ManyShortNamesAreRefusedWithTheSizeOfTheFile) {
     try {
-        checkProperties(shortNames(80'000));
+        checkProperties(names(80'000));
         FAIL();
     } catch (const StorageError& refusal) {
         EXPECT_THAT(refusal.what(), testing::EndsWith(" bytes: at most 524288"));
@@ -70,7 +72,7 @@ TEST(PropertyFileTest, AFileThatIsTooLargeIsPutAsideAndCostsNoFrame) {
     test::TestTrack track(100);
     track.beWriter();
     track.put(1, "frame");
-    writeProperties(track.file("properties"), shortNames(80'000));
+    writeProperties(track.file("properties"), names(80'000));
     ASSERT_GT(std::filesystem::file_size(track.file("properties")), largestFile);
     track.reopenAfterKill();
     EXPECT_THAT(track.frames(), testing::ElementsAre("1:frame"));

@@ -31,7 +31,9 @@ struct UnopenedTracksTest : testing::Test {
         catalogue.reset();
         catalogue = std::make_unique<Catalogue>(directory, 1000, BootId{'b'});
     }
-    std::filesystem::path file(const std::string& name) const { return directory / "track-1" / name; }
+    std::filesystem::path file(const std::string& name) const {
+        return directory / "track-1" / name;
+    }
     void flipByte(const std::string& name, int offset) const {
         std::fstream stream(file(name), std::ios::in | std::ios::out | std::ios::binary);
         stream.seekg(offset);
@@ -139,6 +141,20 @@ TEST_F(UnopenedTracksTest, TheIdOfOneDoesNotComeAgain) {
     catalogue->destroy(2);
     open();
     EXPECT_EQ(catalogue->create(5, never), 4);
+}
+
+TEST_F(UnopenedTracksTest, AnIdThatCannotBeReadKeepsNoTrackFromOpening) {
+    catalogue->destroy(2);
+    for (const auto* const content : {"", "x", "999999999999999999999999"}) {
+        std::ofstream(directory / "last-id") << content;
+        open();
+        EXPECT_EQ(catalogue->all().size(), 2U) << content;
+        EXPECT_TRUE(log.contains("ids of tracks that are gone may come again"));
+    }
+    std::filesystem::remove(directory / "last-id");
+    std::filesystem::create_directory(directory / "last-id");
+    open();
+    EXPECT_EQ(catalogue->all().size(), 2U);
 }
 
 TEST_F(UnopenedTracksTest, WhatCannotBeRemovedKeepsNoTrackFromOpening) {

@@ -79,12 +79,11 @@ TEST_F(LoopStorageDeviceControllerTest, DescribesATrackWithAllThatTheServerSaysO
 
 TEST_F(LoopStorageDeviceControllerTest, ShowsATrackThatCannotBeUsedInErrorWithTheReason) {
     storage.has({.size = 5});
-    storage.has({.size = 6, .problem = "index does not tell what the track is"});
+    storage.has({.size = 6, .failure = "index does not tell what the track is"});
     watch();
     EXPECT_EQ(track(0, 0).getGlobalStatus(), GlobalStatus());
-    EXPECT_EQ(
-        track(0, 1).getGlobalStatus(),
-        GlobalStatus(GlobalStatus::Level::Error, "index does not tell what the track is"));
+    EXPECT_EQ(track(0, 1).getGlobalStatus(),
+              GlobalStatus(GlobalStatus::Level::Error, "index does not tell what the track is"));
     EXPECT_EQ(propertyOf(track(0, 1), "Size"), "6");
 }
 
