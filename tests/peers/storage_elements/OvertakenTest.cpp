@@ -82,7 +82,7 @@ class Player {
         }
     }
     std::size_t countPlayed() const { return flags().size(); }
-    int countDecoded() const { return decodedFrames; }
+    std::size_t countDecoded() const { return decodedFrames; }
     /// Of the buffers so far.
     std::vector<guint> flags() const {
         const std::lock_guard lock(mutex);
@@ -118,7 +118,7 @@ class Player {
     std::promise<void> release;
     const std::shared_future<void> mayGoOn = release.get_future().share();
     std::atomic<bool> released = false;
-    std::atomic<int> decodedFrames = 0;
+    std::atomic<std::size_t> decodedFrames = 0;
     mutable std::mutex mutex;
     std::vector<guint> playedFlags;  // guarded by mutex
     GstElement* const pipeline;
@@ -183,7 +183,9 @@ TEST_F(OvertakenTest, ADecoderGoesOnWithAKeyFrameAndComplainsOfNothing) {
     ASSERT_TRUE(oldestNeedsOthers());
     player.goOn();
     ASSERT_TRUE(eventually([&] { return player.countPlayed() >= playedAfter; }));
-    ASSERT_TRUE(eventually([&] { return player.countDecoded() >= playedAfter - 5; }));
+    // One may be on its way between the two.
+    EXPECT_TRUE(eventually([&] { return player.countDecoded() + 1 >= player.countPlayed(); }))
+        << player.countPlayed() - player.countDecoded() << " were of no use to the decoder";
 
     const auto flags = player.flags();
     const auto gap = std::find_if(flags.begin() + 1, flags.end(), [](guint buffer) {
