@@ -178,7 +178,7 @@ TEST_F(TrackOperationsTest, AnOperationThatTakesLongRunsUntilItHasEnded) {
 }
 
 TEST_F(TrackOperationsTest, TellsWhatWentWrongWithAnOperationAfterALongTime) {
-    storage.operationsTake(std::chrono::minutes(15));
+    storage.operationsTake(std::chrono::minutes(45));
     storage.fails("tarn_storage_ticket_wait", "The disk is full");
     expectFailure(end(create(5)), "The disk is full");
     storage.worksAgain("tarn_storage_ticket_wait");
@@ -187,7 +187,7 @@ TEST_F(TrackOperationsTest, TellsWhatWentWrongWithAnOperationAfterALongTime) {
     storage.awaitHeld(1);
     storage.goesDown();
     storage.letsGo();
-    EXPECT_FALSE(end(ticket).success());
+    expectFailure(end(ticket), "No connection to storage server");
 }
 
 TEST_F(TrackOperationsTest, TellsThatTheServerIsDown) {
