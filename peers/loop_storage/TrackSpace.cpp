@@ -13,8 +13,8 @@ namespace tarn::peers::loop_storage {
 
 namespace {
 
-// File systems keep a list of the pieces that a file lies in. Where a block of it names 340 of them,
-// this is enough for pieces of 48 kB.
+// File systems keep a list of the pieces that a file lies in. Where a block of it names 340 of
+// them, this is enough for pieces of 48 kB.
 constexpr std::uint64_t fixedAccount = 256U << 10U;
 constexpr std::uint64_t accountPart = 4096;
 constexpr std::uint64_t statBlock = 512;

@@ -66,11 +66,10 @@ TEST_F(StorageTracksTest, SaysWhichTrackCannotBeUsedAndWhy) {
     status.set_level(proto::monitoring::GlobalStatus::ERROR);
     status.set_description("index is damaged");
     treeIs(tree);
-    EXPECT_THAT(
-        tarnctl({"storage", "tracks"}).out,
-        MatchesRegex("ID +SIZE +LENGTH +WRITERS +READERS +PROPERTIES +STATUS\n"
-                     "3 +10 GiB +1:00 +recorder +play1,play2 +Name=studio +-\n"
-                     "4 +1000 B +- +- +- +- +error: index is damaged\n"));
+    EXPECT_THAT(tarnctl({"storage", "tracks"}).out,
+                MatchesRegex("ID +SIZE +LENGTH +WRITERS +READERS +PROPERTIES +STATUS\n"
+                             "3 +10 GiB +1:00 +recorder +play1,play2 +Name=studio +-\n"
+                             "4 +1000 B +- +- +- +- +error: index is damaged\n"));
     EXPECT_THAT(tarnctl({"storage", "show", "4"}).out,
                 HasSubstr("Status   error: index is damaged"));
     EXPECT_EQ(json::parse(tarnctl({"storage", "tracks", "--json"}).out)["tracks"][1]["status"],
