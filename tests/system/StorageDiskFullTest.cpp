@@ -106,7 +106,8 @@ TEST_F(StorageDiskFull, CreatesExactlyWhatRemainsAndNotAByteMore) {
     const auto created = createTrack(before);
     EXPECT_EQ(remaining(), 0U);
     EXPECT_TRUE(end(take(destroyTrack(created))).success());
-    EXPECT_NEAR(remaining(), before, 8192) << "and the file that keeps the track's number";
+    EXPECT_LE(remaining(), before);
+    EXPECT_GE(remaining() + 8192, before) << "but for the file that keeps the track's number";
 }
 
 TEST_F(StorageDiskFull, GivesRoomBackWhenATrackIsDestroyed) {
