@@ -145,7 +145,12 @@ TEST_P(LoopStorageOver, aResizingThatReachesAnotherSizeHasFailed) {
             writer.write(i, 65536);
         }
     }
-    const auto failed = end(take(resizeTrack(track, 65536)));
+    Reply failed;
+    const auto writerIsGone = [&] {  // the server notices that a moment later
+        failed = end(take(resizeTrack(track, 65536)));
+        return failed.error_message().find("use it") == std::string::npos;
+    };
+    ASSERT_TRUE(eventually(writerIsGone));
     const auto reached = ask(trackSize(track)).GetExtension(GetTrackSizeReply::base).size();
     EXPECT_FALSE(failed.success());
     EXPECT_EQ(failed.error_message(),
