@@ -16,6 +16,8 @@ void measureIdleService();
 /// Tracks of a loop storage server of its own against plain files: writing, reading, one writer
 /// with many readers, making and removing.
 void measureLoopStorage();
+/// Only making and removing tracks, against files of their size.
+void measureCreatingTracks();
 /// From a request for another capture format until it is in force, against the start of the ingest
 /// service alone, and what is left after all changes; CAPTURE_ROUNDS of them when that is set. And
 /// the time until a killed ingest service is noticed. Both need an ingest service configured.

@@ -186,6 +186,11 @@ void compare(const StorageServer& server, std::size_t frameSize, const std::stri
 
 }  // namespace
 
+void measureCreatingTracks() {
+    const StorageServer server;
+    measureTrackCreation(server);
+}
+
 void measureLoopStorage() {
     const StorageServer server;
     for (const std::size_t frameSize : {64U << 10U, 1U << 20U}) {

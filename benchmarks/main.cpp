@@ -17,6 +17,7 @@ constexpr Entry entries[] = {
     {"tool-start", tarn::benchmarks::measureToolStart},
     {"idle", tarn::benchmarks::measureIdleService},
     {"loop-storage", tarn::benchmarks::measureLoopStorage},
+    {"track-creation", tarn::benchmarks::measureCreatingTracks},
     {"capture-formats", tarn::benchmarks::measureCaptureFormats},
     {"dead-ingest", tarn::benchmarks::measureDeadIngest},
     {"device-change", tarn::benchmarks::measureDeviceChange},

@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -41,12 +42,18 @@ std::string propertiesText(const StorageTrack& track) {
     return text;
 }
 
-// Which storage a track is on is said only where there are several.
+// Which storage a track is on is said only where there are several, and how tracks are only where
+// one is not well.
 Table tableOf(const StorageTree& tree) {
     const bool several = tree.storages.size() > 1;
+    const bool anyStatus = std::any_of(tree.tracks.begin(), tree.tracks.end(),
+                                       [](const auto& track) { return !track.status.empty(); });
     std::vector<std::string> header = {"ID", "SIZE", "LENGTH", "WRITERS", "READERS", "PROPERTIES"};
     if (several) {
         header.insert(header.begin(), "STORAGE");
+    }
+    if (anyStatus) {
+        header.emplace_back("STATUS");
     }
     Table table(std::move(header));
     for (const auto& track : tree.tracks) {
@@ -55,6 +62,9 @@ Table tableOf(const StorageTree& tree) {
                                         track.readerNames, propertiesText(track)};
         if (several) {
             row.insert(row.begin(), track.storage);
+        }
+        if (anyStatus) {
+            row.push_back(track.status);
         }
         table.add(row);
     }

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/ByteSize.h"
+#include "cli/DeviceWords.h"
 #include "cli/JobProgress.h"
 #include "proto/monitoring.pb.h"
 
@@ -47,6 +48,7 @@ void take(StorageTrack& track, const NamedStatus& status) {
 StorageTrack trackOf(const DeviceNode& storage, const DeviceNode& node) {
     StorageTrack track;
     track.storage = storage.id();
+    track.status = globalStatusText(node.global_status());
     for (const auto& property : node.properties()) {
         take(track, property);
     }
@@ -93,6 +95,9 @@ Fields fieldsOf(const StorageTrack& track) {
     for (const auto& [name, value] : track.properties) {
         fields.emplace_back("Property", name + "=" + value);
     }
+    if (!track.status.empty()) {
+        fields.emplace_back("Status", track.status);
+    }
     return fields;
 }
 
@@ -110,6 +115,7 @@ ordered_json toJson(const StorageTrack& track) {
             {"writers_list", track.writerNames},
             {"start_timepoint", std::to_string(track.start)},
             {"end_timepoint", std::to_string(track.end)},
+            {"status", track.status},
             {"properties", std::move(properties)}};
 }
 

@@ -26,6 +26,7 @@ struct StorageTrack {
     std::int64_t start = -1;  ///< -1 in a track that is empty
     std::int64_t end = -1;
     std::vector<std::pair<std::string, std::string>> properties;  ///< those of clients
+    std::string status;  ///< "error: ..." for one that cannot be used; else empty
 };
 
 /// What the device tree says of loop storages.

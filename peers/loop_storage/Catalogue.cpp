@@ -3,12 +3,10 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <limits>
 #include <set>
 #include <string>
 #include <system_error>
@@ -61,12 +59,16 @@ FileDescriptor lockDirectory(const std::filesystem::path& directory) {
     return file;
 }
 
-std::uint64_t bytesIn(const std::filesystem::path& folder) {
+// As far as it can be told.
+std::uint64_t dataIn(const std::filesystem::path& folder) {
     std::uint64_t bytes = 0;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-        const auto size = entry.file_size(ignored);
-        bytes += ignored ? 0 : size;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(folder, error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        std::error_code ignored;
+        const auto size = entry->file_size(ignored);
+        const bool isData = entry->path().filename().string().starts_with("data.");
+        bytes += isData && !ignored ? size : 0;
     }
     return bytes;
 }
@@ -74,10 +76,11 @@ std::uint64_t bytesIn(const std::filesystem::path& folder) {
 }  // namespace
 
 Catalogue::Catalogue(std::filesystem::path directory, std::optional<std::uint64_t> capacity,
-                     const BootId& boot)
+                     const BootId& boot, LookAtDisk lookAtDisk)
     : directory(std::move(directory)),
       capacity(capacity),
       boot(boot),
+      lookAtDisk(std::move(lookAtDisk)),
       lock(lockDirectory(this->directory)) {
     readLastId();
     removeRemains();
@@ -89,24 +92,35 @@ std::filesystem::path Catalogue::folderOf(const char* kind, std::int64_t id) con
 }
 
 void Catalogue::removeRemains() {
-    std::vector<std::filesystem::path> unfinished;
+    std::map<std::int64_t, std::filesystem::path> unfinished;
     std::set<std::int64_t> gone;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
         const auto name = entry.path().filename().string();
         if (const auto removed = idOf(name, removedKind)) {
             gone.insert(*removed);
-        } else if (idOf(name, makingKind)) {
-            unfinished.push_back(entry.path());
+        } else if (const auto making = idOf(name, makingKind)) {
+            unfinished.emplace(*making, entry.path());
         }
     }
-    for (const auto& folder : unfinished) {
-        std::filesystem::remove_all(folder);
-        utils::logInfo("Removed what was left in " + folder.string());
+    for (const auto& [id, folder] : unfinished) {
+        removeUnfinished(folder, id);
     }
     for (const auto id : gone) {
         removeGone(id, id > lastId ? IdKept::ByFolderOnly : IdKept::Elsewhere);
         lastId = std::max(lastId, id);
         utils::logInfo("Removed what was left in " + folderOf(removedKind, id).string());
+    }
+}
+
+// Where it stays, its id is not used: there would be no place for that track.
+void Catalogue::removeUnfinished(const std::filesystem::path& folder, std::int64_t id) {
+    try {
+        std::filesystem::remove_all(folder);
+        utils::logInfo("Removed what was left in " + folder.string());
+    } catch (const std::exception& failure) {
+        lastId = std::max(lastId, id);
+        utils::logWarning("Cannot remove what was left in " + folder.string() + ": " +
+                          failure.what());
     }
 }
 
@@ -132,19 +146,25 @@ void Catalogue::removeGone(std::int64_t id, IdKept kept) const {
     }
 }
 
+// Tracks are worth more than this number: they are served without it.
 void Catalogue::readLastId() {
     const auto path = directory / lastIdName;
     if (!std::filesystem::exists(path)) {
         return;
     }
-    const auto text = readSmallFile(path, longestId);
-    std::int64_t id = -1;
-    if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
-        lastId = std::max(lastId, id);
-    } else {
-        utils::logWarning(path.string() +
-                          " is damaged: ids of tracks that are gone may come again");
+    std::string problem = "no number";
+    try {
+        const auto text = readSmallFile(path, longestId);
+        std::int64_t id = -1;
+        if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
+            lastId = std::max(lastId, id);
+            return;
+        }
+    } catch (const std::exception& failure) {
+        problem = failure.what();
     }
+    utils::logWarning(path.string() + " is damaged (" + problem +
+                      "): ids of tracks that are gone may come again");
 }
 
 void Catalogue::openTracks() {
@@ -168,7 +188,7 @@ void Catalogue::openTrack(const std::filesystem::path& folder, std::int64_t id) 
         }
         tracks.emplace(id, track);
     } catch (const std::exception& failure) {
-        unusable += bytesIn(folder);
+        unopened.emplace(id, Unopened{.reason = failure.what(), .size = dataIn(folder)});
         utils::logError("Track " + std::to_string(id) + " cannot be opened: " + failure.what());
     }
 }
@@ -176,10 +196,14 @@ void Catalogue::openTrack(const std::filesystem::path& folder, std::int64_t id) 
 std::vector<std::int64_t> Catalogue::ids() const {
     const std::lock_guard guard(mutex);
     std::vector<std::int64_t> list;
-    list.reserve(tracks.size());
+    list.reserve(tracks.size() + unopened.size());
     for (const auto& [id, track] : tracks) {
         list.push_back(id);
     }
+    for (const auto& [id, track] : unopened) {
+        list.push_back(id);
+    }
+    std::sort(list.begin(), list.end());
     return list;
 }
 
@@ -199,38 +223,22 @@ std::shared_ptr<Track> Catalogue::find(std::int64_t id) const {
     return found == tracks.end() ? nullptr : found->second;
 }
 
+std::optional<Catalogue::Unopened> Catalogue::findUnopened(std::int64_t id) const {
+    const std::lock_guard guard(mutex);
+    const auto found = unopened.find(id);
+    return found == unopened.end() ? std::nullopt : std::optional(found->second);
+}
+
 std::shared_ptr<Track> Catalogue::get(std::int64_t id) const {
-    auto track = find(id);
-    if (!track) {
-        throw StorageError(TARN_STORAGE_ERROR_NOT_FOUND, "There is no track " + std::to_string(id));
+    if (auto track = find(id)) {
+        return track;
     }
-    return track;
-}
-
-std::int64_t Catalogue::remainingSpace() const {
-    struct statvfs disk {};
-    if (::statvfs(directory.c_str(), &disk) != 0) {
-        throw std::system_error(errno, std::generic_category(),
-                                "Cannot look at the disk of " + directory.string());
+    const auto number = std::to_string(id);
+    if (const auto track = findUnopened(id)) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER,
+                           "Track " + number + " cannot be opened: " + track->reason);
     }
-    auto remaining = static_cast<std::uint64_t>(disk.f_bavail) * disk.f_frsize;
-    if (capacity) {
-        std::uint64_t taken = unusable;
-        for (const auto& track : all()) {
-            taken += track->size();
-        }
-        remaining = std::min(remaining, *capacity > taken ? *capacity - taken : 0);
-    }
-    return static_cast<std::int64_t>(remaining);
-}
-
-void Catalogue::checkSpace(std::uint64_t growth) const {
-    const auto remaining = static_cast<std::uint64_t>(remainingSpace());
-    if (growth > remaining) {
-        throw StorageError(TARN_STORAGE_ERROR_NO_SPACE, std::to_string(growth) +
-                                                            " bytes are wanted and " +
-                                                            std::to_string(remaining) + " remain");
-    }
+    throw StorageError(TARN_STORAGE_ERROR_NOT_FOUND, "There is no track " + number);
 }
 
 }  // namespace tarn::peers::loop_storage

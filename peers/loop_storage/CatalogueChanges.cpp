@@ -4,6 +4,7 @@
 
 #include "peers/loop_storage/Catalogue.h"
 #include "peers/loop_storage/DiskFile.h"
+#include "peers/loop_storage/IndexFile.h"
 #include "peers/loop_storage/StorageError.h"
 #include "platform/utils/Log.h"
 
@@ -11,12 +12,10 @@ namespace tarn::peers::loop_storage {
 
 namespace {
 
-constexpr auto largestSize = static_cast<std::uint64_t>(1) << 50U;
-
 void checkSize(std::uint64_t size) {
-    if (size == 0 || size > largestSize) {
+    if (size == 0 || size > largestTrack) {
         throw StorageError(TARN_STORAGE_ERROR_ARGUMENT, "A track has 1 to " +
-                                                            std::to_string(largestSize) +
+                                                            std::to_string(largestTrack) +
                                                             " bytes, not " + std::to_string(size));
     }
 }
@@ -55,24 +54,56 @@ class UnfinishedFolder {
 }  // namespace
 
 std::int64_t Catalogue::create(std::uint64_t size, const std::function<void()>& check) {
-    checkSize(size);
-    checkSpace(size);
+    return create(*plan(size), check);
+}
+
+// When this returns, or throws, the space is no longer planned: who is told of the end can ask.
+std::int64_t Catalogue::create(const Plan& plan, const std::function<void()>& check) {
+    try {
+        return make(plan, check);
+    } catch (...) {
+        end(plan);
+        throw;
+    }
+}
+
+std::int64_t Catalogue::make(const Plan& plan, const std::function<void()>& check) {
+    checkSize(plan.size);
+    checkRoom(plan.size);
     std::int64_t id = 0;
+    std::filesystem::path making;
     {
         const std::lock_guard guard(mutex);
         id = lastId + 1;
+        making = folderOf("making-", id);
+        planned.at(plan.number).folder = making;
     }
-    const auto making = folderOf("making-", id);
-    const auto folder = folderOf("track-", id);
     const UnfinishedFolder unfinished(making);
-    Track::Create(making, id, size, check);
-    std::filesystem::rename(making, folder);
-    syncFolder(directory);
-    auto track = std::make_shared<Track>(folder, id, boot);
+    const auto created = Track::Create(making, id, plan.size, check);
+    publish(making, id);
+    auto track = std::make_shared<Track>(folderOf("track-", id), id, boot, created);
     const std::lock_guard guard(mutex);
     tracks.emplace(id, std::move(track));
-    lastId = id;
+    planned.erase(plan.number);
     return id;
+}
+
+// From the renaming on the id is used up, even where nothing comes of the track.
+void Catalogue::publish(const std::filesystem::path& making, std::int64_t id) {
+    const auto folder = folderOf("track-", id);
+    std::filesystem::rename(making, folder);
+    {
+        const std::lock_guard guard(mutex);
+        lastId = id;
+    }
+    try {
+        syncFolder(directory);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::rename(folder, folderOf("removed-", id), ignored);
+        removeGone(id, IdKept::ByFolderOnly);
+        throw;
+    }
 }
 
 std::uint64_t Catalogue::resize(std::int64_t id, std::uint64_t size,
@@ -82,26 +113,43 @@ std::uint64_t Catalogue::resize(std::int64_t id, std::uint64_t size,
     const ExclusiveUse use(*track, "resized");
     const auto before = track->size();
     if (size > before) {
-        checkSpace(size - before);
+        checkGrowth(before, size);
     }
     return track->resize(size, check);
 }
 
-// The id's last trace goes with the folder: if it was the highest, a file keeps it from then on.
 void Catalogue::destroy(std::int64_t id) {
+    if (findUnopened(id)) {
+        removeTrack(id);
+        return;
+    }
     const auto track = get(id);
     track->beginExclusive("destroyed");
     try {
-        std::filesystem::rename(track->folder(), folderOf("removed-", id));
-        syncFolder(directory);
+        removeTrack(id);
     } catch (...) {
         track->endExclusive();
+        throw;
+    }
+}
+
+// The id's last trace goes with the folder: if it was the highest, a file keeps it from then on.
+void Catalogue::removeTrack(std::int64_t id) {
+    const auto folder = folderOf("track-", id);
+    const auto removed = folderOf("removed-", id);
+    std::filesystem::rename(folder, removed);
+    try {
+        syncFolder(directory);
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::rename(removed, folder, ignored);
         throw;
     }
     auto kept = IdKept::Elsewhere;
     {
         const std::lock_guard guard(mutex);
         tracks.erase(id);
+        unopened.erase(id);
         kept = id == lastId ? IdKept::ByFolderOnly : IdKept::Elsewhere;
     }
     removeGone(id, kept);

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace tarn::peers::loop_storage {
 
@@ -15,6 +16,7 @@ namespace {
 
 constexpr mode_t readableByAll = 0644;
 constexpr std::uint64_t allocationStep = 1ULL << 30U;
+constexpr std::uint64_t writtenStep = 4U << 20U;
 
 [[noreturn]] void failAt(const std::filesystem::path& path, int error, const char* action) {
     throw std::system_error(error, std::generic_category(),
@@ -72,16 +74,38 @@ void DiskFile::readAt(std::uint64_t offset, void* bytes, std::size_t size) const
     }
 }
 
-void DiskFile::allocate(std::uint64_t size, const std::function<void()>& check) const {
+int DiskFile::AskFileSystem(int file, std::uint64_t offset, std::uint64_t length) {
+    const int result =
+        ::fallocate(file, /*mode=*/0, static_cast<off_t>(offset), static_cast<off_t>(length));
+    return result == 0 ? 0 : errno;
+}
+
+void DiskFile::allocate(std::uint64_t size, const std::function<void()>& check,
+                        TakeSpace takeSpace) const {
     for (auto offset = this->size(); offset < size;) {
         check();
         const auto step = std::min(size - offset, allocationStep);
-        const int error = ::posix_fallocate(descriptor.get(), static_cast<off_t>(offset),
-                                            static_cast<off_t>(step));
+        const int error = takeSpace(descriptor.get(), offset, step);
+        if (error == EOPNOTSUPP) {
+            writeZeros(offset, size, check);
+            return;
+        }
         if (error != 0 && error != EINTR) {
             fail(error, "get disk space for");
         }
         offset += error == 0 ? step : 0;
+    }
+}
+
+// Which takes as long as the disk does: in steps that are not missed by who wants to stop it.
+void DiskFile::writeZeros(std::uint64_t from, std::uint64_t to,
+                          const std::function<void()>& check) const {
+    const std::vector<char> zeros(std::min<std::uint64_t>(to - from, writtenStep));
+    while (from < to) {
+        check();
+        const auto step = std::min<std::uint64_t>(to - from, zeros.size());
+        writeAt(from, zeros.data(), static_cast<std::size_t>(step));
+        from += step;
     }
 }
 

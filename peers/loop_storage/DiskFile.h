@@ -21,9 +21,15 @@ class DiskFile {
     /// All of it; also throws where the file ends before.
     void readAt(std::uint64_t offset, void* bytes, std::size_t size) const;
 
-    /// Makes the file `size` bytes long, with disk space for each of them. In steps: between two
-    /// of them `check` may throw.
-    void allocate(std::uint64_t size, const std::function<void()>& check) const;
+    /// Takes space on the disk for bytes at the end of a file, which are zeros then; 0 or an error
+    /// number.
+    using TakeSpace = int (*)(int file, std::uint64_t offset, std::uint64_t length);
+    static int AskFileSystem(int file, std::uint64_t offset, std::uint64_t length);
+
+    /// Makes the file `size` bytes long, with disk space for each of them: in steps, between two of
+    /// which `check` may throw. Where the file system has no such call, zeros are written.
+    void allocate(std::uint64_t size, const std::function<void()>& check,
+                  TakeSpace takeSpace = AskFileSystem) const;
     void truncate(std::uint64_t size) const;
     /// Its bytes are on the disk afterwards.
     void sync() const;
@@ -35,6 +41,7 @@ class DiskFile {
 
   private:
     [[noreturn]] void fail(int error, const char* action) const;
+    void writeZeros(std::uint64_t from, std::uint64_t to, const std::function<void()>& check) const;
 
     std::filesystem::path filePath;
     FileDescriptor descriptor;

@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::size_t longestName = 256;
 constexpr std::size_t longestValue = 64U << 10U;
-constexpr std::size_t longestTogether = 256U << 10U;
-constexpr std::size_t largestFile = 2 * longestTogether;
+// What is not larger is written, and read again.
+constexpr std::size_t largestFile = 512U << 10U;
 constexpr std::size_t checksumSize = sizeof(std::uint32_t);
 
 [[noreturn]] void refuse(const std::string& message) {
@@ -39,18 +39,31 @@ void checkValue(const std::string& name, const std::string& value) {
     }
 }
 
+std::string contentOf(const Properties& properties) {
+    proto::storage_wire::Track track;
+    for (const auto& [name, value] : properties) {
+        auto* const property = track.add_property();
+        property->set_name(name);
+        property->set_value(value);
+    }
+    const auto message = track.SerializeAsString();
+    const auto sum = checksum(message.data(), message.size());
+    std::string content(checksumSize, '\0');
+    std::memcpy(content.data(), &sum, checksumSize);
+    return content + message;
+}
+
 }  // namespace
 
 void checkProperties(const Properties& properties) {
-    std::size_t together = 0;
     for (const auto& [name, value] : properties) {
         checkName(name);
         checkValue(name, value);
-        together += name.size() + value.size();
     }
-    if (together > longestTogether) {
-        refuse("The track's properties would have " + std::to_string(together) +
-               " bytes: at most " + std::to_string(longestTogether));
+    const auto size = contentOf(properties).size();
+    if (size > largestFile) {
+        refuse("The track's properties would take a file of " + std::to_string(size) +
+               " bytes: at most " + std::to_string(largestFile));
     }
 }
 
@@ -58,6 +71,9 @@ Properties readProperties(const std::filesystem::path& path) {
     Properties properties;
     if (!std::filesystem::exists(path)) {
         return properties;
+    }
+    if (std::filesystem::file_size(path) > largestFile) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is too large");
     }
     const auto content = readSmallFile(path, largestFile);
     std::uint32_t sum = 0;
@@ -75,17 +91,7 @@ Properties readProperties(const std::filesystem::path& path) {
 }
 
 void writeProperties(const std::filesystem::path& path, const Properties& properties) {
-    proto::storage_wire::Track track;
-    for (const auto& [name, value] : properties) {
-        auto* const property = track.add_property();
-        property->set_name(name);
-        property->set_value(value);
-    }
-    const auto message = track.SerializeAsString();
-    const auto sum = checksum(message.data(), message.size());
-    std::string content(checksumSize, '\0');
-    std::memcpy(content.data(), &sum, checksumSize);
-    replaceFile(path, content + message);
+    replaceFile(path, contentOf(properties));
 }
 
 }  // namespace tarn::peers::loop_storage

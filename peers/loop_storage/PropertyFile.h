@@ -8,7 +8,8 @@ namespace tarn::peers::loop_storage {
 
 using Properties = std::map<std::string, std::string>;
 
-/// Throws StorageError, of type ARGUMENT, for more or longer names and values than a track keeps.
+/// Throws StorageError, of type ARGUMENT, for longer names and values than a track keeps, and for
+/// more of them than a file that can be read again.
 void checkProperties(const Properties& properties);
 
 /// A file that is not there is an empty list. Throws StorageError for one that is damaged.

@@ -62,6 +62,13 @@ void describe(const Track& track, tarn::proto::storage_wire::Track& record) {
     }
 }
 
+void describe(std::int64_t id, const Catalogue::Unopened& track,
+              tarn::proto::storage_wire::Track& record) {
+    record.set_id(id);
+    record.set_size(track.size);
+    record.set_failure(track.reason);
+}
+
 Answer describeTracks(Storage& storage, const Request& request) {
     if (request.track_id_size() > mostDescriptions) {
         refuse("At most " + std::to_string(mostDescriptions) + " tracks are described at once");
@@ -70,6 +77,8 @@ Answer describeTracks(Storage& storage, const Request& request) {
     for (const auto id : request.track_id()) {
         if (const auto track = storage.catalogue().find(id)) {
             describe(*track, *answer.add_track());
+        } else if (const auto unopened = storage.catalogue().findUnopened(id)) {
+            describe(id, *unopened, *answer.add_track());
         }
     }
     return answer;

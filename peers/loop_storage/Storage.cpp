@@ -47,7 +47,8 @@ void Storage::finish() {
 }
 
 std::int64_t Storage::create(std::uint64_t size) {
-    return queue([this, size] { return tracks.create(size, [this] { checkStop(); }); });
+    const auto plan = tracks.plan(size);
+    return queue([this, plan] { return tracks.create(*plan, [this] { checkStop(); }); });
 }
 
 std::int64_t Storage::resize(std::int64_t track, std::uint64_t size) {

@@ -22,18 +22,21 @@ constexpr std::uint64_t leastAllowed = 1ULL << 20U;
 
 }  // namespace
 
-void Track::Create(const std::filesystem::path& folder, std::int64_t id, std::uint64_t size,
-                   const std::function<void()>& check) {
+// The data file is synced after the index: with the one, a file system that keeps a journal has
+// brought the other to the disk too.
+IndexContent Track::Create(const std::filesystem::path& folder, std::int64_t id, std::uint64_t size,
+                           const std::function<void()>& check) {
     const DiskFile data(folder / (dataPrefix + std::string("0")), DiskFile::Mode::CreateNew);
     data.allocate(size, check);
-    data.sync();
     IndexContent content;
     content.track = {.dataSize = size,
                      .slots = slotsFor(size),
                      .id = static_cast<std::uint64_t>(id),
                      .generation = 0};
     IndexFile::Write(folder / indexName, content);
+    data.sync();
     syncFolder(folder);
+    return content;
 }
 
 Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
@@ -45,6 +48,12 @@ Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
         openingNotes.push_back(error.what() + std::string(": put aside as ") + damagedName);
         std::filesystem::rename(trackFolder / propertiesName, trackFolder / damagedName);
     }
+}
+
+Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot,
+             const IndexContent& created)
+    : trackFolder(std::move(folder)), trackId(id), boot(boot) {
+    take(created);
 }
 
 Track::~Track() = default;

@@ -41,14 +41,17 @@ class Track {
         Properties properties;
     };
 
-    /// Makes the files of a new, empty track in an empty folder. Throws std::system_error; `check`
-    /// may stop it by throwing.
-    static void Create(const std::filesystem::path& folder, std::int64_t id, std::uint64_t size,
-                       const std::function<void()>& check);
+    /// Makes the files of a new, empty track in an empty folder; what its index tells then. Throws
+    /// std::system_error; `check` may stop it by throwing.
+    static IndexContent Create(const std::filesystem::path& folder, std::int64_t id,
+                               std::uint64_t size, const std::function<void()>& check);
 
     /// Opens an existing one, mending what a crash has left. Throws StorageError,
     /// std::system_error.
     Track(std::filesystem::path folder, std::int64_t id, const BootId& boot);
+    /// The one that Create has just made, wherever its folder is now: nothing is read.
+    Track(std::filesystem::path folder, std::int64_t id, const BootId& boot,
+          const IndexContent& created);
     ~Track();
     Track(const Track&) = delete;
     Track& operator=(const Track&) = delete;

@@ -9,14 +9,17 @@
 
 namespace tarn::peers::storage_elements {
 
+/// In `flags`: a buffer that cannot be decoded without those before it.
+inline constexpr std::uint32_t deltaUnit = 1U << 13U;
+
 /// What stands in front of a media buffer's bytes in a frame of a track.
 struct FrameHead {
     /// As the media library counts: nanoseconds; all bits set is "none".
     std::uint64_t pts = 0;
     std::uint64_t dts = 0;
     std::uint64_t duration = 0;
-    std::uint32_t flags = 0;
-    std::string caps;  ///< of this buffer and those after it; empty: as before
+    std::uint32_t flags = 0;  ///< the media library's
+    std::string caps;         ///< of this buffer and those after it; empty: as before
 };
 
 /// 48 bytes, and the caps.

@@ -14,11 +14,17 @@ namespace {
 
 using namespace tarn::peers::storage_elements;
 
-// Flags of a buffer that mean something to who plays it.
-constexpr guint keptFlags = GST_BUFFER_FLAG_DISCONT | GST_BUFFER_FLAG_HEADER | GST_BUFFER_FLAG_GAP |
+// Flags of a buffer that mean something to who plays it. From GST_BUFFER_FLAG_LAST on they are the
+// medium's own: fields of interlaced video, for one. The others are about memory and files, and
+// about a source being live.
+constexpr guint mediumFlags = ~(static_cast<guint>(GST_BUFFER_FLAG_LAST) - 1);
+constexpr guint keptFlags = mediumFlags | GST_BUFFER_FLAG_DISCONT | GST_BUFFER_FLAG_RESYNC |
+                            GST_BUFFER_FLAG_HEADER | GST_BUFFER_FLAG_GAP |
                             GST_BUFFER_FLAG_DROPPABLE | GST_BUFFER_FLAG_DELTA_UNIT |
                             GST_BUFFER_FLAG_MARKER | GST_BUFFER_FLAG_CORRUPTED |
                             GST_BUFFER_FLAG_DECODE_ONLY | GST_BUFFER_FLAG_NON_DROPPABLE;
+
+static_assert(deltaUnit == GST_BUFFER_FLAG_DELTA_UNIT);
 
 struct Sink {
     ElementSettings settings;
@@ -91,7 +97,7 @@ FrameHead headOf(Sink& sink, const GstBuffer* buffer) {
                    .duration = buffer->duration,
                    .flags = GST_BUFFER_FLAGS(buffer) & keptFlags,
                    .caps = {}};
-    const bool isKey = (head.flags & GST_BUFFER_FLAG_DELTA_UNIT) == 0;
+    const bool isKey = (head.flags & deltaUnit) == 0;
     if (isKey || sink.capsState == Sink::Caps::New) {
         head.caps = sink.caps;
         sink.capsState = Sink::Caps::Written;

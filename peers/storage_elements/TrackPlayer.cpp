@@ -55,6 +55,7 @@ TrackPlayer::Result TrackPlayer::next(std::chrono::milliseconds timeOut, Decoded
         }
         if (result < 0) {
             if (tarn_storage_error_get_type(error.get()) == TARN_STORAGE_ERROR_OVERTAKEN) {
+                entry = Entry::Wanted;
                 return Result::Overtaken;
             }
             check(error);
@@ -64,8 +65,10 @@ TrackPlayer::Result TrackPlayer::next(std::chrono::milliseconds timeOut, Decoded
         if (!decoded) {
             throw std::runtime_error("The track holds something else than media buffers");
         }
-        hasCaps = hasCaps || !decoded->head.caps.empty();
-        if (hasCaps) {
+        if ((decoded->head.flags & deltaUnit) == 0) {
+            entry = Entry::Found;
+        }
+        if (entry == Entry::Found) {
             frame = std::move(*decoded);
             return Result::Frame;
         }

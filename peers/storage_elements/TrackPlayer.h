@@ -30,8 +30,9 @@ class TrackPlayer {
     TrackPlayer(const Location& location, std::int64_t track, const std::string& workerName,
                 const PlayStart& start, AtEnd atEnd);
 
-    /// The next one, for which it waits at most so long. The first has caps: those before it, which
-    /// nobody could use, are left out. The frame's bytes are valid until the next call.
+    /// The next one, for which it waits at most so long. The first, and the first after Overtaken,
+    /// can be decoded by itself: those before it, which nobody could use, are left out. The frame's
+    /// bytes are valid until the next call.
     Result next(std::chrono::milliseconds timeOut, DecodedFrame& frame);
     const char* message() const { return tarn_storage_error_get_message(error.get()); }
 
@@ -43,7 +44,7 @@ class TrackPlayer {
     const ReaderHandle reader;
     const AtEnd atEnd;
     std::int64_t last = -1;
-    bool hasCaps = false;
+    enum class Entry { Wanted, Found } entry = Entry::Wanted;
 };
 
 }  // namespace tarn::peers::storage_elements

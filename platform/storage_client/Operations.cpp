@@ -57,13 +57,17 @@ std::int64_t follow(Connection& connection, std::int64_t ticket, const Deadline&
     }
 }
 
+Deadline deadlineIn(unsigned timeout_ms) {
+    return Deadline(timeout_ms == 0 ? defaultBound : Milliseconds(timeout_ms));
+}
+
 std::int64_t run(tarn_storage_connection* handle, const Connection::Request& request,
                  unsigned timeout_ms, std::int64_t* ticket, tarn_storage_error* error) {
     if (ticket != nullptr) {
         *ticket = 0;
     }
     return guarded<std::int64_t>(error, -1, [&] {
-        const Deadline deadline(timeout_ms == 0 ? defaultBound : Milliseconds(timeout_ms));
+        const auto deadline = deadlineIn(timeout_ms);
         auto& connection = checked(handle);
         connection.descriptions().forget();
         const auto taken = connection.ask(request).ticket();
@@ -107,5 +111,15 @@ int tarn_storage_ticket_get_info(tarn_storage_connection* connection, int64_t ti
     return guarded(error, -1, [&] {
         return static_cast<int>(
             askForTicket(checked(connection), ticket, Milliseconds(0)).ticket_state());
+    });
+}
+
+int64_t tarn_storage_ticket_wait(tarn_storage_connection* connection, int64_t ticket,
+                                 unsigned timeout_ms, tarn_storage_error* error) {
+    return guarded<std::int64_t>(error, -1, [&] {
+        const auto deadline = deadlineIn(timeout_ms);
+        auto& server = checked(connection);
+        server.descriptions().forget();
+        return follow(server, ticket, deadline);
     });
 }

@@ -126,7 +126,7 @@ int64_t tarn_storage_track_list_get_id(const tarn_storage_track_list* list, size
 /* The long operations. The server runs each under a ticket of its own and the call waits for its
  * end, at most `timeout_ms` (0: 10 minutes). `ticket`, unless NULL, is set as soon as the server
  * has taken the operation on (0 before): after a time-out the operation goes on, and
- * tarn_storage_ticket_get_info follows it on another connection. */
+ * tarn_storage_ticket_get_info and tarn_storage_ticket_wait follow it on another connection. */
 
 /* A new, empty track with room for `size` bytes. Its id, 0 or more; -1 on failure. */
 int64_t tarn_storage_track_create(tarn_storage_connection* connection, uint64_t size,
@@ -151,6 +151,13 @@ int64_t tarn_storage_track_get_beginning(tarn_storage_connection* connection, in
                                          tarn_storage_error* error);
 int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t track_id,
                                    tarn_storage_error* error);
+
+/* Why nothing is written to the track any more: a text for people, empty while all is well. One
+ * whose disk has failed can be read, and has to be cleared before it is written again; one that
+ * could not be opened can only be destroyed. As with snprintf, at most `size` bytes are put into
+ * `text`, the zero among them, and the result is the length of the whole text; -1 on failure. */
+int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
+                                       char* text, size_t size, tarn_storage_error* error);
 
 /* ---- properties ----------------------------------------------------------------------------- */
 
@@ -194,6 +201,12 @@ enum tarn_storage_ticket_state {
 /* The state; -1 on failure. The server forgets a ticket some time after its operation's end. */
 int tarn_storage_ticket_get_info(tarn_storage_connection* connection, int64_t ticket,
                                  tarn_storage_error* error);
+
+/* Waits for the end of an operation, at most `timeout_ms` (0: 10 minutes), as the function does
+ * that began it: after that one's time-out this goes on waiting, also on another connection. The
+ * number of the track that was created or destroyed, or the size reached; -1 on failure. */
+int64_t tarn_storage_ticket_wait(tarn_storage_connection* connection, int64_t ticket,
+                                 unsigned timeout_ms, tarn_storage_error* error);
 
 /* Over a Unix socket frames do not go through the socket: writers put them into memory that they
  * share with the server, readers read the track's file. Nothing here changes by that. */

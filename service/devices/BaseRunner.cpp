@@ -34,26 +34,50 @@ void BaseRunner::join() {
     thread.stop();
 }
 
-void BaseRunner::runOnConnection(const Operation& operation) {
+void BaseRunner::runOnConnection(const Operation& operation, const Judgement& judgement) {
     Problem problem;
     try {
-        problem = perform(operation);
+        problem = perform(operation, judgement);
     } catch (const std::exception& e) {
         problem = e.what();
     }
     finish(problem);
 }
 
-BaseRunner::Problem BaseRunner::perform(const Operation& operation) const {
+BaseRunner::Problem BaseRunner::perform(const Operation& operation,
+                                        const Judgement& judgement) const {
+    std::int64_t ticket = 0;
+    Problem problem;
+    auto state = call(operation, ticket, judgement, problem);
+    while (state == Call::Waiting) {
+        state = call(
+            [](tarn_storage_connection* connection, std::int64_t* followed,
+               tarn_storage_error* error) {
+                return tarn_storage_ticket_wait(connection, *followed, 0, error);
+            },
+            ticket, judgement, problem);
+    }
+    return problem;
+}
+
+// An operation whose ticket was not told before the time-out cannot be followed.
+BaseRunner::Call BaseRunner::call(const Operation& operation, std::int64_t& ticket,
+                                  const Judgement& judgement, Problem& problem) const {
     StorageError error;
     const auto connection = connectStorage(address, error);
     if (!connection) {
         utils::logError(error.message());
-        return "No connection to storage server";
+        problem = "No connection to storage server";
+        return Call::Ended;
     }
     const std::stop_callback interrupting(
         stop, [&connection] { tarn_storage_connection_interrupt(connection.get()); });
-    return operation(*connection);
+    const auto result = operation(connection.get(), &ticket, error.get());
+    if (error.type() == TARN_STORAGE_ERROR_TIMEOUT && ticket > 0) {
+        return Call::Waiting;
+    }
+    problem = error.isSet() ? Problem(error.message()) : judgement(result);
+    return Call::Ended;
 }
 
 void BaseRunner::finish(const Problem& problem) {

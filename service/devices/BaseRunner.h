@@ -59,17 +59,26 @@ class BaseRunner {
 
     /// Why it failed; nothing after a success.
     using Problem = std::optional<std::string>;
-    using Operation = std::function<Problem(tarn_storage_connection& connection)>;
+    /// A call of the library that begins the operation and waits for its end, which is the result;
+    /// `ticket` is the server's for it.
+    using Operation = std::function<std::int64_t(tarn_storage_connection* connection,
+                                                 std::int64_t* ticket, tarn_storage_error* error)>;
+    /// What the operation's result comes to.
+    using Judgement = std::function<Problem(std::int64_t result)>;
 
-    /// Connects, does the operation and notes how it ended.
-    void runOnConnection(const Operation& operation);
+    /// Connects, does the operation and notes how it ended. However long that takes: when the
+    /// library has waited long enough, its ticket is followed on a new connection.
+    void runOnConnection(const Operation& operation, const Judgement& judgement);
 
     std::uint64_t getSize() const { return size; }
     std::int64_t getTrackId() const { return current.lock()->trackId; }
     void setTrackId(std::int64_t id) { current.lock()->trackId = id; }
 
   private:
-    Problem perform(const Operation& operation) const;
+    Problem perform(const Operation& operation, const Judgement& judgement) const;
+    enum class Call { Ended, Waiting };
+    Call call(const Operation& operation, std::int64_t& ticket, const Judgement& judgement,
+              Problem& problem) const;
     void finish(const Problem& problem);
 
     const StorageAddress address;

@@ -12,15 +12,15 @@ CreateTrackRunner::~CreateTrackRunner() {
 }
 
 void CreateTrackRunner::run() {
-    runOnConnection([this](tarn_storage_connection& connection) -> Problem {
-        StorageError error;
-        const auto id = tarn_storage_track_create(&connection, getSize(), 0, nullptr, error.get());
-        if (error.isSet()) {
-            return error.message();
-        }
-        setTrackId(id);
-        return std::nullopt;
-    });
+    runOnConnection(
+        [this](tarn_storage_connection* connection, std::int64_t* ticket,
+               tarn_storage_error* error) {
+            return tarn_storage_track_create(connection, getSize(), 0, ticket, error);
+        },
+        [this](std::int64_t id) -> Problem {
+            setTrackId(id);
+            return std::nullopt;
+        });
 }
 
 }  // namespace tarn::service::devices

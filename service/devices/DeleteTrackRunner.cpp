@@ -12,11 +12,12 @@ DeleteTrackRunner::~DeleteTrackRunner() {
 }
 
 void DeleteTrackRunner::run() {
-    runOnConnection([this](tarn_storage_connection& connection) -> Problem {
-        StorageError error;
-        tarn_storage_track_destroy(&connection, getTrackId(), 0, nullptr, error.get());
-        return error.isSet() ? Problem(error.message()) : std::nullopt;
-    });
+    runOnConnection(
+        [this](tarn_storage_connection* connection, std::int64_t* ticket,
+               tarn_storage_error* error) -> std::int64_t {
+            return tarn_storage_track_destroy(connection, getTrackId(), 0, ticket, error);
+        },
+        [](std::int64_t) -> Problem { return std::nullopt; });
 }
 
 }  // namespace tarn::service::devices

@@ -13,15 +13,12 @@ ResizeTrackRunner::~ResizeTrackRunner() {
 }
 
 void ResizeTrackRunner::run() {
-    runOnConnection([this](tarn_storage_connection& connection) -> Problem {
-        StorageError error;
-        const auto reached = tarn_storage_track_resize(&connection, getTrackId(), getSize(), 0,
-                                                       nullptr, error.get());
-        if (error.isSet()) {
-            return error.message();
-        }
-        return compare(reached);
-    });
+    runOnConnection(
+        [this](tarn_storage_connection* connection, std::int64_t* ticket,
+               tarn_storage_error* error) {
+            return tarn_storage_track_resize(connection, getTrackId(), getSize(), 0, ticket, error);
+        },
+        [this](std::int64_t reached) { return compare(reached); });
 }
 
 BaseRunner::Problem ResizeTrackRunner::compare(std::int64_t reached) const {

@@ -36,7 +36,8 @@ class StorageError {
   public:
     StorageError();  ///< throws std::bad_alloc
 
-    bool isSet() const { return tarn_storage_error_get_type(error.get()) != 0; }
+    int type() const { return tarn_storage_error_get_type(error.get()); }
+    bool isSet() const { return type() != TARN_STORAGE_OK; }
     std::string message() const { return tarn_storage_error_get_message(error.get()); }
 
     /// For the library's calls.

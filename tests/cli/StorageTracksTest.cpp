@@ -60,6 +60,22 @@ TEST_F(StorageTracksTest, NamesTheStorageWhereThereAreSeveral) {
     EXPECT_THAT(one.out, MatchesRegex("ID +SIZE.*\n3 +5 B .*\n"));
 }
 
+TEST_F(StorageTracksTest, SaysWhichTrackCannotBeUsedAndWhy) {
+    auto tree = usualTree();
+    auto& status = *tree.mutable_sub_devices(1)->mutable_sub_devices(1)->mutable_global_status();
+    status.set_level(proto::monitoring::GlobalStatus::ERROR);
+    status.set_description("index is damaged");
+    treeIs(tree);
+    EXPECT_THAT(tarnctl({"storage", "tracks"}).out,
+                MatchesRegex("ID +SIZE +LENGTH +WRITERS +READERS +PROPERTIES +STATUS\n"
+                             "3 +10 GiB +1:00 +recorder +play1,play2 +Name=studio +-\n"
+                             "4 +1000 B +- +- +- +- +error: index is damaged\n"));
+    EXPECT_THAT(tarnctl({"storage", "show", "4"}).out,
+                HasSubstr("Status   error: index is damaged"));
+    EXPECT_EQ(json::parse(tarnctl({"storage", "tracks", "--json"}).out)["tracks"][1]["status"],
+              "error: index is damaged");
+}
+
 TEST_F(StorageTracksTest, ListsTracksAsJson) {
     treeIs(usualTree());
     const auto list = json::parse(tarnctl({"storage", "tracks", "--json"}).out);
@@ -68,7 +84,7 @@ TEST_F(StorageTracksTest, ListsTracksAsJson) {
         "storage": "Storage-unix-/run/loops", "track_id": "3", "size": "10737418240",
         "num_readers": "2", "num_writers": "1", "readers_list": "play1,play2",
         "writers_list": "recorder", "start_timepoint": "1000000000",
-        "end_timepoint": "61000000000", "properties": {"Name": "studio"}})"));
+        "end_timepoint": "61000000000", "status": "", "properties": {"Name": "studio"}})"));
 }
 
 TEST_F(StorageTracksTest, ShowsOneTrack) {

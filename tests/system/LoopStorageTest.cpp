@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "tests/support/MachineTime.h"
@@ -76,6 +77,33 @@ TEST_P(LoopStorageOver, isDescribedWithItsTracks) {
     EXPECT_EQ(statusOf(described, "EndTimepoint"), "-1");
 }
 
+TEST_P(LoopStorageOver, aTrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
+    begin();
+    createTrack(megabyte);
+    const auto track = createTrack(megabyte);
+    const auto trackId = id() + "_track_" + std::to_string(track);
+    storageServer().signal(SIGTERM);
+    storageServer().waitForEnd(10s);
+    std::filesystem::remove(std::string(tracksFolder) + "/track-" + std::to_string(track) +
+                            "/data.0");
+    startStorage(GetParam());
+
+    const auto inError = [&] {
+        const auto found = node(trackId);
+        return found && found->global_status().level() == proto::monitoring::GlobalStatus::ERROR;
+    };
+    ASSERT_TRUE(eventually(inError, 15s));
+    EXPECT_THAT(node(trackId)->global_status().description(),
+                HasSubstr("data.0: No such file or directory"));
+    EXPECT_THROW(TrackReader(addressOf(GetParam()), track, "player"), std::exception);
+    const auto resized = end(take(resizeTrack(track, 2 * megabyte)));
+    EXPECT_FALSE(resized.success());
+    EXPECT_THAT(resized.error_message(), HasSubstr("cannot be opened"));
+    EXPECT_TRUE(end(take(destroyTrack(track))).success());
+    EXPECT_TRUE(eventually([&] { return !node(trackId); }));
+    EXPECT_TRUE(node(id()));
+}
+
 TEST_P(LoopStorageOver, showsWhoWritesAndWhoReadsATrack) {
     begin();
     const auto track = createTrack(megabyte);
@@ -117,7 +145,12 @@ TEST_P(LoopStorageOver, aResizingThatReachesAnotherSizeHasFailed) {
             writer.write(i, 65536);
         }
     }
-    const auto failed = end(take(resizeTrack(track, 65536)));
+    Reply failed;
+    const auto writerIsGone = [&] {  // the server notices that a moment later
+        failed = end(take(resizeTrack(track, 65536)));
+        return failed.error_message().find("use it") == std::string::npos;
+    };
+    ASSERT_TRUE(eventually(writerIsGone));
     const auto reached = ask(trackSize(track)).GetExtension(GetTrackSizeReply::base).size();
     EXPECT_FALSE(failed.success());
     EXPECT_EQ(failed.error_message(),

@@ -90,6 +90,26 @@ TEST_F(StorageDiskFull, RefusesWhatNeedsRoomAndLosesNothing) {
     EXPECT_GT(createTrack(megabyte), track);
 }
 
+TEST_F(StorageDiskFull, CreatesExactlyWhatRemainsAndNotAByteMore) {
+    const auto remaining = [&] {
+        return static_cast<std::uint64_t>(
+            ask(remainingSpace()).GetExtension(GetRemainingSpaceReply::base).remaining_space());
+    };
+    EXPECT_EQ(remaining(), 0U);
+    free();
+    const auto before = remaining();
+    EXPECT_GT(before, 10 * megabyte);
+    const auto refused = end(take(storage_requests::createTrack(before + 1)));
+    EXPECT_FALSE(refused.success());
+    EXPECT_THAT(refused.error_message(),
+                HasSubstr("are wanted and " + std::to_string(before) + " remain"));
+    const auto created = createTrack(before);
+    EXPECT_EQ(remaining(), 0U);
+    EXPECT_TRUE(end(take(destroyTrack(created))).success());
+    EXPECT_LE(remaining(), before);
+    EXPECT_GE(remaining() + 8192, before) << "but for the file that keeps the track's number";
+}
+
 TEST_F(StorageDiskFull, GivesRoomBackWhenATrackIsDestroyed) {
     EXPECT_TRUE(ask(clearTrack(track)).success());
     const auto destroyed = end(take(destroyTrack(track)));

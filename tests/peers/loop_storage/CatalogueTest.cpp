@@ -104,19 +104,6 @@ TEST_F(CatalogueTest, ASecondUserOfTheDirectoryIsRefused) {
     }
 }
 
-TEST_F(CatalogueTest, OneBadTrackKeepsNoOtherFromOpening) {
-    open();
-    create(10);
-    create(20);
-    create(10);
-    std::ofstream(directory / "track-1" / "index") << "rubbish";
-    open();
-    EXPECT_THAT(catalogue->ids(), ElementsAre(0, 2));
-    EXPECT_TRUE(log.contains("Track 1 cannot be opened: "));
-    EXPECT_LE(catalogue->remainingSpace(), 1000 - 40) << "what it takes is not free";
-    EXPECT_EQ(create(10), 3);
-}
-
 TEST_F(CatalogueTest, WhatACrashLeftHalfMadeOrHalfRemovedIsRemoved) {
     open();
     create(10);

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <memory>
 
 #include "tests/peers/loop_storage/StorageClient.h"
@@ -93,6 +94,52 @@ TEST_P(ControlTest, TicketsCountFromOneAndAreRemembered) {
     EXPECT_EQ(other->ticketState(3), TARN_STORAGE_TICKET_FAILED);
     EXPECT_EQ(other->ticketState(4), -1);
     EXPECT_EQ(other->errorType(), TARN_STORAGE_ERROR_NOT_FOUND);
+}
+
+TEST_P(ControlTest, AnOperationIsFollowedByItsTicketOnAnotherConnection) {
+    client->create(1000);
+    client->create(1000);
+    client->resize(1, 3000);
+    client->create(0);
+    const auto other = connect();
+    EXPECT_EQ(other->awaitTicket(2), 1);
+    EXPECT_EQ(other->awaitTicket(3), 3000);
+    EXPECT_EQ(other->awaitTicket(4), -1);
+    EXPECT_EQ(other->errorType(), TARN_STORAGE_ERROR_ARGUMENT);
+    EXPECT_THAT(other->errorMessage(), HasSubstr("bytes, not 0"));
+    EXPECT_EQ(other->awaitTicket(5), -1);
+    EXPECT_EQ(other->errorType(), TARN_STORAGE_ERROR_NOT_FOUND);
+}
+
+TEST_P(ControlTest, ATrackThatCannotBeOpenedSaysWhyAndCanOnlyBeDestroyed) {
+    client->create(1000);
+    client->create(2000);
+    EXPECT_EQ(client->failure(1), "");
+    EXPECT_EQ(server.stop(), 0);
+    std::filesystem::remove(server.directory() / "track-1" / "index");
+    server.start();
+    const auto again = connect();
+    EXPECT_THAT(again->tracks(), ElementsAre(0, 1));
+    EXPECT_THAT(again->failure(1), HasSubstr("track-1/index: No such file or directory"));
+    EXPECT_EQ(again->failure(0), "");
+    EXPECT_EQ(again->size(1), 2000);
+    EXPECT_EQ(again->end(1), -1);
+    EXPECT_THAT(again->properties(1), IsEmpty());
+    const auto reason = testing::AllOf(testing::StartsWith("Track 1 cannot be opened: "),
+                                       HasSubstr("No such file or directory"));
+    EXPECT_EQ(again->resize(1, 3000), -1);
+    EXPECT_THAT(again->errorMessage(), reason);
+    EXPECT_EQ(again->clear(1), -1);
+    EXPECT_THAT(again->errorMessage(), reason);
+    EXPECT_EQ(again->set(1, {{"a", "b"}}), -1);
+    EXPECT_THAT(again->errorMessage(), reason);
+    EXPECT_FALSE(connect()->beReader(1));
+    const auto writer = connect();
+    EXPECT_FALSE(writer->beWriter(1));
+    EXPECT_EQ(writer->errorType(), TARN_STORAGE_ERROR_SERVER);
+    EXPECT_THAT(writer->errorMessage(), reason);
+    EXPECT_EQ(again->destroy(1), 0);
+    EXPECT_THAT(again->tracks(), ElementsAre(0));
 }
 
 TEST_P(ControlTest, WorkersAreListedByNameWhileTheyAreThere) {

@@ -51,6 +51,10 @@ int StorageClient::ticketState(std::int64_t ticket) {
     return tarn_storage_ticket_get_info(connection, ticket, error);
 }
 
+std::int64_t StorageClient::awaitTicket(std::int64_t ticket) {
+    return tarn_storage_ticket_wait(connection, ticket, 30'000, error);
+}
+
 std::vector<std::int64_t> StorageClient::tracks() {
     std::vector<std::int64_t> ids;
     auto* const list = tarn_storage_track_list_create(connection, error);
@@ -118,6 +122,13 @@ int StorageClient::write(std::int64_t at, const std::string& frame) {
 
 int StorageClient::flush() {
     return tarn_storage_writer_flush(writer, error);
+}
+
+std::string StorageClient::failure(std::int64_t track) {
+    std::string text(1024, '\0');
+    const auto size =
+        tarn_storage_track_get_failure(connection, track, text.data(), text.size(), error);
+    return size < 0 ? "(unknown)" : text.substr(0, static_cast<std::size_t>(size));
 }
 
 bool StorageClient::beReader(std::int64_t track, int start, std::int64_t from,

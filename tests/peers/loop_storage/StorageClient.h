@@ -31,7 +31,9 @@ class StorageClient {
     std::int64_t beginning(std::int64_t track);
     std::int64_t end(std::int64_t track);
     std::int64_t remaining();
+    std::string failure(std::int64_t track);
     int ticketState(std::int64_t ticket);
+    std::int64_t awaitTicket(std::int64_t ticket);
     std::vector<std::int64_t> tracks();
     /// "writer 3 camera", "reader 3 player", ...
     std::vector<std::string> workers();

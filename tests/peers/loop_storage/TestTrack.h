@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "peers/loop_storage/IndexFile.h"
 #include "peers/loop_storage/Track.h"
 #include "tests/support/TemporaryFolder.h"
 

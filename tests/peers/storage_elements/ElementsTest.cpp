@@ -44,6 +44,22 @@ struct StorageElementsTest : testing::Test {
         EXPECT_EQ(result.exitStatus, 0) << result.err << result.out;
         return result.out;
     }
+    /// Of each buffer the medium's own flags.
+    static std::vector<unsigned long> flagsIn(const std::string& output) {
+        constexpr unsigned long mediums = ~((1UL << 20U) - 1);
+        std::vector<unsigned long> list;
+        const std::string mark = "flags: ";
+        for (auto at = output.find(mark); at != std::string::npos; at = output.find(mark, at + 1)) {
+            list.push_back(std::stoul(output.substr(at + mark.size(), 8), nullptr, 16) & mediums);
+        }
+        return list;
+    }
+    /// What the end was told the stream is.
+    static std::string capsIn(const std::string& output) {
+        const std::string mark = "GstFakeSink:end.GstPad:sink: caps = ";
+        const auto at = output.find(mark);
+        return at == std::string::npos ? "none" : output.substr(at, output.find('\n', at) - at);
+    }
     static int buffersIn(const std::string& output) {
         int count = 0;
         for (auto at = output.find("chain"); at != std::string::npos;
@@ -66,6 +82,22 @@ TEST_F(StorageElementsTest, TimesAndFlagsAreKept) {
     const auto output = play(" stop-at-end=true", "");
     EXPECT_THAT(output, HasSubstr("duration: 0:00:00.040000000"));
     EXPECT_THAT(output, HasSubstr("delta-unit"));
+}
+
+// Those that say which fields there are, and which is first; "tag-memory" is about memory.
+TEST_F(StorageElementsTest, FieldsOfInterlacedVideoAreKept) {
+    for (const auto* const pattern : {"1:1", "2:2", "2:3"}) {
+        const auto interlaced =
+            picture + " ! interlace top-field-first=true field-pattern=" + pattern;
+        const auto wanted = run(interlaced + " ! fakesink name=end silent=false").out;
+        control.clear(0);
+        record(interlaced);
+        const auto played = play(" stop-at-end=true", "");
+        EXPECT_THAT(flagsIn(played), testing::Not(testing::Contains(0U)));
+        EXPECT_EQ(flagsIn(played), flagsIn(wanted)) << pattern;
+        EXPECT_EQ(capsIn(played), capsIn(wanted));
+        EXPECT_THAT(capsIn(played), HasSubstr("interlace-mode=(string)"));
+    }
 }
 
 TEST_F(StorageElementsTest, ASecondRecordingFollowsTheFirst) {

@@ -6,6 +6,7 @@ namespace tarn::service::devices {
 
 using device_tree::DeviceClass;
 using device_tree::DeviceNode;
+using device_tree::GlobalStatus;
 using device_tree::NamedStatus;
 using device_tree::Property;
 using std::chrono::seconds;
@@ -74,6 +75,16 @@ TEST_F(LoopStorageDeviceControllerTest, DescribesATrackWithAllThatTheServerSaysO
     auto wanted = storageNode(7);
     put(wanted, wantedTrack);
     EXPECT_TRUE(added(0) == wanted) << added(0).debugString(0);
+}
+
+TEST_F(LoopStorageDeviceControllerTest, ShowsATrackThatCannotBeUsedInErrorWithTheReason) {
+    storage.has({.size = 5});
+    storage.has({.size = 6, .failure = "index does not tell what the track is"});
+    watch();
+    EXPECT_EQ(track(0, 0).getGlobalStatus(), GlobalStatus());
+    EXPECT_EQ(track(0, 1).getGlobalStatus(),
+              GlobalStatus(GlobalStatus::Level::Error, "index does not tell what the track is"));
+    EXPECT_EQ(propertyOf(track(0, 1), "Size"), "6");
 }
 
 TEST_F(LoopStorageDeviceControllerTest, NamesAStorageOnTcpAfterItsPortToo) {

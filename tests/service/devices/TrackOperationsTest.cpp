@@ -154,6 +154,42 @@ TEST_F(TrackOperationsTest, ReachingAnotherSizeIsAFailure) {
     expectFailure(end(resize(0, 77)), "Size after resize is 80 while 77 is expected");
 }
 
+TEST_F(TrackOperationsTest, FollowsAnOperationToItsEndHoweverLongItTakes) {
+    storage.operationsTake(std::chrono::minutes(95));
+    const auto created = end(create(6));
+    EXPECT_TRUE(created.success()) << created.error_message();
+    EXPECT_EQ(statusIn(created).status(), TICKET_FINISHED);
+    EXPECT_EQ(statusIn(created).track_id(), 0);
+    EXPECT_TRUE(end(resize(0, 7)).success());
+    storage.resizesTo(8);
+    expectFailure(end(resize(0, 7)), "Size after resize is 8 while 7 is expected");
+    EXPECT_TRUE(end(destroy(0)).success());
+    EXPECT_EQ(storage.openConnections(), 0U);
+}
+
+TEST_F(TrackOperationsTest, AnOperationThatTakesLongRunsUntilItHasEnded) {
+    storage.operationsTake(std::chrono::minutes(15));
+    storage.holds("tarn_storage_ticket_wait");
+    const auto ticket = create(5);
+    storage.awaitHeld(1);
+    EXPECT_EQ(statusIn(succeed(ticketStatus(ticket))).status(), TICKET_RUNNING);
+    storage.letsGo();
+    EXPECT_EQ(statusIn(end(ticket)).status(), TICKET_FINISHED);
+}
+
+TEST_F(TrackOperationsTest, TellsWhatWentWrongWithAnOperationAfterALongTime) {
+    storage.operationsTake(std::chrono::minutes(45));
+    storage.fails("tarn_storage_ticket_wait", "The disk is full");
+    expectFailure(end(create(5)), "The disk is full");
+    storage.worksAgain("tarn_storage_ticket_wait");
+    storage.holds("tarn_storage_ticket_wait");
+    const auto ticket = create(5);
+    storage.awaitHeld(1);
+    storage.goesDown();
+    storage.letsGo();
+    expectFailure(end(ticket), "No connection to storage server");
+}
+
 TEST_F(TrackOperationsTest, TellsThatTheServerIsDown) {
     storage.goesDown();
     const auto text = "No connection to storage server";

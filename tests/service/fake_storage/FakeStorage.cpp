@@ -64,6 +64,11 @@ void FakeStorage::resizesTo(std::uint64_t bytes) {
     state.resizedTo = bytes;
 }
 
+void FakeStorage::operationsTake(std::chrono::milliseconds time) {
+    const std::lock_guard lock(mutex);
+    state.operationsTake = time;
+}
+
 void FakeStorage::holdsOperations() {
     for (const char* const operation : {"create", "resize", "destroy"}) {
         holds(std::string("tarn_storage_track_") + operation);

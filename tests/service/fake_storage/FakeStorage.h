@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -22,6 +23,7 @@ class FakeStorage {
         Properties properties = {};
         std::int64_t beginning = -1;
         std::int64_t end = -1;
+        std::string failure = {};
     };
 
     explicit FakeStorage(const std::string& path);
@@ -47,6 +49,9 @@ class FakeStorage {
     /// Every resizing ends with this size.
     void resizesTo(std::uint64_t bytes);
 
+    /// Slow operations take so long. It passes while somebody waits for their end.
+    void operationsTake(std::chrono::milliseconds time);
+
     /// Slow operations, or the function of that name, do not end before they are let go.
     void holdsOperations();
     void holds(const std::string& function);
@@ -63,6 +68,12 @@ class FakeStorage {
         std::map<std::int64_t, Track> tracks;
         std::vector<tarn_storage_worker_info> workers;
         std::map<std::int64_t, int> tickets;
+        struct Operation {
+            std::int64_t result = 0;
+            std::chrono::milliseconds left{0};
+        };
+        std::map<std::int64_t, Operation> operations;  ///< by the tickets given for them
+        std::chrono::milliseconds operationsTake{0};
         std::map<std::string, std::string> failures;
         std::int64_t space = 1000000;
         std::int64_t nextTrack = 0;

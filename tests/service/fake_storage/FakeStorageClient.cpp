@@ -1,4 +1,6 @@
 // The functions of the storage client, on FakeStorage.
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -83,6 +85,35 @@ FakeStorage::Track& trackOf(FakeStorage::State& state, std::int64_t id) {
         throw Failure{TARN_STORAGE_ERROR_NOT_FOUND, "There is no track " + std::to_string(id)};
     }
     return found->second;
+}
+
+/// The result of an operation, for who waits so long.
+std::int64_t awaitEnd(FakeStorage::State& state, std::int64_t ticket, unsigned timeout_ms) {
+    const auto found = state.operations.find(ticket);
+    if (found == state.operations.end()) {
+        throw Failure{TARN_STORAGE_ERROR_NOT_FOUND, "There is no ticket " + std::to_string(ticket)};
+    }
+    const auto patience = timeout_ms == 0 ? std::chrono::milliseconds(std::chrono::minutes(10))
+                                          : std::chrono::milliseconds(timeout_ms);
+    auto& left = found->second.left;
+    left -= std::min(left, patience);
+    if (left > std::chrono::milliseconds(0)) {
+        throw Failure{
+            TARN_STORAGE_ERROR_TIMEOUT,
+            "The operation with ticket " + std::to_string(ticket) + " has not ended in time"};
+    }
+    return found->second.result;
+}
+
+/// One that has been done, as far as the tracks tell.
+std::int64_t operate(FakeStorage::State& state, std::int64_t result, unsigned timeout_ms,
+                     std::int64_t* ticket) {
+    const auto number = static_cast<std::int64_t>(state.operations.size()) + 1;
+    state.operations[number] = {.result = result, .left = state.operationsTake};
+    if (ticket != nullptr) {
+        *ticket = number;
+    }
+    return awaitEnd(state, number, timeout_ms);
 }
 
 tarn_storage_connection* connect(const std::string& place, tarn_storage_error* error) {
@@ -216,30 +247,38 @@ int64_t tarn_storage_track_list_get_id(const tarn_storage_track_list* list, size
     return list->ids.at(index);
 }
 
-int64_t tarn_storage_track_create(tarn_storage_connection* connection, uint64_t size, unsigned,
-                                  int64_t*, tarn_storage_error* error) {
+int64_t tarn_storage_track_create(tarn_storage_connection* connection, uint64_t size,
+                                  unsigned timeout_ms, int64_t* ticket, tarn_storage_error* error) {
     return with(connection, __func__, error, int64_t{-1}, [&](FakeStorage::State& state) {
         state.tracks[state.nextTrack].size = size;
-        return state.nextTrack++;
+        return operate(state, state.nextTrack++, timeout_ms, ticket);
     });
 }
 
 int64_t tarn_storage_track_resize(tarn_storage_connection* connection, int64_t track_id,
-                                  uint64_t size, unsigned, int64_t*, tarn_storage_error* error) {
+                                  uint64_t size, unsigned timeout_ms, int64_t* ticket,
+                                  tarn_storage_error* error) {
     return with(connection, __func__, error, int64_t{-1}, [&](FakeStorage::State& state) {
         auto& track = trackOf(state, track_id);
         track.size = state.resizedTo != 0 ? state.resizedTo : size;
-        return static_cast<int64_t>(track.size);
+        return operate(state, static_cast<int64_t>(track.size), timeout_ms, ticket);
     });
 }
 
-int tarn_storage_track_destroy(tarn_storage_connection* connection, int64_t track_id, unsigned,
-                               int64_t*, tarn_storage_error* error) {
+int tarn_storage_track_destroy(tarn_storage_connection* connection, int64_t track_id,
+                               unsigned timeout_ms, int64_t* ticket, tarn_storage_error* error) {
     return with(connection, __func__, error, -1, [&](FakeStorage::State& state) {
         trackOf(state, track_id);
         state.tracks.erase(track_id);
+        operate(state, track_id, timeout_ms, ticket);
         return 0;
     });
+}
+
+int64_t tarn_storage_ticket_wait(tarn_storage_connection* connection, int64_t ticket,
+                                 unsigned timeout_ms, tarn_storage_error* error) {
+    return with(connection, __func__, error, int64_t{-1},
+                [&](FakeStorage::State& state) { return awaitEnd(state, ticket, timeout_ms); });
 }
 
 int tarn_storage_track_clear(tarn_storage_connection* connection, int64_t track_id,
@@ -270,6 +309,15 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
                                    tarn_storage_error* error) {
     return with(connection, __func__, error, int64_t{-1},
                 [track_id](FakeStorage::State& state) { return trackOf(state, track_id).end; });
+}
+
+int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
+                                       char* text, size_t size, tarn_storage_error* error) {
+    return with(connection, __func__, error, int64_t{-1}, [&](FakeStorage::State& state) {
+        const auto& failure = trackOf(state, track_id).failure;
+        std::snprintf(text, size, "%s", failure.c_str());
+        return static_cast<int64_t>(failure.size());
+    });
 }
 
 tarn_storage_property_list* tarn_storage_property_list_create() {
