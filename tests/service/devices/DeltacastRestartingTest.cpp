@@ -58,7 +58,7 @@ class DeltacastRestartingTest : public test::DeltacastBed {
     /// Lets pauses pass until something was launched `count` times in all; how long that took.
     milliseconds passUntilLaunched(std::size_t count) {
         const auto begin = time.load();
-        for (int pauses = 0; bed.commands().size() < count && pauses < 200; ++pauses) {
+        for (int pauses = 0; bed.commands().size() < count && pauses < 40; ++pauses) {
             pass();
         }
         EXPECT_THAT(bed.commands(), SizeIs(count));
@@ -167,6 +167,17 @@ TEST_F(DeltacastRestartingTest, AnOrderMeanwhileTakesThePlaceOfTheRestart) {
         pass();
     }
     EXPECT_THAT(bed.commands(), SizeIs(2));
+}
+
+TEST_F(DeltacastRestartingTest, AnOrderThatDoesNotComeUpIsNotFollowedByTheRestart) {
+    launch();
+    killAndNotice();
+    stayDown();
+    controller->applyDefaultConfiguration();
+    for (int pauses = 0; pauses < 20; ++pauses) {
+        pass();
+    }
+    EXPECT_THAT(bed.commands(), ElementsAre(command720, defaultCommand));
 }
 
 TEST_F(DeltacastRestartingTest, OneThatIsToldToStopForANewFormatIsStartedOnce) {
