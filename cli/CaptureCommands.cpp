@@ -11,6 +11,7 @@
 #include "cli/Commands.h"
 #include "cli/Output.h"
 #include "cli/ServiceClient.h"
+#include "proto/api_service.pb.h"
 #include "proto/deltacast_configuration.pb.h"
 
 namespace tarn::cli {
@@ -34,19 +35,58 @@ struct SetOptions {
     bool wait = false;
 };
 
+using Capture = proto::api_service::ServiceToApiReplyGetDeltacast;
+
+std::string problemOf(const Capture& capture) {
+    return capture.problem().empty() ? "" : ": " + capture.problem();
+}
+
 std::string nameOf(const CaptureConfig& config) {
     return linesAndRate(config) + " " + pixelFormatOf(config) + ", inputs " + inputsOf(config);
 }
 
-ExitStatus show(const Session& session) {
-    const CaptureConfig config = session.service.captureFormat();
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(config));
-    } else {
-        session.output.fields({{"Format", linesAndRate(config)},
-                               {"Pixels", pixelFormatOf(config)},
-                               {"Inputs", inputsOf(config)}});
+std::string wordOf(Capture::State state) {
+    switch (state) {
+        case Capture::UNREACHABLE:
+            return "not running";
+        case Capture::STARTING:
+            return "starting";
+        case Capture::RUNNING:
+            return "running";
+        case Capture::UNKNOWN:
+            break;
     }
+    return "unknown";
+}
+
+// An older service says nothing of the state.
+void showAsDocument(const Capture& capture, Output& output) {
+    auto document = documentOf(capture.config());
+    if (capture.has_state()) {
+        document["state"] = wordOf(capture.state());
+    }
+    if (capture.has_problem()) {
+        document["problem"] = capture.problem();
+    }
+    output.document(document);
+}
+
+void showAsFields(const Capture& capture, Output& output) {
+    Fields fields;
+    if (capture.has_state()) {
+        fields.emplace_back("State", wordOf(capture.state()) + problemOf(capture));
+    }
+    const auto& config = capture.config();
+    fields.insert(fields.end(), {{"Format", linesAndRate(config)},
+                                 {"Pixels", pixelFormatOf(config)},
+                                 {"Inputs", inputsOf(config)}});
+    output.fields(fields);
+}
+
+ExitStatus show(const Session& session) {
+    const Capture capture = session.service.capture();
+    session.format == Format::Json ? showAsDocument(capture, session.output)
+                                   : showAsFields(capture, session.output);
     return ExitStatus::Done;
 }
 
@@ -69,8 +109,12 @@ bool isSame(const CaptureConfig& a, const CaptureConfig& b) {
 // Returns what is in force instead, or why that is not known; empty when the wanted format is.
 std::string differenceTo(const CaptureConfig& wanted, ServiceClient& service) {
     try {
-        const CaptureConfig config = service.captureFormat();
-        return isSame(config, wanted) ? "" : "in force is " + nameOf(config);
+        const Capture capture = service.capture();
+        if (!isSame(capture.config(), wanted)) {
+            return "in force is " + nameOf(capture.config());
+        }
+        const bool runs = !capture.has_state() || capture.state() == Capture::RUNNING;
+        return runs ? "" : "the ingest service is " + wordOf(capture.state()) + problemOf(capture);
     } catch (const CommandError& e) {
         if (e.status() == ExitStatus::NoAnswer) {
             throw;
@@ -143,7 +187,8 @@ void addWord(CLI::App& command, const std::string& name, int& value, const Captu
 void addShow(CLI::App& capture, Action& chosen) {
     CLI::App* command = capture.add_subcommand("show", "Show the capture format in force");
     command->footer(
-        "What the ingest service last said of itself, also when it does not run any more.\n"
+        "What the ingest service last said of itself, also when it does not run any more: its "
+        "state says so then.\n"
         "Example:\n"
         "  tarnctl capture show");
     command->callback([&chosen] { chosen = show; });

@@ -122,12 +122,11 @@ proto::loop_storage::Reply ServiceClient::operateStorage(
     return reply;
 }
 
-proto::deltacast_configuration::DeltacastConfig ServiceClient::captureFormat() {
+ServiceToApiReplyGetDeltacast ServiceClient::capture() {
     ApiToServiceRequest request;
     request.set_type(ApiToServiceRequest::GET_DELTACAST);
     return ask(request, ServiceToApiReply::GET_DELTACAST)
-        .GetExtension(ServiceToApiReplyGetDeltacast::base)
-        .config();
+        .GetExtension(ServiceToApiReplyGetDeltacast::base);
 }
 
 void ServiceClient::configureCapture(

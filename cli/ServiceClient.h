@@ -16,6 +16,7 @@ class ApiToServiceRequestJobSubmission;
 class RunningJob;
 class ServiceToApiReply;
 class ServiceToApiReplyEngineSubmission;
+class ServiceToApiReplyGetDeltacast;
 class ServiceToApiReplyInfo;
 class ServiceToApiReplyJobSubmission;
 }  // namespace tarn::proto::api_service
@@ -76,8 +77,8 @@ class ServiceClient {
     /// its own reason.
     proto::loop_storage::Reply operateStorage(const proto::loop_storage::Request& operation);
 
-    /// The capture format that the ingest service last said is in force.
-    proto::deltacast_configuration::DeltacastConfig captureFormat();
+    /// The capture format that the ingest service last said is in force, and how that is.
+    proto::api_service::ServiceToApiReplyGetDeltacast capture();
 
     /// Success means accepted, not in force.
     void configureCapture(const proto::deltacast_configuration::DeltacastConfig& format);

@@ -1,174 +1,268 @@
 #include "peers/ingest_service/CaptureChannel.h"
 
 #include <gst/gst.h>
-#include <unistd.h>
 
-#include <filesystem>
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include "peers/pipeline_process/BusText.h"
+#include "peers/ingest_service/PipelineTexts.h"
 #include "peers/pipeline_process/PipelineParser.h"
-#include "platform/socket/IpcPathClaim.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::ingest_service {
 
 namespace {
 
-constexpr unsigned framesInMemory = 8;
 constexpr std::chrono::seconds beforeNextTry{1};
-constexpr GstClockTime startBound = 5 * GST_SECOND;
+constexpr std::chrono::seconds longestSilence{5};
 
-std::string sourceText(CaptureChannel::Signal source, const std::string& caps) {
-    if (source == CaptureChannel::Signal::Device) {
-        return "v4l2src name=device ! videoconvert ! videoscale ! videorate";
+std::string nameOf(Substitute picture) {
+    switch (picture) {
+        case Substitute::Bars:
+            return "test picture";
+        case Substitute::Black:
+            return "black";
+        case Substitute::Freeze:
+            return "last frame";
+        case Substitute::Nothing:
+            break;
     }
-    return "videotestsrc num-buffers=1 pattern=smpte ! " + caps +
-           " ! imagefreeze is-live=true ! timecodestamper source=rtc"
-           " ! timeoverlay time-mode=time-code valignment=bottom halignment=center"
-           " font-desc=\"Monospace, 28\"";
+    return "nothing";
 }
 
-std::string delayText(unsigned frames) {
-    if (frames == 0) {
-        return "";
-    }
-    return " ! queue max-size-bytes=0 max-size-time=0 min-threshold-buffers=" +
-           std::to_string(frames) + " max-size-buffers=" + std::to_string(frames + 4);
-}
-
-// Paths are set as properties: they are text from outside.
-std::string pipelineText(CaptureChannel::Signal source, const CaptureChannel::Settings& settings) {
-    const auto caps = capsOf(settings.format);
-    return sourceText(source, caps) + delayText(settings.delay) + " ! " + caps +
-           " ! queue leaky=downstream max-size-bytes=0 max-size-time=0 max-size-buffers=2" +
-           " ! shmsink name=sink sync=false wait-for-connection=false shm-size=" +
-           std::to_string(framesInMemory * bytesPerFrame(settings.format));
-}
-
-GstElementPtr elementOf(GstElement& pipeline, const char* name) {
-    return GstElementPtr(gst_bin_get_by_name(GST_BIN(&pipeline), name));
-}
-
-GstPadProbeReturn countFrame(GstPad*, GstPadProbeInfo* info, gpointer counter) {
-    const auto* const frame = GST_PAD_PROBE_INFO_BUFFER(info);
-    std::optional<FrameCounter::Time> time;
-    if (GST_BUFFER_PTS_IS_VALID(frame)) {
-        time = FrameCounter::Time(static_cast<std::int64_t>(GST_BUFFER_PTS(frame)));
-    }
-    const auto duration = GST_BUFFER_DURATION_IS_VALID(frame)
-                              ? static_cast<std::int64_t>(GST_BUFFER_DURATION(frame))
-                              : 0;
-    static_cast<FrameCounter*>(counter)->add(time, FrameCounter::Time(duration));
-    return GST_PAD_PROBE_OK;
-}
-
-void countFrames(GstElement& sink, FrameCounter& counter) {
-    const std::unique_ptr<GstPad, ReleaseWith<gst_object_unref>> pad(
-        gst_element_get_static_pad(&sink, "sink"));
-    gst_pad_add_probe(pad.get(), GST_PAD_PROBE_TYPE_BUFFER, countFrame, &counter, nullptr);
-}
-
-// Empty when there is none.
-std::string nextError(GstElement& pipeline) {
-    const GstBusPtr bus(gst_element_get_bus(&pipeline));
-    const GstMessagePtr message(gst_bus_pop_filtered(
-        bus.get(), static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_EOS)));
-    if (!message) {
-        return {};
-    }
-    return GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_EOS ? "the stream has ended"
-                                                              : textOf(*message).message;
-}
-
-// The element takes another path when there is a file in its way.
-void removeStaleSocket(const std::string& path) {
-    const tarn::socket::IpcPathClaim claim(path);  // throws when somebody listens
-    ::unlink(path.c_str());
+// The element takes frames only once it plays.
+void freeze(GstElement& pipeline, const GstBuffer& frame) {
+    const auto frozen = elementOf(pipeline, "frozen");
+    const GstBufferPtr copy(gst_buffer_copy(&frame));
+    GST_BUFFER_PTS(copy.get()) = 0;
+    GstFlowReturn taken = GST_FLOW_OK;
+    g_signal_emit_by_name(frozen.get(), "push-buffer", copy.get(), &taken);
+    g_signal_emit_by_name(frozen.get(), "end-of-stream", &taken);
 }
 
 }  // namespace
 
-CaptureChannel::CaptureChannel(Settings given) : settings(std::move(given)) {
-    start();
+CaptureChannel::CaptureChannel(Settings given)
+    : settings(std::move(given)), state(State(settings.patience * frameTimeOf(settings.format))) {
+    state.lock()->output =
+        std::make_shared<FrameOutput>(settings.format, settings.delay, settings.socketPath);
+    if (!isThere(settings.source)) {
+        showWhatIsWanted();
+    }
+    thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
 }
 
-CaptureChannel::~CaptureChannel() {
-    stop();
+CaptureChannel::~CaptureChannel() = default;
+
+CaptureChannel::Report CaptureChannel::report() {
+    auto locked = state.lock();
+    Report report{.signal = locked->watch.state(),
+                  .problem = locked->watch.problem(),
+                  .shown = "nothing",
+                  .captured = locked->captured,
+                  .replaced = locked->replaced,
+                  .losses = locked->watch.losses()};
+    if (locked->shown == Shown::Device) {
+        report.shown = "device";
+    } else if (locked->shown == Shown::Substitute) {
+        report.shown = locked->substitute;
+    }
+    if (locked->output) {
+        report.dropped = locked->output->dropped();
+    } else {
+        report.signal = SignalWatch::State::Lost;
+        report.problem = locked->outputProblem;
+    }
+    return report;
 }
 
-void CaptureChannel::start() {
-    std::string error;
-    const bool hasDevice = !settings.device.empty() && std::filesystem::exists(settings.device);
-    if (hasDevice && startFrom(Signal::Device, error)) {
+void CaptureChannel::run(const std::stop_token& stop) {
+    while (!stop.stop_requested()) {
+        try {
+            nextAttempt.reset();
+            step(Clock::now());
+        } catch (const std::exception& e) {
+            utils::logError(settings.socketPath + ": " + e.what());
+            nextAttempt = Clock::now() + beforeNextTry;
+        }
+        awaitChange(stop);
+    }
+}
+
+void CaptureChannel::awaitChange(const std::stop_token& stop) {
+    const auto next = nextStep();
+    auto locked = state.lock();
+    const auto hasChanged = [&] { return std::exchange(locked->changed, false); };
+    if (next) {
+        changed.wait_until(locked.lock(), stop, *next, hasChanged);
+    } else {
+        changed.wait(locked.lock(), stop, hasChanged);
+    }
+}
+
+// Nothing when only an event can change things.
+std::optional<CaptureChannel::Time> CaptureChannel::nextStep() {
+    auto locked = state.lock();
+    auto next = locked->watch.nextLook();
+    const auto consider = [&](Time time) { next = next ? std::min(*next, time) : time; };
+    if (!device && !settings.source.isNone()) {
+        consider(nextTry);
+    }
+    if (device && locked->watch.state() == SignalWatch::State::Lost) {
+        consider(reopenAt);
+    }
+    if (!locked->output) {
+        consider(nextOutput);
+    }
+    if (nextAttempt) {
+        consider(*nextAttempt);
+    }
+    return next;
+}
+
+void CaptureChannel::step(Time now) {
+    lookAfterOutput(now);
+    lookAfterDevice(now);
+    openDeviceWhenDue(now);
+    state.lock()->watch.look(now);
+    logChanges();
+    showWhatIsWanted();
+}
+
+// Memory may be short for a while.
+void CaptureChannel::lookAfterOutput(Time now) {
+    const auto output = state.lock()->output;
+    if (const auto why = output ? output->trouble() : std::string(); !why.empty()) {
+        utils::logError(settings.socketPath + " cannot be offered any more: " + why);
+        state.lock()->output.reset();
+        state.lock()->outputProblem = why;
+        nextOutput = now + beforeNextTry;
+    } else if (!output && now >= nextOutput) {
+        nextOutput = now + beforeNextTry;
+        auto next =
+            std::make_shared<FrameOutput>(settings.format, settings.delay, settings.socketPath);
+        state.lock()->output = std::move(next);
+    }
+}
+
+void CaptureChannel::lookAfterDevice(Time now) {
+    if (!device) {
         return;
     }
-    if (hasDevice) {
-        utils::logWarning(settings.device + " cannot be captured from: " + error);
-    }
-    if (!startFrom(Signal::TestPicture, error)) {
-        throw std::runtime_error(error);
+    if (const auto why = device->takeTrouble(); !why.empty()) {
+        fail(why, now);
+    } else if (isSilentForLong(now)) {
+        device.reset();
+        nextTry = now;
     }
 }
 
-bool CaptureChannel::startFrom(Signal source, std::string& error) {
-    build(source);
-    const bool started =
-        gst_element_set_state(pipeline.get(), GST_STATE_PLAYING) != GST_STATE_CHANGE_FAILURE &&
-        gst_element_get_state(pipeline.get(), nullptr, nullptr, startBound) !=
-            GST_STATE_CHANGE_FAILURE;
-    if (!started) {
-        error = nextError(*pipeline);
-        stop();
-        return false;
+bool CaptureChannel::isSilentForLong(Time now) {
+    if (state.lock()->watch.state() != SignalWatch::State::Lost) {
+        reopenAt = now + longestSilence;
     }
-    state = source;
-    return true;
+    return now >= reopenAt;
 }
 
-void CaptureChannel::build(Signal source) {
+void CaptureChannel::openDeviceWhenDue(Time now) {
+    if (device || settings.source.isNone() || now < nextTry) {
+        return;
+    }
+    if (isThere(settings.source)) {
+        return openDeviceNow(now);
+    }
+    nextTry = now + beforeNextTry;
+    if (state.lock()->watch.state() != SignalWatch::State::NoDevice) {
+        fail("there is no device any more", now);
+    }
+}
+
+void CaptureChannel::openDeviceNow(Time now) {
+    state.lock()->watch.opening(now);
+    reopenAt = now + longestSilence;
     std::string error;
-    pipeline = parsePipeline(pipelineText(source, settings), error);
+    auto pipeline = openDevice(settings.source, settings.format, arrived, error);
+    if (!pipeline) {
+        return fail(error, now);
+    }
+    device = std::make_unique<FramePipeline>(
+        std::move(pipeline), [this](GstBufferPtr frame) { takeDeviceFrame(std::move(frame)); },
+        [this] { wake(); });
+    if (!device->play(error)) {
+        fail(error, now);
+    }
+}
+
+void CaptureChannel::fail(const std::string& why, Time now) {
+    device.reset();
+    nextTry = now + beforeNextTry;
+    state.lock()->watch.failed(why);
+}
+
+void CaptureChannel::logChanges() {
+    const auto now = state.lock()->watch.state();
+    if (now == std::exchange(logged, now)) {
+        return;
+    }
+    if (now == SignalWatch::State::Lost) {
+        utils::logWarning("The signal of " + settings.socketPath +
+                          " is lost: " + state.lock()->watch.problem());
+    } else if (now == SignalWatch::State::Locked) {
+        utils::logInfo(settings.socketPath + " has its signal");
+    }
+}
+
+// Nothing while the device's own frames are to be shown.
+std::optional<Substitute> CaptureChannel::decide() {
+    auto locked = state.lock();
+    std::optional<Substitute> wanted;
+    if (locked->watch.state() == SignalWatch::State::NoDevice) {
+        wanted = Substitute::Bars;
+    } else if (locked->watch.state() == SignalWatch::State::Lost) {
+        wanted = settings.substitute;
+    } else {
+        locked->shown = locked->shown == Shown::Device ? Shown::Device : Shown::Nothing;
+        return std::nullopt;
+    }
+    if (wanted == Substitute::Freeze && !locked->last) {
+        wanted = Substitute::Black;
+    }
+    locked->shown = wanted == Substitute::Nothing ? Shown::Nothing : Shown::Substitute;
+    locked->substitute = nameOf(*wanted);
+    return wanted;
+}
+
+void CaptureChannel::showWhatIsWanted() {
+    const auto wanted = decide();
+    const auto why = substitute ? substitute->takeTrouble() : std::string();
+    if (wanted != substituted || !why.empty()) {
+        substitute.reset();
+        substituted.reset();
+    }
+    if (wanted && wanted != Substitute::Nothing && !substitute) {
+        startSubstitute(*wanted);
+    }
+    substituted = wanted;
+}
+
+void CaptureChannel::startSubstitute(Substitute picture) {
+    std::string error;
+    auto pipeline = parsePipeline(substituteText(settings.format, picture), error);
     if (!pipeline) {
         throw std::runtime_error("a picture cannot be made: " + error);
     }
-    removeStaleSocket(settings.socketPath);
-    const auto sink = elementOf(*pipeline, "sink");
-    g_object_set(sink.get(), "socket-path", settings.socketPath.c_str(), nullptr);
-    if (const auto device = elementOf(*pipeline, "device")) {
-        g_object_set(device.get(), "device", settings.device.c_str(), nullptr);
+    substitute = std::make_unique<FramePipeline>(
+        std::move(pipeline), [this](GstBufferPtr frame) { takeSubstituteFrame(std::move(frame)); },
+        [this] { wake(); });
+    if (!substitute->play(error)) {
+        substitute.reset();
+        throw std::runtime_error("a picture cannot be made: " + error);
     }
-    counter.interrupt();
-    countFrames(*sink, counter);
-}
-
-void CaptureChannel::stop() {
-    if (pipeline) {
-        gst_element_set_state(pipeline.get(), GST_STATE_NULL);
-        pipeline.reset();
+    if (picture == Substitute::Freeze) {
+        const GstBufferPtr last(gst_buffer_ref(state.lock()->last.get()));
+        freeze(substitute->element(), *last);
     }
-    state = Signal::Lost;
-}
-
-void CaptureChannel::watch(Time now) {
-    try {
-        if (pipeline) {
-            if (const auto error = nextError(*pipeline); !error.empty()) {
-                lose(error, now);
-            }
-        } else if (now - lostAt >= beforeNextTry) {
-            start();
-        }
-    } catch (const std::runtime_error& e) {
-        lose(e.what(), now);
-    }
-}
-
-void CaptureChannel::lose(const std::string& reason, Time now) {
-    utils::logWarning("The signal of " + settings.socketPath + " is lost: " + reason);
-    stop();
-    lostAt = now;
 }
 
 }  // namespace tarn::peers::ingest_service

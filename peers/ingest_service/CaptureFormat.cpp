@@ -26,17 +26,18 @@ struct Standard {
 
 struct Rate {
     unsigned name;
-    const char* fraction;
+    unsigned frames;
+    unsigned seconds;  // in which so many frames come
+};
+
+constexpr std::array<Rate, 8> rates = {
+    Rate{23976, 24000, 1001}, Rate{24, 24, 1}, Rate{25, 25, 1},         Rate{2997, 30000, 1001},
+    Rate{30, 30, 1},          Rate{50, 50, 1}, Rate{5994, 60000, 1001}, Rate{60, 60, 1},
 };
 
 constexpr std::array<PixelFormat, 2> pixelFormats = {
     PixelFormat{"uyvy422_8", "UYVY", 2},
     PixelFormat{"rgb24", "RGB", 3},
-};
-
-constexpr std::array<Rate, 8> rates = {
-    Rate{23976, "24000/1001"}, Rate{24, "24/1"}, Rate{25, "25/1"},         Rate{2997, "30000/1001"},
-    Rate{30, "30/1"},          Rate{50, "50/1"}, Rate{5994, "60000/1001"}, Rate{60, "60/1"},
 };
 
 // Rates are those of frames, of which an interlaced one has two fields.
@@ -67,10 +68,17 @@ const Standard* findStandard(const CaptureFormat& format) {
     return found == standards().end() ? nullptr : &*found;
 }
 
-std::string fractionOf(unsigned rate) {
-    return std::find_if(rates.begin(), rates.end(),
-                        [&](const Rate& known) { return known.name == rate; })
-        ->fraction;
+const Rate& rateOf(unsigned name) {
+    return *std::find_if(rates.begin(), rates.end(),
+                         [&](const Rate& known) { return known.name == name; });
+}
+
+std::string capsOf(const Standard& standard, const std::string& mediaName, unsigned frames,
+                   unsigned seconds, const std::string& scan) {
+    return "video/x-raw,format=" + mediaName + ",width=" + std::to_string(standard.width) +
+           ",height=" + std::to_string(standard.lineCount) +
+           ",framerate=" + std::to_string(frames) + "/" + std::to_string(seconds) +
+           ",interlace-mode=" + scan;
 }
 
 const Standard& standardOf(const CaptureFormat& format) {
@@ -105,16 +113,26 @@ std::string nameOf(const CaptureFormat& format) {
 
 std::string capsOf(const CaptureFormat& format) {
     const auto& standard = standardOf(format);
-    return std::string("video/x-raw,format=") + findPixelFormat(format.pixelFormat)->mediaName +
-           ",width=" + std::to_string(standard.width) +
-           ",height=" + std::to_string(format.lineCount) +
-           ",framerate=" + fractionOf(format.frameRate) +
-           ",interlace-mode=" + (format.fieldMode == "i" ? "interleaved" : "progressive");
+    const auto& rate = rateOf(format.frameRate);
+    return capsOf(standard, findPixelFormat(format.pixelFormat)->mediaName, rate.frames,
+                  rate.seconds, format.fieldMode == "i" ? "interleaved" : "progressive");
+}
+
+std::string fieldCapsOf(const CaptureFormat& format) {
+    const auto& standard = standardOf(format);
+    const auto& rate = rateOf(format.frameRate);
+    return capsOf(standard, "UYVY", 2 * rate.frames, rate.seconds, "progressive");
 }
 
 unsigned bytesPerFrame(const CaptureFormat& format) {
     return standardOf(format).width * format.lineCount *
            findPixelFormat(format.pixelFormat)->bytesPerPixel;
+}
+
+std::chrono::nanoseconds frameTimeOf(const CaptureFormat& format) {
+    standardOf(format);  // throws for one that does not exist
+    const auto& rate = rateOf(format.frameRate);
+    return std::chrono::nanoseconds(std::chrono::seconds(rate.seconds)) / rate.frames;
 }
 
 }  // namespace tarn::peers::ingest_service

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 namespace tarn::peers::ingest_service {
@@ -22,6 +23,12 @@ std::string nameOf(const CaptureFormat& format);
 /// The format, which must exist, in the terms of the media library.
 std::string capsOf(const CaptureFormat& format);
 
+/// Of the frames that the fields of such a format, which must be interlaced, are taken from: twice
+/// as many, each of them whole, and of a kind that can be interlaced.
+std::string fieldCapsOf(const CaptureFormat& format);
+
 unsigned bytesPerFrame(const CaptureFormat& format);
+
+std::chrono::nanoseconds frameTimeOf(const CaptureFormat& format);
 
 }  // namespace tarn::peers::ingest_service

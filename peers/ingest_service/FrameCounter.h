@@ -16,9 +16,6 @@ class FrameCounter {
     /// A frame; `time` is its time stamp, if it has one.
     void add(std::optional<Time> time, Time frameDuration);
 
-    /// The next frame follows on nothing.
-    void interrupt() { last.reset(); }
-
     std::uint64_t captured() const { return capturedFrames; }
     std::uint64_t dropped() const { return droppedFrames; }
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "peers/ingest_service/CaptureChannel.h"
+#include "peers/ingest_service/IngestDescription.h"
 #include "peers/ingest_service/IngestOptions.h"
 #include "peers/ingest_service/RunRecord.h"
 
@@ -20,17 +22,23 @@ class Ingest {
     /// Captures when this returns. Throws std::runtime_error; then nothing is left.
     explicit Ingest(const IngestOptions& options);
 
-    /// Looks after the channels, and describes them.
-    std::shared_ptr<device_tree::DeviceNode> sample(CaptureChannel::Time now);
+    /// Describes the channels. What has changed but the counts of their frames is in it at once;
+    /// those are renewed once a second.
+    using Time = std::chrono::steady_clock::time_point;
+    std::shared_ptr<device_tree::DeviceNode> sample(Time now);
 
   private:
     void startChannels();
+    ChannelReport reportOf(std::size_t index);
+    bool isToBeRenewed(const std::vector<ChannelReport>& now) const;
     void noteResources();
 
     const IngestOptions options;
     RunRecord record;  // before the channels: it goes after them
     std::vector<std::unique_ptr<CaptureChannel>> channels;
     std::vector<std::string> noted;
+    std::vector<ChannelReport> told;
+    Time toldAt{};
 };
 
 }  // namespace tarn::peers::ingest_service

@@ -21,21 +21,42 @@ void append(std::string& list, const std::string& word) {
     list += (list.empty() ? "" : " ") + word;
 }
 
-GlobalStatus healthOf(const std::string& signal) {
-    return signal == "lost" ? GlobalStatus(GlobalStatus::Level::Error, "no signal")
-                            : GlobalStatus(GlobalStatus::Level::Ok, "");
+GlobalStatus healthOf(const ChannelReport& report) {
+    if (report.signal == "lost") {
+        return {GlobalStatus::Level::Error,
+                "no signal" + (report.problem.empty() ? "" : ": " + report.problem)};
+    }
+    if (report.signal == "waiting") {
+        return {GlobalStatus::Level::Warning, "no frame has come yet"};
+    }
+    return {GlobalStatus::Level::Ok, ""};
+}
+
+GlobalStatus healthOf(const std::vector<ChannelReport>& reports) {
+    GlobalStatus worst(GlobalStatus::Level::Ok, "");
+    for (const auto& report : reports) {
+        const auto health = healthOf(report);
+        if (health.level > worst.level) {
+            worst = {health.level, "channel " + std::to_string(report.channel.number) + ": " +
+                                       health.description};
+        }
+    }
+    return worst;
 }
 
 std::shared_ptr<DeviceNode> describe(const ChannelReport& report, const CaptureFormat& format) {
     const auto number = std::to_string(report.channel.number);
     auto node = std::make_shared<DeviceNode>(std::string(programName) + ".channel." + number,
                                              "Channel " + number, DeviceClass::Capture);
-    node->setGlobalStatus(healthOf(report.signal));
+    node->setGlobalStatus(healthOf(report));
     addProperty(*node, "SocketPath", report.socketPath);
     addProperty(*node, "Caps", capsOf(format));
     node->addStatus(NamedStatus("SignalState", report.signal));
     node->addStatus(NamedStatus("FramesCaptured", report.captured));
+    node->addStatus(NamedStatus("Shown", report.shown));
     node->addStatus(NamedStatus("FramesDropped", report.dropped));
+    node->addStatus(NamedStatus("FramesReplaced", report.replaced));
+    node->addStatus(NamedStatus("SignalLosses", report.losses));
     return node;
 }
 
@@ -44,7 +65,7 @@ std::shared_ptr<DeviceNode> describe(const ChannelReport& report, const CaptureF
 std::shared_ptr<DeviceNode> describeIngest(pid_t process, const CaptureFormat& format,
                                            const std::vector<ChannelReport>& reports) {
     auto node = std::make_shared<DeviceNode>(programName, programName, DeviceClass::Capture);
-    node->setGlobalStatus(GlobalStatus(GlobalStatus::Level::Ok, ""));
+    node->setGlobalStatus(healthOf(reports));
     std::string channels;
     std::string offsets;
     for (const auto& report : reports) {

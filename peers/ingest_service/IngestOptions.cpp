@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <map>
 #include <stdexcept>
 
 namespace tarn::peers::ingest_service {
@@ -9,6 +10,11 @@ namespace tarn::peers::ingest_service {
 namespace {
 
 constexpr int usageError = 2;
+
+const std::map<std::string, Substitute> substituteNames = {{"bars", Substitute::Bars},
+                                                           {"black", Substitute::Black},
+                                                           {"freeze", Substitute::Freeze},
+                                                           {"nothing", Substitute::Nothing}};
 
 // The path of a socket has to fit into its address, with the channel's part behind the prefix.
 std::string checkPrefix(const std::string& text) {
@@ -65,7 +71,22 @@ std::optional<IngestOptions> parseIngestOptions(int argc, const char* const* arg
     auto* const device = app.add_option("--device-prefix", options.devicePrefix,
                                         "Channel 0 is captured from PREFIX0, if that is a device");
     device->capture_default_str();
-    app.add_flag("--test-picture", testPicture, "Captures from no device")->excludes(device);
+    auto* const picture =
+        app.add_flag("--test-picture", testPicture, "Captures from no device")->excludes(device);
+    app.add_option("--source", options.source,
+                   "What a channel is captured from instead: live elements in the launch syntax of "
+                   "GStreamer, in which %channel stands for its number")
+        ->excludes(device)
+        ->excludes(picture);
+    app.add_option("--without-signal", options.substitute,
+                   "What is offered while a device gives nothing: bars, black, freeze (its last "
+                   "frame), nothing")
+        ->transform(CLI::CheckedTransformer(substituteNames))
+        ->option_text("TEXT [bars]");
+    app.add_option("--lost-after", options.patience,
+                   "So many frame times without a frame are a lost signal")
+        ->check(CLI::Range(2U, 1000U))
+        ->capture_default_str();
     app.footer("Exit status: 0 told to stop, 1 failed, 2 usage, or a format that does not exist.");
     try {
         app.parse(argc, argv);

@@ -6,6 +6,7 @@
 
 #include "peers/ingest_service/CaptureFormat.h"
 #include "peers/ingest_service/ChannelList.h"
+#include "peers/ingest_service/Substitute.h"
 
 namespace CLI {
 class App;
@@ -30,6 +31,9 @@ struct IngestOptions {
     std::string eventEndpoint = "ipc:///tmp/deltacast-events";  ///< empty: none, it is polled
     std::string socketPrefix = "/tmp/KLN-SDI-Ingest-Service";
     std::string devicePrefix = "/dev/video";  ///< empty: no device is looked for
+    std::string source;  ///< elements of the media library in the place of a device; empty: none
+    Substitute substitute = Substitute::Bars;
+    unsigned patience = 25;  ///< so many frame times without a frame are a lost signal
 };
 
 /// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed;

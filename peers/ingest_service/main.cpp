@@ -25,7 +25,7 @@ using namespace tarn::peers::ingest_service;
 using tarn::socket::SocketEndpoint;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds sampleInterval{1000};
+constexpr std::chrono::milliseconds sampleInterval{200};
 
 std::unique_ptr<EventChannel> openEvents(const std::string& endpoint) {
     return endpoint.empty() ? nullptr

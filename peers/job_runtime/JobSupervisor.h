@@ -7,9 +7,9 @@
 
 #include "peers/job_runtime/JobVoice.h"
 #include "peers/job_runtime/PipelineProcess.h"
-#include "peers/job_runtime/RestartPolicy.h"
 #include "peers/job_runtime/RunResult.h"
 #include "peers/job_runtime/StopLadder.h"
+#include "platform/utils/RestartPolicy.h"
 
 namespace tarn::peers {
 
@@ -109,7 +109,7 @@ class JobSupervisor {
     Clock::time_point readyBy;  // of this run
     RunFacts facts;
     StopLadder ladder;
-    RestartPolicy policy;
+    utils::RestartPolicy policy;
     Clock::time_point wakeAt;  // the end of Waiting
 
     bool isSetUp = false;

@@ -16,6 +16,30 @@ namespace {
 // The ingest process may be restarting.
 constexpr std::chrono::seconds configureThreshold{50};
 
+using State = ServiceToApiReplyGetDeltacast::State;
+
+State stateOf(devices::DeltacastStatus status) {
+    switch (status) {
+        case devices::DeltacastStatus::Unreachable:
+            return ServiceToApiReplyGetDeltacast::UNREACHABLE;
+        case devices::DeltacastStatus::Starting:
+            return ServiceToApiReplyGetDeltacast::STARTING;
+        case devices::DeltacastStatus::Running:
+            break;
+    }
+    return ServiceToApiReplyGetDeltacast::RUNNING;
+}
+
+// The format is what the process said last: whether that still holds must be told with it.
+void tellState(devices::DeltacastDeviceController& controller,
+               ServiceToApiReplyGetDeltacast& answer) {
+    answer.set_state(stateOf(controller.getStatus()));
+    const auto problem = controller.getOutage();
+    if (answer.state() != ServiceToApiReplyGetDeltacast::RUNNING && !problem.empty()) {
+        answer.set_problem(problem);
+    }
+}
+
 void refuse(ServiceToApiReply& reply, const std::string& reason) {
     reply.set_success(false);
     reply.set_error_message(reason);
@@ -66,6 +90,7 @@ void ApiToServiceRequestHandler::handleGetDeltacastRequest(Request&, socket::Soc
         utils::logError(formatMessage("Failed getting Deltacast device properties: " + error));
     } else {
         *answer.mutable_config() = config;
+        tellState(*controller, answer);
     }
     frame.send(reply, socket);
 }

@@ -26,6 +26,11 @@ void DeltacastConfigurationSlot::putDefaults() {
     *slot = {Wish::Defaults, Origin::Order, nullptr};
 }
 
+DeltacastConfigurationSlot::Taken DeltacastConfigurationSlot::Taken::copy() const {
+    return {wish, origin,
+            configuration ? std::make_unique<DeltacastConfig>(*configuration) : nullptr};
+}
+
 bool DeltacastConfigurationSlot::offer(Taken wish) {
     auto slot = waiting.lock();
     if (slot->wish != Wish::None || wish.wish == Wish::None) {

@@ -23,11 +23,14 @@ class DeltacastConfigurationSlot {
     enum class Origin {
         Order,     ///< a client, or the start-up
         Fallback,  ///< the controller: another format did not come up
+        Restart,   ///< the controller: the process that captured it has ended
     };
     struct Taken {
         Wish wish = Wish::None;
         Origin origin = Origin::Order;
         std::unique_ptr<DeltacastConfig> configuration;  ///< of a wished configuration only
+
+        Taken copy() const;
     };
 
     /// The formatter outlives this.

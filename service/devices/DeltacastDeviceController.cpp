@@ -21,7 +21,6 @@ using tarn::proto::monitoring::ControlRequest;
 
 namespace {
 
-constexpr std::chrono::milliseconds cycle{500};
 constexpr std::chrono::seconds betweenLooks{1};
 
 DeviceRequestSocket::Request makeRequest(DeviceRequestSocket::Request::Type type) {
@@ -54,6 +53,7 @@ DeltacastDeviceController::DeltacastDeviceController(const std::string& monitori
       endpointText(monitoringInterface),
       status(*this),
       slot(*this),
+      launchedIngest(surroundings.launchRecord, *this),
       answerWithin(surroundings.answerWithin),
       eventEndpoints(EventEndpointRules::of(surroundings.configuration)),
       events(surroundings.listener),
@@ -143,7 +143,8 @@ void DeltacastDeviceController::deviceManagementThreadFunction() {
     while (!stop.stop_requested()) {
         guarded([this] { checkAndApplyPendingReconfigurationRequests(); });
         guarded([this] { monitorDevice(); });
-        surroundings.pause(cycle, stop);
+        guarded([this] { orderRestartWhenDue(); });
+        pauseForCycle(stop);
     }
     disconnectFromService();
     events.release();
@@ -235,8 +236,12 @@ bool DeltacastDeviceController::pingService() {
 
 void DeltacastDeviceController::updateDeviceTree(const std::shared_ptr<DeviceNode>& node) {
     *serviceNode.lock() = node;
+    endOutage();
     try {
         process.learn(processIdOf(node.get()), monitoringEndpoint);
+        if (const auto own = process.own()) {
+            noteRunning(*own);
+        }
     } catch (const std::invalid_argument&) {
         // it is said when somebody wants to know the id
     }
@@ -272,6 +277,7 @@ void DeltacastDeviceController::stopOrKillRunningService() {
     checkThread();
     const int id = getDeltacastServicePid();
     process.lookAgain();
+    life = Life::Stopped;
     std::string error;
     if (!sendStop(error) && !isStopped()) {
         logFailure("Error string received: " + error);
@@ -288,11 +294,8 @@ bool DeltacastDeviceController::pingOrPoll() {
 
 void DeltacastDeviceController::monitorDevice() {
     checkThread();
-    if (getStatus() == DeltacastStatus::Running && process.hasEnded()) {
-        disconnectFromService();  // whoever answers next is another one
-        return;
-    }
-    if (!connectToServiceIfNeeded()) {
+    remindOfOutage();
+    if (noticeEnd() || !connectToServiceIfNeeded()) {
         return;
     }
     if (!getServiceDeviceTree()) {
@@ -322,6 +325,9 @@ void DeltacastDeviceController::setStatusUnreachable() {
     const auto change = status.enter(DeltacastStatus::Unreachable);
     if (change == DeltacastStatusMachine::Change::Done && description == Description::Current) {
         description = Description::Outdated;
+    }
+    if (change == DeltacastStatusMachine::Change::Done) {
+        showOutage();
     }
 }
 

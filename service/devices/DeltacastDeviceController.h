@@ -17,12 +17,14 @@
 #include "service/devices/CaptureFormatTransaction.h"
 #include "service/devices/ControllerThread.h"
 #include "service/devices/DeltacastConfigurationSlot.h"
+#include "service/devices/DeltacastRestart.h"
 #include "service/devices/DeltacastServiceProcess.h"
 #include "service/devices/DeltacastStatus.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DevicePublisher.h"
 #include "service/devices/DeviceRequestSocket.h"
 #include "service/devices/EventEndpointRules.h"
+#include "service/devices/LaunchedIngest.h"
 #include "service/devices/NamedEventEndpoint.h"
 #include "service/devices/Pause.h"
 
@@ -49,6 +51,10 @@ struct Refusal;
 /// did not, or was launched anew, it is asked for its description once. One whose description is
 /// too deep or too large (DeviceDoor.h) is in the tree as a device in error, and asked again.
 ///
+/// One that does not answer, or has ended, is in the tree in error, as what it said of itself last.
+/// If it has ended by itself and was launched here, it is started again (DeltacastRestart.h) with
+/// the format that it had, on the road of any other format.
+///
 /// Other threads may ask for the status, the description and the format in force, leave a format to
 /// be applied, wait, and stop. Nothing throws; what fails is logged.
 class DeltacastDeviceController : public DeviceController {
@@ -65,6 +71,7 @@ class DeltacastDeviceController : public DeviceController {
         Pause pause = realPause;
         std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
         std::chrono::milliseconds answerWithin = std::chrono::seconds(5);
+        std::string launchRecord = {};  ///< the file of LaunchedIngest
     };
 
     /// Starts to watch. When that cannot be set up (a bad endpoint) it is logged, and the
@@ -91,6 +98,9 @@ class DeltacastDeviceController : public DeviceController {
 
     /// The last description; null when there never was one. It stays when the process is gone.
     std::shared_ptr<device_tree::DeviceNode> getServiceDeviceTree();
+
+    /// Why the process is shown in error; empty while it answers, and when it never did.
+    std::string getOutage();
 
     /// The process id that the description tells; 0 when it tells none.
     int getDeltacastServicePid();
@@ -150,6 +160,20 @@ class DeltacastDeviceController : public DeviceController {
     void updateDeviceTree(const std::shared_ptr<device_tree::DeviceNode>& node);
     void describeAgain();
 
+    void noteRunning(const resource_manager::ProcessIdentity& running);
+    bool noticeEnd();
+    void beginsToApply(const DeltacastConfigurationSlot::Taken& wish);
+    void noteFailedStart();
+    void announceRestart(std::chrono::milliseconds delay) const;
+    void orderRestartWhenDue();
+    DeltacastConfigurationSlot::Taken wishForRestart() const;
+    void pauseForCycle(const std::stop_token& stop) const;
+    std::string reasonOfOutage() const;
+    void showOutage();
+    void tellOutage();
+    void remindOfOutage();
+    void endOutage();
+
     std::shared_ptr<ServiceConfiguration> findServiceConfiguration() const;
     std::string commandLineOf(const DeltacastConfigurationSlot::Taken& wish,
                               const ServiceConfiguration& service);
@@ -172,6 +196,7 @@ class DeltacastDeviceController : public DeviceController {
     DeltacastStatusMachine status;
     DeltacastConfigurationSlot slot;
     utils::Synchronised<std::shared_ptr<device_tree::DeviceNode>> serviceNode;
+    utils::Synchronised<std::string> outage;  // as the tree shows it; empty: none
     std::atomic<std::thread::id> managementThreadId;
 
     // The management thread's own:
@@ -181,6 +206,13 @@ class DeltacastDeviceController : public DeviceController {
     Description description = Description::Outdated;
     enum class Launch { None, Done };
     Launch launched = Launch::None;
+    enum class Life { Unknown, Runs, Ended, Stopped, Launched };
+    Life life = Life::Unknown;                  // of the process
+    resource_manager::ProcessIdentity living;   // that runs, or ran last
+    DeltacastConfigurationSlot::Taken inForce;  // what was launched last
+    LaunchedIngest launchedIngest;
+    DeltacastRestart restart;
+    bool outageIsToldAgain = false;
     std::chrono::milliseconds answerWithin;
     const EventEndpointRules eventEndpoints;
     NamedEventEndpoint events;

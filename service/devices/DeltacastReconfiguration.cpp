@@ -71,6 +71,7 @@ void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
     if (isKept(wish)) {
         transaction.ordered(*wish.configuration);
     }
+    beginsToApply(wish);
     stopOrKillRunningService();
     if (isStopped()) {
         logInfo("Deltacast service not started again: this service stops");
@@ -82,6 +83,7 @@ void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
     }
     if (!awaitStart() && !isStopped()) {
         giveWay(wish);
+        noteFailedStart();
     }
 }
 
@@ -176,6 +178,8 @@ void DeltacastDeviceController::launch(const std::string& commandLine) {
         logFailure(std::string("Failed starting Deltacast service: ") + e.what());
     }
     launched = Launch::Done;
+    life = Life::Launched;
+    launchedIngest.ordered(surroundings.now());
     setStatusStarting();
 }
 

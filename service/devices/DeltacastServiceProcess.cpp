@@ -76,6 +76,10 @@ void DeltacastServiceProcess::lookAgain() {
     }
 }
 
+std::optional<resource_manager::ProcessIdentity> DeltacastServiceProcess::own() const {
+    return known == Known::Own && process.startTime != 0 ? std::optional(process) : std::nullopt;
+}
+
 // One that nobody could identify may be anywhere.
 bool DeltacastServiceProcess::hasEnded() const {
     if (known != Known::Own || process.startTime == 0 || isRunning()) {

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <stop_token>
 #include <string>
 
@@ -36,6 +37,9 @@ class DeltacastServiceProcess {
 
     /// The service that answers on `endpoint` has just said that this is its id.
     void learn(pid_t id, const socket::SocketEndpoint& endpoint);
+
+    /// The service's process as it was learned last; nothing when it is not known which one it is.
+    std::optional<resource_manager::ProcessIdentity> own() const;
 
     /// Whether the service's process, which is known, does not run any more: it need not be asked
     /// then. The log says so.

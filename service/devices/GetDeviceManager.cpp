@@ -1,4 +1,6 @@
+#include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
+#include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/GetConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 #include "service/devices/DeltacastDeviceController.h"
@@ -36,6 +38,12 @@ DevicePresence& devicePresence() {
     return presence;
 }
 
+// Beside the registry, since it is as good as that over a restart and a reboot.
+std::string launchRecord() {
+    const auto& endpoint = configuration::GetConfigurationHandler().getResourcesEndpoint();
+    return resource_manager::RegistryFolder().pathFor(endpoint) + ".ingest";
+}
+
 // What its surroundings are made of is made before the manager, to be destroyed after it.
 auto deltacastControllerMaker() {
     static RealProcessControl processes;
@@ -43,8 +51,12 @@ auto deltacastControllerMaker() {
     return [&resourceManager](const std::string& endpoint) {
         return std::make_shared<DeltacastDeviceController>(
             endpoint, DeltacastDeviceController::Surroundings{
-                          GetDeviceEventListener(), configuration::GetConfigurationHandler(),
-                          resourceManager, processes, runShellCommand});
+                          .listener = GetDeviceEventListener(),
+                          .configuration = configuration::GetConfigurationHandler(),
+                          .resourceManager = resourceManager,
+                          .processes = processes,
+                          .runShell = runShellCommand,
+                          .launchRecord = launchRecord()});
     };
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 
 #include "platform/socket/Descriptor.h"
 #include "platform/socket/NobodyListens.h"
@@ -63,7 +64,7 @@ void RealProcessControl::awaitEnd(const ProcessIdentity& process,
                                   std::chrono::milliseconds duration, const std::stop_token& stop) {
     const int number = openProcess(process.id);
     if (number < 0) {
-        return;
+        return errno == ESRCH ? void() : realPause(duration, stop);
     }
     const socket::Descriptor handle(number);
     socket::utils::WakeUp interruption;

@@ -43,9 +43,9 @@ std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
 
 }  // namespace
 
-Chaos::Chaos(unsigned seed, Transport transport)
+Chaos::Chaos(unsigned seed, const Places& places)
     : random(seed),
-      machine(transport),
+      machine(places),
       largeDevice(machine.places()),
       follower(machine.places().published) {
     for (const auto& [track, size] : machine.ownTracks()) {
@@ -65,6 +65,8 @@ bool Chaos::isPossible(const Action& action) const {
             return !machine.storage().isUp();
         case Needs::BothUp:
             return machine.serviceIsUp() && machine.storage().isUp();
+        case Needs::Capture:
+            return hasCapture() && machine.serviceIsUp();
         case Needs::Nothing:
             break;
     }
@@ -105,7 +107,8 @@ void Chaos::tour(const std::string& text) {
     for (const auto& action : actions()) {
         const bool wanted = action.frequency == Frequency::Seldom &&
                             std::string(action.name).find(text) != std::string::npos;
-        if (wanted && found.empty()) {
+        const bool lacksCapture = action.needs == Needs::Capture && !hasCapture();
+        if (wanted && !lacksCapture && found.empty()) {
             if (!machine.serviceIsUp()) {
                 machine.startService();
             }
@@ -175,6 +178,9 @@ void Chaos::conclude() {
     machine.frames().finish();
     takeFrameProblems();
     restartForTheEnd();
+    if (hasCapture()) {
+        awaitCapture("in the end");
+    }
     compareWhenAtRest();
     compareFollower();
     stopEverything();
@@ -262,6 +268,7 @@ void Chaos::stopEverything() {
             complain(companion.name + " did not end in order");
         }
     }
+    endCapture();
     if (machine.storage().stop() != test::Ending::exited(0)) {
         complain("the loop storage did not end in order");
     }

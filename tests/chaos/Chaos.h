@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/chaos/Capture.h"
+#include "tests/chaos/CaptureBook.h"
 #include "tests/chaos/LargeDevice.h"
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/Model.h"
@@ -24,7 +26,7 @@ class ComingUp;
 /// Does one thing after the other at random, tells the model of it, and compares in the end.
 class Chaos {
   public:
-    Chaos(unsigned seed, Transport transport);
+    Chaos(unsigned seed, const Places& places);
 
     /// One of each of the things that happen seldom whose name holds `text`, before all others.
     void tour(const std::string& text);
@@ -42,7 +44,7 @@ class Chaos {
     const Machine& place() const { return machine; }
 
   private:
-    enum class Needs { Nothing, ServiceUp, ServiceDown, StorageUp, StorageDown, BothUp };
+    enum class Needs { Nothing, ServiceUp, ServiceDown, StorageUp, StorageDown, BothUp, Capture };
     enum class Frequency { Usual, Seldom };
     struct Action {
         const char* name;
@@ -97,6 +99,16 @@ class Chaos {
                          const std::function<bool()>& servesWhoIsIn,
                          const std::function<bool()>& servesNewcomers);
 
+    // With the ingest service: CaptureActions.cpp.
+    void killIngest();
+    void orderCaptureFormat();
+    void orderRefusedCaptureFormat();
+    void orderCaptureFormatAndKillService();
+
+    std::optional<Capture::Running> awaitCapture(const std::string& after);
+    void endCapture();
+    bool hasCapture() const { return !machine.places().ingest.empty(); }
+
     // With everything else: ChaosActions.cpp.
     void killService();
     void killServiceOften();
@@ -134,6 +146,7 @@ class Chaos {
     test::GatewayFollower follower;
     Model model;
     TrackBook book;
+    CaptureBook captureBook{Capture::nameOf(Capture::good(Capture::first))};
     unsigned submissions = 0;
     std::map<std::string, std::int64_t> counts;
     std::vector<std::string> found;

@@ -149,6 +149,13 @@ std::optional<Devices> realDevices(const Machine& machine) {
         return std::nullopt;
     }
     Devices devices;
+    if (!places.ingest.empty()) {
+        const auto ingest = describedBy(places.ingest);
+        if (!ingest) {
+            return std::nullopt;
+        }
+        addDevice(*ingest, devices);
+    }
     addDevice(*host, devices);
     machine.oddDevice().addTo(devices);
     devices.nodes.insert(storageId(places));

@@ -22,6 +22,11 @@ constexpr std::chrono::seconds longestEnd{60};
 // So few that it can be brought short of them, and enough for all that is done otherwise.
 constexpr auto underFewDescriptors = "--nofile=512";
 
+// Where there is no ingest service it stays empty.
+constexpr auto captureFormatFile =
+    "<PersistentDeltacastConfigurationFile>/tmp/chaos.format"
+    "</PersistentDeltacastConfigurationFile>";
+
 constexpr int jobTrackCount = 4;
 constexpr std::uint64_t jobTrackSize = 256U << 10U;
 constexpr std::uint64_t frameTrackSize = 1U << 20U;
@@ -46,11 +51,11 @@ void overwriteWithNoise(const fs::path& file, std::uintmax_t size, std::mt19937&
 
 }  // namespace
 
-Machine::Machine(Transport transport) : where(Places::over(transport)) {
+Machine::Machine(const Places& places) : where(places) {
     test::logEverything();
-    test::writeConfigurationSections("<Paths><PersistentJobsFolder>" +
-                                     std::string(PersistentFolder::path) +
-                                     "</PersistentJobsFolder></Paths>" + where.configuration());
+    test::writeConfigurationSections(
+        "<Paths><PersistentJobsFolder>" + std::string(PersistentFolder::path) +
+        "</PersistentJobsFolder>" + captureFormatFile + "</Paths>" + where.configuration());
     others.push_back(
         {.name = "gateway",
          .command = {"prlimit", underFewDescriptors, "--",
@@ -106,6 +111,9 @@ void Machine::continueChanges() {
 void Machine::signalWhatChanges(int number) {
     if (loops.isUp()) {
         loops.signal(number);
+    }
+    for (const auto process : Capture::processes()) {
+        ::kill(process, number);
     }
     for (auto& companion : others) {
         if (&companion != &gateway()) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/chaos/Capture.h"
 #include "tests/chaos/FrameReader.h"
 #include "tests/chaos/FrameWriter.h"
 #include "tests/chaos/OddDevice.h"
@@ -33,7 +34,7 @@ struct Companion {
 class Machine {
   public:
     /// Configures it and starts the storage and the companions, but no service.
-    explicit Machine(Transport transport);
+    explicit Machine(const Places& places);
 
     const Places& places() const { return where; }
 
@@ -57,6 +58,7 @@ class Machine {
     const std::vector<std::int64_t>& tracks() const { return jobTracks; }
 
     std::vector<Companion>& companions() { return others; }
+    const Capture& capture() const { return ingest; }
 
     /// One of them. Being another from now on, it is started again.
     void changeOddDevice(OddDevice::Mode mode);
@@ -65,7 +67,8 @@ class Machine {
     static void killHard(Companion& companion);
     Companion& gateway() { return others.front(); }
 
-    /// Whatever changes without being told to: the storage and the companions but the gateway.
+    /// Whatever changes without being told to: the storage, the ingest service, and the companions
+    /// but the gateway.
     void haltChanges();
     void continueChanges();
 
@@ -95,6 +98,7 @@ class Machine {
     const Places where;
     PersistentFolder jobs;
     Storage loops{where};
+    Capture ingest{where};
     std::map<std::int64_t, std::uint64_t> kept;
     std::vector<std::int64_t> jobTracks;
     std::unique_ptr<FrameWriter> writer;

@@ -43,7 +43,8 @@ std::vector<std::string> strangersAmong(const std::vector<pid_t>& known) {
     std::vector<std::string> strangers;
     for (const auto& process : test::otherProcesses()) {
         const bool belongs = std::find(known.begin(), known.end(), process.id) != known.end() ||
-                             isSeenSoon(process) || runs(process, "tarnWorkflowLauncher") ||
+                             isSeenSoon(process) || runs(process, "KLN-SDI-Ingest-Service") ||
+                             runs(process, "tarnWorkflowLauncher") ||
                              runs(process, "tarnPipelineProcess");
         if (!belongs) {
             strangers.push_back(test::describe({process}));

@@ -60,7 +60,38 @@ std::string Places::configuration() const {
            element("TarnProtocolDevice", element("MonitoringInterface", odd)) +
            "<Storage type=\"LoopStorage\">" + element("InterfaceType", tcp ? "tcp" : "unix") +
            (tcp ? element("TcpPort", std::to_string(storage.port)) : "") +
-           element("InterfaceAddress", storage.address) + "</Storage>";
+           element("InterfaceAddress", storage.address) + "</Storage>" +
+           (ingest.empty() ? "" : ingestConfiguration());
+}
+
+// Of a format that costs little.
+std::string Places::ingestConfiguration() const {
+    const std::string program =
+        "/opt/halden/halden-kln-sdi-ingest-service/bin/KLN-SDI-Ingest-Service";
+    return "<TarnProtocolDevice type=\"Deltacast\">" + element("MonitoringInterface", ingest) +
+           "</TarnProtocolDevice>" +
+           element(
+               "DeltacastService",
+               element("CommandLine", program + " --test-picture --endpoint " + ingest +
+                                          " --event-endpoint " + ingestEvents +
+                                          " --pixel-format %pixel-format"
+                                          " --board0-input-list '%board0-input-list'"
+                                          " --board0-input-frameoffset '%board0-input-frameoffset'"
+                                          " --line-count %line-count --field-mode %field-mode"
+                                          " --frame-rate %frame-rate") +
+                   element("DefaultPixelFormat", "uyvy422_8") +
+                   element("DefaultBoard0InputList", "0") +
+                   element("DefaultBoard0InputFrameOffsetList", "0") +
+                   element("DefaultLineCount", "576") + element("DefaultFieldMode", "i") +
+                   element("DefaultFrameRate", "25"));
+}
+
+Places Places::withIngest() const {
+    auto places = *this;
+    const bool tcp = transport == Transport::Tcp;
+    places.ingest = tcp ? "tcp://127.0.0.1:20108" : "ipc:///tmp/chaos-ingest";
+    places.ingestEvents = tcp ? "tcp://127.0.0.1:20109" : "ipc:///tmp/chaos-ingest-events";
+    return places;
 }
 
 std::string Places::storageLocation() const {

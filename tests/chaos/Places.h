@@ -22,12 +22,21 @@ struct Places {
     std::string odd;
     std::string oddEvents;
     service::devices::StorageAddress storage;
+    std::string ingest = {};        ///< empty: the machine has no ingest service
+    std::string ingestEvents = {};  ///< likewise
 
     static Places over(Transport transport);
+
+    /// The same on a machine that has an ingest service, which the service starts.
+    Places withIngest() const;
 
     /// The sections of a configuration that says so.
     std::string configuration() const;
 
+  private:
+    std::string ingestConfiguration() const;
+
+  public:
     /// As the storage's elements and its program are told.
     std::string storageLocation() const;
     std::string storageListener() const;

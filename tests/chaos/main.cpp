@@ -16,6 +16,7 @@ struct Options {
     unsigned seed = std::random_device()();
     std::string logs;
     bool tcp = false;
+    bool capture = false;
     bool tour = false;
     std::string tourOf;
 };
@@ -32,7 +33,8 @@ void report(const tarn::chaos::Chaos& chaos) {
 
 int run(const Options& options) {
     using tarn::chaos::Transport;
-    tarn::chaos::Chaos chaos(options.seed, options.tcp ? Transport::Tcp : Transport::Ipc);
+    const auto places = tarn::chaos::Places::over(options.tcp ? Transport::Tcp : Transport::Ipc);
+    tarn::chaos::Chaos chaos(options.seed, options.capture ? places.withIngest() : places);
     try {
         if (options.tour || !options.tourOf.empty()) {
             chaos.tour(options.tourOf);
@@ -65,6 +67,9 @@ int main(int argc, char** argv) {
     app.add_option("--logs", options.logs, "Folder for the logs of a chaos that found something")
         ->required();
     app.add_flag("--tcp", options.tcp, "Everybody listens on ports of the loopback network");
+    app.add_flag("--capture", options.capture,
+                 "The machine has an ingest service, too, for which each start of the service "
+                 "waits 3 s");
     app.add_flag("--tour", options.tour, "Begin with one of each of the things that happen seldom");
     app.add_option("--tour-of", options.tourOf, "Only of those whose names hold this text");
     CLI11_PARSE(app, argc, argv);

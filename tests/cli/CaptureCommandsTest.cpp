@@ -55,13 +55,22 @@ class CaptureCommandsTest : public TarnctlFixture {
             reply->set_type(Reply::GET_DELTACAST);
             reply->set_success(++questions >= number);
             if (reply->success()) {
-                *reply->MutableExtension(ServiceToApiReplyGetDeltacast::base)->mutable_config() =
-                    config;
+                auto& part = *reply->MutableExtension(ServiceToApiReplyGetDeltacast::base);
+                part = said;
+                *part.mutable_config() = config;
             } else {
                 reply->set_error_message("No device");
             }
             return reply;
         });
+    }
+
+    /// Before the first question.
+    void isSaidToBe(ServiceToApiReplyGetDeltacast::State state, const std::string& problem) {
+        said.set_state(state);
+        if (!problem.empty()) {
+            said.set_problem(problem);
+        }
     }
 
     CommandResult set(const std::vector<std::string>& more = {}) {
@@ -74,6 +83,7 @@ class CaptureCommandsTest : public TarnctlFixture {
     }
 
     std::atomic<int> questions{0};
+    ServiceToApiReplyGetDeltacast said;  // but for the format
 };
 
 }  // namespace
@@ -95,6 +105,33 @@ TEST_F(CaptureCommandsTest, ShowsWhatItDoesNotKnowAsUnknown) {
     isInForceFrom(1, DeltacastConfig());
     EXPECT_EQ(tarnctl({"capture", "show"}).out, "Format  ???\nPixels  ?\nInputs  none\n");
     EXPECT_EQ(json::parse(tarnctl({"capture", "show", "--json"}).out)["frame_rate"], "?");
+}
+
+TEST_F(CaptureCommandsTest, ShowSaysThatTheIngestServiceDoesNotRun) {
+    isInForceFrom(1, interlaced());
+    isSaidToBe(ServiceToApiReplyGetDeltacast::UNREACHABLE, "it has ended");
+    EXPECT_EQ(tarnctl({"capture", "show"}).out,
+              "State   not running: it has ended\n"
+              "Format  1080i25\nPixels  uyvy422_8\nInputs  0, 3:-1\n");
+    const auto document = json::parse(tarnctl({"capture", "show", "--json"}).out);
+    EXPECT_EQ(document["state"], "not running");
+    EXPECT_EQ(document["problem"], "it has ended");
+}
+
+TEST_F(CaptureCommandsTest, ShowSaysThatTheIngestServiceRuns) {
+    isInForceFrom(1, interlaced());
+    isSaidToBe(ServiceToApiReplyGetDeltacast::RUNNING, "");
+    EXPECT_THAT(tarnctl({"capture", "show"}).out, testing::StartsWith("State   running\n"));
+    EXPECT_FALSE(json::parse(tarnctl({"capture", "show", "--json"}).out).contains("problem"));
+}
+
+TEST_F(CaptureCommandsTest, SetDoesNotTakeTheFormatOfADeadIngestServiceForOneInForce) {
+    accept();
+    isInForceFrom(1, interlaced());
+    isSaidToBe(ServiceToApiReplyGetDeltacast::UNREACHABLE, "it has ended");
+    const auto run = set({"--wait"});
+    EXPECT_EQ(run.status, ExitStatus::Failed);
+    EXPECT_THAT(run.err, HasSubstr("the ingest service is not running: it has ended"));
 }
 
 TEST_F(CaptureCommandsTest, ShowSaysWhyThereIsNone) {

@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <nlohmann/json.hpp>
 
+#include "proto/api_service.pb.h"
+#include "proto/monitoring.pb.h"
 #include "tests/support/Process.h"
+#include "tests/system/Api.h"
 #include "tests/system/CaptureBed.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/Processes.h"
@@ -17,6 +21,46 @@ using namespace std::chrono_literals;
 
 class Capture : public CaptureBed {
   protected:
+    using Level = proto::monitoring::GlobalStatus;
+
+    /// The ingest service in the tree.
+    struct Shown {
+        Level::Level level = Level::UNKNOWN;
+        pid_t process = 0;
+
+        friend bool operator==(const Shown&, const Shown&) = default;
+    };
+    static Shown shownIn(const proto::monitoring::DeviceNode& tree) {
+        for (const auto& device : tree.sub_devices()) {
+            for (const auto& property : device.properties()) {
+                if (property.name() == "PID") {
+                    return {device.global_status().level(), std::stoi(property.value())};
+                }
+            }
+        }
+        return {};
+    }
+    static Shown shown() {
+        const auto reply = Api().ask(requestOfType(Api::Request::GET_MONITORING_INFO));
+        return reply ? shownIn(reply
+                                   ->GetExtension(
+                                       proto::api_service::ServiceToApiReplyGetMonitoringInfo::base)
+                                   .device_tree())
+                     : Shown();
+    }
+
+    /// What `tarnctl capture show` says of the ingest service.
+    static std::string state() {
+        const auto run = tarnctl({"capture", "show", "--json"});
+        return run.exitStatus == 0 ? nlohmann::json::parse(run.out)["state"].get<std::string>()
+                                   : run.err;
+    }
+
+    static bool isBackAfter(pid_t killed) {
+        const auto now = shown();
+        return now.level == Level::OK && now.process != killed && state() == "running";
+    }
+
     /// An even number: CAPTURE_ROUNDS, or a handful.
     static int reconfigurations() {
         const char* const wish = std::getenv("CAPTURE_ROUNDS");
@@ -87,6 +131,71 @@ TEST_F(Capture, aKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
     const auto run = setFormat({"576", "i", "25"}, {"0"});
     EXPECT_EQ(run.exitStatus, 0) << run.err;
     EXPECT_EQ(sharedMemory().size(), 1U) << "what the killed one left is removed";
+}
+
+TEST_F(Capture, aDeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
+    configureIngest();
+    const auto ingest = startIngest({"--line-count", "576", "--test-picture"});
+    startService();
+    EXPECT_EQ(state(), "running");
+    ASSERT_TRUE(eventually([&] { return shown() == Shown{Level::OK, ingest->id()}; }));
+    ingest->signal(SIGKILL);
+    EXPECT_TRUE(eventuallyWithin(1s, [&] { return shown().level == Level::ERROR; }));
+    EXPECT_EQ(shown().process, ingest->id()) << "its description stays";
+    EXPECT_EQ(state(), "not running");
+    EXPECT_EQ(format(), "576i25 uyvy422_8 0");
+    EXPECT_NE(tarnctl({"capture", "show"}).out.find("KLN-SDI-Ingest-Service has ended"),
+              std::string::npos);
+    EXPECT_FALSE(eventually([] { return !ingestProcesses().empty(); }, 3s));
+    EXPECT_FALSE(service().log().contains("is started again"));
+    const auto again = startIngest({"--line-count", "576", "--test-picture"});
+    EXPECT_TRUE(eventually([&] { return shown() == Shown{Level::OK, again->id()}; }));
+    EXPECT_EQ(state(), "running");
+    again->signal(SIGTERM);
+    EXPECT_EQ(again->waitForEnd(20s), Ending::exited(0));
+}
+
+TEST_F(Capture, aKilledIngestServiceComesBackInItsFormat) {
+    configureIngest();
+    startService();
+    ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
+    for (int kills = 0; kills < 2; ++kills) {
+        const auto killed = ingestProcesses().at(0);
+        ASSERT_TRUE(eventually([&] { return shown() == Shown{Level::OK, killed}; }));
+        ::kill(killed, SIGKILL);
+        EXPECT_TRUE(eventuallyWithin(1s, [&] { return shown() != Shown{Level::OK, killed}; }));
+        EXPECT_TRUE(eventually([&] { return isBackAfter(killed); })) << "it is started again";
+        EXPECT_EQ(format(), "720p50 uyvy422_8 2");
+    }
+    EXPECT_TRUE(service().waitForLog("is started again in 500 ms"));
+    EXPECT_TRUE(service().waitForLog("is started again in 1000 ms"));
+    EXPECT_EQ(sharedMemory().size(), 1U) << "what the killed ones left is removed";
+}
+
+TEST_F(Capture, oneThatTheServiceBeforeStartedComesBackToo) {
+    configureIngest();
+    startService();
+    service().killHard();
+    startService();
+    const auto killed = ingestProcesses().at(0);
+    ::kill(killed, SIGKILL);
+    EXPECT_TRUE(eventually([&] { return isBackAfter(killed); }));
+    EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
+}
+
+TEST_F(Capture, aServiceThatStopsDoesNotStartItAgain) {
+    configureIngest();
+    startService();
+    ::kill(ingestProcesses().at(0), SIGKILL);
+    EXPECT_EQ(service().stop(), Ending::exited(0));
+    EXPECT_LE(ingestProcesses().size(), 1U);
+    const auto left = ingestProcesses();
+    EXPECT_FALSE(eventually([&] { return ingestProcesses() != left; }, 2s));
+    if (left.empty()) {  // for what the killed one left
+        const auto next = startIngest({"--line-count", "576", "--test-picture"});
+        next->signal(SIGTERM);
+        EXPECT_EQ(next->waitForEnd(20s), Ending::exited(0));
+    }
 }
 
 TEST_F(Capture, theLastFormatComesBackAfterServiceAndIngestWereKilled) {

@@ -38,6 +38,20 @@ TEST(CaptureFormat, IsExactInTheTermsOfTheMediaLibrary) {
     EXPECT_THROW(capsOf({"rgb24", 1080, "x", 24}), std::invalid_argument);
 }
 
+TEST(CaptureFormat, KnowsWhatItsFieldsAreTakenFrom) {
+    EXPECT_EQ(fieldCapsOf({"rgb24", 1080, "i", 2997}),
+              "video/x-raw,format=UYVY,width=1920,height=1080,framerate=60000/1001,"
+              "interlace-mode=progressive");
+    EXPECT_THROW(fieldCapsOf({"rgb24", 1080, "i", 60}), std::invalid_argument);
+}
+
+TEST(CaptureFormat, KnowsHowLongAFrameLasts) {
+    using std::chrono::nanoseconds;
+    EXPECT_EQ(frameTimeOf({"rgb24", 720, "p", 50}), nanoseconds(20'000'000));
+    EXPECT_EQ(frameTimeOf({"rgb24", 488, "i", 2997}), nanoseconds(33'366'666));
+    EXPECT_THROW(frameTimeOf({"rgb24", 1080, "i", 60}), std::invalid_argument);
+}
+
 TEST(CaptureFormat, KnowsTheSizeOfAFrame) {
     EXPECT_EQ(bytesPerFrame({"uyvy422_8", 488, "i", 2997}), 720U * 488 * 2);
     EXPECT_EQ(bytesPerFrame({"rgb24", 1080, "p", 50}), 1920U * 1080 * 3);

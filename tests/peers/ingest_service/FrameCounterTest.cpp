@@ -30,13 +30,6 @@ TEST_F(FrameCounterTest, CountsWhatIsMissingBetweenTwo) {
     EXPECT_EQ(counter.dropped(), 4U);
 }
 
-TEST_F(FrameCounterTest, MissesNothingAfterAnInterruption) {
-    frameAt(0ms);
-    counter.interrupt();
-    frameAt(4000ms);
-    EXPECT_EQ(counter.dropped(), 0U);
-}
-
 TEST_F(FrameCounterTest, CannotTellWhatIsMissingWithoutTimeOrDuration) {
     frameAt(0ms);
     counter.add(std::nullopt, 40ms);

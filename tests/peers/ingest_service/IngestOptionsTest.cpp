@@ -39,6 +39,33 @@ TEST_F(IngestOptionsTest, HaveDefaults) {
     EXPECT_EQ(options->devicePrefix, "/dev/video");
 }
 
+TEST_F(IngestOptionsTest, SayWhatIsShownWithoutASignalAndWhenItIsLost) {
+    EXPECT_EQ(parse({})->substitute, Substitute::Bars);
+    EXPECT_EQ(parse({})->patience, 25U);
+    const std::vector<std::pair<const char*, Substitute>> words = {
+        {"bars", Substitute::Bars},
+        {"black", Substitute::Black},
+        {"freeze", Substitute::Freeze},
+        {"nothing", Substitute::Nothing}};
+    for (const auto& [word, substitute] : words) {
+        const auto options = parse({"--without-signal", word, "--lost-after", "50"});
+        ASSERT_TRUE(options) << err;
+        EXPECT_EQ(options->substitute, substitute) << word;
+        EXPECT_EQ(options->patience, 50U);
+    }
+    expectUsageError({"--without-signal", "snow"}, "--without-signal");
+    expectUsageError({"--lost-after", "1"}, "--lost-after");
+    expectUsageError({"--lost-after", "1001"}, "--lost-after");
+}
+
+TEST_F(IngestOptionsTest, ASourceIsInThePlaceOfADevice) {
+    const auto options = parse({"--source", "udpsrc port=500%channel"});
+    ASSERT_TRUE(options) << err;
+    EXPECT_EQ(options->source, "udpsrc port=500%channel");
+    expectUsageError({"--source", "x", "--test-picture"}, "excludes");
+    expectUsageError({"--source", "x", "--device-prefix", "/dev/x"}, "excludes");
+}
+
 TEST_F(IngestOptionsTest, TakeTheFormatByNameOrByPlace) {
     for (const auto& words : std::vector<std::vector<const char*>>{
              {"--pixel-format", "rgb24", "--board0-input-list", "1 2 ",

@@ -1,105 +1,18 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <memory>
 
-#include "platform/device_tree/DeviceNode.h"
-#include "platform/socket/Socket.h"
-#include "proto/monitoring.pb.h"
-#include "tests/peers/support/JobClient.h"
+#include "tests/peers/ingest_service/IngestBed.h"
 #include "tests/peers/support/StartedProgram.h"
-#include "tests/support/Process.h"
-#include "tests/support/TemporaryFolder.h"
 
-// The built program, with the test in the service's place.
 namespace tarn::test {
 namespace {
 
 using namespace tarn::proto::monitoring;
 using namespace std::chrono_literals;
-using tarn::device_tree::DeviceNode;
-using Request = TarnServiceToDeviceRequest;
-using Reply = DeviceToTarnServiceReply;
 
-struct IngestProgramTest : testing::Test {
-    TemporaryFolder folder;
-    const std::string endpoint = "ipc://" + (folder.path() / "ingest").string();
-    const std::string events = "ipc://" + (folder.path() / "events").string();
-    const std::string prefix = (folder.path() / "k").string();
-    std::unique_ptr<Process> ingest;
-
-    std::vector<std::string> command(const std::vector<std::string>& options) const {
-        std::vector<std::string> words = {TARN_PROGRAM_FOLDER "/KLN-SDI-Ingest-Service",
-                                          "--endpoint",
-                                          endpoint,
-                                          "--event-endpoint",
-                                          events,
-                                          "--socket-prefix",
-                                          prefix,
-                                          "--test-picture"};
-        words.insert(words.end(), options.begin(), options.end());
-        return words;
-    }
-
-    void start(const std::vector<std::string>& options) {
-        ingest = std::make_unique<Process>(command(options));
-        ASSERT_TRUE(ingest->waitForErr("answers on"));
-    }
-
-    Reply ask(const Request& request) const {
-        Reply reply;
-        tarn::test::ask(endpoint, request, reply);
-        return reply;
-    }
-
-    GetDescriptionReply describe() const {
-        Request request;
-        request.set_type(Request::GET_DESCRIPTION);
-        return ask(request).GetExtension(GetDescriptionReply::base);
-    }
-    DeviceNode node() const { return DeviceNode(describe().device()); }
-
-    std::string property(const std::string& name) const {
-        const auto described = node();
-        const auto* const found = described.getProperty(name);
-        return found != nullptr ? found->value : "missing";
-    }
-
-    std::uint64_t captured(const std::string& channel) const {
-        const auto part = node().getDeviceById("KLN-SDI-Ingest-Service.channel." + channel);
-        return std::get<std::uint64_t>(part->getStatus("FramesCaptured")->getValue());
-    }
-
-    /// Frames of a channel as a reader gets them, in bytes.
-    std::uintmax_t read(const std::string& channel, int frames) const {
-        const auto file = folder.path() / "frames";
-        const auto reader =
-            runProcess({"gst-launch-1.0", "-q", "shmsrc", "num-buffers=" + std::to_string(frames),
-                        "socket-path=" + prefix + "-channel-" + channel, "!", "filesink",
-                        "location=" + file.string()});
-        EXPECT_EQ(reader.exitStatus, 0) << reader.err;
-        return reader.exitStatus == 0 ? std::filesystem::file_size(file) : 0;
-    }
-
-    std::vector<std::string> left() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.path())) {
-            names.push_back(entry.path().filename().string());
-        }
-        return names;
-    }
-
-    /// The shared memory of a process.
-    static std::size_t memoryOf(pid_t id) {
-        std::size_t count = 0;
-        for (const auto& entry : std::filesystem::directory_iterator("/dev/shm")) {
-            char beginning[40];
-            std::snprintf(beginning, sizeof beginning, "shmpipe.%5d.", id);
-            count += entry.path().filename().string().starts_with(beginning) ? 1 : 0;
-        }
-        return count;
-    }
-};
+class IngestProgramTest : public IngestBed {};
 
 TEST_F(IngestProgramTest, DescribesItsFormatAndItsChannels) {
     start({"--line-count", "576", "--board0-input-list", "2 0", "--board0-input-frameoffset",
@@ -226,17 +139,6 @@ TEST_F(IngestProgramTest, AFormatThatDoesNotExistIsRefusedWithAMessage) {
     const auto result = runProcess(command({"--frame-rate", "60"}));
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.err, "KLN-SDI-Ingest-Service: there is no capture format 1080i60\n");
-}
-
-TEST_F(IngestProgramTest, ADeviceThatCannotBeCapturedFromIsReplacedByTheTestPicture) {
-    folder.write("video0", "no device");
-    auto words =
-        command({"--line-count", "576", "--device-prefix", (folder.path() / "video").string()});
-    words.erase(std::find(words.begin(), words.end(), "--test-picture"));
-    ingest = std::make_unique<Process>(words);
-    ASSERT_TRUE(ingest->waitForErr("cannot be captured from"));
-    ASSERT_TRUE(ingest->waitForErr("answers on"));
-    EXPECT_EQ(read("0", 1), 720U * 576 * 2);
 }
 
 }  // namespace

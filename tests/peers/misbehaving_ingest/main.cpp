@@ -38,7 +38,7 @@ std::shared_ptr<DeviceNode> describe(const IngestMisbehaviour& wish) {
     std::vector<ingest_service::ChannelReport> reports;
     for (const auto& channel :
          ingest_service::parseChannels(wish.order.inputList, wish.order.frameOffsets)) {
-        reports.push_back({channel, "test picture", "", 0, 0});
+        reports.push_back({.channel = channel, .signal = "test picture"});
     }
     const auto good = ingest_service::describeIngest(::getpid(), wish.order.format, reports);
     auto message = good->toProtoBuf();

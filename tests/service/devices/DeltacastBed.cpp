@@ -56,14 +56,25 @@ DeltacastBed::DeltacastBed(Persistence persistence, Services services)
 }
 
 DeltacastBed::Controller::Surroundings DeltacastBed::surroundings() {
-    const auto noTimePasses = [] { return std::chrono::steady_clock::time_point(); };
-    return {listener,    bed.configuration, bed.proxy,    processes,
-            bed.shell(), pause.function(),  noTimePasses, answerWithin};
+    return {.listener = listener,
+            .configuration = bed.configuration,
+            .resourceManager = bed.proxy,
+            .processes = processes,
+            .runShell = bed.shell(),
+            .pause = pause.function(),
+            .now = [this] { return std::chrono::steady_clock::time_point(time.load()); },
+            .answerWithin = answerWithin,
+            .launchRecord = launchRecord};
 }
 
 void DeltacastBed::watch() {
     controller.emplace(device.endpoint(), surroundings());
     pause.await();
+}
+
+std::chrono::milliseconds DeltacastBed::pass() {
+    time = time.load() + pause.await();
+    return pause.next();
 }
 
 void DeltacastBed::watchLiving() {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <optional>
 
 #include "service/devices/DeltacastDeviceController.h"
@@ -38,6 +39,9 @@ class DeltacastBed : public testing::Test {
     /// Lets the present pause pass; the next one's length.
     std::chrono::milliseconds next() { return pause.next(); }
 
+    /// The same, and the clock goes on by what passes; it stands still otherwise.
+    std::chrono::milliseconds pass();
+
     Controller::Surroundings surroundings();
 
     /// A line of the controller, and how often there was one.
@@ -68,6 +72,8 @@ class DeltacastBed : public testing::Test {
         using DeviceEventListener::listenEndpoints;
     } listener;
     std::chrono::milliseconds answerWithin{std::chrono::seconds(20)};
+    std::atomic<std::chrono::milliseconds> time{std::chrono::milliseconds(0)};
+    std::string launchRecord;  // none
     std::optional<Controller> controller;
 };
 

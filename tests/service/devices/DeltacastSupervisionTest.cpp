@@ -6,15 +6,52 @@
 namespace tarn::service::devices {
 
 using device_tree::DeviceNode;
+using device_tree::GlobalStatus;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using tarn::proto::monitoring::ConfigurationChangeEvent;
 using tarn::proto::monitoring::DeviceToTarnServiceEvent;
+using tarn::proto::monitoring::StatusChangeEvent;
 using test::FakeDevice;
 using testing::ElementsAre;
 
 class DeltacastSupervisionTest : public test::DeltacastBed {
   protected:
     void nameEventEndpoint() { device.nameEventEndpoint("ipc:///tmp/ingest-events"); }
+
+    /// An ingest service with a channel, both well.
+    static DeviceNode withChannel() {
+        auto node = test::ingestNode("4711");
+        node.setGlobalStatus(GlobalStatus(GlobalStatus::Level::Ok, ""));
+        auto channel = std::make_shared<DeviceNode>("ingest.channel.0", "Channel 0",
+                                                    device_tree::DeviceClass::Capture);
+        channel->setGlobalStatus(GlobalStatus(GlobalStatus::Level::Ok, ""));
+        std::string error;
+        node.addSubDevice(channel, /*replace=*/true, error);
+        return node;
+    }
+
+    static std::vector<GlobalStatus::Level> levelsOf(const DeviceToTarnServiceEvent& event) {
+        std::vector<GlobalStatus::Level> levels;
+        for (const auto& change :
+             event.GetExtension(StatusChangeEvent::base).global_status_changes()) {
+            levels.push_back(GlobalStatus(change.status()).level);
+        }
+        return levels;
+    }
+
+    /// The service and its channel.
+    static void expectShownInError(const DeviceToTarnServiceEvent& event,
+                                   const std::string& reason) {
+        EXPECT_EQ(event.type(), DeviceToTarnServiceEvent::STATUS_CHANGE);
+        EXPECT_EQ(levelsOf(event),
+                  (std::vector{GlobalStatus::Level::Error, GlobalStatus::Level::Error}));
+        EXPECT_EQ(event.GetExtension(StatusChangeEvent::base)
+                      .global_status_changes(0)
+                      .status()
+                      .description(),
+                  reason);
+    }
 
     static constexpr auto lost = "Impossible to ping or to poll the Service...";
     static constexpr auto foundAgain = "Changing status from Unreachable to Running";
@@ -194,6 +231,53 @@ TEST_F(DeltacastSupervisionTest, ASupervisedProcessThatEndsIsNoticedWithoutAskin
         linesFrom(foundAgain),
         ElementsAre(foundAgain, "KLN-SDI-Ingest-Service with pid 4711 has ended", lostAgain));
     EXPECT_EQ(device.waitForRequests(0).size(), 2U);
+}
+
+TEST_F(DeltacastSupervisionTest, OneThatHasEndedIsInErrorInTheTreeAndItsDescriptionStays) {
+    device.describeAs(withChannel());
+    watchLiving();
+    processes.become(4711, test::FakeProcesses::State::Gone);
+    next();
+    expectShownInError(recorder.waitFor(2)[1], "KLN-SDI-Ingest-Service has ended");
+    EXPECT_TRUE(*controller->getServiceDeviceTree() == withChannel());
+    EXPECT_EQ(controller->getOutage(), "KLN-SDI-Ingest-Service has ended");
+}
+
+TEST_F(DeltacastSupervisionTest, OneThatDoesNotAnswerIsInErrorUntilItDoes) {
+    device.describeAs(withChannel());
+    watchLiving();
+    device.answerWith(FakeDevice::Answer::WrongType);
+    next();
+    expectShownInError(recorder.waitFor(2)[1], "KLN-SDI-Ingest-Service does not answer");
+    device.answerWith(FakeDevice::Answer::Good);
+    next();
+    EXPECT_EQ(levelsOf(recorder.waitFor(3)[2]),
+              (std::vector{GlobalStatus::Level::Ok, GlobalStatus::Level::Ok}));
+    EXPECT_TRUE(controller->getOutage().empty());
+}
+
+TEST_F(DeltacastSupervisionTest, AnErrorIsToldOnceMoreSinceEventsOfTheDeadMayComeLater) {
+    nameEventEndpoint();
+    device.describeAs(withChannel());
+    watchLiving();
+    processes.become(4711, test::FakeProcesses::State::Gone);
+    device.die();
+    next();
+    next();
+    next();
+    const auto events = recorder.waitFor(3);
+    ASSERT_THAT(events, testing::SizeIs(3));
+    for (const auto& event : {events[1], events[2]}) {
+        EXPECT_EQ(event.type(), DeviceToTarnServiceEvent::CONFIGURATION_CHANGE);
+        const auto& shown = event.GetExtension(ConfigurationChangeEvent::base).device();
+        EXPECT_EQ(shown.global_status().level(), tarn::proto::monitoring::GlobalStatus::ERROR);
+        EXPECT_EQ(shown.properties_size(), static_cast<int>(withChannel().getProperties().size()));
+    }
+}
+
+TEST_F(DeltacastSupervisionTest, TheEndOfTheProcessCutsTheCycleShort) {
+    watchLiving();
+    EXPECT_THAT(processes.waits(), testing::Contains(cycle)) << "it waits for that end";
 }
 
 TEST_F(DeltacastSupervisionTest, SaysWhyThereIsNoFirstDescription) {

@@ -3,9 +3,9 @@
 #include <chrono>
 #include <optional>
 
-namespace tarn::peers {
+namespace tarn::utils {
 
-/// How long a persistent job waits before it is played again: half a second at first, twice as long
+/// How long what has failed waits before it is started again: half a second at first, twice as long
 /// after each failure, 30 seconds at most; from the beginning again after a good run.
 class RestartPolicy {
   public:
@@ -15,10 +15,10 @@ class RestartPolicy {
     static constexpr std::chrono::milliseconds longestDelay{30'000};
     static constexpr std::chrono::seconds goodRun{30};
 
-    /// The pipeline plays since now.
+    /// It works as it should since now.
     void playing(Clock::time_point now);
 
-    /// The run is over, played or not; how long to wait from now.
+    /// The run is over, whether it ever worked or not; how long to wait from now.
     std::chrono::milliseconds failed(Clock::time_point now);
 
   private:
@@ -26,4 +26,4 @@ class RestartPolicy {
     std::optional<Clock::time_point> playingSince;
 };
 
-}  // namespace tarn::peers
+}  // namespace tarn::utils

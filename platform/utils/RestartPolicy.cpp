@@ -1,8 +1,8 @@
-#include "peers/job_runtime/RestartPolicy.h"
+#include "platform/utils/RestartPolicy.h"
 
 #include <algorithm>
 
-namespace tarn::peers {
+namespace tarn::utils {
 
 void RestartPolicy::playing(Clock::time_point now) {
     playingSince = now;
@@ -18,4 +18,4 @@ std::chrono::milliseconds RestartPolicy::failed(Clock::time_point now) {
     return wait;
 }
 
-}  // namespace tarn::peers
+}  // namespace tarn::utils

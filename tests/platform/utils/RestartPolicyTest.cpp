@@ -1,8 +1,8 @@
-#include "peers/job_runtime/RestartPolicy.h"
+#include "platform/utils/RestartPolicy.h"
 
 #include <gtest/gtest.h>
 
-namespace tarn::peers {
+namespace tarn::utils {
 namespace {
 
 using namespace std::chrono_literals;
@@ -43,4 +43,4 @@ TEST_F(RestartPolicyTest, ARunThatNeverPlayedDoesNotCountHoweverLongItTook) {
 }
 
 }  // namespace
-}  // namespace tarn::peers
+}  // namespace tarn::utils
