@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "platform/storage_client/Failure.h"
@@ -17,14 +19,21 @@ namespace tarn::storage_client {
 
 /// Asks a server over a connected socket. After a failure of the connection or a time-out it is of
 /// no further use: every later call fails.
+///
+/// A server lets go of who asks for nothing for a while, and of others when it has no place left.
+/// That is no failure: who asks again is connected anew. It goes for questions only; whoever reads
+/// or writes a track keeps the socket that it attached with.
 class Connection {
   public:
     using Request = tarn::proto::storage_wire::Request;
     using Answer = tarn::proto::storage_wire::Answer;
     using Milliseconds = std::chrono::milliseconds;
 
-    /// Greets. `timeOut` bounds that and every later exchange.
-    Connection(std::unique_ptr<Stream> stream, Milliseconds timeOut);
+    using Connect = std::function<std::unique_ptr<Stream>(const Deadline&)>;
+
+    /// Connects and greets. `timeOut` bounds each of the two and every later exchange; over TCP a
+    /// server of which nothing is heard for twice as long has failed.
+    Connection(Connect connect, Milliseconds timeOut);
 
     /// One request and its answer. Throws Failure, also for an answer that tells of one.
     Answer ask(const Request& request);
@@ -49,7 +58,7 @@ class Connection {
     bool waitForAnswer(Milliseconds timeOut);
 
     /// From another thread: what is waited for fails, now and later.
-    void interrupt() const { stream->interrupt(); }
+    void interrupt();
 
     Milliseconds timeOut() const { return bound; }
     /// From now on only one worker uses it. Throws when another does already.
@@ -57,15 +66,28 @@ class Connection {
     TrackDescriptions& descriptions() { return known; }
 
   private:
-    void greet();
+    std::unique_ptr<Stream> open() const;
+    void greet(Stream& opened) const;
+    void renewIfLetGo();
+    void renew();
     void checkUsable() const;
+    [[noreturn]] void failAsTold();
+    void sendParts(std::vector<iovec> parts);
     template <typename Exchange>
     auto bounded(Exchange exchange);
 
-    const std::unique_ptr<Stream> stream;
+    using Clock = std::chrono::steady_clock;
+
+    const Connect connect;
     const Milliseconds bound;
     enum class State { Open, WorkersOnly, Broken } state = State::Open;
+    Clock::time_point lastExchange = Clock::now();
     TrackDescriptions known;
+
+    // Whoever interrupts meets a stream that is being replaced, and must not be forgotten by that.
+    std::mutex mutex;  // guards what follows; who uses the connection reads `stream` without it
+    enum class Wish { GoOn, End } wish = Wish::GoOn;
+    std::unique_ptr<Stream> stream;
 };
 
 /// Throws the Failure that the answer tells of, if it does.

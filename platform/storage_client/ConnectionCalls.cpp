@@ -26,8 +26,10 @@ tarn_storage_connection* tarn_storage_connection_create_tcp(const char* address,
     return guarded<tarn_storage_connection*>(error, nullptr, [&] {
         checkText(address, "address");
         const auto bound = timeout_ms == 0 ? defaultTimeOut : Milliseconds(timeout_ms);
-        return new tarn_storage_connection{
-            Connection(connectTcp(address, port, Deadline(bound)), bound)};
+        const auto connect = [host = std::string(address), port](const Deadline& deadline) {
+            return connectTcp(host, port, deadline);
+        };
+        return new tarn_storage_connection{Connection(connect, bound)};
     });
 }
 
@@ -36,8 +38,10 @@ tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
     using namespace tarn::storage_client;
     return guarded<tarn_storage_connection*>(error, nullptr, [&] {
         checkText(path, "path");
-        return new tarn_storage_connection{
-            Connection(connectUnix(path, Deadline(defaultTimeOut)), defaultTimeOut)};
+        const auto connect = [place = std::string(path)](const Deadline& deadline) {
+            return connectUnix(place, deadline);
+        };
+        return new tarn_storage_connection{Connection(connect, defaultTimeOut)};
     });
 }
 
