@@ -31,19 +31,29 @@ bool Clients::add(std::uint64_t id, Client client, Descriptors descriptors) {
         return false;
     }
     const bool isFull = locked->all.size() >= places;
-    if ((isFull || descriptors == Descriptors::Scarce) && !makeRoomIn(*locked) && isFull) {
+    const bool isScarce = descriptors == Descriptors::Scarce;
+    const auto gone = makeRoomIn(*locked, isScarce ? 2 : isFull ? 1 : 0);
+    if (isFull && gone == 0) {
         return false;
     }
     locked->all.emplace(id, std::move(client));
     return true;
 }
 
-bool Clients::makeRoom() {
-    return makeRoomIn(*state.lock());
+std::size_t Clients::makeRoom(std::size_t wanted) {
+    return makeRoomIn(*state.lock(), wanted);
+}
+
+std::size_t Clients::makeRoomIn(State& current, std::size_t wanted) const {
+    std::size_t gone = 0;
+    while (gone < wanted && oneGoes(current)) {
+        ++gone;
+    }
+    return gone;
 }
 
 // Who goes is out of the list at once, so that the next one who comes finds somebody else.
-bool Clients::makeRoomIn(State& current) const {
+bool Clients::oneGoes(State& current) const {
     auto& all = current.all;
     std::vector<Entry> spare;
     for (auto entry = all.begin(); entry != all.end(); ++entry) {

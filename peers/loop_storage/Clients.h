@@ -36,11 +36,12 @@ class Clients {
     std::uint64_t nextId() { return ++state.lock()->last; }
 
     /// False when it cannot be let in: everybody works, or the end has come. Without descriptors
-    /// to spare somebody goes, but it is let in anyway: the last ones are kept for that.
+    /// to spare two others go, since what they give back is there a little later; and it is let in
+    /// whether there are two or not: the last descriptors are kept for that.
     bool add(std::uint64_t id, Client client, Descriptors descriptors);
     void remove(std::uint64_t id) { state.lock()->all.erase(id); }
-    /// Asks somebody to go who can be spared; false when nobody can.
-    bool makeRoom();
+    /// Asks so many to go, or as many as can be spared. How many.
+    std::size_t makeRoom(std::size_t wanted);
     /// Asks all to go, and lets nobody in any more.
     void closeAll();
 
@@ -50,7 +51,8 @@ class Clients {
         std::map<std::uint64_t, Client> all;
         enum class Door { Open, Closed } door = Door::Open;
     };
-    bool makeRoomIn(State& current) const;
+    bool oneGoes(State& current) const;
+    std::size_t makeRoomIn(State& current, std::size_t wanted) const;
 
     const std::size_t places;
     utils::Synchronised<State> state;

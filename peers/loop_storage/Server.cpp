@@ -26,6 +26,7 @@ namespace asio = boost::asio;
 
 constexpr int threads = 4;
 constexpr int queuedClients = 128;
+constexpr std::size_t goneWithoutDescriptors = 16;
 constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
 
 [[noreturn]] void failListen(const std::string& address, const std::string& reason) {
@@ -122,7 +123,7 @@ void Server::accept(Acceptor& acceptor) {
             }
             if (error) {
                 refusals.lock()->log("A client cannot be accepted: " + error.message());
-                clients.makeRoom();
+                clients.makeRoom(goneWithoutDescriptors);
                 acceptLater(acceptor);
                 return;
             }

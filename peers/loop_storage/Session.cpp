@@ -170,7 +170,7 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
         writer->commit();
         send(Answer());
     }
-    return outbox.isFull() ? Next::Pause : Next::GoOn;
+    return next();
 }
 
 // ---- patience -----------------------------------------------------------------------------------

@@ -64,6 +64,10 @@ class Session : public std::enable_shared_from_this<Session>,
     void noteInput();
     void goOn();
 
+    /// Whether the client's next message can be looked at.
+    Next next() const {
+        return state == State::Receiving && !outbox.isFull() ? Next::GoOn : Next::Pause;
+    }
     Next handle(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
     void checkPlaceForWorker() const;

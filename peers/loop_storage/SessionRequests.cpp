@@ -18,7 +18,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
     if (writer && request.type() == Request::WRITE && request.has_offset() && payloadSize == 0) {
         writer->take(request.time_point(), request.offset(), request.size());
         send(Answer());
-        return outbox.isFull() ? Next::Pause : Next::GoOn;
+        return next();
     }
     if (writer && request.type() == Request::WRITE) {
         writer->begin(request.time_point(), payloadSize);
@@ -26,7 +26,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
             writer->commit();
             send(Answer());
         }
-        return Next::GoOn;
+        return next();
     }
     if (reader && request.type() == Request::READ && payloadSize == 0) {
         if (request.has_again()) {
@@ -35,7 +35,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
             reader->ask(request.in_place() ? ReaderRole::Wanted::Place : ReaderRole::Wanted::Bytes);
         }
         readFrames();
-        return Next::GoOn;
+        return next();
     }
     if (payloadSize > 0 || reader || writer) {
         throw storage_wire::WireError("The request does not fit what the connection is used for");
@@ -55,7 +55,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
     } catch (const std::exception& failure) {
         answer(failureAnswer(failure));
     }
-    return state == State::Receiving ? Next::GoOn : Next::Pause;
+    return next();
 }
 
 void Session::attach(const Request& request) {

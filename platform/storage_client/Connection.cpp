@@ -44,8 +44,8 @@ void checkAnswer(const Connection::Answer& answer) {
         answer.message());
 }
 
-Connection::Connection(Connect connect, Milliseconds timeOut)
-    : connect(std::move(connect)), bound(timeOut), stream(open()) {}
+Connection::Connection(Connect connect, Milliseconds timeOut, Now now)
+    : connect(std::move(connect)), bound(timeOut), now(std::move(now)), stream(open()) {}
 
 std::unique_ptr<Stream> Connection::open() const {
     auto opened = connect(Deadline(bound));
@@ -64,7 +64,7 @@ void Connection::greet(Stream& opened) const {
 
 // Not only when the server has ended it: it might do so between this look and the request.
 void Connection::renewIfLetGo() {
-    if (state == State::Open && (Clock::now() - lastExchange > longestIdle || stream->isEnded())) {
+    if (state == State::Open && (now() - lastExchange > longestIdle || stream->isEnded())) {
         renew();
     }
 }
@@ -102,7 +102,7 @@ auto Connection::bounded(Exchange exchange) {
     const Deadline deadline(bound);
     const auto finish = [&] {
         state = before;
-        lastExchange = Clock::now();
+        lastExchange = now();
     };
     if constexpr (std::is_void_v<decltype(exchange(deadline))>) {
         exchange(deadline);

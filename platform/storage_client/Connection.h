@@ -5,6 +5,8 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/storage_client/Failure.h"
 #include "platform/storage_client/Stream.h"
@@ -30,10 +32,12 @@ class Connection {
     using Milliseconds = std::chrono::milliseconds;
 
     using Connect = std::function<std::unique_ptr<Stream>(const Deadline&)>;
+    using Clock = std::chrono::steady_clock;
+    using Now = std::function<Clock::time_point()>;
 
     /// Connects and greets. `timeOut` bounds each of the two and every later exchange; over TCP a
     /// server of which nothing is heard for twice as long has failed.
-    Connection(Connect connect, Milliseconds timeOut);
+    Connection(Connect connect, Milliseconds timeOut, Now now = Clock::now);
 
     /// One request and its answer. Throws Failure, also for an answer that tells of one.
     Answer ask(const Request& request);
@@ -76,12 +80,11 @@ class Connection {
     template <typename Exchange>
     auto bounded(Exchange exchange);
 
-    using Clock = std::chrono::steady_clock;
-
     const Connect connect;
     const Milliseconds bound;
+    const Now now;  // for how long it rests
     enum class State { Open, WorkersOnly, Broken } state = State::Open;
-    Clock::time_point lastExchange = Clock::now();
+    Clock::time_point lastExchange = now();
     TrackDescriptions known;
 
     // Whoever interrupts meets a stream that is being replaced, and must not be forgotten by that.
@@ -96,7 +99,13 @@ void checkAnswer(const Connection::Answer& answer);
 }  // namespace tarn::storage_client
 
 struct tarn_storage_connection {
-    tarn::storage_client::Connection connection;
+    using Connection = tarn::storage_client::Connection;
+
+    tarn_storage_connection(Connection::Connect connect, Connection::Milliseconds timeOut,
+                            Connection::Now now = Connection::Clock::now)
+        : connection(std::move(connect), timeOut, std::move(now)) {}
+
+    Connection connection;
 };
 
 namespace tarn::storage_client {

@@ -4,7 +4,6 @@
 
 namespace {
 
-using tarn::storage_client::Connection;
 using tarn::storage_client::Deadline;
 using tarn::storage_client::Failure;
 using Milliseconds = std::chrono::milliseconds;
@@ -29,7 +28,7 @@ tarn_storage_connection* tarn_storage_connection_create_tcp(const char* address,
         const auto connect = [host = std::string(address), port](const Deadline& deadline) {
             return connectTcp(host, port, deadline);
         };
-        return new tarn_storage_connection{Connection(connect, bound)};
+        return new tarn_storage_connection(connect, bound);
     });
 }
 
@@ -41,7 +40,7 @@ tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
         const auto connect = [place = std::string(path)](const Deadline& deadline) {
             return connectUnix(place, deadline);
         };
-        return new tarn_storage_connection{Connection(connect, defaultTimeOut)};
+        return new tarn_storage_connection(connect, defaultTimeOut);
     });
 }
 

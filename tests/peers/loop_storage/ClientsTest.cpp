@@ -65,7 +65,7 @@ TEST_F(ClientsTest, WhoReadsOrWritesATrackNeverGoes) {
         comes("working", Via::Unix, Standing::Working);
     }
     EXPECT_FALSE(comes("new"));
-    EXPECT_FALSE(clients.makeRoom());
+    EXPECT_EQ(clients.makeRoom(3), 0U);
     EXPECT_THAT(gone, IsEmpty());
 }
 
@@ -88,11 +88,13 @@ TEST_F(ClientsTest, OneThatComesOverTcpFindsAPlaceAmongLocalOnes) {
     EXPECT_THAT(gone, ElementsAre("a"));
 }
 
-TEST_F(ClientsTest, WhereDescriptorsAreScarceSomebodyGoesThoughThereArePlaces) {
+TEST_F(ClientsTest, WhereDescriptorsAreScarceTwoGoThoughThereArePlaces) {
     comes("a");
-    EXPECT_TRUE(comes("b", Via::Unix, Standing::Working, Descriptors::Scarce));
-    EXPECT_THAT(gone, ElementsAre("a"));
-    EXPECT_TRUE(comes("c", Via::Unix, Standing::Idle, Descriptors::Scarce))
+    comes("b");
+    comes("c", Via::Unix, Standing::Working);
+    EXPECT_TRUE(comes("d", Via::Unix, Standing::Working, Descriptors::Scarce));
+    EXPECT_THAT(gone, ElementsAre("a", "b"));
+    EXPECT_TRUE(comes("e", Via::Unix, Standing::Idle, Descriptors::Scarce))
         << "the last ones are kept for that";
 }
 

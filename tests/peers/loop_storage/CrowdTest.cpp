@@ -44,8 +44,10 @@ struct CrowdTest : testing::Test {
     void expectServed() const {
         for (int i = 0; i < 5; ++i) {
             StorageClient local(server->socketPath());
+            EXPECT_TRUE(local.isConnected()) << local.errorMessage();
             EXPECT_GE(local.remaining(), 0) << local.errorMessage();
             StorageClient far(server->port());
+            EXPECT_TRUE(far.isConnected()) << far.errorMessage();
             EXPECT_GE(far.remaining(), 0) << far.errorMessage();
         }
     }
