@@ -79,6 +79,24 @@ TEST_P(EvictionTest, AReaderThatWaitsIsTold) {
     EXPECT_TRUE(eventually([&] { return control.workers().empty(); }));
 }
 
+TEST_P(EvictionTest, AReaderThatHasNotTakenYetWhatWasSentIsTold) {
+    {
+        StorageClient writer(server.socketPath());
+        ASSERT_TRUE(writer.beWriter(0));
+        for (std::int64_t i = 1; i <= 10; ++i) {
+            ASSERT_EQ(writer.write(i, "frame"), 0);
+        }
+        ASSERT_EQ(writer.flush(), 0);
+    }
+    ASSERT_TRUE(worker.beReader(0));
+    ASSERT_EQ(worker.read(), 1) << worker.errorMessage();  // it asks for more than one
+    evictTheOnlyWorker();
+    ASSERT_TRUE(eventually([&] { return control.workers().empty(); }));
+    while (worker.read() == 1) {
+    }
+    expectTold(worker);
+}
+
 TEST_P(EvictionTest, AReaderThatReadsAllTheTimeIsTold) {
     StorageClient writer(server.socketPath());
     ASSERT_TRUE(writer.beWriter(0));
