@@ -45,21 +45,22 @@ void checkAnswer(const Connection::Answer& answer) {
 }
 
 Connection::Connection(Connect connect, Milliseconds timeOut, Now now)
-    : connect(std::move(connect)), bound(timeOut), now(std::move(now)), stream(open()) {}
+    : connect(std::move(connect)), bound(timeOut), now(std::move(now)), stream(open()) {
+    greet();
+}
 
 std::unique_ptr<Stream> Connection::open() const {
     auto opened = connect(Deadline(bound));
     opened->endWithoutPeer(2 * bound);
-    greet(*opened);
     return opened;
 }
 
-void Connection::greet(Stream& opened) const {
+void Connection::greet() {
     const Deadline deadline(bound);
     auto greeting = storage_wire::makeGreeting();
-    opened.send({part(greeting.data(), greeting.size())}, deadline);
-    opened.receive(greeting.data(), greeting.size(), deadline);
-    checkServerGreeting({greeting.data(), greeting.size()}, opened.peer());
+    stream->send({part(greeting.data(), greeting.size())}, deadline);
+    stream->receive(greeting.data(), greeting.size(), deadline);
+    checkServerGreeting({greeting.data(), greeting.size()}, stream->peer());
 }
 
 // Not only when the server has ended it: it might do so between this look and the request.
@@ -71,14 +72,27 @@ void Connection::renewIfLetGo() {
 
 void Connection::renew() {
     state = State::Broken;
-    auto opened = open();
+    checkWish();
+    use(open());
+    greet();
+    state = State::Open;
+}
+
+void Connection::checkWish() {
     const std::lock_guard lock(mutex);
     if (wish == Wish::End) {
         throw Failure(TARN_STORAGE_ERROR_CONNECTION,
-                      "The connection to " + opened->peer() + " was interrupted");
+                      "The connection to " + stream->peer() + " was interrupted");
     }
-    stream.swap(opened);
-    state = State::Open;
+}
+
+// From here on whoever interrupts meets the new one, which has yet to greet.
+void Connection::use(std::unique_ptr<Stream> opened) {
+    {
+        const std::lock_guard lock(mutex);
+        stream.swap(opened);
+    }
+    checkWish();
 }
 
 void Connection::interrupt() {

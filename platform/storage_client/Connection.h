@@ -71,9 +71,11 @@ class Connection {
 
   private:
     std::unique_ptr<Stream> open() const;
-    void greet(Stream& opened) const;
+    void greet();
     void renewIfLetGo();
     void renew();
+    void checkWish();
+    void use(std::unique_ptr<Stream> opened);
     void checkUsable() const;
     [[noreturn]] void failAsTold();
     void sendParts(std::vector<iovec> parts);

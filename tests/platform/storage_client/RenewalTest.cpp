@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -37,6 +38,7 @@ struct RenewalTest : testing::Test {
         const auto next = [this](const Deadline& deadline) {
             const auto port = ports.front();
             ports.pop_front();
+            whileConnecting();
             return storage_client::connectTcp("127.0.0.1", port, deadline);
         };
         handle = std::make_unique<tarn_storage_connection>(next, 5s, [this] { return now; });
@@ -47,6 +49,7 @@ struct RenewalTest : testing::Test {
     std::deque<std::unique_ptr<FakeServer>> servers;
     std::deque<std::uint16_t> ports;
     std::chrono::steady_clock::time_point now;
+    std::function<void()> whileConnecting = [] {};
     std::unique_ptr<tarn_storage_connection> handle;
 };
 
@@ -99,6 +102,19 @@ TEST_F(RenewalTest, OneThatWasInterruptedStaysSo) {
     EXPECT_EQ(ask(), -1);
     EXPECT_EQ(tarn_storage_error_get_type(error), TARN_STORAGE_ERROR_CONNECTION);
     EXPECT_EQ(ask(), -1);
+    EXPECT_EQ(ports.size(), 1U) << "nobody else was asked";
+    storage_client::connectTcp("127.0.0.1", servers.back()->port(), Deadline(5s));
+}
+
+TEST_F(RenewalTest, OneThatIsInterruptedWhileItIsMadeAnewDoesNotGoOn) {
+    serves(1);
+    serves(2);
+    connect();
+    whileConnecting = [this] { tarn_storage_connection_interrupt(handle.get()); };
+    servers.pop_front();
+    EXPECT_EQ(ask(), -1);
+    EXPECT_EQ(tarn_storage_error_get_type(error), TARN_STORAGE_ERROR_CONNECTION);
+    EXPECT_EQ(ports.size(), 0U);
 }
 
 }  // namespace
