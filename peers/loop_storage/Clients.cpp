@@ -32,7 +32,11 @@ bool Clients::add(std::uint64_t id, Client client, Descriptors descriptors) {
     }
     const bool isFull = locked->all.size() >= places;
     const bool isScarce = descriptors == Descriptors::Scarce;
-    const auto gone = makeRoomIn(*locked, isScarce ? 2 : isFull ? 1 : 0);
+    const auto gone = makeRoomIn(*locked,
+                                 isScarce ? 2
+                                 : isFull ? 1
+                                          : 0,
+                                 Presence::Standing::Asking);
     if (isFull && gone == 0) {
         return false;
     }
@@ -40,24 +44,24 @@ bool Clients::add(std::uint64_t id, Client client, Descriptors descriptors) {
     return true;
 }
 
-std::size_t Clients::makeRoom(std::size_t wanted) {
-    return makeRoomIn(*state.lock(), wanted);
+std::size_t Clients::makeRoom(std::size_t wanted, Presence::Standing upTo) {
+    return makeRoomIn(*state.lock(), wanted, upTo);
 }
 
-std::size_t Clients::makeRoomIn(State& current, std::size_t wanted) const {
+std::size_t Clients::makeRoomIn(State& current, std::size_t wanted, Presence::Standing upTo) const {
     std::size_t gone = 0;
-    while (gone < wanted && oneGoes(current)) {
+    while (gone < wanted && oneGoes(current, upTo)) {
         ++gone;
     }
     return gone;
 }
 
 // Who goes is out of the list at once, so that the next one who comes finds somebody else.
-bool Clients::oneGoes(State& current) const {
+bool Clients::oneGoes(State& current, Presence::Standing upTo) const {
     auto& all = current.all;
     std::vector<Entry> spare;
     for (auto entry = all.begin(); entry != all.end(); ++entry) {
-        if (entry->second.presence->standing() != Presence::Standing::Working) {
+        if (entry->second.presence->standing() <= upTo) {
             spare.push_back(entry);
         }
     }

@@ -40,8 +40,9 @@ class Clients {
     /// whether there are two or not: the last descriptors are kept for that.
     bool add(std::uint64_t id, Client client, Descriptors descriptors);
     void remove(std::uint64_t id) { state.lock()->all.erase(id); }
-    /// Asks so many to go, or as many as can be spared. How many.
-    std::size_t makeRoom(std::size_t wanted);
+    /// Asks so many to go, or as many as there are of those who may: the idle ones first, then, if
+    /// `upTo` says so, those who wait for an answer. How many.
+    std::size_t makeRoom(std::size_t wanted, Presence::Standing upTo);
     /// Asks all to go, and lets nobody in any more.
     void closeAll();
 
@@ -51,8 +52,8 @@ class Clients {
         std::map<std::uint64_t, Client> all;
         enum class Door { Open, Closed } door = Door::Open;
     };
-    bool oneGoes(State& current) const;
-    std::size_t makeRoomIn(State& current, std::size_t wanted) const;
+    bool oneGoes(State& current, Presence::Standing upTo) const;
+    std::size_t makeRoomIn(State& current, std::size_t wanted, Presence::Standing upTo) const;
 
     const std::size_t places;
     utils::Synchronised<State> state;

@@ -27,6 +27,7 @@ namespace asio = boost::asio;
 constexpr int threads = 4;
 constexpr int queuedClients = 128;
 constexpr std::size_t goneWithoutDescriptors = 16;
+constexpr std::size_t descriptorsOfWorker = 4;  // at most: shared memory, and the track's files
 constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
 
 [[noreturn]] void failListen(const std::string& address, const std::string& reason) {
@@ -123,7 +124,7 @@ void Server::accept(Acceptor& acceptor) {
             }
             if (error) {
                 refusals.lock()->log("A client cannot be accepted: " + error.message());
-                clients.makeRoom(goneWithoutDescriptors);
+                clients.makeRoom(goneWithoutDescriptors, Presence::Standing::Asking);
                 acceptLater(acceptor);
                 return;
             }
@@ -152,6 +153,8 @@ void Server::add(Socket socket) {
     const auto id = clients.nextId();
     const auto session = std::make_shared<Session>(Session::Socket(std::move(socket)), storage,
                                                    limits, [this, id] { clients.remove(id); });
+    session->askForRoomBy(
+        [this] { return clients.makeRoom(descriptorsOfWorker, Presence::Standing::Idle) > 0; });
     Clients::Client client{.via = isTcp<Socket> ? Clients::Via::Tcp : Clients::Via::Unix,
                            .presence = session->presence(),
                            .close = [session] { session->close(); }};

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "peers/loop_storage/Outbox.h"
@@ -41,6 +42,10 @@ class Session : public std::enable_shared_from_this<Session>,
     Session(Socket socket, Storage& storage, const SessionLimits& limits,
             std::function<void()> onEnd);
     ~Session() override;
+
+    /// Who can make others go, so that a worker has descriptors; false when nobody can go.
+    using MakeRoom = std::function<bool()>;
+    void askForRoomBy(MakeRoom given) { makeRoom = std::move(given); }  ///< before `start`
 
     void start();
     // Any thread.
@@ -102,6 +107,7 @@ class Session : public std::enable_shared_from_this<Session>,
     Storage& storage;
     const SessionLimits limits;
     std::function<void()> onEnd;
+    MakeRoom makeRoom = [] { return false; };
     const std::shared_ptr<Presence> present = std::make_shared<Presence>();
     State state = State::Receiving;
     enum class Greeting { Awaited, Taken } greeting = Greeting::Awaited;

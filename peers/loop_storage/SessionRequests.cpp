@@ -88,7 +88,7 @@ void Session::checkPlaceForWorker() const {
                            std::to_string(limits.workers()) +
                                " readers and writers are attached already: there is no place");
     }
-    if (socket::DescriptorReserve::IsReached()) {
+    if (socket::DescriptorReserve::IsReached() && !makeRoom()) {
         throw StorageError(TARN_STORAGE_ERROR_SERVER,
                            "The server has no file descriptors left for readers and writers");
     }

@@ -65,7 +65,7 @@ TEST_F(ClientsTest, WhoReadsOrWritesATrackNeverGoes) {
         comes("working", Via::Unix, Standing::Working);
     }
     EXPECT_FALSE(comes("new"));
-    EXPECT_EQ(clients.makeRoom(3), 0U);
+    EXPECT_EQ(clients.makeRoom(3, Standing::Asking), 0U);
     EXPECT_THAT(gone, IsEmpty());
 }
 
@@ -96,6 +96,14 @@ TEST_F(ClientsTest, WhereDescriptorsAreScarceTwoGoThoughThereArePlaces) {
     EXPECT_THAT(gone, ElementsAre("a", "b"));
     EXPECT_TRUE(comes("e", Via::Unix, Standing::Idle, Descriptors::Scarce))
         << "the last ones are kept for that";
+}
+
+TEST_F(ClientsTest, ForWorkersOnlyTheIdleOnesGo) {
+    comes("asking", Via::Unix, Standing::Asking);
+    comes("a");
+    comes("b");
+    EXPECT_EQ(clients.makeRoom(3, Standing::Idle), 2U);
+    EXPECT_THAT(gone, ElementsAre("a", "b"));
 }
 
 TEST_F(ClientsTest, WhoLeavesLeavesAPlace) {

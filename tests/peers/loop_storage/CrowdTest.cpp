@@ -174,6 +174,12 @@ TEST_F(CrowdTest, WhereDescriptorsRunOutTheNextIsServed) {
     EXPECT_EQ(client.size(0), 1'000'000)
         << "whoever had to go comes back: " << client.errorMessage();
     EXPECT_EQ(reader.read(0), 0) << reader.errorMessage();
+    std::deque<StorageClient> readers;
+    for (int i = 0; i < 30; ++i) {
+        readers.emplace_back(server->socketPath());
+        EXPECT_TRUE(readers.back().beReader(0)) << readers.back().errorMessage();
+    }
+    expectServed();
 }
 
 }  // namespace
