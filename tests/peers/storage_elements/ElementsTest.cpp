@@ -123,8 +123,8 @@ TEST_F(StorageElementsTest, WhatCannotBeIsAnErrorWithItsReason) {
 }
 
 TEST_F(StorageElementsTest, OneThatIsEvictedSaysSo) {
-    for (const std::string pipeline : {"videotestsrc is-live=true ! tarnstoragesink" + at(),
-                                       "tarnstoragesrc" + at() + " start=live ! fakesink"}) {
+    for (const std::string& pipeline : {"videotestsrc is-live=true ! tarnstoragesink" + at(),
+                                        "tarnstoragesrc" + at() + " start=live ! fakesink"}) {
         Process evicted(command(pipeline), environment);
         ASSERT_TRUE(eventually([&] { return control.workerIds().size() == 1; })) << pipeline;
         ASSERT_EQ(control.evict(control.workerIds().front()), 0) << control.errorMessage();
