@@ -7,11 +7,10 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/storage_wire/Greeting.h"
-#include "platform/storage_wire/MessageHeader.h"
 #include "tests/peers/loop_storage/StalledClient.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/WireBytes.h"
 #include "tests/peers/support/StartedProgram.h"
 
 namespace tarn::test {
@@ -19,17 +18,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-
-std::string greeting() {
-    const auto bytes = storage_wire::makeGreeting();
-    return {bytes.data(), bytes.size()};
-}
-
-std::string message(const std::string& bytes) {
-    const auto header = storage_wire::encode(
-        {.messageSize = static_cast<std::uint32_t>(bytes.size()), .payloadSize = 0});
-    return std::string(header.data(), header.size()) + bytes;
-}
 
 struct CrowdTest : testing::Test {
     void start(std::vector<std::string> options) {

@@ -5,11 +5,10 @@
 
 #include <thread>
 
-#include "platform/storage_wire/Greeting.h"
-#include "platform/storage_wire/MessageHeader.h"
 #include "tests/peers/loop_storage/StalledClient.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/WireBytes.h"
 #include "tests/peers/support/StartedProgram.h"
 
 namespace tarn::test {
@@ -123,14 +122,9 @@ TEST_P(EvictionTest, OneThatTakesNothingIsAttachedForSomeSecondsAtMost) {
         ASSERT_EQ(worker.flush(), 0);
     }
     // Type READER of track 0, then a frame asked for that is never taken.
-    const auto bytes = storage_wire::makeGreeting();
-    const auto header = storage_wire::encode({.messageSize = 7, .payloadSize = 0});
-    const auto ask = storage_wire::encode({.messageSize = 2, .payloadSize = 0});
-    const StalledClient stalled(server.socketPath(),
-                                std::string(bytes.data(), bytes.size()) +
-                                    std::string(header.data(), header.size()) +
-                                    std::string("\x08\x0e\x12\x01\x00\x48\x01", 7) +
-                                    std::string(ask.data(), ask.size()) + "\x08\x0f");
+    const StalledClient stalled(
+        server.socketPath(),
+        greeting() + message(std::string("\x08\x0e\x12\x01\x00\x48\x01", 7)) + message("\x08\x0f"));
     ASSERT_TRUE(eventually([&] { return control.workerIds().size() == 2; }));
     ASSERT_EQ(control.evict(control.workerIds().at(1)), 0);
     EXPECT_TRUE(eventually([&] { return control.workerIds().size() == 1; }, 30s));
