@@ -36,5 +36,6 @@ void addStorageResizeCommand(CLI::App& storage, Action& chosen);
 void addStorageClearCommand(CLI::App& storage, Action& chosen);
 void addStorageDestroyCommand(CLI::App& storage, Action& chosen);
 void addStoragePropertiesCommand(CLI::App& storage, Action& chosen);
+void addStorageWorkersCommand(CLI::App& storage, Action& chosen);
 
 }  // namespace tarn::cli

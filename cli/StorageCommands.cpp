@@ -76,6 +76,7 @@ void addStorageCommands(CLI::App& app, Action& chosen) {
     addStorageClearCommand(*storage, chosen);
     addStorageDestroyCommand(*storage, chosen);
     addStoragePropertiesCommand(*storage, chosen);
+    addStorageWorkersCommand(*storage, chosen);
     addSpaceCommand(*storage, chosen);
     addTicketCommand(*storage, chosen);
 }

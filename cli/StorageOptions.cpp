@@ -24,6 +24,10 @@ void addTrackOption(CLI::App& command, std::int64_t& id) {
     command.add_option("ID", id, "The track's number")->required()->check(checkNumber);
 }
 
+void addWorkerOption(CLI::App& command, std::int64_t& id) {
+    command.add_option("ID", id, "The worker's number")->required()->check(checkNumber);
+}
+
 void addTicketOption(CLI::App& command, std::int64_t& ticket) {
     command.add_option("N", ticket, "The operation's ticket")->required()->check(checkNumber);
 }

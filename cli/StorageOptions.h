@@ -12,6 +12,9 @@ namespace tarn::cli {
 /// The track that a command is about.
 void addTrackOption(CLI::App& command, std::int64_t& id);
 
+/// The worker that a command is about.
+void addWorkerOption(CLI::App& command, std::int64_t& id);
+
 void addTicketOption(CLI::App& command, std::int64_t& ticket);
 
 /// --size; the text is one of a size.

@@ -10,6 +10,8 @@ namespace {
 constexpr int usageError = 2;
 constexpr double shortestTimeOut = 0.1;
 constexpr double longestTimeOut = 3600;
+constexpr std::size_t fewestClients = 8;
+constexpr std::size_t mostClients = 100'000;
 constexpr auto largestCapacity = std::uint64_t(1) << 60U;
 
 std::optional<std::uint16_t> portFrom(const std::string& text) {
@@ -17,6 +19,10 @@ std::optional<std::uint16_t> portFrom(const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, port);
     return result.ec == std::errc() && result.ptr == end ? std::optional(port) : std::nullopt;
+}
+
+std::chrono::milliseconds millisecondsFrom(double seconds) {
+    return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
 }
 
 // "127.0.0.1:7000" or "[::1]:7000".
@@ -56,6 +62,7 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
     std::string tcp;
     std::uint64_t capacity = 0;
     double seconds = 10;
+    double idleSeconds = 60;
     CLI::App app("Keeps tracks: rings on disk that one writes while others read");
     app.add_option("--directory", directory, "Where the tracks are; made if it is not there")
         ->required();
@@ -72,8 +79,17 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
             ->check(CLI::Range(std::uint64_t(1), largestCapacity));
     app.add_option(
            "--client-timeout", seconds,
-           "How long a client may leave a message half sent or an answer untaken, in seconds")
+           "How long a client may leave a message half sent or an answer untaken, and how long "
+           "nothing may be heard of its machine over TCP, in seconds")
         ->check(checkTimeOut, "FLOAT in [0.1 - 3600]")
+        ->capture_default_str();
+    app.add_option("--idle-timeout", idleSeconds,
+                   "How long a client that neither reads nor writes a track may ask for nothing, "
+                   "in seconds")
+        ->check(checkTimeOut, "FLOAT in [0.1 - 3600]")
+        ->capture_default_str();
+    app.add_option("--clients", options.clients, "So many clients may be connected at a time")
+        ->check(CLI::Range(fewestClients, mostClients))
         ->capture_default_str();
     try {
         app.parse(argc, argv);
@@ -89,7 +105,8 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
     if (!capacityOption->empty()) {
         options.capacity = capacity;
     }
-    options.clientTimeOut = std::chrono::milliseconds(static_cast<long>(seconds * 1000));
+    options.clientTimeOut = millisecondsFrom(seconds);
+    options.idleTimeOut = millisecondsFrom(idleSeconds);
     return options;
 }
 

@@ -19,6 +19,8 @@ struct LoopStorageOptions {
     std::string unixPath;                   ///< empty: none
     std::optional<std::uint64_t> capacity;  ///< bytes; without it the disk alone limits
     std::chrono::milliseconds clientTimeOut{10'000};
+    std::chrono::milliseconds idleTimeOut{60'000};
+    std::size_t clients = 1000;
 };
 
 /// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed.

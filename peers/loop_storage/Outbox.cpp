@@ -5,7 +5,15 @@
 
 namespace tarn::peers::loop_storage {
 
+namespace {
+
+constexpr std::size_t mostAnswers = 64;
+constexpr std::size_t mostBytes = 256U << 10U;
+
+}  // namespace
+
 void Outbox::add(std::string message, std::vector<char> payload) {
+    messageBytes += message.size();
     waiting.push_back({.message = std::move(message), .payload = std::move(payload)});
 }
 
@@ -24,11 +32,16 @@ std::vector<boost::asio::const_buffer> Outbox::begin() {
 
 void Outbox::finish() {
     for (auto& item : underWay) {
+        messageBytes -= item.message.size();
         if (item.payload.capacity() > spare.capacity()) {
             spare = std::move(item.payload);
         }
     }
     underWay.clear();
+}
+
+bool Outbox::isFull() const {
+    return waiting.size() + underWay.size() >= mostAnswers || messageBytes >= mostBytes;
 }
 
 std::size_t Outbox::payloads() const {

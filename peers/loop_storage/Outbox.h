@@ -19,7 +19,9 @@ class Outbox {
 
     bool isSending() const { return !underWay.empty(); }
     bool isEmpty() const { return waiting.empty(); }
-    std::size_t size() const { return waiting.size() + underWay.size(); }
+    /// So much waits for the client that nothing more of it is looked at meanwhile: many answers,
+    /// or many bytes of them. Payloads do not count: see there.
+    bool isFull() const;
     /// How many of them carry a payload.
     std::size_t payloads() const;
 
@@ -33,6 +35,7 @@ class Outbox {
     };
     std::deque<Item> waiting;
     std::deque<Item> underWay;
+    std::size_t messageBytes = 0;  // of both
     std::vector<char> spare;
 };
 

@@ -9,6 +9,8 @@ namespace tarn::peers::loop_storage {
 namespace {
 
 constexpr int mostDescriptions = 64;
+// What a client does not take stays in memory.
+constexpr std::size_t mostDescriptionBytes = 256U << 10U;
 
 [[noreturn]] void refuse(const std::string& message) {
     throw StorageError(TARN_STORAGE_ERROR_ARGUMENT, message);
@@ -34,7 +36,8 @@ Answer listWorkers(Storage& storage) {
         record->set_id(id);
         record->set_kind(kindNumber(worker.kind));
         record->set_track_id(worker.track);
-        record->set_name(worker.name);
+        record->set_name(worker.client.name);
+        record->set_address(worker.client.address);
     }
     return answer;
 }
@@ -74,14 +77,29 @@ Answer describeTracks(Storage& storage, const Request& request) {
         refuse("At most " + std::to_string(mostDescriptions) + " tracks are described at once");
     }
     Answer answer;
+    std::size_t size = 0;
     for (const auto id : request.track_id()) {
+        if (size >= mostDescriptionBytes) {
+            break;
+        }
         if (const auto track = storage.catalogue().find(id)) {
             describe(*track, *answer.add_track());
         } else if (const auto unopened = storage.catalogue().findUnopened(id)) {
             describe(id, *unopened, *answer.add_track());
+        } else {
+            continue;
         }
+        size += answer.track(answer.track_size() - 1).ByteSizeLong();
     }
     return answer;
+}
+
+Answer evictWorker(Storage& storage, const Request& request) {
+    if (!storage.workers().evict(request.worker_id())) {
+        throw StorageError(TARN_STORAGE_ERROR_NOT_FOUND,
+                           "There is no worker " + std::to_string(request.worker_id()));
+    }
+    return {};
 }
 
 Answer remainingSpace(Storage& storage) {
@@ -163,6 +181,8 @@ void handleRequest(Storage& storage, const Request& request, const Answered& ans
             return answered(listTracks(storage));
         case Request::DESCRIBE_TRACKS:
             return answered(describeTracks(storage, request));
+        case Request::EVICT_WORKER:
+            return answered(evictWorker(storage, request));
         case Request::CREATE_TRACK:
             return answered(ticketAnswer(storage.create(request.size())));
         case Request::RESIZE_TRACK:

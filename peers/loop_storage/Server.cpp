@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "peers/loop_storage/Session.h"
+#include "platform/socket/DescriptorReserve.h"
 #include "platform/socket/IpcPathClaim.h"
+#include "platform/storage_wire/PeerTimeOut.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
@@ -24,6 +26,8 @@ namespace asio = boost::asio;
 
 constexpr int threads = 4;
 constexpr int queuedClients = 128;
+constexpr std::size_t goneWithoutDescriptors = 16;
+constexpr std::size_t descriptorsOfWorker = 4;  // at most: shared memory, and the track's files
 constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
 
 [[noreturn]] void failListen(const std::string& address, const std::string& reason) {
@@ -37,18 +41,25 @@ std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
 }
 
 template <typename Socket>
-void prepare(Socket& socket) {
-    if constexpr (std::is_same_v<typename Socket::protocol_type, asio::ip::tcp>) {
+constexpr bool isTcp = std::is_same_v<typename Socket::protocol_type, asio::ip::tcp>;
+
+template <typename Socket>
+void prepare(Socket& socket, const SessionLimits& limits) {
+    if constexpr (isTcp<Socket>) {
         boost::system::error_code ignored;
         socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-        socket.set_option(asio::socket_base::keep_alive(true), ignored);
+        storage_wire::endWithoutPeer(socket.native_handle(), limits.patience);
     }
 }
 
 }  // namespace
 
 Server::Server(Storage& storage, const SessionLimits& limits)
-    : storage(storage), limits(limits), context(threads), stopSignals(context, SIGINT, SIGTERM) {
+    : storage(storage),
+      limits(limits),
+      context(threads),
+      stopSignals(context, SIGINT, SIGTERM),
+      clients(limits.clients) {
     stopSignals.async_wait([this](const auto& error, int) {
         if (!error) {
             stop();
@@ -112,7 +123,8 @@ void Server::accept(Acceptor& acceptor) {
                 return;
             }
             if (error) {
-                utils::logWarning("A client cannot be accepted: " + error.message());
+                refusals.lock()->log("A client cannot be accepted: " + error.message());
+                clients.makeRoom(goneWithoutDescriptors, Presence::Standing::Asking);
                 acceptLater(acceptor);
                 return;
             }
@@ -134,19 +146,24 @@ void Server::acceptLater(Acceptor& acceptor) {
 
 template <typename Socket>
 void Server::add(Socket socket) {
-    prepare(socket);
-    auto locked = sessions.lock();
-    if (locked->state == Sessions::State::Stopping || locked->all.size() >= limits.sessions) {
-        utils::logWarning("A client is sent away: " + std::to_string(limits.sessions) +
-                          " are served already");
-        return;
+    prepare(socket, limits);
+    const auto descriptors = socket::DescriptorReserve::Holds(socket.native_handle())
+                                 ? Clients::Descriptors::Scarce
+                                 : Clients::Descriptors::Enough;
+    const auto id = clients.nextId();
+    const auto session = std::make_shared<Session>(Session::Socket(std::move(socket)), storage,
+                                                   limits, [this, id] { clients.remove(id); });
+    session->askForRoomBy(
+        [this] { return clients.makeRoom(descriptorsOfWorker, Presence::Standing::Idle) > 0; });
+    Clients::Client client{.via = isTcp<Socket> ? Clients::Via::Tcp : Clients::Via::Unix,
+                           .presence = session->presence(),
+                           .close = [session] { session->close(); }};
+    if (clients.add(id, std::move(client), descriptors)) {
+        session->start();
+    } else {
+        refusals.lock()->log("A client is sent away: " + std::to_string(limits.clients) +
+                             " are served already");
     }
-    const auto id = ++locked->last;
-    const auto session =
-        std::make_shared<Session>(Session::Socket(std::move(socket)), storage, limits,
-                                  [this, id] { sessions.lock()->all.erase(id); });
-    locked->all.emplace(id, session);
-    session->start();
 }
 
 void Server::stop() {
@@ -161,11 +178,7 @@ void Server::stop() {
     };
     close(tcp);
     close(local);
-    auto locked = sessions.lock();
-    locked->state = Sessions::State::Stopping;
-    for (const auto& [id, session] : locked->all) {
-        session->close();
-    }
+    clients.closeAll();
 }
 
 }  // namespace tarn::peers::loop_storage

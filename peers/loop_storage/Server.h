@@ -5,19 +5,17 @@
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <cstdint>
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 
+#include "peers/loop_storage/Clients.h"
 #include "peers/loop_storage/SessionLimits.h"
 #include "peers/loop_storage/Storage.h"
 #include "platform/socket/IpcFile.h"
+#include "platform/utils/RepeatedFailure.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::peers::loop_storage {
-
-class Session;
 
 /// Accepts clients until a stop signal comes, and serves them on a few threads.
 class Server {
@@ -51,13 +49,9 @@ class Server {
     std::optional<boost::asio::ip::tcp::acceptor> tcp;
     std::optional<boost::asio::local::stream_protocol::acceptor> local;
     std::optional<socket::IpcFile> localFile;
-
-    struct Sessions {
-        std::uint64_t last = 0;
-        std::map<std::uint64_t, std::shared_ptr<Session>> all;
-        enum class State { Open, Stopping } state = State::Open;
-    };
-    utils::Synchronised<Sessions> sessions;
+    Clients clients;
+    utils::Synchronised<utils::RepeatedFailure> refusals{
+        utils::RepeatedFailure(utils::LogLevel::Warning)};
 };
 
 }  // namespace tarn::peers::loop_storage

@@ -5,6 +5,7 @@
 #include <boost/asio/post.hpp>
 #include <utility>
 
+#include "peers/loop_storage/PeerName.h"
 #include "peers/loop_storage/StorageError.h"
 #include "platform/storage_wire/SendBuffer.h"
 #include "platform/utils/Log.h"
@@ -27,6 +28,7 @@ std::size_t used(const boost::system::error_code& error, std::size_t size) {
 Session::Session(Socket socket, Storage& storage, const SessionLimits& limits,
                  std::function<void()> onEnd)
     : socket(std::move(socket)),
+      peer(peerNameOf(this->socket.native_handle())),
       storage(storage),
       limits(limits),
       onEnd(std::move(onEnd)),
@@ -58,7 +60,9 @@ void Session::end() {
     socket.close(ignored);
     patience.cancel(ignored);
     ticketWait.cancel(ignored);
+    storage.tickets().callOff(awaitedTicket, this);
     reader.reset();
+    leaving.reset();
     writer.reset();
     onEnd();
 }
@@ -96,8 +100,7 @@ void Session::received(std::size_t size) {
 void Session::goOn() {
     for (int round = 0; round < readsAtOnce; ++round) {
         parse();
-        const bool isFull = outbox.size() >= mostAnswersWaiting;
-        if (inputBegin < inputEnd || isFull || state == State::Answering || isReceiving) {
+        if (inputBegin < inputEnd || outbox.isFull() || state == State::Answering || isReceiving) {
             return;  // goes on when it is answered, or when answers were sent
         }
         if (state == State::Closed || !readMore()) {
@@ -135,8 +138,7 @@ void Session::parse() {
         inputBegin = inputEnd;
         return;
     }
-    while (state == State::Receiving && inputBegin < inputEnd &&
-           outbox.size() < mostAnswersWaiting) {
+    while (state == State::Receiving && inputBegin < inputEnd && !outbox.isFull()) {
         try {
             inputBegin += parser.feed({input.data() + inputBegin, inputEnd - inputBegin}, *this);
         } catch (const std::exception& failure) {
@@ -147,8 +149,10 @@ void Session::parse() {
 }
 
 void Session::takeGreeting() {
-    const auto greeting = storage_wire::makeGreeting();
-    outbox.add({greeting.data(), greeting.size()}, {});
+    greeting = Greeting::Taken;
+    present->set(Presence::Standing::Idle);
+    const auto bytes = storage_wire::makeGreeting();
+    outbox.add({bytes.data(), bytes.size()}, {});
     sendNext();
 }
 
@@ -166,7 +170,7 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
         writer->commit();
         send(Answer());
     }
-    return outbox.size() < mostAnswersWaiting ? Next::GoOn : Next::Pause;
+    return next();
 }
 
 // ---- patience -----------------------------------------------------------------------------------
@@ -176,7 +180,7 @@ void Session::watch() {
         return;
     }
     isWatched = true;
-    patience.expires_after(limits.patience / 4);
+    patience.expires_after(std::min(limits.patience, limits.idle) / 4);
     patience.async_wait([self = shared_from_this()](const auto&) {
         self->isWatched = false;
         self->checkPatience();
@@ -188,16 +192,27 @@ void Session::checkPatience() {
         return;
     }
     const auto now = Clock::now();
-    const bool owesInput = isReceiving && (state == State::Lingering || parser.isInside());
-    if ((owesInput && now - lastInput > limits.patience) ||
+    if ((owesInput() && now - lastInput > limits.patience) ||
         (outbox.isSending() && now - lastOutput > limits.patience)) {
         utils::logWarning("A client that does not go on is dropped");
         end();
-        return;
-    }
-    if (owesInput || outbox.isSending()) {
+    } else if (isOverdue(now)) {
+        utils::logDebug("A client that asks for nothing is let go");
+        end();
+    } else if (!isWorker() || owesInput() || outbox.isSending()) {
         watch();
     }
+}
+
+bool Session::owesInput() const {
+    return isReceiving && (state == State::Lingering || parser.isInside());
+}
+
+// With a question, however slowly a part of it comes.
+bool Session::isOverdue(Clock::time_point now) const {
+    const auto bound = greeting == Greeting::Awaited ? limits.patience : limits.idle;
+    return present->standing() == Presence::Standing::Idle &&
+           now - std::max(present->since(), lastOutput) > bound;
 }
 
 }  // namespace tarn::peers::loop_storage

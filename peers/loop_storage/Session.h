@@ -8,9 +8,11 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "peers/loop_storage/Outbox.h"
+#include "peers/loop_storage/Presence.h"
 #include "peers/loop_storage/ReaderRole.h"
 #include "peers/loop_storage/RequestHandler.h"
 #include "peers/loop_storage/SessionLimits.h"
@@ -26,7 +28,7 @@ namespace tarn::peers::loop_storage {
 ///   Receiving -> Answering -> Receiving ...
 ///       a request is answered before the next one is looked at
 ///   any -> Lingering -> Closed
-///       the client was told what it did wrong
+///       the client was told what it did wrong, or that an operator wants it to go
 ///   any -> Closed
 ///
 /// A reader's and a writer's requests are not held up by their answers; of a reader's, and of
@@ -41,13 +43,19 @@ class Session : public std::enable_shared_from_this<Session>,
             std::function<void()> onEnd);
     ~Session() override;
 
+    /// Who can make others go, so that a worker has descriptors; false when nobody can go.
+    using MakeRoom = std::function<bool()>;
+    void askForRoomBy(MakeRoom given) { makeRoom = std::move(given); }  ///< before `start`
+
     void start();
-    /// Any thread.
+    // Any thread.
     void close();
+    /// Ends what it does at its track, and tells it so.
+    void evict();
+    std::shared_ptr<const Presence> presence() const { return present; }
 
   private:
     using Next = storage_wire::MessageParser::Next;
-    static constexpr std::size_t mostAnswersWaiting = 64;
     enum class State { Receiving, Answering, Lingering, Closed };
 
     void takeGreeting() override;
@@ -61,8 +69,14 @@ class Session : public std::enable_shared_from_this<Session>,
     void noteInput();
     void goOn();
 
+    /// Whether the client's next message can be looked at.
+    Next next() const {
+        return state == State::Receiving && !outbox.isFull() ? Next::GoOn : Next::Pause;
+    }
     Next handle(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
+    void checkPlaceForWorker() const;
+    WorkerClient asWorker(const std::string& name);
     bool isLocal() const;
     void attached(const std::shared_ptr<Attachment>& attachment, const Request& request,
                   const Sharing& sharing);
@@ -72,6 +86,7 @@ class Session : public std::enable_shared_from_this<Session>,
     void answered();
     void answerFromAnywhere(const Answer& answer);
     void fail(const std::exception& failure);
+    void refuse(const std::exception& failure);
 
     void send(const Answer& answer, std::vector<char> payload = {});
     bool sendWith(const Sharing& sharing, Answer answer);
@@ -80,15 +95,22 @@ class Session : public std::enable_shared_from_this<Session>,
     bool canSendFrames() const;
     void readFrames();
 
+    bool isWorker() const { return reader || writer; }
+    bool owesInput() const;
+    bool isOverdue(std::chrono::steady_clock::time_point now) const;
     void watch();
     void checkPatience();
     void end();
 
     Socket socket;
+    const std::string peer;
     Storage& storage;
     const SessionLimits limits;
     std::function<void()> onEnd;
+    MakeRoom makeRoom = [] { return false; };
+    const std::shared_ptr<Presence> present = std::make_shared<Presence>();
     State state = State::Receiving;
+    enum class Greeting { Awaited, Taken } greeting = Greeting::Awaited;
     storage_wire::MessageParser parser;
     std::vector<char> input;
     std::size_t inputBegin = 0;
@@ -96,6 +118,7 @@ class Session : public std::enable_shared_from_this<Session>,
     bool isReceiving = false;
     Outbox outbox;
     std::unique_ptr<ReaderRole> reader;
+    std::unique_ptr<ReaderRole> leaving;  // attached until its client knows that it is no reader
     std::unique_ptr<WriterRole> writer;
 
     using Clock = std::chrono::steady_clock;
@@ -105,6 +128,7 @@ class Session : public std::enable_shared_from_this<Session>,
     Clock::time_point lastOutput = Clock::now();
     boost::asio::steady_timer ticketWait;
     std::uint64_t ticketWaits = 0;
+    std::int64_t awaitedTicket = 0;
 };
 
 }  // namespace tarn::peers::loop_storage

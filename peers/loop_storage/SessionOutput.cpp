@@ -96,12 +96,13 @@ void Session::sent() {
     if (state == State::Closed) {
         return;
     }
-    const bool wasFull = outbox.size() >= mostAnswersWaiting;
+    const bool wasFull = outbox.isFull();
     outbox.finish();
     sendNext();
     if (state == State::Lingering && !outbox.isSending()) {
         boost::system::error_code ignored;
         socket.shutdown(Socket::shutdown_send, ignored);
+        leaving.reset();
     }
     readFrames();
     if (wasFull) {
@@ -110,7 +111,7 @@ void Session::sent() {
 }
 
 bool Session::canSendFrames() const {
-    return reader && outbox.payloads() < framesAhead && outbox.size() < mostAnswersWaiting;
+    return reader && outbox.payloads() < framesAhead && !outbox.isFull();
 }
 
 void Session::readFrames() {

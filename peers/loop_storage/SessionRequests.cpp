@@ -8,6 +8,7 @@
 
 #include "peers/loop_storage/Session.h"
 #include "peers/loop_storage/StorageError.h"
+#include "platform/socket/DescriptorReserve.h"
 #include "platform/utils/Log.h"
 #include "proto/storage_wire.pb.h"
 
@@ -17,7 +18,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
     if (writer && request.type() == Request::WRITE && request.has_offset() && payloadSize == 0) {
         writer->take(request.time_point(), request.offset(), request.size());
         send(Answer());
-        return outbox.size() < mostAnswersWaiting ? Next::GoOn : Next::Pause;
+        return next();
     }
     if (writer && request.type() == Request::WRITE) {
         writer->begin(request.time_point(), payloadSize);
@@ -25,7 +26,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
             writer->commit();
             send(Answer());
         }
-        return Next::GoOn;
+        return next();
     }
     if (reader && request.type() == Request::READ && payloadSize == 0) {
         if (request.has_again()) {
@@ -34,12 +35,13 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
             reader->ask(request.in_place() ? ReaderRole::Wanted::Place : ReaderRole::Wanted::Bytes);
         }
         readFrames();
-        return Next::GoOn;
+        return next();
     }
     if (payloadSize > 0 || reader || writer) {
         throw storage_wire::WireError("The request does not fit what the connection is used for");
     }
     state = State::Answering;
+    present->set(Presence::Standing::Asking);
     try {
         if (request.type() == Request::ATTACH_READER || request.type() == Request::ATTACH_WRITER) {
             attach(request);
@@ -53,7 +55,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
     } catch (const std::exception& failure) {
         answer(failureAnswer(failure));
     }
-    return state == State::Receiving ? Next::GoOn : Next::Pause;
+    return next();
 }
 
 void Session::attach(const Request& request) {
@@ -62,13 +64,14 @@ void Session::attach(const Request& request) {
     }
     const auto kind = request.type() == Request::ATTACH_WRITER ? Track::WorkerKind::Writer
                                                                : Track::WorkerKind::Reader;
-    storage.runSoon([self = shared_from_this(), request, kind] {
+    const bool shares = request.share() && isLocal();
+    storage.runSoon([self = shared_from_this(), request, kind, shares] {
         try {
-            const std::shared_ptr<Attachment> attachment =
-                self->storage.attach(request.track_id(0), kind, request.worker_name());
+            self->checkPlaceForWorker();
+            const std::shared_ptr<Attachment> attachment = self->storage.attach(
+                request.track_id(0), kind, self->asWorker(request.worker_name()));
             const auto sharing = std::make_shared<const Sharing>(
-                request.share() && self->isLocal() ? makeSharing(attachment->track(), kind)
-                                                   : Sharing());
+                shares ? makeSharing(attachment->track(), kind) : Sharing());
             boost::asio::post(self->socket.get_executor(), [self, attachment, request, sharing] {
                 self->attached(attachment, request, *sharing);
             });
@@ -76,6 +79,28 @@ void Session::attach(const Request& request) {
             self->answerFromAnywhere(failureAnswer(failure));
         }
     });
+}
+
+// The last places and descriptors are for who asks.
+void Session::checkPlaceForWorker() const {
+    if (storage.workers().count() >= limits.workers()) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER,
+                           std::to_string(limits.workers()) +
+                               " readers and writers are attached already: there is no place");
+    }
+    if (socket::DescriptorReserve::IsReached() && !makeRoom()) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER,
+                           "The server has no file descriptors left for readers and writers");
+    }
+}
+
+WorkerClient Session::asWorker(const std::string& name) {
+    const auto endSelf = [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->evict();
+        }
+    };
+    return {.name = name, .address = peer, .evict = endSelf};
 }
 
 // Descriptors can be sent to who is on the same machine.
@@ -87,8 +112,8 @@ bool Session::isLocal() const {
 
 void Session::attached(const std::shared_ptr<Attachment>& attachment, const Request& request,
                        const Sharing& sharing) {
-    if (state == State::Closed) {
-        return;
+    if (state != State::Answering) {
+        return;  // it has gone, or was evicted meanwhile
     }
     const auto description = attachment->track().describe();
     if (attachment->kind() == Track::WorkerKind::Writer) {
@@ -132,13 +157,15 @@ void Session::followTicket(const Request& request) {
     ticketWait.expires_after(std::min<Clock::duration>(std::chrono::milliseconds(request.wait_ms()),
                                                        std::chrono::seconds(10)));
     ticketWait.async_wait([finish](const auto&) { finish(); });
-    storage.tickets().callAtEnd(ticket, [finish, executor = socket.get_executor()] {
+    awaitedTicket = ticket;
+    storage.tickets().callAtEnd(ticket, this, [finish, executor = socket.get_executor()] {
         boost::asio::post(executor, finish);
     });
 }
 
 void Session::answerTicket(std::int64_t ticket) {
     ++ticketWaits;
+    storage.tickets().callOff(ticket, this);
     Answer reply;
     try {
         const auto info = storage.tickets().get(ticket);
@@ -168,6 +195,7 @@ void Session::answer(const Answer& reply) {
 
 void Session::answered() {
     state = State::Receiving;
+    present->set(isWorker() ? Presence::Standing::Working : Presence::Standing::Idle);
     boost::asio::post(socket.get_executor(), [self = shared_from_this()] { self->goOn(); });
 }
 
@@ -175,14 +203,32 @@ void Session::answered() {
 // until it has gone, or has had time for that.
 void Session::fail(const std::exception& failure) {
     utils::logWarning(std::string("A client is refused: ") + failure.what());
+    refuse(failure);
+}
+
+// A reader of the file itself may take what it reads for a frame until it sees that the connection
+// has ended: as long its track stays as it is.
+void Session::refuse(const std::exception& failure) {
     writer.reset();
-    reader.reset();
+    leaving = std::move(reader);
+    present->set(Presence::Standing::Idle);
     auto reply = failureAnswer(failure);
     if (dynamic_cast<const storage_wire::WireError*>(&failure) != nullptr) {
         reply.set_error(TARN_STORAGE_ERROR_PROTOCOL);
     }
     send(reply);
     state = State::Lingering;
+}
+
+void Session::evict() {
+    boost::asio::post(socket.get_executor(), [self = shared_from_this()] {
+        if (self->state == State::Receiving || self->state == State::Answering) {
+            self->noteInput();
+            self->refuse(StorageError(TARN_STORAGE_ERROR_EVICTED,
+                                      "An operator has evicted this worker from its track"));
+            self->goOn();
+        }
+    });
 }
 
 }  // namespace tarn::peers::loop_storage

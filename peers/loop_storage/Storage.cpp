@@ -99,7 +99,7 @@ void Storage::runSoon(WorkQueue::Work work) {
 }
 
 std::unique_ptr<Attachment> Storage::attach(std::int64_t id, Track::WorkerKind kind,
-                                            const std::string& name) {
+                                            WorkerClient client) {
     auto track = tracks.get(id);
     track->attach(kind);
     try {
@@ -110,7 +110,8 @@ std::unique_ptr<Attachment> Storage::attach(std::int64_t id, Track::WorkerKind k
         track->detach(kind);
         throw;
     }
-    const auto worker = attached.add({.kind = kind, .track = id, .name = workerName(name)});
+    client.name = workerName(client.name);
+    const auto worker = attached.add({.kind = kind, .track = id, .client = std::move(client)});
     return std::make_unique<Attachment>(
         track, kind, [this, track, kind, worker] { release(track, kind, worker); });
 }

@@ -68,7 +68,7 @@ class Storage {
 
     /// Not from threads that must not wait for the disk. Throws StorageError, std::system_error.
     std::unique_ptr<Attachment> attach(std::int64_t track, Track::WorkerKind kind,
-                                       const std::string& name);
+                                       WorkerClient client);
 
   private:
     using Operation = std::function<std::int64_t()>;

@@ -41,7 +41,7 @@ void Tickets::cancel(std::int64_t ticket) {
 }
 
 void Tickets::end(std::int64_t ticket, TicketInfo info) {
-    std::vector<std::function<void()>> woken;
+    std::map<const void*, std::function<void()>> woken;
     {
         const std::lock_guard lock(mutex);
         auto& entry = entries[ticket];
@@ -53,7 +53,7 @@ void Tickets::end(std::int64_t ticket, TicketInfo info) {
             over.pop_front();
         }
     }
-    for (const auto& callback : woken) {
+    for (const auto& [who, callback] : woken) {
         callback();
     }
 }
@@ -68,16 +68,23 @@ TicketInfo Tickets::get(std::int64_t ticket) const {
     return found->second.info;
 }
 
-void Tickets::callAtEnd(std::int64_t ticket, std::function<void()> callback) {
+void Tickets::callAtEnd(std::int64_t ticket, const void* who, std::function<void()> callback) {
     {
         const std::lock_guard lock(mutex);
         const auto found = entries.find(ticket);
         if (found != entries.end() && !isOver(found->second.info.state)) {
-            found->second.waiting.push_back(std::move(callback));
+            found->second.waiting[who] = std::move(callback);
             return;
         }
     }
     callback();
+}
+
+void Tickets::callOff(std::int64_t ticket, const void* who) {
+    const std::lock_guard lock(mutex);
+    if (const auto found = entries.find(ticket); found != entries.end()) {
+        found->second.waiting.erase(who);
+    }
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -6,7 +6,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <vector>
 
 namespace tarn::peers::loop_storage {
 
@@ -35,13 +34,14 @@ class Tickets {
     /// Throws StorageError, NOT_FOUND.
     TicketInfo get(std::int64_t ticket) const;
     /// Calls back once when it is over, on the thread that ends it; at once when it is already, or
-    /// is not known.
-    void callAtEnd(std::int64_t ticket, std::function<void()> callback);
+    /// is not known. `who` waits for it at most once, until it is called off.
+    void callAtEnd(std::int64_t ticket, const void* who, std::function<void()> callback);
+    void callOff(std::int64_t ticket, const void* who);
 
   private:
     struct Entry {
         TicketInfo info;
-        std::vector<std::function<void()>> waiting;
+        std::map<const void*, std::function<void()>> waiting;
     };
     void end(std::int64_t ticket, TicketInfo info);
 

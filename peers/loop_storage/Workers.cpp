@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/utils/Log.h"
 #include "platform/utils/Utf8.h"
 
 namespace tarn::peers::loop_storage {
@@ -29,6 +30,27 @@ void Workers::remove(std::int64_t id) {
 
 std::map<std::int64_t, Worker> Workers::all() {
     return state.lock()->workers;
+}
+
+std::size_t Workers::count() {
+    return state.lock()->workers.size();
+}
+
+bool Workers::evict(std::int64_t id) {
+    Worker worker;
+    {
+        auto locked = state.lock();
+        const auto found = locked->workers.find(id);
+        if (found == locked->workers.end()) {
+            return false;
+        }
+        worker = found->second;
+    }
+    utils::logWarning("Worker " + std::to_string(id) + ", " + worker.client.name + " at " +
+                      worker.client.address + ", is evicted from track " +
+                      std::to_string(worker.track));
+    worker.client.evict();
+    return true;
 }
 
 std::string workerName(const std::string& given) {

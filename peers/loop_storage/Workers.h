@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -10,10 +11,17 @@
 
 namespace tarn::peers::loop_storage {
 
+/// The client that a worker is.
+struct WorkerClient {
+    std::string name;             ///< as the client gives it
+    std::string address;          ///< where it is, in words
+    std::function<void()> evict;  ///< ends it; called from any thread, also when it has gone
+};
+
 struct Worker {
     Track::WorkerKind kind = Track::WorkerKind::Reader;
     std::int64_t track = 0;
-    std::string name;
+    WorkerClient client;
 };
 
 /// Who is attached to a track now. Any thread.
@@ -22,6 +30,9 @@ class Workers {
     std::int64_t add(Worker worker);
     void remove(std::int64_t id);
     std::map<std::int64_t, Worker> all();
+    std::size_t count();
+    /// Ends it, soon. False when there is no worker of that id.
+    bool evict(std::int64_t id);
 
   private:
     struct State {

@@ -20,6 +20,8 @@ void run(const LoopStorageOptions& options) {
     Storage storage(options.directory, options.capacity, readBootId());
     SessionLimits limits;
     limits.patience = options.clientTimeOut;
+    limits.idle = options.idleTimeOut;
+    limits.clients = options.clients;
     Server server(storage, limits);
     if (!options.unixPath.empty()) {
         server.listenUnix(options.unixPath);

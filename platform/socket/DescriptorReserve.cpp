@@ -1,5 +1,6 @@
 #include "platform/socket/DescriptorReserve.h"
 
+#include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
@@ -12,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "platform/socket/Descriptor.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Synchronised.h"
 
@@ -83,6 +85,15 @@ void DescriptorReserve::Report() {
                           " connections: of " + std::to_string(limit()) +
                           " file descriptors the last ones are kept for other work");
     }
+}
+
+bool DescriptorReserve::Holds(int descriptor) {
+    return isOfReserve(descriptor);
+}
+
+bool DescriptorReserve::IsReached() {
+    const Descriptor next(::eventfd(0, EFD_CLOEXEC));
+    return next.get() < 0 || isOfReserve(next.get());
 }
 
 }  // namespace tarn::socket

@@ -20,6 +20,11 @@ class DescriptorReserve {
     /// Says how many were turned away since the last time, in one line every ten seconds at most.
     /// To be called now and then by whoever listens.
     static void Report();
+
+    /// Whether a descriptor is one of the last ones; whether the next one would be. For who accepts
+    /// his clients without the messaging library.
+    static bool Holds(int descriptor);
+    static bool IsReached();
 };
 
 }  // namespace tarn::socket

@@ -10,6 +10,9 @@ namespace tarn::storage_client {
 
 namespace {
 
+// Well below the time after which a server lets go.
+constexpr auto longestIdle = std::chrono::seconds(30);
+
 iovec part(const void* bytes, std::size_t size) {
     return {.iov_base = const_cast<void*>(bytes), .iov_len = size};
 }
@@ -35,15 +38,21 @@ void checkAnswer(const Connection::Answer& answer) {
     if (answer.error() == TARN_STORAGE_OK) {
         return;
     }
-    const bool isKnown = answer.error() > 0 && answer.error() <= TARN_STORAGE_ERROR_SERVER;
+    const bool isKnown = answer.error() > 0 && answer.error() <= TARN_STORAGE_ERROR_EVICTED;
     throw Failure(
         isKnown ? static_cast<tarn_storage_error_type>(answer.error()) : TARN_STORAGE_ERROR_SERVER,
         answer.message());
 }
 
-Connection::Connection(std::unique_ptr<Stream> stream, Milliseconds timeOut)
-    : stream(std::move(stream)), bound(timeOut) {
+Connection::Connection(Connect connect, Milliseconds timeOut, Now now)
+    : connect(std::move(connect)), bound(timeOut), now(std::move(now)), stream(open()) {
     greet();
+}
+
+std::unique_ptr<Stream> Connection::open() const {
+    auto opened = connect(Deadline(bound));
+    opened->endWithoutPeer(2 * bound);
+    return opened;
 }
 
 void Connection::greet() {
@@ -52,6 +61,44 @@ void Connection::greet() {
     stream->send({part(greeting.data(), greeting.size())}, deadline);
     stream->receive(greeting.data(), greeting.size(), deadline);
     checkServerGreeting({greeting.data(), greeting.size()}, stream->peer());
+}
+
+// Not only when the server has ended it: it might do so between this look and the request.
+void Connection::renewIfLetGo() {
+    if (state == State::Open && (now() - lastExchange > longestIdle || stream->isEnded())) {
+        renew();
+    }
+}
+
+void Connection::renew() {
+    state = State::Broken;
+    checkWish();
+    use(open());
+    greet();
+    state = State::Open;
+}
+
+void Connection::checkWish() {
+    const std::lock_guard lock(mutex);
+    if (wish == Wish::End) {
+        throw Failure(TARN_STORAGE_ERROR_CONNECTION,
+                      "The connection to " + stream->peer() + " was interrupted");
+    }
+}
+
+// From here on whoever interrupts meets the new one, which has yet to greet.
+void Connection::use(std::unique_ptr<Stream> opened) {
+    {
+        const std::lock_guard lock(mutex);
+        stream.swap(opened);
+    }
+    checkWish();
+}
+
+void Connection::interrupt() {
+    const std::lock_guard lock(mutex);
+    wish = Wish::End;
+    stream->interrupt();
 }
 
 void Connection::checkUsable() const {
@@ -67,7 +114,10 @@ auto Connection::bounded(Exchange exchange) {
     checkUsable();
     const auto before = std::exchange(state, State::Broken);
     const Deadline deadline(bound);
-    const auto finish = [&] { state = before; };
+    const auto finish = [&] {
+        state = before;
+        lastExchange = now();
+    };
     if constexpr (std::is_void_v<decltype(exchange(deadline))>) {
         exchange(deadline);
         finish();
@@ -83,6 +133,7 @@ Connection::Answer Connection::ask(const Request& request) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT,
                       "The connection serves a reader or a writer and nothing else");
     }
+    renewIfLetGo();
     send(request);
     Answer answer;
     if (receive(answer) != 0) {
@@ -105,8 +156,7 @@ void Connection::send(const Request& request, unsigned times) {
     for (unsigned i = 0; i < times; ++i) {
         all.append(header.data(), header.size()).append(message);
     }
-    bounded(
-        [&](const Deadline& deadline) { stream->send({part(all.data(), all.size())}, deadline); });
+    sendParts({part(all.data(), all.size())});
 }
 
 void Connection::send(const Request& request, const Part* payload, std::size_t parts) {
@@ -126,7 +176,21 @@ void Connection::send(const Request& request, const Part* payload, std::size_t p
     const auto headerBytes = storage_wire::encode(header);
     list[0] = part(headerBytes.data(), headerBytes.size());
     list[1] = part(message.data(), message.size());
-    bounded([&](const Deadline& deadline) { stream->send(std::move(list), deadline); });
+    sendParts(std::move(list));
+}
+
+// A server that takes nothing any more may have said why.
+void Connection::sendParts(std::vector<iovec> parts) {
+    const auto before = state;
+    try {
+        bounded([&](const Deadline& deadline) { stream->send(std::move(parts), deadline); });
+    } catch (const Failure& failure) {
+        if (before != State::WorkersOnly || failure.type() != TARN_STORAGE_ERROR_CONNECTION) {
+            throw;
+        }
+        state = before;
+        failAsTold();
+    }
 }
 
 std::size_t Connection::receive(Answer& answer) {
@@ -154,9 +218,21 @@ void Connection::receivePayload(char* bytes, std::size_t size) {
 void Connection::checkServerIsThere() {
     checkUsable();
     if (stream->isEnded()) {
-        state = State::Broken;
-        throw Failure(TARN_STORAGE_ERROR_CONNECTION,
-                      "The connection to " + stream->peer() + " failed: the server has closed it");
+        failAsTold();
+    }
+}
+
+// With the last answer that came, if that tells why, otherwise with the end of the stream. What was
+// on its way before is not wanted any more.
+void Connection::failAsTold() {
+    for (;;) {
+        Answer answer;
+        std::vector<char> ignored(receive(answer));
+        receivePayload(ignored.data(), ignored.size());
+        if (answer.error() == TARN_STORAGE_ERROR_EVICTED) {
+            state = State::Broken;
+            checkAnswer(answer);
+        }
     }
 }
 

@@ -1,8 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/storage_client/Failure.h"
 #include "platform/storage_client/Stream.h"
@@ -17,14 +21,23 @@ namespace tarn::storage_client {
 
 /// Asks a server over a connected socket. After a failure of the connection or a time-out it is of
 /// no further use: every later call fails.
+///
+/// A server lets go of who asks for nothing for a while, and of others when it has no place left.
+/// That is no failure: who asks again is connected anew. It goes for questions only; whoever reads
+/// or writes a track keeps the socket that it attached with.
 class Connection {
   public:
     using Request = tarn::proto::storage_wire::Request;
     using Answer = tarn::proto::storage_wire::Answer;
     using Milliseconds = std::chrono::milliseconds;
 
-    /// Greets. `timeOut` bounds that and every later exchange.
-    Connection(std::unique_ptr<Stream> stream, Milliseconds timeOut);
+    using Connect = std::function<std::unique_ptr<Stream>(const Deadline&)>;
+    using Clock = std::chrono::steady_clock;
+    using Now = std::function<Clock::time_point()>;
+
+    /// Connects and greets. `timeOut` bounds each of the two and every later exchange; over TCP a
+    /// server of which nothing is heard for twice as long has failed.
+    Connection(Connect connect, Milliseconds timeOut, Now now = Clock::now);
 
     /// One request and its answer. Throws Failure, also for an answer that tells of one.
     Answer ask(const Request& request);
@@ -49,7 +62,7 @@ class Connection {
     bool waitForAnswer(Milliseconds timeOut);
 
     /// From another thread: what is waited for fails, now and later.
-    void interrupt() const { stream->interrupt(); }
+    void interrupt();
 
     Milliseconds timeOut() const { return bound; }
     /// From now on only one worker uses it. Throws when another does already.
@@ -57,15 +70,29 @@ class Connection {
     TrackDescriptions& descriptions() { return known; }
 
   private:
+    std::unique_ptr<Stream> open() const;
     void greet();
+    void renewIfLetGo();
+    void renew();
+    void checkWish();
+    void use(std::unique_ptr<Stream> opened);
     void checkUsable() const;
+    [[noreturn]] void failAsTold();
+    void sendParts(std::vector<iovec> parts);
     template <typename Exchange>
     auto bounded(Exchange exchange);
 
-    const std::unique_ptr<Stream> stream;
+    const Connect connect;
     const Milliseconds bound;
+    const Now now;  // for how long it rests
     enum class State { Open, WorkersOnly, Broken } state = State::Open;
+    Clock::time_point lastExchange = now();
     TrackDescriptions known;
+
+    // Whoever interrupts meets a stream that is being replaced, and must not be forgotten by that.
+    std::mutex mutex;  // guards what follows; who uses the connection reads `stream` without it
+    enum class Wish { GoOn, End } wish = Wish::GoOn;
+    std::unique_ptr<Stream> stream;
 };
 
 /// Throws the Failure that the answer tells of, if it does.
@@ -74,7 +101,13 @@ void checkAnswer(const Connection::Answer& answer);
 }  // namespace tarn::storage_client
 
 struct tarn_storage_connection {
-    tarn::storage_client::Connection connection;
+    using Connection = tarn::storage_client::Connection;
+
+    tarn_storage_connection(Connection::Connect connect, Connection::Milliseconds timeOut,
+                            Connection::Now now = Connection::Clock::now)
+        : connection(std::move(connect), timeOut, std::move(now)) {}
+
+    Connection connection;
 };
 
 namespace tarn::storage_client {

@@ -4,7 +4,6 @@
 
 namespace {
 
-using tarn::storage_client::Connection;
 using tarn::storage_client::Deadline;
 using tarn::storage_client::Failure;
 using Milliseconds = std::chrono::milliseconds;
@@ -26,8 +25,10 @@ tarn_storage_connection* tarn_storage_connection_create_tcp(const char* address,
     return guarded<tarn_storage_connection*>(error, nullptr, [&] {
         checkText(address, "address");
         const auto bound = timeout_ms == 0 ? defaultTimeOut : Milliseconds(timeout_ms);
-        return new tarn_storage_connection{
-            Connection(connectTcp(address, port, Deadline(bound)), bound)};
+        const auto connect = [host = std::string(address), port](const Deadline& deadline) {
+            return connectTcp(host, port, deadline);
+        };
+        return new tarn_storage_connection(connect, bound);
     });
 }
 
@@ -36,8 +37,10 @@ tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
     using namespace tarn::storage_client;
     return guarded<tarn_storage_connection*>(error, nullptr, [&] {
         checkText(path, "path");
-        return new tarn_storage_connection{
-            Connection(connectUnix(path, Deadline(defaultTimeOut)), defaultTimeOut)};
+        const auto connect = [place = std::string(path)](const Deadline& deadline) {
+            return connectUnix(place, deadline);
+        };
+        return new tarn_storage_connection(connect, defaultTimeOut);
     });
 }
 

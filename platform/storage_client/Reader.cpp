@@ -100,6 +100,9 @@ struct tarn_storage_reader {
     bool take(tarn_storage_frame& frame) {
         Connection::Answer answer;
         const auto size = connection.receive(answer);
+        if (answer.error() == TARN_STORAGE_ERROR_EVICTED) {
+            checkAnswer(answer);
+        }
         if (isGoingBack && !answer.again()) {
             receiveBytes(size);
             return false;

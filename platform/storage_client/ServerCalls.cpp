@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <string>
 #include <vector>
 
 #include "platform/storage_client/Connection.h"
@@ -10,7 +11,12 @@ struct tarn_storage_worker_list {
 };
 
 struct tarn_storage_worker_info_list {
-    std::vector<tarn_storage_worker_info> records;
+    struct Entry {
+        std::int64_t id;
+        std::string address;
+        tarn_storage_worker_info record;
+    };
+    std::vector<Entry> entries;
 };
 
 namespace {
@@ -78,7 +84,7 @@ tarn_storage_worker_info_list* tarn_storage_worker_info_list_create(
         for (const auto& worker : answer.worker()) {
             const auto& ids = workers->ids;
             if (std::find(ids.begin(), ids.end(), worker.id()) != ids.end()) {
-                list->records.push_back(recordOf(worker));
+                list->entries.push_back({worker.id(), worker.address(), recordOf(worker)});
             }
         }
         return list.release();
@@ -90,10 +96,31 @@ void tarn_storage_worker_info_list_destroy(tarn_storage_worker_info_list* list) 
 }
 
 size_t tarn_storage_worker_info_list_get_count(const tarn_storage_worker_info_list* list) {
-    return list->records.size();
+    return list->entries.size();
 }
 
 const tarn_storage_worker_info* tarn_storage_worker_info_list_get(
     const tarn_storage_worker_info_list* list, size_t index) {
-    return index < list->records.size() ? &list->records[index] : nullptr;
+    return index < list->entries.size() ? &list->entries[index].record : nullptr;
+}
+
+int64_t tarn_storage_worker_info_list_get_id(const tarn_storage_worker_info_list* list,
+                                             size_t index) {
+    return index < list->entries.size() ? list->entries[index].id : -1;
+}
+
+const char* tarn_storage_worker_info_list_get_address(const tarn_storage_worker_info_list* list,
+                                                      size_t index) {
+    return index < list->entries.size() ? list->entries[index].address.c_str() : nullptr;
+}
+
+int tarn_storage_worker_evict(tarn_storage_connection* connection, int64_t worker_id,
+                              tarn_storage_error* error) {
+    return guarded(error, -1, [&] {
+        Connection::Request request;
+        request.set_type(Connection::Request::EVICT_WORKER);
+        request.set_worker_id(worker_id);
+        checked(connection).ask(request);
+        return 0;
+    });
 }

@@ -3,18 +3,24 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <system_error>
 #include <utility>
 
 #include "platform/storage_client/Failure.h"
+#include "platform/storage_wire/PeerTimeOut.h"
 #include "platform/storage_wire/Sharing.h"
 
 namespace tarn::storage_client {
 
 namespace {
+
+// The system takes no more in one call.
+constexpr std::size_t mostPieces = IOV_MAX;
 
 bool mustWait(int error) {
     return error == EAGAIN || error == EWOULDBLOCK;
@@ -47,7 +53,7 @@ void Stream::send(std::vector<iovec> parts, const Deadline& deadline) {
     while (first < parts.size()) {
         msghdr message{};
         message.msg_iov = &parts[first];
-        message.msg_iovlen = parts.size() - first;
+        message.msg_iovlen = std::min(parts.size() - first, mostPieces);
         const auto sent = ::sendmsg(descriptor.get(), &message, MSG_NOSIGNAL);
         if (sent >= 0) {
             advance(parts, first, static_cast<std::size_t>(sent));
@@ -119,6 +125,10 @@ bool Stream::isEnded() const {
 
 bool Stream::waitForInput(const Deadline& deadline) {
     return waitFor(POLLIN, deadline);
+}
+
+void Stream::endWithoutPeer(std::chrono::milliseconds bound) const {
+    storage_wire::endWithoutPeer(descriptor.get(), bound);
 }
 
 void Stream::interrupt() const {

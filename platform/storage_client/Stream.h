@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -35,6 +36,9 @@ class Stream {
     Descriptors takeDescriptors() { return std::exchange(received, {}); }
     /// The peer has ended it, though what it had sent before may still be there.
     bool isEnded() const;
+
+    /// Everything fails when nothing has been heard of the peer for so long.
+    void endWithoutPeer(std::chrono::milliseconds bound) const;
 
     /// From any thread: everything fails from now on, also what another thread waits for.
     void interrupt() const;

@@ -112,15 +112,19 @@ struct tarn_storage_writer {
     // Those that are there, and as many as it takes to stay within the window.
     void takeAnswers() {
         while (unanswered.size() >= window ||
-               (!unanswered.empty() && connection.waitForAnswer(std::chrono::milliseconds(0)))) {
+               connection.waitForAnswer(std::chrono::milliseconds(0))) {
             takeAnswer();
         }
     }
 
+    // One that answers nothing tells why the server ends the connection.
     void takeAnswer() {
         Connection::Answer answer;
         connection.receive(answer);
         checkAnswer(answer);
+        if (unanswered.empty()) {
+            throw Failure(TARN_STORAGE_ERROR_PROTOCOL, "The server acknowledges what was not sent");
+        }
         if (unanswered.front() == Way::Memory) {
             memory->release();
         }

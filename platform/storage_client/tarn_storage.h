@@ -22,8 +22,11 @@
  * Freshness   What a track is (its size, time points and properties) may be told as it was up to
  *             5 ms ago: who asks for track after track of a list is answered from few exchanges.
  *             What the same connection changes is seen at once.
- * Connection  After an error of type TARN_STORAGE_ERROR_CONNECTION or TARN_STORAGE_ERROR_TIMEOUT a
- *             connection is of no further use: destroy it.
+ * Connection  After an error of type TARN_STORAGE_ERROR_CONNECTION, TARN_STORAGE_ERROR_TIMEOUT or
+ *             TARN_STORAGE_ERROR_EVICTED a connection is of no further use: destroy it. A server
+ *             that has let go of a connection on which nothing was asked for a while is connected
+ *             to anew by the next question. Over TCP a server that gives no sign of life for twice
+ *             the connection's time-out counts as gone, and so does a client for its server.
  */
 
 #include <stddef.h>
@@ -54,7 +57,8 @@ enum tarn_storage_error_type {
     TARN_STORAGE_ERROR_NO_SPACE = 6,
     TARN_STORAGE_ERROR_IN_USE = 7,    /* a second writer, or a track that is read or written */
     TARN_STORAGE_ERROR_OVERTAKEN = 8, /* the ring has gone over what the reader wanted */
-    TARN_STORAGE_ERROR_SERVER = 9     /* the server failed; its message says how */
+    TARN_STORAGE_ERROR_SERVER = 9,    /* the server failed; its message says how */
+    TARN_STORAGE_ERROR_EVICTED = 12   /* an operator has ended what this worker did */
 };
 
 tarn_storage_error* tarn_storage_error_create(void);
@@ -113,6 +117,20 @@ size_t tarn_storage_worker_info_list_get_count(const tarn_storage_worker_info_li
 /* NULL for an index outside the list. */
 const tarn_storage_worker_info* tarn_storage_worker_info_list_get(
     const tarn_storage_worker_info_list* list, size_t index);
+/* The worker's id; -1 for an index outside the list. */
+int64_t tarn_storage_worker_info_list_get_id(const tarn_storage_worker_info_list* list,
+                                             size_t index);
+/* Where it is: "192.168.1.5:40312", or "process 1234" on the server's own machine. Empty when the
+ * server does not know; NULL for an index outside the list. */
+const char* tarn_storage_worker_info_list_get_address(const tarn_storage_worker_info_list* list,
+                                                      size_t index);
+
+/* Ends what the worker of that id does, whatever has become of it: the track is free for another
+ * one. The worker's own next call fails with EVICTED; a frame that it had not sent to its end is
+ * not in the track. A reader that takes nothing from the server may be attached for some seconds
+ * more. 0, or -1 on failure: NOT_FOUND when there is no such worker. */
+int tarn_storage_worker_evict(tarn_storage_connection* connection, int64_t worker_id,
+                              tarn_storage_error* error);
 
 /* ---- tracks --------------------------------------------------------------------------------- */
 

@@ -17,10 +17,12 @@ namespace tarn::proto::loop_storage {
 class ClearTrackRequest;
 class CreateTrackRequest;
 class DestroyTrackRequest;
+class EvictWorkerRequest;
 class GetRemainingSpaceRequest;
 class GetTicketStatusRequest;
 class GetTrackPropertiesRequest;
 class GetTrackSizeRequest;
+class GetWorkersRequest;
 class RemoveTrackPropertiesRequest;
 class Reply;
 class Request;
@@ -110,6 +112,10 @@ class LoopStorageDeviceController : public DeviceController {
     bool handleRemoveTrackPropertiesRequest(
         const tarn::proto::loop_storage::RemoveTrackPropertiesRequest& request, Reply& reply,
         std::string& error);
+    bool handleGetWorkersRequest(const tarn::proto::loop_storage::GetWorkersRequest& request,
+                                 Reply& reply, std::string& error);
+    bool handleEvictWorkerRequest(const tarn::proto::loop_storage::EvictWorkerRequest& request,
+                                  Reply& reply, std::string& error);
 
     /// Calls `operation` on a connection made for it. False with the reason in `error`.
     using Operation = std::function<void(tarn_storage_connection*, tarn_storage_error*)>;

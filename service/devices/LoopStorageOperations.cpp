@@ -78,6 +78,10 @@ bool LoopStorageDeviceController::handleApiRequest(Request& request, Reply& repl
         case Request::REMOVE_TRACK_PROPERTIES:
             return pass(&Self::handleRemoveTrackPropertiesRequest,
                         RemoveTrackPropertiesRequest::base);
+        case Request::GET_WORKERS:
+            return pass(&Self::handleGetWorkersRequest, GetWorkersRequest::base);
+        case Request::EVICT_WORKER:
+            return pass(&Self::handleEvictWorkerRequest, EvictWorkerRequest::base);
         default:
             error = formatMessage("Storage device controller: request type not handled");
             return false;

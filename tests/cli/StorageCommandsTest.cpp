@@ -227,6 +227,50 @@ TEST_F(StorageCommandsTest, NoticesAnAnswerToSomethingElse) {
     EXPECT_THAT(run.err, HasSubstr("type 5 instead of 9"));
 }
 
+TEST_F(StorageCommandsTest, ListsWorkers) {
+    storageAnswers([](const Request& request, Reply& reply) {
+        EXPECT_EQ(request.type(), Request::GET_WORKERS);
+        auto& content = *reply.MutableExtension(GetWorkersReply::base);
+        for (const auto kind : {WORKER_WRITER, WORKER_READER}) {
+            auto& worker = *content.add_workers();
+            worker.set_worker_id(kind + 10);
+            worker.set_kind(kind);
+            worker.set_track_id(3);
+            worker.set_name("camera\x1b[2J");
+            worker.set_address("192.168.1.5:40312");
+        }
+    });
+    const auto run = tarnctl({"storage", "workers"});
+    EXPECT_EQ(run.status, ExitStatus::Done);
+    EXPECT_THAT(run.out, HasSubstr("ID  TRACK  KIND    NAME"));
+    EXPECT_THAT(run.out, HasSubstr("12  3      writer"));
+    EXPECT_THAT(run.out, HasSubstr("192.168.1.5:40312"));
+    EXPECT_EQ(run.out.find('\x1b'), std::string::npos);
+    const auto document = json::parse(tarnctl({"storage", "workers", "--json"}).out);
+    EXPECT_EQ(document["workers"][1]["worker_id"], "11");
+    EXPECT_EQ(document["workers"][1]["kind"], "reader");
+    EXPECT_EQ(document["workers"][1]["track_id"], "3");
+}
+
+TEST_F(StorageCommandsTest, SaysThatThereAreNoWorkers) {
+    storageAnswers([](const Request&, Reply&) {});
+    EXPECT_EQ(tarnctl({"storage", "workers"}).out, "no workers\n");
+}
+
+TEST_F(StorageCommandsTest, EvictsAWorker) {
+    storageAnswers([](const Request&, Reply&) {});
+    EXPECT_EQ(tarnctl({"storage", "workers", "evict", "12"}).out, "worker 12 evicted\n");
+    const auto operation = lastOperation();
+    EXPECT_EQ(operation.type(), Request::EVICT_WORKER);
+    EXPECT_EQ(operation.GetExtension(EvictWorkerRequest::base).worker_id(), 12);
+    EXPECT_EQ(json::parse(tarnctl({"storage", "workers", "evict", "12", "--json"}).out),
+              json::parse(R"({"worker_id": "12", "state": "evicted"})"));
+    storageAnswers([](const Request&, Reply& reply) { fail(reply, "There is no worker 12"); });
+    const auto refused = tarnctl({"storage", "workers", "evict", "12"});
+    EXPECT_EQ(refused.status, ExitStatus::Failed);
+    EXPECT_THAT(refused.err, HasSubstr("There is no worker 12"));
+}
+
 TEST_F(StorageCommandsTest, RefusesLinesThatMakeNoSense) {
     for (const std::vector<std::string>& line :
          std::vector<std::vector<std::string>>{{"storage"},
@@ -240,6 +284,9 @@ TEST_F(StorageCommandsTest, RefusesLinesThatMakeNoSense) {
                                                {"storage", "clear"},
                                                {"storage", "ticket"},
                                                {"storage", "ticket", "99999999999999999999"},
+                                               {"storage", "workers", "evict"},
+                                               {"storage", "workers", "evict", "camera"},
+                                               {"storage", "workers", "12"},
                                                {"storage", "properties"},
                                                {"storage", "properties", "1", "set"},
                                                {"storage", "properties", "1", "set", "a"},

@@ -72,13 +72,16 @@ void LoopStorage::useStorage(Over transport, const std::string& furtherSections)
 }
 
 Program& LoopStorage::startStorage(Over transport) {
+    return startStorage(listening(transport, socketPath), addressOf(transport));
+}
+
+Program& LoopStorage::startStorage(const std::vector<std::string>& options,
+                                   const StorageAddress& reachedAt) {
     std::vector<std::string> command = {program, "--directory", tracksFolder};
-    for (const auto& word : listening(transport, socketPath)) {
-        command.push_back(word);
-    }
+    command.insert(command.end(), options.begin(), options.end());
     server = std::make_unique<Program>(command);
     StorageError error;
-    const auto serves = [&] { return connectStorage(addressOf(transport), error) != nullptr; };
+    const auto serves = [&] { return connectStorage(reachedAt, error) != nullptr; };
     if (!eventually(serves, std::chrono::seconds(20))) {
         throw std::runtime_error("the storage does not serve: " + error.message());
     }

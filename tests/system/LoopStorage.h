@@ -30,6 +30,8 @@ class LoopStorage : public SystemTest {
 
     /// Starts the server and waits until it serves; its tracks are those of the one before.
     Program& startStorage(Over transport);
+    Program& startStorage(const std::vector<std::string>& options,
+                          const service::devices::StorageAddress& reachedAt);
     Program& storageServer() { return *server; }
 
     /// Both, and waits until the storage is in the tree.

@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "tests/support/MachineTime.h"
@@ -335,6 +337,25 @@ TEST_F(LoopStorage, isOperatedFromTheCommandLine) {
     const auto again = tarnctl({"destroy", track, "--wait"});
     EXPECT_EQ(again.exitStatus, 1);
     EXPECT_THAT(again.err, HasSubstr(track));
+}
+
+TEST_F(LoopStorage, letsAnOperatorEndWhatAWorkerDoes) {
+    startServiceWithStorage(Over::UnixSocket);
+    const auto track = createTrack(megabyte);
+    TrackWriter stuck(addressOf(Over::UnixSocket), track, "camera");
+    const auto listed = tarnctl({"workers"});
+    EXPECT_THAT(listed.out, HasSubstr("writer"));
+    EXPECT_THAT(listed.out, HasSubstr("camera"));
+    EXPECT_THAT(listed.out, HasSubstr("process " + std::to_string(::getpid())));
+    const auto document = nlohmann::json::parse(tarnctl({"workers", "--json"}).out);
+    const std::string id = document["workers"][0]["worker_id"];
+    EXPECT_EQ(tarnctl({"workers", "evict", id}).out, "worker " + id + " evicted\n");
+    EXPECT_TRUE(eventually([] { return tarnctl({"workers"}).out == "no workers\n"; }));
+    EXPECT_TRUE(eventually([&] { return end(take(destroyTrack(track))).success(); }));
+    EXPECT_THROW(stuck.write(1, 10), std::runtime_error);
+    const auto again = tarnctl({"workers", "evict", id});
+    EXPECT_EQ(again.exitStatus, 1);
+    EXPECT_THAT(again.err, HasSubstr("There is no worker " + id));
 }
 
 TEST_F(LoopStorage, isReportedAsMissingWhereNoneIsConfigured) {

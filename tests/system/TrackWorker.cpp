@@ -41,6 +41,14 @@ TrackReader::TrackReader(const StorageAddress& storage, std::int64_t track, cons
     check(reader != nullptr, error);
 }
 
+bool TrackReader::read(std::chrono::milliseconds bound) {
+    tarn_storage_frame frame{};
+    const int result =
+        tarn_storage_reader_read(reader, static_cast<unsigned>(bound.count()), &frame, error.get());
+    check(result >= 0, error);
+    return result == 1;
+}
+
 TrackReader::~TrackReader() {
     tarn_storage_reader_destroy(reader);
 }

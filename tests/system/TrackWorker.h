@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -33,6 +34,9 @@ class TrackReader {
     ~TrackReader();
     TrackReader(const TrackReader&) = delete;
     TrackReader& operator=(const TrackReader&) = delete;
+
+    /// False when no frame has come within the bound.
+    bool read(std::chrono::milliseconds bound);
 
   private:
     service::devices::StorageError error;

@@ -66,6 +66,23 @@ TEST_P(DataTest, WhatIsWrittenIsRead) {
     EXPECT_EQ(reader.read(0), 0);
 }
 
+TEST_P(DataTest, AFrameMayLieInAnyNumberOfPieces) {
+    ASSERT_TRUE(writer.beWriter(0));
+    ASSERT_TRUE(reader.beReader(0));
+    std::string frame;
+    for (int i = 0; i < 900'000; ++i) {
+        frame += static_cast<char>(i * 31 % 251);
+    }
+    std::int64_t timePoint = 0;
+    // The system takes 1,024 at a time, of which two are the message's own.
+    for (const std::size_t pieces : {1, 1022, 1023, 1024, 1025, 2048, 5000, 100'000}) {
+        ASSERT_EQ(writer.write(++timePoint, frame, pieces), 0) << writer.errorMessage();
+        ASSERT_EQ(writer.flush(), 0) << writer.errorMessage();
+        ASSERT_EQ(reader.read(), 1) << reader.errorMessage();
+        EXPECT_EQ(reader.bytes, frame) << pieces;
+    }
+}
+
 TEST_P(DataTest, ASecondWriterIsRefused) {
     ASSERT_TRUE(writer.beWriter(0));
     StorageClient second = connect();

@@ -5,11 +5,10 @@
 #include <random>
 #include <thread>
 
-#include "platform/storage_wire/Greeting.h"
-#include "platform/storage_wire/MessageHeader.h"
 #include "tests/peers/loop_storage/StalledClient.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/WireBytes.h"
 #include "tests/peers/support/StartedProgram.h"
 
 namespace tarn::test {
@@ -17,17 +16,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-
-std::string greeting() {
-    const auto bytes = storage_wire::makeGreeting();
-    return {bytes.data(), bytes.size()};
-}
-
-std::string header(std::uint32_t messageSize, std::uint32_t payloadSize) {
-    const auto bytes =
-        storage_wire::encode({.messageSize = messageSize, .payloadSize = payloadSize});
-    return {bytes.data(), bytes.size()};
-}
 
 struct HostileClientTest : testing::Test {
     void expectServed() {

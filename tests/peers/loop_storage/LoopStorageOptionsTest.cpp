@@ -49,6 +49,24 @@ TEST_F(LoopStorageOptionsTest, AddressesHaveAHostAndAPort) {
     }
 }
 
+TEST_F(LoopStorageOptionsTest, ClientsHaveTimesAndPlaces) {
+    const auto standard = *parse({"--unix", "/s"});
+    EXPECT_EQ(standard.clientTimeOut, std::chrono::seconds(10));
+    EXPECT_EQ(standard.idleTimeOut, std::chrono::seconds(60));
+    EXPECT_EQ(standard.clients, 1000U);
+    const auto given = *parse(
+        {"--unix", "/s", "--client-timeout", "0.5", "--idle-timeout", "2.5", "--clients", "8"});
+    EXPECT_EQ(given.clientTimeOut, std::chrono::milliseconds(500));
+    EXPECT_EQ(given.idleTimeOut, std::chrono::milliseconds(2500));
+    EXPECT_EQ(given.clients, 8U);
+    for (const char* const option : {"--client-timeout", "--idle-timeout", "--clients"}) {
+        for (const char* const text : {"", "0", "-1", "nan", "100001", "many"}) {
+            EXPECT_FALSE(parse({"--unix", "/s", option, text})) << option << text;
+            EXPECT_EQ(exitStatus, 2);
+        }
+    }
+}
+
 TEST_F(LoopStorageOptionsTest, SomewhereItHasToListen) {
     EXPECT_FALSE(parse({}));
     EXPECT_EQ(exitStatus, 2);

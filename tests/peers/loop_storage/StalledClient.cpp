@@ -13,11 +13,15 @@ StalledClient::StalledClient(const std::string& socketPath, const std::string& b
     socketPath.copy(address.sun_path, sizeof address.sun_path - 1);
     const void* const generic = &address;
     ::connect(number, static_cast<const sockaddr*>(generic), sizeof address);
-    ::send(number, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    send(bytes);
 }
 
 StalledClient::~StalledClient() {
     ::close(number);
+}
+
+void StalledClient::send(const std::string& bytes) const {
+    ::send(number, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
 bool StalledClient::waitForEnd(std::chrono::milliseconds bound) const {

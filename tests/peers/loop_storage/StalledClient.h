@@ -5,7 +5,7 @@
 
 namespace tarn::test {
 
-/// Connects, sends these bytes, and then neither sends nor receives.
+/// Connects, sends these bytes, and then receives nothing, and sends what it is told to.
 class StalledClient {
   public:
     StalledClient(const std::string& socketPath, const std::string& bytes);
@@ -13,6 +13,7 @@ class StalledClient {
     StalledClient(const StalledClient&) = delete;
     StalledClient& operator=(const StalledClient&) = delete;
 
+    void send(const std::string& bytes) const;
     /// Whether the server has closed the connection within the bound.
     bool waitForEnd(std::chrono::milliseconds bound) const;
 

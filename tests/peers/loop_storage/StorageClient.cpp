@@ -65,19 +65,41 @@ std::vector<std::int64_t> StorageClient::tracks() {
     return ids;
 }
 
-std::vector<std::string> StorageClient::workers() {
-    std::vector<std::string> lines;
+template <typename Look>
+auto StorageClient::ofWorkers(Look look) {
+    using Value = decltype(look(std::declval<tarn_storage_worker_info_list*>(), std::size_t{}));
+    std::vector<Value> values;
     auto* const list = tarn_storage_worker_list_create(connection, error);
     auto* const records = tarn_storage_worker_info_list_create(connection, list, error);
     const auto count = records != nullptr ? tarn_storage_worker_info_list_get_count(records) : 0;
     for (std::size_t i = 0; i < count; ++i) {
-        const auto& record = *tarn_storage_worker_info_list_get(records, i);
-        lines.push_back((record.kind == TARN_STORAGE_WORKER_WRITER ? "writer " : "reader ") +
-                        std::to_string(record.track_id) + " " + record.name);
+        values.push_back(look(records, i));
     }
     tarn_storage_worker_info_list_destroy(records);
     tarn_storage_worker_list_destroy(list);
-    return lines;
+    return values;
+}
+
+std::vector<std::string> StorageClient::workers() {
+    return ofWorkers([](auto* records, std::size_t i) {
+        const auto& record = *tarn_storage_worker_info_list_get(records, i);
+        return (record.kind == TARN_STORAGE_WORKER_WRITER ? "writer " : "reader ") +
+               std::to_string(record.track_id) + " " + record.name;
+    });
+}
+
+std::vector<std::int64_t> StorageClient::workerIds() {
+    return ofWorkers(tarn_storage_worker_info_list_get_id);
+}
+
+std::vector<std::string> StorageClient::workerAddresses() {
+    return ofWorkers([](auto* records, std::size_t i) {
+        return std::string(tarn_storage_worker_info_list_get_address(records, i));
+    });
+}
+
+int StorageClient::evict(std::int64_t worker) {
+    return tarn_storage_worker_evict(connection, worker, error);
 }
 
 int StorageClient::set(std::int64_t track, const std::map<std::string, std::string>& properties) {
@@ -118,6 +140,17 @@ bool StorageClient::beWriter(std::int64_t track, const std::string& name) {
 
 int StorageClient::write(std::int64_t at, const std::string& frame) {
     return tarn_storage_writer_write(writer, at, frame.data(), frame.size(), error);
+}
+
+int StorageClient::write(std::int64_t at, const std::string& frame, std::size_t pieces) {
+    std::vector<tarn_storage_part> parts;
+    const auto most = frame.size() / pieces;
+    for (std::size_t i = 0; i < pieces; ++i) {
+        const bool isLast = i + 1 == pieces;
+        parts.push_back(
+            {.data = frame.data() + i * most, .size = isLast ? frame.size() - i * most : most});
+    }
+    return tarn_storage_writer_write_parts(writer, at, parts.data(), parts.size(), error);
 }
 
 int StorageClient::flush() {

@@ -19,6 +19,7 @@ class StorageClient {
     StorageClient(const StorageClient&) = delete;
     StorageClient& operator=(const StorageClient&) = delete;
 
+    void interrupt() { tarn_storage_connection_interrupt(connection); }
     bool isConnected() const { return connection != nullptr; }
     int errorType() const { return tarn_storage_error_get_type(error); }
     std::string errorMessage() const { return tarn_storage_error_get_message(error); }
@@ -37,6 +38,9 @@ class StorageClient {
     std::vector<std::int64_t> tracks();
     /// "writer 3 camera", "reader 3 player", ...
     std::vector<std::string> workers();
+    std::vector<std::int64_t> workerIds();
+    std::vector<std::string> workerAddresses();
+    int evict(std::int64_t worker);
     int set(std::int64_t track, const std::map<std::string, std::string>& properties);
     int remove(std::int64_t track, const std::vector<std::string>& names);
     std::map<std::string, std::string> properties(std::int64_t track);
@@ -44,6 +48,8 @@ class StorageClient {
     // A client that writes or reads does nothing else.
     bool beWriter(std::int64_t track, const std::string& name = "writer");
     int write(std::int64_t timePoint, const std::string& bytes);
+    /// The same in as many pieces.
+    int write(std::int64_t timePoint, const std::string& bytes, std::size_t pieces);
     int flush();
     bool beReader(std::int64_t track, int start = TARN_STORAGE_START_OLDEST,
                   std::int64_t timePoint = 0, const std::string& name = "reader");
@@ -56,6 +62,9 @@ class StorageClient {
     }
 
   private:
+    template <typename Look>
+    auto ofWorkers(Look look);
+
     tarn_storage_error* const error = tarn_storage_error_create();
     tarn_storage_connection* connection = nullptr;
     tarn_storage_writer* writer = nullptr;

@@ -49,12 +49,34 @@ TEST(TicketsTest, WhoWaitsIsCalledAtTheEndAndAtOnceAfterIt) {
     Tickets tickets(10);
     const auto ticket = tickets.add();
     int calls = 0;
-    tickets.callAtEnd(ticket, [&] { ++calls; });
+    tickets.callAtEnd(ticket, &calls, [&] { ++calls; });
     EXPECT_EQ(calls, 0);
     tickets.cancel(ticket);
     EXPECT_EQ(calls, 1);
-    tickets.callAtEnd(ticket, [&] { ++calls; });
+    tickets.callAtEnd(ticket, &calls, [&] { ++calls; });
     EXPECT_EQ(calls, 2);
+}
+
+TEST(TicketsTest, WhoAsksAgainAndAgainWaitsOnce) {
+    Tickets tickets(10);
+    const auto ticket = tickets.add();
+    int calls = 0;
+    for (int i = 0; i < 3; ++i) {
+        tickets.callAtEnd(ticket, &calls, [&] { ++calls; });
+    }
+    tickets.finish(ticket, 0);
+    EXPECT_EQ(calls, 1);
+}
+
+TEST(TicketsTest, WhoHasCalledOffIsNotCalled) {
+    Tickets tickets(10);
+    const auto ticket = tickets.add();
+    int calls = 0;
+    tickets.callAtEnd(ticket, &calls, [&] { ++calls; });
+    tickets.callOff(ticket, &calls);
+    tickets.callOff(77, &calls);
+    tickets.finish(ticket, 0);
+    EXPECT_EQ(calls, 0);
 }
 
 }  // namespace

@@ -154,6 +154,20 @@ TEST_F(StorageElementsTest, WhatCannotBeIsAnErrorWithItsReason) {
         HasSubstr("is too large"));
 }
 
+TEST_F(StorageElementsTest, OneThatIsEvictedSaysSo) {
+    for (const std::string& pipeline : {"videotestsrc is-live=true ! tarnstoragesink" + at(),
+                                        "tarnstoragesrc" + at() + " start=live ! fakesink"}) {
+        Process evicted(command(pipeline), environment);
+        ASSERT_TRUE(eventually([&] { return control.workerIds().size() == 1; })) << pipeline;
+        ASSERT_EQ(control.evict(control.workerIds().front()), 0) << control.errorMessage();
+        const auto result = evicted.wait();
+        EXPECT_NE(result.exitStatus, 0) << pipeline;
+        EXPECT_THAT(result.err + result.out,
+                    HasSubstr("An operator has evicted this worker from its track"))
+            << pipeline;
+    }
+}
+
 TEST_F(StorageElementsTest, AServerThatGoesAwayIsAnError) {
     Process recording(command("videotestsrc is-live=true ! tarnstoragesink" + at()), environment);
     ASSERT_TRUE(eventually([&] { return control.end(0) >= 0; }));

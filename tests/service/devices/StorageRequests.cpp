@@ -70,6 +70,15 @@ Request properties(std::int64_t track) {
     return ofTrack<GetTrackPropertiesRequest>(Request::GET_TRACK_PROPERTIES, track);
 }
 
+Request workers() {
+    return make<GetWorkersRequest>(Request::GET_WORKERS, [](auto&) {});
+}
+
+Request evictWorker(std::int64_t worker) {
+    return make<EvictWorkerRequest>(Request::EVICT_WORKER,
+                                    [&](auto& content) { content.set_worker_id(worker); });
+}
+
 Request removeProperties(std::int64_t track, const std::vector<std::string>& names) {
     return make<RemoveTrackPropertiesRequest>(Request::REMOVE_TRACK_PROPERTIES, [&](auto& content) {
         content.set_track_id(track);

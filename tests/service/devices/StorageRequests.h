@@ -22,6 +22,8 @@ Request setProperties(std::int64_t track, const std::map<std::string, std::strin
 Request trackSize(std::int64_t track);
 Request remainingSpace();
 Request properties(std::int64_t track);
+Request workers();
+Request evictWorker(std::int64_t worker);
 Request removeProperties(std::int64_t track, const std::vector<std::string>& names);
 
 }  // namespace tarn::test::storage_requests

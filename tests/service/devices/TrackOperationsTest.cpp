@@ -320,6 +320,44 @@ TEST_F(TrackOperationsTest, DestroyingTheControllerLeavesWhatDoesNotEndToTheServ
     }
 }
 
+TEST_F(TrackOperationsTest, ListsWhoIsAttached) {
+    storage.has({TARN_STORAGE_WORKER_READER, 3, "player"});
+    storage.has({TARN_STORAGE_WORKER_WRITER, 4, "12345678901234567890"});
+    storage.has({TARN_STORAGE_WORKER_OTHER, 5, ""});
+    const auto listed = succeed(workers()).GetExtension(GetWorkersReply::base);
+    ASSERT_EQ(listed.workers_size(), 3);
+    EXPECT_EQ(listed.workers(0).worker_id(), 0);
+    EXPECT_EQ(listed.workers(0).kind(), WORKER_READER);
+    EXPECT_EQ(listed.workers(0).track_id(), 3);
+    EXPECT_EQ(listed.workers(0).name(), "player");
+    EXPECT_EQ(listed.workers(0).address(), "process 1234");
+    EXPECT_EQ(listed.workers(1).kind(), WORKER_WRITER);
+    EXPECT_EQ(listed.workers(1).name(), "12345678901234567890");
+    EXPECT_EQ(listed.workers(2).kind(), WORKER_OTHER);
+}
+
+TEST_F(TrackOperationsTest, EvictsAWorker) {
+    storage.has({TARN_STORAGE_WORKER_READER, 3, "player"});
+    storage.has({TARN_STORAGE_WORKER_WRITER, 3, "recorder"});
+    succeed(evictWorker(1));
+    const auto left = succeed(workers()).GetExtension(GetWorkersReply::base);
+    ASSERT_EQ(left.workers_size(), 1);
+    EXPECT_EQ(left.workers(0).name(), "player");
+    EXPECT_EQ(refusal(evictWorker(77)), "There is no worker 77");
+    Request nobody;
+    nobody.set_type(Request::EVICT_WORKER);
+    EXPECT_EQ(refusal(nobody), "The request names no worker");
+    EXPECT_EQ(storage.openConnections(), 0U);
+}
+
+TEST_F(TrackOperationsTest, TellsWhyWorkersAreNotListed) {
+    storage.fails("tarn_storage_worker_list_create", "no list");
+    EXPECT_EQ(refusal(workers()), "no list");
+    storage.worksAgain("tarn_storage_worker_list_create");
+    storage.fails("tarn_storage_worker_info_list_create", "no records");
+    EXPECT_EQ(refusal(workers()), "no records");
+}
+
 TEST(TrackTasks, LetNoMoreRunThanThereMay) {
     FakeStorage storage("/run/few");
     storage.holdsOperations();

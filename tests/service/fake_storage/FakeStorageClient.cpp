@@ -223,6 +223,27 @@ const tarn_storage_worker_info* tarn_storage_worker_info_list_get(
     return &list->workers.at(index);
 }
 
+int64_t tarn_storage_worker_info_list_get_id(const tarn_storage_worker_info_list*, size_t index) {
+    return static_cast<int64_t>(index);
+}
+
+const char* tarn_storage_worker_info_list_get_address(const tarn_storage_worker_info_list*,
+                                                      size_t) {
+    return "process 1234";
+}
+
+int tarn_storage_worker_evict(tarn_storage_connection* connection, int64_t worker_id,
+                              tarn_storage_error* error) {
+    return with(connection, __func__, error, -1, [worker_id](FakeStorage::State& state) {
+        if (worker_id < 0 || static_cast<std::size_t>(worker_id) >= state.workers.size()) {
+            throw Failure{TARN_STORAGE_ERROR_NOT_FOUND,
+                          "There is no worker " + std::to_string(worker_id)};
+        }
+        state.workers.erase(state.workers.begin() + worker_id);
+        return 0;
+    });
+}
+
 tarn_storage_track_list* tarn_storage_track_list_create(tarn_storage_connection* connection,
                                                         tarn_storage_error* error) {
     return with(connection, __func__, error, static_cast<tarn_storage_track_list*>(nullptr),
