@@ -43,14 +43,22 @@ std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
 
 }  // namespace
 
-Chaos::Chaos(unsigned seed, Transport transport)
+Chaos::Chaos(unsigned seed, Transport transport, std::vector<std::string> without)
     : random(seed),
       machine(transport),
       largeDevice(machine.places()),
-      follower(machine.places().published) {
+      follower(machine.places().published),
+      diskTrack(machine.diskTrack(), machine.ownTracks().at(machine.diskTrack())),
+      without(std::move(without)) {
     for (const auto& [track, size] : machine.ownTracks()) {
         book.created(track, size);
     }
+}
+
+bool Chaos::isWanted(const Action& action) const {
+    return std::none_of(without.begin(), without.end(), [&](const std::string& part) {
+        return std::string(action.name).find(part) != std::string::npos;
+    });
 }
 
 bool Chaos::isPossible(const Action& action) const {
@@ -75,7 +83,7 @@ const Chaos::Action& Chaos::chooseAction() {
     std::vector<const Action*> possible;
     std::vector<unsigned> weights;
     for (const auto& action : actions()) {
-        if (isPossible(action)) {
+        if (isWanted(action) && isPossible(action)) {
             possible.push_back(&action);
             weights.push_back(action.weight);
         }
@@ -105,9 +113,12 @@ void Chaos::tour(const std::string& text) {
     for (const auto& action : actions()) {
         const bool wanted = action.frequency == Frequency::Seldom &&
                             std::string(action.name).find(text) != std::string::npos;
-        if (wanted && found.empty()) {
+        if (wanted && isWanted(action) && found.empty()) {
             if (!machine.serviceIsUp()) {
                 machine.startService();
+            }
+            if (!machine.storage().isUp()) {
+                machine.storage().start();
             }
             perform(action);
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "service/devices/StorageConnection.h"
@@ -24,6 +25,9 @@ struct Places {
     service::devices::StorageAddress storage;
 
     static Places over(Transport transport);
+
+    /// On which the storage listens at every address of the machine, whatever the transport.
+    static constexpr std::uint16_t tcpPort = 20300;
 
     /// The sections of a configuration that says so.
     std::string configuration() const;
