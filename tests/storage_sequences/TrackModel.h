@@ -63,6 +63,7 @@ class TrackModel {
     void lost(Loss loss);
     /// A disk that failed: whatever is not durable may be missing, each frame by itself.
     void diskFailed() { hasHoles = true; }
+    bool mayHaveHoles() const { return hasHoles; }
 
     /// What is wrong with what is there, one line each. From then on what was found is what is
     /// there. `atStart`: a server that has just begun has brought it to the disk.
