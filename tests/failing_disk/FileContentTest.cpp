@@ -23,6 +23,14 @@ Luck everySecond() {
     return [yes = false]() mutable { return yes = !yes; };
 }
 
+/// A file whose bytes are all on the disk.
+FileContent onDisk(const std::string& bytes) {
+    FileContent file;
+    file.write(0, bytes);
+    file.sync();
+    return file;
+}
+
 TEST(FileContent, ReadsWhatWasWritten) {
     FileContent file;
     file.write(3, "abc");
@@ -33,9 +41,7 @@ TEST(FileContent, ReadsWhatWasWritten) {
 }
 
 TEST(FileContent, LosesWhatWasNotSynced) {
-    FileContent file;
-    file.write(0, "old");
-    file.sync();
+    auto file = onDisk("old");
     EXPECT_TRUE(file.isSynced());
     file.write(0, "new and longer");
     EXPECT_FALSE(file.isSynced());
@@ -52,18 +58,14 @@ TEST(FileContent, MayKeepWhatWasNotSynced) {
 }
 
 TEST(FileContent, KeepsSomeSectorsOfAWriteAndNotOthers) {
-    FileContent file;
-    file.write(0, sectors(4, 'a'));
-    file.sync();
+    auto file = onDisk(sectors(4, 'a'));
     file.write(0, sectors(4, 'b'));
     file.losePower(everySecond());
     EXPECT_EQ(all(file), sectors(1, 'b') + sectors(1, 'a') + sectors(1, 'b') + sectors(1, 'a'));
 }
 
 TEST(FileContent, TearsNoSector) {
-    FileContent file;
-    file.write(0, sectors(2, 'a'));
-    file.sync();
+    auto file = onDisk(sectors(2, 'a'));
     file.write(sector - 2, "bbbb");
     file.losePower(everySecond());
     EXPECT_EQ(all(file), sectors(1, 'a').substr(2) + "bb" + sectors(1, 'a'));
@@ -77,18 +79,14 @@ TEST(FileContent, MayHaveTheNewLengthWithoutTheBytes) {
 }
 
 TEST(FileContent, ComesBackInItsOldLengthWhenItsCutWasNotSynced) {
-    FileContent file;
-    file.write(0, sectors(2, 'a'));
-    file.sync();
+    auto file = onDisk(sectors(2, 'a'));
     file.resize(sector);
     file.losePower(never());
     EXPECT_EQ(all(file), sectors(2, 'a'));
 }
 
 TEST(FileContent, HasZerosWhereItWasCutAndMadeLongerAgain) {
-    FileContent file;
-    file.write(0, sectors(2, 'a'));
-    file.sync();
+    auto file = onDisk(sectors(2, 'a'));
     file.resize(sector);
     file.resize(2 * sector);
     EXPECT_EQ(all(file), sectors(1, 'a') + sectors(1, '\0'));
@@ -97,9 +95,7 @@ TEST(FileContent, HasZerosWhereItWasCutAndMadeLongerAgain) {
 }
 
 TEST(FileContent, IsNotWrittenByTheSyncAfterOneThatFailed) {
-    FileContent file;
-    file.write(0, "old");
-    file.sync();
+    auto file = onDisk("old");
     file.write(0, "new");
     file.failSync(never());
     EXPECT_EQ(all(file), "new") << "as long as the kernel has room for it";
@@ -119,9 +115,7 @@ TEST(FileContent, IsWrittenAgainAfterAFailedSyncWhereItIsWrittenAnew) {
 }
 
 TEST(FileContent, ShowsWhatIsOnTheDiskWhenTheKernelForgetsAFailedSync) {
-    FileContent file;
-    file.write(0, sectors(2, 'a'));
-    file.sync();
+    auto file = onDisk(sectors(2, 'a'));
     file.write(0, sectors(2, 'b'));
     file.failSync(everySecond());
     file.dropCache();
@@ -136,9 +130,7 @@ TEST(FileContent, KeepsWhatIsNotSyncedInTheCache) {
 }
 
 TEST(FileContent, MayHoldSomethingInBetween) {
-    FileContent file;
-    file.write(0, sectors(1, 'a'));
-    file.sync();
+    auto file = onDisk(sectors(1, 'a'));
     file.write(0, sectors(1, 'b'));
     file.writeBack(always());
     file.write(0, sectors(1, 'c'));

@@ -11,6 +11,10 @@
 
 namespace tarn::storage_sequences {
 
+inline std::string trackName(std::int64_t track) {
+    return "track " + std::to_string(track);
+}
+
 /// How a call went. One that was broken may be done or not.
 struct Outcome {
     enum class How { Done, Refused, Broken };

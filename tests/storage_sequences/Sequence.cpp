@@ -1,8 +1,6 @@
 // What the clients of a storage do.
 #include "tests/storage_sequences/Sequence.h"
 
-#include <poll.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -21,12 +19,7 @@ constexpr unsigned sizeDoublings = 7;
 constexpr std::uint64_t framesInATrack = 1000;  // fewer than a track has records for
 constexpr std::size_t mostTracks = 5;
 constexpr unsigned longestBurst = 25;
-constexpr int againAfterMs = 2;
 constexpr std::chrono::seconds longestDetach{20};
-
-std::string nameOf(std::int64_t track) {
-    return "track " + std::to_string(track);
-}
 
 }  // namespace
 
@@ -174,7 +167,7 @@ Writer* Sequence::writerOf(std::int64_t id) {
             writer = Writer::Attach(address, id, attached);
             return attached;
         });
-        isExpected(outcome, "attaching a writer to " + nameOf(id));
+        isExpected(outcome, "attaching a writer to " + trackName(id));
     }
     return writer.get();
 }
@@ -183,12 +176,12 @@ void Sequence::writeTo(std::int64_t id, unsigned frames) {
     auto* const writer = writerOf(id);
     auto& track = tracks.at(id);
     note("  " + std::to_string(frames) + " frames from " + std::to_string(track.nextTimePoint()) +
-         " on to " + nameOf(id));
+         " on to " + trackName(id));
     for (unsigned n = 0; writer != nullptr && n < frames; ++n) {
         const auto timePoint = track.nextTimePoint();
         const auto size = anyFrameSize(track);
         track.sent(size);
-        if (!isExpected(writer->write(timePoint, size), "writing to " + nameOf(id))) {
+        if (!isExpected(writer->write(timePoint, size), "writing to " + trackName(id))) {
             return;
         }
     }
@@ -196,7 +189,7 @@ void Sequence::writeTo(std::int64_t id, unsigned frames) {
 
 bool Sequence::flush(std::int64_t id) {
     auto* const writer = writerOf(id);
-    if (writer == nullptr || !isExpected(writer->flush(), "flushing " + nameOf(id))) {
+    if (writer == nullptr || !isExpected(writer->flush(), "flushing " + trackName(id))) {
         return false;
     }
     tracks.at(id).acknowledged();
@@ -220,8 +213,8 @@ void Sequence::detach() {
 
 void Sequence::makeDurable() {
     const auto id = anyTrack();
-    note("  " + nameOf(id));
-    if (flush(id) && isExpected(bringToDisk(id), "bringing to the disk " + nameOf(id))) {
+    note("  " + trackName(id));
+    if (flush(id) && isExpected(bringToDisk(id), "bringing to the disk " + trackName(id))) {
         tracks.at(id).durable();
     }
 }
@@ -240,9 +233,9 @@ void Sequence::clear() {
     if (writers.contains(id) && !flush(id)) {
         return;
     }
-    note("  " + nameOf(id));
+    note("  " + trackName(id));
     track.clearing();
-    if (isExpected(client().clear(id), "clearing " + nameOf(id))) {
+    if (isExpected(client().clear(id), "clearing " + trackName(id))) {
         track.cleared();
     }
 }
@@ -255,12 +248,12 @@ void Sequence::resize() {
     }
     writers.erase(id);
     const auto wanted = anySize();
-    note("  " + nameOf(id) + " from " + std::to_string(track.size()) + " to " +
+    note("  " + trackName(id) + " from " + std::to_string(track.size()) + " to " +
          std::to_string(wanted));
     track.resizing(wanted);
     std::uint64_t reached = 0;
     const auto outcome = whenFree([&] { return client().resize(id, wanted, reached); });
-    if (isExpected(outcome, "resizing " + nameOf(id))) {
+    if (isExpected(outcome, "resizing " + trackName(id))) {
         track.resized(reached);
     }
 }
@@ -274,9 +267,9 @@ void Sequence::setProperties() {
     for (const auto& [name, value] : changes) {
         wanted[name] = value;
     }
-    note("  " + nameOf(id));
+    note("  " + trackName(id));
     track.changing(wanted);
-    if (isExpected(client().setProperties(id, changes), "properties of " + nameOf(id))) {
+    if (isExpected(client().setProperties(id, changes), "properties of " + trackName(id))) {
         track.changed();
     }
 }
@@ -290,9 +283,9 @@ void Sequence::removeProperty() {
     }
     const auto name = wanted.begin()->first;
     wanted.erase(name);
-    note("  " + nameOf(id));
+    note("  " + trackName(id));
     track.changing(wanted);
-    if (isExpected(client().removeProperty(id, name), "removing a property of " + nameOf(id))) {
+    if (isExpected(client().removeProperty(id, name), "removing a property of " + trackName(id))) {
         track.changed();
     }
 }
@@ -308,9 +301,9 @@ void Sequence::create() {
         return;
     }
     openCreation.reset();
-    note("  " + nameOf(id) + " of " + std::to_string(size));
+    note("  " + trackName(id) + " of " + std::to_string(size));
     if (id <= lastId) {
-        complain(nameOf(id) + " is new, and its number was given before");
+        complain(trackName(id) + " is new, and its number was given before");
     }
     lastId = std::max(lastId, id);
     tracks.emplace(id, TrackModel(id, size));
@@ -323,10 +316,10 @@ void Sequence::destroy() {
     }
     const auto id = anyTrack();
     writers.erase(id);
-    note("  " + nameOf(id));
+    note("  " + trackName(id));
     openDestruction = id;
     const auto outcome = whenFree([&] { return client().destroy(id); });
-    if (isExpected(outcome, "destroying " + nameOf(id))) {
+    if (isExpected(outcome, "destroying " + trackName(id))) {
         openDestruction.reset();
         tracks.erase(id);
     }
@@ -337,76 +330,6 @@ void Sequence::flushAll() {
         if (problems.empty() && writer) {
             flush(id);
         }
-    }
-}
-
-void Sequence::look() {
-    flushAll();
-    if (problems.empty()) {
-        compareAll(TrackModel::When::Running);
-    }
-}
-
-void Sequence::compareAll(TrackModel::When when) {
-    std::vector<std::int64_t> listed;
-    if (!isExpected(client().list(listed), "listing the tracks")) {
-        return;
-    }
-    adoptUnknown(listed);
-    checkList(listed);
-    for (auto& [id, track] : tracks) {
-        if (problems.empty()) {
-            compareTrack(id, track, when, !oneIn(4));
-        }
-    }
-}
-
-// What was asked for and not answered may be there.
-void Sequence::adoptUnknown(const std::vector<std::int64_t>& listed) {
-    for (const auto id : listed) {
-        if (tracks.contains(id)) {
-            continue;
-        }
-        if (!openCreation || id <= lastId) {
-            complain(nameOf(id) + " was destroyed or never made");
-            continue;
-        }
-        tracks.emplace(id, TrackModel(id, *openCreation));
-        openCreation.reset();
-        lastId = id;
-    }
-    openCreation.reset();
-}
-
-void Sequence::checkList(const std::vector<std::int64_t>& listed) {
-    std::erase_if(tracks, [&](const auto& entry) {
-        const bool isListed = std::find(listed.begin(), listed.end(), entry.first) != listed.end();
-        if (!isListed && entry.first != openDestruction) {
-            complain(nameOf(entry.first) + " is gone");
-        }
-        return !isListed;
-    });
-    openDestruction.reset();
-}
-
-void Sequence::compareTrack(std::int64_t id, TrackModel& track, TrackModel::When when, bool reads) {
-    TrackModel::Found found;
-    if (!isExpected(client().describe(id, found), "describing " + nameOf(id))) {
-        return;
-    }
-    Client::Reading reading;
-    if (reads) {
-        if (!isExpected(client().read(id, reading), "reading " + nameOf(id))) {
-            return;
-        }
-        if (reading.unreadable > 0 && !track.mayHaveHoles()) {
-            complain(std::to_string(reading.unreadable) + " frames of " + nameOf(id) +
-                     " cannot be read");
-        }
-        found.frames = std::move(reading.frames);
-    }
-    for (const auto& problem : track.compare(found, when)) {
-        complain(problem);
     }
 }
 

@@ -92,6 +92,7 @@ class Sequence {
     std::string dataPathOf(std::int64_t id);
     failing_disk::Fault anyTrackFailure(std::int64_t id);
     bool isRefused(const Outcome& outcome, const std::string& what);
+    Outcome tryToWrite(std::int64_t id);
     bool noticesFailure(std::int64_t id);
     void useFailedTrack(std::int64_t id);
     void readSome(std::int64_t id);

@@ -1,6 +1,4 @@
 // What ends the server of a sequence, and what must be there afterwards.
-#include <poll.h>
-
 #include <thread>
 
 #include "tests/storage_sequences/Sequence.h"

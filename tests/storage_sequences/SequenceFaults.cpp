@@ -20,10 +20,6 @@ constexpr auto othersTake = 1500ms;
 constexpr auto slowness = 20s;
 constexpr auto untilMet = 20s;
 
-std::string nameOf(std::int64_t track) {
-    return "track " + std::to_string(track);
-}
-
 std::string folderOf(std::int64_t track) {
     return "track-" + std::to_string(track) + "/";
 }
@@ -54,14 +50,14 @@ void Sequence::goOnWith(std::int64_t id) {
 // Whoever reads is told of those that cannot be read, and given the others.
 void Sequence::readSome(std::int64_t id) {
     Client::Reading reading;
-    if (!isExpected(client().read(id, reading), "reading " + nameOf(id) + " from a bad disk")) {
+    if (!isExpected(client().read(id, reading), "reading " + trackName(id) + " from a bad disk")) {
         return;
     }
     note("  " + std::to_string(reading.frames.size()) + " frames are read and " +
          std::to_string(reading.unreadable) + " are not");
     for (const auto& frame : reading.frames) {
         if (!frame.isWhole) {
-            complain(nameOf(id) + ": frame " + std::to_string(frame.timePoint) +
+            complain(trackName(id) + ": frame " + std::to_string(frame.timePoint) +
                      " is torn, on a bad disk");
         }
     }
@@ -72,7 +68,7 @@ void Sequence::failReads() {
     goOnWith(id);
     const auto from = below(tracks.at(id).size());
     const auto size = 1 + below(tracks.at(id).size() / 4);
-    note("  " + nameOf(id) + ", bytes " + std::to_string(from) + " to " +
+    note("  " + trackName(id) + ", bytes " + std::to_string(from) + " to " +
          std::to_string(from + size));
     machine.disk().faults().add({.operation = Operation::Read,
                                  .path = dataPathOf(id),
@@ -91,6 +87,19 @@ void Sequence::failReads() {
     }
 }
 
+// Nothing is said of how it goes.
+Outcome Sequence::tryToWrite(std::int64_t id) {
+    auto& track = tracks.at(id);
+    Outcome outcome;
+    for (unsigned n = 0; outcome.isDone() && n < someFrames; ++n) {
+        const auto timePoint = track.nextTimePoint();
+        const auto size = anyFrameSize(track);
+        track.sent(size);
+        outcome = writers.at(id)->write(timePoint, size);
+    }
+    return outcome.isDone() ? writers.at(id)->flush() : outcome;
+}
+
 // It costs the frame, and its writer.
 void Sequence::failFrameWrites() {
     const auto id = anyTrack();
@@ -102,17 +111,9 @@ void Sequence::failFrameWrites() {
     const auto before = machine.disk().faults().met();
     machine.disk().faults().add(
         {.operation = Operation::Write, .path = dataPathOf(id), .error = EIO});
-    auto& track = tracks.at(id);
-    Outcome outcome;
-    for (unsigned n = 0; outcome.isDone() && n < someFrames; ++n) {
-        const auto timePoint = track.nextTimePoint();
-        const auto size = anyFrameSize(track);
-        track.sent(size);
-        outcome = writers.at(id)->write(timePoint, size);
-    }
-    outcome = outcome.isDone() ? writers.at(id)->flush() : outcome;
+    const auto outcome = tryToWrite(id);
     if (outcome.isDone() && machine.disk().faults().met() != before) {
-        complain("frames that cannot be written to " + nameOf(id) + " are acknowledged");
+        complain("frames that cannot be written to " + trackName(id) + " are acknowledged");
     }
     machine.disk().faults().clear();
     writers.erase(id);
@@ -146,21 +147,13 @@ bool Sequence::isRefused(const Outcome& outcome, const std::string& what) {
 
 // Frames that can be lost are not acknowledged as durable. What is, is really there.
 bool Sequence::noticesFailure(std::int64_t id) {
-    auto& track = tracks.at(id);
     const auto fault = anyTrackFailure(id);
     note("  " + fault.path +
          (fault.operation == Operation::Sync ? " is not synced" : " is not written") +
          (fault.times == 1 ? ", once" : ""));
     const auto before = machine.disk().faults().met();
     machine.disk().faults().add(fault);
-    Outcome outcome;
-    for (unsigned n = 0; outcome.isDone() && n < someFrames; ++n) {
-        const auto timePoint = track.nextTimePoint();
-        const auto size = anyFrameSize(track);
-        track.sent(size);
-        outcome = writers.at(id)->write(timePoint, size);
-    }
-    outcome = outcome.isDone() ? writers.at(id)->flush() : outcome;
+    auto outcome = tryToWrite(id);
     outcome = outcome.isDone() ? bringToDisk(id) : outcome;
     writers.erase(id);
     if (outcome.isDone()) {
@@ -175,10 +168,10 @@ bool Sequence::noticesFailure(std::int64_t id) {
     machine.disk().faults().clear();
     if (outcome.isDone()) {
         note("  nobody was told");
-        track.durable();
+        tracks.at(id).durable();
         return false;
     }
-    return isMet && isRefused(outcome, "a failing disk of " + nameOf(id));
+    return isMet && isRefused(outcome, "a failing disk of " + trackName(id));
 }
 
 // Read, but not written until it is cleared, also by the next server.
@@ -200,11 +193,11 @@ void Sequence::useFailedTrack(std::int64_t id) {
         const auto writer = Writer::Attach(anyAddress(), id, outcome);
         return outcome;
     });
-    if (!isRefused(outcome, "writing on to " + nameOf(id) + ", whose disk has failed,")) {
+    if (!isRefused(outcome, "writing on to " + trackName(id) + ", whose disk has failed,")) {
         return;
     }
     tracks.at(id).clearing();
-    if (isExpected(client().clear(id), "clearing " + nameOf(id) + ", whose disk has failed,")) {
+    if (isExpected(client().clear(id), "clearing " + trackName(id) + ", whose disk has failed,")) {
         tracks.at(id).cleared();
         goOnWith(id);
     }
@@ -237,7 +230,7 @@ void Sequence::expectOthersGoOn(std::int64_t slow) {
     take("telling of all tracks", [&] {
         for (const auto& [id, track] : tracks) {
             TrackModel::Found found;
-            isExpected(client().describe(id, found), "describing " + nameOf(id));
+            isExpected(client().describe(id, found), "describing " + trackName(id));
         }
     });
     writers.erase(other);
@@ -256,7 +249,7 @@ void Sequence::beSlow() {
     const auto before = machine.disk().faults().met();
     const auto address = anyAddress();
     writers.erase(id);
-    note("  " + nameOf(id) +
+    note("  " + trackName(id) +
          (operation == Operation::Read    ? " is read"
           : operation == Operation::Write ? " is written"
                                           : " is synced"));
@@ -272,7 +265,7 @@ void Sequence::beSlow() {
             }
         });
         if (!test::eventually([&] { return machine.disk().faults().met() != before; }, untilMet)) {
-            complain("the slow disk of " + nameOf(id) + " was not used");
+            complain("the slow disk of " + trackName(id) + " was not used");
         }
         expectOthersGoOn(id);
         machine.disk().faults().clear();
