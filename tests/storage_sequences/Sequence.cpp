@@ -172,7 +172,7 @@ Writer* Sequence::writerOf(std::int64_t id) {
     return writer.get();
 }
 
-void Sequence::writeTo(std::int64_t id, unsigned frames) {
+bool Sequence::writeTo(std::int64_t id, unsigned frames) {
     auto* const writer = writerOf(id);
     auto& track = tracks.at(id);
     note("  " + std::to_string(frames) + " frames from " + std::to_string(track.nextTimePoint()) +
@@ -182,9 +182,10 @@ void Sequence::writeTo(std::int64_t id, unsigned frames) {
         const auto size = anyFrameSize(track);
         track.sent(size);
         if (!isExpected(writer->write(timePoint, size), "writing to " + trackName(id))) {
-            return;
+            return false;
         }
     }
+    return writer != nullptr;
 }
 
 bool Sequence::flush(std::int64_t id) {
@@ -198,8 +199,7 @@ bool Sequence::flush(std::int64_t id) {
 
 void Sequence::write() {
     const auto id = anyTrack();
-    writeTo(id, 1 + static_cast<unsigned>(below(longestBurst)));
-    if (problems.empty() && !oneIn(4)) {
+    if (writeTo(id, 1 + static_cast<unsigned>(below(longestBurst))) && !oneIn(4)) {
         flush(id);
     }
 }

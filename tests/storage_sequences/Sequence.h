@@ -83,7 +83,8 @@ class Sequence {
     void compareTrack(std::int64_t id, TrackModel& track, TrackModel::When when, bool reads);
     void adoptUnknown(const std::vector<std::int64_t>& listed);
     void checkList(const std::vector<std::int64_t>& listed);
-    void writeTo(std::int64_t id, unsigned frames);
+    // A writer that has failed says nothing more that counts, not even when it is flushed.
+    bool writeTo(std::int64_t id, unsigned frames);
     bool flush(std::int64_t id);
     void flushAll();
     Writer* writerOf(std::int64_t id);

@@ -41,8 +41,7 @@ std::string Sequence::dataPathOf(std::int64_t id) {
 }
 
 void Sequence::goOnWith(std::int64_t id) {
-    writeTo(id, someFrames);
-    if (problems.empty()) {
+    if (writeTo(id, someFrames)) {
         flush(id);
     }
 }
