@@ -185,6 +185,7 @@ Outcome Client::read(std::int64_t track, Reading& reading) const {
                     .message = "frame " + std::to_string(newest) + " does not come"};
         }
         const auto outcome = outcomeOf(error);
+        reading.reason = result < 0 ? outcome.message : reading.reason;
         if (result < 0 && (outcome.isBroken() || ++reading.unreadable > mostUnreadable)) {
             return outcome;
         }

@@ -67,6 +67,7 @@ class Client {
     struct Reading {
         std::vector<TrackModel::Frame> frames;
         std::size_t unreadable = 0;
+        std::string reason = {};  ///< of the last one of those
     };
     Outcome read(std::int64_t track, Reading& reading) const;
 

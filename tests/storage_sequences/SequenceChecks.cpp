@@ -67,7 +67,7 @@ void Sequence::compareTrack(std::int64_t id, TrackModel& track, TrackModel::When
         }
         if (reading.unreadable > 0 && !track.mayHaveHoles()) {
             complain(std::to_string(reading.unreadable) + " frames of " + trackName(id) +
-                     " cannot be read");
+                     " cannot be read: " + reading.reason);
         }
         found.frames = std::move(reading.frames);
     }
