@@ -193,10 +193,10 @@ void TrackModel::adopt(const Found& found, When when) {
     openProperties.reset();
     clear = Clearing::No;
     std::erase_if(all, [&](const Frame& f) {
-        const bool isOutside =
-            !found.newest || f.timePoint < *found.oldest || f.timePoint > *found.newest;
+        const bool isOutside = !found.newest || f.timePoint > *found.newest ||
+                               (f.timePoint < *found.oldest && when == When::AtStart);
         const bool isMissing =
-            found.frames &&
+            found.frames && found.oldest && f.timePoint >= *found.oldest &&
             std::none_of(found.frames->begin(), found.frames->end(),
                          [&](const Frame& other) { return other.timePoint == f.timePoint; });
         return isOutside || isMissing;

@@ -18,7 +18,9 @@ using Properties = std::map<std::string, std::string>;
 /// A server that is killed keeps what was acknowledged, a machine that loses power what is durable:
 /// in both cases frames are missing from the end only, and never one without those after it. A
 /// change (clearing, size, properties) that was begun and not answered is done or not done after a
-/// loss, and holds from its answer on. Whatever a track was seen to have lost never comes back.
+/// loss, and holds from its answer on. Whatever a track was seen to have lost at a server's start
+/// never comes back; what the ring had only gone over since does where the power goes before the
+/// disk has what goes over it.
 class TrackModel {
   public:
     enum class Loss { None, Server, Power };

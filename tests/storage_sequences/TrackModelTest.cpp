@@ -95,6 +95,18 @@ TEST_F(TrackModelTest, MayMissTheOldestOnesThatHaveNoRoomBesideWhatWasSent) {
                 Contains("track 7: frame 4 has room and is lost; the oldest is frame 5"));
 }
 
+TEST_F(TrackModelTest, MayBeWhatItWasBeforeTheRingWentOverItsOldestOnes) {
+    send(4);
+    track.durable();
+    send(8);
+    track.acknowledged();
+    EXPECT_THAT(compare(holding(3, 12), When::Running), IsEmpty());
+    track.lost(Loss::Power);
+    EXPECT_THAT(TrackModel(track).compare(holding(1, 4), When::AtStart), IsEmpty());
+    EXPECT_THAT(compare(holding(3, 12)), IsEmpty());
+    EXPECT_THAT(compare(holding(2, 12)), Contains(HasSubstr("frame 2 was cleared")));
+}
+
 TEST_F(TrackModelTest, HasNoMoreFramesThanAnyTrackHasRecordsFor) {
     TrackModel large(8, 1'000'000);
     for (int n = 0; n < 1030; ++n) {
