@@ -39,11 +39,12 @@ void WorkQueue::run() {
         if (state == State::Ending) {
             return;
         }
-        const auto work = std::move(waiting.front());
+        auto work = std::move(waiting.front());
         waiting.pop_front();
         running = 1;
         lock.unlock();
         work();
+        work = nullptr;  // with it goes what it holds, the end of which may add work
         lock.lock();
         running = 0;
         changed.notify_all();

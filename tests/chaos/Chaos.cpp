@@ -43,14 +43,22 @@ std::set<std::string> idsOf(const std::vector<World::Stored>& files) {
 
 }  // namespace
 
-Chaos::Chaos(unsigned seed, const Places& places)
+Chaos::Chaos(unsigned seed, const Places& places, std::vector<std::string> without)
     : random(seed),
       machine(places),
       largeDevice(machine.places()),
-      follower(machine.places().published) {
+      follower(machine.places().published),
+      diskTrack(machine.diskTrack(), machine.ownTracks().at(machine.diskTrack())),
+      without(std::move(without)) {
     for (const auto& [track, size] : machine.ownTracks()) {
         book.created(track, size);
     }
+}
+
+bool Chaos::isWanted(const Action& action) const {
+    return std::none_of(without.begin(), without.end(), [&](const std::string& part) {
+        return std::string(action.name).find(part) != std::string::npos;
+    });
 }
 
 bool Chaos::isPossible(const Action& action) const {
@@ -77,7 +85,7 @@ const Chaos::Action& Chaos::chooseAction() {
     std::vector<const Action*> possible;
     std::vector<unsigned> weights;
     for (const auto& action : actions()) {
-        if (isPossible(action)) {
+        if (isWanted(action) && isPossible(action)) {
             possible.push_back(&action);
             weights.push_back(action.weight);
         }
@@ -108,9 +116,12 @@ void Chaos::tour(const std::string& text) {
         const bool wanted = action.frequency == Frequency::Seldom &&
                             std::string(action.name).find(text) != std::string::npos;
         const bool lacksCapture = action.needs == Needs::Capture && !hasCapture();
-        if (wanted && !lacksCapture && found.empty()) {
+        if (wanted && isWanted(action) && !lacksCapture && found.empty()) {
             if (!machine.serviceIsUp()) {
                 machine.startService();
+            }
+            if (!machine.storage().isUp()) {
+                machine.storage().start();
             }
             perform(action);
         }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <random>
 #include <string>
@@ -16,6 +17,8 @@
 #include "tests/chaos/Model.h"
 #include "tests/chaos/TrackBook.h"
 #include "tests/chaos/TrackRequests.h"
+#include "tests/storage_sequences/Client.h"
+#include "tests/storage_sequences/TrackModel.h"
 #include "tests/system/Api.h"
 #include "tests/system/GatewayFollower.h"
 
@@ -26,7 +29,8 @@ class ComingUp;
 /// Does one thing after the other at random, tells the model of it, and compares in the end.
 class Chaos {
   public:
-    Chaos(unsigned seed, const Places& places);
+    /// `without`: parts of the names of what shall not happen.
+    Chaos(unsigned seed, const Places& places, std::vector<std::string> without);
 
     /// One of each of the things that happen seldom whose name holds `text`, before all others.
     void tour(const std::string& text);
@@ -56,6 +60,7 @@ class Chaos {
     static const std::vector<Action>& actions();
 
     const Action& chooseAction();
+    bool isWanted(const Action& action) const;
     bool isPossible(const Action& action) const;
     void act() { perform(chooseAction()); }
     void perform(const Action& action);
@@ -85,6 +90,21 @@ class Chaos {
     void takeDescriptorsOfGateway();
     void closeLogOfService();
     void closeLogOfCompanion();
+
+    // With the disk of the storage, and a host: DiskActions.cpp.
+    void fillStorageDisk();
+    void failReadsOfDiskTrack();
+    void slowDiskTrack();
+    void strandWriter();
+
+    bool canFail();
+    bool isDone(const storage_sequences::Outcome& outcome, const std::string& what);
+    void expectFramesGoOn(const std::string& when);
+    std::unique_ptr<storage_sequences::Writer> writerOfDiskTrack(
+        const service::devices::StorageAddress& address, std::chrono::seconds patience);
+    void writeToDiskTrack(storage_sequences::Writer& writer);
+    void fillDiskTrack();
+    void readDiskTrack();
 
     std::optional<test::JobAddress> submitAndAwait(const Order& order, test::Api& client,
                                                    ComingUp& comingUp);
@@ -147,6 +167,8 @@ class Chaos {
     Model model;
     TrackBook book;
     CaptureBook captureBook{Capture::nameOf(Capture::good(Capture::first))};
+    storage_sequences::TrackModel diskTrack;
+    const std::vector<std::string> without;
     unsigned submissions = 0;
     std::map<std::string, std::int64_t> counts;
     std::vector<std::string> found;

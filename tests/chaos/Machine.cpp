@@ -30,6 +30,7 @@ constexpr auto captureFormatFile =
 constexpr int jobTrackCount = 4;
 constexpr std::uint64_t jobTrackSize = 256U << 10U;
 constexpr std::uint64_t frameTrackSize = 1U << 20U;
+constexpr std::uint64_t diskTrackSize = 1U << 20U;
 
 std::vector<fs::path> registryFiles() {
     std::vector<fs::path> files;
@@ -77,6 +78,7 @@ void Machine::makeTracks() {
     for (int n = 0; n < jobTrackCount; ++n) {
         jobTracks.push_back(makeTrack(jobTrackSize));
     }
+    ofDisk = makeTrack(diskTrackSize);
     const auto track = makeTrack(frameTrackSize);
     writer = std::make_unique<FrameWriter>(where.storage, track, frameTrackSize);
     reader = std::make_unique<FrameReader>(where.storage, track);

@@ -17,6 +17,7 @@
 #include "tests/chaos/PersistentFolder.h"
 #include "tests/chaos/Places.h"
 #include "tests/chaos/Storage.h"
+#include "tests/chaos/StorageDisk.h"
 #include "tests/system/Program.h"
 #include "tests/system/Service.h"
 
@@ -45,6 +46,9 @@ class Machine {
     test::Ending interruptService();
     test::Service& service() { return *services.back(); }
 
+    StorageDisk& disk() { return tracksDisk; }
+    /// One that is written only while the disk does what it should not.
+    std::int64_t diskTrack() const { return ofDisk; }
     Storage& storage() { return loops; }
     const Storage& storage() const { return loops; }
     FrameWriter& frames() { return *writer; }
@@ -97,10 +101,12 @@ class Machine {
 
     const Places where;
     PersistentFolder jobs;
+    StorageDisk tracksDisk;
     Storage loops{where};
     Capture ingest{where};
     std::map<std::int64_t, std::uint64_t> kept;
     std::vector<std::int64_t> jobTracks;
+    std::int64_t ofDisk = -1;
     std::unique_ptr<FrameWriter> writer;
     std::unique_ptr<FrameReader> reader;
     std::vector<Companion> others;

@@ -5,7 +5,6 @@ namespace tarn::chaos {
 namespace {
 
 constexpr auto host = "127.0.0.1";
-constexpr std::uint16_t storagePort = 20300;
 
 // Below the ports that connections get at their own end.
 constexpr auto jobPorts =
@@ -33,7 +32,7 @@ Places Places::over(Transport transport) {
                 .monitorEvents = "tcp://127.0.0.1:20105",
                 .odd = "tcp://127.0.0.1:20106",
                 .oddEvents = "tcp://127.0.0.1:20107",
-                .storage = {host, storagePort}};
+                .storage = {host, tcpPort}};
     }
     return {.transport = transport,
             .requests = "ipc:///tmp/requests",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "service/devices/StorageConnection.h"
@@ -29,6 +30,9 @@ struct Places {
 
     /// The same on a machine that has an ingest service, which the service starts.
     Places withIngest() const;
+
+    /// On which the storage listens at every address of the machine, whatever the transport.
+    static constexpr std::uint16_t tcpPort = 20300;
 
     /// The sections of a configuration that says so.
     std::string configuration() const;

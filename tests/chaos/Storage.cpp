@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include "tests/chaos/StorageDisk.h"
 #include "tests/system/Eventually.h"
 
 namespace tarn::chaos {
@@ -15,7 +16,6 @@ using service::devices::StoragePointer;
 namespace {
 
 constexpr auto program = "/opt/halden/halden-tarn-loop-storage/bin/tarnLoopStorage";
-constexpr auto folder = "/var/log/tracks";
 constexpr std::chrono::seconds longestStart{20};
 constexpr std::chrono::seconds longestEnd{20};
 
@@ -63,9 +63,12 @@ void askWorkers(Tracks& tracks, tarn_storage_connection* storage, tarn_storage_e
 }  // namespace
 
 void Storage::start() {
-    run = std::make_unique<test::Program>(std::vector<std::string>{
-        program, "--directory", folder, places.storage.port == 0 ? "--unix" : "--tcp",
-        places.storageListener()});
+    std::vector<std::string> command{program, "--directory", StorageDisk::folder, "--tcp",
+                                     "0.0.0.0:" + std::to_string(Places::tcpPort)};
+    if (places.storage.port == 0) {
+        command.insert(command.end(), {"--unix", places.storageListener()});
+    }
+    run = std::make_unique<test::Program>(command);
     const auto serves = [this] {
         StorageError error;
         return connectStorage(places.storage, error) != nullptr;

@@ -6,6 +6,7 @@
 #include <iostream>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "tests/chaos/Chaos.h"
 
@@ -19,6 +20,7 @@ struct Options {
     bool capture = false;
     bool tour = false;
     std::string tourOf;
+    std::vector<std::string> without;
 };
 
 void report(const tarn::chaos::Chaos& chaos) {
@@ -34,7 +36,8 @@ void report(const tarn::chaos::Chaos& chaos) {
 int run(const Options& options) {
     using tarn::chaos::Transport;
     const auto places = tarn::chaos::Places::over(options.tcp ? Transport::Tcp : Transport::Ipc);
-    tarn::chaos::Chaos chaos(options.seed, options.capture ? places.withIngest() : places);
+    tarn::chaos::Chaos chaos(options.seed, options.capture ? places.withIngest() : places,
+                             options.without);
     try {
         if (options.tour || !options.tourOf.empty()) {
             chaos.tour(options.tourOf);
@@ -72,6 +75,8 @@ int main(int argc, char** argv) {
                  "waits 3 s");
     app.add_flag("--tour", options.tour, "Begin with one of each of the things that happen seldom");
     app.add_option("--tour-of", options.tourOf, "Only of those whose names hold this text");
+    app.add_option("--without", options.without, "Parts of the names of what shall not happen")
+        ->delimiter(',');
     CLI11_PARSE(app, argc, argv);
     if (std::getenv("PRIVATE_NAMESPACE_ENTER") == nullptr) {
         std::cerr << "run this through scripts/chaos" << std::endl;
