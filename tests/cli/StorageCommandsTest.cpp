@@ -265,6 +265,9 @@ TEST_F(StorageCommandsTest, EvictsAWorker) {
     EXPECT_EQ(operation.GetExtension(EvictWorkerRequest::base).worker_id(), 12);
     EXPECT_EQ(json::parse(tarnctl({"storage", "workers", "evict", "12", "--json"}).out),
               json::parse(R"({"worker_id": "12", "state": "evicted"})"));
+}
+
+TEST_F(StorageCommandsTest, SaysWhyAWorkerWasNotEvicted) {
     storageAnswers([](const Request&, Reply& reply) { fail(reply, "There is no worker 12"); });
     const auto refused = tarnctl({"storage", "workers", "evict", "12"});
     EXPECT_EQ(refused.status, ExitStatus::Failed);

@@ -83,7 +83,10 @@ TEST_F(LoopStorageRequestsTest, GivesTheStoragesAnswer) {
 TEST_F(LoopStorageRequestsTest, SaysThatThereIsNoStorage) {
     bed.start();
     for (int type = Request::Type_MIN; type <= Request::Type_MAX; ++type) {
-        expectError(ask(static_cast<Request::Type>(type)), "Storage device controller not found");
+        if (Request::Type_IsValid(type)) {
+            expectError(ask(static_cast<Request::Type>(type)),
+                        "Storage device controller not found");
+        }
     }
 }
 
