@@ -39,8 +39,15 @@ std::string besides(const std::filesystem::path& path, const std::string& suffix
     return (path.parent_path() / (std::string(kept) + suffix)).string();
 }
 
-bool wasNamedByTheClient(const ServiceToJobRequest& request) {
+bool wasNamedByTheClient(const JobSetup& setup) {
+    ServiceToJobRequest request;
+    request.ParsePartialFromString(setup.persistentContent);
     return !request.GetExtension(ServiceToJobRequestSetup::base).persistent_job_name().empty();
+}
+
+/// Of which no other job makes its file ready, whatever the file's name.
+std::string draftOf(const JobSetup& setup) {
+    return std::string(utils::utf8Prefix(safeFileName(idOf(setup)), NAME_MAX));
 }
 
 }  // namespace
@@ -61,21 +68,38 @@ Persistence::~Persistence() = default;
 // A name that is made of the time and the job's name may be that of another job, whose file is left
 // alone; one that the client chose is meant.
 void Persistence::open(Guarded& opened) const {
-    ServiceToJobRequest request;
-    request.ParsePartialFromString(setup.persistentContent);
     opened.content = setup.persistentContent;
-    opened.file = std::make_unique<PersistentFile>(setup.persistentFile);
+    opened.file = std::make_unique<PersistentFile>(setup.persistentFile, draftOf(setup));
     const auto owner = jobIn(*opened.file);
     if (owner == idOf(setup)) {
         opened.state = State::Kept;
-    } else if (!owner.empty() && !wasNamedByTheClient(request)) {
-        const auto path = besides(setup.persistentFile, "_" + safeFileName(idOf(setup)));
-        utils::logInfo("The persistent file is that of another job: using " +
-                       utils::printable(path));
-        request.MutableExtension(ServiceToJobRequestSetup::base)->set_persistent_file_path(path);
-        opened.content = request.SerializePartialAsString();
-        opened.file = std::make_unique<PersistentFile>(path);
+    } else if (!owner.empty() && !wasNamedByTheClient(setup)) {
+        useOwnName(opened);
     }
+}
+
+void Persistence::useOwnName(Guarded& opened) const {
+    const auto path = besides(setup.persistentFile, "_" + safeFileName(idOf(setup)));
+    utils::logInfo("The persistent file is that of another job: using " + utils::printable(path));
+    ServiceToJobRequest request;
+    request.ParsePartialFromString(setup.persistentContent);
+    request.MutableExtension(ServiceToJobRequestSetup::base)->set_persistent_file_path(path);
+    opened.content = request.SerializePartialAsString();
+    opened.file = std::make_unique<PersistentFile>(path, draftOf(setup));
+}
+
+// Another job with the same name may have been submitted in the same second, and have been faster.
+void Persistence::write(Guarded& kept) const {
+    const bool isMeant = kept.state == State::Kept || wasNamedByTheClient(setup);
+    if (!isMeant) {
+        if (kept.file->create(kept.content)) {
+            return;
+        }
+        if (!mayBeOurs(*kept.file)) {
+            useOwnName(kept);
+        }
+    }
+    kept.file->write(kept.content);
 }
 
 void Persistence::keep() {
@@ -84,7 +108,7 @@ void Persistence::keep() {
         return;
     }
     try {
-        locked->file->write(locked->content);
+        write(*locked);
         locked->state = State::Kept;
     } catch (const std::exception& e) {
         if (locked->state == State::Kept) {

@@ -51,6 +51,8 @@ class Persistence {
     };
 
     void open(Guarded& opened) const;
+    void write(Guarded& kept) const;
+    void useOwnName(Guarded& opened) const;
     static void lose(Guarded& lost, const std::string& reason);
     bool mayBeOurs(const PersistentFile& file) const;
 

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -44,8 +45,8 @@ void syncFolder(const fs::path& folder) {
 // Where a file is written before it takes its place. The service reads every file of the folder
 // itself but nothing below it: what a crash leaves here starts no job, not even a job that has
 // ended for good since.
-fs::path incomplete(const fs::path& file) {
-    return file.parent_path() / ".incomplete" / file.filename();
+fs::path incomplete(const fs::path& file, const std::string& name) {
+    return file.parent_path() / ".incomplete" / (name.empty() ? file.filename() : fs::path(name));
 }
 
 void makeFolder(const fs::path& folder) {
@@ -60,6 +61,18 @@ void writeSynced(const fs::path& file, const std::string& content) {
     check(::fsync(descriptor.get()) == 0, file.string());
 }
 
+// Some file systems cannot tell whether something is there in the same step.
+bool renamed(const fs::path& from, const fs::path& to, unsigned flags) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags) == 0) {
+        return true;
+    }
+    if (flags != 0 && errno == EEXIST) {
+        return false;
+    }
+    check(flags != 0 && errno == EINVAL && ::rename(from.c_str(), to.c_str()) == 0, to.string());
+    return true;
+}
+
 void removeIfThere(const fs::path& file) {
     const bool isGone = ::unlink(file.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
     check(isGone, file.string());
@@ -67,7 +80,8 @@ void removeIfThere(const fs::path& file) {
 
 }  // namespace
 
-PersistentFile::PersistentFile(std::string file) : path(std::move(file)) {
+PersistentFile::PersistentFile(std::string file, const std::string& draftName)
+    : path(std::move(file)), draft(incomplete(path, draftName)) {
     const fs::path parts(path);
     std::error_code unreadable;
     if (path.find('\0') != std::string::npos || !parts.is_absolute() || !parts.has_filename()) {
@@ -79,16 +93,27 @@ PersistentFile::PersistentFile(std::string file) : path(std::move(file)) {
 }
 
 void PersistentFile::write(const std::string& content) const {
-    const auto draft = incomplete(path);
+    put(content, 0);
+}
+
+bool PersistentFile::create(const std::string& content) const {
+    return put(content, RENAME_NOREPLACE);
+}
+
+bool PersistentFile::put(const std::string& content, unsigned renameFlags) const {
     makeFolder(draft.parent_path());
     try {
         writeSynced(draft, content);
-        check(::rename(draft.c_str(), path.c_str()) == 0, path);
+        if (!renamed(draft, path, renameFlags)) {
+            ::unlink(draft.c_str());
+            return false;
+        }
     } catch (...) {
         ::unlink(draft.c_str());
         throw;
     }
     syncFolder(fs::path(path).parent_path());
+    return true;
 }
 
 std::string PersistentFile::read() const {
@@ -107,7 +132,7 @@ std::string PersistentFile::read() const {
 
 void PersistentFile::remove() const {
     removeIfThere(path);
-    removeIfThere(incomplete(path));
+    removeIfThere(draft);
     syncFolder(fs::path(path).parent_path());
 }
 

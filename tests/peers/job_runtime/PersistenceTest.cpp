@@ -123,6 +123,30 @@ TEST_F(PersistenceTest, TwoJobsWithTheSameStampHaveAFileEach) {
     EXPECT_FALSE(fs::exists(file + "_b"));
 }
 
+TEST_F(PersistenceTest, TwoJobsWithTheSameStampThatAreKeptLaterHaveAFileEachToo) {
+    const auto first = setupOf("a");
+    const auto second = setupOf("b");
+    Persistence ofFirst(first);
+    Persistence ofSecond(second);
+    ofSecond.keep();
+    ofFirst.keep();
+    EXPECT_TRUE(ofFirst.isStored());
+    EXPECT_TRUE(ofSecond.isStored());
+    EXPECT_EQ(stored(file).job_description().job_id(), "b");
+    EXPECT_EQ(stored(file + "_a").job_description().job_id(), "a");
+    EXPECT_TRUE(fs::is_empty(folder.path() / ".incomplete"));
+}
+
+TEST_F(PersistenceTest, WhatAJobMakesReadyIsNotWhatAnotherMakesReady) {
+    const auto first = setupOf("a");
+    Persistence ofFirst(first);
+    fs::create_directory(folder.path() / ".incomplete");
+    folder.write(".incomplete/file", "what another has written so far");
+    ofFirst.keep();
+    EXPECT_EQ(stored(file).job_description().job_id(), "a");
+    EXPECT_EQ(readFile(folder.path() / ".incomplete" / "file"), "what another has written so far");
+}
+
 TEST_F(PersistenceTest, AJobsOwnFileHasANameThatIsNotTooLong) {
     const auto longest = (folder.path() / std::string(255, 'x')).string();
     for (const auto* id : {"a", "b"}) {

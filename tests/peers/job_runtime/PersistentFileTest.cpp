@@ -50,6 +50,14 @@ TEST_F(PersistentFileTest, ReplacesAnOlderFile) {
     EXPECT_EQ(tarn::test::readFile(path), "new");
 }
 
+TEST_F(PersistentFileTest, CreatesWhereNothingIsAndReplacesNothing) {
+    const std::string path = (folder.path() / "job").string();
+    EXPECT_TRUE(PersistentFile(path).create("first"));
+    EXPECT_FALSE(PersistentFile(path, "another").create("second"));
+    EXPECT_EQ(PersistentFile(path).read(), "first");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path() / ".incomplete"));
+}
+
 TEST_F(PersistentFileTest, RemovingIsDoneWhenThereIsNothing) {
     const PersistentFile file(path);
     file.write("x");
