@@ -16,6 +16,7 @@
 
 #include "peers/loop_storage/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/VersionedFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
@@ -26,7 +27,7 @@ constexpr auto trackKind = "track-";
 constexpr auto makingKind = "making-";
 constexpr auto removedKind = "removed-";
 constexpr auto lastIdName = "last-id";
-constexpr std::size_t longestId = 20;
+constexpr std::size_t longestIdFile = 64;
 
 /// The id at the end of a folder's name; nothing for another name.
 std::optional<std::int64_t> idOf(const std::string& name, std::string_view kind) {
@@ -123,7 +124,7 @@ void Catalogue::removeGone(std::int64_t id, IdKept kept) const {
             std::filesystem::remove_all(path);
         }
         if (kept == IdKept::ByFolderOnly) {
-            replaceFile(directory / lastIdName, std::to_string(id));
+            replaceFile(directory / lastIdName, withHead(lastIdName, std::to_string(id)));
         }
         std::filesystem::remove(folder);
     } catch (const std::exception& failure) {
@@ -137,14 +138,18 @@ void Catalogue::readLastId() {
     if (!std::filesystem::exists(path)) {
         return;
     }
-    const auto text = readSmallFile(path, longestId);
+    const auto file = readSmallFile(path, longestIdFile);
     std::int64_t id = -1;
-    if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
-        lastId = std::max(lastId, id);
-    } else {
-        utils::logWarning(path.string() +
-                          " is damaged: ids of tracks that are gone may come again");
+    try {
+        const auto text = withoutHead(lastIdName, file, path.string()).value_or(file);
+        if (std::from_chars(text.data(), text.data() + text.size(), id).ec != std::errc()) {
+            throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is damaged");
+        }
+    } catch (const StorageError& damage) {
+        utils::logWarning(damage.what() +
+                          std::string(": ids of tracks that are gone may come again"));
     }
+    lastId = std::max(lastId, id);
 }
 
 void Catalogue::openTracks() {

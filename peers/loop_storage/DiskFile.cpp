@@ -23,6 +23,13 @@ constexpr std::uint64_t allocationStep = 1ULL << 30U;
                             std::string("Cannot ") + action + " " + path.string());
 }
 
+int flagsFor(DiskFile::Mode mode) {
+    if (mode == DiskFile::Mode::ReadOnly) {
+        return O_RDONLY;
+    }
+    return mode == DiskFile::Mode::CreateNew ? O_RDWR | O_CREAT | O_EXCL : O_RDWR;
+}
+
 FileDescriptor openFile(const std::filesystem::path& path, int flags) {
     const int number = diskOperations().open(path.c_str(), flags | O_CLOEXEC, readableByAll);
     if (number < 0) {
@@ -34,9 +41,7 @@ FileDescriptor openFile(const std::filesystem::path& path, int flags) {
 }  // namespace
 
 DiskFile::DiskFile(std::filesystem::path path, Mode mode)
-    : filePath(std::move(path)),
-      descriptor(openFile(filePath, mode == Mode::CreateNew ? O_RDWR | O_CREAT | O_EXCL : O_RDWR)) {
-}
+    : filePath(std::move(path)), descriptor(openFile(filePath, flagsFor(mode))) {}
 
 void DiskFile::fail(int error, const char* action) const {
     failAt(filePath, error, action);

@@ -13,7 +13,7 @@ namespace tarn::peers::loop_storage {
 /// once is fine. Everything throws std::system_error that names the file.
 class DiskFile {
   public:
-    enum class Mode { CreateNew, Existing };
+    enum class Mode { CreateNew, Existing, ReadOnly };
 
     DiskFile(std::filesystem::path path, Mode mode);
 

@@ -1,11 +1,11 @@
 #include "peers/loop_storage/PropertyFile.h"
 
 #include <cstdint>
-#include <cstring>
 
-#include "peers/loop_storage/Checksum.h"
 #include "peers/loop_storage/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/VersionedFile.h"
+#include "platform/storage_wire/Checksum.h"
 #include "platform/utils/Printable.h"
 #include "proto/storage_wire.pb.h"
 
@@ -13,6 +13,7 @@ namespace tarn::peers::loop_storage {
 
 namespace {
 
+constexpr auto fileName = "properties";
 constexpr std::size_t longestName = 256;
 constexpr std::size_t longestValue = 64U << 10U;
 constexpr std::size_t longestTogether = 256U << 10U;
@@ -39,6 +40,17 @@ void checkValue(const std::string& name, const std::string& value) {
     }
 }
 
+// What stands behind its checksum.
+std::string firstVersionsContent(const std::string& file, const std::filesystem::path& path) {
+    std::uint32_t sum = 0;
+    file.copy(static_cast<char*>(static_cast<void*>(&sum)), checksumSize);
+    if (file.size() < checksumSize ||
+        sum != storage_wire::checksum(file.data() + checksumSize, file.size() - checksumSize)) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is damaged");
+    }
+    return file.substr(checksumSize);
+}
+
 }  // namespace
 
 void checkProperties(const Properties& properties) {
@@ -59,13 +71,10 @@ Properties readProperties(const std::filesystem::path& path) {
     if (!std::filesystem::exists(path)) {
         return properties;
     }
-    const auto content = readSmallFile(path, largestFile);
-    std::uint32_t sum = 0;
-    content.copy(static_cast<char*>(static_cast<void*>(&sum)), checksumSize);
+    const auto file = readSmallFile(path, largestFile);
+    const auto content = withoutHead(fileName, file, path.string());
     proto::storage_wire::Track track;
-    if (content.size() < checksumSize ||
-        sum != checksum(content.data() + checksumSize, content.size() - checksumSize) ||
-        !track.ParseFromString(content.substr(checksumSize))) {
+    if (!track.ParseFromString(content ? *content : firstVersionsContent(file, path))) {
         throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is damaged");
     }
     for (const auto& property : track.property()) {
@@ -81,11 +90,7 @@ void writeProperties(const std::filesystem::path& path, const Properties& proper
         property->set_name(name);
         property->set_value(value);
     }
-    const auto message = track.SerializeAsString();
-    const auto sum = checksum(message.data(), message.size());
-    std::string content(checksumSize, '\0');
-    std::memcpy(content.data(), &sum, checksumSize);
-    replaceFile(path, content + message);
+    replaceFile(path, withHead(fileName, track.SerializeAsString()));
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -96,8 +96,7 @@ void Session::received(std::size_t size) {
 void Session::goOn() {
     for (int round = 0; round < readsAtOnce; ++round) {
         parse();
-        const bool isFull = outbox.size() >= mostAnswersWaiting;
-        if (inputBegin < inputEnd || isFull || state == State::Answering || isReceiving) {
+        if (inputBegin < inputEnd || isFull() || state == State::Answering || isReceiving) {
             return;  // goes on when it is answered, or when answers were sent
         }
         if (state == State::Closed || !readMore()) {
@@ -135,8 +134,7 @@ void Session::parse() {
         inputBegin = inputEnd;
         return;
     }
-    while (state == State::Receiving && inputBegin < inputEnd &&
-           outbox.size() < mostAnswersWaiting) {
+    while (state == State::Receiving && inputBegin < inputEnd && !isFull()) {
         try {
             inputBegin += parser.feed({input.data() + inputBegin, inputEnd - inputBegin}, *this);
         } catch (const std::exception& failure) {
@@ -164,9 +162,9 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
     writer->write(piece);
     if (isLast) {
         writer->commit();
-        send(Answer());
+        acknowledge(promise);
     }
-    return outbox.size() < mostAnswersWaiting ? Next::GoOn : Next::Pause;
+    return isFull() ? Next::Pause : Next::GoOn;
 }
 
 // ---- patience -----------------------------------------------------------------------------------

@@ -4,6 +4,8 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -71,6 +73,14 @@ class Session : public std::enable_shared_from_this<Session>,
     void answer(const Answer& answer);
     void answered();
     void answerFromAnywhere(const Answer& answer);
+
+    /// Where a writer's frames are when it is answered.
+    enum class Promise { Memory, Disk };
+    static Promise promiseOf(const Request& request);
+    void acknowledge(Promise promise);
+    void flushSoon();
+    void flushed(const std::exception_ptr& failure);
+    bool isFull() const { return outbox.size() + promised.size() >= mostAnswersWaiting; }
     void fail(const std::exception& failure);
 
     void send(const Answer& answer, std::vector<char> payload = {});
@@ -97,6 +107,9 @@ class Session : public std::enable_shared_from_this<Session>,
     Outbox outbox;
     std::unique_ptr<ReaderRole> reader;
     std::unique_ptr<WriterRole> writer;
+    Promise promise = Promise::Memory;  ///< of the frame that is being received
+    std::deque<Promise> promised;       ///< answers that wait for the disk, and those behind them
+    std::size_t flushing = 0;           ///< so many of them the flush that is under way is for
 
     using Clock = std::chrono::steady_clock;
     boost::asio::steady_timer patience;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
+#include <optional>
 #include <utility>
 
 #include "peers/loop_storage/Session.h"
@@ -13,19 +14,33 @@
 
 namespace tarn::peers::loop_storage {
 
+namespace {
+
+std::optional<std::uint32_t> checksumOf(const Request& request) {
+    return request.has_checksum() ? std::optional(request.checksum()) : std::nullopt;
+}
+
+}  // namespace
+
 Session::Next Session::handle(const Request& request, std::uint32_t payloadSize) {
     if (writer && request.type() == Request::WRITE && request.has_offset() && payloadSize == 0) {
-        writer->take(request.time_point(), request.offset(), request.size());
-        send(Answer());
-        return outbox.size() < mostAnswersWaiting ? Next::GoOn : Next::Pause;
+        writer->take(request.time_point(), request.offset(), request.size(), checksumOf(request));
+        acknowledge(promiseOf(request));
+        return isFull() ? Next::Pause : Next::GoOn;
     }
     if (writer && request.type() == Request::WRITE) {
+        promise = promiseOf(request);
         writer->begin(request.time_point(), payloadSize);
+        writer->giveChecksum(checksumOf(request));
         if (payloadSize == 0) {
             writer->commit();
-            send(Answer());
+            acknowledge(promise);
         }
         return Next::GoOn;
+    }
+    if (writer && request.type() == Request::FLUSH && payloadSize == 0) {
+        acknowledge(Promise::Disk);
+        return isFull() ? Next::Pause : Next::GoOn;
     }
     if (reader && request.type() == Request::READ && payloadSize == 0) {
         if (request.has_again()) {

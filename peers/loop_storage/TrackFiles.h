@@ -7,6 +7,9 @@
 
 namespace tarn::peers::loop_storage {
 
+/// A data file's name: this, and its generation.
+inline constexpr auto dataPrefix = "data.";
+
 /// The open files of a track. Who uses them keeps them alive.
 struct TrackFiles {
     TrackFiles(const std::filesystem::path& dataPath, const std::filesystem::path& indexPath)

@@ -31,6 +31,8 @@ class StorageClient {
     std::int64_t beginning(std::int64_t track);
     std::int64_t end(std::int64_t track);
     std::int64_t remaining();
+    std::string failure(std::int64_t track);
+    std::int64_t damagedFrames(std::int64_t track);
     int ticketState(std::int64_t ticket);
     std::vector<std::int64_t> tracks();
     /// "writer 3 camera", "reader 3 player", ...
@@ -43,6 +45,8 @@ class StorageClient {
     bool beWriter(std::int64_t track, const std::string& name = "writer");
     int write(std::int64_t timePoint, const std::string& bytes);
     int flush();
+    int flushToDisk();
+    void beDurable();
     bool beReader(std::int64_t track, int start = TARN_STORAGE_START_OLDEST,
                   std::int64_t timePoint = 0, const std::string& name = "reader");
     /// 1, 0 or -1, as the library says; a frame into the two.
