@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <utility>
 #include <vector>
 
@@ -76,5 +77,21 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
     return guarded<int64_t>(error, -1, [&] {
         const auto& track = describe(connection, track_id);
         return track.has_newest() ? track.newest() : -1;
+    });
+}
+
+int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
+                                       char* text, size_t size, tarn_storage_error* error) {
+    return guarded<int64_t>(error, -1, [&] {
+        const auto& failure = describe(connection, track_id).failure();
+        std::snprintf(text, size, "%s", failure.c_str());
+        return static_cast<int64_t>(failure.size());
+    });
+}
+
+int64_t tarn_storage_track_get_damaged_frames(tarn_storage_connection* connection, int64_t track_id,
+                                              tarn_storage_error* error) {
+    return guarded<int64_t>(error, -1, [&] {
+        return static_cast<int64_t>(describe(connection, track_id).damaged_frames());
     });
 }

@@ -1,5 +1,6 @@
 #include "service/devices/StorageDescription.h"
 
+#include <array>
 #include <map>
 
 #include "platform/device_tree/DeviceNode.h"
@@ -12,12 +13,14 @@ namespace tarn::service::devices {
 
 using device_tree::DeviceClass;
 using device_tree::DeviceNode;
+using device_tree::GlobalStatus;
 using device_tree::NamedStatus;
 using device_tree::Property;
 
 namespace {
 
 constexpr auto sizeProperty = "Size";
+constexpr std::size_t longestFailure = 1024;
 
 std::string storageId(const StorageAddress& address) {
     return address.port == 0
@@ -120,6 +123,7 @@ std::shared_ptr<DeviceNode> StorageDescription::askTrack(const std::string& stor
     addTrackProperties(*node, id, storage);
     const auto size = read(tarn_storage_track_get_size, &storage, id);
     addProperty(*node, sizeProperty, std::to_string(size), "Failed setting track size: ");
+    addFailure(*node, id, storage);
     addWorkers(*node, workers);
     addStatus(*node, {"StartTimepoint", read(tarn_storage_track_get_beginning, &storage, id)},
               "Failed setting StartTimepoint status description: ");
@@ -141,6 +145,15 @@ void StorageDescription::addTrackProperties(DeviceNode& node, std::int64_t id,
             continue;
         }
         addProperty(node, name, tarn_storage_property_list_get_value(properties.get(), i), problem);
+    }
+}
+
+// A track that is sound says nothing of how it is.
+void StorageDescription::addFailure(DeviceNode& node, std::int64_t id,
+                                    tarn_storage_connection& storage) {
+    std::array<char, longestFailure> text{};
+    if (read(tarn_storage_track_get_failure, &storage, id, text.data(), text.size()) > 0) {
+        node.setGlobalStatus(GlobalStatus(GlobalStatus::Level::Error, text.data()));
     }
 }
 

@@ -6,6 +6,7 @@ namespace tarn::service::devices {
 
 using device_tree::DeviceClass;
 using device_tree::DeviceNode;
+using device_tree::GlobalStatus;
 using device_tree::NamedStatus;
 using device_tree::Property;
 using std::chrono::seconds;
@@ -74,6 +75,15 @@ TEST_F(LoopStorageDeviceControllerTest, DescribesATrackWithAllThatTheServerSaysO
     auto wanted = storageNode(7);
     put(wanted, wantedTrack);
     EXPECT_TRUE(added(0) == wanted) << added(0).debugString(0);
+}
+
+TEST_F(LoopStorageDeviceControllerTest, ShowsATrackWhoseDiskHasFailedInError) {
+    storage.has({.size = 10, .failure = "Cannot sync data.0: Input/output error"});
+    storage.has({.size = 10});
+    watch();
+    const GlobalStatus wanted(GlobalStatus::Level::Error, "Cannot sync data.0: Input/output error");
+    EXPECT_TRUE(track(0, 0).getGlobalStatus() == wanted) << added(0).debugString(0);
+    EXPECT_TRUE(track(0, 1).getGlobalStatus() == GlobalStatus());
 }
 
 TEST_F(LoopStorageDeviceControllerTest, NamesAStorageOnTcpAfterItsPortToo) {

@@ -1,4 +1,5 @@
 // The functions of the storage client, on FakeStorage.
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -270,6 +271,15 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
                                    tarn_storage_error* error) {
     return with(connection, __func__, error, int64_t{-1},
                 [track_id](FakeStorage::State& state) { return trackOf(state, track_id).end; });
+}
+
+int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
+                                       char* text, size_t size, tarn_storage_error* error) {
+    return with(connection, __func__, error, int64_t{-1}, [&](FakeStorage::State& state) {
+        const auto& failure = trackOf(state, track_id).failure;
+        std::snprintf(text, size, "%s", failure.c_str());
+        return static_cast<int64_t>(failure.size());
+    });
 }
 
 tarn_storage_property_list* tarn_storage_property_list_create() {
