@@ -96,10 +96,19 @@ std::optional<ReaderRole::Answer> ReaderRole::answerTo(const Track::Reading& rea
         return std::nullopt;
     }
     answer.set_time_point(reading.frame.timePoint);
+    if (reading.result == Track::ReadResult::Damaged) {
+        answer.set_error(TARN_STORAGE_ERROR_DAMAGED);
+        answer.set_message("The frame of time point " + std::to_string(reading.frame.timePoint) +
+                           " is damaged");
+        return answer;
+    }
     if (ask.wanted == Wanted::Place) {
         answer.set_position(reading.frame.position);
         answer.set_size(reading.frame.size);
         answer.set_sequence(reading.frame.sequence);
+        if (reading.frame.checksum) {
+            answer.set_checksum(*reading.frame.checksum);
+        }
     }
     return answer;
 }

@@ -58,6 +58,10 @@ void describe(const Track& track, tarn::proto::storage_wire::Track& record) {
         record.set_oldest(*description.oldest);
         record.set_newest(*description.newest);
     }
+    if (!description.failure.empty()) {
+        record.set_failure(description.failure);
+    }
+    record.set_damaged_frames(description.damagedFrames);
     for (const auto& [name, value] : description.properties) {
         auto* const property = record.add_property();
         property->set_name(name);

@@ -20,8 +20,9 @@ class RingIndex {
     RingIndex(std::uint64_t dataSize, std::uint64_t slots);
 
     /// The frames found on disk, oldest first; `limit`: how far positions have been written. Those
-    /// that are gone by that are left out.
-    void restore(std::deque<FrameInfo> found, std::uint64_t nextSequence, std::uint64_t limit);
+    /// that are gone by that are left out. `lost`: the last time point that went before.
+    void restore(std::deque<FrameInfo> found, std::uint64_t nextSequence, std::uint64_t limit,
+                 std::optional<std::int64_t> lost = {});
 
     /// The new frame, not yet part of the ring. Throws StorageError when the frame is larger than
     /// the ring or its time point does not grow.
@@ -46,6 +47,8 @@ class RingIndex {
     bool holds(std::uint64_t sequence) const;
     /// Whether a frame of this time point or a later one has been gone over.
     bool hasLost(std::int64_t timePoint) const;
+    /// The time point of the last one that has gone.
+    std::optional<std::int64_t> lost() const { return lastLost; }
 
   private:
     void dropGone(std::uint64_t upcoming);

@@ -100,7 +100,7 @@ void Session::received(std::size_t size) {
 void Session::goOn() {
     for (int round = 0; round < readsAtOnce; ++round) {
         parse();
-        if (inputBegin < inputEnd || outbox.isFull() || state == State::Answering || isReceiving) {
+        if (inputBegin < inputEnd || isFull() || state == State::Answering || isReceiving) {
             return;  // goes on when it is answered, or when answers were sent
         }
         if (state == State::Closed || !readMore()) {
@@ -138,7 +138,7 @@ void Session::parse() {
         inputBegin = inputEnd;
         return;
     }
-    while (state == State::Receiving && inputBegin < inputEnd && !outbox.isFull()) {
+    while (state == State::Receiving && inputBegin < inputEnd && !isFull()) {
         try {
             inputBegin += parser.feed({input.data() + inputBegin, inputEnd - inputBegin}, *this);
         } catch (const std::exception& failure) {
@@ -168,7 +168,7 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
     writer->write(piece);
     if (isLast) {
         writer->commit();
-        send(Answer());
+        acknowledge(promise);
     }
     return next();
 }

@@ -4,6 +4,8 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -57,6 +59,7 @@ class Session : public std::enable_shared_from_this<Session>,
   private:
     using Next = storage_wire::MessageParser::Next;
     enum class State { Receiving, Answering, Lingering, Closed };
+    static constexpr std::size_t mostPromised = 64;
 
     void takeGreeting() override;
     Next takeMessage(std::string_view message, std::uint32_t payloadSize) override;
@@ -70,9 +73,7 @@ class Session : public std::enable_shared_from_this<Session>,
     void goOn();
 
     /// Whether the client's next message can be looked at.
-    Next next() const {
-        return state == State::Receiving && !outbox.isFull() ? Next::GoOn : Next::Pause;
-    }
+    Next next() const { return state == State::Receiving && !isFull() ? Next::GoOn : Next::Pause; }
     Next handle(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
     void checkPlaceForWorker() const;
@@ -85,6 +86,15 @@ class Session : public std::enable_shared_from_this<Session>,
     void answer(const Answer& answer);
     void answered();
     void answerFromAnywhere(const Answer& answer);
+
+    /// Where a writer's frames are when it is answered.
+    enum class Promise { Memory, Disk };
+    static Promise promiseOf(const Request& request);
+    void acknowledge(Promise promise);
+    void flushSoon();
+    void flushed(const std::exception_ptr& failure);
+    /// So much waits to be answered, or to be taken, that nothing more is looked at meanwhile.
+    bool isFull() const { return outbox.isFull() || promised.size() >= mostPromised; }
     void fail(const std::exception& failure);
     void refuse(const std::exception& failure);
 
@@ -120,6 +130,9 @@ class Session : public std::enable_shared_from_this<Session>,
     std::unique_ptr<ReaderRole> reader;
     std::unique_ptr<ReaderRole> leaving;  // attached until its client knows that it is no reader
     std::unique_ptr<WriterRole> writer;
+    Promise promise = Promise::Memory;  ///< of the frame that is being received
+    std::deque<Promise> promised;       ///< answers that wait for the disk, and those behind them
+    std::size_t flushing = 0;           ///< so many of them the flush that is under way is for
 
     using Clock = std::chrono::steady_clock;
     boost::asio::steady_timer patience;

@@ -96,7 +96,7 @@ void Session::sent() {
     if (state == State::Closed) {
         return;
     }
-    const bool wasFull = outbox.isFull();
+    const bool wasFull = isFull();
     outbox.finish();
     sendNext();
     if (state == State::Lingering && !outbox.isSending()) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
+#include <optional>
 #include <utility>
 
 #include "peers/loop_storage/Session.h"
@@ -14,18 +15,32 @@
 
 namespace tarn::peers::loop_storage {
 
+namespace {
+
+std::optional<std::uint32_t> checksumOf(const Request& request) {
+    return request.has_checksum() ? std::optional(request.checksum()) : std::nullopt;
+}
+
+}  // namespace
+
 Session::Next Session::handle(const Request& request, std::uint32_t payloadSize) {
     if (writer && request.type() == Request::WRITE && request.has_offset() && payloadSize == 0) {
-        writer->take(request.time_point(), request.offset(), request.size());
-        send(Answer());
+        writer->take(request.time_point(), request.offset(), request.size(), checksumOf(request));
+        acknowledge(promiseOf(request));
         return next();
     }
     if (writer && request.type() == Request::WRITE) {
+        promise = promiseOf(request);
         writer->begin(request.time_point(), payloadSize);
+        writer->giveChecksum(checksumOf(request));
         if (payloadSize == 0) {
             writer->commit();
-            send(Answer());
+            acknowledge(promise);
         }
+        return next();
+    }
+    if (writer && request.type() == Request::FLUSH && payloadSize == 0) {
+        acknowledge(Promise::Disk);
         return next();
     }
     if (reader && request.type() == Request::READ && payloadSize == 0) {
@@ -210,6 +225,7 @@ void Session::fail(const std::exception& failure) {
 // has ended: as long its track stays as it is.
 void Session::refuse(const std::exception& failure) {
     writer.reset();
+    promised.clear();
     leaving = std::move(reader);
     present->set(Presence::Standing::Idle);
     auto reply = failureAnswer(failure);

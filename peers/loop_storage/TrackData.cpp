@@ -5,46 +5,79 @@
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/Track.h"
 #include "peers/loop_storage/TrackFiles.h"
+#include "platform/storage_wire/Checksum.h"
 
 namespace tarn::peers::loop_storage {
 
+namespace {
+
+// What the checksum has just been made of is still near the processor when it is written.
+constexpr std::size_t writtenAtOnce = 128U << 10U;
+
+}  // namespace
+
 FrameInfo Track::reserve(std::int64_t timePoint, std::uint64_t size) {
-    std::unique_lock lock(mutex);
-    const auto frame = ring->reserve(timePoint, size);
-    if (ring->limit() > allowedLimit) {
-        lock.unlock();
+    FrameInfo frame;
+    bool mustWait = false;
+    {
+        const std::lock_guard lock(mutex);
+        checkWritable();
+        frame = ring->reserve(timePoint, size);
+        mustWait = ring->limit() > allowedLimit;
+    }
+    if (mustWait) {
         checkpoint();
-        lock.lock();
     }
-    if (sharedLimit) {
-        sharedLimit->raise(ring->limit());
-    }
-    files->index.put(LimitRecord{.count = ++limitCount, .limit = ring->limit()});
+    onDisk([this] {
+        const std::lock_guard lock(mutex);
+        checkWritable();
+        if (sharedLimit) {
+            sharedLimit->raise(ring->limit());
+        }
+        files->index.put(LimitRecord{.count = ++limitCount, .limit = ring->limit()});
+        writtenChecksum = 0;
+    });
     return frame;
 }
 
 void Track::write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes) {
     std::shared_ptr<TrackFiles> open;
     std::uint64_t ringSize = 0;
+    std::uint32_t sum = 0;
     {
         const std::lock_guard lock(mutex);
+        checkWritable();
         open = files;
         ringSize = dataSize;
+        sum = writtenChecksum;
     }
-    writeRing(open->data, ringSize, frame.position + offset, bytes.data(), bytes.size());
+    if (frame.checksum) {
+        writeRing(open->data, ringSize, frame.position + offset, bytes.data(), bytes.size());
+        return;
+    }
+    for (std::size_t done = 0; done < bytes.size(); done += writtenAtOnce) {
+        const auto piece = bytes.substr(done, writtenAtOnce);
+        sum = storage_wire::checksum(piece.data(), piece.size(), sum);
+        writeRing(open->data, ringSize, frame.position + offset + done, piece.data(), piece.size());
+    }
+    const std::lock_guard lock(mutex);
+    writtenChecksum = sum;
 }
 
 void Track::commit(const FrameInfo& frame) {
-    {
+    onDisk([&] {
         const std::lock_guard lock(mutex);
+        checkWritable();
         auto committed = frame;
         committed.sequence = ring->nextSequence();  // a clearing may have come between
-        const auto oldest = ring->empty() ? committed.sequence : ring->oldest().sequence;
-        files->index.put(
-            FrameRecord{.kind = FrameRecord::Kind::Frame, .frame = committed, .oldest = oldest},
-            slots);
+        committed.checksum = frame.checksum.value_or(writtenChecksum);
+        files->index.put(FrameRecord{.kind = FrameRecord::Kind::Frame,
+                                     .frame = committed,
+                                     .oldest = oldestSequence(),
+                                     .lost = ring->lost()},
+                         slots);
         ring->commit(committed);
-    }
+    });
     wakeReaders();
 }
 
@@ -77,14 +110,60 @@ Track::Reading Track::read(std::uint64_t sequence, std::vector<char>& bytes) con
         ringSize = dataSize;
     }
     bytes.resize(static_cast<std::size_t>(reading.frame.size));
-    readRing(open->data, ringSize, reading.frame.position, bytes.data(), bytes.size());
+    if (!readRingFromMemory(open->data, ringSize, reading.frame.position, bytes.data(),
+                            bytes.size())) {
+        noteFetch();
+        readRing(open->data, ringSize, reading.frame.position, bytes.data(), bytes.size());
+    }
+    return checked(reading, bytes);
+}
+
+// The system fetches more than it is asked for, and what it has fetched is in memory from then on.
+void Track::noteFetch() const {
     const std::lock_guard lock(mutex);
-    return ring->holds(sequence) ? reading : overtaken(sequence);
+    hasFetched = true;
+}
+
+bool Track::mustCheck(const FrameInfo& frame) const {
+    return frame.checksum && (frame.sequence < firstOwn || hasFetched || !failure.empty());
+}
+
+// Only of a frame that is still there it means something that its bytes are others.
+Track::Reading Track::checked(const Reading& reading, const std::vector<char>& bytes) const {
+    bool isDoubtful = false;
+    {
+        const std::lock_guard lock(mutex);
+        if (!ring->holds(reading.frame.sequence)) {
+            return overtaken(reading.frame.sequence);
+        }
+        isDoubtful = mustCheck(reading.frame);
+    }
+    if (!isDoubtful ||
+        *reading.frame.checksum == storage_wire::checksum(bytes.data(), bytes.size())) {
+        return reading;
+    }
+    const std::lock_guard lock(mutex);
+    if (!ring->holds(reading.frame.sequence)) {
+        return overtaken(reading.frame.sequence);
+    }
+    ++damagedFrames;
+    auto damaged = reading;
+    damaged.result = ReadResult::Damaged;
+    return damaged;
+}
+
+std::uint64_t Track::nextSequence() const {
+    const std::lock_guard lock(mutex);
+    return ring->nextSequence();
 }
 
 Track::Reading Track::find(std::uint64_t sequence) const {
     const std::lock_guard lock(mutex);
-    return foundAt(sequence);
+    auto reading = foundAt(sequence);
+    if (!mustCheck(reading.frame)) {
+        reading.frame.checksum.reset();
+    }
+    return reading;
 }
 
 Track::Reading Track::foundAt(std::uint64_t sequence) const {

@@ -24,12 +24,14 @@ void WriterRole::commit() {
     attachment->track().commit(frame);
 }
 
-void WriterRole::take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size) {
+void WriterRole::take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size,
+                      std::optional<std::uint32_t> checksum) {
     if (!memory) {
         throw storage_wire::WireError("The frame is said to lie in memory that is not shared");
     }
     const auto bytes = memory->at(offset, size);
     begin(timePoint, size);
+    giveChecksum(checksum);
     write(bytes);
     commit();
 }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string_view>
 
 #include "peers/loop_storage/SharedMemory.h"
@@ -16,13 +17,18 @@ class WriterRole {
     /// `memory`: what the client puts frames into, if it has any.
     WriterRole(std::shared_ptr<Attachment> attachment, std::shared_ptr<const WriterMemory> memory);
 
+    const std::shared_ptr<Attachment>& held() const { return attachment; }
+
     /// Throw StorageError, std::system_error: the frame is not, and will not be, in the track.
     void begin(std::int64_t timePoint, std::uint64_t size);
+    /// The client has made the checksum of the frame that has begun; nothing: it is made here.
+    void giveChecksum(std::optional<std::uint32_t> checksum) { frame.checksum = checksum; }
     void write(std::string_view piece);
     void commit();
 
     /// A whole frame that lies in the memory. Also throws WireError.
-    void take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size);
+    void take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size,
+              std::optional<std::uint32_t> checksum);
 
   private:
     const std::shared_ptr<Attachment> attachment;

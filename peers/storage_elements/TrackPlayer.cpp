@@ -16,6 +16,11 @@ ReaderHandle attach(const ConnectionHandle& connection, std::int64_t track, cons
     return reader;
 }
 
+// The reader goes on, but not with the next frame.
+bool isGap(int error) {
+    return error == TARN_STORAGE_ERROR_OVERTAKEN || error == TARN_STORAGE_ERROR_DAMAGED;
+}
+
 }  // namespace
 
 PlayStart parseStart(const std::string& text) {
@@ -54,7 +59,7 @@ TrackPlayer::Result TrackPlayer::next(std::chrono::milliseconds timeOut, Decoded
             return Result::NoneYet;
         }
         if (result < 0) {
-            if (tarn_storage_error_get_type(error.get()) == TARN_STORAGE_ERROR_OVERTAKEN) {
+            if (isGap(tarn_storage_error_get_type(error.get()))) {
                 entry = Entry::Wanted;
                 return Result::Overtaken;
             }

@@ -7,6 +7,7 @@
 #include "platform/storage_client/ErrorObject.h"
 #include "platform/storage_client/RingView.h"
 #include "platform/storage_client/Worker.h"
+#include "platform/storage_wire/Checksum.h"
 #include "platform/storage_wire/MessageHeader.h"
 #include "proto/storage_wire.pb.h"
 
@@ -31,6 +32,11 @@ Connection::Request attachRequest(int start, std::int64_t timePoint) {
     request.set_time_point(timePoint);
     request.set_share(true);
     return request;
+}
+
+// One that is not is asked for again: the server looks by itself, and tells what is to be told.
+bool isAsWritten(const Connection::Answer& answer, const char* bytes, std::size_t size) {
+    return !answer.has_checksum() || answer.checksum() == tarn::storage_wire::checksum(bytes, size);
 }
 
 }  // namespace
@@ -128,7 +134,8 @@ struct tarn_storage_reader {
         }
         const auto size = static_cast<std::size_t>(answer.size());
         makeRoom(size);
-        const bool isWhole = ring->read(answer.position(), size, bytes.get());
+        const bool isWhole = ring->read(answer.position(), size, bytes.get()) &&
+                             isAsWritten(answer, bytes.get(), size);
         // Without the server nobody knows what is done to the ring.
         connection.checkServerIsThere();
         if (!isWhole) {

@@ -58,6 +58,7 @@ enum tarn_storage_error_type {
     TARN_STORAGE_ERROR_IN_USE = 7,    /* a second writer, or a track that is read or written */
     TARN_STORAGE_ERROR_OVERTAKEN = 8, /* the ring has gone over what the reader wanted */
     TARN_STORAGE_ERROR_SERVER = 9,    /* the server failed; its message says how */
+    TARN_STORAGE_ERROR_DAMAGED = 10,  /* a frame's bytes are not those that were written */
     TARN_STORAGE_ERROR_EVICTED = 12   /* an operator has ended what this worker did */
 };
 
@@ -176,6 +177,10 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
  * `text`, the zero among them, and the result is the length of the whole text; -1 on failure. */
 int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
                                        char* text, size_t size, tarn_storage_error* error);
+/* How many frames were found damaged when they were read, since the server started; -1 on failure.
+ */
+int64_t tarn_storage_track_get_damaged_frames(tarn_storage_connection* connection, int64_t track_id,
+                                              tarn_storage_error* error);
 
 /* ---- properties ----------------------------------------------------------------------------- */
 
@@ -267,6 +272,13 @@ int tarn_storage_writer_write_parts(tarn_storage_writer* writer, int64_t time_po
 /* Waits until the server has acknowledged every frame: they are in the track and readers see them;
  * a server that is killed keeps them. 0, or -1 on failure. */
 int tarn_storage_writer_flush(tarn_storage_writer* writer, tarn_storage_error* error);
+/* The same, and the disk has them: they are there after the machine has lost power too. */
+int tarn_storage_writer_flush_to_disk(tarn_storage_writer* writer, tarn_storage_error* error);
+/* Not 0: from now on the server acknowledges a frame only when the disk has it. What was written
+ * when a flush returns is on the disk then, and of what was not flushed no more is missing after a
+ * power cut than the few frames that a writer may be ahead. Costs throughput, since a disk takes
+ * only so many syncs in a second; those who wait at the same time share them. */
+void tarn_storage_writer_set_durable(tarn_storage_writer* writer, int durable);
 
 /* ---- reading -------------------------------------------------------------------------------- */
 
@@ -299,7 +311,8 @@ typedef struct tarn_storage_frame {
  *    0   none in time; ask again
  *   -1   a failure. After OVERTAKEN the reader goes on: the next call gives the oldest frame that
  *        was there when the server noticed, whose time point
- *        tarn_storage_reader_get_oldest_time_point tells.
+ *        tarn_storage_reader_get_oldest_time_point tells. After DAMAGED too: with the frame after
+ *        the one that is not given out.
  * Frames are asked for ahead, a few at a time, so what comes may be that much older than what the
  * track holds by now. */
 int tarn_storage_reader_read(tarn_storage_reader* reader, unsigned timeout_ms,

@@ -33,6 +33,7 @@ class StorageClient {
     std::int64_t end(std::int64_t track);
     std::int64_t remaining();
     std::string failure(std::int64_t track);
+    std::int64_t damagedFrames(std::int64_t track);
     int ticketState(std::int64_t ticket);
     std::int64_t awaitTicket(std::int64_t ticket);
     std::vector<std::int64_t> tracks();
@@ -51,6 +52,8 @@ class StorageClient {
     /// The same in as many pieces.
     int write(std::int64_t timePoint, const std::string& bytes, std::size_t pieces);
     int flush();
+    int flushToDisk();
+    void beDurable();
     bool beReader(std::int64_t track, int start = TARN_STORAGE_START_OLDEST,
                   std::int64_t timePoint = 0, const std::string& name = "reader");
     /// 1, 0 or -1, as the library says; a frame into the two.

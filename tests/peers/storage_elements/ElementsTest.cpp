@@ -100,6 +100,14 @@ TEST_F(StorageElementsTest, FieldsOfInterlacedVideoAreKept) {
     }
 }
 
+TEST_F(StorageElementsTest, ADurableRecordingIsThereAfterTheServerWasKilled) {
+    const auto result = run(picture + encode + " ! tarnstoragesink durable=true" + at());
+    ASSERT_EQ(result.exitStatus, 0) << result.err << result.out;
+    server.kill();
+    server.start();
+    EXPECT_EQ(buffersIn(play(" stop-at-end=true", " ! h264parse ! avdec_h264")), 50);
+}
+
 TEST_F(StorageElementsTest, ASecondRecordingFollowsTheFirst) {
     record(picture + encode);
     const auto end = control.end(0);

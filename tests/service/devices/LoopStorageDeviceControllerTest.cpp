@@ -80,11 +80,14 @@ TEST_F(LoopStorageDeviceControllerTest, DescribesATrackWithAllThatTheServerSaysO
 TEST_F(LoopStorageDeviceControllerTest, ShowsATrackThatCannotBeUsedInErrorWithTheReason) {
     storage.has({.size = 5});
     storage.has({.size = 6, .failure = "index does not tell what the track is"});
+    storage.has({.size = 7, .failure = "Cannot sync data.0: Input/output error"});
     watch();
     EXPECT_EQ(track(0, 0).getGlobalStatus(), GlobalStatus());
     EXPECT_EQ(track(0, 1).getGlobalStatus(),
               GlobalStatus(GlobalStatus::Level::Error, "index does not tell what the track is"));
     EXPECT_EQ(propertyOf(track(0, 1), "Size"), "6");
+    EXPECT_EQ(track(0, 2).getGlobalStatus(),
+              GlobalStatus(GlobalStatus::Level::Error, "Cannot sync data.0: Input/output error"));
 }
 
 TEST_F(LoopStorageDeviceControllerTest, NamesAStorageOnTcpAfterItsPortToo) {
