@@ -20,6 +20,9 @@ class DiskFile {
     void writeAt(std::uint64_t offset, const void* bytes, std::size_t size) const;
     /// All of it; also throws where the file ends before.
     void readAt(std::uint64_t offset, void* bytes, std::size_t size) const;
+    /// The same without ever waiting for the disk: false where not all of it is in memory, or the
+    /// file system cannot tell.
+    bool readFromMemory(std::uint64_t offset, void* bytes, std::size_t size) const;
 
     /// Makes the file `size` bytes long, with disk space for each of them. In steps: between two
     /// of them `check` may throw.

@@ -21,5 +21,8 @@ void writeRing(const DiskFile& data, std::uint64_t ringSize, std::uint64_t posit
                const char* bytes, std::size_t size);
 void readRing(const DiskFile& data, std::uint64_t ringSize, std::uint64_t position, char* bytes,
               std::size_t size);
+/// The same as reading, without ever waiting for the disk: false where not all is in memory.
+bool readRingFromMemory(const DiskFile& data, std::uint64_t ringSize, std::uint64_t position,
+                        char* bytes, std::size_t size);
 
 }  // namespace tarn::peers::loop_storage
