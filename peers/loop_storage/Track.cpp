@@ -37,7 +37,7 @@ void Track::Create(const std::filesystem::path& folder, std::int64_t id, std::ui
 }
 
 Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
-    : trackFolder(std::move(folder)), trackId(id), boot(boot) {
+    : trackFolder(std::move(folder)), trackId(id), boot(boot), errors(id) {
     load();
     try {
         properties = readProperties(trackFolder / propertiesName);
@@ -115,7 +115,11 @@ std::uint64_t Track::size() const {
 
 Track::Description Track::describe() const {
     const std::lock_guard lock(mutex);
-    Description description{.size = dataSize, .oldest = {}, .newest = {}, .properties = properties};
+    Description description{.size = dataSize,
+                            .oldest = {},
+                            .newest = {},
+                            .properties = properties,
+                            .errors = errors.count()};
     if (!ring->empty()) {
         description.oldest = ring->oldest().timePoint;
         description.newest = ring->newest().timePoint;
@@ -124,6 +128,23 @@ Track::Description Track::describe() const {
 }
 
 void Track::attach(WorkerKind kind) {
+    if (countIn(kind)) {
+        return;
+    }
+    try {
+        auto opened = errors.noting([this] { return openFiles(); });
+        const std::lock_guard lock(mutex);
+        if (!files) {
+            files = std::move(opened);
+        }
+    } catch (...) {
+        detach(kind);
+        throw;
+    }
+}
+
+// Whether the files are open already. Whoever is counted in keeps the track as it is.
+bool Track::countIn(WorkerKind kind) {
     const std::lock_guard lock(mutex);
     const auto name = "Track " + std::to_string(trackId);
     if (use == Use::Exclusive) {
@@ -132,24 +153,24 @@ void Track::attach(WorkerKind kind) {
     if (kind == WorkerKind::Writer && writers > 0) {
         throw StorageError(TARN_STORAGE_ERROR_IN_USE, name + " has a writer already");
     }
-    if (!files) {
-        files = openFiles();
-    }
     use = Use::Attached;
     (kind == WorkerKind::Writer ? writers : readers) += 1;
+    return files != nullptr;
 }
 
-void Track::detach(WorkerKind kind) {
+std::shared_ptr<const void> Track::detach(WorkerKind kind) {
     const std::lock_guard lock(mutex);
     (kind == WorkerKind::Writer ? writers : readers) -= 1;
-    if (readers + writers == 0) {
-        use = Use::Idle;
-        files.reset();
-        sharedLimit.reset();
+    if (readers + writers > 0) {
+        return nullptr;
     }
+    use = Use::Idle;
+    sharedLimit.reset();
+    return std::exchange(files, nullptr);
 }
 
 void Track::beginExclusive(const char* purpose) {
+    const std::lock_guard noRecords(recordMutex);
     const std::lock_guard lock(mutex);
     if (use != Use::Idle) {
         const auto now = use == Use::Exclusive
@@ -172,33 +193,48 @@ std::shared_ptr<TrackFiles> Track::openFiles() const {
 }
 
 std::shared_ptr<TrackFiles> Track::currentFiles() const {
-    return files ? files : openFiles();
+    {
+        const std::lock_guard lock(mutex);
+        if (files) {
+            return files;
+        }
+    }
+    return openFiles();
 }
 
 void Track::clear() {
-    std::shared_ptr<TrackFiles> open;
-    bool hasWriter = false;
+    const auto open = errors.noting([this] { return putCleared(); });
+    wakeReaders();
+    if (hasWriter()) {
+        checkpoint();  // or it would not count after a power cut
+    } else {
+        errors.noting([&] { open->index.sync(); });
+    }
+}
+
+std::shared_ptr<TrackFiles> Track::putCleared() {
+    const std::lock_guard oneAtATime(recordMutex);
+    FrameRecord record{.kind = FrameRecord::Kind::Cleared, .frame = {}, .oldest = 0};
     {
         const std::lock_guard lock(mutex);
-        hasWriter = writers > 0;
         if (use == Use::Exclusive) {
             throw StorageError(TARN_STORAGE_ERROR_IN_USE, "Track " + std::to_string(trackId) +
                                                               " is being " + exclusivePurpose);
         }
-        open = currentFiles();
-        FrameRecord record{.kind = FrameRecord::Kind::Cleared, .frame = {}, .oldest = 0};
         record.frame.sequence = ring->nextSequence();
         record.frame.position = ring->limit();
         record.oldest = record.frame.sequence + 1;
-        open->index.put(record, slots);
-        ring->clear();
     }
-    wakeReaders();
-    if (hasWriter) {
-        checkpoint();  // or it would not count after a power cut
-    } else {
-        open->index.sync();
-    }
+    auto open = currentFiles();
+    open->index.put(record, slots);
+    const std::lock_guard lock(mutex);
+    ring->clear();
+    return open;
+}
+
+bool Track::hasWriter() const {
+    const std::lock_guard lock(mutex);
+    return writers > 0;
 }
 
 void Track::setProperties(const Properties& changes) {
@@ -226,7 +262,7 @@ void Track::changeProperties(const std::function<void(Properties&)>& change) {
     const std::lock_guard oneAtATime(propertiesMutex);
     auto changed = describe().properties;
     change(changed);
-    writeProperties(trackFolder / propertiesName, changed);
+    errors.noting([&] { writeProperties(trackFolder / propertiesName, changed); });
     const std::lock_guard lock(mutex);
     properties = std::move(changed);
 }
@@ -261,18 +297,19 @@ void Track::close() {
 // The data goes to the disk first, then what tells of it.
 void Track::checkpointAs(const BootId& mark) {
     CheckpointRecord record;
-    std::shared_ptr<TrackFiles> open;
+    const auto open = currentFiles();
     {
         const std::lock_guard lock(mutex);
-        open = currentFiles();
         record = {.count = checkpointCount + 1,
                   .nextSequence = ring->nextSequence(),
                   .limit = ring->limit() + (mark == BootId{} ? 0 : allowance()),
                   .boot = mark};
     }
-    open->data.sync();
-    open->index.put(record);
-    open->index.sync();
+    errors.noting([&] {
+        open->data.sync();
+        open->index.put(record);
+        open->index.sync();
+    });
     const std::lock_guard lock(mutex);
     checkpointCount = record.count;
     checkpointedSequence = record.nextSequence;

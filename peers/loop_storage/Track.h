@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "peers/loop_storage/BootId.h"
+#include "peers/loop_storage/DiskErrors.h"
+#include "peers/loop_storage/DiskQueue.h"
 #include "peers/loop_storage/FrameInfo.h"
 #include "peers/loop_storage/PropertyFile.h"
 #include "peers/loop_storage/RingIndex.h"
@@ -39,6 +41,7 @@ class Track {
         std::optional<std::int64_t> oldest;
         std::optional<std::int64_t> newest;
         Properties properties;
+        std::uint64_t errors = 0;  ///< how often its files have failed since the server started
     };
 
     /// Makes the files of a new, empty track in an empty folder. Throws std::system_error; `check`
@@ -61,13 +64,16 @@ class Track {
     /// Throw StorageError, IN_USE; opening the files may also throw std::system_error. Each is
     /// ended by its counterpart.
     void attach(WorkerKind kind);
-    void detach(WorkerKind kind);
+    /// What is returned closes files when it goes, which may wait for the disk.
+    std::shared_ptr<const void> detach(WorkerKind kind);
     void beginExclusive(const char* purpose);
     void endExclusive();
 
     /// The writer's: a place for the next frame, its bytes in order, and that it is whole. Readers
     /// never see a frame before that. Throw StorageError, std::system_error.
     FrameInfo reserve(std::int64_t timePoint, std::uint64_t size);
+    /// Whether reserving a place of this size waits until the disk has what was written before.
+    bool mustWaitToReserve(std::uint64_t size) const;
     void write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes);
     void commit(const FrameInfo& frame);
 
@@ -75,15 +81,24 @@ class Track {
     /// frames are gone that is one that is gone.
     std::uint64_t begin(Origin origin, std::int64_t timePoint) const;
 
-    enum class ReadResult { Frame, NoneYet, Overtaken };
+    enum class ReadResult {
+        Frame,
+        NoneYet,
+        Overtaken,
+        Unreadable,  ///< the disk does not give its bytes: it is counted among the errors
+        OnDisk,      ///< there, but not in memory
+    };
     struct Reading {
         ReadResult result = ReadResult::NoneYet;
-        FrameInfo frame;                     ///< Frame
-        std::uint64_t next = 0;              ///< Frame, Overtaken: where to go on
+        FrameInfo frame;                     ///< Frame, Unreadable, OnDisk
+        std::uint64_t next = 0;              ///< Frame, Unreadable, Overtaken: where to go on
         std::optional<std::int64_t> oldest;  ///< Overtaken: nothing when the track is empty
+        std::string failure{};               ///< Unreadable: why
     };
     /// What comes at this sequence number, and its bytes into `bytes`, which gets its length.
     Reading read(std::uint64_t sequence, std::vector<char>& bytes) const;
+    /// The same without waiting for the disk.
+    Reading readFromMemory(std::uint64_t sequence, std::vector<char>& bytes) const;
     /// Only what comes. It may be gone over at any moment.
     Reading find(std::uint64_t sequence) const;
 
@@ -117,7 +132,13 @@ class Track {
     /// The same if the track is being written and either frames were committed since the last
     /// checkpoint or, `Urgent`, the writer will soon have to wait for the next.
     enum class Need { Committed, Urgent };
+    bool needsCheckpoint(Need need) const;
     void checkpointIfNeeded(Need need);
+
+    /// Where who may not wait for this track's disk has it waited for: what reads, and whatever
+    /// waits for a sync, which must not hold up the former.
+    DiskQueue& reads() const { return readQueue; }
+    DiskQueue& syncs() const { return syncQueue; }
 
     /// Log lines of what was found when it was opened.
     const std::vector<std::string>& notes() const { return openingNotes; }
@@ -126,6 +147,9 @@ class Track {
     enum class Use { Idle, Attached, Exclusive };
 
     void load();
+    bool countIn(WorkerKind kind);
+    bool hasWriter() const;
+    std::shared_ptr<TrackFiles> putCleared();
     void changeProperties(const std::function<void(Properties&)>& change);
     void mendData(IndexContent& content) const;
     std::filesystem::path dataPath(std::uint64_t generation) const;
@@ -133,11 +157,18 @@ class Track {
     std::shared_ptr<TrackFiles> openFiles() const;
     std::shared_ptr<TrackFiles> currentFiles() const;
     void checkpointAs(const BootId& mark);
-    bool needsCheckpoint(Need need) const;
     std::uint64_t allowance() const;
     void wakeReaders();
     Reading overtaken(std::uint64_t sequence) const;
     Reading foundAt(std::uint64_t sequence) const;
+    struct Place {
+        Reading reading;
+        std::shared_ptr<TrackFiles> files;
+        std::uint64_t ringSize = 0;
+    };
+    Place placeOf(std::uint64_t sequence) const;
+    Reading stillThere(const Reading& reading) const;
+    Reading unreadable(Reading reading, const std::system_error& failure) const;
     void removeStrangeData() const;
     std::uint64_t sizeReached(std::uint64_t wanted) const;
     void take(const IndexContent& content);
@@ -150,8 +181,12 @@ class Track {
     const std::int64_t trackId;
     const BootId boot;
     std::vector<std::string> openingNotes;
+    mutable DiskErrors errors;
+    static constexpr std::size_t readsAtOnce = 4;
+    mutable DiskQueue readQueue{readsAtOnce};
+    mutable DiskQueue syncQueue;
 
-    mutable std::mutex mutex;  // guards what follows
+    mutable std::mutex mutex;  // guards what follows; never held while a disk is waited for
     std::uint64_t dataSize = 0;
     std::uint64_t slots = 0;
     std::uint64_t generation = 0;
@@ -171,7 +206,8 @@ class Track {
     std::map<std::uint64_t, std::function<void()>> waiting;
     std::uint64_t lastCall = 0;
 
-    // One at a time each; taken before `mutex`.
+    // One at a time each; taken before `mutex`. Who only asks takes none of them.
+    std::mutex recordMutex;      // held from choosing a sequence number to using it up
     std::mutex checkpointMutex;  // held by who calls checkpointAs
     std::mutex propertiesMutex;
 };

@@ -19,8 +19,16 @@ FrameInfo Track::reserve(std::int64_t timePoint, std::uint64_t size) {
     if (sharedLimit) {
         sharedLimit->raise(ring->limit());
     }
-    files->index.put(LimitRecord{.count = ++limitCount, .limit = ring->limit()});
+    const LimitRecord record{.count = ++limitCount, .limit = ring->limit()};
+    const auto open = files;
+    lock.unlock();
+    errors.noting([&] { open->index.put(record); });
     return frame;
+}
+
+bool Track::mustWaitToReserve(std::uint64_t size) const {
+    const std::lock_guard lock(mutex);
+    return ring->limitWith(size) > allowedLimit;
 }
 
 void Track::write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes) {
@@ -31,19 +39,25 @@ void Track::write(const FrameInfo& frame, std::uint64_t offset, std::string_view
         open = files;
         ringSize = dataSize;
     }
-    writeRing(open->data, ringSize, frame.position + offset, bytes.data(), bytes.size());
+    errors.noting([&] {
+        writeRing(open->data, ringSize, frame.position + offset, bytes.data(), bytes.size());
+    });
 }
 
 void Track::commit(const FrameInfo& frame) {
     {
+        const std::lock_guard oneAtATime(recordMutex);
+        FrameRecord record{.kind = FrameRecord::Kind::Frame, .frame = frame, .oldest = 0};
+        std::shared_ptr<TrackFiles> open;
+        {
+            const std::lock_guard lock(mutex);
+            record.frame.sequence = ring->nextSequence();  // a clearing may have come between
+            record.oldest = ring->empty() ? record.frame.sequence : ring->oldest().sequence;
+            open = files;
+        }
+        errors.noting([&] { open->index.put(record, slots); });
         const std::lock_guard lock(mutex);
-        auto committed = frame;
-        committed.sequence = ring->nextSequence();  // a clearing may have come between
-        const auto oldest = ring->empty() ? committed.sequence : ring->oldest().sequence;
-        files->index.put(
-            FrameRecord{.kind = FrameRecord::Kind::Frame, .frame = committed, .oldest = oldest},
-            slots);
-        ring->commit(committed);
+        ring->commit(record.frame);
     }
     wakeReaders();
 }
@@ -63,23 +77,51 @@ std::uint64_t Track::begin(Origin origin, std::int64_t timePoint) const {
     return frame != nullptr ? frame->sequence : ring->nextSequence();
 }
 
-Track::Reading Track::read(std::uint64_t sequence, std::vector<char>& bytes) const {
-    std::shared_ptr<TrackFiles> open;
-    std::uint64_t ringSize = 0;
-    Reading reading;
-    {
-        const std::lock_guard lock(mutex);
-        reading = foundAt(sequence);
-        if (reading.result != ReadResult::Frame) {
-            return reading;
-        }
-        open = files;
-        ringSize = dataSize;
-    }
-    bytes.resize(static_cast<std::size_t>(reading.frame.size));
-    readRing(open->data, ringSize, reading.frame.position, bytes.data(), bytes.size());
+Track::Place Track::placeOf(std::uint64_t sequence) const {
     const std::lock_guard lock(mutex);
-    return ring->holds(sequence) ? reading : overtaken(sequence);
+    return {.reading = foundAt(sequence), .files = files, .ringSize = dataSize};
+}
+
+// It may have been gone over while it was read.
+Track::Reading Track::stillThere(const Reading& reading) const {
+    const std::lock_guard lock(mutex);
+    return ring->holds(reading.frame.sequence) ? reading : overtaken(reading.frame.sequence);
+}
+
+Track::Reading Track::unreadable(Reading reading, const std::system_error& failure) const {
+    errors.note(failure);
+    reading.result = ReadResult::Unreadable;
+    reading.failure = failure.what();
+    return stillThere(reading);
+}
+
+Track::Reading Track::read(std::uint64_t sequence, std::vector<char>& bytes) const {
+    const auto place = placeOf(sequence);
+    const auto& frame = place.reading.frame;
+    if (place.reading.result != ReadResult::Frame) {
+        return place.reading;
+    }
+    bytes.resize(static_cast<std::size_t>(frame.size));
+    try {
+        readRing(place.files->data, place.ringSize, frame.position, bytes.data(), bytes.size());
+    } catch (const std::system_error& failure) {
+        return unreadable(place.reading, failure);
+    }
+    return stillThere(place.reading);
+}
+
+Track::Reading Track::readFromMemory(std::uint64_t sequence, std::vector<char>& bytes) const {
+    auto place = placeOf(sequence);
+    const auto& frame = place.reading.frame;
+    if (place.reading.result != ReadResult::Frame) {
+        return place.reading;
+    }
+    bytes.resize(static_cast<std::size_t>(frame.size));
+    if (!readRingFromMemory(place.files->data, place.ringSize, frame.position, bytes.data(),
+                            bytes.size())) {
+        place.reading.result = ReadResult::OnDisk;
+    }
+    return stillThere(place.reading);
 }
 
 Track::Reading Track::find(std::uint64_t sequence) const {
@@ -99,11 +141,18 @@ Track::Reading Track::foundAt(std::uint64_t sequence) const {
 }
 
 Track::Shared Track::share() {
-    const std::lock_guard lock(mutex);
-    if (!sharedLimit) {
-        sharedLimit = std::make_shared<SharedLimit>(ring->limit());
+    Shared shared;
+    std::shared_ptr<TrackFiles> open;
+    {
+        const std::lock_guard lock(mutex);
+        if (!sharedLimit) {
+            sharedLimit = std::make_shared<SharedLimit>(ring->limit());
+        }
+        shared.limit = sharedLimit;
+        open = files;
     }
-    return {.data = files->data.openForReading(), .limit = sharedLimit};
+    shared.data = errors.noting([&] { return open->data.openForReading(); });
+    return shared;
 }
 
 // It goes on with what comes next: the oldest frame, or the one after a damaged record.
