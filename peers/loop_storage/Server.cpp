@@ -7,11 +7,10 @@
 #include <boost/asio/strand.hpp>
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
+#include "peers/loop_storage/NetworkThreads.h"
 #include "peers/loop_storage/Session.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/utils/Log.h"
@@ -22,7 +21,6 @@ namespace {
 
 namespace asio = boost::asio;
 
-constexpr int threads = 4;
 constexpr int queuedClients = 128;
 constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
 
@@ -48,7 +46,7 @@ void prepare(Socket& socket) {
 }  // namespace
 
 Server::Server(Storage& storage, const SessionLimits& limits)
-    : storage(storage), limits(limits), context(threads), stopSignals(context, SIGINT, SIGTERM) {
+    : storage(storage), limits(limits), stopSignals(context, SIGINT, SIGTERM) {
     stopSignals.async_wait([this](const auto& error, int) {
         if (!error) {
             stop();
@@ -97,11 +95,7 @@ void Server::run() {
     if (local) {
         accept(*local);
     }
-    std::vector<std::jthread> helpers;
-    for (int i = 1; i < threads; ++i) {
-        helpers.emplace_back([this] { context.run(); });
-    }
-    context.run();
+    NetworkThreads(context, NetworkThreads::Limits{}).run();
 }
 
 template <typename Acceptor>
@@ -116,7 +110,11 @@ void Server::accept(Acceptor& acceptor) {
                 acceptLater(acceptor);
                 return;
             }
-            add(std::move(socket));
+            try {
+                add(std::move(socket));
+            } catch (const std::exception& failure) {
+                utils::logError(std::string("A client cannot be served: ") + failure.what());
+            }
             accept(acceptor);
         });
 }

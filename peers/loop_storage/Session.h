@@ -4,10 +4,12 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "peers/loop_storage/Outbox.h"
@@ -24,7 +26,7 @@ namespace tarn::peers::loop_storage {
 /// One connected client. Everything but `close` runs on the socket's own strand.
 ///
 ///   Receiving -> Answering -> Receiving ...
-///       a request is answered before the next one is looked at
+///       a request is answered before the next one is looked at; a writer waits for the disk
 ///   any -> Lingering -> Closed
 ///       the client was told what it did wrong
 ///   any -> Closed
@@ -50,6 +52,19 @@ class Session : public std::enable_shared_from_this<Session>,
     static constexpr std::size_t mostAnswersWaiting = 64;
     enum class State { Receiving, Answering, Lingering, Closed };
 
+    /// What a handler of this client does. What it throws ends this client and nobody else.
+    template <typename Work>
+    auto handler(Work work) {
+        return [self = shared_from_this(), work = std::move(work)](const auto&... results) {
+            try {
+                work(*self, results...);
+            } catch (const std::exception& failure) {
+                self->breakOff(failure);
+            }
+        };
+    }
+    void breakOff(const std::exception& failure);
+
     void takeGreeting() override;
     Next takeMessage(std::string_view message, std::uint32_t payloadSize) override;
     Next takePayload(std::string_view piece, bool isLast) override;
@@ -62,6 +77,11 @@ class Session : public std::enable_shared_from_this<Session>,
     void goOn();
 
     Next handle(const Request& request, std::uint32_t payloadSize);
+    Next write(const Request& request, std::uint32_t payloadSize);
+    void reserveLater(const Request& request, std::uint32_t payloadSize, std::uint64_t size);
+    void reserved(const Request& request, std::uint32_t payloadSize, const FrameInfo& place,
+                  const std::exception_ptr& failure);
+    Next writeBegun(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
     bool isLocal() const;
     void attached(const std::shared_ptr<Attachment>& attachment, const Request& request,
@@ -79,6 +99,9 @@ class Session : public std::enable_shared_from_this<Session>,
     void sent();
     bool canSendFrames() const;
     void readFrames();
+    void readable();
+    void fetchFrame();
+    void fetched(ReaderRole::Fetch& fetch);
 
     void watch();
     void checkPatience();

@@ -14,18 +14,8 @@
 namespace tarn::peers::loop_storage {
 
 Session::Next Session::handle(const Request& request, std::uint32_t payloadSize) {
-    if (writer && request.type() == Request::WRITE && request.has_offset() && payloadSize == 0) {
-        writer->take(request.time_point(), request.offset(), request.size());
-        send(Answer());
-        return outbox.size() < mostAnswersWaiting ? Next::GoOn : Next::Pause;
-    }
     if (writer && request.type() == Request::WRITE) {
-        writer->begin(request.time_point(), payloadSize);
-        if (payloadSize == 0) {
-            writer->commit();
-            send(Answer());
-        }
-        return Next::GoOn;
+        return write(request, payloadSize);
     }
     if (reader && request.type() == Request::READ && payloadSize == 0) {
         if (request.has_again()) {
@@ -62,16 +52,19 @@ void Session::attach(const Request& request) {
     }
     const auto kind = request.type() == Request::ATTACH_WRITER ? Track::WorkerKind::Writer
                                                                : Track::WorkerKind::Reader;
-    storage.runSoon([self = shared_from_this(), request, kind] {
+    const auto track = storage.catalogue().get(request.track_id(0));
+    auto& queue = kind == Track::WorkerKind::Writer ? track->syncs() : track->reads();
+    storage.runSoon(queue, [self = shared_from_this(), request, kind] {
         try {
             const std::shared_ptr<Attachment> attachment =
                 self->storage.attach(request.track_id(0), kind, request.worker_name());
             const auto sharing = std::make_shared<const Sharing>(
                 request.share() && self->isLocal() ? makeSharing(attachment->track(), kind)
                                                    : Sharing());
-            boost::asio::post(self->socket.get_executor(), [self, attachment, request, sharing] {
-                self->attached(attachment, request, *sharing);
-            });
+            boost::asio::post(self->socket.get_executor(),
+                              self->handler([attachment, request, sharing](Session& session) {
+                                  session.attached(attachment, request, *sharing);
+                              }));
         } catch (const std::exception& failure) {
             self->answerFromAnywhere(failureAnswer(failure));
         }
@@ -124,9 +117,12 @@ void Session::followTicket(const Request& request) {
     }
     const auto wait = ++ticketWaits;
     const auto finish = [weak = weak_from_this(), ticket, wait] {
-        const auto self = weak.lock();
-        if (self && self->ticketWaits == wait && self->state == State::Answering) {
-            self->answerTicket(ticket);
+        if (const auto self = weak.lock()) {
+            self->handler([ticket, wait](Session& session) {
+                if (session.ticketWaits == wait && session.state == State::Answering) {
+                    session.answerTicket(ticket);
+                }
+            })();
         }
     };
     ticketWait.expires_after(std::min<Clock::duration>(std::chrono::milliseconds(request.wait_ms()),
@@ -154,7 +150,7 @@ void Session::answerTicket(std::int64_t ticket) {
 
 void Session::answerFromAnywhere(const Answer& reply) {
     boost::asio::dispatch(socket.get_executor(),
-                          [self = shared_from_this(), reply] { self->answer(reply); });
+                          handler([reply](Session& self) { self.answer(reply); }));
 }
 
 // Then the next request is looked at.
@@ -168,7 +164,7 @@ void Session::answer(const Answer& reply) {
 
 void Session::answered() {
     state = State::Receiving;
-    boost::asio::post(socket.get_executor(), [self = shared_from_this()] { self->goOn(); });
+    boost::asio::post(socket.get_executor(), handler([](Session& self) { self.goOn(); }));
 }
 
 // What the client did cannot be put right: it is told, and whatever more it sends is thrown away

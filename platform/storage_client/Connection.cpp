@@ -35,7 +35,7 @@ void checkAnswer(const Connection::Answer& answer) {
     if (answer.error() == TARN_STORAGE_OK) {
         return;
     }
-    const bool isKnown = answer.error() > 0 && answer.error() <= TARN_STORAGE_ERROR_SERVER;
+    const bool isKnown = answer.error() > 0 && answer.error() <= TARN_STORAGE_ERROR_UNREADABLE;
     throw Failure(
         isKnown ? static_cast<tarn_storage_error_type>(answer.error()) : TARN_STORAGE_ERROR_SERVER,
         answer.message());

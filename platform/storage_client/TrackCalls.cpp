@@ -78,3 +78,9 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
         return track.has_newest() ? track.newest() : -1;
     });
 }
+
+int64_t tarn_storage_track_get_errors(tarn_storage_connection* connection, int64_t track_id,
+                                      tarn_storage_error* error) {
+    return guarded<int64_t>(
+        error, -1, [&] { return static_cast<int64_t>(describe(connection, track_id).errors()); });
+}
