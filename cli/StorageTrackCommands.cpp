@@ -1,4 +1,5 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -41,12 +42,18 @@ std::string propertiesText(const StorageTrack& track) {
     return text;
 }
 
-// Which storage a track is on is said only where there are several.
+// Which storage a track is on is said only where there are several, and how often disks have failed
+// only where one has.
 Table tableOf(const StorageTree& tree) {
     const bool several = tree.storages.size() > 1;
     std::vector<std::string> header = {"ID", "SIZE", "LENGTH", "WRITERS", "READERS", "PROPERTIES"};
     if (several) {
         header.insert(header.begin(), "STORAGE");
+    }
+    const bool anyErrors = std::any_of(tree.tracks.begin(), tree.tracks.end(),
+                                       [](const auto& track) { return track.diskErrors > 0; });
+    if (anyErrors) {
+        header.emplace_back("DISK ERRORS");
     }
     Table table(std::move(header));
     for (const auto& track : tree.tracks) {
@@ -55,6 +62,9 @@ Table tableOf(const StorageTree& tree) {
                                         track.readerNames, propertiesText(track)};
         if (several) {
             row.insert(row.begin(), track.storage);
+        }
+        if (anyErrors) {
+            row.push_back(track.diskErrors > 0 ? std::to_string(track.diskErrors) : "");
         }
         table.add(row);
     }

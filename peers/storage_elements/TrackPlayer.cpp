@@ -54,7 +54,12 @@ TrackPlayer::Result TrackPlayer::next(std::chrono::milliseconds timeOut, Decoded
             return Result::NoneYet;
         }
         if (result < 0) {
-            if (tarn_storage_error_get_type(error.get()) == TARN_STORAGE_ERROR_OVERTAKEN) {
+            const int type = tarn_storage_error_get_type(error.get());
+            if (type == TARN_STORAGE_ERROR_OVERTAKEN) {
+                return Result::Overtaken;
+            }
+            if (type == TARN_STORAGE_ERROR_UNREADABLE) {
+                last = tarn_storage_reader_get_unreadable_time_point(reader.get());
                 return Result::Overtaken;
             }
             check(error);

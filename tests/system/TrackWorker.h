@@ -34,6 +34,9 @@ class TrackReader {
     TrackReader(const TrackReader&) = delete;
     TrackReader& operator=(const TrackReader&) = delete;
 
+    /// The time point of the next frame, "none" when there is none yet, or what went wrong.
+    std::string read();
+
   private:
     service::devices::StorageError error;
     const service::devices::StorageConnection connection;

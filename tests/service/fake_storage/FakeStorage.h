@@ -22,6 +22,7 @@ class FakeStorage {
         Properties properties = {};
         std::int64_t beginning = -1;
         std::int64_t end = -1;
+        std::int64_t errors = 0;
     };
 
     explicit FakeStorage(const std::string& path);
