@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -38,6 +39,8 @@ class RingIndex {
     std::uint64_t nextSequence() const { return following; }
     /// No position from here on has ever been written.
     std::uint64_t limit() const { return written; }
+    /// The limit once a frame of this size has been reserved.
+    std::uint64_t limitWith(std::uint64_t size) const { return std::max(written, head + size); }
     /// The bytes that the frames take, from the oldest's first to the newest's last.
     std::uint64_t extent() const;
 

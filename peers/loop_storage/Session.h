@@ -28,7 +28,7 @@ namespace tarn::peers::loop_storage {
 /// One connected client. Everything but `close` runs on the socket's own strand.
 ///
 ///   Receiving -> Answering -> Receiving ...
-///       a request is answered before the next one is looked at
+///       a request is answered before the next one is looked at; a writer waits for the disk
 ///   any -> Lingering -> Closed
 ///       the client was told what it did wrong, or that an operator wants it to go
 ///   any -> Closed
@@ -61,6 +61,19 @@ class Session : public std::enable_shared_from_this<Session>,
     enum class State { Receiving, Answering, Lingering, Closed };
     static constexpr std::size_t mostPromised = 64;
 
+    /// What a handler of this client does. What it throws ends this client and nobody else.
+    template <typename Work>
+    auto handler(Work work) {
+        return [self = shared_from_this(), work = std::move(work)](const auto&... results) {
+            try {
+                work(*self, results...);
+            } catch (const std::exception& failure) {
+                self->breakOff(failure);
+            }
+        };
+    }
+    void breakOff(const std::exception& failure);
+
     void takeGreeting() override;
     Next takeMessage(std::string_view message, std::uint32_t payloadSize) override;
     Next takePayload(std::string_view piece, bool isLast) override;
@@ -75,6 +88,11 @@ class Session : public std::enable_shared_from_this<Session>,
     /// Whether the client's next message can be looked at.
     Next next() const { return state == State::Receiving && !isFull() ? Next::GoOn : Next::Pause; }
     Next handle(const Request& request, std::uint32_t payloadSize);
+    Next write(const Request& request, std::uint32_t payloadSize);
+    void reserveLater(const Request& request, std::uint32_t payloadSize, std::uint64_t size);
+    void reserved(const Request& request, std::uint32_t payloadSize, const FrameInfo& place,
+                  const std::exception_ptr& failure);
+    Next writeBegun(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
     void checkPlaceForWorker() const;
     WorkerClient asWorker(const std::string& name);
@@ -104,6 +122,9 @@ class Session : public std::enable_shared_from_this<Session>,
     void sent();
     bool canSendFrames() const;
     void readFrames();
+    void readable();
+    void fetchFrame();
+    void fetched(ReaderRole::Fetch& fetch);
 
     bool isWorker() const { return reader || writer; }
     bool owesInput() const;

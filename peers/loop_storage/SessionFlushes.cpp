@@ -26,14 +26,16 @@ void Session::acknowledge(Promise made) {
 void Session::flushSoon() {
     flushing = promised.size();
     const auto held = writer->held();
-    storage.runSoon([self = shared_from_this(), held, upTo = held->track().nextSequence()] {
+    auto& queue = held->track().syncs();
+    storage.runSoon(queue, [self = shared_from_this(), held, upTo = held->track().nextSequence()] {
         std::exception_ptr failure;
         try {
             held->track().flush(upTo);
         } catch (const std::exception&) {
             failure = std::current_exception();
         }
-        boost::asio::post(self->socket.get_executor(), [self, failure] { self->flushed(failure); });
+        boost::asio::post(self->socket.get_executor(),
+                          self->handler([failure](Session& session) { session.flushed(failure); }));
     });
 }
 

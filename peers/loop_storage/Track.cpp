@@ -37,7 +37,7 @@ IndexContent Track::Create(const std::filesystem::path& folder, std::int64_t id,
 }
 
 Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
-    : trackFolder(std::move(folder)), trackId(id), boot(boot) {
+    : trackFolder(std::move(folder)), trackId(id), boot(boot), errors(id) {
     load();
     try {
         properties = readProperties(trackFolder / propertiesName);
@@ -49,7 +49,7 @@ Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
 
 Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot,
              const IndexContent& created)
-    : trackFolder(std::move(folder)), trackId(id), boot(boot) {
+    : trackFolder(std::move(folder)), trackId(id), boot(boot), errors(id) {
     take(created);
 }
 
@@ -79,7 +79,8 @@ Track::Description Track::describe() const {
                             .newest = {},
                             .properties = properties,
                             .failure = failure,
-                            .damagedFrames = damagedFrames};
+                            .damagedFrames = damagedFrames,
+                            .errors = errors.count()};
     if (!ring->empty()) {
         description.oldest = ring->oldest().timePoint;
         description.newest = ring->newest().timePoint;
@@ -95,6 +96,23 @@ void Track::checkNotExclusive() const {
 }
 
 void Track::attach(WorkerKind kind) {
+    if (countIn(kind)) {
+        return;
+    }
+    try {
+        auto opened = errors.noting([this] { return openFiles(); });
+        const std::lock_guard lock(mutex);
+        if (!files) {
+            files = std::move(opened);
+        }
+    } catch (...) {
+        detach(kind);
+        throw;
+    }
+}
+
+// Whether the files are open already. Whoever is counted in keeps the track as it is.
+bool Track::countIn(WorkerKind kind) {
     const std::lock_guard lock(mutex);
     checkNotExclusive();
     if (kind == WorkerKind::Writer && writers > 0) {
@@ -104,29 +122,29 @@ void Track::attach(WorkerKind kind) {
     if (kind == WorkerKind::Writer) {
         checkSound();
     }
-    if (!files) {
-        files = openFiles();
-    }
     use = Use::Attached;
     marking = kind == WorkerKind::Writer ? Marking::InUse : marking;
     (kind == WorkerKind::Writer ? writers : readers) += 1;
+    return files != nullptr;
 }
 
-void Track::detach(WorkerKind kind) {
+std::shared_ptr<const void> Track::detach(WorkerKind kind) {
     const std::lock_guard lock(mutex);
     (kind == WorkerKind::Writer ? writers : readers) -= 1;
     if (kind == WorkerKind::Writer) {
         marking = Marking::Closed;
         writerState = WriterState::Good;
     }
-    if (readers + writers == 0) {
-        use = Use::Idle;
-        files.reset();
-        sharedLimit.reset();
+    if (readers + writers > 0) {
+        return nullptr;
     }
+    use = Use::Idle;
+    sharedLimit.reset();
+    return std::exchange(files, nullptr);
 }
 
 void Track::beginExclusive(const char* purpose) {
+    const std::lock_guard noRecords(recordMutex);
     const std::lock_guard lock(mutex);
     if (use != Use::Idle) {
         const auto now = use == Use::Exclusive
@@ -149,7 +167,13 @@ std::shared_ptr<TrackFiles> Track::openFiles() const {
 }
 
 std::shared_ptr<TrackFiles> Track::currentFiles() const {
-    return files ? files : openFiles();
+    {
+        const std::lock_guard lock(mutex);
+        if (files) {
+            return files;
+        }
+    }
+    return openFiles();
 }
 
 void Track::setProperties(const Properties& changes) {
@@ -177,7 +201,7 @@ void Track::changeProperties(const std::function<void(Properties&)>& change) {
     const std::lock_guard oneAtATime(propertiesMutex);
     auto changed = describe().properties;
     change(changed);
-    writeProperties(trackFolder / propertiesName, changed);
+    errors.noting([&] { writeProperties(trackFolder / propertiesName, changed); });
     const std::lock_guard lock(mutex);
     properties = std::move(changed);
 }

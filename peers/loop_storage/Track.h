@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "peers/loop_storage/BootId.h"
+#include "peers/loop_storage/DiskErrors.h"
+#include "peers/loop_storage/DiskQueue.h"
 #include "peers/loop_storage/FrameInfo.h"
 #include "peers/loop_storage/PropertyFile.h"
 #include "peers/loop_storage/RingIndex.h"
@@ -49,6 +51,7 @@ class Track {
         Properties properties;
         std::string failure;              ///< empty: sound
         std::uint64_t damagedFrames = 0;  ///< that were read since the track was opened
+        std::uint64_t errors = 0;  ///< how often its files have failed since the server started
     };
 
     /// Makes the files of a new, empty track in an empty folder; what its index tells then. Throws
@@ -74,7 +77,8 @@ class Track {
     /// Throw StorageError, IN_USE; opening the files may also throw std::system_error. Each is
     /// ended by its counterpart.
     void attach(WorkerKind kind);
-    void detach(WorkerKind kind);
+    /// What is returned closes files when it goes, which may wait for the disk.
+    std::shared_ptr<const void> detach(WorkerKind kind);
     void beginExclusive(const char* purpose);
     void endExclusive();
 
@@ -82,6 +86,8 @@ class Track {
     /// never see a frame before that. Throw StorageError, std::system_error.
     /// A checksum that the writer has made goes into the frame's `checksum` before the first byte.
     FrameInfo reserve(std::int64_t timePoint, std::uint64_t size);
+    /// Whether reserving a place of this size waits until the disk has what was written before.
+    bool mustWaitToReserve(std::uint64_t size) const;
     void write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes);
     void commit(const FrameInfo& frame);
 
@@ -89,17 +95,27 @@ class Track {
     /// frames are gone that is one that is gone.
     std::uint64_t begin(Origin origin, std::int64_t timePoint) const;
 
-    enum class ReadResult { Frame, NoneYet, Overtaken, Damaged };
+    enum class ReadResult {
+        Frame,
+        NoneYet,
+        Overtaken,
+        Damaged,     ///< its bytes are not those that were written
+        Unreadable,  ///< the disk does not give its bytes: it is counted among the errors
+        OnDisk,      ///< there, but not in memory
+    };
     struct Reading {
         ReadResult result = ReadResult::NoneYet;
-        FrameInfo frame;                     ///< Frame, Damaged
-        std::uint64_t next = 0;              ///< but for NoneYet: where to go on
+        FrameInfo frame;         ///< Frame, Damaged, Unreadable, OnDisk
+        std::uint64_t next = 0;  ///< Frame, Damaged, Unreadable, Overtaken: where to go on
         std::optional<std::int64_t> oldest;  ///< Overtaken: nothing when the track is empty
+        std::string failure{};               ///< Unreadable: why
     };
     /// What comes at this sequence number, and its bytes into `bytes`, which gets its length.
     /// Damaged: they are not those that were written. That is looked at unless they are in memory
     /// since this server has written them.
     Reading read(std::uint64_t sequence, std::vector<char>& bytes) const;
+    /// The same without waiting for the disk.
+    Reading readFromMemory(std::uint64_t sequence, std::vector<char>& bytes) const;
     /// Only what comes, with a checksum if who reads it has to look at it. It may be gone over at
     /// any moment.
     Reading find(std::uint64_t sequence) const;
@@ -142,7 +158,13 @@ class Track {
     /// The same if the track is being written and either frames were committed since the last
     /// checkpoint or, `Urgent`, the writer will soon have to wait for the next.
     enum class Need { Committed, Urgent };
+    bool needsCheckpoint(Need need) const;
     void checkpointIfNeeded(Need need);
+
+    /// Where who may not wait for this track's disk has it waited for: what reads, and whatever
+    /// waits for a sync, which must not hold up the former.
+    DiskQueue& reads() const { return readQueue; }
+    DiskQueue& syncs() const { return syncQueue; }
 
     /// Log lines of what was found when it was opened.
     const std::vector<std::string>& notes() const { return openingNotes; }
@@ -161,20 +183,23 @@ class Track {
     void checkSound() const;
     void checkWritable() const;
     void checkNotExclusive() const;
-    /// What fails within fails the track. Not with the mutex.
+    /// What fails within is noted, and fails the track. Not with the mutex.
     template <typename Work>
     void onDisk(Work work) {
         try {
-            work();
+            errors.noting(work);
         } catch (const std::system_error& error) {
             fail(error.what());
             throw;
         }
     }
+    bool countIn(WorkerKind kind);
+    void putCommitted(const FrameInfo& frame);
     void clearRing();
+    void putCleared();
     void renew();
     bool isSound() const;
-    void takeRenewed(const IndexContent& content);
+    void takeRenewed(const IndexContent& content, std::shared_ptr<TrackFiles> renewed);
     void changeProperties(const std::function<void(Properties&)>& change);
     std::filesystem::path failurePath() const;
     std::filesystem::path dataPath(std::uint64_t generation) const;
@@ -182,13 +207,20 @@ class Track {
     std::shared_ptr<TrackFiles> openFiles() const;
     std::shared_ptr<TrackFiles> currentFiles() const;
     void checkpointNow();
-    bool needsCheckpoint(Need need) const;
     std::uint64_t allowance() const;
     std::uint64_t oldestSequence() const;  // with the mutex
     void wakeReaders();
     Reading overtaken(std::uint64_t sequence) const;
     Reading foundAt(std::uint64_t sequence) const;
+    struct Place {
+        Reading reading;
+        std::shared_ptr<TrackFiles> files;
+        std::uint64_t ringSize = 0;
+    };
+    Place placeOf(std::uint64_t sequence) const;
+    Reading stillThere(const Reading& reading) const;
     Reading checked(const Reading& reading, const std::vector<char>& bytes) const;
+    Reading unreadable(Reading reading, const std::system_error& failure) const;
     bool mustCheck(const FrameInfo& frame) const;  // with the mutex
     void noteFetch() const;
     void removeStrangeData() const;
@@ -203,8 +235,12 @@ class Track {
     const std::int64_t trackId;
     const BootId boot;
     std::vector<std::string> openingNotes;
+    mutable DiskErrors errors;
+    static constexpr std::size_t readsAtOnce = 4;
+    mutable DiskQueue readQueue{readsAtOnce};
+    mutable DiskQueue syncQueue;
 
-    mutable std::mutex mutex;  // guards what follows
+    mutable std::mutex mutex;  // guards what follows; never held while a disk is waited for
     std::uint64_t dataSize = 0;
     std::uint64_t slots = 0;
     std::uint64_t generation = 0;
@@ -232,8 +268,10 @@ class Track {
     std::map<std::uint64_t, std::function<void()>> waiting;
     std::uint64_t lastCall = 0;
 
-    // One at a time each; taken before `mutex`.
+    // One at a time each; taken before `mutex`, and `checkpointMutex` before `recordMutex`. Who
+    // only asks takes none of them.
     std::mutex checkpointMutex;  // held by who calls checkpointNow, clearRing, renew
+    std::mutex recordMutex;      // held from choosing a sequence number to using it up
     std::mutex propertiesMutex;
 };
 

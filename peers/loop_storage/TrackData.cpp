@@ -28,16 +28,25 @@ FrameInfo Track::reserve(std::int64_t timePoint, std::uint64_t size) {
     if (mustWait) {
         checkpoint();
     }
-    onDisk([this] {
+    LimitRecord record;
+    std::shared_ptr<TrackFiles> open;
+    {
         const std::lock_guard lock(mutex);
         checkWritable();
         if (sharedLimit) {
             sharedLimit->raise(ring->limit());
         }
-        files->index.put(LimitRecord{.count = ++limitCount, .limit = ring->limit()});
+        record = {.count = ++limitCount, .limit = ring->limit()};
         writtenChecksum = 0;
-    });
+        open = files;
+    }
+    onDisk([&] { open->index.put(record); });
     return frame;
+}
+
+bool Track::mustWaitToReserve(std::uint64_t size) const {
+    const std::lock_guard lock(mutex);
+    return ring->limitWith(size) > allowedLimit;
 }
 
 void Track::write(const FrameInfo& frame, std::uint64_t offset, std::string_view bytes) {
@@ -51,34 +60,46 @@ void Track::write(const FrameInfo& frame, std::uint64_t offset, std::string_view
         ringSize = dataSize;
         sum = writtenChecksum;
     }
+    const auto put = [&](std::size_t begin, std::string_view piece) {
+        errors.noting([&] {
+            writeRing(open->data, ringSize, frame.position + offset + begin, piece.data(),
+                      piece.size());
+        });
+    };
     if (frame.checksum) {
-        writeRing(open->data, ringSize, frame.position + offset, bytes.data(), bytes.size());
+        put(0, bytes);
         return;
     }
     for (std::size_t done = 0; done < bytes.size(); done += writtenAtOnce) {
         const auto piece = bytes.substr(done, writtenAtOnce);
         sum = storage_wire::checksum(piece.data(), piece.size(), sum);
-        writeRing(open->data, ringSize, frame.position + offset + done, piece.data(), piece.size());
+        put(done, piece);
     }
     const std::lock_guard lock(mutex);
     writtenChecksum = sum;
 }
 
 void Track::commit(const FrameInfo& frame) {
-    onDisk([&] {
+    putCommitted(frame);
+    wakeReaders();
+}
+
+void Track::putCommitted(const FrameInfo& frame) {
+    const std::lock_guard oneAtATime(recordMutex);
+    FrameRecord record{.kind = FrameRecord::Kind::Frame, .frame = frame, .oldest = 0, .lost = {}};
+    std::shared_ptr<TrackFiles> open;
+    {
         const std::lock_guard lock(mutex);
         checkWritable();
-        auto committed = frame;
-        committed.sequence = ring->nextSequence();  // a clearing may have come between
-        committed.checksum = frame.checksum.value_or(writtenChecksum);
-        files->index.put(FrameRecord{.kind = FrameRecord::Kind::Frame,
-                                     .frame = committed,
-                                     .oldest = oldestSequence(),
-                                     .lost = ring->lost()},
-                         slots);
-        ring->commit(committed);
-    });
-    wakeReaders();
+        record.frame.sequence = ring->nextSequence();  // a clearing may have come between
+        record.frame.checksum = frame.checksum.value_or(writtenChecksum);
+        record.oldest = oldestSequence();
+        record.lost = ring->lost();
+        open = files;
+    }
+    onDisk([&] { open->index.put(record, slots); });
+    const std::lock_guard lock(mutex);
+    ring->commit(record.frame);
 }
 
 std::uint64_t Track::begin(Origin origin, std::int64_t timePoint) const {
@@ -96,26 +117,56 @@ std::uint64_t Track::begin(Origin origin, std::int64_t timePoint) const {
     return frame != nullptr ? frame->sequence : ring->nextSequence();
 }
 
+Track::Place Track::placeOf(std::uint64_t sequence) const {
+    const std::lock_guard lock(mutex);
+    return {.reading = foundAt(sequence), .files = files, .ringSize = dataSize};
+}
+
+// It may have been gone over while it was read.
+Track::Reading Track::stillThere(const Reading& reading) const {
+    const std::lock_guard lock(mutex);
+    return ring->holds(reading.frame.sequence) ? reading : overtaken(reading.frame.sequence);
+}
+
+Track::Reading Track::unreadable(Reading reading, const std::system_error& failure) const {
+    errors.note(failure);
+    reading.result = ReadResult::Unreadable;
+    reading.failure = failure.what();
+    return stillThere(reading);
+}
+
 Track::Reading Track::read(std::uint64_t sequence, std::vector<char>& bytes) const {
-    std::shared_ptr<TrackFiles> open;
-    std::uint64_t ringSize = 0;
-    Reading reading;
-    {
-        const std::lock_guard lock(mutex);
-        reading = foundAt(sequence);
-        if (reading.result != ReadResult::Frame) {
-            return reading;
-        }
-        open = files;
-        ringSize = dataSize;
+    const auto reading = readFromMemory(sequence, bytes);
+    if (reading.result != ReadResult::OnDisk) {
+        return reading;
     }
-    bytes.resize(static_cast<std::size_t>(reading.frame.size));
-    if (!readRingFromMemory(open->data, ringSize, reading.frame.position, bytes.data(),
-                            bytes.size())) {
-        noteFetch();
-        readRing(open->data, ringSize, reading.frame.position, bytes.data(), bytes.size());
+    const auto place = placeOf(sequence);
+    const auto& frame = place.reading.frame;
+    if (place.reading.result != ReadResult::Frame) {
+        return place.reading;
     }
-    return checked(reading, bytes);
+    noteFetch();
+    try {
+        readRing(place.files->data, place.ringSize, frame.position, bytes.data(), bytes.size());
+    } catch (const std::system_error& failure) {
+        return unreadable(place.reading, failure);
+    }
+    return checked(place.reading, bytes);
+}
+
+Track::Reading Track::readFromMemory(std::uint64_t sequence, std::vector<char>& bytes) const {
+    auto place = placeOf(sequence);
+    const auto& frame = place.reading.frame;
+    if (place.reading.result != ReadResult::Frame) {
+        return place.reading;
+    }
+    bytes.resize(static_cast<std::size_t>(frame.size));
+    if (readRingFromMemory(place.files->data, place.ringSize, frame.position, bytes.data(),
+                           bytes.size())) {
+        return checked(place.reading, bytes);
+    }
+    place.reading.result = ReadResult::OnDisk;
+    return stillThere(place.reading);
 }
 
 // The system fetches more than it is asked for, and what it has fetched is in memory from then on.
@@ -133,14 +184,11 @@ Track::Reading Track::checked(const Reading& reading, const std::vector<char>& b
     bool isDoubtful = false;
     {
         const std::lock_guard lock(mutex);
-        if (!ring->holds(reading.frame.sequence)) {
-            return overtaken(reading.frame.sequence);
-        }
         isDoubtful = mustCheck(reading.frame);
     }
     if (!isDoubtful ||
         *reading.frame.checksum == storage_wire::checksum(bytes.data(), bytes.size())) {
-        return reading;
+        return stillThere(reading);
     }
     const std::lock_guard lock(mutex);
     if (!ring->holds(reading.frame.sequence)) {
@@ -178,11 +226,18 @@ Track::Reading Track::foundAt(std::uint64_t sequence) const {
 }
 
 Track::Shared Track::share() {
-    const std::lock_guard lock(mutex);
-    if (!sharedLimit) {
-        sharedLimit = std::make_shared<SharedLimit>(ring->limit());
+    Shared shared;
+    std::shared_ptr<TrackFiles> open;
+    {
+        const std::lock_guard lock(mutex);
+        if (!sharedLimit) {
+            sharedLimit = std::make_shared<SharedLimit>(ring->limit());
+        }
+        shared.limit = sharedLimit;
+        open = files;
     }
-    return {.data = files->data.openForReading(), .limit = sharedLimit};
+    shared.data = errors.noting([&] { return open->data.openForReading(); });
+    return shared;
 }
 
 // It goes on with what comes next: the oldest frame, or the one after a damaged record.

@@ -68,12 +68,11 @@ void Track::close() {
 // The data goes to the disk first, then what tells of it.
 void Track::checkpointNow() {
     CheckpointRecord record;
-    std::shared_ptr<TrackFiles> open;
     Marking mark = Marking::Closed;
+    const auto open = errors.noting([this] { return currentFiles(); });
     {
         const std::lock_guard lock(mutex);
         checkSound();
-        open = currentFiles();
         mark = marking;
         record = {.count = checkpointCount + 1,
                   .nextSequence = ring->nextSequence(),
@@ -109,31 +108,39 @@ void Track::clear() {
     if (isSound()) {
         clearRing();
     } else {
-        renew();
+        errors.noting([this] { renew(); });
+        wakeReaders();
     }
 }
 
 // The checkpoint makes it hold: what the last one said of frames would hold after a stop of the
 // machine.
 void Track::clearRing() {
-    onDisk([this] {
-        const std::lock_guard lock(mutex);
-        checkNotExclusive();
-        FrameRecord record{
-            .kind = FrameRecord::Kind::Cleared, .frame = {}, .oldest = 0, .lost = {}};
-        record.frame.sequence = ring->nextSequence();
-        record.frame.position = ring->limit();
-        record.oldest = record.frame.sequence + 1;
-        record.lost = ring->empty() ? ring->lost() : ring->newest().timePoint;
-        currentFiles()->index.put(record, slots);
-        ring->clear();
-    });
+    putCleared();
     wakeReaders();
     checkpointNow();
 }
 
+void Track::putCleared() {
+    const std::lock_guard oneAtATime(recordMutex);
+    FrameRecord record{.kind = FrameRecord::Kind::Cleared, .frame = {}, .oldest = 0, .lost = {}};
+    {
+        const std::lock_guard lock(mutex);
+        checkNotExclusive();
+        record.frame.sequence = ring->nextSequence();
+        record.frame.position = ring->limit();
+        record.oldest = record.frame.sequence + 1;
+        record.lost = ring->empty() ? ring->lost() : ring->newest().timePoint;
+    }
+    const auto open = errors.noting([this] { return currentFiles(); });
+    onDisk([&] { open->index.put(record, slots); });
+    const std::lock_guard lock(mutex);
+    ring->clear();
+}
+
 // Nothing of the old index is used any more; positions go on, since readers may be attached.
 void Track::renew() {
+    const std::lock_guard noRecords(recordMutex);  // one that its writer had begun before it failed
     IndexContent content;
     {
         const std::lock_guard lock(mutex);
@@ -153,16 +160,17 @@ void Track::renew() {
     openFiles()->data.sync();
     std::filesystem::rename(newIndex, indexPath());
     syncFolder(trackFolder);
+    auto renewed = openFiles();
     std::filesystem::remove(failurePath());
     syncFolder(trackFolder);
-    takeRenewed(content);
-    wakeReaders();
+    takeRenewed(content, std::move(renewed));
 }
 
-void Track::takeRenewed(const IndexContent& content) {
+// Also who is being attached at this moment, and has opened the old index, gets these.
+void Track::takeRenewed(const IndexContent& content, std::shared_ptr<TrackFiles> renewed) {
     const std::lock_guard lock(mutex);
-    if (files) {
-        files = openFiles();
+    if (use == Use::Attached) {
+        files = std::move(renewed);
     }
     ring->clear();
     checkpointCount = content.checkpoints + 1;

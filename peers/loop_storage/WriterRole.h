@@ -17,7 +17,10 @@ class WriterRole {
     /// `memory`: what the client puts frames into, if it has any.
     WriterRole(std::shared_ptr<Attachment> attachment, std::shared_ptr<const WriterMemory> memory);
 
-    const std::shared_ptr<Attachment>& held() const { return attachment; }
+    /// Whether a frame of this size has to wait until the disk has what was written before: then
+    /// its place is reserved at the track, by a thread that may wait.
+    bool mustWaitFor(std::uint64_t size) const;
+    void begun(const FrameInfo& place);
 
     /// Throw StorageError, std::system_error: the frame is not, and will not be, in the track.
     void begin(std::int64_t timePoint, std::uint64_t size);
@@ -26,9 +29,10 @@ class WriterRole {
     void write(std::string_view piece);
     void commit();
 
-    /// A whole frame that lies in the memory. Also throws WireError.
-    void take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size,
-              std::optional<std::uint32_t> checksum);
+    /// A whole frame's bytes that lie in the memory. Throws WireError.
+    std::string_view at(std::uint64_t offset, std::uint64_t size) const;
+
+    const std::shared_ptr<Attachment>& held() const { return attachment; }
 
   private:
     const std::shared_ptr<Attachment> attachment;

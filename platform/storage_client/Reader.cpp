@@ -65,6 +65,7 @@ struct tarn_storage_reader {
     }
 
     std::int64_t oldest = -1;
+    std::int64_t unreadable = -1;
     std::int64_t endAtStart = -1;
 
   private:
@@ -117,6 +118,9 @@ struct tarn_storage_reader {
         --asked;
         if (answer.error() == TARN_STORAGE_ERROR_OVERTAKEN) {
             oldest = answer.has_time_point() ? answer.time_point() : -1;
+        } else if (answer.error() == TARN_STORAGE_ERROR_UNREADABLE ||
+                   answer.error() == TARN_STORAGE_ERROR_DAMAGED) {
+            unreadable = answer.time_point();
         }
         checkAnswer(answer);
         if (answer.has_position() && size == 0) {
@@ -203,6 +207,10 @@ int tarn_storage_reader_read(tarn_storage_reader* reader, unsigned timeout_ms,
 
 int64_t tarn_storage_reader_get_oldest_time_point(const tarn_storage_reader* reader) {
     return reader->oldest;
+}
+
+int64_t tarn_storage_reader_get_unreadable_time_point(const tarn_storage_reader* reader) {
+    return reader->unreadable;
 }
 
 int64_t tarn_storage_reader_get_end_at_start(const tarn_storage_reader* reader) {

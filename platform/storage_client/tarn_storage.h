@@ -55,11 +55,12 @@ enum tarn_storage_error_type {
     TARN_STORAGE_ERROR_ARGUMENT = 4,  /* refused before anything was done */
     TARN_STORAGE_ERROR_NOT_FOUND = 5, /* no such track, ticket or property */
     TARN_STORAGE_ERROR_NO_SPACE = 6,
-    TARN_STORAGE_ERROR_IN_USE = 7,    /* a second writer, or a track that is read or written */
-    TARN_STORAGE_ERROR_OVERTAKEN = 8, /* the ring has gone over what the reader wanted */
-    TARN_STORAGE_ERROR_SERVER = 9,    /* the server failed; its message says how */
-    TARN_STORAGE_ERROR_DAMAGED = 10,  /* a frame's bytes are not those that were written */
-    TARN_STORAGE_ERROR_EVICTED = 12   /* an operator has ended what this worker did */
+    TARN_STORAGE_ERROR_IN_USE = 7,      /* a second writer, or a track that is read or written */
+    TARN_STORAGE_ERROR_OVERTAKEN = 8,   /* the ring has gone over what the reader wanted */
+    TARN_STORAGE_ERROR_SERVER = 9,      /* the server failed; its message says how */
+    TARN_STORAGE_ERROR_DAMAGED = 10,    /* a frame's bytes are not those that were written */
+    TARN_STORAGE_ERROR_UNREADABLE = 11, /* the disk does not give a frame that is there */
+    TARN_STORAGE_ERROR_EVICTED = 12     /* an operator has ended what this worker did */
 };
 
 tarn_storage_error* tarn_storage_error_create(void);
@@ -181,6 +182,10 @@ int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int6
  */
 int64_t tarn_storage_track_get_damaged_frames(tarn_storage_connection* connection, int64_t track_id,
                                               tarn_storage_error* error);
+/* How often an operation on the track's files has failed since the server started; -1 on failure.
+ */
+int64_t tarn_storage_track_get_errors(tarn_storage_connection* connection, int64_t track_id,
+                                      tarn_storage_error* error);
 
 /* ---- properties ----------------------------------------------------------------------------- */
 
@@ -311,14 +316,16 @@ typedef struct tarn_storage_frame {
  *    0   none in time; ask again
  *   -1   a failure. After OVERTAKEN the reader goes on: the next call gives the oldest frame that
  *        was there when the server noticed, whose time point
- *        tarn_storage_reader_get_oldest_time_point tells. After DAMAGED too: with the frame after
- *        the one that is not given out.
+ *        tarn_storage_reader_get_oldest_time_point tells. After DAMAGED and UNREADABLE too: with
+ *        the frame after the one that is lost.
  * Frames are asked for ahead, a few at a time, so what comes may be that much older than what the
  * track holds by now. */
 int tarn_storage_reader_read(tarn_storage_reader* reader, unsigned timeout_ms,
                              tarn_storage_frame* frame, tarn_storage_error* error);
 /* Of the last OVERTAKEN; -1 before one, and when the track was empty then. */
 int64_t tarn_storage_reader_get_oldest_time_point(const tarn_storage_reader* reader);
+/* Of the frame that the last UNREADABLE, or DAMAGED, was about; -1 before one. */
+int64_t tarn_storage_reader_get_unreadable_time_point(const tarn_storage_reader* reader);
 /* The time point of the track's newest frame when the reader attached; -1 when it was empty. */
 int64_t tarn_storage_reader_get_end_at_start(const tarn_storage_reader* reader);
 

@@ -43,6 +43,10 @@ std::int64_t StorageClient::end(std::int64_t track) {
     return tarn_storage_track_get_end(connection, track, error);
 }
 
+std::int64_t StorageClient::errors(std::int64_t track) {
+    return tarn_storage_track_get_errors(connection, track, error);
+}
+
 std::int64_t StorageClient::remaining() {
     return tarn_storage_get_remaining_space(connection, error);
 }

@@ -31,6 +31,7 @@ class StorageClient {
     std::int64_t size(std::int64_t track);
     std::int64_t beginning(std::int64_t track);
     std::int64_t end(std::int64_t track);
+    std::int64_t errors(std::int64_t track);
     std::int64_t remaining();
     std::string failure(std::int64_t track);
     std::int64_t damagedFrames(std::int64_t track);
@@ -62,6 +63,9 @@ class StorageClient {
     std::string bytes;
     std::int64_t oldestTimePoint() const {
         return tarn_storage_reader_get_oldest_time_point(reader);
+    }
+    std::int64_t unreadableTimePoint() const {
+        return tarn_storage_reader_get_unreadable_time_point(reader);
     }
 
   private:

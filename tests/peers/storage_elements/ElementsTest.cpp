@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/peers/support/StartedProgram.h"
@@ -127,6 +129,17 @@ TEST_F(StorageElementsTest, PlayingBeginsAtATimePointWithTheNextFrameThatCanBe) 
 
 TEST_F(StorageElementsTest, AnEmptyTrackEndsAtOnce) {
     EXPECT_EQ(buffersIn(play(" stop-at-end=true", "")), 0);
+}
+
+// Also the last one, which is where playing ends.
+TEST_F(StorageElementsTest, FramesThatTheDiskDoesNotGiveArePassedOver) {
+    record(picture + ",format=I420");
+    EXPECT_TRUE(eventually([this] { return control.workers().empty(); }));
+    std::filesystem::resize_file(server.directory() / "track-0" / "data.0", 1'000'000);
+    const int count = buffersIn(play(" stop-at-end=true", ""));
+    EXPECT_GE(count, 30);
+    EXPECT_LE(count, 40);
+    EXPECT_EQ(control.errors(0), 50 - count);
 }
 
 TEST_F(StorageElementsTest, TheLiveEdgeIsFollowedFromAnotherProcess) {

@@ -90,6 +90,14 @@ TEST_F(LoopStorageDeviceControllerTest, ShowsATrackThatCannotBeUsedInErrorWithTh
               GlobalStatus(GlobalStatus::Level::Error, "Cannot sync data.0: Input/output error"));
 }
 
+TEST_F(LoopStorageDeviceControllerTest, TellsHowOftenTheDiskOfATrackHasFailedOnceItHas) {
+    storage.has(test::FakeStorage::Track{});
+    storage.has({.size = 1, .errors = 17});
+    watch();
+    EXPECT_EQ(statusOf(track(0, 0), "DiskErrors"), "absent");
+    EXPECT_EQ(statusOf(track(0, 1), "DiskErrors"), "17");
+}
+
 TEST_F(LoopStorageDeviceControllerTest, NamesAStorageOnTcpAfterItsPortToo) {
     const test::FakeStorage remote("studio", 4711);
     const Controller watching("studio", 4711, surroundings());
@@ -293,7 +301,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values("tarn_storage_worker_list_create", "tarn_storage_worker_info_list_create",
                     "tarn_storage_track_list_create", "tarn_storage_track_get_properties",
                     "tarn_storage_track_get_size", "tarn_storage_track_get_beginning",
-                    "tarn_storage_track_get_end"),
+                    "tarn_storage_track_get_end", "tarn_storage_track_get_errors"),
     [](const auto& call) { return std::string(call.param); });
 
 }  // namespace tarn::service::devices
