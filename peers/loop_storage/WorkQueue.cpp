@@ -43,7 +43,7 @@ void WorkQueue::run() {
         if (state == State::Ending) {
             return;
         }
-        const auto work = std::move(waiting.front());
+        auto work = std::move(waiting.front());
         waiting.pop_front();
         running = 1;
         lock.unlock();
@@ -52,6 +52,7 @@ void WorkQueue::run() {
         } catch (const std::exception& failure) {
             utils::logError(std::string("A piece of work has failed: ") + failure.what());
         }
+        work = nullptr;  // with it goes what it holds, the end of which may add work
         lock.lock();
         running = 0;
         changed.notify_all();
