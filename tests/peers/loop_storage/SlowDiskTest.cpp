@@ -70,6 +70,7 @@ struct SlowDiskTest : testing::Test {
             ASSERT_EQ(reader->read(), 1) << reader->errorMessage();
             EXPECT_EQ(reader->timePoint, timePoint);
         }
+        EXPECT_EQ(writer->flushToDisk(), 0) << writer->errorMessage();
         EXPECT_EQ(writer->flush(), 0) << writer->errorMessage();
     }
     std::int64_t timePoint = 0;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
@@ -140,6 +141,24 @@ TEST_F(StorageElementsTest, FramesThatTheDiskDoesNotGiveArePassedOver) {
     EXPECT_GE(count, 30);
     EXPECT_LE(count, 40);
     EXPECT_EQ(control.errors(0), 50 - count);
+}
+
+// The same of those whose bytes have suffered.
+TEST_F(StorageElementsTest, DamagedFramesArePassedOver) {
+    record(picture + ",format=I420");
+    EXPECT_TRUE(eventually([this] { return control.workers().empty(); }));
+    server.kill();
+    {
+        std::fstream data(server.directory() / "track-0" / "data.0",
+                          std::ios::in | std::ios::out | std::ios::binary);
+        data.seekp(1'000'000);
+        data << std::string(1'000'000, 'x');
+    }
+    server.start();
+    const int count = buffersIn(play(" stop-at-end=true", ""));
+    EXPECT_GE(count, 30);
+    EXPECT_LE(count, 40);
+    EXPECT_EQ(control.damagedFrames(0), 50 - count);
 }
 
 TEST_F(StorageElementsTest, TheLiveEdgeIsFollowedFromAnotherProcess) {
