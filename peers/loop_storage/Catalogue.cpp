@@ -85,6 +85,9 @@ Catalogue::Catalogue(std::filesystem::path directory, std::optional<std::uint64_
       lock(lockDirectory(this->directory)) {
     readLastId();
     removeRemains();
+    // A server that was killed may have renamed folders and not have brought that to the disk: what
+    // was promised of such a track from now on would go with it when the machine stops.
+    syncFolder(this->directory);
     openTracks();
 }
 

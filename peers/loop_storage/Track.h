@@ -175,6 +175,7 @@ class Track {
     enum class Marking { Closed, InUse };
 
     void load();
+    void keepFolder();
     void closeAsFound(const IndexContent& content, const DiskFile& data, const IndexFile& index,
                       const std::vector<std::uint64_t>& gone);
     void readFailure();

@@ -25,6 +25,7 @@ void Track::load() {
     slots = content.track.slots;
     generation = content.track.generation;
     checkpointCount = content.checkpoints;
+    keepFolder();
     removeStrangeData();
     const DiskFile data(dataPath(generation), DiskFile::Mode::Existing);
     const auto gone = settle(content, data);
@@ -40,6 +41,16 @@ void Track::load() {
         closeAsFound(content, data, index, gone);
     }
     checkpointedSequence = failure.empty() ? ring->nextSequence() : 0;
+}
+
+// A server that was killed may have put a new index in the old one's place and not have brought
+// that to the disk: what is written to it from now on would go with it.
+void Track::keepFolder() {
+    try {
+        onDisk([this] { syncFolder(trackFolder); });
+    } catch (const std::system_error&) {
+        return;  // it has failed by that, and can be read
+    }
 }
 
 // Until a writer comes nothing else would bring to the disk what a server that was killed had

@@ -72,7 +72,7 @@ std::size_t FaultyDisk::done(Operation operation, const std::string& file) const
 
 bool FaultyDisk::Fault::concerns(const Access& access) const {
     const bool isWithin = operation == Operation::Open || operation == Operation::Sync ||
-                          size == wholeFile ||
+                          operation == Operation::SyncFolder || size == wholeFile ||
                           (access.offset < offset + size && offset < access.offset + access.size);
     return operation == access.operation && isWithin && access.path.find(file) != std::string::npos;
 }
@@ -133,6 +133,11 @@ ssize_t FaultyDisk::write(int file, const void* bytes, std::size_t size, off_t o
 int FaultyDisk::syncData(int file) {
     errno = meet({Operation::Sync, pathOf(file)});
     return errno == 0 ? DiskOperations::syncData(file) : -1;
+}
+
+int FaultyDisk::syncFolder(int folder) {
+    errno = meet({Operation::SyncFolder, pathOf(folder)});
+    return errno == 0 ? DiskOperations::syncFolder(folder) : -1;
 }
 
 }  // namespace tarn::test

@@ -15,7 +15,7 @@ namespace tarn::test {
 /// hang. Files are named by a part of their path. Any thread.
 class FaultyDisk : public peers::loop_storage::DiskOperations {
   public:
-    enum class Operation { Open, Read, Write, Sync };
+    enum class Operation { Open, Read, Write, Sync, SyncFolder };
     static constexpr std::size_t wholeFile = static_cast<std::size_t>(-1);
 
     FaultyDisk();
@@ -40,6 +40,7 @@ class FaultyDisk : public peers::loop_storage::DiskOperations {
     ssize_t readFromMemory(int file, void* bytes, std::size_t size, off_t offset) override;
     ssize_t write(int file, const void* bytes, std::size_t size, off_t offset) override;
     int syncData(int file) override;
+    int syncFolder(int folder) override;
 
   private:
     struct Access {
