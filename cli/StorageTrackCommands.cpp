@@ -42,8 +42,8 @@ std::string propertiesText(const StorageTrack& track) {
     return text;
 }
 
-// Which storage a track is on is said only where there are several, and how tracks are only where
-// one is not well.
+// Which storage a track is on is said only where there are several, how tracks are only where one
+// is not well, and how often disks have failed only where one has.
 Table tableOf(const StorageTree& tree) {
     const bool several = tree.storages.size() > 1;
     const bool anyStatus = std::any_of(tree.tracks.begin(), tree.tracks.end(),
@@ -55,6 +55,11 @@ Table tableOf(const StorageTree& tree) {
     if (anyStatus) {
         header.emplace_back("STATUS");
     }
+    const bool anyErrors = std::any_of(tree.tracks.begin(), tree.tracks.end(),
+                                       [](const auto& track) { return track.diskErrors > 0; });
+    if (anyErrors) {
+        header.emplace_back("DISK ERRORS");
+    }
     Table table(std::move(header));
     for (const auto& track : tree.tracks) {
         std::vector<std::string> row = {track.id,          byteSizeText(track.size),
@@ -65,6 +70,9 @@ Table tableOf(const StorageTree& tree) {
         }
         if (anyStatus) {
             row.push_back(track.status);
+        }
+        if (anyErrors) {
+            row.push_back(track.diskErrors > 0 ? std::to_string(track.diskErrors) : "");
         }
         table.add(row);
     }

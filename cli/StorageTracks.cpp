@@ -42,6 +42,8 @@ void take(StorageTrack& track, const NamedStatus& status) {
         track.start = status.signed_value();
     } else if (status.name() == "EndTimepoint") {
         track.end = status.signed_value();
+    } else if (status.name() == "DiskErrors") {
+        track.diskErrors = status.unsigned_value();
     }
 }
 
@@ -92,6 +94,9 @@ Fields fieldsOf(const StorageTrack& track) {
                      {"End", track.end < 0 ? "" : std::to_string(track.end)},
                      {"Readers", withNames(track.readers, track.readerNames)},
                      {"Writers", withNames(track.writers, track.writerNames)}};
+    if (track.diskErrors > 0) {
+        fields.emplace_back("Disk errors", std::to_string(track.diskErrors));
+    }
     for (const auto& [name, value] : track.properties) {
         fields.emplace_back("Property", name + "=" + value);
     }
@@ -116,6 +121,7 @@ ordered_json toJson(const StorageTrack& track) {
             {"start_timepoint", std::to_string(track.start)},
             {"end_timepoint", std::to_string(track.end)},
             {"status", track.status},
+            {"disk_errors", std::to_string(track.diskErrors)},
             {"properties", std::move(properties)}};
 }
 

@@ -25,6 +25,7 @@ struct StorageTrack {
     std::string writerNames;
     std::int64_t start = -1;  ///< -1 in a track that is empty
     std::int64_t end = -1;
+    std::uint64_t diskErrors = 0;  ///< since the storage server started
     std::vector<std::pair<std::string, std::string>> properties;  ///< those of clients
     std::string status;  ///< "error: ..." for one that cannot be used; else empty
 };

@@ -27,7 +27,7 @@ std::string wordFor(WorkerKind kind) {
     return "other";
 }
 
-nlohmann::ordered_json documentOf(const GetWorkersReply& answer) {
+nlohmann::ordered_json documentOfWorkers(const GetWorkersReply& answer) {
     auto workers = nlohmann::ordered_json::array();
     for (const auto& worker : answer.workers()) {
         workers.push_back({{"worker_id", std::to_string(worker.worker_id())},
@@ -53,7 +53,7 @@ ExitStatus listWorkers(const Session& session) {
     request.set_type(Request::GET_WORKERS);
     const auto answer = session.service.operateStorage(request).GetExtension(GetWorkersReply::base);
     if (session.format == Format::Json) {
-        session.output.document(documentOf(answer));
+        session.output.document(documentOfWorkers(answer));
     } else if (answer.workers().empty()) {
         session.output.line("no workers");
     } else {

@@ -14,6 +14,7 @@
 
 #include "peers/loop_storage/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/VersionedFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
@@ -24,7 +25,7 @@ constexpr auto trackKind = "track-";
 constexpr auto makingKind = "making-";
 constexpr auto removedKind = "removed-";
 constexpr auto lastIdName = "last-id";
-constexpr std::size_t longestId = 20;
+constexpr std::size_t longestIdFile = 64;
 
 /// The id at the end of a folder's name; nothing for another name.
 std::optional<std::int64_t> idOf(const std::string& name, std::string_view kind) {
@@ -84,6 +85,9 @@ Catalogue::Catalogue(std::filesystem::path directory, std::optional<std::uint64_
       lock(lockDirectory(this->directory)) {
     readLastId();
     removeRemains();
+    // A server that was killed may have renamed folders and not have brought that to the disk: what
+    // was promised of such a track from now on would go with it when the machine stops.
+    syncFolder(this->directory);
     openTracks();
 }
 
@@ -137,7 +141,7 @@ void Catalogue::removeGone(std::int64_t id, IdKept kept) const {
             std::filesystem::remove_all(path);
         }
         if (kept == IdKept::ByFolderOnly) {
-            replaceFile(directory / lastIdName, std::to_string(id));
+            replaceFile(directory / lastIdName, withHead(lastIdName, std::to_string(id)));
         }
         std::filesystem::remove(folder);
     } catch (const std::exception& failure) {
@@ -154,12 +158,15 @@ void Catalogue::readLastId() {
     }
     std::string problem = "no number";
     try {
-        const auto text = readSmallFile(path, longestId);
+        const auto file = readSmallFile(path, longestIdFile);
+        const auto text = withoutHead(lastIdName, file, path.string()).value_or(file);
         std::int64_t id = -1;
         if (std::from_chars(text.data(), text.data() + text.size(), id).ec == std::errc()) {
             lastId = std::max(lastId, id);
             return;
         }
+    } catch (const UnknownVersion&) {
+        throw;  // it would be written over
     } catch (const std::exception& failure) {
         problem = failure.what();
     }

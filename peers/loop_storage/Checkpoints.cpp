@@ -4,6 +4,7 @@
 #include <string>
 
 #include "peers/loop_storage/Catalogue.h"
+#include "peers/loop_storage/DiskPool.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
@@ -23,7 +24,8 @@ void checkpoint(Track& track, Track::Need need) {
 
 }  // namespace
 
-Checkpoints::Checkpoints(Catalogue& catalogue) : catalogue(catalogue), thread([this] { run(); }) {}
+Checkpoints::Checkpoints(Catalogue& catalogue, DiskPool& pool)
+    : catalogue(catalogue), pool(pool), thread([this] { run(); }) {}
 
 Checkpoints::~Checkpoints() {
     {
@@ -45,10 +47,24 @@ void Checkpoints::run() {
 
 void Checkpoints::look(bool isTime) {
     for (const auto& track : catalogue.all()) {
-        checkpoint(*track, Track::Need::Urgent);
-        if (isTime) {
-            checkpoint(*track, Track::Need::Committed);
+        if (track->needsCheckpoint(Track::Need::Urgent)) {
+            have(track, Track::Need::Urgent);
+        } else if (isTime && track->needsCheckpoint(Track::Need::Committed)) {
+            have(track, Track::Need::Committed);
         }
+    }
+}
+
+void Checkpoints::have(const std::shared_ptr<Track>& track, Track::Need need) {
+    if (!underWay->lock()->insert(track->id()).second) {
+        return;
+    }
+    const auto work = [track, need, underWay = underWay] {
+        checkpoint(*track, need);
+        underWay->lock()->erase(track->id());
+    };
+    if (!pool.add(track->syncs(), work)) {
+        underWay->lock()->erase(track->id());
     }
 }
 

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "peers/loop_storage/DiskOperations.h"
+
 namespace tarn::peers::loop_storage {
 
 namespace {
@@ -23,8 +25,15 @@ constexpr std::uint64_t writtenStep = 4U << 20U;
                             std::string("Cannot ") + action + " " + path.string());
 }
 
+int flagsFor(DiskFile::Mode mode) {
+    if (mode == DiskFile::Mode::ReadOnly) {
+        return O_RDONLY;
+    }
+    return mode == DiskFile::Mode::CreateNew ? O_RDWR | O_CREAT | O_EXCL : O_RDWR;
+}
+
 FileDescriptor openFile(const std::filesystem::path& path, int flags) {
-    const int number = ::open(path.c_str(), flags | O_CLOEXEC, readableByAll);
+    const int number = diskOperations().open(path.c_str(), flags | O_CLOEXEC, readableByAll);
     if (number < 0) {
         failAt(path, errno, "open");
     }
@@ -34,9 +43,7 @@ FileDescriptor openFile(const std::filesystem::path& path, int flags) {
 }  // namespace
 
 DiskFile::DiskFile(std::filesystem::path path, Mode mode)
-    : filePath(std::move(path)),
-      descriptor(openFile(filePath, mode == Mode::CreateNew ? O_RDWR | O_CREAT | O_EXCL : O_RDWR)) {
-}
+    : filePath(std::move(path)), descriptor(openFile(filePath, flagsFor(mode))) {}
 
 void DiskFile::fail(int error, const char* action) const {
     failAt(filePath, error, action);
@@ -45,7 +52,8 @@ void DiskFile::fail(int error, const char* action) const {
 void DiskFile::writeAt(std::uint64_t offset, const void* bytes, std::size_t size) const {
     const auto* next = static_cast<const char*>(bytes);
     while (size > 0) {
-        const auto written = ::pwrite(descriptor.get(), next, size, static_cast<off_t>(offset));
+        const auto written =
+            diskOperations().write(descriptor.get(), next, size, static_cast<off_t>(offset));
         if (written < 0 && errno != EINTR) {
             fail(errno, "write to");
         }
@@ -59,7 +67,8 @@ void DiskFile::writeAt(std::uint64_t offset, const void* bytes, std::size_t size
 void DiskFile::readAt(std::uint64_t offset, void* bytes, std::size_t size) const {
     auto* next = static_cast<char*>(bytes);
     while (size > 0) {
-        const auto got = ::pread(descriptor.get(), next, size, static_cast<off_t>(offset));
+        const auto got =
+            diskOperations().read(descriptor.get(), next, size, static_cast<off_t>(offset));
         if (got == 0) {
             throw std::system_error(std::make_error_code(std::errc::io_error),
                                     filePath.string() + " is too short");
@@ -72,6 +81,12 @@ void DiskFile::readAt(std::uint64_t offset, void* bytes, std::size_t size) const
         offset += done;
         size -= done;
     }
+}
+
+bool DiskFile::readFromMemory(std::uint64_t offset, void* bytes, std::size_t size) const {
+    return size == 0 || diskOperations().readFromMemory(descriptor.get(), bytes, size,
+                                                        static_cast<off_t>(offset)) ==
+                            static_cast<ssize_t>(size);
 }
 
 int DiskFile::AskFileSystem(int file, std::uint64_t offset, std::uint64_t length) {
@@ -116,7 +131,7 @@ void DiskFile::truncate(std::uint64_t size) const {
 }
 
 void DiskFile::sync() const {
-    if (::fdatasync(descriptor.get()) != 0) {
+    if (diskOperations().syncData(descriptor.get()) != 0) {
         fail(errno, "sync");
     }
 }
@@ -135,7 +150,7 @@ FileDescriptor DiskFile::openForReading() const {
 
 void syncFolder(const std::filesystem::path& folder) {
     const auto descriptor = openFile(folder, O_RDONLY | O_DIRECTORY);
-    if (::fsync(descriptor.get()) != 0) {
+    if (diskOperations().syncFolder(descriptor.get()) != 0) {
         failAt(folder, errno, "sync");
     }
 }

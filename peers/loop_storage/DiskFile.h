@@ -13,13 +13,16 @@ namespace tarn::peers::loop_storage {
 /// once is fine. Everything throws std::system_error that names the file.
 class DiskFile {
   public:
-    enum class Mode { CreateNew, Existing };
+    enum class Mode { CreateNew, Existing, ReadOnly };
 
     DiskFile(std::filesystem::path path, Mode mode);
 
     void writeAt(std::uint64_t offset, const void* bytes, std::size_t size) const;
     /// All of it; also throws where the file ends before.
     void readAt(std::uint64_t offset, void* bytes, std::size_t size) const;
+    /// The same without ever waiting for the disk: false where not all of it is in memory, or the
+    /// file system cannot tell.
+    bool readFromMemory(std::uint64_t offset, void* bytes, std::size_t size) const;
 
     /// Takes space on the disk for bytes at the end of a file, which are zeros then; 0 or an error
     /// number.

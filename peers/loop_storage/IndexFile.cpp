@@ -13,10 +13,6 @@ constexpr std::uint64_t bytesPerSlot = 8192;
 constexpr std::uint64_t fewestSlots = 1024;
 constexpr std::uint64_t mostSlots = 2ULL << 20U;
 
-FrameRecord recordOf(const FrameInfo& frame, std::uint64_t oldest) {
-    return {.kind = FrameRecord::Kind::Frame, .frame = frame, .oldest = oldest};
-}
-
 }  // namespace
 
 std::uint64_t slotsFor(std::uint64_t dataSize) {
@@ -27,38 +23,46 @@ void IndexFile::Write(const std::filesystem::path& path, const IndexContent& con
     const IndexFile index(DiskFile(path, DiskFile::Mode::CreateNew));
     const auto slots = content.track.slots;
     index.file.allocate(index_layout::slotOffset(slots), [] {});
-    const auto track = encode(content.track);
-    index.file.writeAt(index_layout::trackOffset, track.data(), track.size());
-    index.file.writeAt(index_layout::trackCopyOffset, track.data(), track.size());
+    index.put(content.track);
     for (std::uint64_t count = 0; count < 2; ++count) {
         index.put(LimitRecord{.count = count, .limit = content.limit});
         index.put(CheckpointRecord{.count = content.checkpoints + count,
                                    .nextSequence = content.nextSequence,
                                    .limit = content.limit,
-                                   .boot = {}});
+                                   .oldest = content.frames.empty()
+                                                 ? content.nextSequence
+                                                 : content.frames.front().sequence,
+                                   .boot = {},
+                                   .lost = content.lost});
     }
     for (const auto& frame : content.frames) {
-        index.put(recordOf(frame, content.frames.front().sequence), slots);
+        index.put(FrameRecord{.kind = FrameRecord::Kind::Frame,
+                              .frame = frame,
+                              .oldest = content.frames.front().sequence,
+                              .lost = content.lost},
+                  slots);
     }
     index.sync();
 }
 
-IndexFile::IndexFile(const std::filesystem::path& path)
-    : IndexFile(DiskFile(path, DiskFile::Mode::Existing)) {}
+IndexFile::IndexFile(const std::filesystem::path& path, DiskFile::Mode mode)
+    : IndexFile(DiskFile(path, mode)) {}
 
 IndexFile::IndexFile(DiskFile file) : file(std::move(file)) {}
 
 IndexContent IndexFile::load(const BootId& boot) const {
-    IndexScan scan(file);
-    auto content = scan.read(boot);
-    for (const auto slot : scan.slotsToBlank()) {
-        const RecordBytes blank{};
-        file.writeAt(index_layout::slotOffset(slot), blank.data(), blank.size());
-    }
-    if (!scan.slotsToBlank().empty()) {
-        file.sync();
-    }
-    return content;
+    return IndexScan(file).read(boot);
+}
+
+void IndexFile::blank(std::uint64_t sequence, std::uint64_t slots) const {
+    const RecordBytes blank{};
+    file.writeAt(index_layout::slotOffset(sequence % slots), blank.data(), blank.size());
+}
+
+void IndexFile::put(const TrackRecord& record) const {
+    const auto bytes = encode(record);
+    file.writeAt(index_layout::trackOffset, bytes.data(), bytes.size());
+    file.writeAt(index_layout::trackCopyOffset, bytes.data(), bytes.size());
 }
 
 void IndexFile::put(const FrameRecord& record, std::uint64_t slots) const {

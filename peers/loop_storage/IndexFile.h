@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,21 @@ struct IndexContent {
     std::deque<FrameInfo> frames;  ///< oldest first; some may be gone by `limit`
     std::uint64_t nextSequence = 0;
     std::uint64_t limit = 0;
-    std::uint64_t checkpoints = 0;   ///< the count of the last one
+    std::uint64_t checkpoints = 0;     ///< the count of the last one
+    std::optional<std::int64_t> lost;  ///< the last time point that has gone from the ring
+
+    /// Who wrote it last: nobody since it was closed in order; somebody whom this machine has
+    /// outlived, so that all of it is true; or it was being written when the machine stopped.
+    enum class State { Closed, InUse, Doubtful } state = State::Closed;
+    /// Doubtful: what certainly was on the disk.
+    struct Certain {
+        std::uint64_t sequence = 0;  ///< frames below it, if they have not been gone over
+        std::uint64_t limit = 0;     ///< no position from here on has been written
+        /// Where frames may begin that reached the disk by themselves.
+        std::uint64_t next = 0;
+        std::vector<std::uint64_t> beyond;  ///< the sequence numbers of all records from there on
+    } certain;
+
     std::vector<std::string> notes;  ///< what was found damaged or was given up, for the log
 };
 
@@ -39,16 +54,20 @@ class IndexFile {
     /// Writes a new file with this content, on disk when it returns.
     static void Write(const std::filesystem::path& path, const IndexContent& content);
 
-    explicit IndexFile(const std::filesystem::path& path);
+    explicit IndexFile(const std::filesystem::path& path,
+                       DiskFile::Mode mode = DiskFile::Mode::Existing);
 
-    /// Reads everything. After a crash of the machine (the file was in use under another boot) what
-    /// is not certainly on the disk is removed from the file. Throws StorageError when the file
-    /// does not tell what the track is, std::system_error when it cannot be read.
+    /// Reads everything and changes nothing. Throws StorageError when the file does not tell what
+    /// the track is or is of a version that this server does not know, std::system_error when it
+    /// cannot be read.
     IndexContent load(const BootId& boot) const;
 
+    void put(const TrackRecord& record) const;
     void put(const FrameRecord& record, std::uint64_t slots) const;
     void put(const LimitRecord& record) const;
     void put(const CheckpointRecord& record) const;
+    /// Nothing is in the slot of this sequence number any more.
+    void blank(std::uint64_t sequence, std::uint64_t slots) const;
     void sync() const { file.sync(); }
 
   private:

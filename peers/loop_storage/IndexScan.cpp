@@ -53,6 +53,12 @@ void IndexScan::readHead(IndexContent& content) {
         track = decodeTrack(head.data() + index_layout::trackCopyOffset);
         content.notes.emplace_back("The first description of the track is damaged");
     }
+    if (track && track->version > indexVersion) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER, file.path().string() + " is of version " +
+                                                          std::to_string(track->version) +
+                                                          ", and this server knows those up to " +
+                                                          std::to_string(indexVersion));
+    }
     if (!track || !isPossible(*track)) {
         throw StorageError(TARN_STORAGE_ERROR_SERVER,
                            file.path().string() + " does not tell what the track is");
@@ -109,7 +115,7 @@ void IndexScan::takeLimit(IndexContent& content) const {
     }
 }
 
-void IndexScan::readCheckpoint(IndexContent& content, const BootId& boot) {
+std::optional<CheckpointRecord> IndexScan::lastCheckpoint(IndexContent& content) const {
     std::optional<CheckpointRecord> last;
     for (std::uint64_t i = 0; i < 2; ++i) {
         const auto record = decodeCheckpoint(head.data() + index_layout::checkpointOffset(i));
@@ -119,35 +125,65 @@ void IndexScan::readCheckpoint(IndexContent& content, const BootId& boot) {
             last = record;
         }
     }
+    return last;
+}
+
+void IndexScan::readCheckpoint(IndexContent& content, const BootId& boot) {
+    const auto last = lastCheckpoint(content);
     if (!last) {
+        content.state = IndexContent::State::InUse;
         return;
     }
     content.checkpoints = last->count;
-    const bool isCertain = last->boot == BootId{} || last->boot == boot;
-    if (!isCertain) {
-        content.notes.push_back("The machine stopped while it was written: kept is what was on " +
-                                std::string("the disk at the last checkpoint"));
-        removeFrom(last->nextSequence, content.track.slots);
-        content.limit = std::max(content.limit, last->limit);
-        content.nextSequence = last->nextSequence;
-    }
+    oldestAtCheckpoint = last->oldest;
     content.nextSequence = std::max(content.nextSequence, last->nextSequence);
-}
-
-void IndexScan::removeFrom(std::uint64_t sequence, std::uint64_t slots) {
-    while (!records.empty() && records.back().frame.sequence >= sequence) {
-        blanked.push_back(records.back().frame.sequence % slots);
-        records.pop_back();
+    const bool isNewerThanRecords =
+        records.empty() || records.back().frame.sequence < last->nextSequence;
+    content.lost = isNewerThanRecords ? last->lost : records.back().lost;
+    if (last->boot == BootId{}) {
+        content.limit = std::max(content.limit, last->limit);
+    } else if (last->boot == boot) {
+        content.state = IndexContent::State::InUse;
+    } else {
+        doubt(content, *last);
     }
 }
 
-void IndexScan::takeFrames(IndexContent& content) const {
-    std::uint64_t first = records.empty() ? 0 : records.back().oldest;
+// A clearing that has reached the disk counts, whatever before it has not.
+void IndexScan::doubt(IndexContent& content, const CheckpointRecord& last) const {
+    content.state = IndexContent::State::Doubtful;
+    content.lost = last.lost;
+    content.certain = {.sequence = last.nextSequence,
+                       .limit = last.limit,
+                       .next = std::max(last.nextSequence, firstUncleared()),
+                       .beyond = {}};
+    for (const auto& record : records) {
+        if (record.frame.sequence >= content.certain.next) {
+            content.certain.beyond.push_back(record.frame.sequence);
+        }
+    }
+}
+
+std::uint64_t IndexScan::firstUncleared() const {
+    std::uint64_t first = 0;
     for (const auto& record : records) {
         if (record.kind == FrameRecord::Kind::Cleared) {
             first = std::max(first, record.frame.sequence + 1);
         }
     }
+    return first;
+}
+
+// What records say of the ring after the last checkpoint may be of frames that are not there.
+std::uint64_t IndexScan::firstIn(const IndexContent& content) const {
+    const bool isOfCheckpoint =
+        content.state == IndexContent::State::Doubtful && oldestAtCheckpoint;
+    const auto told = records.empty() || isOfCheckpoint ? 0 : records.back().oldest;
+    return std::max({firstUncleared(), oldestAtCheckpoint.value_or(0), told});
+}
+
+void IndexScan::takeFrames(IndexContent& content) const {
+    const auto first = firstIn(content);
     for (const auto& record : records) {
         const bool grows =
             content.frames.empty() || (record.frame.timePoint > content.frames.back().timePoint &&

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,15 +35,15 @@ class IndexScan {
 
     IndexContent read(const BootId& boot);
 
-    /// The slots of frames that are not certainly on the disk.
-    const std::vector<std::uint64_t>& slotsToBlank() const { return blanked; }
-
   private:
     void readHead(IndexContent& content);
     void readSlots(const TrackRecord& track);
     void takeSlot(const char* bytes, std::uint64_t slot, const TrackRecord& track);
     void readCheckpoint(IndexContent& content, const BootId& boot);
-    void removeFrom(std::uint64_t sequence, std::uint64_t slots);
+    std::optional<CheckpointRecord> lastCheckpoint(IndexContent& content) const;
+    void doubt(IndexContent& content, const CheckpointRecord& last) const;
+    std::uint64_t firstUncleared() const;
+    std::uint64_t firstIn(const IndexContent& content) const;
     void takeFrames(IndexContent& content) const;
     void takeLimit(IndexContent& content) const;
 
@@ -50,7 +51,7 @@ class IndexScan {
     std::string head;
     std::vector<FrameRecord> records;
     std::uint64_t damaged = 0;
-    std::vector<std::uint64_t> blanked;
+    std::optional<std::uint64_t> oldestAtCheckpoint;
 };
 
 }  // namespace tarn::peers::loop_storage

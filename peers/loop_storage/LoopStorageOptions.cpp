@@ -59,13 +59,14 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
                                                           int& exitStatus) {
     LoopStorageOptions options;
     std::string directory;
+    std::string verify;
     std::string tcp;
     std::uint64_t capacity = 0;
     double seconds = 10;
     double idleSeconds = 60;
     CLI::App app("Keeps tracks: rings on disk that one writes while others read");
-    app.add_option("--directory", directory, "Where the tracks are; made if it is not there")
-        ->required();
+    auto* const directoryOption =
+        app.add_option("--directory", directory, "Where the tracks are; made if it is not there");
     auto* const tcpOption = app.add_option("--tcp", tcp, "Listens on ADDRESS:PORT")
                                 ->check(checkAddress, "ADDRESS:PORT");
     auto* const unixOption =
@@ -91,9 +92,21 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
     app.add_option("--clients", options.clients, "So many clients may be connected at a time")
         ->check(CLI::Range(fewestClients, mostClients))
         ->capture_default_str();
+    auto* const verifyOption =
+        app.add_option(
+               "--verify", verify,
+               "Compares every frame in this directory, or in this one track's folder, with "
+               "its checksum, says what is found, and ends: with 0 if all is well. No server "
+               "may use it meanwhile")
+            ->excludes(directoryOption)
+            ->excludes(tcpOption)
+            ->excludes(unixOption);
     try {
         app.parse(argc, argv);
-        if (tcpOption->empty() && unixOption->empty()) {
+        if (verifyOption->empty() && directoryOption->empty()) {
+            throw CLI::RequiredError("--directory");
+        }
+        if (verifyOption->empty() && tcpOption->empty() && unixOption->empty()) {
             throw CLI::RequiredError("--tcp or --unix");
         }
     } catch (const CLI::ParseError& end) {
@@ -101,6 +114,7 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
         return std::nullopt;
     }
     options.directory = directory;
+    options.verify = verify;
     options.tcp = addressFrom(tcp);
     if (!capacityOption->empty()) {
         options.capacity = capacity;

@@ -15,6 +15,7 @@ struct TcpAddress {
 
 struct LoopStorageOptions {
     std::filesystem::path directory;
+    std::filesystem::path verify;  ///< empty: serves; otherwise only looks at what is there
     std::optional<TcpAddress> tcp;
     std::string unixPath;                   ///< empty: none
     std::optional<std::uint64_t> capacity;  ///< bytes; without it the disk alone limits

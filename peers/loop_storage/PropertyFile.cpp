@@ -1,11 +1,11 @@
 #include "peers/loop_storage/PropertyFile.h"
 
 #include <cstdint>
-#include <cstring>
 
-#include "peers/loop_storage/Checksum.h"
 #include "peers/loop_storage/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/VersionedFile.h"
+#include "platform/storage_wire/Checksum.h"
 #include "platform/utils/Printable.h"
 #include "proto/storage_wire.pb.h"
 
@@ -13,6 +13,7 @@ namespace tarn::peers::loop_storage {
 
 namespace {
 
+constexpr auto fileName = "properties";
 constexpr std::size_t longestName = 256;
 constexpr std::size_t longestValue = 64U << 10U;
 // What is not larger is written, and read again.
@@ -46,11 +47,18 @@ std::string contentOf(const Properties& properties) {
         property->set_name(name);
         property->set_value(value);
     }
-    const auto message = track.SerializeAsString();
-    const auto sum = checksum(message.data(), message.size());
-    std::string content(checksumSize, '\0');
-    std::memcpy(content.data(), &sum, checksumSize);
-    return content + message;
+    return withHead(fileName, track.SerializeAsString());
+}
+
+// What stands behind its checksum.
+std::string firstVersionsContent(const std::string& file, const std::filesystem::path& path) {
+    std::uint32_t sum = 0;
+    file.copy(static_cast<char*>(static_cast<void*>(&sum)), checksumSize);
+    if (file.size() < checksumSize ||
+        sum != storage_wire::checksum(file.data() + checksumSize, file.size() - checksumSize)) {
+        throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is damaged");
+    }
+    return file.substr(checksumSize);
 }
 
 }  // namespace
@@ -75,13 +83,10 @@ Properties readProperties(const std::filesystem::path& path) {
     if (std::filesystem::file_size(path) > largestFile) {
         throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is too large");
     }
-    const auto content = readSmallFile(path, largestFile);
-    std::uint32_t sum = 0;
-    content.copy(static_cast<char*>(static_cast<void*>(&sum)), checksumSize);
+    const auto file = readSmallFile(path, largestFile);
+    const auto content = withoutHead(fileName, file, path.string());
     proto::storage_wire::Track track;
-    if (content.size() < checksumSize ||
-        sum != checksum(content.data() + checksumSize, content.size() - checksumSize) ||
-        !track.ParseFromString(content.substr(checksumSize))) {
+    if (!track.ParseFromString(content ? *content : firstVersionsContent(file, path))) {
         throw StorageError(TARN_STORAGE_ERROR_SERVER, path.string() + " is damaged");
     }
     for (const auto& property : track.property()) {

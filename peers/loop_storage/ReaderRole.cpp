@@ -20,6 +20,13 @@ std::string textFor(const Track::Reading& reading) {
                : "What was to be read is gone, and the track is empty";
 }
 
+void tellLost(const Track::Reading& reading, ReaderRole::Answer& answer) {
+    const bool isDamaged = reading.result == Track::ReadResult::Damaged;
+    answer.set_error(isDamaged ? TARN_STORAGE_ERROR_DAMAGED : TARN_STORAGE_ERROR_UNREADABLE);
+    answer.set_message("The frame of time point " + std::to_string(reading.frame.timePoint) +
+                       (isDamaged ? " is damaged" : " cannot be read: " + reading.failure));
+}
+
 }  // namespace
 
 ReaderRole::ReaderRole(std::shared_ptr<Attachment> held, Track::Origin origin,
@@ -50,19 +57,22 @@ void ReaderRole::ask(Wanted wanted) {
 void ReaderRole::goBack(std::uint64_t place) {
     asked = {{.wanted = Wanted::Bytes, .isAgain = true}};
     sequence = place;
+    ++round;
+    if (state == State::OnDisk) {
+        state = State::Answering;
+    }
     callOff();  // it waits for another place
 }
 
 std::optional<ReaderRole::Answer> ReaderRole::next(std::vector<char>& payload) {
-    while (!asked.empty()) {
-        const auto ask = asked.front();
-        const auto reading = look(ask.wanted, payload);
+    while (!asked.empty() && state == State::Answering) {
+        const auto reading = look(asked.front().wanted, payload);
         if (reading.result == Track::ReadResult::NoneYet) {
             break;
         }
-        sequence = reading.next;
-        if (auto answer = answerTo(reading, ask)) {
-            asked.pop_front();
+        if (reading.result == Track::ReadResult::OnDisk) {
+            state = State::OnDisk;
+        } else if (auto answer = take(reading)) {
             return answer;
         }
     }
@@ -71,10 +81,34 @@ std::optional<ReaderRole::Answer> ReaderRole::next(std::vector<char>& payload) {
 
 Track::Reading ReaderRole::look(Wanted wanted, std::vector<char>& payload) const {
     if (wanted == Wanted::Bytes) {
-        return attachment->track().read(sequence, payload);
+        return attachment->track().readFromMemory(sequence, payload);
     }
     payload.clear();
     return attachment->track().find(sequence);
+}
+
+std::optional<ReaderRole::Answer> ReaderRole::take(const Track::Reading& reading) {
+    sequence = reading.next;
+    auto answer = answerTo(reading, asked.front());
+    if (answer) {
+        asked.pop_front();
+    }
+    return answer;
+}
+
+std::shared_ptr<ReaderRole::Fetch> ReaderRole::beginFetch(std::vector<char> memory) {
+    auto fetch = std::make_shared<Fetch>();
+    fetch->bytes = std::move(memory);
+    fetch->attachment = attachment;
+    fetch->sequence = sequence;
+    fetch->round = round;
+    state = State::Fetching;
+    return fetch;
+}
+
+std::optional<ReaderRole::Answer> ReaderRole::endFetch(const Fetch& fetch) {
+    state = State::Answering;
+    return fetch.round == round ? take(fetch.reading) : std::nullopt;
 }
 
 // Nothing for a frame that comes before the time point to begin at, which lay in the future then.
@@ -96,16 +130,23 @@ std::optional<ReaderRole::Answer> ReaderRole::answerTo(const Track::Reading& rea
         return std::nullopt;
     }
     answer.set_time_point(reading.frame.timePoint);
+    if (reading.result != Track::ReadResult::Frame) {
+        tellLost(reading, answer);
+        return answer;
+    }
     if (ask.wanted == Wanted::Place) {
         answer.set_position(reading.frame.position);
         answer.set_size(reading.frame.size);
         answer.set_sequence(reading.frame.sequence);
+        if (reading.frame.checksum) {
+            answer.set_checksum(*reading.frame.checksum);
+        }
     }
     return answer;
 }
 
 void ReaderRole::callWhenReadable(std::function<void()> callback) {
-    if (!asked.empty() && call == 0) {
+    if (!asked.empty() && call == 0 && state == State::Answering) {
         call = attachment->track().callWhenReadable(sequence, std::move(callback));
     }
 }

@@ -58,6 +58,11 @@ void describe(const Track& track, tarn::proto::storage_wire::Track& record) {
         record.set_oldest(*description.oldest);
         record.set_newest(*description.newest);
     }
+    if (!description.failure.empty()) {
+        record.set_failure(description.failure);
+    }
+    record.set_damaged_frames(description.damagedFrames);
+    record.set_errors(description.errors);
     for (const auto& [name, value] : description.properties) {
         auto* const property = record.add_property();
         property->set_name(name);
@@ -102,12 +107,6 @@ Answer evictWorker(Storage& storage, const Request& request) {
     return {};
 }
 
-Answer remainingSpace(Storage& storage) {
-    Answer answer;
-    answer.set_value(storage.catalogue().remainingSpace());
-    return answer;
-}
-
 Answer ticketAnswer(std::int64_t ticket) {
     Answer answer;
     answer.set_ticket(ticket);
@@ -123,20 +122,38 @@ Answer destroy(Storage& storage, const Request& request) {
 }
 
 // On a thread that may wait for the disk; a failure is the answer.
-void answerSoon(Storage& storage, const Answered& answered, std::function<void()> work) {
-    storage.runSoon([answered, work = std::move(work)] {
+void answerSoon(Storage& storage, DiskQueue& queue, const Answered& answered,
+                std::function<Answer()> work) {
+    storage.runSoon(queue, [answered, work = std::move(work)] {
+        Answer answer;
         try {
-            work();
-            answered(Answer());
+            answer = work();
         } catch (const std::exception& failure) {
-            answered(failureAnswer(failure));
+            answer = failureAnswer(failure);
         }
+        answered(answer);
+    });
+}
+
+void changeSoon(Storage& storage, const Request& request, const Answered& answered,
+                std::function<void(Track&)> change) {
+    const auto track = storage.catalogue().get(trackOf(request));
+    answerSoon(storage, track->syncs(), answered, [track, change = std::move(change)] {
+        change(*track);
+        return Answer();
+    });
+}
+
+void remainingSpace(Storage& storage, const Answered& answered) {
+    answerSoon(storage, storage.directoryQueue(), answered, [&storage] {
+        Answer answer;
+        answer.set_value(storage.catalogue().remainingSpace());
+        return answer;
     });
 }
 
 void clear(Storage& storage, const Request& request, const Answered& answered) {
-    answerSoon(storage, answered,
-               [track = storage.catalogue().get(trackOf(request))] { track->clear(); });
+    changeSoon(storage, request, answered, [](Track& track) { track.clear(); });
 }
 
 void setProperties(Storage& storage, const Request& request, const Answered& answered) {
@@ -145,10 +162,8 @@ void setProperties(Storage& storage, const Request& request, const Answered& ans
         changes[property.name()] = property.value();
     }
     checkProperties(changes);
-    answerSoon(storage, answered,
-               [track = storage.catalogue().get(trackOf(request)), changes = std::move(changes)] {
-                   track->setProperties(changes);
-               });
+    changeSoon(storage, request, answered,
+               [changes = std::move(changes)](Track& track) { track.setProperties(changes); });
 }
 
 void removeProperties(Storage& storage, const Request& request, const Answered& answered) {
@@ -156,10 +171,8 @@ void removeProperties(Storage& storage, const Request& request, const Answered& 
     for (const auto& property : request.property()) {
         names.push_back(property.name());
     }
-    answerSoon(storage, answered,
-               [track = storage.catalogue().get(trackOf(request)), names = std::move(names)] {
-                   track->removeProperties(names);
-               });
+    changeSoon(storage, request, answered,
+               [names = std::move(names)](Track& track) { track.removeProperties(names); });
 }
 
 }  // namespace
@@ -174,7 +187,7 @@ Answer failureAnswer(const std::exception& failure) {
 void handleRequest(Storage& storage, const Request& request, const Answered& answered) {
     switch (request.type()) {
         case Request::REMAINING_SPACE:
-            return answered(remainingSpace(storage));
+            return remainingSpace(storage, answered);
         case Request::LIST_WORKERS:
             return answered(listWorkers(storage));
         case Request::LIST_TRACKS:

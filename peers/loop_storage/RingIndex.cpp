@@ -12,8 +12,9 @@ RingIndex::RingIndex(std::uint64_t dataSize, std::uint64_t slots)
     : dataSize(dataSize), slots(slots) {}
 
 void RingIndex::restore(std::deque<FrameInfo> found, std::uint64_t nextSequence,
-                        std::uint64_t limit) {
+                        std::uint64_t limit, std::optional<std::int64_t> lost) {
     frames = std::move(found);
+    lastLost = lost;
     following = nextSequence;
     head = frames.empty() ? limit : frames.back().end();
     written = std::max(limit, head);

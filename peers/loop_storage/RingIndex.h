@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -20,8 +21,9 @@ class RingIndex {
     RingIndex(std::uint64_t dataSize, std::uint64_t slots);
 
     /// The frames found on disk, oldest first; `limit`: how far positions have been written. Those
-    /// that are gone by that are left out.
-    void restore(std::deque<FrameInfo> found, std::uint64_t nextSequence, std::uint64_t limit);
+    /// that are gone by that are left out. `lost`: the last time point that went before.
+    void restore(std::deque<FrameInfo> found, std::uint64_t nextSequence, std::uint64_t limit,
+                 std::optional<std::int64_t> lost = {});
 
     /// The new frame, not yet part of the ring. Throws StorageError when the frame is larger than
     /// the ring or its time point does not grow.
@@ -37,6 +39,8 @@ class RingIndex {
     std::uint64_t nextSequence() const { return following; }
     /// No position from here on has ever been written.
     std::uint64_t limit() const { return written; }
+    /// The limit once a frame of this size has been reserved.
+    std::uint64_t limitWith(std::uint64_t size) const { return std::max(written, head + size); }
     /// The bytes that the frames take, from the oldest's first to the newest's last.
     std::uint64_t extent() const;
 
@@ -46,6 +50,8 @@ class RingIndex {
     bool holds(std::uint64_t sequence) const;
     /// Whether a frame of this time point or a later one has been gone over.
     bool hasLost(std::int64_t timePoint) const;
+    /// The time point of the last one that has gone.
+    std::optional<std::int64_t> lost() const { return lastLost; }
 
   private:
     void dropGone(std::uint64_t upcoming);

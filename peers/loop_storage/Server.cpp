@@ -7,11 +7,10 @@
 #include <boost/asio/strand.hpp>
 #include <chrono>
 #include <stdexcept>
-#include <thread>
 #include <type_traits>
 #include <utility>
-#include <vector>
 
+#include "peers/loop_storage/NetworkThreads.h"
 #include "peers/loop_storage/Session.h"
 #include "platform/socket/DescriptorReserve.h"
 #include "platform/socket/IpcPathClaim.h"
@@ -24,7 +23,6 @@ namespace {
 
 namespace asio = boost::asio;
 
-constexpr int threads = 4;
 constexpr int queuedClients = 128;
 constexpr std::size_t goneWithoutDescriptors = 16;
 constexpr std::size_t descriptorsOfWorker = 4;  // at most: shared memory, and the track's files
@@ -57,7 +55,6 @@ void prepare(Socket& socket, const SessionLimits& limits) {
 Server::Server(Storage& storage, const SessionLimits& limits)
     : storage(storage),
       limits(limits),
-      context(threads),
       stopSignals(context, SIGINT, SIGTERM),
       clients(limits.clients) {
     stopSignals.async_wait([this](const auto& error, int) {
@@ -108,11 +105,7 @@ void Server::run() {
     if (local) {
         accept(*local);
     }
-    std::vector<std::jthread> helpers;
-    for (int i = 1; i < threads; ++i) {
-        helpers.emplace_back([this] { context.run(); });
-    }
-    context.run();
+    NetworkThreads(context, NetworkThreads::Limits{}).run();
 }
 
 template <typename Acceptor>
@@ -128,7 +121,11 @@ void Server::accept(Acceptor& acceptor) {
                 acceptLater(acceptor);
                 return;
             }
-            add(std::move(socket));
+            try {
+                add(std::move(socket));
+            } catch (const std::exception& failure) {
+                utils::logError(std::string("A client cannot be served: ") + failure.what());
+            }
             accept(acceptor);
         });
 }

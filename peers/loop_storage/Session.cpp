@@ -39,16 +39,22 @@ Session::Session(Socket socket, Storage& storage, const SessionLimits& limits,
 Session::~Session() = default;
 
 void Session::start() {
-    boost::asio::dispatch(socket.get_executor(), [self = shared_from_this()] {
-        boost::system::error_code ignored;
-        self->socket.non_blocking(true, ignored);
-        storage_wire::makeSendBufferLarge(self->socket.native_handle());
-        self->receive();
-    });
+    boost::asio::dispatch(socket.get_executor(), handler([](Session& self) {
+                              boost::system::error_code ignored;
+                              self.socket.non_blocking(true, ignored);
+                              storage_wire::makeSendBufferLarge(self.socket.native_handle());
+                              self.receive();
+                          }));
 }
 
 void Session::close() {
-    boost::asio::post(socket.get_executor(), [self = shared_from_this()] { self->end(); });
+    boost::asio::post(socket.get_executor(), handler([](Session& self) { self.end(); }));
+}
+
+// It cannot even be told.
+void Session::breakOff(const std::exception& failure) {
+    utils::logError(std::string("A client is dropped: ") + failure.what());
+    end();
 }
 
 void Session::end() {
@@ -79,10 +85,10 @@ void Session::receive() {
     isReceiving = true;
     watch();
     socket.async_read_some(boost::asio::buffer(input),
-                           [self = shared_from_this()](const auto& error, std::size_t size) {
-                               self->isReceiving = false;
-                               self->received(used(error, size));
-                           });
+                           handler([](Session& self, const auto& error, std::size_t size) {
+                               self.isReceiving = false;
+                               self.received(used(error, size));
+                           }));
 }
 
 void Session::received(std::size_t size) {
@@ -100,7 +106,7 @@ void Session::received(std::size_t size) {
 void Session::goOn() {
     for (int round = 0; round < readsAtOnce; ++round) {
         parse();
-        if (inputBegin < inputEnd || outbox.isFull() || state == State::Answering || isReceiving) {
+        if (inputBegin < inputEnd || isFull() || state == State::Answering || isReceiving) {
             return;  // goes on when it is answered, or when answers were sent
         }
         if (state == State::Closed || !readMore()) {
@@ -110,7 +116,7 @@ void Session::goOn() {
     if (inputBegin == inputEnd) {
         receive();
     } else {
-        boost::asio::post(socket.get_executor(), [self = shared_from_this()] { self->goOn(); });
+        boost::asio::post(socket.get_executor(), handler([](Session& self) { self.goOn(); }));
     }
 }
 
@@ -138,7 +144,7 @@ void Session::parse() {
         inputBegin = inputEnd;
         return;
     }
-    while (state == State::Receiving && inputBegin < inputEnd && !outbox.isFull()) {
+    while (state == State::Receiving && inputBegin < inputEnd && !isFull()) {
         try {
             inputBegin += parser.feed({input.data() + inputBegin, inputEnd - inputBegin}, *this);
         } catch (const std::exception& failure) {
@@ -168,7 +174,7 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
     writer->write(piece);
     if (isLast) {
         writer->commit();
-        send(Answer());
+        acknowledge(promise);
     }
     return next();
 }
@@ -181,10 +187,10 @@ void Session::watch() {
     }
     isWatched = true;
     patience.expires_after(std::min(limits.patience, limits.idle) / 4);
-    patience.async_wait([self = shared_from_this()](const auto&) {
-        self->isWatched = false;
-        self->checkPatience();
-    });
+    patience.async_wait(handler([](Session& self, const auto&) {
+        self.isWatched = false;
+        self.checkPatience();
+    }));
 }
 
 void Session::checkPatience() {

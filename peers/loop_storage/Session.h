@@ -4,6 +4,8 @@
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,7 +28,7 @@ namespace tarn::peers::loop_storage {
 /// One connected client. Everything but `close` runs on the socket's own strand.
 ///
 ///   Receiving -> Answering -> Receiving ...
-///       a request is answered before the next one is looked at
+///       a request is answered before the next one is looked at; a writer waits for the disk
 ///   any -> Lingering -> Closed
 ///       the client was told what it did wrong, or that an operator wants it to go
 ///   any -> Closed
@@ -57,6 +59,20 @@ class Session : public std::enable_shared_from_this<Session>,
   private:
     using Next = storage_wire::MessageParser::Next;
     enum class State { Receiving, Answering, Lingering, Closed };
+    static constexpr std::size_t mostPromised = 64;
+
+    /// What a handler of this client does. What it throws ends this client and nobody else.
+    template <typename Work>
+    auto handler(Work work) {
+        return [self = shared_from_this(), work = std::move(work)](const auto&... results) {
+            try {
+                work(*self, results...);
+            } catch (const std::exception& failure) {
+                self->breakOff(failure);
+            }
+        };
+    }
+    void breakOff(const std::exception& failure);
 
     void takeGreeting() override;
     Next takeMessage(std::string_view message, std::uint32_t payloadSize) override;
@@ -70,10 +86,13 @@ class Session : public std::enable_shared_from_this<Session>,
     void goOn();
 
     /// Whether the client's next message can be looked at.
-    Next next() const {
-        return state == State::Receiving && !outbox.isFull() ? Next::GoOn : Next::Pause;
-    }
+    Next next() const { return state == State::Receiving && !isFull() ? Next::GoOn : Next::Pause; }
     Next handle(const Request& request, std::uint32_t payloadSize);
+    Next write(const Request& request, std::uint32_t payloadSize);
+    void reserveLater(const Request& request, std::uint32_t payloadSize, std::uint64_t size);
+    void reserved(const Request& request, std::uint32_t payloadSize, const FrameInfo& place,
+                  const std::exception_ptr& failure);
+    Next writeBegun(const Request& request, std::uint32_t payloadSize);
     void attach(const Request& request);
     void checkPlaceForWorker() const;
     WorkerClient asWorker(const std::string& name);
@@ -85,6 +104,15 @@ class Session : public std::enable_shared_from_this<Session>,
     void answer(const Answer& answer);
     void answered();
     void answerFromAnywhere(const Answer& answer);
+
+    /// Where a writer's frames are when it is answered.
+    enum class Promise { Memory, Disk };
+    static Promise promiseOf(const Request& request);
+    void acknowledge(Promise promise);
+    void flushSoon();
+    void flushed(const std::exception_ptr& failure);
+    /// So much waits to be answered, or to be taken, that nothing more is looked at meanwhile.
+    bool isFull() const { return outbox.isFull() || promised.size() >= mostPromised; }
     void fail(const std::exception& failure);
     void refuse(const std::exception& failure);
 
@@ -94,6 +122,9 @@ class Session : public std::enable_shared_from_this<Session>,
     void sent();
     bool canSendFrames() const;
     void readFrames();
+    void readable();
+    void fetchFrame();
+    void fetched(ReaderRole::Fetch& fetch);
 
     bool isWorker() const { return reader || writer; }
     bool owesInput() const;
@@ -120,6 +151,9 @@ class Session : public std::enable_shared_from_this<Session>,
     std::unique_ptr<ReaderRole> reader;
     std::unique_ptr<ReaderRole> leaving;  // attached until its client knows that it is no reader
     std::unique_ptr<WriterRole> writer;
+    Promise promise = Promise::Memory;  ///< of the frame that is being received
+    std::deque<Promise> promised;       ///< answers that wait for the disk, and those behind them
+    std::size_t flushing = 0;           ///< so many of them the flush that is under way is for
 
     using Clock = std::chrono::steady_clock;
     boost::asio::steady_timer patience;

@@ -83,20 +83,20 @@ void Session::sendNext() {
         return error ? std::size_t(0) : std::size_t(1U << 20U);
     };
     boost::asio::async_write(socket, outbox.begin(), progress,
-                             [self = shared_from_this()](const auto& error, std::size_t) {
+                             handler([](Session& self, const auto& error, std::size_t) {
                                  if (error) {
-                                     self->end();
+                                     self.end();
                                  } else {
-                                     self->sent();
+                                     self.sent();
                                  }
-                             });
+                             }));
 }
 
 void Session::sent() {
     if (state == State::Closed) {
         return;
     }
-    const bool wasFull = outbox.isFull();
+    const bool wasFull = isFull();
     outbox.finish();
     sendNext();
     if (state == State::Lingering && !outbox.isSending()) {
@@ -126,17 +126,48 @@ void Session::readFrames() {
         }
         send(*answer, std::move(payload));
     }
-    if (canSendFrames()) {
-        reader->callWhenReadable([weak = weak_from_this(), executor = socket.get_executor()] {
-            boost::asio::post(executor, [weak] {
-                const auto self = weak.lock();
-                if (self && self->reader) {
-                    self->reader->called();
-                    self->readFrames();
-                }
-            });
-        });
+    if (!canSendFrames()) {
+        return;
     }
+    if (reader->mustFetch()) {
+        fetchFrame();
+        return;
+    }
+    reader->callWhenReadable([weak = weak_from_this(), executor = socket.get_executor()] {
+        boost::asio::post(executor, [weak] {
+            if (const auto self = weak.lock()) {
+                self->handler([](Session& session) { session.readable(); })();
+            }
+        });
+    });
+}
+
+void Session::readable() {
+    if (reader) {
+        reader->called();
+        readFrames();
+    }
+}
+
+// ---- what is not in memory ----------------------------------------------------------------------
+
+void Session::fetchFrame() {
+    const auto fetch = reader->beginFetch(outbox.takeSpare());
+    storage.runSoon(fetch->queue(), [self = shared_from_this(), fetch] {
+        fetch->run();
+        boost::asio::post(self->socket.get_executor(),
+                          self->handler([fetch](Session& session) { session.fetched(*fetch); }));
+    });
+}
+
+void Session::fetched(ReaderRole::Fetch& fetch) {
+    if (!reader) {
+        return;
+    }
+    if (const auto answer = reader->endFetch(fetch)) {
+        send(*answer, answer->error() == 0 ? std::move(fetch.bytes) : std::vector<char>());
+    }
+    readFrames();
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
+#include <optional>
 #include <utility>
 
 #include "peers/loop_storage/Session.h"
@@ -15,17 +16,11 @@
 namespace tarn::peers::loop_storage {
 
 Session::Next Session::handle(const Request& request, std::uint32_t payloadSize) {
-    if (writer && request.type() == Request::WRITE && request.has_offset() && payloadSize == 0) {
-        writer->take(request.time_point(), request.offset(), request.size());
-        send(Answer());
-        return next();
-    }
     if (writer && request.type() == Request::WRITE) {
-        writer->begin(request.time_point(), payloadSize);
-        if (payloadSize == 0) {
-            writer->commit();
-            send(Answer());
-        }
+        return write(request, payloadSize);
+    }
+    if (writer && request.type() == Request::FLUSH && payloadSize == 0) {
+        acknowledge(Promise::Disk);
         return next();
     }
     if (reader && request.type() == Request::READ && payloadSize == 0) {
@@ -65,16 +60,19 @@ void Session::attach(const Request& request) {
     const auto kind = request.type() == Request::ATTACH_WRITER ? Track::WorkerKind::Writer
                                                                : Track::WorkerKind::Reader;
     const bool shares = request.share() && isLocal();
-    storage.runSoon([self = shared_from_this(), request, kind, shares] {
+    const auto track = storage.catalogue().get(request.track_id(0));
+    auto& queue = kind == Track::WorkerKind::Writer ? track->syncs() : track->reads();
+    storage.runSoon(queue, [self = shared_from_this(), request, kind, shares] {
         try {
             self->checkPlaceForWorker();
             const std::shared_ptr<Attachment> attachment = self->storage.attach(
                 request.track_id(0), kind, self->asWorker(request.worker_name()));
             const auto sharing = std::make_shared<const Sharing>(
                 shares ? makeSharing(attachment->track(), kind) : Sharing());
-            boost::asio::post(self->socket.get_executor(), [self, attachment, request, sharing] {
-                self->attached(attachment, request, *sharing);
-            });
+            boost::asio::post(self->socket.get_executor(),
+                              self->handler([attachment, request, sharing](Session& session) {
+                                  session.attached(attachment, request, *sharing);
+                              }));
         } catch (const std::exception& failure) {
             self->answerFromAnywhere(failureAnswer(failure));
         }
@@ -149,9 +147,12 @@ void Session::followTicket(const Request& request) {
     }
     const auto wait = ++ticketWaits;
     const auto finish = [weak = weak_from_this(), ticket, wait] {
-        const auto self = weak.lock();
-        if (self && self->ticketWaits == wait && self->state == State::Answering) {
-            self->answerTicket(ticket);
+        if (const auto self = weak.lock()) {
+            self->handler([ticket, wait](Session& session) {
+                if (session.ticketWaits == wait && session.state == State::Answering) {
+                    session.answerTicket(ticket);
+                }
+            })();
         }
     };
     ticketWait.expires_after(std::min<Clock::duration>(std::chrono::milliseconds(request.wait_ms()),
@@ -181,7 +182,7 @@ void Session::answerTicket(std::int64_t ticket) {
 
 void Session::answerFromAnywhere(const Answer& reply) {
     boost::asio::dispatch(socket.get_executor(),
-                          [self = shared_from_this(), reply] { self->answer(reply); });
+                          handler([reply](Session& self) { self.answer(reply); }));
 }
 
 // Then the next request is looked at.
@@ -196,7 +197,7 @@ void Session::answer(const Answer& reply) {
 void Session::answered() {
     state = State::Receiving;
     present->set(isWorker() ? Presence::Standing::Working : Presence::Standing::Idle);
-    boost::asio::post(socket.get_executor(), [self = shared_from_this()] { self->goOn(); });
+    boost::asio::post(socket.get_executor(), handler([](Session& self) { self.goOn(); }));
 }
 
 // What the client did cannot be put right: it is told, and whatever more it sends is thrown away
@@ -210,6 +211,7 @@ void Session::fail(const std::exception& failure) {
 // has ended: as long its track stays as it is.
 void Session::refuse(const std::exception& failure) {
     writer.reset();
+    promised.clear();
     leaving = std::move(reader);
     present->set(Presence::Standing::Idle);
     auto reply = failureAnswer(failure);
@@ -221,14 +223,15 @@ void Session::refuse(const std::exception& failure) {
 }
 
 void Session::evict() {
-    boost::asio::post(socket.get_executor(), [self = shared_from_this()] {
-        if (self->state == State::Receiving || self->state == State::Answering) {
-            self->noteInput();
-            self->refuse(StorageError(TARN_STORAGE_ERROR_EVICTED,
-                                      "An operator has evicted this worker from its track"));
-            self->goOn();
-        }
-    });
+    boost::asio::post(
+        socket.get_executor(), handler([](Session& self) {
+            if (self.state == State::Receiving || self.state == State::Answering) {
+                self.noteInput();
+                self.refuse(StorageError(TARN_STORAGE_ERROR_EVICTED,
+                                         "An operator has evicted this worker from its track"));
+                self.goOn();
+            }
+        }));
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -11,7 +11,6 @@ namespace {
 
 constexpr std::size_t rememberedTickets = 10'000;
 constexpr std::size_t mostOperations = 10'000;
-constexpr std::size_t mostQuickWork = 10'000;
 
 /// The server ends: what has not been done is not done.
 struct Stopped : std::exception {
@@ -32,8 +31,8 @@ Storage::Storage(const std::filesystem::path& directory, std::optional<std::uint
                  const BootId& boot)
     : tracks(directory, capacity, boot),
       operations(rememberedTickets),
-      checkpoints(tracks),
-      quick(mostQuickWork),
+      pool(DiskPool::Limits{}),
+      checkpoints(tracks, pool),
       slow(mostOperations) {}
 
 Storage::~Storage() {
@@ -43,7 +42,7 @@ Storage::~Storage() {
 void Storage::finish() {
     isStopping = true;
     slow.finish();
-    quick.finish();
+    pool.finish();
 }
 
 std::int64_t Storage::create(std::uint64_t size) {
@@ -92,8 +91,8 @@ void Storage::checkStop() const {
     }
 }
 
-void Storage::runSoon(WorkQueue::Work work) {
-    if (!quick.add(std::move(work))) {
+void Storage::runSoon(DiskQueue& queue, DiskQueue::Work work) {
+    if (!pool.add(queue, std::move(work))) {
         throw StorageError(TARN_STORAGE_ERROR_SERVER, "Too many requests wait for the disk");
     }
 }
@@ -116,19 +115,22 @@ std::unique_ptr<Attachment> Storage::attach(std::int64_t id, Track::WorkerKind k
         track, kind, [this, track, kind, worker] { release(track, kind, worker); });
 }
 
-// A writer's track is brought to the disk before the next writer may come.
+// A writer's track is brought to the disk before the next writer may come. Files are closed where
+// the disk may be waited for.
 void Storage::release(const std::shared_ptr<Track>& track, Track::WorkerKind kind,
                       std::int64_t worker) {
     attached.remove(worker);
     if (kind == Track::WorkerKind::Reader) {
-        track->detach(kind);
+        if (auto files = track->detach(kind)) {
+            pool.add(track->reads(), [files = std::move(files)] {});
+        }
         return;
     }
     const auto end = [track, kind] {
         closeTrack(*track);
         track->detach(kind);
     };
-    if (!quick.add(end)) {
+    if (!pool.add(track->syncs(), end)) {
         end();
     }
 }

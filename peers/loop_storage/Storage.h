@@ -11,6 +11,7 @@
 #include "peers/loop_storage/BootId.h"
 #include "peers/loop_storage/Catalogue.h"
 #include "peers/loop_storage/Checkpoints.h"
+#include "peers/loop_storage/DiskPool.h"
 #include "peers/loop_storage/Tickets.h"
 #include "peers/loop_storage/WorkQueue.h"
 #include "peers/loop_storage/Workers.h"
@@ -39,7 +40,7 @@ class Attachment {
 };
 
 /// Everything that a server keeps, and the threads that work on it: one for the long operations,
-/// one for what only has to wait for the disk, one that brings to the disk what writers write.
+/// those that wait for the disk, and one that looks what is to be brought there.
 class Storage {
   public:
     Storage(const std::filesystem::path& directory, std::optional<std::uint64_t> capacity,
@@ -63,8 +64,10 @@ class Storage {
     std::int64_t destroy(std::int64_t track);
 
     /// Runs something that waits for the disk, on a thread for that. Throws StorageError when too
-    /// much waits.
-    void runSoon(WorkQueue::Work work);
+    /// much waits in this queue.
+    void runSoon(DiskQueue& queue, DiskQueue::Work work);
+    /// For what concerns no track.
+    DiskQueue& directoryQueue() { return ofDirectory; }
 
     /// Not from threads that must not wait for the disk. Throws StorageError, std::system_error.
     std::unique_ptr<Attachment> attach(std::int64_t track, Track::WorkerKind kind,
@@ -81,8 +84,9 @@ class Storage {
     Tickets operations;
     Workers attached;
     std::atomic<bool> isStopping = false;
+    DiskQueue ofDirectory;
+    DiskPool pool;
     Checkpoints checkpoints;
-    WorkQueue quick;
     WorkQueue slow;
 };
 

@@ -15,10 +15,7 @@ namespace {
 constexpr auto propertiesName = "properties";
 constexpr auto damagedName = "properties.damaged";
 constexpr auto indexName = "index";
-constexpr auto dataPrefix = "data.";
-// Until the next checkpoint a writer may go over this part of its ring, or as much as that.
-constexpr std::uint64_t allowedPart = 4;
-constexpr std::uint64_t leastAllowed = 1ULL << 20U;
+constexpr auto failureName = "failed";
 
 }  // namespace
 
@@ -26,7 +23,7 @@ constexpr std::uint64_t leastAllowed = 1ULL << 20U;
 // brought the other to the disk too.
 IndexContent Track::Create(const std::filesystem::path& folder, std::int64_t id, std::uint64_t size,
                            const std::function<void()>& check) {
-    const DiskFile data(folder / (dataPrefix + std::string("0")), DiskFile::Mode::CreateNew);
+    const DiskFile data(folder / (std::string(dataPrefix) + "0"), DiskFile::Mode::CreateNew);
     data.allocate(size, check);
     IndexContent content;
     content.track = {.dataSize = size,
@@ -40,7 +37,7 @@ IndexContent Track::Create(const std::filesystem::path& folder, std::int64_t id,
 }
 
 Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
-    : trackFolder(std::move(folder)), trackId(id), boot(boot) {
+    : trackFolder(std::move(folder)), trackId(id), boot(boot), errors(id) {
     load();
     try {
         properties = readProperties(trackFolder / propertiesName);
@@ -52,7 +49,7 @@ Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot)
 
 Track::Track(std::filesystem::path folder, std::int64_t id, const BootId& boot,
              const IndexContent& created)
-    : trackFolder(std::move(folder)), trackId(id), boot(boot) {
+    : trackFolder(std::move(folder)), trackId(id), boot(boot), errors(id) {
     take(created);
 }
 
@@ -66,55 +63,8 @@ std::filesystem::path Track::indexPath() const {
     return trackFolder / indexName;
 }
 
-void Track::load() {
-    auto content = IndexFile(indexPath()).load(boot);
-    if (content.track.id != static_cast<std::uint64_t>(trackId)) {
-        throw StorageError(TARN_STORAGE_ERROR_SERVER, indexPath().string() + " is of track " +
-                                                          std::to_string(content.track.id));
-    }
-    dataSize = content.track.dataSize;
-    slots = content.track.slots;
-    generation = content.track.generation;
-    checkpointCount = content.checkpoints;
-    removeStrangeData();
-    mendData(content);
-    ring.emplace(dataSize, slots);
-    ring->restore(std::move(content.frames), content.nextSequence, content.limit);
-    checkpointedSequence = 0;
-    allowedLimit = ring->limit();
-    openingNotes = std::move(content.notes);
-}
-
-// Left by a resize that did not come to its end.
-void Track::removeStrangeData() const {
-    std::vector<std::filesystem::path> strange;
-    for (const auto& entry : std::filesystem::directory_iterator(trackFolder)) {
-        const auto name = entry.path().filename().string();
-        if ((name.starts_with(dataPrefix) && entry.path() != dataPath(generation)) ||
-            name.ends_with(".new")) {
-            strange.push_back(entry.path());
-        }
-    }
-    for (const auto& path : strange) {
-        std::filesystem::remove(path);
-    }
-}
-
-void Track::mendData(IndexContent& content) const {
-    const DiskFile data(dataPath(generation), DiskFile::Mode::Existing);
-    const auto there = data.size();
-    if (there > dataSize) {
-        data.truncate(dataSize);
-    }
-    if (there >= dataSize) {
-        return;
-    }
-    std::erase_if(content.frames, [&](const FrameInfo& frame) {
-        const auto offset = frame.position % dataSize;
-        return offset + frame.size > there;
-    });
-    content.notes.push_back(data.path().string() + " has been cut: frames at its end are lost");
-    data.allocate(dataSize, [] {});
+std::filesystem::path Track::failurePath() const {
+    return trackFolder / failureName;
 }
 
 std::uint64_t Track::size() const {
@@ -124,7 +74,13 @@ std::uint64_t Track::size() const {
 
 Track::Description Track::describe() const {
     const std::lock_guard lock(mutex);
-    Description description{.size = dataSize, .oldest = {}, .newest = {}, .properties = properties};
+    Description description{.size = dataSize,
+                            .oldest = {},
+                            .newest = {},
+                            .properties = properties,
+                            .failure = failure,
+                            .damagedFrames = damagedFrames,
+                            .errors = errors.count()};
     if (!ring->empty()) {
         description.oldest = ring->oldest().timePoint;
         description.newest = ring->newest().timePoint;
@@ -132,33 +88,63 @@ Track::Description Track::describe() const {
     return description;
 }
 
-void Track::attach(WorkerKind kind) {
-    const std::lock_guard lock(mutex);
-    const auto name = "Track " + std::to_string(trackId);
+void Track::checkNotExclusive() const {
     if (use == Use::Exclusive) {
-        throw StorageError(TARN_STORAGE_ERROR_IN_USE, name + " is being " + exclusivePurpose);
+        throw StorageError(TARN_STORAGE_ERROR_IN_USE,
+                           "Track " + std::to_string(trackId) + " is being " + exclusivePurpose);
     }
-    if (kind == WorkerKind::Writer && writers > 0) {
-        throw StorageError(TARN_STORAGE_ERROR_IN_USE, name + " has a writer already");
-    }
-    if (!files) {
-        files = openFiles();
-    }
-    use = Use::Attached;
-    (kind == WorkerKind::Writer ? writers : readers) += 1;
 }
 
-void Track::detach(WorkerKind kind) {
+void Track::attach(WorkerKind kind) {
+    if (countIn(kind)) {
+        return;
+    }
+    try {
+        auto opened = errors.noting([this] { return openFiles(); });
+        const std::lock_guard lock(mutex);
+        if (!files) {
+            files = std::move(opened);
+        }
+    } catch (...) {
+        detach(kind);
+        throw;
+    }
+}
+
+// Whether the files are open already. Whoever is counted in keeps the track as it is.
+bool Track::countIn(WorkerKind kind) {
+    const std::lock_guard lock(mutex);
+    checkNotExclusive();
+    if (kind == WorkerKind::Writer && writers > 0) {
+        throw StorageError(TARN_STORAGE_ERROR_IN_USE,
+                           "Track " + std::to_string(trackId) + " has a writer already");
+    }
+    if (kind == WorkerKind::Writer) {
+        checkSound();
+    }
+    use = Use::Attached;
+    marking = kind == WorkerKind::Writer ? Marking::InUse : marking;
+    (kind == WorkerKind::Writer ? writers : readers) += 1;
+    return files != nullptr;
+}
+
+std::shared_ptr<const void> Track::detach(WorkerKind kind) {
     const std::lock_guard lock(mutex);
     (kind == WorkerKind::Writer ? writers : readers) -= 1;
-    if (readers + writers == 0) {
-        use = Use::Idle;
-        files.reset();
-        sharedLimit.reset();
+    if (kind == WorkerKind::Writer) {
+        marking = Marking::Closed;
+        writerState = WriterState::Good;
     }
+    if (readers + writers > 0) {
+        return nullptr;
+    }
+    use = Use::Idle;
+    sharedLimit.reset();
+    return std::exchange(files, nullptr);
 }
 
 void Track::beginExclusive(const char* purpose) {
+    const std::lock_guard noRecords(recordMutex);
     const std::lock_guard lock(mutex);
     if (use != Use::Idle) {
         const auto now = use == Use::Exclusive
@@ -181,33 +167,13 @@ std::shared_ptr<TrackFiles> Track::openFiles() const {
 }
 
 std::shared_ptr<TrackFiles> Track::currentFiles() const {
-    return files ? files : openFiles();
-}
-
-void Track::clear() {
-    std::shared_ptr<TrackFiles> open;
-    bool hasWriter = false;
     {
         const std::lock_guard lock(mutex);
-        hasWriter = writers > 0;
-        if (use == Use::Exclusive) {
-            throw StorageError(TARN_STORAGE_ERROR_IN_USE, "Track " + std::to_string(trackId) +
-                                                              " is being " + exclusivePurpose);
+        if (files) {
+            return files;
         }
-        open = currentFiles();
-        FrameRecord record{.kind = FrameRecord::Kind::Cleared, .frame = {}, .oldest = 0};
-        record.frame.sequence = ring->nextSequence();
-        record.frame.position = ring->limit();
-        record.oldest = record.frame.sequence + 1;
-        open->index.put(record, slots);
-        ring->clear();
     }
-    wakeReaders();
-    if (hasWriter) {
-        checkpoint();  // or it would not count after a power cut
-    } else {
-        open->index.sync();
-    }
+    return openFiles();
 }
 
 void Track::setProperties(const Properties& changes) {
@@ -235,62 +201,9 @@ void Track::changeProperties(const std::function<void(Properties&)>& change) {
     const std::lock_guard oneAtATime(propertiesMutex);
     auto changed = describe().properties;
     change(changed);
-    writeProperties(trackFolder / propertiesName, changed);
+    errors.noting([&] { writeProperties(trackFolder / propertiesName, changed); });
     const std::lock_guard lock(mutex);
     properties = std::move(changed);
-}
-
-bool Track::needsCheckpoint(Need need) const {
-    const std::lock_guard lock(mutex);
-    return isMarkedInUse &&
-           (need == Need::Committed ? checkpointedSequence != ring->nextSequence()
-                                    : ring->limit() + allowance() / 2 > allowedLimit);
-}
-
-void Track::checkpointIfNeeded(Need need) {
-    if (!needsCheckpoint(need)) {
-        return;
-    }
-    const std::lock_guard oneAtATime(checkpointMutex);
-    if (needsCheckpoint(need)) {  // it may have been closed meanwhile
-        checkpointAs(boot);
-    }
-}
-
-void Track::checkpoint() {
-    const std::lock_guard oneAtATime(checkpointMutex);
-    checkpointAs(boot);
-}
-
-void Track::close() {
-    const std::lock_guard oneAtATime(checkpointMutex);
-    checkpointAs({});
-}
-
-// The data goes to the disk first, then what tells of it.
-void Track::checkpointAs(const BootId& mark) {
-    CheckpointRecord record;
-    std::shared_ptr<TrackFiles> open;
-    {
-        const std::lock_guard lock(mutex);
-        open = currentFiles();
-        record = {.count = checkpointCount + 1,
-                  .nextSequence = ring->nextSequence(),
-                  .limit = ring->limit() + (mark == BootId{} ? 0 : allowance()),
-                  .boot = mark};
-    }
-    open->data.sync();
-    open->index.put(record);
-    open->index.sync();
-    const std::lock_guard lock(mutex);
-    checkpointCount = record.count;
-    checkpointedSequence = record.nextSequence;
-    allowedLimit = record.limit;
-    isMarkedInUse = mark != BootId{};
-}
-
-std::uint64_t Track::allowance() const {
-    return std::min(std::max(dataSize / allowedPart, leastAllowed), dataSize);
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -29,4 +29,12 @@ void readRing(const DiskFile& data, std::uint64_t ringSize, std::uint64_t positi
     data.readAt(0, bytes + first, size - first);
 }
 
+bool readRingFromMemory(const DiskFile& data, std::uint64_t ringSize, std::uint64_t position,
+                        char* bytes, std::size_t size) {
+    const auto offset = position % ringSize;
+    const auto first = straight(ringSize, offset, size);
+    return data.readFromMemory(offset, bytes, first) &&
+           data.readFromMemory(0, bytes + first, size - first);
+}
+
 }  // namespace tarn::peers::loop_storage

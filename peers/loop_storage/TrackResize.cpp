@@ -50,6 +50,11 @@ std::uint64_t Track::sizeReached(std::uint64_t wanted) const {
 // one's place is the one step that makes all of it true. Nobody but this thread changes the ring
 // meanwhile, so reading it needs no lock.
 std::uint64_t Track::resize(std::uint64_t wanted, const std::function<void()>& check) {
+    {
+        const std::lock_guard asLastOne(checkpointMutex);  // a clearing that began before
+        const std::lock_guard lock(mutex);
+        checkSound();
+    }
     const auto reached = sizeReached(wanted);
     if (reached == dataSize) {
         return reached;
@@ -66,9 +71,11 @@ std::uint64_t Track::resize(std::uint64_t wanted, const std::function<void()>& c
         undoData(dataPath(content.track.generation), inPlace);
         throw;
     }
+    // From the renaming on the new index is the track's, whatever becomes of the rest; the old data
+    // stays until nothing can bring the old index back.
     std::filesystem::rename(newIndex, indexPath());
-    syncFolder(trackFolder);
     take(content);
+    onDisk([this] { syncFolder(trackFolder); });
     removeStrangeData();
     openFiles()->data.truncate(reached);
     return reached;
@@ -81,8 +88,11 @@ void Track::take(const IndexContent& content) {
     generation = content.track.generation;
     checkpointCount = content.checkpoints + 1;
     ring.emplace(dataSize, slots);
-    ring->restore(content.frames, content.nextSequence, content.limit);
+    ring->restore(content.frames, content.nextSequence, content.limit, content.lost);
     allowedLimit = ring->limit();
+    checkpointedSequence = content.nextSequence;
+    lastMarking = Marking::Closed;
+    hasFetched = hasFetched || !content.frames.empty();
 }
 
 IndexContent Track::resizedContent(std::uint64_t reached, bool inPlace) const {
@@ -93,6 +103,7 @@ IndexContent Track::resizedContent(std::uint64_t reached, bool inPlace) const {
                      .generation = inPlace ? generation : generation + 1};
     content.nextSequence = ring->nextSequence();
     content.checkpoints = checkpointCount + 1;
+    content.lost = ring->lost();
     if (ring->empty()) {
         return content;
     }

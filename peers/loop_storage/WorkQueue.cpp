@@ -1,6 +1,10 @@
 #include "peers/loop_storage/WorkQueue.h"
 
+#include <exception>
+#include <string>
 #include <utility>
+
+#include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
 
@@ -43,7 +47,11 @@ void WorkQueue::run() {
         waiting.pop_front();
         running = 1;
         lock.unlock();
-        work();
+        try {
+            work();
+        } catch (const std::exception& failure) {
+            utils::logError(std::string("A piece of work has failed: ") + failure.what());
+        }
         work = nullptr;  // with it goes what it holds, the end of which may add work
         lock.lock();
         running = 0;

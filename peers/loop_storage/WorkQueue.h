@@ -19,8 +19,8 @@ class WorkQueue {
     WorkQueue(const WorkQueue&) = delete;
     WorkQueue& operator=(const WorkQueue&) = delete;
 
-    /// Any thread. False, and nothing happens, while too much waits already or at the end. The work
-    /// must not throw.
+    /// Any thread. False, and nothing happens, while too much waits already or at the end. What the
+    /// work throws is logged.
     bool add(Work work);
 
     /// Returns when all that was added before has run. Not from the thread itself.

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "peers/loop_storage/DiskAccess.h"
 #include "platform/storage_wire/MessageParser.h"
 
 namespace tarn::peers::loop_storage {
@@ -10,28 +11,36 @@ WriterRole::WriterRole(std::shared_ptr<Attachment> attachment,
                        std::shared_ptr<const WriterMemory> memory)
     : attachment(std::move(attachment)), memory(std::move(memory)) {}
 
-void WriterRole::begin(std::int64_t timePoint, std::uint64_t size) {
-    frame = attachment->track().reserve(timePoint, size);
+bool WriterRole::mustWaitFor(std::uint64_t size) const {
+    return attachment->track().mustWaitToReserve(size);
+}
+
+void WriterRole::begun(const FrameInfo& place) {
+    frame = place;
     written = 0;
 }
 
+void WriterRole::begin(std::int64_t timePoint, std::uint64_t size) {
+    const DiskAccess access;
+    begun(attachment->track().reserve(timePoint, size));
+}
+
 void WriterRole::write(std::string_view piece) {
+    const DiskAccess access;
     attachment->track().write(frame, written, piece);
     written += piece.size();
 }
 
 void WriterRole::commit() {
+    const DiskAccess access;
     attachment->track().commit(frame);
 }
 
-void WriterRole::take(std::int64_t timePoint, std::uint64_t offset, std::uint64_t size) {
+std::string_view WriterRole::at(std::uint64_t offset, std::uint64_t size) const {
     if (!memory) {
         throw storage_wire::WireError("The frame is said to lie in memory that is not shared");
     }
-    const auto bytes = memory->at(offset, size);
-    begin(timePoint, size);
-    write(bytes);
-    commit();
+    return memory->at(offset, size);
 }
 
 }  // namespace tarn::peers::loop_storage

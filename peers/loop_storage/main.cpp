@@ -2,12 +2,14 @@
 #include <signal.h>
 
 #include <exception>
+#include <iostream>
 #include <memory>
 
 #include "peers/loop_storage/BootId.h"
 #include "peers/loop_storage/LoopStorageOptions.h"
 #include "peers/loop_storage/Server.h"
 #include "peers/loop_storage/Storage.h"
+#include "peers/loop_storage/Verification.h"
 #include "platform/utils/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/ProcessDefaults.h"
@@ -52,6 +54,9 @@ int main(int argc, char** argv) {
     tarn::utils::setLogSink(
         std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));
     try {
+        if (!options->verify.empty()) {
+            return verify(options->verify, readBootId(), std::cout) ? 0 : 1;
+        }
         run(*options);
         return 0;
     } catch (const std::exception& e) {

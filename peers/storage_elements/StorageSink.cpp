@@ -26,8 +26,11 @@ constexpr guint keptFlags = mediumFlags | GST_BUFFER_FLAG_DISCONT | GST_BUFFER_F
 
 static_assert(deltaUnit == GST_BUFFER_FLAG_DELTA_UNIT);
 
+enum OwnProperty : guint { PropertyDurable = FirstOther };
+
 struct Sink {
     ElementSettings settings;
+    bool isDurable = false;
     std::unique_ptr<TrackRecorder> recorder;
     std::string caps;
     enum class Caps { Written, New } capsState = Caps::New;
@@ -69,9 +72,11 @@ gboolean start(GstBaseSink* element) {
     auto& sink = stateOf(element);
     return guarded(element, [&] {
         const auto now = g_get_real_time() * (GST_SECOND / G_USEC_PER_SEC);
-        sink.recorder = std::make_unique<TrackRecorder>(parseLocation(sink.settings.location),
-                                                        sink.settings.track, workerNameOf(element),
-                                                        static_cast<std::int64_t>(now));
+        sink.recorder = std::make_unique<TrackRecorder>(
+            parseLocation(sink.settings.location), sink.settings.track, workerNameOf(element),
+            static_cast<std::int64_t>(now),
+            sink.isDurable ? TrackRecorder::Acknowledged::Disk
+                           : TrackRecorder::Acknowledged::Memory);
         sink.capsState = Sink::Caps::New;
     });
 }
@@ -135,13 +140,19 @@ gboolean event(GstBaseSink* element, GstEvent* event) {
 }
 
 void setProperty(GObject* object, guint property, const GValue* value, GParamSpec* spec) {
-    if (!setSharedProperty(stateOf(object).settings, property, value)) {
+    auto& sink = stateOf(object);
+    if (property == PropertyDurable) {
+        sink.isDurable = g_value_get_boolean(value);
+    } else if (!setSharedProperty(sink.settings, property, value)) {
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
     }
 }
 
 void getProperty(GObject* object, guint property, GValue* value, GParamSpec* spec) {
-    if (!getSharedProperty(stateOf(object).settings, property, value)) {
+    const auto& sink = stateOf(object);
+    if (property == PropertyDurable) {
+        g_value_set_boolean(value, sink.isDurable);
+    } else if (!getSharedProperty(sink.settings, property, value)) {
         G_OBJECT_WARN_INVALID_PROPERTY_ID(object, property, spec);
     }
 }
@@ -149,6 +160,17 @@ void getProperty(GObject* object, guint property, GValue* value, GParamSpec* spe
 void finalize(GObject* object) {
     delete static_cast<TarnStorageSink*>(static_cast<gpointer>(object))->sink;
     G_OBJECT_CLASS(tarn_storage_sink_parent_class)->finalize(object);
+}
+
+void installOwnProperties(GObjectClass* object) {
+    constexpr auto flags = static_cast<GParamFlags>(G_PARAM_READWRITE | G_PARAM_STATIC_STRINGS);
+    g_object_class_install_property(
+        object, PropertyDurable,
+        g_param_spec_boolean("durable", "Durable",
+                             "The server has what was recorded on the disk before it acknowledges "
+                             "it, also the end of the stream: a power cut takes no more than the "
+                             "few buffers that are on their way",
+                             FALSE, flags));
 }
 
 void tarn_storage_sink_init(TarnStorageSink* element) {
@@ -162,6 +184,7 @@ void tarn_storage_sink_class_init(TarnStorageSinkClass* type) {
     object->get_property = getProperty;
     object->finalize = finalize;
     installSharedProperties(object);
+    installOwnProperties(object);
 
     auto* const element = GST_ELEMENT_CLASS(type);
     gst_element_class_set_static_metadata(element, "Loop storage sink", "Sink",

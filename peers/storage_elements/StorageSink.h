@@ -4,7 +4,8 @@
 
 namespace tarn::peers::storage_elements {
 
-/// "tarnstoragesink": writes what it gets into a track. Properties: location, track, worker-name.
+/// "tarnstoragesink": writes what it gets into a track. Properties: location, track, worker-name,
+/// durable.
 GType storageSinkType();
 
 }  // namespace tarn::peers::storage_elements

@@ -16,6 +16,11 @@ ReaderHandle attach(const ConnectionHandle& connection, std::int64_t track, cons
     return reader;
 }
 
+// The reader goes on behind it.
+bool isLostFrame(int error) {
+    return error == TARN_STORAGE_ERROR_DAMAGED || error == TARN_STORAGE_ERROR_UNREADABLE;
+}
+
 }  // namespace
 
 PlayStart parseStart(const std::string& text) {
@@ -54,7 +59,11 @@ TrackPlayer::Result TrackPlayer::next(std::chrono::milliseconds timeOut, Decoded
             return Result::NoneYet;
         }
         if (result < 0) {
-            if (tarn_storage_error_get_type(error.get()) == TARN_STORAGE_ERROR_OVERTAKEN) {
+            const int type = tarn_storage_error_get_type(error.get());
+            if (isLostFrame(type)) {
+                last = tarn_storage_reader_get_unreadable_time_point(reader.get());
+            }
+            if (isLostFrame(type) || type == TARN_STORAGE_ERROR_OVERTAKEN) {
                 entry = Entry::Wanted;
                 return Result::Overtaken;
             }

@@ -18,12 +18,15 @@ WriterHandle attach(const ConnectionHandle& connection, std::int64_t track, cons
 }  // namespace
 
 TrackRecorder::TrackRecorder(const Location& location, std::int64_t track,
-                             const std::string& workerName, std::int64_t now)
+                             const std::string& workerName, std::int64_t now,
+                             Acknowledged acknowledged)
     : error(tarn_storage_error_create()),
       connection(connectTo(location, error)),
       writer(attach(connection, track, workerName, error)),
       base(std::max(now, tarn_storage_writer_get_end_at_start(writer.get()) + 1)),
-      last(base - 1) {}
+      last(base - 1) {
+    tarn_storage_writer_set_durable(writer.get(), acknowledged == Acknowledged::Disk ? 1 : 0);
+}
 
 void TrackRecorder::record(const FrameHead& head, const void* bytes, std::size_t size,
                            std::optional<std::uint64_t> runningTime) {

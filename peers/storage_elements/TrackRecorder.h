@@ -15,8 +15,10 @@ class TrackRecorder {
   public:
     /// Time points are nanoseconds: `now` (of the day's clock) and the running time of what is
     /// recorded, or whatever comes right after what the track holds, if that is later.
+    /// `Disk`: the server has each buffer on the disk before it says that it has it.
+    enum class Acknowledged { Memory, Disk };
     TrackRecorder(const Location& location, std::int64_t track, const std::string& workerName,
-                  std::int64_t now);
+                  std::int64_t now, Acknowledged acknowledged = Acknowledged::Memory);
 
     /// `runningTime`: none for a buffer without a time.
     void record(const FrameHead& head, const void* bytes, std::size_t size,

@@ -7,6 +7,7 @@
 #include "platform/storage_client/ErrorObject.h"
 #include "platform/storage_client/RingView.h"
 #include "platform/storage_client/Worker.h"
+#include "platform/storage_wire/Checksum.h"
 #include "platform/storage_wire/MessageHeader.h"
 #include "proto/storage_wire.pb.h"
 
@@ -31,6 +32,11 @@ Connection::Request attachRequest(int start, std::int64_t timePoint) {
     request.set_time_point(timePoint);
     request.set_share(true);
     return request;
+}
+
+// One that is not is asked for again: the server looks by itself, and tells what is to be told.
+bool isAsWritten(const Connection::Answer& answer, const char* bytes, std::size_t size) {
+    return !answer.has_checksum() || answer.checksum() == tarn::storage_wire::checksum(bytes, size);
 }
 
 }  // namespace
@@ -59,6 +65,7 @@ struct tarn_storage_reader {
     }
 
     std::int64_t oldest = -1;
+    std::int64_t unreadable = -1;
     std::int64_t endAtStart = -1;
 
   private:
@@ -111,6 +118,9 @@ struct tarn_storage_reader {
         --asked;
         if (answer.error() == TARN_STORAGE_ERROR_OVERTAKEN) {
             oldest = answer.has_time_point() ? answer.time_point() : -1;
+        } else if (answer.error() == TARN_STORAGE_ERROR_UNREADABLE ||
+                   answer.error() == TARN_STORAGE_ERROR_DAMAGED) {
+            unreadable = answer.time_point();
         }
         checkAnswer(answer);
         if (answer.has_position() && size == 0) {
@@ -128,7 +138,8 @@ struct tarn_storage_reader {
         }
         const auto size = static_cast<std::size_t>(answer.size());
         makeRoom(size);
-        const bool isWhole = ring->read(answer.position(), size, bytes.get());
+        const bool isWhole = ring->read(answer.position(), size, bytes.get()) &&
+                             isAsWritten(answer, bytes.get(), size);
         // Without the server nobody knows what is done to the ring.
         connection.checkServerIsThere();
         if (!isWhole) {
@@ -196,6 +207,10 @@ int tarn_storage_reader_read(tarn_storage_reader* reader, unsigned timeout_ms,
 
 int64_t tarn_storage_reader_get_oldest_time_point(const tarn_storage_reader* reader) {
     return reader->oldest;
+}
+
+int64_t tarn_storage_reader_get_unreadable_time_point(const tarn_storage_reader* reader) {
+    return reader->unreadable;
 }
 
 int64_t tarn_storage_reader_get_end_at_start(const tarn_storage_reader* reader) {

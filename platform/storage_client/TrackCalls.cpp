@@ -88,3 +88,16 @@ int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int6
         return static_cast<int64_t>(failure.size());
     });
 }
+
+int64_t tarn_storage_track_get_damaged_frames(tarn_storage_connection* connection, int64_t track_id,
+                                              tarn_storage_error* error) {
+    return guarded<int64_t>(error, -1, [&] {
+        return static_cast<int64_t>(describe(connection, track_id).damaged_frames());
+    });
+}
+
+int64_t tarn_storage_track_get_errors(tarn_storage_connection* connection, int64_t track_id,
+                                      tarn_storage_error* error) {
+    return guarded<int64_t>(
+        error, -1, [&] { return static_cast<int64_t>(describe(connection, track_id).errors()); });
+}

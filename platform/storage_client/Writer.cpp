@@ -9,6 +9,7 @@
 #include "platform/storage_client/ErrorObject.h"
 #include "platform/storage_client/FrameMemory.h"
 #include "platform/storage_client/Worker.h"
+#include "platform/storage_wire/Checksum.h"
 #include "platform/storage_wire/MessageHeader.h"
 #include "proto/storage_wire.pb.h"
 
@@ -18,6 +19,7 @@ using namespace tarn::storage_client;
 
 // Frames on their way at a time: enough for the server never to wait for the next one.
 constexpr std::size_t window = 8;
+constexpr std::size_t copiedAtOnce = 64U << 10U;
 
 std::uint64_t sizeOf(const std::vector<Connection::Part>& parts) {
     std::uint64_t bytes = 0;
@@ -25,6 +27,25 @@ std::uint64_t sizeOf(const std::vector<Connection::Part>& parts) {
         bytes += part.size;
     }
     return bytes;
+}
+
+std::uint32_t checksumOf(const std::vector<Connection::Part>& parts) {
+    std::uint32_t sum = 0;
+    for (const auto& part : parts) {
+        sum = tarn::storage_wire::checksum(part.bytes, part.size, sum);
+    }
+    return sum;
+}
+
+// The checksum is made of what is still near the processor.
+std::uint32_t copy(const Connection::Part& part, char* to, std::uint32_t sum) {
+    const auto* from = static_cast<const char*>(part.bytes);
+    for (std::size_t done = 0; done < part.size; done += copiedAtOnce) {
+        const auto size = std::min(copiedAtOnce, part.size - done);
+        std::copy_n(from + done, size, to + done);
+        sum = tarn::storage_wire::checksum(from + done, size, sum);
+    }
+    return sum;
 }
 
 }  // namespace
@@ -51,12 +72,18 @@ struct tarn_storage_writer {
         Connection::Request request;
         request.set_type(Connection::Request::WRITE);
         request.set_time_point(timePoint);
+        if (isDurable) {
+            request.set_durable(true);
+        }
         if (memory && bytes > 0 && bytes <= memory->largest()) {
-            request.set_offset(put(parts, bytes));
+            const auto placed = put(parts, bytes);
+            request.set_offset(placed.offset);
             request.set_size(bytes);
+            request.set_checksum(placed.checksum);
             connection.send(request);
             unanswered.push_back(Way::Memory);
         } else {
+            request.set_checksum(checksumOf(parts));
             connection.send(request, parts.data(), parts.size());
             unanswered.push_back(Way::Socket);
         }
@@ -70,7 +97,16 @@ struct tarn_storage_writer {
         }
     }
 
+    void flushToDisk() {
+        Connection::Request request;
+        request.set_type(Connection::Request::FLUSH);
+        connection.send(request);
+        unanswered.push_back(Way::Socket);
+        flush();
+    }
+
     std::int64_t endAtStart = -1;
+    bool isDurable = false;
 
   private:
     enum class Way { Socket, Memory };
@@ -82,17 +118,24 @@ struct tarn_storage_writer {
         }
     }
 
+    struct Placed {
+        std::uint64_t offset;
+        std::uint32_t checksum;
+    };
+
     // Waits until there is a place for it.
-    std::uint64_t put(const std::vector<Connection::Part>& parts, std::uint64_t bytes) {
+    Placed put(const std::vector<Connection::Part>& parts, std::uint64_t bytes) {
         auto place = memory->place(bytes);
         for (; !place; place = memory->place(bytes)) {
             takeAnswer();
         }
         auto* next = memory->at(*place);
+        std::uint32_t sum = 0;
         for (const auto& part : parts) {
-            next = std::copy_n(static_cast<const char*>(part.bytes), part.size, next);
+            sum = copy(part, next, sum);
+            next += part.size;
         }
-        return *place;
+        return {.offset = *place, .checksum = sum};
     }
 
     void check(std::int64_t timePoint, std::uint64_t bytes) const {
@@ -190,4 +233,15 @@ int tarn_storage_writer_flush(tarn_storage_writer* writer, tarn_storage_error* e
         checkedWriter(writer).flush();
         return 0;
     });
+}
+
+int tarn_storage_writer_flush_to_disk(tarn_storage_writer* writer, tarn_storage_error* error) {
+    return guarded(error, -1, [&] {
+        checkedWriter(writer).flushToDisk();
+        return 0;
+    });
+}
+
+void tarn_storage_writer_set_durable(tarn_storage_writer* writer, int durable) {
+    writer->isDurable = durable != 0;
 }

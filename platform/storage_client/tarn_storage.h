@@ -55,10 +55,12 @@ enum tarn_storage_error_type {
     TARN_STORAGE_ERROR_ARGUMENT = 4,  /* refused before anything was done */
     TARN_STORAGE_ERROR_NOT_FOUND = 5, /* no such track, ticket or property */
     TARN_STORAGE_ERROR_NO_SPACE = 6,
-    TARN_STORAGE_ERROR_IN_USE = 7,    /* a second writer, or a track that is read or written */
-    TARN_STORAGE_ERROR_OVERTAKEN = 8, /* the ring has gone over what the reader wanted */
-    TARN_STORAGE_ERROR_SERVER = 9,    /* the server failed; its message says how */
-    TARN_STORAGE_ERROR_EVICTED = 12   /* an operator has ended what this worker did */
+    TARN_STORAGE_ERROR_IN_USE = 7,      /* a second writer, or a track that is read or written */
+    TARN_STORAGE_ERROR_OVERTAKEN = 8,   /* the ring has gone over what the reader wanted */
+    TARN_STORAGE_ERROR_SERVER = 9,      /* the server failed; its message says how */
+    TARN_STORAGE_ERROR_DAMAGED = 10,    /* a frame's bytes are not those that were written */
+    TARN_STORAGE_ERROR_UNREADABLE = 11, /* the disk does not give a frame that is there */
+    TARN_STORAGE_ERROR_EVICTED = 12     /* an operator has ended what this worker did */
 };
 
 tarn_storage_error* tarn_storage_error_create(void);
@@ -176,6 +178,14 @@ int64_t tarn_storage_track_get_end(tarn_storage_connection* connection, int64_t 
  * `text`, the zero among them, and the result is the length of the whole text; -1 on failure. */
 int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int64_t track_id,
                                        char* text, size_t size, tarn_storage_error* error);
+/* How many frames were found damaged when they were read, since the server started; -1 on failure.
+ */
+int64_t tarn_storage_track_get_damaged_frames(tarn_storage_connection* connection, int64_t track_id,
+                                              tarn_storage_error* error);
+/* How often an operation on the track's files has failed since the server started; -1 on failure.
+ */
+int64_t tarn_storage_track_get_errors(tarn_storage_connection* connection, int64_t track_id,
+                                      tarn_storage_error* error);
 
 /* ---- properties ----------------------------------------------------------------------------- */
 
@@ -267,6 +277,13 @@ int tarn_storage_writer_write_parts(tarn_storage_writer* writer, int64_t time_po
 /* Waits until the server has acknowledged every frame: they are in the track and readers see them;
  * a server that is killed keeps them. 0, or -1 on failure. */
 int tarn_storage_writer_flush(tarn_storage_writer* writer, tarn_storage_error* error);
+/* The same, and the disk has them: they are there after the machine has lost power too. */
+int tarn_storage_writer_flush_to_disk(tarn_storage_writer* writer, tarn_storage_error* error);
+/* Not 0: from now on the server acknowledges a frame only when the disk has it. What was written
+ * when a flush returns is on the disk then, and of what was not flushed no more is missing after a
+ * power cut than the few frames that a writer may be ahead. Costs throughput, since a disk takes
+ * only so many syncs in a second; those who wait at the same time share them. */
+void tarn_storage_writer_set_durable(tarn_storage_writer* writer, int durable);
 
 /* ---- reading -------------------------------------------------------------------------------- */
 
@@ -299,13 +316,16 @@ typedef struct tarn_storage_frame {
  *    0   none in time; ask again
  *   -1   a failure. After OVERTAKEN the reader goes on: the next call gives the oldest frame that
  *        was there when the server noticed, whose time point
- *        tarn_storage_reader_get_oldest_time_point tells.
+ *        tarn_storage_reader_get_oldest_time_point tells. After DAMAGED and UNREADABLE too: with
+ *        the frame after the one that is lost.
  * Frames are asked for ahead, a few at a time, so what comes may be that much older than what the
  * track holds by now. */
 int tarn_storage_reader_read(tarn_storage_reader* reader, unsigned timeout_ms,
                              tarn_storage_frame* frame, tarn_storage_error* error);
 /* Of the last OVERTAKEN; -1 before one, and when the track was empty then. */
 int64_t tarn_storage_reader_get_oldest_time_point(const tarn_storage_reader* reader);
+/* Of the frame that the last UNREADABLE, or DAMAGED, was about; -1 before one. */
+int64_t tarn_storage_reader_get_unreadable_time_point(const tarn_storage_reader* reader);
 /* The time point of the track's newest frame when the reader attached; -1 when it was empty. */
 int64_t tarn_storage_reader_get_end_at_start(const tarn_storage_reader* reader);
 

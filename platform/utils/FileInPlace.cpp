@@ -11,7 +11,7 @@ namespace tarn::utils {
 
 namespace {
 
-void check(bool good, const std::string& what) {
+void checkInPlace(bool good, const std::string& what) {
     if (!good) {
         throw std::system_error(errno, std::generic_category(), what);
     }
@@ -21,7 +21,7 @@ class OpenFile {
   public:
     explicit OpenFile(const std::string& path)
         : path(path), descriptor(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC)) {
-        check(descriptor >= 0, path);
+        checkInPlace(descriptor >= 0, path);
     }
     ~OpenFile() { ::close(descriptor); }
     OpenFile(const OpenFile&) = delete;
@@ -29,10 +29,10 @@ class OpenFile {
 
     std::string read() const {
         struct stat facts {};
-        check(::fstat(descriptor, &facts) == 0, path);
+        checkInPlace(::fstat(descriptor, &facts) == 0, path);
         std::string content(static_cast<std::size_t>(facts.st_size), '\0');
         const ssize_t count = ::pread(descriptor, content.data(), content.size(), 0);
-        check(count >= 0, path);
+        checkInPlace(count >= 0, path);
         content.resize(static_cast<std::size_t>(count));
         return content;
     }
@@ -43,14 +43,14 @@ class OpenFile {
             size > 0 &&
             ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0 &&
             (errno == ENOSPC || errno == EDQUOT);
-        check(!isFull, path);
+        checkInPlace(!isFull, path);
     }
 
     void write(const std::string& content) const {
         writeFromBeginning(descriptor, content, path);
-        check(::ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
-                  ::fsync(descriptor) == 0,
-              path);
+        checkInPlace(::ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
+                         ::fsync(descriptor) == 0,
+                     path);
     }
 
   private:
@@ -73,7 +73,7 @@ void writeFromBeginning(int descriptor, const std::string& content, const std::s
     while (written < content.size()) {
         const ssize_t count = ::pwrite(descriptor, content.data() + written,
                                        content.size() - written, static_cast<off_t>(written));
-        check(count >= 0 || errno == EINTR, name);
+        checkInPlace(count >= 0 || errno == EINTR, name);
         written += count > 0 ? static_cast<std::size_t>(count) : 0;
     }
 }

@@ -129,7 +129,18 @@ std::shared_ptr<DeviceNode> StorageDescription::askTrack(const std::string& stor
               "Failed setting StartTimepoint status description: ");
     addStatus(*node, {"EndTimepoint", read(tarn_storage_track_get_end, &storage, id)},
               "Failed setting EndTimepoint status description: ");
+    addDiskErrors(*node, id, storage);
     return node;
+}
+
+// A track whose disk is well says nothing of it.
+void StorageDescription::addDiskErrors(DeviceNode& node, std::int64_t id,
+                                       tarn_storage_connection& storage) const {
+    const auto errors = read(tarn_storage_track_get_errors, &storage, id);
+    if (errors > 0) {
+        addStatus(node, {"DiskErrors", static_cast<std::uint64_t>(errors)},
+                  "Failed setting DiskErrors status description: ");
+    }
 }
 
 // What a client has stored under a name of ours must not hide the truth.

@@ -47,6 +47,8 @@ class StorageDescription {
                             tarn_storage_connection& storage) const;
     static void addFailure(device_tree::DeviceNode& node, std::int64_t id,
                            tarn_storage_connection& storage);
+    void addDiskErrors(device_tree::DeviceNode& node, std::int64_t id,
+                       tarn_storage_connection& storage) const;
     void addWorkers(device_tree::DeviceNode& node, const TrackWorkers& workers) const;
 
     void addProperty(device_tree::DeviceNode& node, const std::string& name,

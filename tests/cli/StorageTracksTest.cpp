@@ -84,7 +84,21 @@ TEST_F(StorageTracksTest, ListsTracksAsJson) {
         "storage": "Storage-unix-/run/loops", "track_id": "3", "size": "10737418240",
         "num_readers": "2", "num_writers": "1", "readers_list": "play1,play2",
         "writers_list": "recorder", "start_timepoint": "1000000000",
-        "end_timepoint": "61000000000", "status": "", "properties": {"Name": "studio"}})"));
+         "end_timepoint": "61000000000", "status": "", "disk_errors": "0",
+         "properties": {"Name": "studio"}})"));
+}
+
+TEST_F(StorageTracksTest, TellsHowOftenTheDiskOfATrackHasFailed) {
+    auto tree = usualTree();
+    auto& status = *tree.mutable_sub_devices(1)->mutable_sub_devices(0)->add_statuses();
+    status.set_name("DiskErrors");
+    status.set_unsigned_value(17);
+    treeIs(tree);
+    EXPECT_THAT(tarnctl({"storage", "tracks"}).out,
+                MatchesRegex("ID .*PROPERTIES +DISK ERRORS\n3 .*Name=studio +17\n4 .* -\n"));
+    EXPECT_THAT(tarnctl({"storage", "show", "3"}).out, HasSubstr("Disk errors  17"));
+    EXPECT_THAT(tarnctl({"storage", "show", "4"}).out, Not(HasSubstr("Disk errors")));
+    EXPECT_EQ(json::parse(tarnctl({"storage", "show", "3", "--json"}).out)["disk_errors"], "17");
 }
 
 TEST_F(StorageTracksTest, ShowsOneTrack) {

@@ -138,6 +138,30 @@ TEST_P(LoopStorageOver, showsWhoWritesAndWhoReadsATrack) {
     EXPECT_TRUE(shows("EndTimepoint", "-1"));
 }
 
+// Somebody has cut the file: what lay behind is as unreadable as a bad sector.
+TEST_P(LoopStorageOver, aFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
+    begin();
+    const auto track = createTrack(megabyte);
+    const auto trackId = id() + "_track_" + std::to_string(track);
+    TrackWriter writer(addressOf(GetParam()), track, "recorder");
+    for (int i = 1; i <= 3; ++i) {
+        writer.write(i, 65536);
+    }
+    std::filesystem::resize_file(
+        std::string(tracksFolder) + "/track-" + std::to_string(track) + "/data.0", 100'000);
+    TrackReader reader(addressOf(GetParam()), track, "play");
+    EXPECT_EQ(reader.read(), "1");
+    EXPECT_THAT(reader.read(), HasSubstr("The frame of time point 2 cannot be read"));
+    EXPECT_THAT(reader.read(), HasSubstr("The frame of time point 3 cannot be read"));
+    EXPECT_EQ(reader.read(), "none");
+    writer.write(4, 65536);
+    EXPECT_EQ(reader.read(), "4");
+    EXPECT_TRUE(eventually([&] {
+        const auto found = node(trackId);
+        return found && statusOf(*found, "DiskErrors") == "2";
+    }));
+}
+
 TEST_P(LoopStorageOver, aResizingThatReachesAnotherSizeHasFailed) {
     begin();
     const auto track = createTrack(megabyte);

@@ -53,4 +53,11 @@ TrackReader::~TrackReader() {
     tarn_storage_reader_destroy(reader);
 }
 
+std::string TrackReader::read() {
+    constexpr unsigned patience = 1000;
+    tarn_storage_frame frame{};
+    const int result = tarn_storage_reader_read(reader, patience, &frame, error.get());
+    return result < 0 ? error.message() : result == 0 ? "none" : std::to_string(frame.time_point);
+}
+
 }  // namespace tarn::test

@@ -37,6 +37,8 @@ class TrackReader {
 
     /// False when no frame has come within the bound.
     bool read(std::chrono::milliseconds bound);
+    /// The time point of the next frame, "none" when there is none yet, or what went wrong.
+    std::string read();
 
   private:
     service::devices::StorageError error;

@@ -33,7 +33,7 @@ using Standing = Registration::Standing;
 using Wish = StopRequest::Wish;
 namespace fs = std::filesystem;
 
-struct FakeRegistration : Registration {
+struct ScriptedRegistration : Registration {
     void enter() override { standing = outcome; }
     Standing take() override { return standing; }
     std::string reason() override { return "already running"; }
@@ -116,7 +116,7 @@ struct JobSupervisorTest : testing::Test {
     JobStatus status;
     StopRequest stop;
     std::optional<Persistence> persistence;
-    FakeRegistration registration;
+    ScriptedRegistration registration;
     Admission admission{&registration, Clock::now()};
     std::vector<SetupVerdict> verdicts;
     SetupAnswer answer{[this](const SetupVerdict& verdict) { verdicts.push_back(verdict); },

@@ -36,11 +36,7 @@ struct DamagedFilesTest : testing::Test {
         }
     }
     void flipByte(const std::string& file, std::size_t offset) const {
-        std::fstream stream(track.file(file), std::ios::in | std::ios::out | std::ios::binary);
-        stream.seekg(static_cast<std::streamoff>(offset));
-        const auto byte = static_cast<char>(stream.get() ^ 0x5a);
-        stream.seekp(static_cast<std::streamoff>(offset));
-        stream.put(byte);
+        track.flipByte(file, offset);
     }
     /// Whatever has gone, nothing else than frames as they were written, in order.
     void expectNothingTorn() {
@@ -79,55 +75,6 @@ TEST_F(DamagedFilesTest, AfterAKillWithinAFrameWhatItWentOverIsGoneAndTheRestIsT
     track.put(10, contentOf(10));
     EXPECT_THAT(track.frames(),
                 ElementsAre(lineOf(6), lineOf(7), lineOf(8), lineOf(9), lineOf(10)));
-}
-
-TEST_F(DamagedFilesTest, AfterAPowerCutTheLastCheckpointHolds) {
-    fill(3);
-    track->checkpoint();
-    track.put(3, contentOf(3));
-    track.reopenAfterPowerCut();
-    EXPECT_THAT(track.frames(), IsEmpty()) << "a ring this small may have been gone over at once";
-    EXPECT_THAT(track->notes(), ElementsAre(testing::HasSubstr("The machine stopped")));
-}
-
-TEST_F(DamagedFilesTest, AfterAPowerCutOfALargeRingAllButTheLastSecondsIsThere) {
-    constexpr std::uint64_t large = 8U << 20U;
-    TestTrack other(large);
-    other.beWriter();
-    const std::string frame(1U << 20U, 'x');
-    for (int i = 0; i < 12; ++i) {
-        other.put(i, frame);
-    }
-    other->checkpoint();
-    other.put(12, frame);
-    other.reopenAfterPowerCut();
-    std::vector<std::string> times;
-    for (const auto& line : other.frames()) {
-        times.push_back(line.substr(0, line.find(':')));
-    }
-    // Of the ring's 8 MB, 2 MB may have been gone over since.
-    EXPECT_THAT(times, ElementsAre("6", "7", "8", "9", "10", "11"));
-    other.beWriter();
-    other.put(12, "again");
-    other.reopenAfterKill();
-    EXPECT_EQ(other.frames().back(), "12:again");
-}
-
-TEST_F(DamagedFilesTest, AfterAnOrderlyEndAPowerCutCostsNothing) {
-    fill(9);
-    const auto before = track.frames();
-    track->close();
-    track.reopenAfterPowerCut();
-    EXPECT_EQ(track.frames(), before);
-}
-
-TEST_F(DamagedFilesTest, WhatWasClearedWhileItWasWrittenStaysClearedAfterAPowerCut) {
-    fill(5);
-    track->checkpoint();
-    track->clear();
-    track.reopenAfterPowerCut();
-    EXPECT_THAT(track.frames(), IsEmpty());
-    EXPECT_FALSE(track->describe().oldest);
 }
 
 TEST_F(DamagedFilesTest, ATrackThatWasClosedIsNotMarkedAgainAsBeingWritten) {

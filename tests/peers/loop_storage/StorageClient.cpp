@@ -43,6 +43,10 @@ std::int64_t StorageClient::end(std::int64_t track) {
     return tarn_storage_track_get_end(connection, track, error);
 }
 
+std::int64_t StorageClient::errors(std::int64_t track) {
+    return tarn_storage_track_get_errors(connection, track, error);
+}
+
 std::int64_t StorageClient::remaining() {
     return tarn_storage_get_remaining_space(connection, error);
 }
@@ -157,11 +161,23 @@ int StorageClient::flush() {
     return tarn_storage_writer_flush(writer, error);
 }
 
+int StorageClient::flushToDisk() {
+    return tarn_storage_writer_flush_to_disk(writer, error);
+}
+
+void StorageClient::beDurable() {
+    tarn_storage_writer_set_durable(writer, 1);
+}
+
 std::string StorageClient::failure(std::int64_t track) {
     std::string text(1024, '\0');
     const auto size =
         tarn_storage_track_get_failure(connection, track, text.data(), text.size(), error);
     return size < 0 ? "(unknown)" : text.substr(0, static_cast<std::size_t>(size));
+}
+
+std::int64_t StorageClient::damagedFrames(std::int64_t track) {
+    return tarn_storage_track_get_damaged_frames(connection, track, error);
 }
 
 bool StorageClient::beReader(std::int64_t track, int start, std::int64_t from,

@@ -31,8 +31,10 @@ class StorageClient {
     std::int64_t size(std::int64_t track);
     std::int64_t beginning(std::int64_t track);
     std::int64_t end(std::int64_t track);
+    std::int64_t errors(std::int64_t track);
     std::int64_t remaining();
     std::string failure(std::int64_t track);
+    std::int64_t damagedFrames(std::int64_t track);
     int ticketState(std::int64_t ticket);
     std::int64_t awaitTicket(std::int64_t ticket);
     std::vector<std::int64_t> tracks();
@@ -51,6 +53,8 @@ class StorageClient {
     /// The same in as many pieces.
     int write(std::int64_t timePoint, const std::string& bytes, std::size_t pieces);
     int flush();
+    int flushToDisk();
+    void beDurable();
     bool beReader(std::int64_t track, int start = TARN_STORAGE_START_OLDEST,
                   std::int64_t timePoint = 0, const std::string& name = "reader");
     /// 1, 0 or -1, as the library says; a frame into the two.
@@ -59,6 +63,9 @@ class StorageClient {
     std::string bytes;
     std::int64_t oldestTimePoint() const {
         return tarn_storage_reader_get_oldest_time_point(reader);
+    }
+    std::int64_t unreadableTimePoint() const {
+        return tarn_storage_reader_get_unreadable_time_point(reader);
     }
 
   private:

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,21 +21,37 @@ class TestTrack {
     using BootId = tarn::peers::loop_storage::BootId;
 
     explicit TestTrack(std::uint64_t size) {
-        Track::Create(folder.path(), 7, size, [] {});
+        std::filesystem::create_directory(place());
+        Track::Create(place(), 7, size, [] {});
         open();
     }
 
-    void open() { track = std::make_unique<Track>(folder.path(), 7, boot); }
+    void open() { track = std::make_unique<Track>(place(), 7, boot); }
     /// As after kill -9: what was written is in the files, and nobody closed them.
     void reopenAfterKill() {
         track.reset();
         open();
     }
-    /// The machine went down in between.
+    /// The machine went down in between, and all that was written had reached the disk.
     void reopenAfterPowerCut() {
         boot.back() = static_cast<char>(boot.back() + 1);
         reopenAfterKill();
     }
+    /// All that is in a file now is on the disk, and what comes may not get there.
+    void keep(const std::string& name) { kept[name] = readFile(file(name)); }
+    /// Of these files nothing that came after `keep` had reached it.
+    void reopenAfterPowerCutWithout(const std::vector<std::string>& names) {
+        for (const auto& name : names) {
+            write(name, kept.at(name));
+        }
+        reopenAfterPowerCut();
+    }
+    void flipByte(const std::string& name, std::size_t offset) const {
+        auto content = readFile(file(name));
+        content[offset] = static_cast<char>(content[offset] ^ 0x5a);
+        write(name, content);
+    }
+    const BootId& bootId() const { return boot; }
 
     void beWriter() {
         track->attach(Track::WorkerKind::Writer);
@@ -61,18 +78,27 @@ class TestTrack {
                 list.push_back(std::to_string(reading.frame.timePoint) + ":" +
                                std::string(bytes.begin(), bytes.end()));
             }
+            if (reading.result == Track::ReadResult::Damaged) {
+                list.push_back(std::to_string(reading.frame.timePoint) + " damaged");
+            }
             sequence = reading.next;
         }
         track->detach(Track::WorkerKind::Reader);
         return list;
     }
 
-    std::filesystem::path file(const std::string& name) const { return folder.path() / name; }
+    std::filesystem::path file(const std::string& name) const { return place() / name; }
+    void write(const std::string& name, const std::string& content) const {
+        folder.write("track-7/" + name, content);
+    }
     Track* operator->() { return track.get(); }
 
   private:
+    std::filesystem::path place() const { return folder.path() / "track-7"; }
+
     const TemporaryFolder folder;
     BootId boot{'b', 'o', 'o', 't'};
+    std::map<std::string, std::string> kept;
     std::unique_ptr<Track> track;
 };
 

@@ -2,6 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/peers/support/StartedProgram.h"
@@ -100,6 +103,14 @@ TEST_F(StorageElementsTest, FieldsOfInterlacedVideoAreKept) {
     }
 }
 
+TEST_F(StorageElementsTest, ADurableRecordingIsThereAfterTheServerWasKilled) {
+    const auto result = run(picture + encode + " ! tarnstoragesink durable=true" + at());
+    ASSERT_EQ(result.exitStatus, 0) << result.err << result.out;
+    server.kill();
+    server.start();
+    EXPECT_EQ(buffersIn(play(" stop-at-end=true", " ! h264parse ! avdec_h264")), 50);
+}
+
 TEST_F(StorageElementsTest, ASecondRecordingFollowsTheFirst) {
     record(picture + encode);
     const auto end = control.end(0);
@@ -119,6 +130,35 @@ TEST_F(StorageElementsTest, PlayingBeginsAtATimePointWithTheNextFrameThatCanBe) 
 
 TEST_F(StorageElementsTest, AnEmptyTrackEndsAtOnce) {
     EXPECT_EQ(buffersIn(play(" stop-at-end=true", "")), 0);
+}
+
+// Also the last one, which is where playing ends.
+TEST_F(StorageElementsTest, FramesThatTheDiskDoesNotGiveArePassedOver) {
+    record(picture + ",format=I420");
+    EXPECT_TRUE(eventually([this] { return control.workers().empty(); }));
+    std::filesystem::resize_file(server.directory() / "track-0" / "data.0", 1'000'000);
+    const int count = buffersIn(play(" stop-at-end=true", ""));
+    EXPECT_GE(count, 30);
+    EXPECT_LE(count, 40);
+    EXPECT_EQ(control.errors(0), 50 - count);
+}
+
+// The same of those whose bytes have suffered.
+TEST_F(StorageElementsTest, DamagedFramesArePassedOver) {
+    record(picture + ",format=I420");
+    EXPECT_TRUE(eventually([this] { return control.workers().empty(); }));
+    server.kill();
+    {
+        std::fstream data(server.directory() / "track-0" / "data.0",
+                          std::ios::in | std::ios::out | std::ios::binary);
+        data.seekp(1'000'000);
+        data << std::string(1'000'000, 'x');
+    }
+    server.start();
+    const int count = buffersIn(play(" stop-at-end=true", ""));
+    EXPECT_GE(count, 30);
+    EXPECT_LE(count, 40);
+    EXPECT_EQ(control.damagedFrames(0), 50 - count);
 }
 
 TEST_F(StorageElementsTest, TheLiveEdgeIsFollowedFromAnotherProcess) {

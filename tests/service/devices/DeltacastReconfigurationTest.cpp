@@ -5,6 +5,8 @@ namespace tarn::service::devices {
 
 using std::chrono::milliseconds;
 using tarn::proto::monitoring::ControlRequest;
+using test::command720;
+using test::defaultCommand;
 using test::DeltacastConfig;
 using test::FakeDevice;
 using test::FakeProcesses;
@@ -12,13 +14,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
-
-namespace {
-
-constexpr auto defaultCommand = "ingest uyvy422_8 '0' '0' 1080 i 25 &";
-constexpr auto command720 = "ingest rgb24 '1 2 ' '0 -1 ' 720 p 50 &";
-
-}  // namespace
 
 class DeltacastReconfigurationTest : public test::DeltacastBed {
   protected:

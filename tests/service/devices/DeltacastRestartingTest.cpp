@@ -5,17 +5,12 @@ namespace tarn::service::devices {
 using device_tree::GlobalStatus;
 using std::chrono::milliseconds;
 using tarn::proto::monitoring::DeviceToTarnServiceEvent;
+using test::command720;
+using test::defaultCommand;
 using test::FakeProcesses;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-namespace {
-
-constexpr auto command720 = "ingest rgb24 '1 2 ' '0 -1 ' 720 p 50 &";
-constexpr auto defaultCommand = "ingest uyvy422_8 '0' '0' 1080 i 25 &";
-
-}  // namespace
 
 /// An ingest service whose processes are 4711, which was there first, and then one after the other.
 class DeltacastRestartingTest : public test::DeltacastBed {

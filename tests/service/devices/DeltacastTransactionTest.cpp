@@ -10,14 +10,14 @@
 // A capture format that does not come up, or is interrupted by the end of the service.
 namespace tarn::service::devices {
 
+using test::command720;
+using test::defaultCommand;
 using test::DeltacastConfig;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 class DeltacastTransactionTest : public test::DeltacastBed {
   protected:
-    static constexpr auto defaultCommand = "ingest uyvy422_8 '0' '0' 1080 i 25 &";
-    static constexpr auto command720 = "ingest rgb24 '1 2 ' '0 -1 ' 720 p 50 &";
     static constexpr auto commandOther = "ingest rgb24 '1 2 ' '0 -1 ' 720 p 60 &";
     static constexpr auto givesWayTo720 =
         "Capture format 720p60 rgb24, inputs 1 2, frame offsets 0 -1 did not come up, and has "

@@ -80,11 +80,22 @@ TEST_F(LoopStorageDeviceControllerTest, DescribesATrackWithAllThatTheServerSaysO
 TEST_F(LoopStorageDeviceControllerTest, ShowsATrackThatCannotBeUsedInErrorWithTheReason) {
     storage.has({.size = 5});
     storage.has({.size = 6, .failure = "index does not tell what the track is"});
+    storage.has({.size = 7, .failure = "Cannot sync data.0: Input/output error"});
     watch();
     EXPECT_EQ(track(0, 0).getGlobalStatus(), GlobalStatus());
     EXPECT_EQ(track(0, 1).getGlobalStatus(),
               GlobalStatus(GlobalStatus::Level::Error, "index does not tell what the track is"));
     EXPECT_EQ(propertyOf(track(0, 1), "Size"), "6");
+    EXPECT_EQ(track(0, 2).getGlobalStatus(),
+              GlobalStatus(GlobalStatus::Level::Error, "Cannot sync data.0: Input/output error"));
+}
+
+TEST_F(LoopStorageDeviceControllerTest, TellsHowOftenTheDiskOfATrackHasFailedOnceItHas) {
+    storage.has(test::FakeStorage::Track{});
+    storage.has({.size = 1, .errors = 17});
+    watch();
+    EXPECT_EQ(statusOf(track(0, 0), "DiskErrors"), "absent");
+    EXPECT_EQ(statusOf(track(0, 1), "DiskErrors"), "17");
 }
 
 TEST_F(LoopStorageDeviceControllerTest, NamesAStorageOnTcpAfterItsPortToo) {
@@ -290,7 +301,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values("tarn_storage_worker_list_create", "tarn_storage_worker_info_list_create",
                     "tarn_storage_track_list_create", "tarn_storage_track_get_properties",
                     "tarn_storage_track_get_size", "tarn_storage_track_get_beginning",
-                    "tarn_storage_track_get_end"),
+                    "tarn_storage_track_get_end", "tarn_storage_track_get_errors"),
     [](const auto& call) { return std::string(call.param); });
 
 }  // namespace tarn::service::devices

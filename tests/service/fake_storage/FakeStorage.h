@@ -24,6 +24,7 @@ class FakeStorage {
         std::int64_t beginning = -1;
         std::int64_t end = -1;
         std::string failure = {};
+        std::int64_t errors = 0;
     };
 
     explicit FakeStorage(const std::string& path);

@@ -341,6 +341,12 @@ int64_t tarn_storage_track_get_failure(tarn_storage_connection* connection, int6
     });
 }
 
+int64_t tarn_storage_track_get_errors(tarn_storage_connection* connection, int64_t track_id,
+                                      tarn_storage_error* error) {
+    return with(connection, __func__, error, int64_t{-1},
+                [track_id](FakeStorage::State& state) { return trackOf(state, track_id).errors; });
+}
+
 tarn_storage_property_list* tarn_storage_property_list_create() {
     return new tarn_storage_property_list;
 }

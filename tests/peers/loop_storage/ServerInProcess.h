@@ -1,0 +1,48 @@
+#pragma once
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <memory>
+#include <thread>
+
+#include "peers/loop_storage/Server.h"
+#include "peers/loop_storage/Storage.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tarn::test {
+
+/// The server in the test's own process, where its disk can be a FaultyDisk, which must outlive it.
+class ServerInProcess {
+  public:
+    ServerInProcess() : server(storage, peers::loop_storage::SessionLimits{}) {
+        const auto address = server.listenTcp("127.0.0.1", 0);
+        tcpPort = static_cast<std::uint16_t>(std::stoi(address.substr(address.find(':') + 1)));
+        server.listenUnix(socketPath());
+        thread = std::thread([this] { server.run(); });
+    }
+    ~ServerInProcess() {
+        ::kill(::getpid(), SIGTERM);
+        thread.join();
+        storage.finish();
+    }
+    ServerInProcess(const ServerInProcess&) = delete;
+    ServerInProcess& operator=(const ServerInProcess&) = delete;
+
+    std::uint16_t port() const { return tcpPort; }
+    std::string socketPath() const { return (folder.path() / "socket").string(); }
+
+    std::filesystem::path trackFolder(std::int64_t track) const {
+        return folder.path() / "tracks" / ("track-" + std::to_string(track));
+    }
+
+  private:
+    const TemporaryFolder folder;
+    peers::loop_storage::Storage storage{
+        folder.path() / "tracks", std::nullopt, {'b', 'o', 'o', 't'}};
+    peers::loop_storage::Server server;
+    std::uint16_t tcpPort = 0;
+    std::thread thread;
+};
+
+}  // namespace tarn::test
