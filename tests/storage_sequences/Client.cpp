@@ -84,6 +84,16 @@ Outcome Writer::flush() {
     return outcomeOf(error);
 }
 
+Outcome Writer::flushToDisk() {
+    StorageError error;
+    tarn_storage_writer_flush_to_disk(writer, error.get());
+    return outcomeOf(error);
+}
+
+void Writer::setDurable() {
+    tarn_storage_writer_set_durable(writer, 1);
+}
+
 template <typename Call>
 Outcome Client::ask(const Call& call) const {
     StorageError error;

@@ -37,6 +37,9 @@ class Writer {
 
     Outcome write(std::int64_t timePoint, std::size_t size);
     Outcome flush();
+    Outcome flushToDisk();
+    /// From now on each frame is acknowledged from the disk.
+    void setDurable();
 
   private:
     Writer(std::int64_t track, service::devices::StorageConnection connection,

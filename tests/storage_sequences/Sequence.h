@@ -89,6 +89,7 @@ class Sequence {
     void flushAll();
     Writer* writerOf(std::int64_t id);
     Outcome bringToDisk(std::int64_t id);
+    void writeDurably(std::int64_t id);
     Outcome whenFree(const std::function<Outcome()>& call) const;
     std::string dataPathOf(std::int64_t id);
     failing_disk::Fault anyTrackFailure(std::int64_t id);
