@@ -16,9 +16,10 @@ void RingIndex::restore(std::deque<FrameInfo> found, std::uint64_t nextSequence,
     frames = std::move(found);
     lastLost = lost;
     following = nextSequence;
-    head = frames.empty() ? limit : frames.back().end();
-    written = std::max(limit, head);
+    written = frames.empty() ? limit : std::max(limit, frames.back().end());
     dropGone(following);
+    // Behind what is gone there would be no room for the next one either.
+    head = frames.empty() ? written : frames.back().end();
 }
 
 FrameInfo RingIndex::reserve(std::int64_t timePoint, std::uint64_t size) {

@@ -116,5 +116,20 @@ TEST_F(RingIndexTest, RestoringLeavesOutWhatTheLimitHasGoneOver) {
     EXPECT_EQ(ring.limit(), 601U);
 }
 
+// What was reserved by a writer whose frames never came to be may lie a round ahead.
+TEST_F(RingIndexTest, AfterARestartThatLeavesNoFrameTheNextOnesHaveRoom) {
+    const std::deque<FrameInfo> found = {
+        {.sequence = 5, .timePoint = 1, .position = 500, .size = 40},
+    };
+    ring.restore(found, 6, 5000);
+    EXPECT_TRUE(ring.empty());
+    EXPECT_TRUE(ring.hasLost(1));
+    for (const std::int64_t timePoint : {2, 3, 4}) {
+        ring.commit(ring.reserve(timePoint, 10));
+    }
+    EXPECT_EQ(ring.all().size(), 3U);
+    EXPECT_EQ(ring.oldest().position, 5000U);
+}
+
 }  // namespace
 }  // namespace tarn::peers::loop_storage
