@@ -19,7 +19,7 @@ constexpr auto comesUpWithin = 20s;
 // What a service gives a launcher until it listens, and how little of it is none at all: on a
 // machine that does nothing else it takes a twentieth.
 constexpr auto launcherListensWithin = 2000ms;
-constexpr auto leastOfIt = 500ms;
+constexpr auto leastToListen = 500ms;
 
 constexpr std::size_t mostLines = 12;
 constexpr std::size_t mostOfALine = 600;
@@ -61,7 +61,7 @@ bool ComingUp::isGivenUp() {
     if (!launch.launcherWasLate()) {
         return false;
     }
-    lateOnBusyMachine = machineGaveOf(launcherListensWithin) < leastOfIt;
+    lateOnBusyMachine = machineGaveOf(launcherListensWithin) < leastToListen;
     return true;
 }
 

@@ -17,7 +17,7 @@ namespace {
 
 constexpr auto program = "/opt/halden/halden-tarn-loop-storage/bin/tarnLoopStorage";
 constexpr std::chrono::seconds longestStart{20};
-constexpr std::chrono::seconds longestEnd{20};
+constexpr std::chrono::seconds storageEndsWithin{20};
 
 using Tracks = std::map<std::int64_t, Track>;
 
@@ -80,7 +80,7 @@ void Storage::start() {
 
 void Storage::killHard() {
     run->signal(SIGKILL);
-    run->waitForEnd(longestEnd);
+    run->waitForEnd(storageEndsWithin);
     run.reset();
 }
 
@@ -89,7 +89,7 @@ std::optional<test::Ending> Storage::stop() {
         return std::nullopt;
     }
     run->signal(SIGTERM);
-    return run->waitForEnd(longestEnd);
+    return run->waitForEnd(storageEndsWithin);
 }
 
 bool Storage::isRunning() {

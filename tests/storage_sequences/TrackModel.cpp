@@ -107,7 +107,8 @@ TrackModel::Problems TrackModel::compare(const Found& found, When when) {
 }
 
 void TrackModel::checkSize(const Found& found, Problems& problems) const {
-    const auto [least, most] = std::minmax(ringSize, openSize.value_or(ringSize));
+    const auto other = openSize.value_or(ringSize);
+    const auto [least, most] = std::minmax(ringSize, other);
     const bool isBetween = found.size >= least && found.size <= most;
     const bool grows = openSize && *openSize > ringSize;
     const bool isOneOfThem = found.size == ringSize || found.size == openSize;

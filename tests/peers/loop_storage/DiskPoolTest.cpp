@@ -18,7 +18,7 @@ using namespace tarn::peers::loop_storage;
 
 constexpr auto bound = 30s;
 
-/// Work that hangs until it is let go of.
+/// Work that hangs until it is let go of. Outlives the pool, whose threads may still look at it.
 class Hanging {
   public:
     DiskPool::Work work() {
@@ -58,8 +58,8 @@ TEST(DiskPoolTest, DoesTheWorkOfAQueueInItsOrder) {
 }
 
 TEST(DiskPoolTest, QueuesThatHangHoldNoOtherUp) {
-    DiskPool pool({});
     Hanging hanging;
+    DiskPool pool({});
     std::vector<DiskQueue> slow(50);
     for (auto& queue : slow) {
         for (int i = 0; i < 10; ++i) {
@@ -76,8 +76,8 @@ TEST(DiskPoolTest, QueuesThatHangHoldNoOtherUp) {
 }
 
 TEST(DiskPoolTest, AQueueHasSoManyPiecesDoneAtATime) {
-    DiskPool pool({});
     Hanging hanging;
+    DiskPool pool({});
     DiskQueue queue(3);
     for (int i = 0; i < 10; ++i) {
         pool.add(queue, hanging.work());
@@ -92,8 +92,8 @@ TEST(DiskPoolTest, AQueueHasSoManyPiecesDoneAtATime) {
 }
 
 TEST(DiskPoolTest, WhereThreadsAreShortAQueueHasOne) {
-    DiskPool pool({.threads = 8});
     Hanging hanging;
+    DiskPool pool({.threads = 8});
     DiskQueue greedy(8);
     for (int i = 0; i < 8; ++i) {
         pool.add(greedy, hanging.work());
@@ -115,8 +115,8 @@ TEST(DiskPoolTest, WhereThreadsAreShortAQueueHasOne) {
 }
 
 TEST(DiskPoolTest, TakesNoMoreThreadsThanItMayAndForgetsNothing) {
-    DiskPool pool({.threads = 4});
     Hanging hanging;
+    DiskPool pool({.threads = 4});
     std::vector<DiskQueue> queues(10);
     for (auto& queue : queues) {
         pool.add(queue, hanging.work());
@@ -129,8 +129,8 @@ TEST(DiskPoolTest, TakesNoMoreThreadsThanItMayAndForgetsNothing) {
 }
 
 TEST(DiskPoolTest, ThreadsWithoutWorkEndButForOne) {
-    DiskPool pool({.idle = 1ms});
     Hanging hanging;
+    DiskPool pool({.idle = 1ms});
     std::vector<DiskQueue> queues(10);
     for (auto& queue : queues) {
         pool.add(queue, hanging.work());
@@ -152,8 +152,8 @@ TEST(DiskPoolTest, WorkThatFailsIsLoggedAndTheRestIsDone) {
 }
 
 TEST(DiskPoolTest, RefusesWhatIsTooMuchForOneQueue) {
-    DiskPool pool({.waiting = 2});
     Hanging hanging;
+    DiskPool pool({.waiting = 2});
     DiskQueue queue;
     pool.add(queue, hanging.work());
     EXPECT_TRUE(hanging.waitFor(1));
@@ -167,8 +167,8 @@ TEST(DiskPoolTest, RefusesWhatIsTooMuchForOneQueue) {
 
 TEST(DiskPoolTest, WhatWaitsOutlivesItsQueue) {
     std::atomic<int> done = 0;
-    DiskPool pool({});
     Hanging hanging;
+    DiskPool pool({});
     {
         DiskQueue queue;
         pool.add(queue, hanging.work());
