@@ -24,6 +24,7 @@ fuse_session* newSession(MountedDisk& disk) {
     fuse_args list = FUSE_ARGS_INIT(1, arguments.data());
     const auto requests = mountRequests();
     auto* const session = fuse_session_new(&list, &requests, sizeof requests, &disk);
+    fuse_opt_free_args(&list);  // it may have put others in their place
     if (session == nullptr) {
         throw std::system_error(EINVAL, std::generic_category(), "A file system");
     }

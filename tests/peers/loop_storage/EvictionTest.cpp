@@ -75,6 +75,7 @@ TEST_P(EvictionTest, AReaderThatWaitsIsTold) {
     std::jthread evicting([&] { evictTheOnlyWorker(); });
     EXPECT_EQ(worker.read(20'000), -1);
     expectTold(worker);
+    evicting.join();
     EXPECT_TRUE(eventually([&] { return control.workers().empty(); }));
 }
 
