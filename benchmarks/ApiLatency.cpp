@@ -87,7 +87,7 @@ class RegisteredJobs {
         if (!proxy.registerJob({resource_manager::JobDescription(description),
                                 endpoint,
                                 endpoint + "-events",
-                                resource_manager::ProcessIdentity::ofThisProcess(),
+                                os::ProcessIdentity::ofThisProcess(),
                                 {{"Endpoint", {endpoint, endpoint + "-events"}}}},
                                error)) {
             throw std::runtime_error(error);

@@ -15,7 +15,7 @@
 
 #include "benchmarks/Benchmarks.h"
 #include "benchmarks/Samples.h"
-#include "platform/resource_manager/ProcessIdentity.h"
+#include "platform/os/ProcessIdentity.h"
 #include "platform/socket/Socket.h"
 #include "proto/api_service.pb.h"
 #include "proto/monitoring.pb.h"

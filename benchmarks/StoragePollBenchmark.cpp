@@ -6,8 +6,8 @@
 #include "platform/utils/MessageFormatter.h"
 #include "proto/monitoring.pb.h"
 #include "service/devices/DevicePublisher.h"
-#include "service/devices/StorageConnection.h"
-#include "service/devices/StorageDescription.h"
+#include "service/devices/storage/StorageConnection.h"
+#include "service/devices/storage/StorageDescription.h"
 
 namespace tarn::benchmarks {
 

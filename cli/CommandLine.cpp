@@ -8,10 +8,10 @@
 #include <sstream>
 
 #include "cli/CommandError.h"
-#include "cli/Commands.h"
+#include "cli/commands/Commands.h"
 #include "cli/OptionChecks.h"
-#include "cli/Output.h"
-#include "cli/ServiceClient.h"
+#include "cli/output/Output.h"
+#include "cli/client/ServiceClient.h"
 #include "platform/socket/SocketEndpoint.h"
 
 namespace tarn::cli {

@@ -3,8 +3,8 @@
 #include <iostream>
 
 #include "cli/CommandLine.h"
-#include "cli/Output.h"
-#include "cli/Terminal.h"
+#include "cli/output/Output.h"
+#include "cli/output/Terminal.h"
 
 int main(int argc, char** argv) {
     // What the library has to say of a bad message must not mix with our one line of complaint.

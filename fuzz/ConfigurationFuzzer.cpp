@@ -12,10 +12,10 @@
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/ConfigurationFileReader.h"
-#include "service/configuration/ConfigurationReport.h"
+#include "service/configuration/check/ConfigurationReport.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
-#include "service/configuration/UnknownElements.h"
-#include "service/configuration/XmlDocument.h"
+#include "service/configuration/check/UnknownElements.h"
+#include "service/configuration/xml/XmlDocument.h"
 
 using namespace tarn::service::configuration;
 

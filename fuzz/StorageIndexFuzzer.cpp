@@ -9,8 +9,8 @@
 #include <exception>
 #include <string>
 
-#include "peers/loop_storage/IndexFile.h"
-#include "peers/loop_storage/RingIndex.h"
+#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/RingIndex.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "gateway/DescriptorSet.h"
-#include "gateway/MonitoringAnswer.h"
+#include "gateway/relay/MonitoringAnswer.h"
 #include "gateway/SignalInput.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"

@@ -5,11 +5,11 @@
 #include <string>
 #include <string_view>
 
-#include "gateway/AdmissionPace.h"
-#include "gateway/GatewayCounters.h"
+#include "gateway/relay/AdmissionPace.h"
+#include "gateway/relay/GatewayCounters.h"
 #include "gateway/GatewayOptions.h"
-#include "gateway/Relay.h"
-#include "gateway/TreeQuestion.h"
+#include "gateway/relay/Relay.h"
+#include "gateway/relay/TreeQuestion.h"
 #include "platform/socket/CatchUpPublisher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"

@@ -8,9 +8,9 @@
 #include "gateway/GatewayOptions.h"
 #include "gateway/Readiness.h"
 #include "gateway/SignalInput.h"
-#include "platform/utils/ConsoleLogSink.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 
 int main(int argc, char** argv) {
     using namespace tarn;
@@ -19,8 +19,8 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    utils::ignoreBrokenPipes();
-    utils::raiseDescriptorLimit();
+    os::ignoreBrokenPipes();
+    os::raiseDescriptorLimit();
     utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
     try {
         gateway::SignalInput signals;

@@ -1,11 +1,11 @@
 #include <google/protobuf/stubs/logging.h>
 
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 #include "service/runtime/ServiceProcess.h"
 
 int main(int argc, char* argv[]) {
-    tarn::utils::ignoreBrokenPipes();
-    tarn::utils::raiseDescriptorLimit();
+    tarn::os::ignoreBrokenPipes();
+    tarn::os::raiseDescriptorLimit();
     // What is wrong with a message is logged where it is received; the library would write it to
     // standard error itself, and wait for whoever reads that.
     google::protobuf::SetLogHandler(nullptr);

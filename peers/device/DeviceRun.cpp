@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "peers/device/DeviceServer.h"
-#include "peers/process/StopSignals.h"
+#include "platform/os/StopSignals.h"
 
 namespace tarn::peers {
 
-void runDevice(Device& device, DeviceServer& server, const StopSignals& signals,
+void runDevice(Device& device, DeviceServer& server, const os::StopSignals& signals,
                std::chrono::milliseconds interval, const std::function<Device::State()>& sample) {
     using Clock = std::chrono::steady_clock;
     auto next = Clock::now() + interval;

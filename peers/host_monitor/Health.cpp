@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "peers/host_monitor/DiskSpace.h"
-#include "peers/host_monitor/MemoryInfo.h"
-#include "peers/host_monitor/NetworkInterfaces.h"
-#include "peers/host_monitor/Rounding.h"
-#include "peers/host_monitor/Temperatures.h"
+#include "peers/host_monitor/readings/DiskSpace.h"
+#include "peers/host_monitor/readings/MemoryInfo.h"
+#include "peers/host_monitor/readings/NetworkInterfaces.h"
+#include "peers/host_monitor/readings/Rounding.h"
+#include "peers/host_monitor/readings/Temperatures.h"
 
 namespace tarn::peers::host_monitor {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "peers/host_monitor/Rounding.h"
+#include "peers/host_monitor/readings/Rounding.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::host_monitor {

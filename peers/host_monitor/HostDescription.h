@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "peers/host_monitor/Health.h"
-#include "peers/host_monitor/HostReader.h"
+#include "peers/host_monitor/readings/HostReader.h"
 #include "platform/device_tree/DeviceNode.h"
 
 namespace tarn::peers::host_monitor {

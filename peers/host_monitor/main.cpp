@@ -10,12 +10,12 @@
 #include "peers/device/PushChannel.h"
 #include "peers/host_monitor/HostDescription.h"
 #include "peers/host_monitor/HostMonitorOptions.h"
-#include "peers/host_monitor/HostReader.h"
-#include "peers/process/StopSignals.h"
-#include "platform/utils/ConsoleLogSink.h"
+#include "peers/host_monitor/readings/HostReader.h"
+#include "platform/os/StopSignals.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 #include "proto/monitoring.pb.h"
 
 namespace {
@@ -31,7 +31,7 @@ std::unique_ptr<EventChannel> openEvents(const std::string& endpoint) {
 }
 
 void run(const HostMonitorOptions& options) {
-    const StopSignals signals;
+    const os::StopSignals signals;
     const HostReader reader("/");
     HostDescription description(options.name);
     const auto sample = [&] { return description.describe(reader.read(Clock::now())); };
@@ -53,8 +53,8 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    tarn::utils::ignoreBrokenPipes();
-    tarn::utils::raiseDescriptorLimit();
+    tarn::os::ignoreBrokenPipes();
+    tarn::os::raiseDescriptorLimit();
     tarn::utils::setLogSink(
         std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));
     try {

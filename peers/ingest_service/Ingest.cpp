@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "peers/ingest_service/SharedMemory.h"
+#include "peers/ingest_service/channel/SharedMemory.h"
 #include "platform/device_tree/DeviceNode.h"
 
 namespace tarn::peers::ingest_service {

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/ingest_service/CaptureChannel.h"
+#include "peers/ingest_service/channel/CaptureChannel.h"
 #include "peers/ingest_service/IngestDescription.h"
 #include "peers/ingest_service/IngestOptions.h"
 #include "peers/ingest_service/RunRecord.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "peers/ingest_service/CaptureFormat.h"
-#include "peers/ingest_service/ChannelList.h"
+#include "peers/ingest_service/channel/ChannelList.h"
 
 namespace tarn::device_tree {
 class DeviceNode;

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "peers/ingest_service/CaptureFormat.h"
-#include "peers/ingest_service/ChannelList.h"
-#include "peers/ingest_service/Substitute.h"
+#include "peers/ingest_service/channel/ChannelList.h"
+#include "peers/ingest_service/channel/Substitute.h"
 
 namespace CLI {
 class App;

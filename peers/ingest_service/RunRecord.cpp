@@ -15,8 +15,8 @@
 #include <system_error>
 #include <utility>
 
-#include "peers/ingest_service/SharedMemory.h"
-#include "platform/resource_manager/ProcessIdentity.h"
+#include "peers/ingest_service/channel/SharedMemory.h"
+#include "platform/os/ProcessIdentity.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/utils/Log.h"
 
@@ -24,7 +24,7 @@ namespace tarn::peers::ingest_service {
 
 namespace {
 
-using resource_manager::ProcessIdentity;
+using os::ProcessIdentity;
 
 constexpr std::chrono::seconds endingTime{3};
 constexpr std::size_t largestRecord = 65536;
@@ -35,8 +35,8 @@ void check(bool good, const std::string& what) {
     }
 }
 
-FileDescriptor openOwn(const std::string& path) {
-    auto file = checkedDescriptor(
+os::FileDescriptor openOwn(const std::string& path) {
+    auto file = os::checkedDescriptor(
         ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600), path.c_str());
     struct stat facts {};
     check(::fstat(file.get(), &facts) == 0, path);
@@ -46,7 +46,7 @@ FileDescriptor openOwn(const std::string& path) {
     return file;
 }
 
-void lock(const FileDescriptor& file, const std::string& path) {
+void lock(const os::FileDescriptor& file, const std::string& path) {
     constexpr int betweenTriesMs = 20;
     const auto giveUpAt = std::chrono::steady_clock::now() + endingTime;
     while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
@@ -58,7 +58,7 @@ void lock(const FileDescriptor& file, const std::string& path) {
     }
 }
 
-std::string contentOf(const FileDescriptor& file) {
+std::string contentOf(const os::FileDescriptor& file) {
     std::string content(largestRecord, '\0');
     const auto length = ::pread(file.get(), content.data(), content.size(), 0);
     content.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
@@ -99,7 +99,7 @@ std::string RunRecord::socketPath(unsigned channel) const {
 
 // "process ID START", "socket PATH", "memory NAME", a line each; names may hold blanks.
 void RunRecord::note(const std::vector<std::string>& sockets) {
-    const auto self = ProcessIdentity::ofThisProcess();
+    const auto self = os::ProcessIdentity::ofThisProcess();
     std::string content =
         "process " + std::to_string(self.id) + " " + std::to_string(self.startTime) + "\n";
     for (const auto& socket : sockets) {
@@ -118,7 +118,7 @@ void RunRecord::note(const std::vector<std::string>& sockets) {
 // tells enough as long as nobody else has the id.
 void RunRecord::removeLeftovers(const std::string& content) const {
     std::istringstream lines(content);
-    ProcessIdentity dead;
+    os::ProcessIdentity dead;
     std::vector<std::string> memory;
     for (std::string line; std::getline(lines, line);) {
         const auto blank = std::min(line.find(' '), line.size());
@@ -132,7 +132,7 @@ void RunRecord::removeLeftovers(const std::string& content) const {
             memory.push_back(value);
         }
     }
-    if (dead.id > 1 && ProcessIdentity::of(dead.id).startTime == 0) {
+    if (dead.id > 1 && os::ProcessIdentity::of(dead.id).startTime == 0) {
         const auto unnoted = sharedMemoryOf(dead.id);
         memory.insert(memory.end(), unnoted.begin(), unnoted.end());
     }

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/process/FileDescriptor.h"
+#include "platform/os/FileDescriptor.h"
 
 namespace tarn::peers::ingest_service {
 
@@ -37,7 +37,7 @@ class RunRecord {
 
     const std::string prefix;
     const std::string path;
-    FileDescriptor file;
+    os::FileDescriptor file;
 };
 
 }  // namespace tarn::peers::ingest_service

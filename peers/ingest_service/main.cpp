@@ -11,11 +11,11 @@
 #include "peers/device/DeviceServer.h"
 #include "peers/device/PushChannel.h"
 #include "peers/ingest_service/Ingest.h"
-#include "peers/process/StopSignals.h"
+#include "platform/os/StopSignals.h"
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/utils/ConsoleLogSink.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 #include "proto/monitoring.pb.h"
 
 namespace {
@@ -43,7 +43,7 @@ void startMediaLibrary() {
 }
 
 void run(const IngestOptions& options) {
-    const StopSignals signals;
+    const os::StopSignals signals;
     const auto endpoint = SocketEndpoint::FromString(options.endpoint);
     auto events = openEvents(options.eventEndpoint);
     startMediaLibrary();
@@ -66,8 +66,8 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    tarn::utils::ignoreBrokenPipes();
-    tarn::utils::raiseDescriptorLimit();
+    tarn::os::ignoreBrokenPipes();
+    tarn::os::raiseDescriptorLimit();
     ::signal(SIGHUP, SIG_IGN);  // the terminal, with which we have nothing to do
     tarn::utils::setLogSink(
         std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));

@@ -7,18 +7,18 @@
 #include <utility>
 #include <vector>
 
-#include "peers/job_runtime/Job.h"
-#include "peers/job_runtime/JobLog.h"
-#include "peers/job_runtime/LauncherOptions.h"
-#include "peers/job_runtime/LauncherProcess.h"
-#include "peers/job_runtime/PipelineProcess.h"
-#include "peers/job_runtime/SetupAnswer.h"
-#include "peers/job_runtime/SetupServer.h"
-#include "peers/job_runtime/StopRequest.h"
-#include "platform/utils/ConsoleLogSink.h"
+#include "peers/job_runtime/supervision/Job.h"
+#include "peers/job_runtime/launcher/JobLog.h"
+#include "peers/job_runtime/launcher/LauncherOptions.h"
+#include "peers/job_runtime/launcher/LauncherProcess.h"
+#include "peers/job_runtime/pipeline/PipelineProcess.h"
+#include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/launcher/SetupServer.h"
+#include "peers/job_runtime/supervision/StopRequest.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 
 namespace tarn::peers {
 
@@ -119,8 +119,8 @@ int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
         if (options.daemon) {
             detach();
         }
-        utils::ignoreBrokenPipes();
-        utils::raiseDescriptorLimit();
+        os::ignoreBrokenPipes();
+        os::raiseDescriptorLimit();
         utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
         return Launcher(options, protocol).run();
     } catch (const std::exception& e) {

@@ -5,14 +5,14 @@
 #include <iostream>
 #include <memory>
 
-#include "peers/loop_storage/BootId.h"
+#include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/LoopStorageOptions.h"
-#include "peers/loop_storage/Server.h"
-#include "peers/loop_storage/Storage.h"
-#include "peers/loop_storage/Verification.h"
-#include "platform/utils/ConsoleLogSink.h"
+#include "peers/loop_storage/server/Server.h"
+#include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/ring/Verification.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 
 namespace {
 
@@ -48,8 +48,8 @@ int main(int argc, char** argv) {
     if (!options) {
         return exitStatus;
     }
-    tarn::utils::ignoreBrokenPipes();
-    tarn::utils::raiseDescriptorLimit();
+    tarn::os::ignoreBrokenPipes();
+    tarn::os::raiseDescriptorLimit();
     ::signal(SIGXFSZ, SIG_IGN);  // a limit of the file size is an error like a full disk
     tarn::utils::setLogSink(
         std::make_shared<tarn::utils::ConsoleLogSink>(tarn::utils::LogLevel::Info));

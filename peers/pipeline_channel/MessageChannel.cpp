@@ -38,15 +38,15 @@ void setSendBound(int descriptor) {
 
 }  // namespace
 
-std::pair<FileDescriptor, FileDescriptor> MessageChannel::makePair() {
+std::pair<os::FileDescriptor, os::FileDescriptor> MessageChannel::makePair() {
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
         throw std::system_error(errno, std::generic_category(), "socketpair");
     }
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    return {os::FileDescriptor(ends[0]), os::FileDescriptor(ends[1])};
 }
 
-MessageChannel::MessageChannel(FileDescriptor descriptor, std::size_t maxBytes)
+MessageChannel::MessageChannel(os::FileDescriptor descriptor, std::size_t maxBytes)
     : end(std::move(descriptor)), maxBytes(maxBytes) {
     setSendBound(end.get());
 }

@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "peers/process/FileDescriptor.h"
+#include "platform/os/FileDescriptor.h"
 
 namespace google::protobuf {
 class MessageLite;
@@ -28,10 +28,10 @@ class MessageChannel {
 
     /// Two connected ends that are not inherited by programs that are started. Throws
     /// std::system_error.
-    static std::pair<FileDescriptor, FileDescriptor> makePair();
+    static std::pair<os::FileDescriptor, os::FileDescriptor> makePair();
 
     /// Incoming messages over `maxBytes` are refused.
-    MessageChannel(FileDescriptor end, std::size_t maxBytes);
+    MessageChannel(os::FileDescriptor end, std::size_t maxBytes);
 
     /// Throws std::runtime_error when the other end is closed, or has taken nothing for 5 seconds.
     void send(const google::protobuf::MessageLite& message);
@@ -49,7 +49,7 @@ class MessageChannel {
     int descriptor() const { return end.get(); }
 
   private:
-    FileDescriptor end;
+    os::FileDescriptor end;
     const std::size_t maxBytes;
     std::string received;
 };

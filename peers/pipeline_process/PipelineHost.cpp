@@ -38,7 +38,7 @@ struct PipelineHost::Callbacks {
     }
 };
 
-PipelineHost::PipelineHost(FileDescriptor end)
+PipelineHost::PipelineHost(os::FileDescriptor end)
     : channel(std::move(end), MessageChannel::maxCommandBytes),
       loop(g_main_loop_new(nullptr, FALSE)) {
     channelWatch = g_unix_fd_add(channel.descriptor(), GIOCondition(G_IO_IN | G_IO_HUP | G_IO_ERR),

@@ -19,7 +19,7 @@ namespace tarn::peers {
 /// process with it.
 class PipelineHost {
   public:
-    explicit PipelineHost(FileDescriptor channel);
+    explicit PipelineHost(os::FileDescriptor channel);
     ~PipelineHost();
     PipelineHost(const PipelineHost&) = delete;
     PipelineHost& operator=(const PipelineHost&) = delete;

@@ -50,7 +50,7 @@ int runPipeline() {
     }
     const char* const plugins = ::getenv("KLN_PLUGINS");
     tarn::peers::loadPlugins(plugins != nullptr ? plugins : "");
-    tarn::peers::FileDescriptor channel(MessageChannel::pipelineDescriptor);
+    tarn::os::FileDescriptor channel(MessageChannel::pipelineDescriptor);
     tarn::peers::PipelineHost host(std::move(channel));
     return host.run();
 }

@@ -56,7 +56,7 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
                                                        : setup.persistent_job_name();
     result.job = tarn::resource_manager::RunningJob(
         tarn::resource_manager::JobDescription(setup.job_description()), setup.first_job_endpoint(),
-        setup.second_job_endpoint(), tarn::resource_manager::ProcessIdentity::ofThisProcess(),
+        setup.second_job_endpoint(), tarn::os::ProcessIdentity::ofThisProcess(),
         toResources(setup.resources_to_reserve()));
     result.pipeline = setup.job_configuration();
     result.resourcesEndpoint = setup.resources_endpoint();

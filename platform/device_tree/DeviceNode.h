@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/device_tree/CopyOnWrite.h"
+#include "platform/device_tree/persistent/CopyOnWrite.h"
 #include "platform/device_tree/GlobalStatus.h"
 #include "platform/device_tree/NamedStatus.h"
 #include "platform/device_tree/Property.h"

@@ -3,7 +3,7 @@
 #include "platform/device_tree/DeviceLimits.h"
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/device_tree/DeviceOutline.h"
-#include "platform/device_tree/TreeDifference.h"
+#include "platform/device_tree/messages/TreeDifference.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree::utils {

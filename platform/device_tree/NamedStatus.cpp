@@ -1,6 +1,6 @@
 #include "platform/device_tree/NamedStatus.h"
 
-#include "platform/device_tree/Messages.h"
+#include "platform/device_tree/messages/Messages.h"
 #include "platform/device_tree/StatusValue.h"
 #include "proto/monitoring.pb.h"
 

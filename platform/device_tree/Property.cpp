@@ -1,6 +1,6 @@
 #include "platform/device_tree/Property.h"
 
-#include "platform/device_tree/Messages.h"
+#include "platform/device_tree/messages/Messages.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {

@@ -4,10 +4,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device_tree/BytesFromBehind.h"
-#include "platform/device_tree/Messages.h"
-#include "platform/device_tree/SubDeviceFields.h"
-#include "platform/device_tree/Tree.h"
+#include "platform/device_tree/messages/BytesFromBehind.h"
+#include "platform/device_tree/messages/Messages.h"
+#include "platform/device_tree/messages/SubDeviceFields.h"
+#include "platform/device_tree/persistent/Tree.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {

@@ -3,7 +3,7 @@
 
 #include "platform/media_framework/Kln.h"
 #include "platform/media_framework/PluginLoading.h"
-#include "platform/media_framework/PluginTrial.h"
+#include "platform/media_framework/trial/PluginTrial.h"
 
 namespace {
 

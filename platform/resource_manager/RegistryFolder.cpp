@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/resource_manager/RegistryFile.h"
+#include "platform/resource_manager/registry/RegistryFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::resource_manager {

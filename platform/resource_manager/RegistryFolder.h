@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/resource_manager/RegistryContents.h"
-#include "platform/resource_manager/RegistryStore.h"
+#include "platform/resource_manager/registry/RegistryContents.h"
+#include "platform/resource_manager/registry/RegistryStore.h"
 #include "platform/utils/MessageFormatter.h"
 
 namespace tarn::resource_manager {

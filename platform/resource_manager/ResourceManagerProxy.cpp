@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/resource_manager/LocalBackend.h"
-#include "platform/resource_manager/ServedRegistry.h"
-#include "platform/resource_manager/SocketBackend.h"
+#include "platform/resource_manager/server/LocalBackend.h"
+#include "platform/resource_manager/server/ServedRegistry.h"
+#include "platform/resource_manager/server/SocketBackend.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::resource_manager {

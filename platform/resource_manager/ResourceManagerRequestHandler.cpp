@@ -4,11 +4,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/resource_manager/LeftSockets.h"
-#include "platform/resource_manager/Registry.h"
+#include "platform/resource_manager/registry/LeftSockets.h"
+#include "platform/resource_manager/registry/Registry.h"
 #include "platform/resource_manager/RegistryFolder.h"
-#include "platform/resource_manager/RequestThread.h"
-#include "platform/resource_manager/ServedRegistry.h"
+#include "platform/resource_manager/server/RequestThread.h"
+#include "platform/resource_manager/server/ServedRegistry.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"

@@ -29,7 +29,7 @@ const std::shared_ptr<const RunningJob::Content>& RunningJob::emptyContent() {
 RunningJob::RunningJob() : content(emptyContent()) {}
 
 RunningJob::RunningJob(JobDescription description, std::string commandEndpoint,
-                       std::string eventEndpoint, ProcessIdentity process, Resources resources)
+                       std::string eventEndpoint, os::ProcessIdentity process, Resources resources)
     : content(std::make_shared<const Content>(
           Content{std::move(description), std::move(commandEndpoint), std::move(eventEndpoint),
                   process, std::move(resources)})) {}

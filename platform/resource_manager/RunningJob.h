@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/resource_manager/JobDescription.h"
-#include "platform/resource_manager/ProcessIdentity.h"
+#include "platform/os/ProcessIdentity.h"
 
 namespace tarn::proto::resource_manager {
 class RunningJob;
@@ -23,13 +23,13 @@ class RunningJob {
 
     RunningJob();
     RunningJob(JobDescription description, std::string commandEndpoint, std::string eventEndpoint,
-               ProcessIdentity process, Resources resources);
+               os::ProcessIdentity process, Resources resources);
     explicit RunningJob(const tarn::proto::resource_manager::RunningJob& job);
 
     const JobDescription& getJobDescription() const { return content->description; }
     const std::string& getCommandEndpoint() const { return content->commandEndpoint; }
     const std::string& getEventEndpoint() const { return content->eventEndpoint; }
-    const ProcessIdentity& getProcess() const { return content->process; }
+    const os::ProcessIdentity& getProcess() const { return content->process; }
     const Resources& getResources() const { return content->resources; }
 
     /// The values of one resource; empty when the job has none of that name.
@@ -46,7 +46,7 @@ class RunningJob {
         JobDescription description;
         std::string commandEndpoint;
         std::string eventEndpoint;
-        ProcessIdentity process;
+        os::ProcessIdentity process;
         Resources resources;
     };
     static const std::shared_ptr<const Content>& emptyContent();

@@ -8,9 +8,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/socket/Frame.h"
+#include "platform/socket/zmq/Frame.h"
 #include "platform/socket/SocketTypes.h"
-#include "platform/socket/ZmqError.h"
+#include "platform/socket/zmq/ZmqError.h"
 
 namespace tarn::socket {
 

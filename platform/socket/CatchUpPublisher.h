@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/socket/KnownPeers.h"
-#include "platform/socket/Listening.h"
+#include "platform/socket/zmq/KnownPeers.h"
+#include "platform/socket/zmq/Listening.h"
 #include "platform/socket/SocketEndpoint.h"
-#include "platform/socket/SocketSettings.h"
+#include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <thread>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Synchronised.h"
 
@@ -92,7 +92,7 @@ bool DescriptorReserve::Holds(int descriptor) {
 }
 
 bool DescriptorReserve::IsReached() {
-    const Descriptor next(::eventfd(0, EFD_CLOEXEC));
+    const os::FileDescriptor next(::eventfd(0, EFD_CLOEXEC));
     return next.get() < 0 || isOfReserve(next.get());
 }
 

@@ -46,7 +46,7 @@ int makeSocket() {
 }
 
 /// errno, or 0.
-int connectTo(const std::string& path, const Descriptor& caller) {
+int connectTo(const std::string& path, const os::FileDescriptor& caller) {
     const Address address(path);
     return ::connect(caller.get(), address.get(), address.size) == 0 ? 0 : errno;
 }
@@ -85,12 +85,12 @@ void checkIsFree(const std::string& path) {
 }  // namespace
 
 int knockOnIpcPath(const std::string& path) {
-    const Descriptor caller(makeSocket());
+    const os::FileDescriptor caller(makeSocket());
     return connectTo(path, caller);
 }
 
 std::optional<pid_t> listenerOnIpcPath(const std::string& path) {
-    const Descriptor caller(makeSocket());
+    const os::FileDescriptor caller(makeSocket());
     if (connectTo(path, caller) != 0) {
         return std::nullopt;
     }

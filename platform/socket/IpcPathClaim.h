@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 
 namespace tarn::socket {
 
@@ -19,7 +19,7 @@ class IpcPathClaim {
     explicit IpcPathClaim(const std::string& path);
 
   private:
-    const Descriptor lock;
+    const os::FileDescriptor lock;
 };
 
 /// errno of an attempt to connect to the IPC socket at the path, which is closed again at once; 0

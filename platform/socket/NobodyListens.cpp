@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "platform/socket/Connection.h"
+#include "platform/socket/zmq/Connection.h"
 #include "platform/socket/IpcPathClaim.h"
 
 namespace tarn::socket {

@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/socket/MessageBytes.h"
-#include "platform/socket/SocketImplementation.h"
-#include "platform/socket/SocketRole.h"
+#include "platform/socket/zmq/MessageBytes.h"
+#include "platform/socket/zmq/SocketImplementation.h"
+#include "platform/socket/zmq/SocketRole.h"
 
 namespace tarn::socket {
 
@@ -71,7 +71,7 @@ int Socket::pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error
                 throw std::runtime_error("the socket only sends");
             }
             impl->followPublisher();
-            const Deadline deadline{milliseconds(timeoutMs)};
+            const os::Deadline deadline{milliseconds(timeoutMs)};
             return impl->awaitMessage(deadline, descriptor) ? 0 : 1;
         });
     } catch (const ZmqContextTerminationException&) {
@@ -83,14 +83,14 @@ int Socket::pollWith(int descriptor, std::uint32_t timeoutMs, std::string& error
 }
 
 bool Socket::awaitRoom(std::uint32_t timeoutMs) {
-    return impl->named([&] { return impl->awaitRoom(Deadline(milliseconds(timeoutMs))); });
+    return impl->named([&] { return impl->awaitRoom(os::Deadline(milliseconds(timeoutMs))); });
 }
 
 bool Socket::awaitSubscriber(std::uint32_t timeoutMs) {
     if (impl->settings.protocol != Protocol::Publish) {
         throw std::invalid_argument(debugString() + ": the socket has no subscribers");
     }
-    return impl->named([&] { return impl->awaitSubscriber(Deadline(milliseconds(timeoutMs))); });
+    return impl->named([&] { return impl->awaitSubscriber(os::Deadline(milliseconds(timeoutMs))); });
 }
 
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/socket/SocketRole.h"
+#include "platform/socket/zmq/SocketRole.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::socket {

@@ -9,11 +9,11 @@
 #include <thread>
 #include <utility>
 
-#include "platform/socket/EndpointQueue.h"
+#include "platform/socket/zmq/EndpointQueue.h"
 #include "platform/socket/Socket.h"
-#include "platform/socket/WakeUp.h"
+#include "platform/os/WakeUp.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/SignalsBlocked.h"
+#include "platform/os/SignalsBlocked.h"
 
 namespace tarn::socket::utils {
 
@@ -39,7 +39,7 @@ struct SocketListener::Implementation {
 
     std::atomic<bool> mustStop = false;
     std::atomic<std::thread::id> threadId;
-    WakeUp wakeUp;
+    os::WakeUp wakeUp;
     EndpointQueue asked;
 
     // Belongs to the listener's thread while that runs.
@@ -161,7 +161,7 @@ void SocketListener::Implementation::start() {
         openSocket();
         mustStop = false;
         asked.open();
-        const tarn::utils::SignalsBlocked duringStart;
+        const tarn::os::SignalsBlocked duringStart;
         thread = std::thread([this] { run(); });
     } catch (...) {
         asked.close();

@@ -6,10 +6,10 @@
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/ConfigurationFileReader.h"
 #include "service/configuration/ConfigurationSettings.h"
-#include "service/configuration/ContentChecks.h"
-#include "service/configuration/ProblemList.h"
-#include "service/configuration/UnknownElements.h"
-#include "service/configuration/XmlDocument.h"
+#include "service/configuration/check/ContentChecks.h"
+#include "service/configuration/check/ProblemList.h"
+#include "service/configuration/check/UnknownElements.h"
+#include "service/configuration/xml/XmlDocument.h"
 
 namespace tarn::service::configuration {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "service/configuration/ConfigurationProblem.h"
+#include "service/configuration/check/ConfigurationProblem.h"
 
 namespace tarn::service::configuration {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "platform/utils/MessageFormatter.h"
-#include "service/configuration/ConfigurationProblem.h"
-#include "service/configuration/XmlText.h"
+#include "service/configuration/check/ConfigurationProblem.h"
+#include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
 

@@ -7,8 +7,8 @@
 #include "service/configuration/ConfigurationFile.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
-#include "service/configuration/XmlDocument.h"
-#include "service/configuration/XmlNumber.h"
+#include "service/configuration/xml/XmlDocument.h"
+#include "service/configuration/xml/XmlNumber.h"
 
 namespace tarn::service::configuration {
 

@@ -5,7 +5,7 @@
 
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/ConfigurationSettings.h"
-#include "service/configuration/XmlText.h"
+#include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
 

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "platform/utils/Log.h"
-#include "service/configuration/CheckCreateFolder.h"
+#include "service/configuration/check/CheckCreateFolder.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/ConfigurationFileReader.h"
-#include "service/configuration/ConfigurationReport.h"
-#include "service/configuration/XmlDocument.h"
+#include "service/configuration/check/ConfigurationReport.h"
+#include "service/configuration/xml/XmlDocument.h"
 
 namespace tarn::service::configuration {
 

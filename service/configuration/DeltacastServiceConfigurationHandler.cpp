@@ -6,8 +6,8 @@
 
 #include "platform/utils/Printable.h"
 #include "service/configuration/ConfigurationError.h"
-#include "service/configuration/Replace.h"
-#include "service/configuration/XmlNumber.h"
+#include "service/configuration/xml/Replace.h"
+#include "service/configuration/xml/XmlNumber.h"
 
 namespace tarn::service::configuration {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/utils/MessageFormatter.h"
-#include "service/configuration/XmlText.h"
+#include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
 

@@ -6,10 +6,10 @@
 #include "proto/service_event.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
-#include "service/devices/DeltacastDeviceController.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DeviceEventListener.h"
-#include "service/devices/LoopStorageDeviceController.h"
+#include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/events/EventEmitter.h"
 
 namespace tarn::service::devices {

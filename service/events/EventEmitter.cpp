@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device_tree/BytesFromBehind.h"
+#include "platform/device_tree/messages/BytesFromBehind.h"
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"

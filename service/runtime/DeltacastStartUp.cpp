@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform/utils/Log.h"
-#include "service/devices/DeltacastStatus.h"
+#include "service/devices/capture/DeltacastStatus.h"
 
 namespace tarn::service {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/socket/SocketEndpoint.h"
-#include "service/runtime/StopSignal.h"
+#include "service/runtime/shutdown/StopSignal.h"
 
 namespace tarn::service {
 

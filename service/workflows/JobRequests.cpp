@@ -3,7 +3,7 @@
 #include <exception>
 #include <stdexcept>
 
-#include "platform/socket/Deadline.h"
+#include "platform/os/Deadline.h"
 #include "platform/socket/Socket.h"
 #include "proto/api_job.pb.h"
 
@@ -28,7 +28,7 @@ class AskedJob {
         }
     }
 
-    void handOver(const socket::Deadline& deadline, const TakeJobReply& take) {
+    void handOver(const os::Deadline& deadline, const TakeJobReply& take) {
         JobToApiReply reply;
         const auto problem = receive(reply, deadline);
         socket.close();  // before it is dealt with: there may be hundreds
@@ -44,7 +44,7 @@ class AskedJob {
         socket.sendProtoBuf(&request);
     }
 
-    std::optional<std::string> receive(JobToApiReply& reply, const socket::Deadline& deadline) {
+    std::optional<std::string> receive(JobToApiReply& reply, const os::Deadline& deadline) {
         if (notAsked) {
             return notAsked;
         }
@@ -57,7 +57,7 @@ class AskedJob {
         }
     }
 
-    void await(const socket::Deadline& deadline) {
+    void await(const os::Deadline& deadline) {
         std::string error;
         const auto left = static_cast<std::uint32_t>(deadline.remaining().count());
         const int polled = socket.poll(left, error);
@@ -80,7 +80,7 @@ class AskedJob {
 
 void askJobs(const std::list<RunningJob>& jobs, const ApiToJobRequest& request,
              const JobRequestOptions& options, const TakeJobReply& take) {
-    const socket::Deadline deadline(options.bound);
+    const os::Deadline deadline(options.bound);
     std::list<AskedJob> asked;
     for (const auto& job : jobs) {
         asked.emplace_back(job, request, options);

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "platform/utils/ProcessDefaults.h"
+#include "platform/os/ProcessDefaults.h"
 
 namespace tarn::service {
 
@@ -79,7 +79,7 @@ class FileDescriptor {
 // What a shell starts in the background begins at once: nothing that is done from here would be
 // sure to come before it.
 std::string withInheritedDescriptorLimit(const std::string& command) {
-    const auto limit = utils::inheritedDescriptorLimit();
+    const auto limit = os::inheritedDescriptorLimit();
     return "ulimit -S -n " + (limit == RLIM_INFINITY ? "unlimited" : std::to_string(limit)) + "\n" +
            command;
 }

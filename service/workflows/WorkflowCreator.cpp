@@ -8,7 +8,7 @@
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
-#include "service/workflows/ShellQuote.h"
+#include "service/workflows/launch/ShellQuote.h"
 
 namespace tarn::service {
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 
 namespace tarn::chaos {
 

@@ -7,7 +7,7 @@
 #include <thread>
 #include <vector>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 #include "tests/chaos/FrameLedger.h"
 
 namespace tarn::chaos {

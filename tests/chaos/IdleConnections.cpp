@@ -67,19 +67,19 @@ bool isDone(int connection) {
 }
 
 // Not open when there was no getting in.
-peers::FileDescriptor connectionTo(const Address& address) {
-    peers::FileDescriptor connection(
+os::FileDescriptor connectionTo(const Address& address) {
+    os::FileDescriptor connection(
         ::socket(address.bytes.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     if (!connection.isOpen()) {
         return connection;
     }
     const bool begun =
         ::connect(connection.get(), address.generic(), address.size) == 0 || errno == EINPROGRESS;
-    return begun && isDone(connection.get()) ? std::move(connection) : peers::FileDescriptor();
+    return begun && isDone(connection.get()) ? std::move(connection) : os::FileDescriptor();
 }
 
 // The queue of a socket file is short, and whoever accepts needs a moment.
-peers::FileDescriptor patientConnectionTo(const Address& address) {
+os::FileDescriptor patientConnectionTo(const Address& address) {
     constexpr int attempts = 20;
     constexpr int betweenAttemptsMs = 10;
     auto connection = connectionTo(address);

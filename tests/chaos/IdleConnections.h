@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/process/FileDescriptor.h"
+#include "platform/os/FileDescriptor.h"
 
 namespace tarn::chaos {
 
@@ -18,7 +18,7 @@ class IdleConnections {
     std::size_t size() const { return connections.size(); }
 
   private:
-    std::vector<peers::FileDescriptor> connections;
+    std::vector<os::FileDescriptor> connections;
 };
 
 }  // namespace tarn::chaos

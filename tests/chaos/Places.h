@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 
 namespace tarn::chaos {
 

@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "cli/CommandLine.h"
-#include "cli/Output.h"
+#include "cli/output/Output.h"
 #include "tests/cli/FakeJob.h"
 
 namespace tarn::cli {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/ExitStatus.h"
-#include "cli/Terminal.h"
+#include "cli/output/Terminal.h"
 #include "tests/cli/FakeService.h"
 
 namespace tarn::cli {

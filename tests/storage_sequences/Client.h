@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 #include "tests/storage_sequences/TrackModel.h"
 
 namespace tarn::storage_sequences {

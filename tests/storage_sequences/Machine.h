@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 #include "tests/failing_disk/Chances.h"
 #include "tests/failing_disk/Disk.h"
 #include "tests/failing_disk/Mount.h"

@@ -10,7 +10,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 #include "tests/system/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
@@ -39,7 +39,7 @@ class IdleClients {
 
   private:
     void connectOne() {
-        auto client = std::make_unique<socket::Descriptor>(
+        auto client = std::make_unique<os::FileDescriptor>(
             ::socket(address.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
         if (::connect(client->get(), reinterpret_cast<const sockaddr*>(&address), size) == 0) {
             all.push_back(std::move(client));
@@ -48,7 +48,7 @@ class IdleClients {
 
     sockaddr_storage address{};
     const socklen_t size;
-    std::vector<std::unique_ptr<socket::Descriptor>> all;
+    std::vector<std::unique_ptr<os::FileDescriptor>> all;
 };
 
 IdleClients onPath(const std::string& path) {

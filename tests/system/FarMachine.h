@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 
 namespace tarn::test {
 
@@ -25,7 +25,7 @@ class FarMachine {
     static constexpr auto addressHere = "10.77.0.1";
 
   private:
-    const socket::Descriptor network;
+    const os::FileDescriptor network;
 };
 
 }  // namespace tarn::test

@@ -26,7 +26,7 @@ HungJob::HungJob() : jobId(utils::UuidGenerator::Generate()) {
     resource_manager::ResourceManagerProxy proxy;
     std::string error;
     const resource_manager::RunningJob job(descriptionOf(jobId), endpoint, endpoint + "-events",
-                                           resource_manager::ProcessIdentity::ofThisProcess(), {});
+                                           os::ProcessIdentity::ofThisProcess(), {});
     if (!proxy.connect(socket::SocketEndpoint::FromString("ipc:///tmp/resource"), error) ||
         !proxy.registerJob(job, error)) {
         throw std::runtime_error(error);

@@ -7,7 +7,7 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 #include "tests/system/Eventually.h"
 
 namespace tarn::test {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "proto/monitoring.pb.h"
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 #include "tests/service/devices/StorageRequests.h"
 #include "tests/system/SystemTest.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-#include "service/devices/StorageConnection.h"
+#include "service/devices/storage/StorageConnection.h"
 
 namespace tarn::test {
 

@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "platform/socket/WakeUp.h"
+#include "platform/os/WakeUp.h"
 #include "proto/monitoring.pb.h"
 #include "tests/peers/support/JobClient.h"
 #include "tests/support/LogCapture.h"
@@ -22,7 +22,7 @@ using Reply = DeviceServer::Reply;
 struct DeviceServerTest : testing::Test {
     tarn::test::TemporaryFolder folder;
     const std::string endpoint = "ipc://" + (folder.path() / "device").string();
-    tarn::socket::utils::WakeUp wakeUp;
+    tarn::os::WakeUp wakeUp;
     int served = 0;
     DeviceServer server{SocketEndpoint::FromString(endpoint), [this](const Request& request) {
                             ++served;

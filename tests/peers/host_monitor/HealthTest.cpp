@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include "peers/host_monitor/DiskSpace.h"
-#include "peers/host_monitor/MemoryInfo.h"
-#include "peers/host_monitor/NetworkInterfaces.h"
-#include "peers/host_monitor/Temperatures.h"
+#include "peers/host_monitor/readings/DiskSpace.h"
+#include "peers/host_monitor/readings/MemoryInfo.h"
+#include "peers/host_monitor/readings/NetworkInterfaces.h"
+#include "peers/host_monitor/readings/Temperatures.h"
 
 namespace tarn::peers::host_monitor {
 namespace {

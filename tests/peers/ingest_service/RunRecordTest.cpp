@@ -33,7 +33,7 @@ class Memory {
     const std::string name;
 
   private:
-    const FileDescriptor file;
+    const os::FileDescriptor file;
 };
 
 }  // namespace

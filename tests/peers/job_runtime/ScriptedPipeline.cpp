@@ -15,7 +15,7 @@
 
 namespace {
 
-using tarn::peers::FileDescriptor;
+using tarn::os::FileDescriptor;
 using tarn::peers::MessageChannel;
 using tarn::proto::pipeline_control::PipelineCommand;
 using tarn::proto::pipeline_control::PipelineReport;
@@ -89,7 +89,7 @@ class Script {
         channel.send(report);
     }
 
-    MessageChannel channel{FileDescriptor(MessageChannel::pipelineDescriptor),
+    MessageChannel channel{os::FileDescriptor(MessageChannel::pipelineDescriptor),
                            MessageChannel::maxCommandBytes};
     std::string text;
 };

@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-#include "peers/loop_storage/IndexFile.h"
+#include "peers/loop_storage/ring/IndexFile.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/peers/support/StartedProgram.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/loop_storage/DiskOperations.h"
+#include "peers/loop_storage/disk/DiskOperations.h"
 
 namespace tarn::test {
 

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
-#include "peers/loop_storage/Catalogue.h"
-#include "peers/loop_storage/VersionedFile.h"
+#include "peers/loop_storage/operations/Catalogue.h"
+#include "peers/loop_storage/ring/VersionedFile.h"
 #include "platform/storage_wire/Checksum.h"
 #include "tests/peers/loop_storage/TestTrack.h"
 #include "tests/support/LogCapture.h"

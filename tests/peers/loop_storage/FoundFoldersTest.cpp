@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "peers/loop_storage/Catalogue.h"
+#include "peers/loop_storage/operations/Catalogue.h"
 #include "tests/peers/loop_storage/FaultyDisk.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "peers/loop_storage/IndexFile.h"
-#include "peers/loop_storage/Track.h"
+#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/Track.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {

@@ -6,7 +6,7 @@
 
 #include <fstream>
 
-#include "peers/loop_storage/Catalogue.h"
+#include "peers/loop_storage/operations/Catalogue.h"
 #include "peers/loop_storage/StorageError.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"

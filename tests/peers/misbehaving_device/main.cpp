@@ -12,10 +12,10 @@
 #include "peers/device/Device.h"
 #include "peers/device/DeviceServer.h"
 #include "peers/device/PushChannel.h"
-#include "peers/process/StopSignals.h"
+#include "platform/os/StopSignals.h"
 #include "platform/utils/Log.h"
-#include "platform/utils/ProcessDefaults.h"
-#include "platform/utils/StreamLogSink.h"
+#include "platform/os/ProcessDefaults.h"
+#include "platform/utils/log/StreamLogSink.h"
 #include "proto/monitoring.pb.h"
 #include "tests/peers/misbehaving_device/EventNoise.h"
 #include "tests/peers/misbehaving_device/Misbehaviour.h"
@@ -114,7 +114,7 @@ class MisbehavingDevice {
         device.update(model.state(), now);
     }
 
-    const StopSignals signals;
+    const os::StopSignals signals;
     const Misbehaviour& wish;
     RandomDevice model;
     Device device;
@@ -127,7 +127,7 @@ class MisbehavingDevice {
 }  // namespace
 
 int main(int argc, char** argv) {
-    tarn::utils::ignoreBrokenPipes();
+    tarn::os::ignoreBrokenPipes();
     int exitStatus = 0;
     const auto wish = parseMisbehaviour(argc, argv, exitStatus);
     if (!wish) {

@@ -15,7 +15,7 @@ namespace {
 using tarn::proto::pipeline_control::PipelineCommand;
 
 struct MessageChannelTest : testing::Test {
-    std::pair<FileDescriptor, FileDescriptor> pair = MessageChannel::makePair();
+    std::pair<os::FileDescriptor, os::FileDescriptor> pair = MessageChannel::makePair();
     MessageChannel ours{std::move(pair.first), 1000};
 
     void theirsWrites(const std::string& bytes) {

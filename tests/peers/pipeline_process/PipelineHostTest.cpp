@@ -61,7 +61,7 @@ struct PipelineHostTest : testing::Test {
         return report;
     }
 
-    std::pair<FileDescriptor, FileDescriptor> ends = MessageChannel::makePair();
+    std::pair<os::FileDescriptor, os::FileDescriptor> ends = MessageChannel::makePair();
     MessageChannel channel{std::move(ends.first), MessageChannel::maxReportBytes};
     int status = -1;
     int expectedStatus = 0;

@@ -37,7 +37,7 @@ pid_t start(const std::string& name, const std::vector<std::string>& arguments) 
 
 WatchedProcess::WatchedProcess(pid_t id)
     : processId(id),
-      descriptor(tarn::peers::checkedDescriptor(::pidfd_open(id, 0), "no such process")) {}
+      descriptor(tarn::os::checkedDescriptor(::pidfd_open(id, 0), "no such process")) {}
 
 bool WatchedProcess::waitForEnd(std::chrono::milliseconds bound) const {
     pollfd ended{.fd = descriptor.get(), .events = POLLIN, .revents = 0};

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/process/FileDescriptor.h"
+#include "platform/os/FileDescriptor.h"
 #include "tests/support/MachineTime.h"
 
 namespace tarn::test {
@@ -26,7 +26,7 @@ class WatchedProcess {
 
   private:
     const pid_t processId;
-    const tarn::peers::FileDescriptor descriptor;
+    const tarn::os::FileDescriptor descriptor;
 };
 
 /// A child of the test: one of the built programs by its name. Killed at the end.

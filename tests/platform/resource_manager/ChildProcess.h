@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "platform/resource_manager/ProcessIdentity.h"
+#include "platform/os/ProcessIdentity.h"
 
 namespace tarn::resource_manager::test {
 
@@ -17,7 +17,7 @@ class ChildProcess {
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    ProcessIdentity identity() const { return ProcessIdentity::of(id); }
+    os::ProcessIdentity identity() const { return os::ProcessIdentity::of(id); }
 
     void killAndLeaveZombie();
     void killAndReap();

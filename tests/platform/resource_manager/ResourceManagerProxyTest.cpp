@@ -121,7 +121,7 @@ TEST_F(ProxiesOfTheService, GiveTheReasonOfARefusal) {
 }
 
 TEST_F(ProxiesOfTheService, TakeTheFourFlagsOfAMatchInTheirOrder) {
-    const auto self = ProcessIdentity::ofThisProcess();
+    const auto self = os::ProcessIdentity::ofThisProcess();
     ASSERT_TRUE(proxy.registerJob(jobOf(self, "a", {{"Studio", {"North"}}}), error));
     ASSERT_TRUE(proxy.registerJob(jobOf(self, "b", {{"Studio", {"South"}}}), error));
     const auto matching = [&](const std::string& value, bool exact, bool ignoreCase, bool prefix,

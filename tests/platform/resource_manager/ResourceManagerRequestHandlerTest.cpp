@@ -6,11 +6,11 @@
 #include <chrono>
 #include <optional>
 
-#include "platform/resource_manager/LocalBackend.h"
-#include "platform/resource_manager/RegistryFile.h"
+#include "platform/resource_manager/server/LocalBackend.h"
+#include "platform/resource_manager/registry/RegistryFile.h"
 #include "platform/resource_manager/RegistryFolder.h"
-#include "platform/resource_manager/ServedRegistry.h"
-#include "platform/resource_manager/SocketBackend.h"
+#include "platform/resource_manager/server/ServedRegistry.h"
+#include "platform/resource_manager/server/SocketBackend.h"
 #include "platform/socket/Socket.h"
 #include "proto/resource_manager.pb.h"
 #include "tests/platform/resource_manager/Endpoints.h"

@@ -16,7 +16,7 @@ TEST(RunningJob, IsEmptyByDefault) {
     EXPECT_EQ(job.getJobDescription().getJobId(), "");
     EXPECT_EQ(job.getCommandEndpoint(), "");
     EXPECT_EQ(job.getEventEndpoint(), "");
-    EXPECT_EQ(job.getProcess(), ProcessIdentity());
+    EXPECT_EQ(job.getProcess(), os::ProcessIdentity());
     EXPECT_THAT(job.getResources(), IsEmpty());
     EXPECT_THAT(job.getValuesOf("Endpoint"), IsEmpty());
 }
@@ -30,7 +30,7 @@ TEST(RunningJob, KeepsEverythingOverAMessage) {
     EXPECT_EQ(copy.getJobDescription().getCreator(), "tester");
     EXPECT_EQ(copy.getCommandEndpoint(), "ipc:///tmp/commands-id");
     EXPECT_EQ(copy.getEventEndpoint(), "ipc:///tmp/events-id");
-    EXPECT_EQ(copy.getProcess(), (ProcessIdentity{12, 34}));
+    EXPECT_EQ(copy.getProcess(), (os::ProcessIdentity{12, 34}));
     EXPECT_EQ(copy.getResources(), job.getResources());
 }
 

@@ -13,7 +13,7 @@ RunningJob::Resources endpointResource(const std::vector<std::string>& endpoints
 
 }  // namespace
 
-RunningJob jobOf(const ProcessIdentity& process, const std::string& id,
+RunningJob jobOf(const os::ProcessIdentity& process, const std::string& id,
                  const RunningJob::Resources& resources) {
     tarn::proto::job_monitoring::JobDescription description;
     description.set_job_id(id);
@@ -25,15 +25,15 @@ RunningJob jobOf(const ProcessIdentity& process, const std::string& id,
 }
 
 RunningJob jobOfThisProcess(const std::string& id, const std::vector<std::string>& endpoints) {
-    return jobOf(ProcessIdentity::ofThisProcess(), id, endpointResource(endpoints));
+    return jobOf(os::ProcessIdentity::ofThisProcess(), id, endpointResource(endpoints));
 }
 
 RunningJob deadJob(const std::string& id, const std::vector<std::string>& endpoints) {
     return jobOf(formerProcess(), id, endpointResource(endpoints));
 }
 
-ProcessIdentity formerProcess() {
-    auto process = ProcessIdentity::ofThisProcess();
+os::ProcessIdentity formerProcess() {
+    auto process = os::ProcessIdentity::ofThisProcess();
     --process.startTime;
     return process;
 }

@@ -9,7 +9,7 @@
 
 namespace tarn::resource_manager::test {
 
-RunningJob jobOf(const ProcessIdentity& process, const std::string& id,
+RunningJob jobOf(const os::ProcessIdentity& process, const std::string& id,
                  const RunningJob::Resources& resources = {});
 
 /// With the resource "Endpoint" if endpoints are given.
@@ -17,7 +17,7 @@ RunningJob jobOfThisProcess(const std::string& id, const std::vector<std::string
 RunningJob deadJob(const std::string& id, const std::vector<std::string>& endpoints = {});
 
 /// A process that had this process's id earlier.
-ProcessIdentity formerProcess();
+os::ProcessIdentity formerProcess();
 
 std::string idOf(const RunningJob& job);
 

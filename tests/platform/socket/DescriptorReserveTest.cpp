@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 #include "tests/platform/socket/SocketTestSupport.h"
 #include "tests/support/LogCapture.h"
 
@@ -25,16 +25,16 @@ class DescriptorReserveTest : public testing::Test {
     DescriptorReserveTest() {
         ::getrlimit(RLIMIT_NOFILE, &before);
         for (int i = 0; i < 200; ++i) {  // below that the reserve is smaller
-            others.push_back(std::make_unique<Descriptor>(::dup(0)));
+            others.push_back(std::make_unique<os::FileDescriptor>(::dup(0)));
         }
         for (int i = 0; i < 100; ++i) {
-            clients.push_back(std::make_unique<Descriptor>(
+            clients.push_back(std::make_unique<os::FileDescriptor>(
                 ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)));
         }
     }
     ~DescriptorReserveTest() override { ::setrlimit(RLIMIT_NOFILE, &before); }
 
-    static int lowestFree() { return Descriptor(::dup(0)).get(); }
+    static int lowestFree() { return os::FileDescriptor(::dup(0)).get(); }
 
     void leaveDescriptors(rlim_t count) const {
         rlimit few = before;
@@ -74,8 +74,8 @@ class DescriptorReserveTest : public testing::Test {
 
     rlimit before{};
     const SocketEndpoint endpoint = ipcEndpoint();
-    std::vector<std::unique_ptr<Descriptor>> others;
-    std::vector<std::unique_ptr<Descriptor>> clients;
+    std::vector<std::unique_ptr<os::FileDescriptor>> others;
+    std::vector<std::unique_ptr<os::FileDescriptor>> clients;
 };
 
 TEST_F(DescriptorReserveTest, IsNotGivenToClients) {

@@ -6,7 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 #include "platform/socket/Socket.h"
 #include "tests/platform/socket/SocketTestSupport.h"
 #include "tests/support/TemporaryFolder.h"
@@ -21,15 +21,15 @@ namespace {
 class NobodyListens : public testing::Test {
   protected:
     /// A socket at the path; who listens on it is up to the caller.
-    Descriptor bound() const {
+    os::FileDescriptor bound() const {
         sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
         path.copy(address.sun_path, sizeof address.sun_path - 1);
-        Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        os::FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
         EXPECT_EQ(
             ::bind(socket.get(), static_cast<const sockaddr*>(static_cast<const void*>(&address)),
                    sizeof address),
             0);
-        return Descriptor(::dup(socket.get()));
+        return os::FileDescriptor(::dup(socket.get()));
     }
 
     std::optional<std::string> why(const std::string& endpoint) const {

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/socket/Context.h"
+#include "platform/socket/zmq/Context.h"
 #include "tests/platform/socket/SocketTestSupport.h"
 
 namespace tarn::socket::test {

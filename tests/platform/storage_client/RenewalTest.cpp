@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/storage_client/Connecting.h"
-#include "platform/storage_client/Connection.h"
+#include "platform/storage_client/connection/Connecting.h"
+#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/tarn_storage.h"
 #include "platform/storage_wire/Greeting.h"
 #include "platform/storage_wire/MessageHeader.h"
@@ -35,7 +35,7 @@ struct RenewalTest : testing::Test {
         ports.push_back(servers.back()->port());
     }
     void connect() {
-        const auto next = [this](const Deadline& deadline) {
+        const auto next = [this](const os::Deadline& deadline) {
             const auto port = ports.front();
             ports.pop_front();
             whileConnecting();
@@ -91,7 +91,7 @@ TEST_F(RenewalTest, WhereNobodyIsAnyMoreThatIsTheFailureAndTheEnd) {
     EXPECT_EQ(ask(), -1);
     EXPECT_EQ(tarn_storage_error_get_type(error), TARN_STORAGE_ERROR_CONNECTION);
     handle.reset();
-    storage_client::connectTcp("127.0.0.1", servers.back()->port(), Deadline(5s));
+    storage_client::connectTcp("127.0.0.1", servers.back()->port(), os::Deadline(5s));
 }
 
 TEST_F(RenewalTest, OneThatWasInterruptedStaysSo) {
@@ -103,7 +103,7 @@ TEST_F(RenewalTest, OneThatWasInterruptedStaysSo) {
     EXPECT_EQ(tarn_storage_error_get_type(error), TARN_STORAGE_ERROR_CONNECTION);
     EXPECT_EQ(ask(), -1);
     EXPECT_EQ(ports.size(), 1U) << "nobody else was asked";
-    storage_client::connectTcp("127.0.0.1", servers.back()->port(), Deadline(5s));
+    storage_client::connectTcp("127.0.0.1", servers.back()->port(), os::Deadline(5s));
 }
 
 TEST_F(RenewalTest, OneThatIsInterruptedWhileItIsMadeAnewDoesNotGoOn) {

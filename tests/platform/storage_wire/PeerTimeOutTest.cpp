@@ -5,7 +5,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include "platform/socket/Descriptor.h"
+#include "platform/os/FileDescriptor.h"
 
 namespace tarn::storage_wire {
 namespace {
@@ -19,7 +19,7 @@ struct PeerTimeOutTest : testing::Test {
         ::getsockopt(tcp.get(), level, name, &value, &size);
         return value;
     }
-    const socket::Descriptor tcp{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    const os::FileDescriptor tcp{::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)};
 };
 
 TEST_F(PeerTimeOutTest, TheSystemLooksAfterThePeerWhetherItIsSentToOrNot) {
@@ -42,7 +42,7 @@ TEST_F(PeerTimeOutTest, AnHourIsTheMost) {
 }
 
 TEST_F(PeerTimeOutTest, OtherSocketsStayAsTheyAre) {
-    const socket::Descriptor local(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const os::FileDescriptor local(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     endWithoutPeer(local.get(), 10s);
     int value = -1;
     socklen_t size = sizeof value;

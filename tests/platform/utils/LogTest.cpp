@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "platform/utils/StreamLogSink.h"
+#include "platform/utils/log/StreamLogSink.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::utils {

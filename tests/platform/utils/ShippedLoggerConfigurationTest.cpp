@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/utils/Log.h"
-#include "platform/utils/Log4CPlusLogger.h"
+#include "platform/utils/log/Log4CPlusLogger.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::utils {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "service/configuration/XmlDocument.h"
+#include "service/configuration/xml/XmlDocument.h"
 
 namespace tarn::service::configuration {
 

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <optional>
 
-#include "service/devices/DeltacastDeviceController.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceEventListener.h"
 #include "tests/service/devices/CaptureFormats.h"
 #include "tests/service/devices/EventRecorder.h"

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "service/devices/DeltacastDeviceController.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceController.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/EventRecorder.h"

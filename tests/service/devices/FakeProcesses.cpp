@@ -54,7 +54,7 @@ FakeProcesses::ProcessIdentity FakeProcesses::identify(pid_t id) {
     return {id, isGone ? 0U : 1U + startTimes[id]};
 }
 
-FakeProcesses::State FakeProcesses::stateOf(const ProcessIdentity& process) {
+FakeProcesses::State FakeProcesses::stateOf(const os::ProcessIdentity& process) {
     int count = 0;
     {
         const std::lock_guard lock(mutex);
@@ -83,7 +83,7 @@ bool FakeProcesses::isListenedTo(const socket::SocketEndpoint&) {
     return !listeningLooks || endpointLooks <= *listeningLooks;
 }
 
-bool FakeProcesses::kill(const ProcessIdentity& process) {
+bool FakeProcesses::kill(const os::ProcessIdentity& process) {
     const std::lock_guard lock(mutex);
     if (++killed >= resistance) {
         states[process.id] = State::Gone;
@@ -91,7 +91,7 @@ bool FakeProcesses::kill(const ProcessIdentity& process) {
     return true;
 }
 
-void FakeProcesses::awaitEnd(const ProcessIdentity&, std::chrono::milliseconds duration,
+void FakeProcesses::awaitEnd(const os::ProcessIdentity&, std::chrono::milliseconds duration,
                              const std::stop_token& stop) {
     {
         const std::lock_guard lock(mutex);

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "service/devices/Pause.h"
-#include "service/devices/ProcessControl.h"
+#include "service/devices/capture/ProcessControl.h"
 
 namespace tarn::test {
 
@@ -42,12 +42,12 @@ class FakeProcesses : public service::devices::ProcessControl {
     int kills() const;
     std::vector<std::chrono::milliseconds> waits() const;
 
-    ProcessIdentity identify(pid_t id) override;
-    State stateOf(const ProcessIdentity& process) override;
+    os::ProcessIdentity identify(pid_t id) override;
+    State stateOf(const os::ProcessIdentity& process) override;
     Holding holds(pid_t id, const socket::SocketEndpoint& endpoint) override;
     bool isListenedTo(const socket::SocketEndpoint& endpoint) override;
-    bool kill(const ProcessIdentity& process) override;
-    void awaitEnd(const ProcessIdentity& process, std::chrono::milliseconds duration,
+    bool kill(const os::ProcessIdentity& process) override;
+    void awaitEnd(const os::ProcessIdentity& process, std::chrono::milliseconds duration,
                   const std::stop_token& stop) override;
 
   private:

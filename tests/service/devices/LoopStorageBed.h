@@ -7,8 +7,8 @@
 #include <string>
 
 #include "platform/device_tree/DeviceNode.h"
-#include "service/devices/LoopStorageDeviceController.h"
-#include "service/devices/TrackTasks.h"
+#include "service/devices/storage/LoopStorageDeviceController.h"
+#include "service/devices/storage/TrackTasks.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/EventRecorder.h"
 #include "tests/service/devices/ManualPause.h"

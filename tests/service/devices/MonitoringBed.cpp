@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "service/devices/TarnProtocolDeviceController.h"
+#include "service/devices/protocol/TarnProtocolDeviceController.h"
 
 namespace tarn::test {
 

@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "service/devices/DeviceEventListener.h"
-#include "service/devices/TarnProtocolDeviceController.h"
+#include "service/devices/protocol/TarnProtocolDeviceController.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/EventRecorder.h"
 #include "tests/service/devices/FakeDevice.h"

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "service/devices/DeltacastStatus.h"
+#include "service/devices/capture/DeltacastStatus.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::service {

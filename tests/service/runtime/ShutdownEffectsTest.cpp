@@ -8,7 +8,7 @@
 #include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/devices/DeviceController.h"
-#include "service/runtime/ShutdownSequence.h"
+#include "service/runtime/shutdown/ShutdownSequence.h"
 #include "tests/service/support/BatchReceiver.h"
 #include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"

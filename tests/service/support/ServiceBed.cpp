@@ -9,8 +9,8 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "proto/job_monitoring.pb.h"
-#include "service/devices/DeltacastDeviceController.h"
-#include "service/devices/TarnProtocolDeviceController.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
+#include "service/devices/protocol/TarnProtocolDeviceController.h"
 
 namespace tarn::test {
 
@@ -97,7 +97,7 @@ void ServiceBed::registerJob(const std::string& id, const std::string& commandEn
     description.set_job_id(id);
     const resource_manager::RunningJob job(
         resource_manager::JobDescription(description), commandEndpoint, commandEndpoint + "-events",
-        resource_manager::ProcessIdentity::ofThisProcess(), std::move(resources));
+        os::ProcessIdentity::ofThisProcess(), std::move(resources));
     std::string error;
     if (!proxy.registerJob(job, error)) {
         throw std::runtime_error("cannot register job " + id + ": " + error);

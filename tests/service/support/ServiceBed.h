@@ -10,7 +10,7 @@
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
-#include "service/devices/ProcessControl.h"
+#include "service/devices/capture/ProcessControl.h"
 #include "service/events/EventEmitter.h"
 #include "service/workflows/WorkflowCreator.h"
 #include "tests/support/LogCapture.h"

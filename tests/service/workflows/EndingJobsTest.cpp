@@ -102,7 +102,7 @@ TEST_F(EndingJobs, AreNotThoseThatAreDead) {
     ASSERT_TRUE(bed.proxy.registerJob({resource_manager::JobDescription(description),
                                        endpoint,
                                        "",
-                                       resource_manager::ProcessIdentity::of(process.id()),
+                                       os::ProcessIdentity::of(process.id()),
                                        {}},
                                       error))
         << error;

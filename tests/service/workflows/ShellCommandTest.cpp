@@ -8,7 +8,7 @@
 
 #include <sstream>
 
-#include "service/workflows/ShellQuote.h"
+#include "service/workflows/launch/ShellQuote.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::service {

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+#include "cli/events/BatchFollower.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
+
+namespace tarn::cli {
+
+class ServiceClient;
+
+/// Where a command gets the service's events from.
+struct EventSource {
+    std::string
+        endpoint;  ///< empty: where the service's gateway publishes them, the service is asked
+    BatchSubscription::From from = BatchSubscription::From::Gateway;
+};
+
+/// Adds the option that sets the endpoint.
+CLI::Option* addEventsEndpoint(CLI::App& command, EventSource& source);
+
+enum class Ending {
+    OnInterrupt,  ///< or when the listener has enough
+    AtTimeout,    ///< the service client's, counted from the start
+};
+
+/// As BatchFollower::follow.
+ExitStatus followBatches(const EventSource& source, Ending ending, ServiceClient& service,
+                         BatchListener& listener, const Interrupt& interrupt);
+
+}  // namespace tarn::cli

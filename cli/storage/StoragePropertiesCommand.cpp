@@ -1,0 +1,121 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/commands/Commands.h"
+#include "cli/jobs/JobSubmission.h"
+#include "cli/output/Output.h"
+#include "cli/client/ServiceClient.h"
+#include "cli/storage/StorageOptions.h"
+#include "cli/output/Table.h"
+#include "proto/loop_storage.pb.h"
+
+namespace tarn::cli {
+
+using namespace proto::loop_storage;
+
+namespace {
+
+struct PropertiesOptions {
+    std::int64_t id = 0;
+    std::vector<std::string> set;     ///< N=V
+    std::vector<std::string> remove;  ///< names
+};
+
+void setProperties(const PropertiesOptions& options, ServiceClient& service) {
+    Request request;
+    request.set_type(Request::SET_TRACK_PROPERTIES);
+    auto& content = *request.MutableExtension(SetTrackPropertiesRequest::base);
+    content.set_track_id(options.id);
+    for (const auto& text : options.set) {
+        const auto equals = text.find('=');
+        auto& property = *content.add_properties();
+        property.set_name(text.substr(0, equals));
+        property.set_value(text.substr(equals + 1));
+    }
+    service.operateStorage(request);
+}
+
+void removeProperties(const PropertiesOptions& options, ServiceClient& service) {
+    Request request;
+    request.set_type(Request::REMOVE_TRACK_PROPERTIES);
+    auto& content = *request.MutableExtension(RemoveTrackPropertiesRequest::base);
+    content.set_track_id(options.id);
+    content.mutable_names()->Assign(options.remove.begin(), options.remove.end());
+    service.operateStorage(request);
+}
+
+GetTrackPropertiesReply askProperties(std::int64_t id, ServiceClient& service) {
+    Request request;
+    request.set_type(Request::GET_TRACK_PROPERTIES);
+    request.MutableExtension(GetTrackPropertiesRequest::base)->set_track_id(id);
+    return service.operateStorage(request).GetExtension(GetTrackPropertiesReply::base);
+}
+
+nlohmann::ordered_json documentOf(std::int64_t id, const GetTrackPropertiesReply& answer) {
+    auto properties = nlohmann::ordered_json::object();
+    for (const auto& property : answer.properties()) {
+        properties[property.name()] = property.value();
+    }
+    return {{"track_id", std::to_string(id)}, {"properties", std::move(properties)}};
+}
+
+void print(const GetTrackPropertiesReply& answer, Output& output) {
+    if (answer.properties().empty()) {
+        output.line("no properties");
+        return;
+    }
+    Table table({"NAME", "VALUE"});
+    for (const auto& property : answer.properties()) {
+        table.add({property.name(), property.value()});
+    }
+    output.table(table);
+}
+
+/// Changes what is to be changed, and tells what is then there.
+ExitStatus treatProperties(const PropertiesOptions& options, const Session& session) {
+    if (!options.set.empty()) {
+        setProperties(options, session.service);
+    }
+    if (!options.remove.empty()) {
+        removeProperties(options, session.service);
+    }
+    const auto answer = askProperties(options.id, session.service);
+    if (session.format == Format::Json) {
+        session.output.document(documentOf(options.id, answer));
+    } else {
+        print(answer, session.output);
+    }
+    return ExitStatus::Done;
+}
+
+void addChanges(CLI::App& command, PropertiesOptions& options) {
+    command.require_subcommand(0, 1);
+    command.add_subcommand("set", "Set properties; the others stay")
+        ->add_option("N=V", options.set, "A name and its value")
+        ->required()
+        ->check(checkProperty);
+    command.add_subcommand("remove", "Remove properties")
+        ->add_option("N", options.remove, "A name")
+        ->required();
+}
+
+}  // namespace
+
+void addStoragePropertiesCommand(CLI::App& storage, Action& chosen) {
+    const auto options = std::make_shared<PropertiesOptions>();
+    CLI::App* command =
+        storage.add_subcommand("properties", "Show, set and remove the properties of a track");
+    addTrackOption(*command, options->id);
+    addChanges(*command, *options);
+    command->footer(
+        "Examples:\n"
+        "  tarnctl storage properties 3\n"
+        "  tarnctl storage properties 3 set Name=studio Camera=2\n"
+        "  tarnctl storage properties 3 remove Camera");
+    command->callback([options, &chosen] {
+        chosen = [options](const Session& session) { return treatProperties(*options, session); };
+    });
+}
+
+}  // namespace tarn::cli

@@ -1,0 +1,221 @@
+#include "gateway/relay/BatchScanner.h"
+
+#include <google/protobuf/io/coded_stream.h>
+
+#include <cstdint>
+#include <limits>
+
+#include "gateway/relay/KnownTree.h"
+#include "proto/monitoring.pb.h"
+#include "proto/service_event.pb.h"
+
+namespace tarn::gateway {
+
+using google::protobuf::io::CodedInputStream;
+using proto::monitoring::DeviceNode;
+using proto::service_event::ServiceEvent;
+using proto::service_event::ServiceEventBatch;
+
+namespace {
+
+constexpr int deepest = 100;  // as the parsers of the subscribers have it
+
+// The kinds of messages in a batch; a leaf has no messages in it.
+enum class Kind { Node, Event, Leaf };
+
+enum class WireType : std::uint32_t { Varint = 0, Fixed64 = 1, Length = 2, Fixed32 = 5 };
+
+struct Tag {
+    explicit Tag(std::uint32_t tag)
+        : field(static_cast<int>(tag >> 3U)), type(WireType{tag & 7U}) {}
+    int field;
+    WireType type;
+};
+
+// Nothing for a field that is no message.
+std::optional<Kind> kindOf(Kind parent, int field) {
+    switch (parent) {
+        case Kind::Node:
+            if (field == DeviceNode::kSubDevicesFieldNumber) {
+                return Kind::Node;
+            }
+            return field >= DeviceNode::kGlobalStatusFieldNumber &&
+                           field <= DeviceNode::kStatusesFieldNumber
+                       ? std::optional(Kind::Leaf)
+                       : std::nullopt;
+        case Kind::Event:
+            return field >= 100 && field <= 102 ? std::optional(Kind::Leaf) : std::nullopt;
+        case Kind::Leaf:
+            break;
+    }
+    return std::nullopt;
+}
+
+bool skip(WireType type, CodedInputStream& input) {
+    std::uint64_t number = 0;
+    int length = 0;
+    switch (type) {
+        case WireType::Varint:
+            return input.ReadVarint64(&number);
+        case WireType::Fixed64:
+            return input.Skip(8);
+        case WireType::Fixed32:
+            return input.Skip(4);
+        case WireType::Length:
+            return input.ReadVarintSizeAsInt(&length) && input.Skip(length);
+    }
+    return false;
+}
+
+/// Reads through bytes. `known` is the message that was good where this one is now, or empty.
+class Scan {
+  public:
+    explicit Scan(std::string_view bytes)
+        : bytes(bytes),
+          // libprotobuf reads unsigned bytes.
+          input(static_cast<const std::uint8_t*>(static_cast<const void*>(bytes.data())),
+                static_cast<int>(bytes.size())) {}
+
+    CodedInputStream& stream() { return input; }
+
+    bool isField(Tag tag, std::optional<Kind> kind, int depth, std::string_view known) {
+        if (tag.field == 0) {
+            return false;
+        }
+        if (!kind || tag.type != WireType::Length) {
+            return skip(tag.type, input);
+        }
+        int length = 0;
+        return depth < deepest && input.ReadVarintSizeAsInt(&length) &&
+               length <= input.BytesUntilLimit() && isMessageOfLength(*kind, length, depth, known);
+    }
+
+  private:
+    bool isMessageOfLength(Kind kind, int length, int depth, std::string_view known) {
+        const auto outer = input.PushLimit(length);
+        const bool good =
+            kind == Kind::Node ? isNode(depth + 1, known) : isMessage(kind, depth + 1);
+        input.PopLimit(outer);
+        return good;
+    }
+
+    bool isMessage(Kind kind, int depth) {
+        while (const std::uint32_t raw = input.ReadTag()) {
+            const Tag tag(raw);
+            if (!isField(tag, kindOf(kind, tag.field), depth, {})) {
+                return false;
+            }
+        }
+        return input.ConsumedEntireMessage();
+    }
+
+    bool isNode(int depth, std::string_view known) {
+        KnownTree knownHere(known);
+        while (const std::uint32_t raw = input.ReadTag()) {
+            const Tag tag(raw);
+            const auto kind = kindOf(Kind::Node, tag.field);
+            const bool good = kind == Kind::Node && tag.type == WireType::Length
+                                  ? isSubDevice(depth, knownHere)
+                                  : isField(tag, kind, depth, {});
+            if (!good) {
+                return false;
+            }
+        }
+        return input.ConsumedEntireMessage();
+    }
+
+    bool isSubDevice(int depth, KnownTree& known) {
+        int length = 0;
+        if (depth >= deepest || !input.ReadVarintSizeAsInt(&length) ||
+            length > input.BytesUntilLimit()) {
+            return false;
+        }
+        const auto begin = static_cast<std::size_t>(input.CurrentPosition());
+        return known.recognises(bytes.substr(begin, static_cast<std::size_t>(length)))
+                   ? input.Skip(length)
+                   : isMessageOfLength(Kind::Node, length, depth, known.replaced());
+    }
+
+    const std::string_view bytes;
+    CodedInputStream input;
+};
+
+std::optional<Kind> kindInBatch(int field) {
+    switch (field) {
+        case ServiceEventBatch::kDeviceTreeFieldNumber:
+            return Kind::Node;
+        case ServiceEventBatch::kEventsFieldNumber:
+            return Kind::Event;
+        default:
+            return std::nullopt;
+    }
+}
+
+bool isOfTheGateway(int field) {
+    return (field >= ServiceEventBatch::kCatchUpFieldNumber &&
+            field <= ServiceEventBatch::kNewcomerFieldNumber) ||
+           field == ServiceEventBatch::kAskedForFieldNumber;
+}
+
+bool isTree(Tag tag) {
+    return tag.field == ServiceEventBatch::kDeviceTreeFieldNumber && tag.type == WireType::Length;
+}
+
+// Of a field of bytes that is known to be good.
+std::string_view contentOf(std::string_view field) {
+    Scan scan(field);
+    int length = 0;
+    scan.stream().ReadTag();
+    scan.stream().ReadVarintSizeAsInt(&length);
+    return field.substr(static_cast<std::size_t>(scan.stream().CurrentPosition()));
+}
+
+// Of a field of a number that is known to be good.
+std::uint64_t numberOf(std::string_view field) {
+    Scan scan(field);
+    std::uint64_t number = 0;
+    scan.stream().ReadTag();
+    scan.stream().ReadVarint64(&number);
+    return number;
+}
+
+void note(Tag tag, std::string_view field, ScannedBatch& batch) {
+    if (isTree(tag)) {
+        batch.tree = field;
+    } else if (tag.field == ServiceEventBatch::kServiceSequenceFieldNumber &&
+               tag.type == WireType::Varint) {
+        batch.number = numberOf(field);
+    } else if (tag.field == ServiceEventBatch::kServiceInstanceFieldNumber &&
+               tag.type == WireType::Length) {
+        batch.service = contentOf(field);
+    }
+}
+
+}  // namespace
+
+std::optional<ScannedBatch> scanBatch(std::string_view bytes, std::string_view knownTree) {
+    if (bytes.size() > std::numeric_limits<int>::max()) {
+        return std::nullopt;
+    }
+    Scan scan(bytes);
+    auto& input = scan.stream();
+    const auto none = input.PushLimit(static_cast<int>(bytes.size()));
+    const auto known = contentOf(knownTree);
+    ScannedBatch batch;
+    std::size_t begin = 0;
+    while (const std::uint32_t raw = input.ReadTag()) {
+        const Tag tag(raw);
+        if (isOfTheGateway(tag.field) || (isTree(tag) && !batch.tree.empty()) ||
+            !scan.isField(tag, kindInBatch(tag.field), 0, known)) {
+            return std::nullopt;
+        }
+        const auto end = static_cast<std::size_t>(input.CurrentPosition());
+        note(tag, bytes.substr(begin, end - begin), batch);
+        begin = end;
+    }
+    const bool isWhole = input.ConsumedEntireMessage();
+    input.PopLimit(none);
+    return isWhole ? std::optional(batch) : std::nullopt;
+}
+
+}  // namespace tarn::gateway

@@ -1,0 +1,81 @@
+#include "gateway/relay/Relay.h"
+
+#include <utility>
+
+#include "gateway/relay/BatchScanner.h"
+#include "proto/service_event.pb.h"
+
+namespace tarn::gateway {
+
+using proto::service_event::ServiceEventBatch;
+
+namespace {
+
+constexpr unsigned varint = 0;
+
+// Fields are written in the order of their numbers, and none that the gateway sets is lower.
+std::string beginningWith(int field) {
+    return {static_cast<char>((static_cast<unsigned>(field) << 3U) | varint)};
+}
+
+}  // namespace
+
+const std::string Relay::batchBeginning = beginningWith(ServiceEventBatch::kSequenceFieldNumber);
+const std::string Relay::filler = batchBeginning + '\0';
+
+Relay::Relay(std::string instance) : instance(std::move(instance)) {}
+
+std::optional<std::string> Relay::accept(std::string_view batch) {
+    const auto scanned = scanBatch(batch, tree);
+    if (!scanned) {
+        return std::nullopt;
+    }
+    if (service.next(*scanned) == ServiceSequence::Finding::MayHaveMissing) {
+        standing = Standing::InDoubt;
+        ++doubts;
+    }
+    if (!scanned->tree.empty()) {
+        tree = scanned->tree;
+        standing = Standing::Certain;
+    }
+    return nextHead(/*askedFor=*/false);
+}
+
+std::optional<std::uint64_t> Relay::doubt() const {
+    return standing == Standing::InDoubt ? std::optional(doubts) : std::nullopt;
+}
+
+std::optional<Relay::Settlement> Relay::settle(std::uint64_t inDoubt, std::string_view treeOnly) {
+    const auto scanned = scanBatch(treeOnly, tree);
+    if (doubt() != inDoubt || !scanned || scanned->tree.empty()) {
+        return std::nullopt;
+    }
+    standing = Standing::Certain;
+    if (tree == scanned->tree) {
+        return std::nullopt;
+    }
+    tree = scanned->tree;
+    return Settlement{nextHead(/*askedFor=*/true), tree};
+}
+
+std::string Relay::nextHead(bool askedFor) {
+    ServiceEventBatch head;
+    head.set_sequence(++sequence);
+    head.set_gateway_instance(instance);
+    if (askedFor) {
+        head.set_asked_for(true);
+    }
+    return head.SerializeAsString();
+}
+
+Relay::CatchUp Relay::catchUp() {
+    ServiceEventBatch address;
+    address.set_newcomer(++newcomers);
+    ServiceEventBatch head;
+    head.set_catch_up(true);
+    head.set_sequence(sequence);
+    head.set_gateway_instance(instance);
+    return {address.SerializeAsString(), head.SerializeAsString() + tree};
+}
+
+}  // namespace tarn::gateway

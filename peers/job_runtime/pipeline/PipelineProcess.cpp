@@ -1,0 +1,144 @@
+#include "peers/job_runtime/pipeline/PipelineProcess.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+
+// That header does not say it itself in the C library of Debian 12.
+extern "C" {
+#include <sys/pidfd.h>
+}
+
+#include "peers/job_runtime/pipeline/ProgramStart.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/Printable.h"
+#include "proto/pipeline_control.pb.h"
+
+namespace tarn::peers {
+
+namespace {
+
+using tarn::proto::pipeline_control::PipelineCommand;
+
+constexpr int killedWithinMs = 1000;
+
+std::pair<os::FileDescriptor, os::FileDescriptor> makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    return {os::FileDescriptor(ends[0]), os::FileDescriptor(ends[1])};
+}
+
+void logOutput(const std::string& line) {
+    utils::logInfo("Pipeline > " + utils::printable(line, OutputLines::maxLineBytes));
+}
+
+PipelineCommand makeCommand(PipelineCommand::Type type) {
+    PipelineCommand command;
+    command.set_type(type);
+    return command;
+}
+
+}  // namespace
+
+PipelineProcess::PipelineProcess() : lines(logOutput) {
+    auto [ourEnd, theirEnd] = MessageChannel::makePair();
+    auto [readEnd, writeEnd] = makePipe();
+    channel = std::make_unique<MessageChannel>(std::move(ourEnd), MessageChannel::maxReportBytes);
+    output = std::move(readEnd);
+    ::fcntl(output.get(), F_SETFL, O_NONBLOCK);
+    processId = startProgram({.path = besideThisProgram("tarnPipelineProcess"),
+                              .argument = std::to_string(::getpid()),
+                              .output = writeEnd.get(),
+                              .channel = theirEnd.get(),
+                              .channelNumber = MessageChannel::pipelineDescriptor});
+    exit = os::FileDescriptor(::pidfd_open(processId, 0));
+}
+
+PipelineProcess::~PipelineProcess() {
+    if (life == Life::Running) {
+        signalGroup(SIGKILL);
+        pollfd ended{.fd = exit.get(), .events = POLLIN, .revents = 0};
+        ::poll(&ended, 1, killedWithinMs);
+        end();
+    }
+}
+
+void PipelineProcess::parse(const std::string& pipeline,
+                            const std::map<std::string, std::string>& environment) {
+    auto command = makeCommand(PipelineCommand::PARSE);
+    command.set_pipeline(pipeline);
+    for (const auto& [name, value] : environment) {
+        auto* const variable = command.add_environment();
+        variable->set_name(name);
+        variable->set_value(value);
+    }
+    channel->send(command);
+}
+
+void PipelineProcess::prepare() {
+    channel->send(makeCommand(PipelineCommand::PREPARE));
+}
+
+void PipelineProcess::play() {
+    channel->send(makeCommand(PipelineCommand::PLAY));
+}
+
+void PipelineProcess::finish() {
+    channel->send(makeCommand(PipelineCommand::FINISH));
+}
+
+void PipelineProcess::signalGroup(int signal) const {
+    if (life == Life::Running) {
+        ::kill(-processId, signal);
+    }
+}
+
+std::array<int, 3> PipelineProcess::descriptors() const {
+    return {channelOpen ? channel->descriptor() : -1, output.get(), exit.get()};
+}
+
+void PipelineProcess::read() {
+    channelOpen = channelOpen && channel->read() == MessageChannel::Input::Open;
+    readOutput();
+}
+
+void PipelineProcess::readOutput() {
+    std::array<char, 65536> buffer;
+    const ssize_t count = output.isOpen() ? ::read(output.get(), buffer.data(), buffer.size()) : -1;
+    if (count > 0) {
+        lines.add(std::string_view(buffer.data(), static_cast<std::size_t>(count)));
+    } else if (count == 0) {
+        lines.finish();
+        output.close();
+    }
+}
+
+bool PipelineProcess::nextReport(tarn::proto::pipeline_control::PipelineReport& report) {
+    return channel->next(report);
+}
+
+std::optional<ProcessEnd> PipelineProcess::end() {
+    siginfo_t info{};
+    const auto id = static_cast<id_t>(processId);
+    if (::waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == 0) {
+        return std::nullopt;
+    }
+    signalGroup(SIGKILL);  // before its id is given back and could name another group
+    ::waitid(P_PID, id, &info, WEXITED | WNOHANG);
+    life = Life::Reaped;
+    read();
+    lines.finish();
+    const bool exited = info.si_code == CLD_EXITED;
+    return exited ? ProcessEnd{.exitStatus = info.si_status, .signal = {}}
+                  : ProcessEnd{.exitStatus = {}, .signal = info.si_status};
+}
+
+}  // namespace tarn::peers

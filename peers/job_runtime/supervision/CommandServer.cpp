@@ -1,0 +1,113 @@
+#include "peers/job_runtime/supervision/CommandServer.h"
+
+#include <chrono>
+#include <exception>
+#include <string>
+
+#include "peers/job_runtime/supervision/JobStatus.h"
+#include "peers/job_runtime/persistence/Persistence.h"
+#include "peers/job_runtime/supervision/StopRequest.h"
+#include "platform/utils/Log.h"
+#include "proto/api_job.pb.h"
+
+namespace tarn::peers {
+
+using tarn::proto::api_job::ApiToJobRequest;
+using tarn::proto::api_job::ApiToJobRequestDestroy;
+using tarn::proto::api_job::JobToApiReply;
+using tarn::proto::api_job::JobToApiReplyStatus;
+
+namespace {
+
+constexpr std::uint32_t pollMs = 100;
+constexpr std::uint32_t maxRequestBytes = 65536;
+
+JobToApiReply makeReply(JobToApiReply::Type type) {
+    JobToApiReply reply;
+    reply.set_type(type);
+    reply.set_success(type != JobToApiReply::ERROR);
+    return reply;
+}
+
+JobToApiReply refusal(const std::string& reason) {
+    auto reply = makeReply(JobToApiReply::ERROR);
+    reply.set_error_message(reason);
+    return reply;
+}
+
+}  // namespace
+
+CommandServer::CommandServer(const tarn::socket::SocketEndpoint& endpoint, JobStatus& status,
+                             StopRequest& stop, Persistence& persistence)
+    : status(status),
+      stop(stop),
+      persistence(persistence),
+      socket("Job command endpoint", tarn::socket::ClosePolicy::Flush) {
+    socket.createAndConnect(tarn::socket::Protocol::Reply, endpoint, 0);
+    thread = std::jthread([this](const std::stop_token& token) { serve(token); });
+}
+
+void CommandServer::serve(const std::stop_token& token) {
+    while (!token.stop_requested()) {
+        try {
+            serveOne();
+        } catch (const std::exception& e) {
+            failures.log(std::string("Command not served: ") + e.what());
+        }
+    }
+}
+
+void CommandServer::serveOne() {
+    std::string error;
+    const int polled = socket.poll(pollMs, error);
+    if (polled == 2) {
+        failures.log("Cannot wait for commands: " + error);
+        std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
+    }
+    if (polled != 0) {
+        return;
+    }
+    ApiToJobRequest request;
+    socket.receiveProtoBuf(&request, maxRequestBytes);
+    const auto reply = answerTo(request);
+    socket.sendProtoBuf(&reply);
+}
+
+JobToApiReply CommandServer::answerTo(const ApiToJobRequest& request) {
+    switch (request.type()) {
+        case ApiToJobRequest::STATUS: {
+            auto reply = makeReply(JobToApiReply::STATUS);
+            *reply.MutableExtension(JobToApiReplyStatus::base) = status.snapshot();
+            return reply;
+        }
+        case ApiToJobRequest::DESTROY:
+            return destroy(request);
+        case ApiToJobRequest::UNKNOWN:
+            break;
+    }
+    return refusal("Unknown type of request");
+}
+
+JobToApiReply CommandServer::destroy(const ApiToJobRequest& request) {
+    const bool forGood = request.GetExtension(ApiToJobRequestDestroy::base).destroy_option();
+    utils::logInfo(forGood ? "Asked to end for good" : "Asked to end");
+    // Before the answer: who has it may rely on it, even if this process is killed now.
+    if (forGood && !forget()) {
+        return refusal("The persistent file cannot be removed");
+    }
+    stop.request(forGood ? StopRequest::Wish::EndForGood : StopRequest::Wish::EndNow);
+    return makeReply(JobToApiReply::DESTROY);
+}
+
+bool CommandServer::forget() {
+    try {
+        persistence.forget();
+        status.update([](JobStatus::Reply& reply) { reply.set_persistent(false); });
+        return true;
+    } catch (const std::exception& e) {
+        utils::logError(std::string("Cannot remove the persistent file: ") + e.what());
+        return false;
+    }
+}
+
+}  // namespace tarn::peers

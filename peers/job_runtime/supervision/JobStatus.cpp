@@ -1,0 +1,12 @@
+#include "peers/job_runtime/supervision/JobStatus.h"
+
+namespace tarn::peers {
+
+JobStatus::Reply JobStatus::snapshot() {
+    Reply copy = *reply.lock();
+    const auto uptime = std::chrono::steady_clock::now() - since;
+    copy.set_uptime_ns(std::chrono::nanoseconds(uptime).count());
+    return copy;
+}
+
+}  // namespace tarn::peers

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/os/FileDescriptor.h"
+#include "platform/os/StopSignals.h"
+#include "platform/utils/Synchronised.h"
+
+namespace tarn::peers {
+
+/// That somebody wants the job to end: a destroy command, from any thread, or SIGTERM or SIGINT to
+/// the process.
+class StopRequest {
+  public:
+    enum class Wish {
+        None,
+        EndNow,      ///< a persistent job is started again by the next service
+        EndForGood,  ///< and this one is not
+    };
+
+    /// From now on the two signals are taken here: construct before threads are started. Throws
+    /// std::system_error.
+    StopRequest();
+
+    /// Any thread. A wish is kept until a stronger one comes.
+    void request(Wish wish);
+
+    /// Any thread.
+    Wish wish();
+
+    /// For poll: readable when `take` has something new.
+    int signalDescriptor() const { return signals.descriptor(); }
+    int wishDescriptor() const { return wishes.get(); }
+
+    /// Turns what arrived at the descriptors into the wish, and gives it.
+    Wish take();
+
+  private:
+    os::StopSignals signals;
+    os::FileDescriptor wishes;
+    tarn::utils::Synchronised<Wish> current{Wish::None};
+};
+
+}  // namespace tarn::peers

@@ -1,0 +1,30 @@
+#include "peers/loop_storage/ring/BootId.h"
+
+#include <cerrno>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr auto bootIdFile = "/proc/sys/kernel/random/boot_id";
+
+}  // namespace
+
+// Half of the digits are as good as all of them; the dashes are no digits.
+BootId readBootId() {
+    std::ifstream file(bootIdFile);
+    std::string text;
+    std::getline(file, text);
+    std::erase(text, '-');
+    BootId id{};
+    if (text.size() < id.size()) {
+        throw std::system_error(ENODATA, std::generic_category(), bootIdFile);
+    }
+    text.copy(id.data(), id.size());
+    return id;
+}
+
+}  // namespace tarn::peers::loop_storage

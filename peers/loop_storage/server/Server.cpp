@@ -1,0 +1,181 @@
+#include "peers/loop_storage/server/Server.h"
+
+#include <sys/un.h>
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
+#include <chrono>
+#include <stdexcept>
+#include <type_traits>
+#include <utility>
+
+#include "peers/loop_storage/server/NetworkThreads.h"
+#include "peers/loop_storage/server/Session.h"
+#include "platform/socket/DescriptorReserve.h"
+#include "platform/socket/IpcPathClaim.h"
+#include "platform/storage_wire/PeerTimeOut.h"
+#include "platform/utils/Log.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr int queuedClients = 128;
+constexpr std::size_t goneWithoutDescriptors = 16;
+constexpr std::size_t descriptorsOfWorker = 4;  // at most: shared memory, and the track's files
+constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
+
+[[noreturn]] void failListen(const std::string& address, const std::string& reason) {
+    throw std::runtime_error("Cannot listen on " + address + ": " + reason);
+}
+
+std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
+    const auto host = endpoint.address().to_string();
+    return (endpoint.address().is_v6() ? "[" + host + "]" : host) + ":" +
+           std::to_string(endpoint.port());
+}
+
+template <typename Socket>
+constexpr bool isTcp = std::is_same_v<typename Socket::protocol_type, asio::ip::tcp>;
+
+template <typename Socket>
+void prepare(Socket& socket, const SessionLimits& limits) {
+    if constexpr (isTcp<Socket>) {
+        boost::system::error_code ignored;
+        socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+        storage_wire::endWithoutPeer(socket.native_handle(), limits.patience);
+    }
+}
+
+}  // namespace
+
+Server::Server(Storage& storage, const SessionLimits& limits)
+    : storage(storage),
+      limits(limits),
+      stopSignals(context, SIGINT, SIGTERM),
+      clients(limits.clients) {
+    stopSignals.async_wait([this](const auto& error, int) {
+        if (!error) {
+            stop();
+        }
+    });
+}
+
+Server::~Server() {
+    if (localFile) {
+        localFile->remove();
+    }
+}
+
+std::string Server::listenTcp(const std::string& address, std::uint16_t port) {
+    const auto name = address + ":" + std::to_string(port);
+    try {
+        const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(address), port);
+        tcp.emplace(asio::make_strand(context), endpoint);
+        return textOf(tcp->local_endpoint());
+    } catch (const boost::system::system_error& error) {
+        failListen(name, error.code().message());
+    }
+}
+
+void Server::listenUnix(const std::string& path) {
+    if (path.empty() || path.size() >= sizeof(sockaddr_un::sun_path)) {
+        failListen(path, "a socket's path has 1 to " +
+                             std::to_string(sizeof(sockaddr_un::sun_path) - 1) + " bytes");
+    }
+    try {
+        const socket::IpcPathClaim claim(path);
+        ::unlink(path.c_str());
+        local.emplace(asio::make_strand(context), asio::local::stream_protocol::endpoint(path));
+        localFile.emplace(path);
+    } catch (const boost::system::system_error& error) {
+        failListen(path, error.code().message());
+    } catch (const std::runtime_error& error) {
+        failListen(path, error.what());
+    }
+}
+
+void Server::run() {
+    if (tcp) {
+        accept(*tcp);
+    }
+    if (local) {
+        accept(*local);
+    }
+    NetworkThreads(context, NetworkThreads::Limits{}).run();
+}
+
+template <typename Acceptor>
+void Server::accept(Acceptor& acceptor) {
+    acceptor.async_accept(
+        asio::make_strand(context), [this, &acceptor](const auto& error, auto socket) {
+            if (error == asio::error::operation_aborted) {
+                return;
+            }
+            if (error) {
+                refusals.lock()->log("A client cannot be accepted: " + error.message());
+                clients.makeRoom(goneWithoutDescriptors, Presence::Standing::Asking);
+                acceptLater(acceptor);
+                return;
+            }
+            try {
+                add(std::move(socket));
+            } catch (const std::exception& failure) {
+                utils::logError(std::string("A client cannot be served: ") + failure.what());
+            }
+            accept(acceptor);
+        });
+}
+
+template <typename Acceptor>
+void Server::acceptLater(Acceptor& acceptor) {
+    const auto timer =
+        std::make_shared<asio::steady_timer>(acceptor.get_executor(), pauseWithoutDescriptors);
+    timer->async_wait([this, &acceptor, timer](const auto&) {
+        if (acceptor.is_open()) {
+            accept(acceptor);
+        }
+    });
+}
+
+template <typename Socket>
+void Server::add(Socket socket) {
+    prepare(socket, limits);
+    const auto descriptors = socket::DescriptorReserve::Holds(socket.native_handle())
+                                 ? Clients::Descriptors::Scarce
+                                 : Clients::Descriptors::Enough;
+    const auto id = clients.nextId();
+    const auto session = std::make_shared<Session>(Session::Socket(std::move(socket)), storage,
+                                                   limits, [this, id] { clients.remove(id); });
+    session->askForRoomBy(
+        [this] { return clients.makeRoom(descriptorsOfWorker, Presence::Standing::Idle) > 0; });
+    Clients::Client client{.via = isTcp<Socket> ? Clients::Via::Tcp : Clients::Via::Unix,
+                           .presence = session->presence(),
+                           .close = [session] { session->close(); }};
+    if (clients.add(id, std::move(client), descriptors)) {
+        session->start();
+    } else {
+        refusals.lock()->log("A client is sent away: " + std::to_string(limits.clients) +
+                             " are served already");
+    }
+}
+
+void Server::stop() {
+    utils::logInfo("Stopping");
+    const auto close = [](auto& acceptor) {
+        if (acceptor) {
+            asio::post(acceptor->get_executor(), [&acceptor] {
+                boost::system::error_code ignored;
+                acceptor->close(ignored);
+            });
+        }
+    };
+    close(tcp);
+    close(local);
+    clients.closeAll();
+}
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "peers/loop_storage/server/Clients.h"
+#include "peers/loop_storage/server/SessionLimits.h"
+#include "peers/loop_storage/operations/Storage.h"
+#include "platform/socket/IpcFile.h"
+#include "platform/utils/RepeatedFailure.h"
+#include "platform/utils/Synchronised.h"
+
+namespace tarn::peers::loop_storage {
+
+/// Accepts clients until a stop signal comes, and serves them on a few threads.
+class Server {
+  public:
+    Server(Storage& storage, const SessionLimits& limits);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// The address as it is, with the port that was chosen for port 0. Throw std::runtime_error
+    /// that names the address.
+    std::string listenTcp(const std::string& address, std::uint16_t port);
+    void listenUnix(const std::string& path);
+
+    /// Returns after SIGINT or SIGTERM, when every client is gone.
+    void run();
+
+  private:
+    template <typename Acceptor>
+    void accept(Acceptor& acceptor);
+    template <typename Acceptor>
+    void acceptLater(Acceptor& acceptor);
+    template <typename Socket>
+    void add(Socket socket);
+    void stop();
+
+    Storage& storage;
+    const SessionLimits limits;
+    boost::asio::io_context context;
+    boost::asio::signal_set stopSignals;
+    std::optional<boost::asio::ip::tcp::acceptor> tcp;
+    std::optional<boost::asio::local::stream_protocol::acceptor> local;
+    std::optional<socket::IpcFile> localFile;
+    Clients clients;
+    utils::Synchronised<utils::RepeatedFailure> refusals{
+        utils::RepeatedFailure(utils::LogLevel::Warning)};
+};
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,224 @@
+#include "peers/loop_storage/server/Session.h"
+
+#include <algorithm>
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/post.hpp>
+#include <utility>
+
+#include "peers/loop_storage/server/PeerName.h"
+#include "peers/loop_storage/StorageError.h"
+#include "platform/storage_wire/SendBuffer.h"
+#include "platform/utils/Log.h"
+#include "proto/storage_wire.pb.h"
+
+namespace tarn::peers::loop_storage {
+
+namespace {
+
+constexpr std::size_t inputSize = 64U << 10U;
+constexpr std::size_t writerInputSize = 512U << 10U;
+constexpr int readsAtOnce = 16;
+
+std::size_t used(const boost::system::error_code& error, std::size_t size) {
+    return error ? 0 : size;
+}
+
+}  // namespace
+
+Session::Session(Socket socket, Storage& storage, const SessionLimits& limits,
+                 std::function<void()> onEnd)
+    : socket(std::move(socket)),
+      peer(peerNameOf(this->socket.native_handle())),
+      storage(storage),
+      limits(limits),
+      onEnd(std::move(onEnd)),
+      input(inputSize),
+      patience(this->socket.get_executor()),
+      ticketWait(this->socket.get_executor()) {}
+
+Session::~Session() = default;
+
+void Session::start() {
+    boost::asio::dispatch(socket.get_executor(), handler([](Session& self) {
+                              boost::system::error_code ignored;
+                              self.socket.non_blocking(true, ignored);
+                              storage_wire::makeSendBufferLarge(self.socket.native_handle());
+                              self.receive();
+                          }));
+}
+
+void Session::close() {
+    boost::asio::post(socket.get_executor(), handler([](Session& self) { self.end(); }));
+}
+
+// It cannot even be told.
+void Session::breakOff(const std::exception& failure) {
+    utils::logError(std::string("A client is dropped: ") + failure.what());
+    end();
+}
+
+void Session::end() {
+    if (state == State::Closed) {
+        return;
+    }
+    state = State::Closed;
+    boost::system::error_code ignored;
+    socket.close(ignored);
+    patience.cancel(ignored);
+    ticketWait.cancel(ignored);
+    storage.tickets().callOff(awaitedTicket, this);
+    reader.reset();
+    leaving.reset();
+    writer.reset();
+    onEnd();
+}
+
+// ---- what comes ---------------------------------------------------------------------------------
+
+void Session::receive() {
+    if (isReceiving || state == State::Closed) {
+        return;
+    }
+    if (writer && input.size() < writerInputSize) {
+        input.resize(writerInputSize);
+    }
+    isReceiving = true;
+    watch();
+    socket.async_read_some(boost::asio::buffer(input),
+                           handler([](Session& self, const auto& error, std::size_t size) {
+                               self.isReceiving = false;
+                               self.received(used(error, size));
+                           }));
+}
+
+void Session::received(std::size_t size) {
+    if (size == 0 || state == State::Closed) {
+        end();
+        return;
+    }
+    inputBegin = 0;
+    inputEnd = size;
+    noteInput();
+    goOn();
+}
+
+// Uses what is there, and what more has come meanwhile, for some rounds: others want a turn too.
+void Session::goOn() {
+    for (int round = 0; round < readsAtOnce; ++round) {
+        parse();
+        if (inputBegin < inputEnd || isFull() || state == State::Answering || isReceiving) {
+            return;  // goes on when it is answered, or when answers were sent
+        }
+        if (state == State::Closed || !readMore()) {
+            break;
+        }
+    }
+    if (inputBegin == inputEnd) {
+        receive();
+    } else {
+        boost::asio::post(socket.get_executor(), handler([](Session& self) { self.goOn(); }));
+    }
+}
+
+// Whatever it sends on, a client that was refused has no more than its time to go.
+void Session::noteInput() {
+    if (state != State::Lingering) {
+        lastInput = Clock::now();
+    }
+}
+
+bool Session::readMore() {
+    boost::system::error_code error;
+    const auto size = socket.read_some(boost::asio::buffer(input), error);
+    if (error || size == 0) {
+        return false;  // receiving tells, once more
+    }
+    inputBegin = 0;
+    inputEnd = size;
+    noteInput();
+    return true;
+}
+
+void Session::parse() {
+    if (state == State::Lingering) {
+        inputBegin = inputEnd;
+        return;
+    }
+    while (state == State::Receiving && inputBegin < inputEnd && !isFull()) {
+        try {
+            inputBegin += parser.feed({input.data() + inputBegin, inputEnd - inputBegin}, *this);
+        } catch (const std::exception& failure) {
+            fail(failure);
+            inputBegin = inputEnd;
+        }
+    }
+}
+
+void Session::takeGreeting() {
+    greeting = Greeting::Taken;
+    present->set(Presence::Standing::Idle);
+    const auto bytes = storage_wire::makeGreeting();
+    outbox.add({bytes.data(), bytes.size()}, {});
+    sendNext();
+}
+
+Session::Next Session::takeMessage(std::string_view message, std::uint32_t payloadSize) {
+    Request request;
+    if (!request.ParseFromArray(message.data(), static_cast<int>(message.size()))) {
+        throw storage_wire::WireError("The request cannot be read");
+    }
+    return handle(request, payloadSize);
+}
+
+Session::Next Session::takePayload(std::string_view piece, bool isLast) {
+    writer->write(piece);
+    if (isLast) {
+        writer->commit();
+        acknowledge(promise);
+    }
+    return next();
+}
+
+// ---- patience -----------------------------------------------------------------------------------
+
+void Session::watch() {
+    if (isWatched || state == State::Closed) {
+        return;
+    }
+    isWatched = true;
+    patience.expires_after(std::min(limits.patience, limits.idle) / 4);
+    patience.async_wait(handler([](Session& self, const auto&) {
+        self.isWatched = false;
+        self.checkPatience();
+    }));
+}
+
+void Session::checkPatience() {
+    if (state == State::Closed) {
+        return;
+    }
+    const auto now = Clock::now();
+    if ((owesInput() && now - lastInput > limits.patience) ||
+        (outbox.isSending() && now - lastOutput > limits.patience)) {
+        utils::logWarning("A client that does not go on is dropped");
+        end();
+    } else if (isOverdue(now)) {
+        utils::logDebug("A client that asks for nothing is let go");
+        end();
+    } else if (!isWorker() || owesInput() || outbox.isSending()) {
+        watch();
+    }
+}
+
+bool Session::owesInput() const {
+    return isReceiving && (state == State::Lingering || parser.isInside());
+}
+
+// With a question, however slowly a part of it comes.
+bool Session::isOverdue(Clock::time_point now) const {
+    const auto bound = greeting == Greeting::Awaited ? limits.patience : limits.idle;
+    return present->standing() == Presence::Standing::Idle &&
+           now - std::max(present->since(), lastOutput) > bound;
+}
+
+}  // namespace tarn::peers::loop_storage

@@ -1,0 +1,93 @@
+#include "platform/device_tree/persistent/DeviceIndex.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace tarn::device_tree {
+
+namespace {
+
+std::size_t hashOf(std::string_view id) {
+    return std::hash<std::string_view>()(id);
+}
+
+int compareIds(std::size_t hashA, std::string_view a, std::size_t hashB, std::string_view b) {
+    if (hashA != hashB) {
+        return hashA < hashB ? -1 : 1;
+    }
+    return a.compare(b);
+}
+
+}  // namespace
+
+int DeviceIndex::Order::compare(const Entry& a, const Entry& b) {
+    const int order = compareIds(a.hash, a.place->id(), b.hash, b.place->id());
+    return order != 0 ? order : compareInWalkingOrder(a.place.get(), b.place.get());
+}
+
+int DeviceIndex::Order::compare(const After& a, const Entry& b) {
+    const int order = compareIds(a.hash, a.id, b.hash, b.place->id());
+    if (order != 0) {
+        return order;
+    }
+    return compareInWalkingOrder(a.place, b.place.get()) < 0 ? -1 : 1;
+}
+
+DeviceIndex::DeviceIndex(const Content& root) {
+    std::vector<Entry> collected;
+    collected.reserve(root.size - 1);
+    collectBelow(root, nullptr, collected);
+    entries = sorted(std::move(collected));
+}
+
+PlacePointer DeviceIndex::first(std::string_view id, const PlacePointer& below) const {
+    const Entry* found = entries.firstNotBefore(After{hashOf(id), id, below.get()});
+    return found && found->place->id() == id && isBelow(*found->place, below.get()) ? found->place
+                                                                                    : nullptr;
+}
+
+void DeviceIndex::add(const Content& node, const PlacePointer& parent) {
+    if (node.size == 1) {
+        entries.insert(entryOf(node, parent));
+    } else {
+        entries.unite(entriesOf(node, parent));
+    }
+}
+
+void DeviceIndex::remove(const Content& node, const PlacePointer& parent) {
+    if (node.size == 1) {
+        entries.erase(entryOf(node, parent));
+    } else {
+        entries.subtract(entriesOf(node, parent));
+    }
+}
+
+DeviceIndex::Entry DeviceIndex::entryOf(const Content& node, const PlacePointer& parent) {
+    return {hashOf(node.description->id), PlacePointer(new Place(parent, node.description))};
+}
+
+void DeviceIndex::collectBelow(const Content& node, const PlacePointer& at,
+                               std::vector<Entry>& into) {
+    node.children.forEach([&](const CopyOnWrite<Content>& child) {
+        into.push_back(entryOf(*child, at));
+        const PlacePointer place = into.back().place;
+        collectBelow(*child, place, into);
+    });
+}
+
+DeviceIndex::Entries DeviceIndex::sorted(std::vector<Entry> collected) {
+    std::sort(collected.begin(), collected.end(),
+              [](const Entry& a, const Entry& b) { return Order::compare(a, b) < 0; });
+    return Entries::ofSorted(std::move(collected));
+}
+
+DeviceIndex::Entries DeviceIndex::entriesOf(const Content& node, const PlacePointer& parent) {
+    std::vector<Entry> collected;
+    collected.reserve(node.size);
+    collected.push_back(entryOf(node, parent));
+    const PlacePointer place = collected.front().place;
+    collectBelow(node, place, collected);
+    return sorted(std::move(collected));
+}
+
+}  // namespace tarn::device_tree

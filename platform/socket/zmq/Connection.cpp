@@ -1,0 +1,79 @@
+#include "platform/socket/zmq/Connection.h"
+
+#include <zmq.h>
+
+#include <stdexcept>
+
+#include "platform/socket/zmq/SocketMonitor.h"
+
+namespace tarn::socket {
+
+namespace {
+
+std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketEndpoint& peer) {
+    auto socket = makeZmqSocket(settings);
+    // Only one of a name's addresses is tried. Of "localhost" it must be the one that servers on
+    // every interface, and on the loopback address, all have.
+    socket->setOption(ZMQ_IPV6, peer.host() == "localhost" ? 0 : 1);
+    return socket;
+}
+
+}  // namespace
+
+Connection::Connection(const SocketSettings& settings, const SocketEndpoint& endpoint,
+                       std::chrono::milliseconds handshakeBound)
+    : settings(settings),
+      peer(endpoint.transport() == Transport::Tcp ? endpoint.asPeer() : endpoint),
+      connected(makeFor(settings, peer)) {
+    if (peer.transport() == Transport::InProcess || handshakeBound.count() == 0) {
+        connect();
+    } else {
+        connectAndAwaitHandshake(handshakeBound);
+    }
+}
+
+bool Connection::isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound) {
+    const SocketSettings settings{.protocol = Protocol::Request,
+                                  .closePolicy = ClosePolicy::Discard};
+    const auto peer = endpoint.asPeer();
+    const auto socket = makeFor(settings, peer);
+    SocketMonitor monitor(*socket, ZMQ_EVENT_CONNECTED | ZMQ_EVENT_CONNECT_RETRIED);
+    socket->connect(peer.toString(settings.protocol));
+    return monitor.waitForEvent(os::Deadline(bound)) == ZMQ_EVENT_CONNECT_RETRIED;
+}
+
+void Connection::follow() {
+    if (peer.transport() != Transport::InProcess) {
+        return;
+    }
+    if (connected->context()->inProcessNames().isOver(peer.host(), binding)) {
+        drop();
+        connected = makeFor(settings, peer);
+        connect();
+    }
+}
+
+void Connection::drop() {
+    connected->setOption(ZMQ_LINGER, 0);
+}
+
+void Connection::connect() {
+    const auto address = peer.toString(settings.protocol);
+    if (peer.transport() == Transport::InProcess) {
+        binding = connected->context()->inProcessNames().connect(
+            peer.host(), [&] { connected->connect(address); });
+    } else {
+        connected->connect(address);
+    }
+}
+
+void Connection::connectAndAwaitHandshake(std::chrono::milliseconds bound) {
+    SocketMonitor monitor(*connected, ZMQ_EVENT_HANDSHAKE_SUCCEEDED);
+    connect();
+    if (!monitor.waitForEvent(os::Deadline(bound))) {
+        throw std::runtime_error("nobody answered on " + peer.toString(settings.protocol) +
+                                 " within " + std::to_string(bound.count()) + " ms");
+    }
+}
+
+}  // namespace tarn::socket

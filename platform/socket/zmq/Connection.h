@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "platform/socket/zmq/InProcessNames.h"
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/zmq/SocketSettings.h"
+
+namespace tarn::socket {
+
+/// A socket that is connected to one endpoint. One thread at a time.
+class Connection {
+  public:
+    /// Waits until the peer has answered the handshake, at most `handshakeBound`; 0 does not wait,
+    /// and in-process there is nothing to wait for. Throws std::runtime_error.
+    Connection(const SocketSettings& settings, const SocketEndpoint& endpoint,
+               std::chrono::milliseconds handshakeBound);
+
+    /// Whether a connection to a TCP endpoint fails at the first attempt; false also when that
+    /// takes longer than `bound`. Throws std::runtime_error.
+    static bool isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound);
+
+    /// Connects again if the peer was in-process and has closed. To be called before a send, or a
+    /// wait for the unasked.
+    void follow();
+
+    /// Makes closing discard what is unsent, whatever the close policy.
+    void drop();
+
+    ZmqSocket& socket() { return *connected; }
+    const SocketEndpoint& endpoint() const { return peer; }
+
+  private:
+    void connect();
+    void connectAndAwaitHandshake(std::chrono::milliseconds bound);
+
+    const SocketSettings settings;
+    const SocketEndpoint peer;
+    std::unique_ptr<ZmqSocket> connected;
+    InProcessNames::Binding binding = 0;
+};
+
+}  // namespace tarn::socket

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <vector>
+
+#include "platform/socket/zmq/Frame.h"
+
+namespace tarn::socket {
+
+class ZmqSocket;
+
+/// The frames in front of a request's body, which lead the answer back: who asked, then whatever
+/// the asking side put before, and with, the empty delimiter.
+class Envelope {
+  public:
+    bool isEmpty() const { return frames.empty(); }
+    void clear() { frames.clear(); }
+
+    /// Takes a request that has arrived: its envelope here, its body there. False when none has
+    /// arrived; throws std::runtime_error when it has no body or several (it is gone then). Both
+    /// leave the envelope empty.
+    bool receive(ZmqSocket& socket, Frame& body);
+
+    /// Sends an answer and forgets the envelope. Never waits; throws std::runtime_error when the
+    /// client has gone, or takes no more.
+    void send(ZmqSocket& socket, Frame body);
+
+  private:
+    std::vector<Frame> frames;
+};
+
+}  // namespace tarn::socket

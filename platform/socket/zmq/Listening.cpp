@@ -1,0 +1,127 @@
+#include "platform/socket/zmq/Listening.h"
+
+#include <zmq.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "platform/socket/IpcPathClaim.h"
+#include "platform/socket/zmq/SocketMonitor.h"
+
+namespace tarn::socket {
+
+namespace {
+
+constexpr std::string_view ipcPrefix = "ipc://";
+
+// The library binds addresses and interfaces, not host names; this one everybody expects to work.
+std::string addressOf(const SocketEndpoint& endpoint) {
+    if (endpoint.transport() == Transport::Tcp && endpoint.host() == "localhost") {
+        return SocketEndpoint(Transport::Tcp, "127.0.0.1", endpoint.port())
+            .toString(Protocol::None);
+    }
+    return endpoint.toString(Protocol::None);
+}
+
+}  // namespace
+
+Listening::Listening(const SocketSettings& settings) : bound(makeZmqSocket(settings)) {}
+
+Listening::~Listening() {
+    unbind(all);
+}
+
+void Listening::add(const SocketEndpoint& endpoint) {
+    const auto address = bind(endpoint);
+    all.push_back({endpoint, address});
+    if (endpoint.transport() == Transport::Ipc) {
+        all.back().file.emplace(address.substr(ipcPrefix.size()));
+    }
+}
+
+std::string Listening::bind(const SocketEndpoint& endpoint) {
+    const auto address = addressOf(endpoint);
+    switch (endpoint.transport()) {
+        case Transport::InProcess:
+            bound->context()->inProcessNames().bind(endpoint.host(), [&] { bound->bind(address); });
+            return address;
+        case Transport::Ipc:
+            return bindIpc(address);
+        case Transport::Tcp:
+            break;
+    }
+    return bound->bind(address);
+}
+
+std::string Listening::bindIpc(const std::string& address) {
+    try {
+        const IpcPathClaim claim(address.substr(ipcPrefix.size()));
+        return bound->bind(address);
+    } catch (const ZmqContextTerminationException&) {
+        throw;
+    } catch (const std::runtime_error& reason) {
+        throw std::runtime_error("cannot listen on " + address + ": " + reason.what());
+    }
+}
+
+void Listening::remove(const SocketEndpoint& endpoint) {
+    const auto found = std::find_if(all.begin(), all.end(), [&](const Bound& candidate) {
+        return candidate.endpoint == endpoint;
+    });
+    if (found != all.end()) {
+        std::list<Bound> removed;
+        removed.splice(removed.begin(), all, found);
+        unbind(removed);
+    }
+}
+
+std::vector<SocketEndpoint> Listening::endpoints() const {
+    std::vector<SocketEndpoint> result;
+    for (const auto& one : all) {
+        result.push_back(one.endpoint);
+    }
+    return result;
+}
+
+void Listening::unbind(const std::list<Bound>& those) {
+    for (const auto& one : those) {
+        if (one.endpoint.transport() == Transport::InProcess) {
+            unbindInProcessName(one);
+        }
+    }
+    unbindAddresses(those);
+}
+
+void Listening::unbindInProcessName(const Bound& name) {
+    bound->context()->inProcessNames().unbind(
+        name.endpoint.host(), [&] { zmq_unbind(bound->handle(), name.address.c_str()); });
+}
+
+// The library closes what listens in the background; whoever binds the same endpoint next must not
+// find it open. IPC files it leaves behind. They go first: while it listens, nobody replaces them.
+void Listening::unbindAddresses(const std::list<Bound>& those) {
+    for (const auto& one : those) {
+        if (one.file) {
+            one.file->remove();
+        }
+    }
+    try {
+        std::optional<SocketMonitor> monitor;
+        const os::Deadline deadline(std::chrono::seconds(1));
+        for (const auto& one : those) {
+            if (one.endpoint.transport() == Transport::InProcess) {
+                continue;
+            }
+            if (!monitor) {
+                monitor.emplace(*bound, ZMQ_EVENT_CLOSED | ZMQ_EVENT_CLOSE_FAILED);
+            }
+            if (zmq_unbind(bound->handle(), one.address.c_str()) == 0) {
+                monitor->waitForEvent(deadline);
+            }
+        }
+    } catch (const std::runtime_error&) {
+        // No descriptor is left, or the context ends: the library closes them a little later.
+    }
+}
+
+}  // namespace tarn::socket

@@ -1,0 +1,76 @@
+#include "platform/socket/zmq/MessageBytes.h"
+
+#include <google/protobuf/message.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <stdexcept>
+
+#include "platform/socket/zmq/SocketSettings.h"
+
+namespace tarn::socket {
+
+namespace {
+
+Frame frameOfSize(std::size_t size) {
+    if (size > largestMessage) {
+        throw std::runtime_error("a message of " + std::to_string(size) +
+                                 " bytes is too large to be sent, the limit is " +
+                                 std::to_string(largestMessage) + " bytes");
+    }
+    return Frame(size);
+}
+
+void checkSize(const Frame& frame, std::uint32_t maxBytes) {
+    if (frame.size() > maxBytes) {
+        throw std::runtime_error("a message of " + std::to_string(frame.size()) +
+                                 " bytes was dropped, the limit is " + std::to_string(maxBytes) +
+                                 " bytes");
+    }
+}
+
+}  // namespace
+
+Frame serialise(const google::protobuf::Message& message) {
+    const auto size = message.ByteSizeLong();
+    Frame frame = frameOfSize(size);
+    if (!message.SerializePartialToArray(frame.data(), static_cast<int>(size))) {
+        throw std::runtime_error("cannot serialise a message");
+    }
+    return frame;
+}
+
+Frame frameOf(std::initializer_list<std::string_view> parts) {
+    std::size_t size = 0;
+    for (const auto part : parts) {
+        size += part.size();
+    }
+    Frame frame = frameOfSize(size);
+    auto* end = static_cast<char*>(frame.data());
+    for (const auto part : parts) {
+        end = std::copy(part.begin(), part.end(), end);
+    }
+    return frame;
+}
+
+std::string_view viewOf(Frame& frame) {
+    return {static_cast<const char*>(frame.data()), frame.size()};
+}
+
+void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes) {
+    message.Clear();
+    checkSize(frame, maxBytes);
+    if (frame.size() > largestMessage ||
+        !message.ParsePartialFromArray(frame.data(), static_cast<int>(frame.size()))) {
+        message.Clear();
+        throw std::runtime_error("a message of " + std::to_string(frame.size()) +
+                                 " bytes that is no " + message.GetTypeName() + " was dropped");
+    }
+}
+
+std::string bytesOf(Frame& frame, std::uint32_t maxBytes) {
+    checkSize(frame, maxBytes);
+    return std::string(viewOf(frame));
+}
+
+}  // namespace tarn::socket

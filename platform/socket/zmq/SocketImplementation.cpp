@@ -1,0 +1,221 @@
+#include "platform/socket/zmq/SocketImplementation.h"
+
+#include <zmq.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/socket/DescriptorReserve.h"
+#include "platform/socket/zmq/SocketRole.h"
+
+namespace tarn::socket {
+
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr milliseconds inProcessPushBound{1000};
+
+std::string inMilliseconds(milliseconds bound) {
+    return std::to_string(bound.count()) + " ms";
+}
+
+// Takes a message that is one frame; false when none has arrived.
+bool receiveSingle(ZmqSocket& socket, Frame& frame) {
+    if (!frame.receive(socket)) {
+        return false;
+    }
+    bool more = frame.position() == Frame::Position::MoreFollow;
+    if (!more) {
+        return true;
+    }
+    while (more) {
+        Frame rest;
+        more = rest.receive(socket) && rest.position() == Frame::Position::MoreFollow;
+    }
+    throw std::runtime_error("a message of several frames was dropped");
+}
+
+bool isSubscription(Frame& announcement) {
+    return announcement.size() > 0 && *static_cast<const char*>(announcement.data()) == 1;
+}
+
+}  // namespace
+
+ZmqSocket& Socket::Implementation::socket() {
+    if (!isOpen()) {
+        throw std::runtime_error("the socket is not open");
+    }
+    return connection ? connection->socket() : listening->socket();
+}
+
+std::string Socket::Implementation::describe() const {
+    std::string endpoints;
+    if (connection) {
+        endpoints = connection->endpoint().toString(settings.protocol);
+    } else if (listening) {
+        for (const auto& endpoint : listening->endpoints()) {
+            endpoints += (endpoints.empty() ? "" : ", ") + endpoint.toString(settings.protocol);
+        }
+    }
+    return endpoints.empty() ? name : name + " on " + endpoints;
+}
+
+void Socket::Implementation::checkDirection(bool (*goesThisWay)(const SocketRole&),
+                                            const std::string& action) const {
+    if (isOpen() && !goesThisWay(roleOf(settings.protocol))) {
+        throw std::invalid_argument(describe() + ": the socket cannot " + action + " this");
+    }
+}
+
+void Socket::Implementation::open(const SocketEndpoint& endpoint, milliseconds handshakeBound) {
+    const auto opening = roleOf(settings.protocol).opening;
+    // An endpoint need not have been made from text, but it has to be one that could.
+    const auto checked = SocketEndpoint::FromString(endpoint.toString(Protocol::None));
+    if (opening == SocketRole::Opening::Binds) {
+        listen(checked);
+    } else {
+        connect(checked, handshakeBound);
+    }
+}
+
+void Socket::Implementation::listen(const SocketEndpoint& endpoint) {
+    if (listening) {
+        listening->add(endpoint);
+        return;
+    }
+    auto first = std::make_unique<Listening>(settings);
+    first->add(endpoint);
+    listening = std::move(first);
+}
+
+void Socket::Implementation::connect(const SocketEndpoint& endpoint, milliseconds handshakeBound) {
+    if (connection) {
+        connection->drop();
+        connection.reset();
+        answered.reset();
+    }
+    connection = std::make_unique<Connection>(settings, endpoint, handshakeBound);
+}
+
+// An asking side does not: it would forget its question. It does so when it asks again.
+void Socket::Implementation::followPublisher() {
+    if (connection && settings.protocol == Protocol::Subscribe) {
+        connection->follow();
+    }
+}
+
+void Socket::Implementation::send(Frame frame) {
+    switch (settings.protocol) {
+        case Protocol::Reply:
+            return answer(std::move(frame));
+        case Protocol::Push:
+            return push(std::move(frame));
+        case Protocol::Publish:
+            takeAnnouncements();
+            frame.send(socket(), Frame::Position::Last);
+            return;
+        default:
+            answered.reset();
+            if (!sendWithin(std::move(frame), bound)) {
+                throw std::runtime_error("sending timed out after " + inMilliseconds(bound));
+            }
+    }
+}
+
+void Socket::Implementation::answer(Frame frame) {
+    if (envelope.isEmpty()) {
+        throw std::runtime_error("there is no request to answer");
+    }
+    envelope.send(socket(), std::move(frame));
+}
+
+void Socket::Implementation::push(Frame frame) {
+    const bool waits = connection && connection->endpoint().transport() == Transport::InProcess;
+    const auto limit = waits ? std::min(bound, inProcessPushBound) : milliseconds(0);
+    if (!sendWithin(std::move(frame), limit)) {
+        throw std::runtime_error("the queue is full");
+    }
+}
+
+bool Socket::Implementation::sendWithin(Frame frame, milliseconds limit) {
+    if (connection) {
+        connection->follow();
+    }
+    const os::Deadline deadline(limit);
+    while (!frame.send(socket(), Frame::Position::Last)) {
+        if (!socket().waitFor(ZMQ_POLLOUT, deadline)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Socket::Implementation::awaitRoom(const os::Deadline& deadline) {
+    if (connection) {
+        connection->follow();
+    }
+    return socket().waitFor(ZMQ_POLLOUT, deadline);
+}
+
+// Subscribers announce themselves; unread, that would pile up. The bound is for one who announces
+// faster than we read.
+void Socket::Implementation::takeAnnouncements() {
+    constexpr int most = 10000;
+    Frame announcement;
+    for (int i = 0; i < most && announcement.receive(socket()); ++i) {
+        subscriberCame = subscriberCame || isSubscription(announcement);
+    }
+}
+
+bool Socket::Implementation::awaitSubscriber(const os::Deadline& deadline) {
+    // The library would tell of the first alone, of all who want the same.
+    socket().setOption(ZMQ_XPUB_VERBOSE, 1);
+    takeAnnouncements();
+    while (!subscriberCame && socket().waitFor(ZMQ_POLLIN, deadline)) {
+        takeAnnouncements();
+    }
+    return std::exchange(subscriberCame, false);
+}
+
+Frame Socket::Implementation::receive() {
+    const os::Deadline deadline(bound);
+    Frame frame;
+    while (!receiveArrived(frame)) {
+        if (!socket().waitFor(ZMQ_POLLIN, deadline)) {
+            throw std::runtime_error("nothing was received within " + inMilliseconds(bound));
+        }
+    }
+    return frame;
+}
+
+bool Socket::Implementation::receiveArrived(Frame& frame) {
+    if (answered) {
+        frame = std::move(*answered);
+        answered.reset();
+        return true;
+    }
+    return settings.protocol == Protocol::Reply ? envelope.receive(socket(), frame)
+                                                : receiveSingle(socket(), frame);
+}
+
+bool Socket::Implementation::awaitMessage(const os::Deadline& deadline, int descriptor) {
+    if (listening) {
+        DescriptorReserve::Report();
+    }
+    return settings.protocol == Protocol::Request
+               ? awaitAnswer(deadline, descriptor)
+               : socket().waitFor(ZMQ_POLLIN, deadline, descriptor);
+}
+
+bool Socket::Implementation::awaitAnswer(const os::Deadline& deadline, int descriptor) {
+    Frame frame;
+    while (!answered && socket().waitFor(ZMQ_POLLIN, deadline, descriptor)) {
+        if (receiveArrived(frame)) {
+            answered = std::move(frame);
+        }
+    }
+    return answered.has_value();
+}
+
+}  // namespace tarn::socket

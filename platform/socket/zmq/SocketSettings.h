@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+
+#include "platform/socket/SocketTypes.h"
+#include "platform/socket/zmq/ZmqSocket.h"
+
+namespace tarn::socket {
+
+/// What is decided about a socket before it is opened.
+struct SocketSettings {
+    Protocol protocol = Protocol::None;
+    ClosePolicy closePolicy = ClosePolicy::Discard;
+    int queueLength = 1000;  ///< messages, per peer and direction
+};
+
+/// No message is larger on the wire, in bytes: a connection that brings a larger one is closed
+/// before the message is in memory. What publishes takes only announcements, which are far smaller.
+inline constexpr std::size_t largestMessage = std::size_t{64} << 20;
+
+/// What a subscriber may subscribe to, in bytes: the library keeps topics at many times their size.
+/// Who wants a longer one is cut off.
+inline constexpr std::size_t largestTopic = 256;
+
+/// A new socket with these settings, neither bound nor connected. Throws std::runtime_error.
+std::unique_ptr<ZmqSocket> makeZmqSocket(const SocketSettings& settings);
+
+}  // namespace tarn::socket

@@ -1,0 +1,55 @@
+#include "platform/storage_client/connection/Connecting.h"
+#include "platform/storage_client/connection/Connection.h"
+#include "platform/storage_client/calls/ErrorObject.h"
+
+namespace {
+
+using tarn::storage_client::Deadline;
+using tarn::storage_client::Failure;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr Milliseconds defaultTimeOut(5000);
+
+void checkText(const char* text, const char* what) {
+    if (text == nullptr) {
+        throw Failure(TARN_STORAGE_ERROR_ARGUMENT, std::string("There is no ") + what);
+    }
+}
+
+}  // namespace
+
+tarn_storage_connection* tarn_storage_connection_create_tcp(const char* address, uint16_t port,
+                                                            unsigned timeout_ms,
+                                                            tarn_storage_error* error) {
+    using namespace tarn::storage_client;
+    return guarded<tarn_storage_connection*>(error, nullptr, [&] {
+        checkText(address, "address");
+        const auto bound = timeout_ms == 0 ? defaultTimeOut : Milliseconds(timeout_ms);
+        const auto connect = [host = std::string(address), port](const os::Deadline& deadline) {
+            return connectTcp(host, port, deadline);
+        };
+        return new tarn_storage_connection(connect, bound);
+    });
+}
+
+tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
+                                                            tarn_storage_error* error) {
+    using namespace tarn::storage_client;
+    return guarded<tarn_storage_connection*>(error, nullptr, [&] {
+        checkText(path, "path");
+        const auto connect = [place = std::string(path)](const os::Deadline& deadline) {
+            return connectUnix(place, deadline);
+        };
+        return new tarn_storage_connection(connect, defaultTimeOut);
+    });
+}
+
+void tarn_storage_connection_destroy(tarn_storage_connection* connection) {
+    delete connection;
+}
+
+void tarn_storage_connection_interrupt(tarn_storage_connection* connection) {
+    if (connection != nullptr) {
+        connection->connection.interrupt();
+    }
+}

@@ -1,0 +1,69 @@
+#include "platform/storage_client/connection/Connection.h"
+#include "platform/storage_client/calls/ErrorObject.h"
+#include "platform/storage_client/calls/PropertyList.h"
+#include "proto/storage_wire.pb.h"
+
+namespace {
+
+using namespace tarn::storage_client;
+
+Connection::Request requestFor(Connection::Request::Type type, std::int64_t track) {
+    Connection::Request request;
+    request.set_type(type);
+    request.add_track_id(track);
+    return request;
+}
+
+void change(tarn_storage_connection* connection, const Connection::Request& request) {
+    checked(connection).descriptions().forget();
+    checked(connection).ask(request);
+}
+
+}  // namespace
+
+tarn_storage_property_list* tarn_storage_track_get_properties(tarn_storage_connection* connection,
+                                                              int64_t track_id,
+                                                              tarn_storage_error* error) {
+    return guarded<tarn_storage_property_list*>(error, nullptr, [&] {
+        auto& server = checked(connection);
+        auto list = std::make_unique<tarn_storage_property_list>();
+        for (const auto& property : server.descriptions().get(server, track_id).property()) {
+            list->values[property.name()] = property.value();
+        }
+        return list.release();
+    });
+}
+
+int tarn_storage_track_set_properties(tarn_storage_connection* connection, int64_t track_id,
+                                      const tarn_storage_property_list* properties,
+                                      tarn_storage_error* error) {
+    return guarded(error, -1, [&] {
+        if (properties == nullptr) {
+            throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no list of properties");
+        }
+        auto request = requestFor(Connection::Request::SET_PROPERTIES, track_id);
+        for (const auto& [name, value] : properties->values) {
+            auto* const property = request.add_property();
+            property->set_name(name);
+            property->set_value(value);
+        }
+        change(connection, request);
+        return 0;
+    });
+}
+
+int tarn_storage_track_remove_properties(tarn_storage_connection* connection, int64_t track_id,
+                                         const char* const* names, size_t count,
+                                         tarn_storage_error* error) {
+    return guarded(error, -1, [&] {
+        auto request = requestFor(Connection::Request::REMOVE_PROPERTIES, track_id);
+        for (std::size_t i = 0; i < count; ++i) {
+            if (names == nullptr || names[i] == nullptr) {
+                throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "A property's name is missing");
+            }
+            request.add_property()->set_name(names[i]);
+        }
+        change(connection, request);
+        return 0;
+    });
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/storage_client/connection/Connection.h"
+
+namespace tarn::storage_client {
+
+/// Attaches to a track with `request`, which says as what. The answer holds the track. Throws
+/// Failure.
+Connection::Answer attachWorker(Connection& connection, Connection::Request& request,
+                                std::int64_t track, const char* name);
+
+}  // namespace tarn::storage_client

@@ -1,0 +1,21 @@
+#include "service/configuration/check/ProblemList.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace tarn::service::configuration {
+
+void ProblemList::add(ConfigurationProblem problem) {
+    if (!isFull()) {
+        problems.push_back(std::move(problem));
+    }
+}
+
+std::vector<ConfigurationProblem> ProblemList::inFileOrder() const {
+    auto sorted = problems;
+    std::stable_sort(sorted.begin(), sorted.end(),
+                     [](const auto& a, const auto& b) { return a.line < b.line; });
+    return sorted;
+}
+
+}  // namespace tarn::service::configuration

@@ -1,0 +1,80 @@
+#include "service/devices/capture/CaptureFormatRecordFile.h"
+
+#include <boost/crc.hpp>
+#include <cstdint>
+#include <exception>
+#include <optional>
+
+#include "platform/os/FileReplacement.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/MessageFormatter.h"
+#include "proto/capture_format_record.pb.h"
+#include "service/devices/capture/SmallFile.h"
+
+namespace tarn::service::devices {
+
+namespace {
+
+using Record = CaptureFormatRecordFile::Record;
+
+std::uint32_t checksumOf(Record record) {
+    record.clear_checksum();
+    const auto content = record.SerializeAsString();
+    boost::crc_32_type checksum;
+    checksum.process_bytes(content.data(), content.size());
+    return checksum.checksum();
+}
+
+std::optional<Record> parse(const std::string& content) {
+    Record record;
+    const bool isGood = record.ParsePartialFromString(content) && record.IsInitialized() &&
+                        record.has_checksum() && record.checksum() == checksumOf(record);
+    record.clear_checksum();
+    return isGood ? std::optional(record) : std::nullopt;
+}
+
+}  // namespace
+
+CaptureFormatRecordFile::CaptureFormatRecordFile(const std::string& formatFile,
+                                                 const utils::IMessageFormatter& formatter)
+    : path(formatFile.empty() ? "" : pathBeside(formatFile)), formatter(formatter) {}
+
+std::string CaptureFormatRecordFile::pathBeside(const std::string& formatFile) {
+    return formatFile + ".record";
+}
+
+Record CaptureFormatRecordFile::load() const {
+    std::string problem = "it is damaged";
+    try {
+        const auto content = path.empty() ? std::nullopt : readSmallFile(path);
+        if (!content) {
+            return {};
+        }
+        if (auto record = parse(*content)) {
+            return *record;
+        }
+    } catch (const std::exception& e) {
+        problem = e.what();
+    }
+    utils::logWarning(formatter.formatMessage(
+        "Cannot use " + path + ": " + problem +
+        ". It is not known whether the last capture format has ever been seen running"));
+    return {};
+}
+
+bool CaptureFormatRecordFile::store(const Record& record) const {
+    if (path.empty()) {
+        return false;
+    }
+    try {
+        auto whole = record;
+        whole.set_checksum(checksumOf(record));
+        os::FileReplacement(path).commit(whole.SerializeAsString());
+        return true;
+    } catch (const std::exception& e) {
+        utils::logError(formatter.formatMessage("Failed writing " + path + ": " + e.what()));
+        return false;
+    }
+}
+
+}  // namespace tarn::service::devices

@@ -1,0 +1,218 @@
+// How the controller applies a capture format.
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/utils/Printable.h"
+#include "proto/capture_format_record.pb.h"
+#include "proto/deltacast_configuration.pb.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/devices/capture/DeltacastConfigurationFile.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
+#include "service/devices/capture/DeltacastFormat.h"
+
+namespace tarn::service::devices {
+
+namespace {
+
+constexpr int startAttempts = 10;
+constexpr std::chrono::milliseconds betweenAttempts{1000};
+constexpr std::size_t loggedCommandLimit = 4096;
+
+// The default format, and one that lacks a required field, are not.
+bool isKept(const DeltacastConfigurationSlot::Taken& wish) {
+    return wish.configuration && wish.configuration->IsInitialized();
+}
+
+}  // namespace
+
+void DeltacastDeviceController::configure(const DeltacastConfig& config) {
+    slot.put(config);
+}
+
+bool DeltacastDeviceController::applyDefaultConfiguration() {
+    slot.putDefaults();
+    return true;
+}
+
+// What was ordered and not launched any more by the service before this one is newer than the file.
+bool DeltacastDeviceController::applyConfigurationFile(const std::string& path) {
+    DeltacastConfig config;
+    if (const auto record = CaptureFormatRecordFile(path, *this).load(); record.has_wanted()) {
+        configure(record.wanted());
+        return true;
+    }
+    if (!DeltacastConfigurationFile(path, *this).load(config)) {
+        return false;
+    }
+    configure(config);
+    return true;
+}
+
+bool DeltacastDeviceController::saveConfiguration(const DeltacastConfig& config) {
+    const auto& path = surroundings.configuration.getPersistentDeltacastConfigurationFile();
+    return DeltacastConfigurationFile(path, *this).save(config);
+}
+
+void DeltacastDeviceController::checkAndApplyPendingReconfigurationRequests() {
+    checkThread();
+    lookAtWhatRuns();
+    const auto wish = slot.take();
+    if (wish.wish == DeltacastConfigurationSlot::Wish::None) {
+        return;
+    }
+    const auto service = findServiceConfiguration();
+    if (!service) {
+        return;
+    }
+    const auto commandLine = commandLineOf(wish, *service) + " &";
+    if (isKept(wish)) {
+        transaction.ordered(*wish.configuration);
+    }
+    beginsToApply(wish);
+    stopOrKillRunningService();
+    if (isStopped()) {
+        logInfo("Deltacast service not started again: this service stops");
+        return;
+    }
+    launch(commandLine);
+    if (isKept(wish)) {
+        keepLaunched(*wish.configuration);
+    }
+    if (!awaitStart() && !isStopped()) {
+        giveWay(wish);
+        noteFailedStart();
+    }
+}
+
+// A service that was never away is started by nobody else: what was ordered is due now.
+void DeltacastDeviceController::lookAtWhatRuns() {
+    if (getStatus() == DeltacastStatus::Running) {
+        confirmFormat();
+        offerInterruptedFormat();
+    }
+}
+
+void DeltacastDeviceController::offerInterruptedFormat() {
+    if (auto format = transaction.takeInterrupted()) {
+        slot.offer({DeltacastConfigurationSlot::Wish::Configuration,
+                    DeltacastConfigurationSlot::Origin::Order, std::move(format)});
+    }
+}
+
+void DeltacastDeviceController::keepLaunched(const DeltacastConfig& format) {
+    using Kept = CaptureFormatTransaction::Kept;
+    transaction.launched(format, saveConfiguration(format) ? Kept::Yes : Kept::No);
+}
+
+void DeltacastDeviceController::giveWay(const DeltacastConfigurationSlot::Taken& failed) {
+    auto instead = transaction.insteadOf(failed);
+    if (instead.wish == DeltacastConfigurationSlot::Wish::None) {
+        return;
+    }
+    const auto line = givingWay(failed, instead);
+    if (slot.offer(std::move(instead))) {
+        logFailure(line);
+    }
+}
+
+void DeltacastDeviceController::keepWaitingFormat() {
+    const auto wish = slot.take();
+    if (isKept(wish)) {
+        logInfo("Capture format " + nameOf(toFormat(*wish.configuration)) +
+                " is kept for the next start of this service");
+        transaction.ordered(*wish.configuration);
+    }
+}
+
+void DeltacastDeviceController::confirmFormat() {
+    const bool isSettled = transaction.state() == CaptureFormatTransaction::State::Settled;
+    DeltacastConfig format;
+    std::string notDescribed;
+    if (!isSettled && description == Description::Current &&
+        getCurrentConfig(format, notDescribed)) {
+        transaction.seen(format);
+    }
+}
+
+std::shared_ptr<DeltacastDeviceController::ServiceConfiguration>
+DeltacastDeviceController::findServiceConfiguration() const {
+    const auto& services = surroundings.configuration.getDeltacastServices();
+    if (services.empty()) {
+        logFailure("Could not find Deltacast service config");
+        return nullptr;
+    }
+    if (!services.front()) {
+        logFailure("Invalid Deltacast service config");
+    }
+    return services.front();
+}
+
+std::string DeltacastDeviceController::commandLineOf(const DeltacastConfigurationSlot::Taken& wish,
+                                                     const ServiceConfiguration& service) {
+    return wish.configuration ? commandLineFor(*wish.configuration, service)
+                              : service.getDefaultCommandLine();
+}
+
+std::string DeltacastDeviceController::commandLineFor(const DeltacastConfig& config,
+                                                      const ServiceConfiguration& service) {
+    const auto format = toFormat(config);
+    std::string error;
+    if (!surroundings.resourceManager.setDeltacastConfiguration(
+            {format.pixelFormat, format.inputList, format.frameOffsetList, format.lineCount,
+             format.fieldMode, format.frameRate},
+            error)) {
+        logFailure("Error when storing deltacast configuration");
+    }
+    return service.getCommandLine(format.pixelFormat, format.inputList, format.frameOffsetList,
+                                  format.lineCount, format.fieldMode, format.frameRate);
+}
+
+void DeltacastDeviceController::launch(const std::string& commandLine) {
+    logInfo("Starting Deltacast service: " + utils::printable(commandLine, loggedCommandLimit));
+    try {
+        surroundings.runShell(commandLine);
+    } catch (const std::exception& e) {
+        logFailure(std::string("Failed starting Deltacast service: ") + e.what());
+    }
+    launched = Launch::Done;
+    life = Life::Launched;
+    launchedIngest.ordered(surroundings.now());
+    setStatusStarting();
+}
+
+bool DeltacastDeviceController::awaitStart() {
+    logInfo("Waiting at most 10 seconds for Service to start...");
+    answerWithin = std::min(surroundings.answerWithin, betweenAttempts);
+    const bool answers = answersInTime();
+    answerWithin = surroundings.answerWithin;
+    if (answers) {
+        logInfo("Service reconfigured!");
+        describeAgain();
+        confirmFormat();
+    } else if (!isStopped()) {
+        logFailure("... Failed");
+        setStatusUnreachable();
+    }
+    return answers;
+}
+
+// An attempt a second: what it takes itself counts.
+bool DeltacastDeviceController::answersInTime() {
+    for (int attempt = 0; attempt < startAttempts && !isStopped(); ++attempt) {
+        const auto next = surroundings.now() + betweenAttempts;
+        if (pingOrPoll()) {
+            return true;
+        }
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(next - surroundings.now());
+        if (left.count() > 0) {
+            surroundings.pause(left, stopFlag.get_token());
+        }
+    }
+    return false;
+}
+
+}  // namespace tarn::service::devices

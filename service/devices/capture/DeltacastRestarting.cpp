@@ -1,0 +1,155 @@
+// How the controller notices that the ingest service is gone, shows that, and starts it again.
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "platform/device_tree/DeviceNode.h"
+#include "proto/deltacast_configuration.pb.h"
+#include "service/configuration/ConfigurationHandler.h"
+#include "service/devices/capture/DeltacastConfigurationFile.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
+#include "service/devices/capture/IngestOutage.h"
+#include "service/devices/capture/ProcessControl.h"
+
+namespace tarn::service::devices {
+
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr milliseconds cycle{500};
+
+}  // namespace
+
+// It answers, and this is the process that does.
+void DeltacastDeviceController::noteRunning(const os::ProcessIdentity& running) {
+    const auto now = surroundings.now();
+    launchedIngest.showedItself(running, now);
+    if (std::exchange(life, Life::Runs) == Life::Runs && living == running) {
+        return;
+    }
+    living = running;
+    launchedIngest.is(running) ? restart.runs(now) : restart.giveUp();
+}
+
+bool DeltacastDeviceController::noticeEnd() {
+    if (life != Life::Runs || !process.hasEnded()) {
+        return false;
+    }
+    life = Life::Ended;
+    disconnectFromService();  // whoever answers next is another one
+    showOutage();
+    if (const auto delay = restart.ended(surroundings.now())) {
+        announceRestart(*delay);
+    }
+    return true;
+}
+
+void DeltacastDeviceController::announceRestart(milliseconds delay) const {
+    logInfo("KLN-SDI-Ingest-Service is started again in " + std::to_string(delay.count()) + " ms");
+}
+
+// A client's order takes the place of whatever was to be started again.
+void DeltacastDeviceController::beginsToApply(const DeltacastConfigurationSlot::Taken& wish) {
+    if (wish.origin != DeltacastConfigurationSlot::Origin::Restart) {
+        restart.giveUp();
+    }
+    inForce = wish.copy();
+}
+
+void DeltacastDeviceController::noteFailedStart() {
+    if (const auto delay = restart.failed(surroundings.now())) {
+        announceRestart(*delay);
+    }
+}
+
+// What a client has ordered meanwhile goes first.
+void DeltacastDeviceController::orderRestartWhenDue() {
+    if (!isStopped() && restart.takeDue(surroundings.now()) && !slot.offer(wishForRestart())) {
+        restart.giveUp();
+    }
+}
+
+// One that a service before this one launched is started as at the start of a service.
+DeltacastConfigurationSlot::Taken DeltacastDeviceController::wishForRestart() const {
+    using Wish = DeltacastConfigurationSlot::Wish;
+    auto wish = inForce.copy();
+    if (wish.wish == Wish::None) {
+        const auto& path = surroundings.configuration.getPersistentDeltacastConfigurationFile();
+        auto kept = std::make_unique<DeltacastConfig>();
+        const bool isKept = !path.empty() && DeltacastConfigurationFile(path, *this).load(*kept);
+        wish.wish = isKept ? Wish::Configuration : Wish::Defaults;
+        wish.configuration = isKept ? std::move(kept) : nullptr;
+    }
+    wish.origin = DeltacastConfigurationSlot::Origin::Restart;
+    return wish;
+}
+
+// The end of the process that runs cuts it short.
+void DeltacastDeviceController::pauseForCycle(const std::stop_token& stop) const {
+    const auto length =
+        std::min(cycle, restart.left(surroundings.now()).value_or(milliseconds::max()));
+    if (life == Life::Runs) {
+        surroundings.processes.awaitEnd(living, length, stop);
+    } else {
+        surroundings.pause(length, stop);
+    }
+}
+
+std::string DeltacastDeviceController::reasonOfOutage() const {
+    switch (life) {
+        case Life::Ended:
+            return "KLN-SDI-Ingest-Service has ended";
+        case Life::Stopped:
+            return "KLN-SDI-Ingest-Service is told to stop";
+        case Life::Launched:
+            return "KLN-SDI-Ingest-Service was started and does not answer yet";
+        case Life::Unknown:
+        case Life::Runs:
+            break;
+    }
+    return "KLN-SDI-Ingest-Service does not answer";
+}
+
+// What is stored stays as it is. Events that the process sent before it was gone may still arrive
+// and say otherwise: then the next cycle tells it once more.
+void DeltacastDeviceController::showOutage() {
+    const auto reason = reasonOfOutage();
+    if (isStopped() || !getServiceDeviceTree() || *outage.lock() == reason) {
+        return;
+    }
+    *outage.lock() = reason;
+    tellOutage();
+    outageIsToldAgain = events.isNamed();
+}
+
+void DeltacastDeviceController::tellOutage() {
+    if (events.isNamed()) {
+        publisher.tellAllNext();
+    }
+    const auto described = getServiceDeviceTree();
+    publisher.updateDeviceTree(
+        std::make_shared<device_tree::DeviceNode>(shownInError(*described, *outage.lock())));
+}
+
+void DeltacastDeviceController::remindOfOutage() {
+    if (getOutage().empty()) {
+        return;
+    }
+    if (std::exchange(outageIsToldAgain, false)) {
+        tellOutage();
+    } else {
+        publisher.sendWhatIsLeft();
+    }
+}
+
+void DeltacastDeviceController::endOutage() {
+    outage.lock()->clear();
+    outageIsToldAgain = false;
+}
+
+std::string DeltacastDeviceController::getOutage() {
+    return *outage.lock();
+}
+
+}  // namespace tarn::service::devices

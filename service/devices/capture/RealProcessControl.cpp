@@ -1,0 +1,77 @@
+#include <poll.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "platform/os/FileDescriptor.h"
+#include "platform/socket/NobodyListens.h"
+#include "platform/os/WakeUp.h"
+#include "service/devices/capture/EndpointHolder.h"
+#include "service/devices/Pause.h"
+#include "service/devices/capture/ProcessControl.h"
+
+namespace tarn::service::devices {
+
+namespace {
+
+constexpr std::chrono::milliseconds knockWithin{100};
+
+// What it refers to stays the same process, whoever gets the id later.
+int openProcess(pid_t id) {
+    return static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+}
+
+}  // namespace
+
+ProcessControl::ProcessIdentity RealProcessControl::identify(pid_t id) {
+    return os::ProcessIdentity::of(id);
+}
+
+ProcessControl::State RealProcessControl::stateOf(const os::ProcessIdentity& process) {
+    const auto now = os::ProcessIdentity::of(process.id);
+    if (now.startTime == 0) {
+        return State::Gone;
+    }
+    if (now.startTime != process.startTime) {
+        return State::Another;
+    }
+    return os::isAlive(process) ? State::Running : State::Unreaped;
+}
+
+ProcessControl::Holding RealProcessControl::holds(pid_t id,
+                                                  const socket::SocketEndpoint& endpoint) {
+    return holdsEndpoint(id, endpoint);
+}
+
+bool RealProcessControl::isListenedTo(const socket::SocketEndpoint& endpoint) {
+    return !socket::whyNobodyListens(endpoint, knockWithin);
+}
+
+bool RealProcessControl::kill(const os::ProcessIdentity& process) {
+    const int number = openProcess(process.id);
+    if (number < 0) {
+        return false;
+    }
+    const os::FileDescriptor handle(number);
+    return stateOf(process) == State::Running &&
+           ::syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0;
+}
+
+void RealProcessControl::awaitEnd(const os::ProcessIdentity& process,
+                                  std::chrono::milliseconds duration, const std::stop_token& stop) {
+    const int number = openProcess(process.id);
+    if (number < 0) {
+        return errno == ESRCH ? void() : realPause(duration, stop);
+    }
+    const os::FileDescriptor handle(number);
+    os::WakeUp interruption;
+    const std::stop_callback interrupting(stop, [&] { interruption.ring(); });
+    std::array<pollfd, 2> waited = {pollfd{handle.get(), POLLIN, 0},
+                                    pollfd{interruption.descriptor(), POLLIN, 0}};
+    ::poll(waited.data(), waited.size(), static_cast<int>(duration.count()));
+}
+
+}  // namespace tarn::service::devices

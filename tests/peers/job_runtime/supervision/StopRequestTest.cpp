@@ -1,0 +1,57 @@
+#include "peers/job_runtime/supervision/StopRequest.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+
+namespace tarn::peers {
+namespace {
+
+using Wish = StopRequest::Wish;
+
+bool isReadable(int descriptor) {
+    pollfd input{.fd = descriptor, .events = POLLIN, .revents = 0};
+    return ::poll(&input, 1, 0) == 1;
+}
+
+TEST(StopRequest, WishesNothingAtFirst) {
+    StopRequest stop;
+    EXPECT_EQ(stop.take(), Wish::None);
+    EXPECT_FALSE(isReadable(stop.wishDescriptor()));
+    EXPECT_FALSE(isReadable(stop.signalDescriptor()));
+}
+
+TEST(StopRequest, AWishWakesTheOneWhoWaitsOnce) {
+    StopRequest stop;
+    stop.request(Wish::EndNow);
+    EXPECT_TRUE(isReadable(stop.wishDescriptor()));
+    EXPECT_EQ(stop.take(), Wish::EndNow);
+    EXPECT_FALSE(isReadable(stop.wishDescriptor()));
+}
+
+TEST(StopRequest, AWeakerWishDoesNotUndoAStrongerOne) {
+    StopRequest stop;
+    stop.request(Wish::EndForGood);
+    stop.request(Wish::EndNow);
+    EXPECT_EQ(stop.take(), Wish::EndForGood);
+}
+
+TEST(StopRequest, AStrongerWishReplacesAWeakerOne) {
+    StopRequest stop;
+    stop.request(Wish::EndNow);
+    stop.request(Wish::EndForGood);
+    EXPECT_EQ(stop.take(), Wish::EndForGood);
+}
+
+TEST(StopRequest, TheStopSignalsAreWishesAndEndNoProcess) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        StopRequest stop;
+        ::raise(signal);
+        EXPECT_TRUE(isReadable(stop.signalDescriptor()));
+        EXPECT_EQ(stop.take(), Wish::EndNow);
+        EXPECT_FALSE(isReadable(stop.signalDescriptor()));
+    }
+}
+
+}  // namespace
+}  // namespace tarn::peers

@@ -1,0 +1,131 @@
+#include "platform/os/FileReplacement.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace tarn::utils {
+
+class FileReplacementTest : public testing::Test {
+  protected:
+    long files() const {
+        return std::distance(std::filesystem::directory_iterator(folder.path()), {});
+    }
+
+    static os::FileReplacement::Rename refusedWith(int failure) {
+        return [failure](const char*, const char*) {
+            errno = failure;
+            return -1;
+        };
+    }
+
+    ino_t number() const {
+        struct stat facts {};
+        ::stat(path.c_str(), &facts);
+        return facts.st_ino;
+    }
+
+    const test::TemporaryFolder folder;
+    const std::string path = (folder.path() / "file").string();
+};
+
+TEST_F(FileReplacementTest, MakesAFileThatEverybodyCanRead) {
+    os::FileReplacement(path).commit("content");
+    EXPECT_EQ(test::readFile(path), "content");
+    struct stat facts {};
+    ASSERT_EQ(::stat(path.c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 0777U, 0644U);
+}
+
+TEST_F(FileReplacementTest, LeavesTheOldContentAsItIsUntilItIsCommitted) {
+    folder.write("file", "old");
+    {
+        os::FileReplacement replacement(path);
+        EXPECT_EQ(test::readFile(path), "old");
+    }
+    EXPECT_EQ(test::readFile(path), "old");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileReplacementTest, TakesThePlaceOfTheOldContentAsAWhole) {
+    folder.write("file", std::string(10'000, 'x'));
+    os::FileReplacement replacement(path);
+    replacement.commit(std::string(1'000'000, 'y'));
+    EXPECT_EQ(test::readFile(path), std::string(1'000'000, 'y'));
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileReplacementTest, ThrowsWithoutAFolder) {
+    EXPECT_THROW(os::FileReplacement((folder.path() / "none" / "file").string()), std::system_error);
+}
+
+TEST_F(FileReplacementTest, ThrowsAndLeavesNothingWhenThePlaceIsTaken) {
+    std::filesystem::create_directory(path);
+    {
+        os::FileReplacement replacement(path);
+        EXPECT_THROW(replacement.commit("content"), std::system_error);
+    }
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileReplacementTest, WritesAFileInPlaceThatCannotBeReplaced) {
+    for (const int failure : {EBUSY, EXDEV}) {
+        folder.write("file", std::string(10'000, 'x'));
+        const auto before = number();
+        os::FileReplacement(path, refusedWith(failure)).commit("shorter");
+        EXPECT_EQ(test::readFile(path), "shorter");
+        os::FileReplacement(path, refusedWith(failure)).commit(std::string(100'000, 'y'));
+        EXPECT_EQ(test::readFile(path), std::string(100'000, 'y'));
+        EXPECT_EQ(number(), before) << "it is another file";
+        EXPECT_EQ(files(), 1) << "a temporary file is left";
+    }
+}
+
+TEST_F(FileReplacementTest, LeavesTheOldContentWhenItCannotBeReplacedForAnotherReason) {
+    folder.write("file", "old");
+    EXPECT_THROW(os::FileReplacement(path, refusedWith(EIO)).commit("new"), std::system_error);
+    EXPECT_EQ(test::readFile(path), "old");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
+    folder.write("other", "old");
+    std::filesystem::create_symlink("other", path);
+    EXPECT_THROW(os::FileReplacement(path, refusedWith(EBUSY)).commit("new"), std::system_error);
+    EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
+}
+
+// A limit of the file's size stands for a disk that is full in the middle. Ends the process: with 0
+// when what the file held is back.
+[[noreturn]] void writeBeyondALimit(const std::string& path) {
+    ::signal(SIGXFSZ, SIG_IGN);
+    const auto before = test::readFile(path);
+    const os::FileReplacement::Rename refused = [](const char*, const char*) {
+        const rlimit limit = {5'000, 5'000};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        errno = EBUSY;
+        return -1;
+    };
+    try {
+        os::FileReplacement(path, refused).commit(std::string(10'000, 'y'));
+    } catch (const std::system_error&) {
+        ::_exit(test::readFile(path) == before ? 0 : 1);
+    }
+    ::_exit(2);
+}
+
+TEST_F(FileReplacementTest, PutsTheOldContentBackWhenItCannotBeWrittenInPlace) {
+    folder.write("file", std::string(2'000, 'x'));
+    EXPECT_EXIT(writeBeyondALimit(path), testing::ExitedWithCode(0), "");
+    EXPECT_EQ(test::readFile(path), std::string(2'000, 'x'));
+}
+
+}  // namespace tarn::utils

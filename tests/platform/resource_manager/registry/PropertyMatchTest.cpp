@@ -1,0 +1,75 @@
+#include "platform/resource_manager/registry/PropertyMatch.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/platform/resource_manager/TestJobs.h"
+
+namespace tarn::resource_manager {
+
+class PropertyMatching : public testing::Test {
+  protected:
+    using Compared = PropertyMatch::Compared;
+
+    bool holds(const std::string& value, Compared compared,
+               PropertyMatch::Letters letters = PropertyMatch::Letters::Distinct) const {
+        return PropertyMatch{"Studio", value, compared, letters}.holdsFor(job);
+    }
+
+    const RunningJob job =
+        test::jobOf({1, 1}, "id", {{"Studio", {"North Hall", "b"}}, {"Empty", {}}});
+};
+
+TEST_F(PropertyMatching, ComparesWholeValues) {
+    EXPECT_TRUE(holds("North Hall", Compared::WholeValue));
+    EXPECT_TRUE(holds("b", Compared::WholeValue));
+    EXPECT_FALSE(holds("North", Compared::WholeValue));
+    EXPECT_FALSE(holds("North Hall 2", Compared::WholeValue));
+    EXPECT_FALSE(holds("", Compared::WholeValue));
+}
+
+TEST_F(PropertyMatching, ComparesBeginnings) {
+    EXPECT_TRUE(holds("North", Compared::Beginning));
+    EXPECT_TRUE(holds("North Hall", Compared::Beginning));
+    EXPECT_TRUE(holds("", Compared::Beginning));
+    EXPECT_FALSE(holds("Hall", Compared::Beginning));
+    EXPECT_FALSE(holds("North Hall 2", Compared::Beginning));
+}
+
+TEST_F(PropertyMatching, LooksAnywhere) {
+    EXPECT_TRUE(holds("th Ha", Compared::AnyPart));
+    EXPECT_TRUE(holds("", Compared::AnyPart));
+    EXPECT_FALSE(holds("South", Compared::AnyPart));
+}
+
+TEST_F(PropertyMatching, FoldsLettersOnlyWhenAsked) {
+    for (const auto compared : {Compared::WholeValue, Compared::Beginning, Compared::AnyPart}) {
+        EXPECT_FALSE(holds("NORTH hall", compared));
+        EXPECT_TRUE(holds("NORTH hall", compared, PropertyMatch::Letters::CaseIgnored));
+    }
+}
+
+TEST_F(PropertyMatching, FoldsNothingOutsideTheAlphabet) {
+    const auto umlaut = test::jobOf({1, 1}, "id", {{"Studio", {"\xc3\x84[@"}}});
+    PropertyMatch match{"Studio", "\xc3\xa4[@"};
+    match.letters = PropertyMatch::Letters::CaseIgnored;
+    EXPECT_FALSE(match.holdsFor(umlaut));
+    match.value = "\xc3\x84{`";
+    EXPECT_FALSE(match.holdsFor(umlaut));
+}
+
+TEST_F(PropertyMatching, DoesNotHoldWithoutThePropertyOrWithoutValues) {
+    EXPECT_FALSE((PropertyMatch{"studio", "b"}.holdsFor(job)));
+    EXPECT_FALSE((PropertyMatch{"Empty", "", Compared::AnyPart}.holdsFor(job)));
+}
+
+TEST_F(PropertyMatching, NegatedHoldsForAllOthers) {
+    PropertyMatch match{"Studio", "b"};
+    match.wanted = PropertyMatch::Wanted::NotMatching;
+    EXPECT_FALSE(match.holdsFor(job));
+    match.value = "c";
+    EXPECT_TRUE(match.holdsFor(job));
+    match.property = "Nothing";
+    EXPECT_TRUE(match.holdsFor(job));
+}
+
+}  // namespace tarn::resource_manager

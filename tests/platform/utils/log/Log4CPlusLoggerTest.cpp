@@ -1,0 +1,114 @@
+#include "platform/utils/log/Log4CPlusLogger.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <array>
+
+#include "platform/utils/Log.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace tarn::utils {
+
+using testing::HasSubstr;
+
+class Log4CPlusLogger : public testing::Test {
+  protected:
+    ~Log4CPlusLogger() override { setLogSink(nullptr); }
+
+    std::string logFile() const { return (folder.path() / "out.log").string(); }
+
+    test::TemporaryFolder folder;
+};
+
+TEST_F(Log4CPlusLogger, FollowsTheConfigurationFile) {
+    const auto config =
+        folder.write("logger.config",
+                     "log4cplus.logger.halden-a=WARN, FILE\n"
+                     "log4cplus.appender.FILE=log4cplus::FileAppender\n"
+                     "log4cplus.appender.FILE.File=" +
+                         logFile() +
+                         "\n"
+                         "log4cplus.appender.FILE.ImmediateFlush=true\n"
+                         "log4cplus.appender.FILE.layout=log4cplus::PatternLayout\n"
+                         "log4cplus.appender.FILE.layout.ConversionPattern=%p|%m%n\n");
+    registerLog4CPlusLogger("halden-a", config);
+    EXPECT_FALSE(isLogEnabled(LogLevel::Info));
+    logInfo("too low");
+    logError("a text with %d");
+    EXPECT_EQ(test::readFile(logFile()), "ERROR|a text with %d\n");
+}
+
+namespace {
+
+/// Standard error leads into a pipe that nobody reads.
+class UnreadStandardError {
+  public:
+    UnreadStandardError() {
+        EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+        ::dup2(ends[1], STDERR_FILENO);
+    }
+    ~UnreadStandardError() {
+        ::dup2(before, STDERR_FILENO);
+        for (const int descriptor : {before, ends[0], ends[1]}) {
+            ::close(descriptor);
+        }
+    }
+
+  private:
+    const int before = ::dup(STDERR_FILENO);
+    std::array<int, 2> ends{};
+};
+
+}  // namespace
+
+// Both end only if no line waits for the reader.
+TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConfiguredConsoleIsNotRead) {
+    const auto config =
+        folder.write("logger.config",
+                     "log4cplus.logger.halden-d=INFO, CONSOLE, FILE\n"
+                     "log4cplus.appender.CONSOLE=log4cplus::ConsoleAppender\n"
+                     "log4cplus.appender.CONSOLE.logToStdErr=true\n"
+                     "log4cplus.appender.CONSOLE.layout=log4cplus::PatternLayout\n"
+                     "log4cplus.appender.CONSOLE.layout.ConversionPattern=%p|%m%n\n"
+                     "log4cplus.appender.FILE=log4cplus::FileAppender\n"
+                     "log4cplus.appender.FILE.File=" +
+                         logFile() +
+                         "\nlog4cplus.appender.FILE.layout=log4cplus::PatternLayout\n"
+                         "log4cplus.appender.FILE.layout.ConversionPattern=%p|%m%n\n");
+    const UnreadStandardError standardError;
+    registerLog4CPlusLogger("halden-d", config);
+    for (int i = 0; i < 100; ++i) {
+        logInfo(std::string(9999, 'x'));
+    }
+    closeLog4CPlusLogger();
+    EXPECT_EQ(test::readFile(logFile()).size(), 100U * 10005);
+}
+
+TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConsoleOfLastResortIsNotRead) {
+    const UnreadStandardError standardError;
+    registerLog4CPlusLogger("halden-e", "/nonexistent/logger.config");
+    for (int i = 0; i < 100; ++i) {
+        logInfo(std::string(9999, 'x'));
+    }
+    closeLog4CPlusLogger();
+}
+
+TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileIsMissing) {
+    testing::internal::CaptureStderr();
+    registerLog4CPlusLogger("halden-b", "/nonexistent/logger.config");
+    logInfo("still here");
+    const auto output = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(output,
+                HasSubstr("WARN  Cannot read logger configuration /nonexistent/logger.config"));
+    EXPECT_THAT(output, HasSubstr("INFO  still here"));
+}
+
+TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileNamesNoAppender) {
+    testing::internal::CaptureStderr();
+    registerLog4CPlusLogger("halden-c", folder.write("logger.config", "\x01\xff garbage"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("has no appender for halden-c"));
+}
+
+}  // namespace tarn::utils

@@ -1,0 +1,33 @@
+#include "service/runtime/shutdown/StopSignal.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <future>
+
+namespace tarn::service {
+
+using namespace std::chrono_literals;
+
+TEST(StopSignal, SaysNothingWithoutASignal) {
+    StopSignal stop;
+    EXPECT_FALSE(stop.requested());
+    EXPECT_FALSE(stop.waitFor(1ms));
+}
+
+TEST(StopSignal, CanStopWaiting) {
+    StopSignal stop;
+    auto waiting = std::async(std::launch::async, [&] { return stop.wait(); });
+    stop.cancelWait();
+    EXPECT_EQ(waiting.get(), 0);
+}
+
+TEST(StopSignal, EndsAWaitAtOnce) {
+    StopSignal stop;
+    EXPECT_FALSE(stop.waitFor(1ms));
+    auto waiting = std::async(std::launch::async, [&] { return stop.waitFor(60s); });
+    raise(SIGINT);
+    EXPECT_TRUE(waiting.get());
+}
+
+}  // namespace tarn::service

@@ -1,0 +1,25 @@
+#include "service/workflows/launch/PrivateRandom.h"
+
+#include <gtest/gtest.h>
+
+namespace tarn::service {
+
+TEST(PrivateRandom, GivesTheSequenceOfTheUnseededGenerator) {
+    std::srand(1);
+    PrivateRandom random;
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(random.next(), std::rand()) << i;
+    }
+}
+
+TEST(PrivateRandom, IsNotDisturbedByOthersThatDraw) {
+    PrivateRandom alone;
+    PrivateRandom disturbed;
+    for (int i = 0; i < 100; ++i) {
+        std::srand(static_cast<unsigned>(i));
+        ASSERT_EQ(alone.next(), disturbed.next());
+        std::rand();
+    }
+}
+
+}  // namespace tarn::service
