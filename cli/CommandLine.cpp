@@ -8,10 +8,10 @@
 #include <sstream>
 
 #include "cli/CommandError.h"
-#include "cli/commands/Commands.h"
 #include "cli/OptionChecks.h"
-#include "cli/output/Output.h"
 #include "cli/client/ServiceClient.h"
+#include "cli/commands/Commands.h"
+#include "cli/output/Output.h"
 #include "platform/socket/SocketEndpoint.h"
 
 namespace tarn::cli {

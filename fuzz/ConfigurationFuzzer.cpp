@@ -12,8 +12,8 @@
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/ConfigurationFileReader.h"
-#include "service/configuration/check/ConfigurationReport.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/configuration/check/ConfigurationReport.h"
 #include "service/configuration/check/UnknownElements.h"
 #include "service/configuration/xml/XmlDocument.h"
 

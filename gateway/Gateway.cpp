@@ -5,8 +5,8 @@
 #include <stdexcept>
 
 #include "gateway/DescriptorSet.h"
-#include "gateway/relay/MonitoringAnswer.h"
 #include "gateway/SignalInput.h"
+#include "gateway/relay/MonitoringAnswer.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
 

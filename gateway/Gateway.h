@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "gateway/GatewayOptions.h"
 #include "gateway/relay/AdmissionPace.h"
 #include "gateway/relay/GatewayCounters.h"
-#include "gateway/GatewayOptions.h"
 #include "gateway/relay/Relay.h"
 #include "gateway/relay/TreeQuestion.h"
 #include "platform/socket/CatchUpPublisher.h"

@@ -8,9 +8,9 @@
 #include "gateway/GatewayOptions.h"
 #include "gateway/Readiness.h"
 #include "gateway/SignalInput.h"
-#include "platform/utils/log/ConsoleLogSink.h"
-#include "platform/utils/Log.h"
 #include "platform/os/ProcessDefaults.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 
 int main(int argc, char** argv) {
     using namespace tarn;

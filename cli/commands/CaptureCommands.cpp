@@ -6,11 +6,11 @@
 #include <stdexcept>
 #include <thread>
 
-#include "cli/commands/CaptureFormat.h"
 #include "cli/CommandError.h"
+#include "cli/client/ServiceClient.h"
+#include "cli/commands/CaptureFormat.h"
 #include "cli/commands/Commands.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/api_service.pb.h"
 #include "proto/deltacast_configuration.pb.h"
 

@@ -1,11 +1,11 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/output/DeviceWords.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "cli/output/Table.h"
 #include "proto/monitoring.pb.h"
 

@@ -3,10 +3,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::cli {

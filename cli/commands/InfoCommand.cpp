@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "cli/output/Table.h"
 #include "proto/api_service.pb.h"
 

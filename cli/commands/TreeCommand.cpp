@@ -3,13 +3,13 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandError.h"
+#include "cli/Interrupt.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/events/EventSource.h"
-#include "cli/Interrupt.h"
+#include "cli/events/TreeWatch.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
-#include "cli/events/TreeWatch.h"
 
 namespace tarn::cli {
 

@@ -3,9 +3,9 @@
 #include <chrono>
 #include <string>
 
+#include "cli/ExitStatus.h"
 #include "cli/events/BatchSequence.h"
 #include "cli/events/BatchSubscription.h"
-#include "cli/ExitStatus.h"
 
 namespace tarn::proto::service_event {
 class ServiceEventBatch;

@@ -3,11 +3,11 @@
 #include <memory>
 
 #include "cli/CommandError.h"
+#include "cli/Interrupt.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/events/EventSource.h"
 #include "cli/events/EventsWatch.h"
-#include "cli/Interrupt.h"
-#include "cli/client/ServiceClient.h"
 
 namespace tarn::cli {
 

@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
-#include "cli/events/BatchFollower.h"
 #include "cli/client/Session.h"
+#include "cli/events/BatchFollower.h"
 #include "proto/service_event.pb.h"
 
 namespace tarn::cli {

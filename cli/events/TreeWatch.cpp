@@ -4,12 +4,12 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "cli/CommandError.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/events/BatchText.h"
 #include "cli/output/ClockTime.h"
-#include "cli/CommandError.h"
 #include "cli/output/DeviceWords.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/service_event.pb.h"
 
 namespace tarn::cli {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/events/BatchFollower.h"
 #include "cli/client/Session.h"
+#include "cli/events/BatchFollower.h"
 #include "cli/output/TreeDrawing.h"
 #include "proto/monitoring.pb.h"
 

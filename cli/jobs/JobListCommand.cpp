@@ -2,11 +2,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobStates.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "cli/output/Table.h"
 #include "proto/api_service.pb.h"
 

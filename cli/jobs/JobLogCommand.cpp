@@ -5,13 +5,13 @@
 #include <thread>
 
 #include "cli/CommandError.h"
-#include "cli/commands/Commands.h"
 #include "cli/Interrupt.h"
+#include "cli/client/ServiceClient.h"
+#include "cli/commands/Commands.h"
 #include "cli/jobs/JobClient.h"
 #include "cli/jobs/JobSelection.h"
 #include "cli/jobs/LogFile.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "cli/CommandError.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobClient.h"
 #include "cli/jobs/JobProgress.h"
@@ -11,7 +12,6 @@
 #include "cli/jobs/JobSelection.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 

@@ -5,9 +5,9 @@
 #include <span>
 
 #include "cli/CommandError.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/jobs/JobClient.h"
 #include "cli/jobs/JobReporter.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 

@@ -3,11 +3,11 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandError.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobSelection.h"
 #include "cli/jobs/JobStop.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::cli {

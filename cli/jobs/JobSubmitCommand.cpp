@@ -2,13 +2,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/commands/Commands.h"
 #include "cli/Interrupt.h"
+#include "cli/client/ServiceClient.h"
+#include "cli/commands/Commands.h"
 #include "cli/jobs/JobReporter.h"
 #include "cli/jobs/JobSubmission.h"
 #include "cli/jobs/JobWatcher.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "platform/utils/UuidGenerator.h"
 #include "proto/api_service.pb.h"
 

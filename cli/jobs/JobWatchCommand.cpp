@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "cli/commands/Commands.h"
 #include "cli/Interrupt.h"
+#include "cli/commands/Commands.h"
 #include "cli/jobs/JobReporter.h"
 #include "cli/jobs/JobSelection.h"
 #include "cli/jobs/JobWatcher.h"

@@ -4,8 +4,8 @@
 
 #include "cli/CommandError.h"
 #include "cli/Interrupt.h"
-#include "cli/jobs/JobReporter.h"
 #include "cli/client/ServiceClient.h"
+#include "cli/jobs/JobReporter.h"
 #include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 #include "proto/job_monitoring.pb.h"

@@ -4,9 +4,9 @@
 #include <ostream>
 
 #include "cli/CommandError.h"
+#include "cli/client/Session.h"
 #include "cli/jobs/JobOutcome.h"
 #include "cli/output/Json.h"
-#include "cli/client/Session.h"
 #include "cli/output/StyledLine.h"
 #include "cli/output/Table.h"
 #include "cli/output/TerminalText.h"

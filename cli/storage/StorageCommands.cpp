@@ -2,11 +2,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/output/ByteSize.h"
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
+#include "cli/output/ByteSize.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
 #include "cli/storage/StorageOptions.h"
 #include "cli/storage/StorageTicket.h"
 #include "proto/loop_storage.pb.h"

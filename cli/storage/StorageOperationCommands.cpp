@@ -2,10 +2,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/output/ByteSize.h"
-#include "cli/commands/Commands.h"
-#include "cli/output/Output.h"
 #include "cli/client/ServiceClient.h"
+#include "cli/commands/Commands.h"
+#include "cli/output/ByteSize.h"
+#include "cli/output/Output.h"
 #include "cli/storage/StorageOptions.h"
 #include "cli/storage/StorageTicket.h"
 #include "proto/loop_storage.pb.h"

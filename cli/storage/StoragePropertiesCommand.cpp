@@ -2,12 +2,12 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobSubmission.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
-#include "cli/storage/StorageOptions.h"
 #include "cli/output/Table.h"
+#include "cli/storage/StorageOptions.h"
 #include "proto/loop_storage.pb.h"
 
 namespace tarn::cli {

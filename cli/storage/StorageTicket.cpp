@@ -8,8 +8,8 @@
 
 #include "cli/CommandError.h"
 #include "cli/Interrupt.h"
-#include "cli/output/Output.h"
 #include "cli/client/ServiceClient.h"
+#include "cli/output/Output.h"
 #include "proto/loop_storage.pb.h"
 
 namespace tarn::cli {

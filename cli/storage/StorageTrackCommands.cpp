@@ -3,14 +3,14 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "cli/output/ByteSize.h"
 #include "cli/CommandError.h"
-#include "cli/commands/Commands.h"
-#include "cli/output/Output.h"
 #include "cli/client/ServiceClient.h"
+#include "cli/commands/Commands.h"
+#include "cli/output/ByteSize.h"
+#include "cli/output/Output.h"
+#include "cli/output/Table.h"
 #include "cli/storage/StorageOptions.h"
 #include "cli/storage/StorageTracks.h"
-#include "cli/output/Table.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::cli {

@@ -3,9 +3,9 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
+#include "cli/jobs/JobProgress.h"
 #include "cli/output/ByteSize.h"
 #include "cli/output/DeviceWords.h"
-#include "cli/jobs/JobProgress.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::cli {

@@ -2,11 +2,11 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/output/Output.h"
-#include "cli/client/ServiceClient.h"
-#include "cli/storage/StorageOptions.h"
 #include "cli/output/Table.h"
+#include "cli/storage/StorageOptions.h"
 #include "proto/loop_storage.pb.h"
 
 namespace tarn::cli {

@@ -6,8 +6,8 @@
 #include <string>
 #include <thread>
 
-#include "platform/socket/SocketEndpoint.h"
 #include "platform/os/WakeUp.h"
+#include "platform/socket/SocketEndpoint.h"
 
 namespace tarn::gateway {
 

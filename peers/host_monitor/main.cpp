@@ -11,11 +11,11 @@
 #include "peers/host_monitor/HostDescription.h"
 #include "peers/host_monitor/HostMonitorOptions.h"
 #include "peers/host_monitor/readings/HostReader.h"
+#include "platform/os/ProcessDefaults.h"
 #include "platform/os/StopSignals.h"
-#include "platform/utils/log/ConsoleLogSink.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/os/ProcessDefaults.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "proto/monitoring.pb.h"
 
 namespace {
@@ -31,7 +31,7 @@ std::unique_ptr<EventChannel> openEvents(const std::string& endpoint) {
 }
 
 void run(const HostMonitorOptions& options) {
-    const os::StopSignals signals;
+    const tarn::os::StopSignals signals;
     const HostReader reader("/");
     HostDescription description(options.name);
     const auto sample = [&] { return description.describe(reader.read(Clock::now())); };

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "peers/ingest_service/channel/CaptureChannel.h"
 #include "peers/ingest_service/IngestDescription.h"
 #include "peers/ingest_service/IngestOptions.h"
 #include "peers/ingest_service/RunRecord.h"
+#include "peers/ingest_service/channel/CaptureChannel.h"
 
 namespace tarn::device_tree {
 class DeviceNode;

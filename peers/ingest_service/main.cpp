@@ -11,11 +11,11 @@
 #include "peers/device/DeviceServer.h"
 #include "peers/device/PushChannel.h"
 #include "peers/ingest_service/Ingest.h"
-#include "platform/os/StopSignals.h"
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/utils/log/ConsoleLogSink.h"
-#include "platform/utils/Log.h"
 #include "platform/os/ProcessDefaults.h"
+#include "platform/os/StopSignals.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 #include "proto/monitoring.pb.h"
 
 namespace {
@@ -43,7 +43,7 @@ void startMediaLibrary() {
 }
 
 void run(const IngestOptions& options) {
-    const os::StopSignals signals;
+    const tarn::os::StopSignals signals;
     const auto endpoint = SocketEndpoint::FromString(options.endpoint);
     auto events = openEvents(options.eventEndpoint);
     startMediaLibrary();

@@ -7,18 +7,18 @@
 #include <utility>
 #include <vector>
 
-#include "peers/job_runtime/supervision/Job.h"
 #include "peers/job_runtime/launcher/JobLog.h"
 #include "peers/job_runtime/launcher/LauncherOptions.h"
 #include "peers/job_runtime/launcher/LauncherProcess.h"
-#include "peers/job_runtime/pipeline/PipelineProcess.h"
 #include "peers/job_runtime/launcher/SetupAnswer.h"
 #include "peers/job_runtime/launcher/SetupServer.h"
+#include "peers/job_runtime/pipeline/PipelineProcess.h"
+#include "peers/job_runtime/supervision/Job.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
-#include "platform/utils/log/ConsoleLogSink.h"
+#include "platform/os/ProcessDefaults.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/os/ProcessDefaults.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 
 namespace tarn::peers {
 

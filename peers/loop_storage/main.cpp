@@ -5,14 +5,14 @@
 #include <iostream>
 #include <memory>
 
-#include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/LoopStorageOptions.h"
-#include "peers/loop_storage/server/Server.h"
 #include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/ring/Verification.h"
-#include "platform/utils/log/ConsoleLogSink.h"
-#include "platform/utils/Log.h"
+#include "peers/loop_storage/server/Server.h"
 #include "platform/os/ProcessDefaults.h"
+#include "platform/utils/Log.h"
+#include "platform/utils/log/ConsoleLogSink.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 #include "platform/device_tree/DeviceNode.h"
 
+#include "platform/device_tree/StatusValue.h"
 #include "platform/device_tree/messages/ContentText.h"
 #include "platform/device_tree/messages/Messages.h"
-#include "platform/device_tree/persistent/SortedByName.h"
-#include "platform/device_tree/StatusValue.h"
-#include "platform/device_tree/persistent/Tree.h"
 #include "platform/device_tree/messages/TreeDifference.h"
+#include "platform/device_tree/persistent/SortedByName.h"
+#include "platform/device_tree/persistent/Tree.h"
 #include "platform/utils/Printable.h"
 #include "proto/monitoring.pb.h"
 

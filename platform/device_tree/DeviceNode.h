@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/device_tree/persistent/CopyOnWrite.h"
 #include "platform/device_tree/GlobalStatus.h"
 #include "platform/device_tree/NamedStatus.h"
 #include "platform/device_tree/Property.h"
+#include "platform/device_tree/persistent/CopyOnWrite.h"
 
 namespace tarn::proto::monitoring {
 class DeviceNode;

@@ -1,7 +1,7 @@
 #include "platform/device_tree/NamedStatus.h"
 
-#include "platform/device_tree/messages/Messages.h"
 #include "platform/device_tree/StatusValue.h"
+#include "platform/device_tree/messages/Messages.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {

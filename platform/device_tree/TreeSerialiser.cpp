@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device_tree/messages/BytesFromBehind.h"
 #include "platform/device_tree/messages/Messages.h"
+#include "platform/device_tree/messages/ReverseWriter.h"
 #include "platform/device_tree/messages/SubDeviceFields.h"
 #include "platform/device_tree/persistent/Tree.h"
 #include "proto/monitoring.pb.h"
@@ -68,8 +68,8 @@ class KnownFromBehind {
 
 struct TreeSerialiser::Implementation {
     Node last;  // null at first
-    BytesFromBehind bytesOfLast;
-    BytesFromBehind bytes;
+    ReverseWriter bytesOfLast;
+    ReverseWriter bytes;
     Message own;  // one for all nodes: filling it again costs a fraction
 
     void write(const Content& node, std::vector<Known> before);

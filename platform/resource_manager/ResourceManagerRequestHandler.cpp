@@ -4,9 +4,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/resource_manager/registry/LeftSockets.h"
-#include "platform/resource_manager/registry/Registry.h"
 #include "platform/resource_manager/RegistryFolder.h"
+#include "platform/resource_manager/registry/Registry.h"
+#include "platform/resource_manager/registry/StaleSockets.h"
 #include "platform/resource_manager/server/RequestThread.h"
 #include "platform/resource_manager/server/ServedRegistry.h"
 #include "platform/socket/Socket.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/resource_manager/JobDescription.h"
 #include "platform/os/ProcessIdentity.h"
+#include "platform/resource_manager/JobDescription.h"
 
 namespace tarn::proto::resource_manager {
 class RunningJob;

@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "platform/socket/zmq/Frame.h"
 #include "platform/socket/SocketTypes.h"
+#include "platform/socket/zmq/Frame.h"
 #include "platform/socket/zmq/ZmqError.h"
 
 namespace tarn::socket {

@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "platform/socket/zmq/KnownPeers.h"
-#include "platform/socket/zmq/Listening.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/zmq/BoundSocket.h"
+#include "platform/socket/zmq/KnownPeers.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
@@ -90,7 +90,7 @@ class CatchUpPublisher {
 
     const std::string name;
     const Wire wire;
-    Listening listening;
+    BoundSocket listening;
     KnownPeers known;
     // Announcements may be out of step with who made them, until all have been taken.
     bool isDisturbed = false;

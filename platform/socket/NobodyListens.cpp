@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "platform/socket/zmq/Connection.h"
 #include "platform/socket/IpcPathClaim.h"
+#include "platform/socket/zmq/ConnectedSocket.h"
 
 namespace tarn::socket {
 
@@ -44,7 +44,7 @@ std::optional<std::string> whyNobodyListens(const SocketEndpoint& endpoint,
             case Transport::Ipc:
                 return problemOfIpc(endpoint);
             case Transport::Tcp:
-                return Connection::isRefused(endpoint, bound)
+                return ConnectedSocket::isRefused(endpoint, bound)
                            ? std::optional("nobody listens on " + textOf(endpoint))
                            : std::nullopt;
             default:

@@ -90,7 +90,8 @@ bool Socket::awaitSubscriber(std::uint32_t timeoutMs) {
     if (impl->settings.protocol != Protocol::Publish) {
         throw std::invalid_argument(debugString() + ": the socket has no subscribers");
     }
-    return impl->named([&] { return impl->awaitSubscriber(os::Deadline(milliseconds(timeoutMs))); });
+    return impl->named(
+        [&] { return impl->awaitSubscriber(os::Deadline(milliseconds(timeoutMs))); });
 }
 
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {

@@ -9,11 +9,11 @@
 #include <thread>
 #include <utility>
 
-#include "platform/socket/zmq/EndpointQueue.h"
-#include "platform/socket/Socket.h"
-#include "platform/os/WakeUp.h"
-#include "platform/utils/Log.h"
 #include "platform/os/SignalsBlocked.h"
+#include "platform/os/WakeUp.h"
+#include "platform/socket/Socket.h"
+#include "platform/socket/zmq/EndpointQueue.h"
+#include "platform/utils/Log.h"
 
 namespace tarn::socket::utils {
 

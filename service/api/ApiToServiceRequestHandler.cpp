@@ -48,14 +48,14 @@ ServiceToApiReply::ServiceToApiReplyType replyTypeOf(
 }  // namespace
 
 ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& serviceName,
-                                                       Surroundings surroundings)
+                                                       Dependencies dependencies)
     : MessageFormatter("Api requests handler"),
       serviceName(serviceName),
-      surroundings(std::move(surroundings)),
+      dependencies(std::move(dependencies)),
       jobList(std::make_unique<JobList>()),
-      sendFailures(utils::LogLevel::Error, this->surroundings.steadyNow),
-      pollFailures(utils::LogLevel::Error, this->surroundings.steadyNow),
-      forFrames{*this, this->surroundings.steadyNow, sendFailures} {}
+      sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
+      pollFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
+      forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
 ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {
     terminate();
@@ -64,7 +64,7 @@ ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {
 void ApiToServiceRequestHandler::start(const std::string& name) {
     serviceName = name;
     std::string error;
-    if (!surroundings.dictionary.initFromLocalDictionary(error)) {
+    if (!dependencies.dictionary.initFromLocalDictionary(error)) {
         utils::logFatal(formatMessage("Init from local dictionary failed: " + error));
     }
     const std::lock_guard lock(terminationMutex);
@@ -72,7 +72,7 @@ void ApiToServiceRequestHandler::start(const std::string& name) {
         return;
     }
     requestThread = std::make_shared<std::thread>(
-        [this] { requestThreadFunction(surroundings.workflows.getRequestsEndpoint()); });
+        [this] { requestThreadFunction(dependencies.workflows.getRequestsEndpoint()); });
 }
 
 void ApiToServiceRequestHandler::requestThreadFunction(const socket::SocketEndpoint& endpoint) {

@@ -53,7 +53,7 @@ class WorkflowCreator;
 class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
   public:
     /// What the handlers work with; the references must outlive the object.
-    struct Surroundings {
+    struct Dependencies {
         WorkflowCreator& workflows;
         resource_manager::ResourceManagerProxy& resourceManager;
         const configuration::ConfigurationHandler& configuration;
@@ -64,7 +64,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
         dictionary::ComponentsDictionary dictionary;
     };
 
-    ApiToServiceRequestHandler(const std::string& serviceName, Surroundings surroundings);
+    ApiToServiceRequestHandler(const std::string& serviceName, Dependencies dependencies);
     ~ApiToServiceRequestHandler() override;  ///< terminates
 
     /// Loads the components dictionary and launches the thread, which serves the workflow creator's
@@ -130,14 +130,14 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
                      const tarn::proto::service_engine::ServiceToEngineRequest& request);
 
     std::string serviceName;
-    Surroundings surroundings;
+    Dependencies dependencies;
     const std::unique_ptr<JobList> jobList;
     std::atomic<bool> stopFlag{false};
 
     // The request thread's own:
     utils::RepeatedFailure sendFailures;
     utils::RepeatedFailure pollFailures;
-    const HandlerFrame::Surroundings forFrames;
+    const HandlerFrame::Dependencies forFrames;
 
     std::mutex terminationMutex;
     std::condition_variable terminationCondition;

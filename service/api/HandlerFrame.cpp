@@ -17,10 +17,10 @@ constexpr std::chrono::seconds sendThreshold{5};
 
 }  // namespace
 
-HandlerFrame::HandlerFrame(const Surroundings& surroundings, Labels labels, Work work)
-    : surroundings(surroundings), labels(std::move(labels)) {
+HandlerFrame::HandlerFrame(const Dependencies& dependencies, Labels labels, Work work)
+    : dependencies(dependencies), labels(std::move(labels)) {
     if (work == Work::Begins) {
-        startTime = surroundings.now();
+        startTime = dependencies.now();
     }
 }
 
@@ -28,7 +28,7 @@ HandlerFrame::HandlerFrame(const Surroundings& surroundings, Labels labels, Work
 void HandlerFrame::warnIfSlow(const std::string& label, std::chrono::seconds threshold) const {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(endTime - startTime);
     if (elapsed > threshold) {
-        utils::logWarning(surroundings.formatter.formatMessage(
+        utils::logWarning(dependencies.formatter.formatMessage(
             label + " took longer than expected: " + std::to_string(elapsed.count()) +
             "ms, threshold at " + std::to_string(threshold.count())));
     }
@@ -43,17 +43,17 @@ void HandlerFrame::send(const tarn::proto::api_service::ServiceToApiReply& reply
 void HandlerFrame::send(const std::function<std::string()>& text, socket::Socket& socket,
                         const std::function<void(socket::Socket&)>& sendOn) {
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
-        utils::logTrace(surroundings.formatter.formatMessage("Sending " + text()));
+        utils::logTrace(dependencies.formatter.formatMessage("Sending " + text()));
     }
-    endTime = surroundings.now();
+    endTime = dependencies.now();
     warnIfSlow(labels.request, labels.processingThreshold);
     try {
-        startTime = surroundings.now();
+        startTime = dependencies.now();
         sendOn(socket);
-        endTime = surroundings.now();
+        endTime = dependencies.now();
         warnIfSlow(labels.reply, sendThreshold);
     } catch (const std::exception& e) {
-        surroundings.sendFailures.log(surroundings.formatter.formatMessage(
+        dependencies.sendFailures.log(dependencies.formatter.formatMessage(
             "Failed sending reply on " + socket.debugString() + ": " + e.what()));
     }
 }

@@ -33,7 +33,7 @@ class HandlerFrame {
     };
 
     /// What all requests of a server have in common; outlives the frames.
-    struct Surroundings {
+    struct Dependencies {
         const utils::IMessageFormatter& formatter;
         SteadyNow now;
         utils::RepeatedFailure& sendFailures;  ///< a client need not take its replies
@@ -42,7 +42,7 @@ class HandlerFrame {
     enum class Work { Begins, HasBegun };
 
     /// `HasBegun` is for who takes over from a frame that did not come to its end.
-    HandlerFrame(const Surroundings& surroundings, Labels labels, Work work = Work::Begins);
+    HandlerFrame(const Dependencies& dependencies, Labels labels, Work work = Work::Begins);
 
     /// Replaces the request's label, where it depends on the work.
     void nameRequest(std::string label) { labels.request = std::move(label); }
@@ -58,7 +58,7 @@ class HandlerFrame {
   private:
     void warnIfSlow(const std::string& label, std::chrono::seconds threshold) const;
 
-    const Surroundings& surroundings;
+    const Dependencies& dependencies;
     Labels labels;
 };
 

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "platform/utils/Log.h"
-#include "service/configuration/check/CheckCreateFolder.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/ConfigurationFileReader.h"
+#include "service/configuration/check/CheckCreateFolder.h"
 #include "service/configuration/check/ConfigurationReport.h"
 #include "service/configuration/xml/XmlDocument.h"
 

@@ -6,9 +6,9 @@
 #include "proto/service_event.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
-#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DeviceEventListener.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/events/EventEmitter.h"
 
@@ -54,8 +54,8 @@ ServiceEvent makeEvent(ServiceEvent::Type type, const std::string& id, DeviceCla
 
 }  // namespace
 
-DeviceManager::DeviceManager(Surroundings surroundings)
-    : MessageFormatter("DeviceManager"), surroundings(std::move(surroundings)), tree(emptyTree()) {}
+DeviceManager::DeviceManager(Dependencies dependencies)
+    : MessageFormatter("DeviceManager"), dependencies(std::move(dependencies)), tree(emptyTree()) {}
 
 DeviceManager::~DeviceManager() = default;
 
@@ -63,13 +63,13 @@ bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
     errors.clear();
     destroyControllers();
     std::string error;
-    surroundings.listener.stop(error);
+    dependencies.listener.stop(error);
     *tree.lock() = emptyTree();  // now that no event of the old devices is on its way any more
-    const bool listens = surroundings.listener.start(error);
+    const bool listens = dependencies.listener.start(error);
     if (!listens) {
         errors.push_back(error);
     }
-    for (const auto& device : surroundings.configuration.getDevices()) {
+    for (const auto& device : dependencies.configuration.getDevices()) {
         createController(device);
     }
     createLoopStorageControllers();
@@ -78,20 +78,20 @@ bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
 
 void DeviceManager::createController(const TarnDevice& device) {
     if (device.type == TarnDeviceType::DELTACAST) {
-        const auto made = surroundings.makeDeltacastController(device.monitoringInterface);
+        const auto made = dependencies.makeDeltacastController(device.monitoringInterface);
         auto locked = controllers.lock();
         locked->deltacast = made;
         locked->all.push_back(made);
         return;
     }
-    const auto made = surroundings.makeProtocolController(device.monitoringInterface);
+    const auto made = dependencies.makeProtocolController(device.monitoringInterface);
     controllers.lock()->all.push_back(made);
 }
 
 void DeviceManager::createLoopStorageControllers() {
-    for (const auto& storage : surroundings.configuration.getLoopStorages()) {
+    for (const auto& storage : dependencies.configuration.getLoopStorages()) {
         if (storage) {
-            const auto made = surroundings.makeLoopStorageController(*storage);
+            const auto made = dependencies.makeLoopStorageController(*storage);
             auto locked = controllers.lock();
             locked->loopStorage = made;
             locked->all.push_back(made);
@@ -126,7 +126,7 @@ void DeviceManager::handleStatusChangeEvent(const GlobalStatusChanges& globals,
         }
     }
     const DeviceNode snapshot = *tree.lock();
-    surroundings.emitter.pushEvent(snapshot, nullptr, /*notify=*/false);
+    dependencies.emitter.pushEvent(snapshot, nullptr, /*notify=*/false);
 }
 
 void DeviceManager::handleDeviceAddEvent(const DeviceNode& node) {
@@ -170,7 +170,7 @@ void DeviceManager::handleShutdownEvent(const std::string& id) {
 
 void DeviceManager::publish(const ServiceEvent& event) {
     const DeviceNode snapshot = *tree.lock();
-    surroundings.emitter.pushEvent(snapshot, &event, /*notify=*/true);
+    dependencies.emitter.pushEvent(snapshot, &event, /*notify=*/true);
 }
 
 void DeviceManager::warn(const std::string& problem) const {
@@ -179,7 +179,7 @@ void DeviceManager::warn(const std::string& problem) const {
 
 void DeviceManager::withMessageOf(const DeviceNode& snapshot,
                                   const std::function<void(std::string_view)>& take) {
-    surroundings.emitter.withMessageOf(snapshot, take);
+    dependencies.emitter.withMessageOf(snapshot, take);
 }
 
 std::string DeviceManager::debugString() {

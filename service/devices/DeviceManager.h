@@ -40,7 +40,7 @@ class LoopStorageDeviceController;
 class DeviceManager : public tarn::utils::MessageFormatter {
   public:
     /// What the manager works with; the references must outlive it.
-    struct Surroundings {
+    struct Dependencies {
         const configuration::ConfigurationHandler& configuration;
         DeviceEventListener& listener;
         EventEmitter& emitter;
@@ -60,7 +60,7 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     using GlobalStatusChanges = std::vector<std::pair<std::string, device_tree::GlobalStatus>>;
     using NamedStatusChanges = std::vector<std::pair<std::string, device_tree::NamedStatus>>;
 
-    explicit DeviceManager(Surroundings surroundings);
+    explicit DeviceManager(Dependencies dependencies);
     ~DeviceManager() override;
 
     /// Throws away tree and controllers, restarts the listener and makes the controllers anew,
@@ -111,7 +111,7 @@ class DeviceManager : public tarn::utils::MessageFormatter {
     void publish(const tarn::proto::service_event::ServiceEvent& event);
     void warn(const std::string& problem) const;
 
-    const Surroundings surroundings;
+    const Dependencies dependencies;
     struct Controllers {
         std::list<std::shared_ptr<DeviceController>> all;  // in the order in which they were made
         std::shared_ptr<LoopStorageDeviceController> loopStorage;

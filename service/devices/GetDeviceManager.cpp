@@ -3,13 +3,13 @@
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/GetConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
-#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
 #include "service/devices/DevicePresence.h"
-#include "service/devices/storage/LoopStorageDeviceController.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/capture/ProcessControl.h"
 #include "service/devices/protocol/TarnProtocolDeviceController.h"
+#include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/devices/storage/TrackTasks.h"
 #include "service/events/EventEmitter.h"
 #include "service/workflows/ShellCommand.h"
@@ -22,13 +22,13 @@ std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
     const configuration::LoopStorageConfigurationHandler& storage, TrackTasks& tasks) {
     // Controllers go when the process ends, and the tickets with them. Operations that were taken
     // must still reach the server; how long they take there nobody is left to ask.
-    const LoopStorageDeviceController::Surroundings surroundings{
+    const LoopStorageDeviceController::Dependencies dependencies{
         .tasks = tasks, .patience = std::chrono::seconds(2)};
     if (storage.isTcpInterface()) {
         return std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
-                                                             storage.getPort(), surroundings);
+                                                             storage.getPort(), dependencies);
     }
-    return std::make_shared<LoopStorageDeviceController>(storage.getAddress(), surroundings);
+    return std::make_shared<LoopStorageDeviceController>(storage.getAddress(), dependencies);
 }
 
 DevicePresence& devicePresence() {
@@ -44,13 +44,13 @@ std::string launchRecord() {
     return resource_manager::RegistryFolder().pathFor(endpoint) + ".ingest";
 }
 
-// What its surroundings are made of is made before the manager, to be destroyed after it.
+// What its dependencies are made of is made before the manager, to be destroyed after it.
 auto deltacastControllerMaker() {
     static RealProcessControl processes;
     auto& resourceManager = resource_manager::GetResourceManagerProxy();
     return [&resourceManager](const std::string& endpoint) {
         return std::make_shared<DeltacastDeviceController>(
-            endpoint, DeltacastDeviceController::Surroundings{
+            endpoint, DeltacastDeviceController::Dependencies{
                           .listener = GetDeviceEventListener(),
                           .configuration = configuration::GetConfigurationHandler(),
                           .resourceManager = resourceManager,
@@ -69,7 +69,7 @@ DeviceManager& GetDeviceManager() {
         {configuration::GetConfigurationHandler(), GetDeviceEventListener(), GetEventEmitter(),
          [](const std::string& endpoint) {
              return std::make_shared<TarnProtocolDeviceController>(
-                 endpoint, TarnProtocolDeviceController::Surroundings{
+                 endpoint, TarnProtocolDeviceController::Dependencies{
                                .listener = GetDeviceEventListener(),
                                .presence = &devicePresence(),
                                .eventEndpoints = EventEndpointRules::of(

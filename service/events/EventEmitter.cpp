@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device_tree/messages/BytesFromBehind.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/messages/ReverseWriter.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
@@ -171,7 +171,7 @@ EventEmitter::Delivery EventEmitter::send(const Batch& gathered, BatchMessage& m
             return Delivery::Done;
         }
         withMessageOf(*gathered.tree, [&](std::string_view tree) {
-            device_tree::BytesFromBehind head;
+            device_tree::ReverseWriter head;
             head.prependFieldHead(ServiceEventBatch::kDeviceTreeFieldNumber, tree.size());
             socket.sendParts({head.view(), tree, message.SerializeAsString()});
         });

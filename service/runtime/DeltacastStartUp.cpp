@@ -17,16 +17,16 @@ constexpr std::uint32_t launchingTime = 10;  // seconds, for one that has yet to
 
 }  // namespace
 
-DeltacastStartUp::DeltacastStartUp(Surroundings surroundings, std::string persistentFile)
-    : surroundings(std::move(surroundings)), persistentFile(std::move(persistentFile)) {}
+DeltacastStartUp::DeltacastStartUp(Dependencies dependencies, std::string persistentFile)
+    : dependencies(std::move(dependencies)), persistentFile(std::move(persistentFile)) {}
 
 void DeltacastStartUp::run() const {
     utils::logInfo("Leaving some time for Deltacast handler to look for Deltacast service...");
-    if (surroundings.pause(lookingTime)) {
+    if (dependencies.pause(lookingTime)) {
         return;
     }
     utils::logInfo("... Done");
-    switch (surroundings.status()) {
+    switch (dependencies.status()) {
         case DeltacastStatus::Starting:
             utils::logInfo("Deltacast service status is STARTING, waiting for RUNNING status...");
             return waitForStart(startingTime);
@@ -44,14 +44,14 @@ void DeltacastStartUp::run() const {
 }
 
 bool DeltacastStartUp::applyConfiguration() const {
-    return (!persistentFile.empty() && surroundings.applyConfigurationFile(persistentFile)) ||
-           surroundings.applyDefaultConfiguration();
+    return (!persistentFile.empty() && dependencies.applyConfigurationFile(persistentFile)) ||
+           dependencies.applyDefaultConfiguration();
 }
 
 void DeltacastStartUp::waitForStart(std::uint32_t seconds) const {
-    if (surroundings.waitForDeviceStarted(seconds)) {
+    if (dependencies.waitForDeviceStarted(seconds)) {
         utils::logInfo("... Done");
-    } else if (!surroundings.pause(std::chrono::milliseconds(0))) {
+    } else if (!dependencies.pause(std::chrono::milliseconds(0))) {
         utils::logError("... Failed waiting for device start. Persistent jobs may end up in error");
     }
 }

@@ -17,7 +17,7 @@ namespace tarn::service {
 class DeltacastStartUp {
   public:
     /// The controller of the ingest service, and the time.
-    struct Surroundings {
+    struct Dependencies {
         std::function<devices::DeltacastStatus()> status;
         std::function<bool(std::uint32_t seconds)> waitForDeviceStarted;
         std::function<bool(const std::string& path)> applyConfigurationFile;
@@ -26,7 +26,7 @@ class DeltacastStartUp {
     };
 
     /// An empty path stands for no persistent file.
-    DeltacastStartUp(Surroundings surroundings, std::string persistentFile);
+    DeltacastStartUp(Dependencies dependencies, std::string persistentFile);
 
     void run() const;
 
@@ -34,7 +34,7 @@ class DeltacastStartUp {
     void waitForStart(std::uint32_t seconds) const;
     bool applyConfiguration() const;
 
-    const Surroundings surroundings;
+    const Dependencies dependencies;
     const std::string persistentFile;
 };
 

@@ -1,9 +1,9 @@
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "service/configuration/GetConfigurationHandler.h"
-#include "service/workflows/launch/FreeEndpoint.h"
-#include "service/workflows/launch/PrivateRandom.h"
 #include "service/workflows/ShellCommand.h"
 #include "service/workflows/WorkflowCreator.h"
+#include "service/workflows/launch/FreeEndpoint.h"
+#include "service/workflows/launch/PrivateRandom.h"
 
 namespace tarn::service {
 

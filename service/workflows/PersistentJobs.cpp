@@ -45,7 +45,7 @@ WorkflowCreator::Properties propertiesOf(const ServiceToJobRequestSetup& setup) 
 }  // namespace
 
 void WorkflowCreator::regeneratePersistentJobs(const std::function<bool()>& breakOff) {
-    const fs::path folder = surroundings.configuration.getPersistentJobsFolder();
+    const fs::path folder = dependencies.configuration.getPersistentJobsFolder();
     boost::system::error_code failure;
     if (!fs::is_directory(folder, failure)) {
         utils::logError(formatMessage(

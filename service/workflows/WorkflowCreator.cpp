@@ -32,8 +32,8 @@ void addResources(ServiceToJobRequestSetup& setup, const WorkflowCreator::Proper
 
 }  // namespace
 
-WorkflowCreator::WorkflowCreator(Surroundings surroundings)
-    : MessageFormatter("Workflow creator"), surroundings(std::move(surroundings)) {}
+WorkflowCreator::WorkflowCreator(Dependencies dependencies)
+    : MessageFormatter("Workflow creator"), dependencies(std::move(dependencies)) {}
 
 void WorkflowCreator::init(const socket::SocketEndpoint& requests,
                            const socket::SocketEndpoint& events) {
@@ -44,7 +44,7 @@ void WorkflowCreator::init(const socket::SocketEndpoint& requests,
 bool WorkflowCreator::isRunning(const std::string& uuid) {
     resource_manager::RunningJob job;
     std::string error;
-    if (!surroundings.resourceManager.getRunningJobWithUuid(uuid, job, error)) {
+    if (!dependencies.resourceManager.getRunningJobWithUuid(uuid, job, error)) {
         utils::logError(formatMessage("Failed to get running jobs by uuid: " + error));
         return false;
     }
@@ -53,12 +53,12 @@ bool WorkflowCreator::isRunning(const std::string& uuid) {
 }
 
 void WorkflowCreator::launch(const std::string& label, const std::string& ipcEndpoint) {
-    const auto command = surroundings.configuration.getPluginsEnvironmentVariable() + " " +
-                         surroundings.configuration.getWorkflowLauncher() + " " + "-l " +
+    const auto command = dependencies.configuration.getPluginsEnvironmentVariable() + " " +
+                         dependencies.configuration.getWorkflowLauncher() + " " + "-l " +
                          shellQuoted(label) + " " + "-e " + ipcEndpoint + " " + "-d" + " &";
     utils::logInfo(
         formatMessage("Creating workflow: " + utils::printable(command, loggedCommandLimit)));
-    surroundings.runShell(command);
+    dependencies.runShell(command);
 }
 
 bool WorkflowCreator::setUpJob(const std::string& ipcEndpoint, const ServiceToJobRequest& request) {
@@ -114,7 +114,7 @@ bool WorkflowCreator::createWorkflow(
     setup.set_job_configuration(jobConfiguration);
     setup.set_first_job_endpoint(firstJobEndpoint);
     setup.set_second_job_endpoint(secondJobEndpoint);
-    setup.set_resources_endpoint(surroundings.configuration.getResourcesEndpoint());
+    setup.set_resources_endpoint(dependencies.configuration.getResourcesEndpoint());
     auto resources = properties;
     resources["Endpoint"] = {firstJobEndpoint, secondJobEndpoint};
     addResources(setup, resources);

@@ -39,7 +39,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     using Properties = std::map<std::string, std::vector<std::string>>;
 
     /// What the creator works with; all of it must outlive it.
-    struct Surroundings {
+    struct Dependencies {
         const configuration::ConfigurationHandler& configuration;
         resource_manager::ResourceManagerProxy& resourceManager;
         std::function<void(const std::string& command)> runShell;
@@ -48,7 +48,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
         std::function<bool(const socket::SocketEndpoint& endpoint)> isFree = {};
     };
 
-    explicit WorkflowCreator(Surroundings surroundings);
+    explicit WorkflowCreator(Dependencies dependencies);
     ~WorkflowCreator() override = default;
 
     /// Takes the service's endpoints as configured, a "*" host included.
@@ -112,7 +112,7 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
 
     socket::SocketEndpoint requestsEndpoint;
     socket::SocketEndpoint eventsEndpoint;
-    const Surroundings surroundings;
+    const Dependencies dependencies;
 
     /// TCP endpoints handed out last, oldest first: their jobs may not have registered them yet.
     utils::Synchronised<std::list<std::string>> recentEndpoints;

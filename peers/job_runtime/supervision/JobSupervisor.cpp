@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "peers/job_runtime/launcher/Admission.h"
-#include "peers/job_runtime/supervision/InputWait.h"
 #include "peers/job_runtime/launcher/JobSetup.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
-#include "peers/job_runtime/persistence/Persistence.h"
 #include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/persistence/Persistence.h"
+#include "peers/job_runtime/supervision/InputWait.h"
+#include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
@@ -32,9 +32,9 @@ void logWarningOf(const tarn::proto::pipeline_control::PipelineReport& report) {
 
 }  // namespace
 
-JobSupervisor::JobSupervisor(const Surroundings& surroundings,
+JobSupervisor::JobSupervisor(const Dependencies& dependencies,
                              std::unique_ptr<PipelineProcess> started)
-    : job(surroundings), voice(job.status, job.events, Clock::now()), process(std::move(started)) {}
+    : job(dependencies), voice(job.status, job.events, Clock::now()), process(std::move(started)) {}
 
 void JobSupervisor::run() {
     begin(Clock::now());
@@ -137,13 +137,13 @@ void JobSupervisor::followAdmission(Clock::time_point now) {
 
 void JobSupervisor::climb(Clock::time_point now) {
     const auto due = ladder.take(now);
-    if (due == StopLadder::Step::Terminate) {
+    if (due == StopEscalation::Step::Terminate) {
         utils::logWarning("The pipeline process does not end: SIGTERM");
         process->signalGroup(SIGTERM);
-    } else if (due == StopLadder::Step::Kill) {
+    } else if (due == StopEscalation::Step::Kill) {
         utils::logWarning("The pipeline process does not end: SIGKILL");
         process->signalGroup(SIGKILL);
-    } else if (due == StopLadder::Step::GiveUp) {
+    } else if (due == StopEscalation::Step::GiveUp) {
         endRun(judge(facts, {}), now);
     }
 }

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
-#include "peers/job_runtime/supervision/JobVoice.h"
 #include "peers/job_runtime/pipeline/PipelineProcess.h"
 #include "peers/job_runtime/pipeline/RunResult.h"
-#include "peers/job_runtime/pipeline/StopLadder.h"
+#include "peers/job_runtime/pipeline/StopEscalation.h"
+#include "peers/job_runtime/supervision/JobVoice.h"
 #include "platform/utils/RestartPolicy.h"
 
 namespace tarn::peers {
@@ -41,7 +41,7 @@ class JobSupervisor {
     static constexpr std::chrono::milliseconds timeToGetReady{4500};
 
     /// What the supervisor works with; all must outlive it.
-    struct Surroundings {
+    struct Dependencies {
         const JobSetup& setup;
         JobStatus& status;
         EventPublisher& events;
@@ -53,7 +53,7 @@ class JobSupervisor {
 
     /// `process` is one that was told nothing yet; none where it could not be started, which is
     /// tried again then.
-    JobSupervisor(const Surroundings& surroundings, std::unique_ptr<PipelineProcess> process);
+    JobSupervisor(const Dependencies& dependencies, std::unique_ptr<PipelineProcess> process);
 
     /// Returns when the job is over.
     void run();
@@ -101,14 +101,14 @@ class JobSupervisor {
     void tellWhatIsNotKept();
     void forgetWhatEndedForGood();
 
-    const Surroundings job;
+    const Dependencies job;
     JobVoice voice;
     std::unique_ptr<PipelineProcess> process;
     Phase phase = Phase::Running;
     Stage stage = Stage::Checking;
     Clock::time_point readyBy;  // of this run
     RunFacts facts;
-    StopLadder ladder;
+    StopEscalation ladder;
     utils::RestartPolicy policy;
     Clock::time_point wakeAt;  // the end of Waiting
 

@@ -12,8 +12,8 @@
 #include <system_error>
 #include <utility>
 
-#include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/ring/VersionedFile.h"
 #include "platform/utils/Log.h"
 

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <string>
 
-#include "peers/loop_storage/operations/Catalogue.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/operations/Catalogue.h"
 
 namespace tarn::peers::loop_storage {
 

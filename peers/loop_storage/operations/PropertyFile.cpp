@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/ring/VersionedFile.h"
 #include "platform/storage_wire/Checksum.h"
 #include "platform/utils/Printable.h"

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <string>
 
-#include "peers/loop_storage/operations/Catalogue.h"
 #include "peers/loop_storage/disk/DiskPool.h"
+#include "peers/loop_storage/operations/Catalogue.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/disk/DiskFile.h"
+#include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/ring/IndexRecords.h"
 
 namespace tarn::peers::loop_storage {

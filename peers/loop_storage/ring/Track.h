@@ -12,11 +12,11 @@
 #include <system_error>
 #include <vector>
 
-#include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/disk/DiskErrors.h"
 #include "peers/loop_storage/disk/DiskQueue.h"
-#include "peers/loop_storage/ring/FrameInfo.h"
 #include "peers/loop_storage/operations/PropertyFile.h"
+#include "peers/loop_storage/ring/BootId.h"
+#include "peers/loop_storage/ring/FrameInfo.h"
 #include "peers/loop_storage/ring/RingIndex.h"
 #include "platform/os/FileDescriptor.h"
 

@@ -1,8 +1,8 @@
 // What a track makes of the files that it finds.
 #include <utility>
 
-#include "peers/loop_storage/ring/Recovery.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/ring/Recovery.h"
 #include "peers/loop_storage/ring/Track.h"
 #include "peers/loop_storage/ring/TrackFiles.h"
 

@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
+#include "peers/loop_storage/operations/Storage.h"
 #include "peers/loop_storage/server/Clients.h"
 #include "peers/loop_storage/server/SessionLimits.h"
-#include "peers/loop_storage/operations/Storage.h"
 #include "platform/socket/IpcFile.h"
 #include "platform/utils/RepeatedFailure.h"
 #include "platform/utils/Synchronised.h"

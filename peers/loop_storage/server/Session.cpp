@@ -5,8 +5,8 @@
 #include <boost/asio/post.hpp>
 #include <utility>
 
-#include "peers/loop_storage/server/PeerName.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/server/PeerName.h"
 #include "platform/storage_wire/SendBuffer.h"
 #include "platform/utils/Log.h"
 #include "proto/storage_wire.pb.h"

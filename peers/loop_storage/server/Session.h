@@ -13,13 +13,13 @@
 #include <utility>
 #include <vector>
 
+#include "peers/loop_storage/operations/Storage.h"
 #include "peers/loop_storage/server/Outbox.h"
 #include "peers/loop_storage/server/Presence.h"
 #include "peers/loop_storage/server/ReaderRole.h"
 #include "peers/loop_storage/server/RequestHandler.h"
 #include "peers/loop_storage/server/SessionLimits.h"
-#include "peers/loop_storage/server/Sharing.h"
-#include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/server/WorkerSharing.h"
 #include "peers/loop_storage/server/WriterRole.h"
 #include "platform/storage_wire/MessageParser.h"
 
@@ -98,7 +98,7 @@ class Session : public std::enable_shared_from_this<Session>,
     WorkerClient asWorker(const std::string& name);
     bool isLocal() const;
     void attached(const std::shared_ptr<Attachment>& attachment, const Request& request,
-                  const Sharing& sharing);
+                  const WorkerSharing& sharing);
     void followTicket(const Request& request);
     void answerTicket(std::int64_t ticket);
     void answer(const Answer& answer);
@@ -117,7 +117,7 @@ class Session : public std::enable_shared_from_this<Session>,
     void refuse(const std::exception& failure);
 
     void send(const Answer& answer, std::vector<char> payload = {});
-    bool sendWith(const Sharing& sharing, Answer answer);
+    bool sendWith(const WorkerSharing& sharing, Answer answer);
     void sendNext();
     void sent();
     bool canSendFrames() const;

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "peers/loop_storage/server/Session.h"
+#include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/MessageHeader.h"
-#include "platform/storage_wire/Sharing.h"
 #include "proto/storage_wire.pb.h"
 
 namespace tarn::peers::loop_storage {
@@ -54,7 +54,7 @@ void Session::send(const Answer& reply, std::vector<char> payload) {
 }
 
 // False when they cannot go with it now, and then the worker does without.
-bool Session::sendWith(const Sharing& sharing, Answer reply) {
+bool Session::sendWith(const WorkerSharing& sharing, Answer reply) {
     const auto descriptors = sharing.descriptors();
     if (descriptors.empty() || outbox.isSending() || !outbox.isEmpty()) {
         return false;

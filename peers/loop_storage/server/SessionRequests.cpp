@@ -7,8 +7,8 @@
 #include <optional>
 #include <utility>
 
-#include "peers/loop_storage/server/Session.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/server/Session.h"
 #include "platform/socket/DescriptorReserve.h"
 #include "platform/utils/Log.h"
 #include "proto/storage_wire.pb.h"
@@ -67,8 +67,8 @@ void Session::attach(const Request& request) {
             self->checkPlaceForWorker();
             const std::shared_ptr<Attachment> attachment = self->storage.attach(
                 request.track_id(0), kind, self->asWorker(request.worker_name()));
-            const auto sharing = std::make_shared<const Sharing>(
-                shares ? makeSharing(attachment->track(), kind) : Sharing());
+            const auto sharing = std::make_shared<const WorkerSharing>(
+                shares ? makeWorkerSharing(attachment->track(), kind) : WorkerSharing());
             boost::asio::post(self->socket.get_executor(),
                               self->handler([attachment, request, sharing](Session& session) {
                                   session.attached(attachment, request, *sharing);
@@ -109,7 +109,7 @@ bool Session::isLocal() const {
 }
 
 void Session::attached(const std::shared_ptr<Attachment>& attachment, const Request& request,
-                       const Sharing& sharing) {
+                       const WorkerSharing& sharing) {
     if (state != State::Answering) {
         return;  // it has gone, or was evicted meanwhile
     }

@@ -8,8 +8,8 @@
 #include <string>
 #include <system_error>
 
+#include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/MessageParser.h"
-#include "platform/storage_wire/Sharing.h"
 
 namespace tarn::peers::loop_storage {
 

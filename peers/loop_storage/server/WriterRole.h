@@ -5,8 +5,8 @@
 #include <optional>
 #include <string_view>
 
-#include "peers/loop_storage/server/SharedMemory.h"
 #include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/server/SharedMemory.h"
 
 namespace tarn::peers::loop_storage {
 

@@ -1,7 +1,7 @@
 #include "platform/device_tree/messages/ContentText.h"
 
-#include "platform/device_tree/persistent/Content.h"
 #include "platform/device_tree/StatusValue.h"
+#include "platform/device_tree/persistent/Content.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::device_tree {

@@ -42,7 +42,7 @@ CopyOnWrite<Content> contentOf(const monitoring::DeviceNode& message, int levels
         makeContent(message.id(), message.name(), static_cast<DeviceClass>(message.device_class()));
     Content& content = result.writable();
     content.description.writable().properties = listOf<Property>(message.properties());
-    State& state = content.state.writable();
+    NodeState& state = content.state.writable();
     state.global = GlobalStatus(message.global_status());
     state.statuses = listOf<NamedStatus>(message.statuses());
     auto children = childrenOf(message, levels - 1);

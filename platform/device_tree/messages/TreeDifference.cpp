@@ -9,7 +9,7 @@ namespace tarn::device_tree {
 
 namespace {
 
-bool haveSameStatuses(const State& a, const State& b) {
+bool haveSameStatuses(const NodeState& a, const NodeState& b) {
     return std::equal(a.statuses.begin(), a.statuses.end(), b.statuses.begin(), b.statuses.end(),
                       [](const NamedStatus& inA, const NamedStatus& inB) {
                           return inA.getName() == inB.getName() && inA.getType() == inB.getType();

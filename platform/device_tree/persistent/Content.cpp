@@ -20,7 +20,7 @@ CopyOnWrite<Content> makeContent(std::string id, std::string name, DeviceClass d
     Content& content = result.writable();
     content.description =
         CopyOnWrite<Description>::make(std::move(id), std::move(name), deviceClass);
-    content.state = CopyOnWrite<State>::make();
+    content.state = CopyOnWrite<NodeState>::make();
     return result;
 }
 

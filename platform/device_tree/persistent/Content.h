@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/device_tree/persistent/CopyOnWrite.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/persistent/CopyOnWrite.h"
 #include "platform/device_tree/persistent/PersistentSet.h"
 
 namespace tarn::device_tree {
@@ -25,7 +25,7 @@ struct Description : Counted<Description> {
 bool areEqual(const Description& a, const Description& b);
 
 /// What changes often.
-struct State : Counted<State> {
+struct NodeState : Counted<NodeState> {
     GlobalStatus global;
     std::vector<NamedStatus> statuses;  // by name
 };
@@ -40,7 +40,7 @@ struct ById {
 /// A node with all below it. It does not know where it hangs, so that trees can share it.
 struct Content : Counted<Content> {
     CopyOnWrite<Description> description;
-    CopyOnWrite<State> state;
+    CopyOnWrite<NodeState> state;
     PersistentSet<CopyOnWrite<Content>, ById> children;
     std::uint32_t size = 1;  // nodes, this one included
 };

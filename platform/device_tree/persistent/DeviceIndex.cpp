@@ -40,13 +40,13 @@ DeviceIndex::DeviceIndex(const Content& root) {
     entries = sorted(std::move(collected));
 }
 
-PlacePointer DeviceIndex::first(std::string_view id, const PlacePointer& below) const {
+NodePathPointer DeviceIndex::first(std::string_view id, const NodePathPointer& below) const {
     const Entry* found = entries.firstNotBefore(After{hashOf(id), id, below.get()});
     return found && found->place->id() == id && isBelow(*found->place, below.get()) ? found->place
                                                                                     : nullptr;
 }
 
-void DeviceIndex::add(const Content& node, const PlacePointer& parent) {
+void DeviceIndex::add(const Content& node, const NodePathPointer& parent) {
     if (node.size == 1) {
         entries.insert(entryOf(node, parent));
     } else {
@@ -54,7 +54,7 @@ void DeviceIndex::add(const Content& node, const PlacePointer& parent) {
     }
 }
 
-void DeviceIndex::remove(const Content& node, const PlacePointer& parent) {
+void DeviceIndex::remove(const Content& node, const NodePathPointer& parent) {
     if (node.size == 1) {
         entries.erase(entryOf(node, parent));
     } else {
@@ -62,15 +62,15 @@ void DeviceIndex::remove(const Content& node, const PlacePointer& parent) {
     }
 }
 
-DeviceIndex::Entry DeviceIndex::entryOf(const Content& node, const PlacePointer& parent) {
-    return {hashOf(node.description->id), PlacePointer(new Place(parent, node.description))};
+DeviceIndex::Entry DeviceIndex::entryOf(const Content& node, const NodePathPointer& parent) {
+    return {hashOf(node.description->id), NodePathPointer(new NodePath(parent, node.description))};
 }
 
-void DeviceIndex::collectBelow(const Content& node, const PlacePointer& at,
+void DeviceIndex::collectBelow(const Content& node, const NodePathPointer& at,
                                std::vector<Entry>& into) {
     node.children.forEach([&](const CopyOnWrite<Content>& child) {
         into.push_back(entryOf(*child, at));
-        const PlacePointer place = into.back().place;
+        const NodePathPointer place = into.back().place;
         collectBelow(*child, place, into);
     });
 }
@@ -81,11 +81,11 @@ DeviceIndex::Entries DeviceIndex::sorted(std::vector<Entry> collected) {
     return Entries::ofSorted(std::move(collected));
 }
 
-DeviceIndex::Entries DeviceIndex::entriesOf(const Content& node, const PlacePointer& parent) {
+DeviceIndex::Entries DeviceIndex::entriesOf(const Content& node, const NodePathPointer& parent) {
     std::vector<Entry> collected;
     collected.reserve(node.size);
     collected.push_back(entryOf(node, parent));
-    const PlacePointer place = collected.front().place;
+    const NodePathPointer place = collected.front().place;
     collectBelow(node, place, collected);
     return sorted(std::move(collected));
 }

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/device_tree/persistent/Place.h"
+#include "platform/device_tree/persistent/NodePath.h"
 
 namespace tarn::device_tree {
 
@@ -16,23 +16,23 @@ class DeviceIndex {
     explicit DeviceIndex(const Content& root);
 
     /// The first in walking order of the nodes of that id below a place; null when there is none.
-    PlacePointer first(std::string_view id, const PlacePointer& below) const;
+    NodePathPointer first(std::string_view id, const NodePathPointer& below) const;
 
     /// A node and all below it.
-    void add(const Content& node, const PlacePointer& parent);
-    void remove(const Content& node, const PlacePointer& parent);
+    void add(const Content& node, const NodePathPointer& parent);
+    void remove(const Content& node, const NodePathPointer& parent);
 
   private:
     struct Entry {
         std::size_t hash;  // of the id: sorts quicker than ids do
-        PlacePointer place;
+        NodePathPointer place;
     };
 
     /// Comes right after the entry of this id at that place.
     struct After {
         std::size_t hash;
         std::string_view id;
-        const Place* place;
+        const NodePath* place;
     };
 
     struct Order {
@@ -42,10 +42,11 @@ class DeviceIndex {
 
     using Entries = PersistentSet<Entry, Order>;
 
-    static Entry entryOf(const Content& node, const PlacePointer& parent);
-    static void collectBelow(const Content& node, const PlacePointer& at, std::vector<Entry>& into);
+    static Entry entryOf(const Content& node, const NodePathPointer& parent);
+    static void collectBelow(const Content& node, const NodePathPointer& at,
+                             std::vector<Entry>& into);
     static Entries sorted(std::vector<Entry> collected);
-    static Entries entriesOf(const Content& node, const PlacePointer& parent);
+    static Entries entriesOf(const Content& node, const NodePathPointer& parent);
 
     Entries entries;
 };

@@ -1,27 +1,27 @@
 #include "platform/device_tree/persistent/Tree.h"
 
-#include "platform/device_tree/persistent/Sharing.h"
+#include "platform/device_tree/persistent/StructuralSharing.h"
 
 namespace tarn::device_tree {
 
 Tree::Tree(CopyOnWrite<Content> node) : root(std::move(node)), index(*root) {}
 
-Tree::Tree(CopyOnWrite<Content> node, DeviceIndex indexOfAll, PlacePointer placeOfNode)
+Tree::Tree(CopyOnWrite<Content> node, DeviceIndex indexOfAll, NodePathPointer placeOfNode)
     : root(std::move(node)), index(std::move(indexOfAll)), base(std::move(placeOfNode)) {}
 
-bool Tree::isRoot(const PlacePointer& place) const {
+bool Tree::isRoot(const NodePathPointer& place) const {
     return depthOf(place.get()) == depthOf(base.get());
 }
 
-const Content& Tree::at(const PlacePointer& place) const {
+const Content& Tree::at(const NodePathPointer& place) const {
     return isRoot(place) ? *root : **at(place->parent).children.find(place->id());
 }
 
-Content& Tree::writableAt(const PlacePointer& place) {
+Content& Tree::writableAt(const NodePathPointer& place) {
     return resizedAt(place, 0);
 }
 
-Content& Tree::resizedAt(const PlacePointer& place, std::int64_t growth) {
+Content& Tree::resizedAt(const NodePathPointer& place, std::int64_t growth) {
     Content& content =
         isRoot(place) ? root.writable()
                       : resizedAt(place->parent, growth).children.writable(place->id()).writable();
@@ -33,7 +33,7 @@ Tree::Found Tree::find(std::string_view id) const {
     if (root->description->id == id) {
         return {base, &*root};
     }
-    PlacePointer place = index.first(id, base);
+    NodePathPointer place = index.first(id, base);
     const Content* content = place ? &at(place) : nullptr;
     return {std::move(place), content};
 }
@@ -42,7 +42,7 @@ std::optional<Tree> Tree::subtree(std::string_view id) const {
     if (root->description->id == id) {
         return *this;
     }
-    const PlacePointer place = index.first(id, base);
+    const NodePathPointer place = index.first(id, base);
     if (!place) {
         return std::nullopt;
     }
@@ -54,14 +54,15 @@ std::optional<Tree> Tree::child(std::string_view id) const {
     if (!found) {
         return std::nullopt;
     }
-    return Tree(*found, index, PlacePointer(new Place(base, (*found)->description)));
+    return Tree(*found, index, NodePathPointer(new NodePath(base, (*found)->description)));
 }
 
 std::vector<Tree> Tree::children() const {
     std::vector<Tree> result;
     result.reserve(root->children.size());
     root->children.forEach([&](const CopyOnWrite<Content>& child) {
-        result.push_back(Tree(child, index, PlacePointer(new Place(base, child->description))));
+        result.push_back(
+            Tree(child, index, NodePathPointer(new NodePath(base, child->description))));
     });
     return result;
 }
@@ -78,12 +79,12 @@ void Tree::add(const CopyOnWrite<Content>& child) {
     if (!after.sharesWith(before)) {
         const auto growth = std::int64_t{after->size} - std::int64_t{before->size};
         resizedAt(base, growth).children.insert(after);
-        reindexBelow(*before, *after, PlacePointer(new Place(base, before->description)));
+        reindexBelow(*before, *after, NodePathPointer(new NodePath(base, before->description)));
     }
 }
 
 // Places are the same where ids are.
-void Tree::reindexBelow(const Content& before, const Content& after, const PlacePointer& place) {
+void Tree::reindexBelow(const Content& before, const Content& after, const NodePathPointer& place) {
     using Child = CopyOnWrite<Content>;
     const auto visit = [&](const Child* childBefore, const Child* childAfter) {
         if (!childBefore) {
@@ -91,7 +92,7 @@ void Tree::reindexBelow(const Content& before, const Content& after, const Place
         } else if (!childAfter) {
             index.remove(**childBefore, place);
         } else {
-            const PlacePointer below(new Place(place, (*childBefore)->description));
+            const NodePathPointer below(new NodePath(place, (*childBefore)->description));
             reindexBelow(**childBefore, **childAfter, below);
         }
         return true;
@@ -104,11 +105,11 @@ bool Tree::removeChild(std::string_view id) {
 }
 
 bool Tree::removeBelow(std::string_view id) {
-    const PlacePointer place = index.first(id, base);
+    const NodePathPointer place = index.first(id, base);
     return place && removeChildAt(place->parent, id);
 }
 
-bool Tree::removeChildAt(const PlacePointer& parent, std::string_view id) {
+bool Tree::removeChildAt(const NodePathPointer& parent, std::string_view id) {
     const auto* child = at(parent).children.find(id);
     if (!child) {
         return false;
@@ -123,8 +124,8 @@ bool Tree::isFound(const std::vector<const Content*>& way) const {
     if (id == root->description->id) {
         return way.size() == 1;
     }
-    const PlacePointer found = index.first(id, base);
-    const Place* place = found.get();
+    const NodePathPointer found = index.first(id, base);
+    const NodePath* place = found.get();
     if (depthOf(place) - depthOf(base.get()) != way.size() - 1) {
         return false;
     }

@@ -20,13 +20,13 @@ class Tree : public Counted<Tree> {
     Content& writableNode() { return root.writable(); }
 
     /// The node at a place of this tree.
-    const Content& at(const PlacePointer& place) const;
-    Content& writableAt(const PlacePointer& place);
+    const Content& at(const NodePathPointer& place) const;
+    Content& writableAt(const NodePathPointer& place);
 
     struct Found {
         explicit operator bool() const { return content != nullptr; }
 
-        PlacePointer place;
+        NodePathPointer place;
         const Content* content;  // null when there is no such node; valid until the tree changes
     };
 
@@ -54,16 +54,16 @@ class Tree : public Counted<Tree> {
     bool isFound(const std::vector<const Content*>& way) const;
 
   private:
-    Tree(CopyOnWrite<Content> node, DeviceIndex indexOfAll, PlacePointer placeOfNode);
+    Tree(CopyOnWrite<Content> node, DeviceIndex indexOfAll, NodePathPointer placeOfNode);
 
-    bool isRoot(const PlacePointer& place) const;
-    Content& resizedAt(const PlacePointer& place, std::int64_t growth);
-    bool removeChildAt(const PlacePointer& parent, std::string_view id);
-    void reindexBelow(const Content& before, const Content& after, const PlacePointer& place);
+    bool isRoot(const NodePathPointer& place) const;
+    Content& resizedAt(const NodePathPointer& place, std::int64_t growth);
+    bool removeChildAt(const NodePathPointer& parent, std::string_view id);
+    void reindexBelow(const Content& before, const Content& after, const NodePathPointer& place);
 
     CopyOnWrite<Content> root;
     DeviceIndex index;
-    PlacePointer base;  // the root's, in the index; null for a tree of its own
+    NodePathPointer base;  // the root's, in the index; null for a tree of its own
 };
 
 }  // namespace tarn::device_tree

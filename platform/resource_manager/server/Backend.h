@@ -4,8 +4,8 @@
 #include <string>
 
 #include "platform/resource_manager/DeltacastConfiguration.h"
-#include "platform/resource_manager/registry/PropertyMatch.h"
 #include "platform/resource_manager/RunningJob.h"
+#include "platform/resource_manager/registry/PropertyMatch.h"
 
 namespace tarn::resource_manager {
 

@@ -39,7 +39,7 @@ class SocketBackend : public Backend {
     DeltacastConfiguration deltacastConfiguration() override;
 
   private:
-    struct Connection {
+    struct RegistryConnection {
         tarn::socket::Socket socket{"Resource manager proxy", tarn::socket::ClosePolicy::Discard};
     };
 
@@ -48,7 +48,7 @@ class SocketBackend : public Backend {
                   tarn::proto::resource_manager::Reply& reply);
 
     const tarn::socket::SocketEndpoint endpoint;
-    tarn::utils::Synchronised<Connection> connection;
+    tarn::utils::Synchronised<RegistryConnection> connection;
 };
 
 }  // namespace tarn::resource_manager

@@ -84,7 +84,7 @@ void Socket::Implementation::listen(const SocketEndpoint& endpoint) {
         listening->add(endpoint);
         return;
     }
-    auto first = std::make_unique<Listening>(settings);
+    auto first = std::make_unique<BoundSocket>(settings);
     first->add(endpoint);
     listening = std::move(first);
 }
@@ -95,7 +95,7 @@ void Socket::Implementation::connect(const SocketEndpoint& endpoint, millisecond
         connection.reset();
         answered.reset();
     }
-    connection = std::make_unique<Connection>(settings, endpoint, handshakeBound);
+    connection = std::make_unique<ConnectedSocket>(settings, endpoint, handshakeBound);
 }
 
 // An asking side does not: it would forget its question. It does so when it asks again.

@@ -7,11 +7,11 @@
 #include <string>
 #include <utility>
 
-#include "platform/socket/zmq/Connection.h"
+#include "platform/socket/Socket.h"
+#include "platform/socket/zmq/BoundSocket.h"
+#include "platform/socket/zmq/ConnectedSocket.h"
 #include "platform/socket/zmq/Envelope.h"
 #include "platform/socket/zmq/Frame.h"
-#include "platform/socket/zmq/Listening.h"
-#include "platform/socket/Socket.h"
 #include "platform/socket/zmq/SocketRole.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
@@ -23,8 +23,8 @@ struct Socket::Implementation {
     SocketSettings settings;
     std::chrono::milliseconds bound{5000};
     // None while nothing is open, else the one that the role calls for.
-    std::unique_ptr<Connection> connection;
-    std::unique_ptr<Listening> listening;
+    std::unique_ptr<ConnectedSocket> connection;
+    std::unique_ptr<BoundSocket> listening;
     Envelope envelope;
     // An answer that polling has taken: only that tells it from a late one to an earlier request.
     std::optional<Frame> answered;

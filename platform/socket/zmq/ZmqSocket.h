@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "platform/socket/zmq/Context.h"
 #include "platform/os/Deadline.h"
+#include "platform/socket/zmq/Context.h"
 
 namespace tarn::socket {
 

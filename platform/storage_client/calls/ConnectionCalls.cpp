@@ -1,6 +1,6 @@
-#include "platform/storage_client/connection/Connecting.h"
-#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/calls/ErrorObject.h"
+#include "platform/storage_client/connection/Connecting.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 
 namespace {
 
@@ -25,7 +25,8 @@ tarn_storage_connection* tarn_storage_connection_create_tcp(const char* address,
     return guarded<tarn_storage_connection*>(error, nullptr, [&] {
         checkText(address, "address");
         const auto bound = timeout_ms == 0 ? defaultTimeOut : Milliseconds(timeout_ms);
-        const auto connect = [host = std::string(address), port](const os::Deadline& deadline) {
+        const auto connect = [host = std::string(address),
+                              port](const tarn::os::Deadline& deadline) {
             return connectTcp(host, port, deadline);
         };
         return new tarn_storage_connection(connect, bound);
@@ -37,7 +38,7 @@ tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
     using namespace tarn::storage_client;
     return guarded<tarn_storage_connection*>(error, nullptr, [&] {
         checkText(path, "path");
-        const auto connect = [place = std::string(path)](const os::Deadline& deadline) {
+        const auto connect = [place = std::string(path)](const tarn::os::Deadline& deadline) {
             return connectUnix(place, deadline);
         };
         return new tarn_storage_connection(connect, defaultTimeOut);

@@ -1,20 +1,20 @@
-#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/calls/ErrorObject.h"
 #include "platform/storage_client/calls/PropertyList.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "proto/storage_wire.pb.h"
 
 namespace {
 
 using namespace tarn::storage_client;
 
-Connection::Request requestFor(Connection::Request::Type type, std::int64_t track) {
-    Connection::Request request;
+ServerConnection::Request requestFor(ServerConnection::Request::Type type, std::int64_t track) {
+    ServerConnection::Request request;
     request.set_type(type);
     request.add_track_id(track);
     return request;
 }
 
-void change(tarn_storage_connection* connection, const Connection::Request& request) {
+void change(tarn_storage_connection* connection, const ServerConnection::Request& request) {
     checked(connection).descriptions().forget();
     checked(connection).ask(request);
 }
@@ -41,7 +41,7 @@ int tarn_storage_track_set_properties(tarn_storage_connection* connection, int64
         if (properties == nullptr) {
             throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no list of properties");
         }
-        auto request = requestFor(Connection::Request::SET_PROPERTIES, track_id);
+        auto request = requestFor(ServerConnection::Request::SET_PROPERTIES, track_id);
         for (const auto& [name, value] : properties->values) {
             auto* const property = request.add_property();
             property->set_name(name);
@@ -56,7 +56,7 @@ int tarn_storage_track_remove_properties(tarn_storage_connection* connection, in
                                          const char* const* names, size_t count,
                                          tarn_storage_error* error) {
     return guarded(error, -1, [&] {
-        auto request = requestFor(Connection::Request::REMOVE_PROPERTIES, track_id);
+        auto request = requestFor(ServerConnection::Request::REMOVE_PROPERTIES, track_id);
         for (std::size_t i = 0; i < count; ++i) {
             if (names == nullptr || names[i] == nullptr) {
                 throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "A property's name is missing");

@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/calls/ErrorObject.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "proto/storage_wire.pb.h"
 
 struct tarn_storage_worker_list {
@@ -23,9 +23,9 @@ namespace {
 
 using namespace tarn::storage_client;
 
-Connection::Answer listWorkers(tarn_storage_connection* connection) {
-    Connection::Request request;
-    request.set_type(Connection::Request::LIST_WORKERS);
+ServerConnection::Answer listWorkers(tarn_storage_connection* connection) {
+    ServerConnection::Request request;
+    request.set_type(ServerConnection::Request::LIST_WORKERS);
     return checked(connection).ask(request);
 }
 
@@ -42,8 +42,8 @@ tarn_storage_worker_info recordOf(const tarn::proto::storage_wire::Worker& worke
 int64_t tarn_storage_get_remaining_space(tarn_storage_connection* connection,
                                          tarn_storage_error* error) {
     return guarded<int64_t>(error, -1, [&] {
-        Connection::Request request;
-        request.set_type(Connection::Request::REMAINING_SPACE);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::REMAINING_SPACE);
         return checked(connection).ask(request).value();
     });
 }
@@ -117,8 +117,8 @@ const char* tarn_storage_worker_info_list_get_address(const tarn_storage_worker_
 int tarn_storage_worker_evict(tarn_storage_connection* connection, int64_t worker_id,
                               tarn_storage_error* error) {
     return guarded(error, -1, [&] {
-        Connection::Request request;
-        request.set_type(Connection::Request::EVICT_WORKER);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::EVICT_WORKER);
         request.set_worker_id(worker_id);
         checked(connection).ask(request);
         return 0;

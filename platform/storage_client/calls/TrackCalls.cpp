@@ -2,8 +2,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/calls/ErrorObject.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "proto/storage_wire.pb.h"
 
 struct tarn_storage_track_list {
@@ -24,8 +24,8 @@ const TrackDescriptions::Track& describe(tarn_storage_connection* handle, std::i
 tarn_storage_track_list* tarn_storage_track_list_create(tarn_storage_connection* connection,
                                                         tarn_storage_error* error) {
     return guarded<tarn_storage_track_list*>(error, nullptr, [&] {
-        Connection::Request request;
-        request.set_type(Connection::Request::LIST_TRACKS);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::LIST_TRACKS);
         const auto answer = checked(connection).ask(request);
         auto list = std::make_unique<tarn_storage_track_list>();
         list->ids.assign(answer.track_id().begin(), answer.track_id().end());
@@ -49,8 +49,8 @@ int64_t tarn_storage_track_list_get_id(const tarn_storage_track_list* list, size
 int tarn_storage_track_clear(tarn_storage_connection* connection, int64_t track_id,
                              tarn_storage_error* error) {
     return guarded(error, -1, [&] {
-        Connection::Request request;
-        request.set_type(Connection::Request::CLEAR_TRACK);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::CLEAR_TRACK);
         request.add_track_id(track_id);
         checked(connection).descriptions().forget();
         checked(connection).ask(request);

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "platform/storage_client/connection/Connection.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "proto/storage_wire.pb.h"
 
 namespace tarn::storage_client {
@@ -29,7 +29,8 @@ void TrackDescriptions::forget() {
     tracks.clear();
 }
 
-const TrackDescriptions::Track& TrackDescriptions::get(Connection& connection, std::int64_t id) {
+const TrackDescriptions::Track& TrackDescriptions::get(ServerConnection& connection,
+                                                       std::int64_t id) {
     if (Clock::now() - readAt > fresh || !tracks.contains(id)) {
         read(connection, id);
     }
@@ -49,9 +50,9 @@ std::vector<std::int64_t> TrackDescriptions::toRead(std::int64_t id) const {
     return {found, found + static_cast<std::ptrdiff_t>(std::min(left, mostAhead))};
 }
 
-void TrackDescriptions::read(Connection& connection, std::int64_t id) {
-    Connection::Request request;
-    request.set_type(Connection::Request::DESCRIBE_TRACKS);
+void TrackDescriptions::read(ServerConnection& connection, std::int64_t id) {
+    ServerConnection::Request request;
+    request.set_type(ServerConnection::Request::DESCRIBE_TRACKS);
     for (const auto wanted : toRead(id)) {
         request.add_track_id(wanted);
     }

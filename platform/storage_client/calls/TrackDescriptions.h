@@ -13,7 +13,7 @@ class Track;
 
 namespace tarn::storage_client {
 
-class Connection;
+class ServerConnection;
 
 /// Asks for what a track is, and reads ahead: who asks for the tracks of a list one after the other
 /// is answered from one exchange for many of them. What was read ahead is forgotten after a few
@@ -33,11 +33,11 @@ class TrackDescriptions {
     void forget();
 
     /// Throws Failure, of type NOT_FOUND for a track that is not there. Valid until the next call.
-    const Track& get(Connection& connection, std::int64_t id);
+    const Track& get(ServerConnection& connection, std::int64_t id);
 
   private:
     std::vector<std::int64_t> toRead(std::int64_t id) const;
-    void read(Connection& connection, std::int64_t id);
+    void read(ServerConnection& connection, std::int64_t id);
 
     std::vector<std::int64_t> expected;  // ascending
     std::map<std::int64_t, Track> tracks;

@@ -32,8 +32,7 @@ Result ask(const std::string& host, std::uint16_t port, int flags) {
 
 // The system's own look-up of names cannot be given a bound: a thread of its own waits for it, and
 // ends whenever it does. It owns all that it touches.
-Result askInTime(const std::string& host, std::uint16_t port,
-                 const tarn::os::Deadline& deadline) {
+Result askInTime(const std::string& host, std::uint16_t port, const tarn::os::Deadline& deadline) {
     std::promise<Result> promise;
     auto answer = promise.get_future();
     std::thread([host, port, promise = std::move(promise)]() mutable {

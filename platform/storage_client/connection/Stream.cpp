@@ -12,8 +12,8 @@
 #include <utility>
 
 #include "platform/storage_client/calls/Failure.h"
+#include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/PeerTimeOut.h"
-#include "platform/storage_wire/Sharing.h"
 
 namespace tarn::storage_client {
 

@@ -18,7 +18,7 @@ std::uint64_t aligned(std::uint64_t size) {
     return (size + alignment - 1) / alignment * alignment;
 }
 
-bool hasSize(const os::FileDescriptor& memory, std::uint64_t size) {
+bool hasSize(const tarn::os::FileDescriptor& memory, std::uint64_t size) {
     struct stat info {};
     return ::fstat(memory.get(), &info) == 0 && info.st_size > 0 &&
            static_cast<std::uint64_t>(info.st_size) == size;
@@ -26,7 +26,7 @@ bool hasSize(const os::FileDescriptor& memory, std::uint64_t size) {
 
 }  // namespace
 
-std::unique_ptr<FrameMemory> FrameMemory::Map(const os::FileDescriptor& memory,
+std::unique_ptr<FrameMemory> FrameMemory::Map(const tarn::os::FileDescriptor& memory,
                                               std::uint64_t size) {
     if (!hasSize(memory, size)) {
         return nullptr;

@@ -3,8 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/calls/ErrorObject.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "platform/storage_client/frames/RingView.h"
 #include "platform/storage_client/frames/Worker.h"
 #include "platform/storage_wire/Checksum.h"
@@ -22,28 +22,28 @@ constexpr unsigned placesWindow = 16;
 // When the disk would have had to be waited for, what comes next probably is not in memory either.
 constexpr unsigned throughServer = 16;
 
-Connection::Request attachRequest(int start, std::int64_t timePoint) {
+ServerConnection::Request attachRequest(int start, std::int64_t timePoint) {
     if (start < TARN_STORAGE_START_OLDEST || start > TARN_STORAGE_START_TIME_POINT) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no such place to start reading at");
     }
-    Connection::Request request;
-    request.set_type(Connection::Request::ATTACH_READER);
-    request.set_start(static_cast<Connection::Request::Start>(start));
+    ServerConnection::Request request;
+    request.set_type(ServerConnection::Request::ATTACH_READER);
+    request.set_start(static_cast<ServerConnection::Request::Start>(start));
     request.set_time_point(timePoint);
     request.set_share(true);
     return request;
 }
 
 // One that is not is asked for again: the server looks by itself, and tells what is to be told.
-bool isAsWritten(const Connection::Answer& answer, const char* bytes, std::size_t size) {
+bool isAsWritten(const ServerConnection::Answer& answer, const char* bytes, std::size_t size) {
     return !answer.has_checksum() || answer.checksum() == tarn::storage_wire::checksum(bytes, size);
 }
 
 }  // namespace
 
 struct tarn_storage_reader {
-    tarn_storage_reader(Connection& connection, std::int64_t track, const char* name,
-                        Connection::Request request)
+    tarn_storage_reader(ServerConnection& connection, std::int64_t track, const char* name,
+                        ServerConnection::Request request)
         : connection(connection) {
         const auto answer = attachWorker(connection, request, track, name);
         if (answer.track(0).has_newest()) {
@@ -53,8 +53,8 @@ struct tarn_storage_reader {
         connection.reserveForWorker();
     }
 
-    bool read(Connection::Milliseconds timeOut, tarn_storage_frame& frame) {
-        const os::Deadline deadline(timeOut);
+    bool read(ServerConnection::Milliseconds timeOut, tarn_storage_frame& frame) {
+        const tarn::os::Deadline deadline(timeOut);
         do {
             askAhead();
             if (!connection.waitForAnswer(deadline.remaining())) {
@@ -69,7 +69,7 @@ struct tarn_storage_reader {
     std::int64_t endAtStart = -1;
 
   private:
-    void openRing(const Connection::Answer& answer) {
+    void openRing(const ServerConnection::Answer& answer) {
         auto descriptors = connection.takeDescriptors();
         if (answer.descriptors() == 2 && descriptors.size() == 2) {
             ring =
@@ -84,8 +84,8 @@ struct tarn_storage_reader {
         if (asked > most / 2) {
             return;
         }
-        Connection::Request request;
-        request.set_type(Connection::Request::READ);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::READ);
         request.set_in_place(inPlace);
         connection.send(request, most - asked);
         asked = most;
@@ -94,8 +94,8 @@ struct tarn_storage_reader {
     // The server ends what it has been asked for and begins anew with this one, by its bytes; or it
     // says that the ring has gone over it.
     void goBackTo(std::uint64_t sequence) {
-        Connection::Request request;
-        request.set_type(Connection::Request::READ);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::READ);
         request.set_again(sequence);
         connection.send(request);
         asked = 1;
@@ -105,7 +105,7 @@ struct tarn_storage_reader {
 
     // The next answer. False when no frame has come of it.
     bool take(tarn_storage_frame& frame) {
-        Connection::Answer answer;
+        ServerConnection::Answer answer;
         const auto size = connection.receive(answer);
         if (answer.error() == TARN_STORAGE_ERROR_EVICTED) {
             checkAnswer(answer);
@@ -132,7 +132,7 @@ struct tarn_storage_reader {
         return true;
     }
 
-    bool readInPlace(const Connection::Answer& answer, tarn_storage_frame& frame) {
+    bool readInPlace(const ServerConnection::Answer& answer, tarn_storage_frame& frame) {
         if (!ring || answer.size() > std::min(ring->size(), std::uint64_t{largestPayload})) {
             throw Failure(TARN_STORAGE_ERROR_PROTOCOL, "The server names a place that is none");
         }
@@ -163,7 +163,7 @@ struct tarn_storage_reader {
         connection.receivePayload(bytes.get(), size);
     }
 
-    Connection& connection;
+    ServerConnection& connection;
     std::unique_ptr<RingView> ring;  // none on another machine
     unsigned asked = 0;
     unsigned bytesWanted = 0;  // so many of the next frames are asked for by their bytes
@@ -200,7 +200,7 @@ void tarn_storage_reader_destroy(tarn_storage_reader* reader) {
 int tarn_storage_reader_read(tarn_storage_reader* reader, unsigned timeout_ms,
                              tarn_storage_frame* frame, tarn_storage_error* error) {
     return guarded(error, -1, [&] {
-        const Connection::Milliseconds timeOut(timeout_ms);
+        const ServerConnection::Milliseconds timeOut(timeout_ms);
         return checkedReader(reader).read(timeOut, *frame) ? 1 : 0;
     });
 }

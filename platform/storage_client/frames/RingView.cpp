@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/storage_wire/Sharing.h"
+#include "platform/storage_wire/MemorySharing.h"
 
 namespace tarn::storage_client {
 
 namespace {
 
-bool isLongEnough(const os::FileDescriptor& file, std::uint64_t size) {
+bool isLongEnough(const tarn::os::FileDescriptor& file, std::uint64_t size) {
     struct stat info {};
     return ::fstat(file.get(), &info) == 0 && info.st_size >= 0 &&
            static_cast<std::uint64_t>(info.st_size) >= size;
@@ -21,8 +21,8 @@ bool isLongEnough(const os::FileDescriptor& file, std::uint64_t size) {
 
 }  // namespace
 
-std::unique_ptr<RingView> RingView::Open(std::unique_ptr<os::FileDescriptor> data,
-                                         const os::FileDescriptor& limitPage,
+std::unique_ptr<RingView> RingView::Open(std::unique_ptr<tarn::os::FileDescriptor> data,
+                                         const tarn::os::FileDescriptor& limitPage,
                                          std::uint64_t ringSize) {
     // A page that is too short would end the process at the first look.
     if (ringSize == 0 || !isLongEnough(limitPage, storage_wire::limitPageSize)) {

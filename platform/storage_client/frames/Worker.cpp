@@ -13,8 +13,9 @@ constexpr std::size_t longestName = 256;
 
 }  // namespace
 
-Connection::Answer attachWorker(Connection& connection, Connection::Request& request,
-                                std::int64_t track, const char* name) {
+ServerConnection::Answer attachWorker(ServerConnection& connection,
+                                      ServerConnection::Request& request, std::int64_t track,
+                                      const char* name) {
     if (name == nullptr) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no worker's name");
     }

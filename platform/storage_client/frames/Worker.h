@@ -2,13 +2,14 @@
 
 #include <cstdint>
 
-#include "platform/storage_client/connection/Connection.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 
 namespace tarn::storage_client {
 
 /// Attaches to a track with `request`, which says as what. The answer holds the track. Throws
 /// Failure.
-Connection::Answer attachWorker(Connection& connection, Connection::Request& request,
-                                std::int64_t track, const char* name);
+ServerConnection::Answer attachWorker(ServerConnection& connection,
+                                      ServerConnection::Request& request, std::int64_t track,
+                                      const char* name);
 
 }  // namespace tarn::storage_client

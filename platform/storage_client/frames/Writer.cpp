@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/storage_client/connection/Connection.h"
 #include "platform/storage_client/calls/ErrorObject.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "platform/storage_client/frames/FrameMemory.h"
 #include "platform/storage_client/frames/Worker.h"
 #include "platform/storage_wire/Checksum.h"
@@ -21,7 +21,7 @@ using namespace tarn::storage_client;
 constexpr std::size_t window = 8;
 constexpr std::size_t copiedAtOnce = 64U << 10U;
 
-std::uint64_t sizeOf(const std::vector<Connection::Part>& parts) {
+std::uint64_t sizeOf(const std::vector<ServerConnection::Part>& parts) {
     std::uint64_t bytes = 0;
     for (const auto& part : parts) {
         bytes += part.size;
@@ -29,7 +29,7 @@ std::uint64_t sizeOf(const std::vector<Connection::Part>& parts) {
     return bytes;
 }
 
-std::uint32_t checksumOf(const std::vector<Connection::Part>& parts) {
+std::uint32_t checksumOf(const std::vector<ServerConnection::Part>& parts) {
     std::uint32_t sum = 0;
     for (const auto& part : parts) {
         sum = tarn::storage_wire::checksum(part.bytes, part.size, sum);
@@ -38,7 +38,7 @@ std::uint32_t checksumOf(const std::vector<Connection::Part>& parts) {
 }
 
 // The checksum is made of what is still near the processor.
-std::uint32_t copy(const Connection::Part& part, char* to, std::uint32_t sum) {
+std::uint32_t copy(const ServerConnection::Part& part, char* to, std::uint32_t sum) {
     const auto* from = static_cast<const char*>(part.bytes);
     for (std::size_t done = 0; done < part.size; done += copiedAtOnce) {
         const auto size = std::min(copiedAtOnce, part.size - done);
@@ -51,10 +51,10 @@ std::uint32_t copy(const Connection::Part& part, char* to, std::uint32_t sum) {
 }  // namespace
 
 struct tarn_storage_writer {
-    tarn_storage_writer(Connection& connection, std::int64_t track, const char* name)
+    tarn_storage_writer(ServerConnection& connection, std::int64_t track, const char* name)
         : connection(connection) {
-        Connection::Request request;
-        request.set_type(Connection::Request::ATTACH_WRITER);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::ATTACH_WRITER);
         request.set_share(true);
         const auto answer = attachWorker(connection, request, track, name);
         size = answer.track(0).size();
@@ -65,12 +65,12 @@ struct tarn_storage_writer {
         connection.reserveForWorker();
     }
 
-    void write(std::int64_t timePoint, const std::vector<Connection::Part>& parts) {
+    void write(std::int64_t timePoint, const std::vector<ServerConnection::Part>& parts) {
         const auto bytes = sizeOf(parts);
         check(timePoint, bytes);
         takeAnswers();
-        Connection::Request request;
-        request.set_type(Connection::Request::WRITE);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::WRITE);
         request.set_time_point(timePoint);
         if (isDurable) {
             request.set_durable(true);
@@ -98,8 +98,8 @@ struct tarn_storage_writer {
     }
 
     void flushToDisk() {
-        Connection::Request request;
-        request.set_type(Connection::Request::FLUSH);
+        ServerConnection::Request request;
+        request.set_type(ServerConnection::Request::FLUSH);
         connection.send(request);
         unanswered.push_back(Way::Socket);
         flush();
@@ -111,7 +111,7 @@ struct tarn_storage_writer {
   private:
     enum class Way { Socket, Memory };
 
-    void mapMemory(const Connection::Answer& answer) {
+    void mapMemory(const ServerConnection::Answer& answer) {
         const auto descriptors = connection.takeDescriptors();
         if (answer.descriptors() == 1 && descriptors.size() == 1) {
             memory = FrameMemory::Map(*descriptors[0], answer.size());
@@ -124,7 +124,7 @@ struct tarn_storage_writer {
     };
 
     // Waits until there is a place for it.
-    Placed put(const std::vector<Connection::Part>& parts, std::uint64_t bytes) {
+    Placed put(const std::vector<ServerConnection::Part>& parts, std::uint64_t bytes) {
         auto place = memory->place(bytes);
         for (; !place; place = memory->place(bytes)) {
             takeAnswer();
@@ -162,7 +162,7 @@ struct tarn_storage_writer {
 
     // One that answers nothing tells why the server ends the connection.
     void takeAnswer() {
-        Connection::Answer answer;
+        ServerConnection::Answer answer;
         connection.receive(answer);
         checkAnswer(answer);
         if (unanswered.empty()) {
@@ -174,7 +174,7 @@ struct tarn_storage_writer {
         unanswered.pop_front();
     }
 
-    Connection& connection;
+    ServerConnection& connection;
     std::uint64_t size = 0;
     bool hasNewest = false;
     std::int64_t newest = 0;
@@ -219,7 +219,7 @@ int tarn_storage_writer_write_parts(tarn_storage_writer* writer, int64_t time_po
                                     const tarn_storage_part* parts, size_t count,
                                     tarn_storage_error* error) {
     return guarded(error, -1, [&] {
-        std::vector<Connection::Part> pieces;
+        std::vector<ServerConnection::Part> pieces;
         for (std::size_t i = 0; i < count; ++i) {
             pieces.push_back({.bytes = parts[i].data, .size = parts[i].size});
         }

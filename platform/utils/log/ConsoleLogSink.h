@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/utils/log/ConsoleOutput.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/log/ConsoleOutput.h"
 
 namespace tarn::utils {
 

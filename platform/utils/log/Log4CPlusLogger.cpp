@@ -9,8 +9,8 @@
 #include <fstream>
 #include <memory>
 
-#include "platform/utils/log/ConsoleAppender.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/log/ConsoleAppender.h"
 
 namespace tarn::utils {
 

@@ -2,8 +2,8 @@
 #include "platform/utils/Log.h"
 #include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
-#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceManager.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 
 namespace tarn::service {
 
@@ -60,7 +60,7 @@ void ApiToServiceRequestHandler::handleConfigureDeltacastRequest(Request& reques
     if (utils::isLogEnabled(utils::LogLevel::Debug)) {
         utils::logDebug(formatMessage("Handling reconfiguration request: " + order.DebugString()));
     }
-    const auto controller = surroundings.devices.getDeltacastController();
+    const auto controller = dependencies.devices.getDeltacastController();
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::CONFIGURE_DELTACAST);
     reply.set_success(true);
@@ -76,7 +76,7 @@ void ApiToServiceRequestHandler::handleConfigureDeltacastRequest(Request& reques
 
 void ApiToServiceRequestHandler::handleGetDeltacastRequest(Request&, socket::Socket& socket) {
     HandlerFrame frame(forFrames, {"GetDeltacast request ", "GetDeltacast reply "});
-    const auto controller = surroundings.devices.getDeltacastController();
+    const auto controller = dependencies.devices.getDeltacastController();
     ServiceToApiReply reply;
     reply.set_type(ServiceToApiReply::GET_DELTACAST);
     reply.set_success(true);

@@ -49,7 +49,7 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
     std::string error;
     if (!generateJobEndpoints(endpoints, 4, error)) {
         utils::logError(formatMessage("Cannot submit engine: " + error));
-        utils::logWarning(formatMessage(surroundings.workflows.describePortUse()));
+        utils::logWarning(formatMessage(dependencies.workflows.describePortUse()));
         return;
     }
     ServiceToApiReply reply;
@@ -63,7 +63,7 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
     frame.send(reply, socket);
 
     std::string ipcEndpoint;
-    if (!surroundings.workflows.generateIpcEndpointString(ipcEndpoint, error)) {
+    if (!dependencies.workflows.generateIpcEndpointString(ipcEndpoint, error)) {
         utils::logError(formatMessage("Cannot submit engine: " + error));
         return;
     }
@@ -72,18 +72,18 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
         setUpEngine(
             ipcEndpoint,
             setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
-                         endpoints, surroundings.configuration.getResourcesEndpoint()));
+                         endpoints, dependencies.configuration.getResourcesEndpoint()));
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed starting external job: ") + e.what()));
     }
 }
 
 void ApiToServiceRequestHandler::launchEngine(const std::string& ipcEndpoint) {
-    const auto command = surroundings.configuration.getPluginsEnvironmentVariable() + " " +
-                         surroundings.configuration.getEngineLauncher() + " " + "-e " +
+    const auto command = dependencies.configuration.getPluginsEnvironmentVariable() + " " +
+                         dependencies.configuration.getEngineLauncher() + " " + "-e " +
                          ipcEndpoint + " " + "-d" + " &";
     utils::logInfo(formatMessage("Starting engine: " + command));
-    surroundings.runShell(command);
+    dependencies.runShell(command);
 }
 
 void ApiToServiceRequestHandler::setUpEngine(const std::string& ipcEndpoint,

@@ -39,9 +39,9 @@ void ApiToServiceRequestHandler::handleGetInfoRequest(Request&, socket::Socket& 
     info.set_service_name(serviceName);
     info.set_version("service version TODO");
     info.set_events_endpoint(
-        surroundings.workflows.getEventsEndpoint().toString(socket::Protocol::None));
-    *info.mutable_components_dictionary() = surroundings.dictionary.toProtoBuf();
-    addLoopStorage(info, surroundings.configuration);
+        dependencies.workflows.getEventsEndpoint().toString(socket::Protocol::None));
+    *info.mutable_components_dictionary() = dependencies.dictionary.toProtoBuf();
+    addLoopStorage(info, dependencies.configuration);
     frame.send(reply, socket);
 }
 

@@ -22,13 +22,13 @@ void ApiToServiceRequestHandler::handleGetJobsRequest(Request& request, socket::
     std::list<resource_manager::RunningJob> jobs;
     std::string error;
     if (query.has_property() && query.has_value()) {
-        if (!surroundings.resourceManager.getRunningJobsWithPropertyAndValue(
+        if (!dependencies.resourceManager.getRunningJobsWithPropertyAndValue(
                 query.property(), query.value(), jobs, error, /*exact=*/true, /*ignoreCase=*/false,
                 /*prefix=*/false, /*negate=*/false)) {
             utils::logError(
                 formatMessage("Failed to get running jobs by property and value: " + error));
         }
-    } else if (!surroundings.resourceManager.getRunningJobs(jobs, error)) {
+    } else if (!dependencies.resourceManager.getRunningJobs(jobs, error)) {
         utils::logError(formatMessage("Failed to get running jobs: " + error));
     }
     frame.send(jobList->replyWith(std::move(jobs)), socket);
@@ -44,7 +44,7 @@ void ApiToServiceRequestHandler::handleGetJobByUuidRequest(Request& request,
     const auto& uuid = request.MutableExtension(ApiToServiceRequestGetJobByUuid::base)->uuid();
     resource_manager::RunningJob job;
     std::string error;
-    if (!surroundings.resourceManager.getRunningJobWithUuid(uuid, job, error)) {
+    if (!dependencies.resourceManager.getRunningJobWithUuid(uuid, job, error)) {
         utils::logError(formatMessage("Failed to get running jobs by uuid: " + error));
     }
     // Also after a failure: an empty identifier then matches the empty record.

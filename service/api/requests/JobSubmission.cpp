@@ -31,7 +31,7 @@ bool ApiToServiceRequestHandler::generateJobEndpoints(std::vector<std::string>& 
                                                       std::size_t count, std::string& error) {
     while (endpoints.size() < count) {
         std::string endpoint;
-        if (!surroundings.workflows.generateNewEndpointString(endpoint, error)) {
+        if (!dependencies.workflows.generateNewEndpointString(endpoint, error)) {
             return false;
         }
         endpoints.push_back(endpoint);
@@ -44,7 +44,7 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
     if (!submission.persistent()) {
         return {};
     }
-    const auto& folder = surroundings.configuration.getPersistentJobsFolder();
+    const auto& folder = dependencies.configuration.getPersistentJobsFolder();
     if (folder.empty()) {
         utils::logError(formatMessage(
             "Job cannot be set as persistent, as no persistent job folder has been configured."));
@@ -53,7 +53,7 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
     const bool named = submission.has_persistent_job_name();
     const auto fileName =
         named ? submission.persistent_job_name()
-              : stampedFileName(surroundings.wallNow(), submission.job_description().name());
+              : stampedFileName(dependencies.wallNow(), submission.job_description().name());
     if (const auto problem = fileNameProblem(fileName); !problem.empty()) {
         utils::logError(formatMessage("Job cannot be set as persistent, as " + problem));
         return {};
@@ -69,10 +69,10 @@ void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
     std::string ipcEndpoint;
     std::vector<std::string> endpoints;
     std::string error;
-    if (!surroundings.workflows.generateIpcEndpointString(ipcEndpoint, error) ||
+    if (!dependencies.workflows.generateIpcEndpointString(ipcEndpoint, error) ||
         !generateJobEndpoints(endpoints, 2, error)) {
         utils::logError(formatMessage("Cannot submit job: " + error));
-        utils::logWarning(formatMessage(surroundings.workflows.describePortUse()));
+        utils::logWarning(formatMessage(dependencies.workflows.describePortUse()));
         return;
     }
     ServiceToApiReply reply;
@@ -85,7 +85,7 @@ void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
 
     const auto& submission = *request.MutableExtension(ApiToServiceRequestJobSubmission::base);
     const auto persistence = persistenceOf(submission);
-    surroundings.workflows.createWorkflow(ipcEndpoint, endpoints[0], endpoints[1],
+    dependencies.workflows.createWorkflow(ipcEndpoint, endpoints[0], endpoints[1],
                                           submission.job_description(), propertiesOf(submission),
                                           submission.job_configuration(), persistence.filePath,
                                           persistence.jobName);

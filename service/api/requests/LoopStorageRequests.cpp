@@ -39,7 +39,7 @@ void ApiToServiceRequestHandler::handleLoopStorageRequest(Request& request,
 
 bool ApiToServiceRequestHandler::operateLoopStorage(const loop_storage::Request& wanted,
                                                     loop_storage::Reply& reply) {
-    const auto controller = surroundings.devices.getLoopStorageController();
+    const auto controller = dependencies.devices.getLoopStorageController();
     if (!controller) {
         fail(reply, "Storage device controller not found");
         return false;

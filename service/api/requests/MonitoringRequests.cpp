@@ -1,7 +1,7 @@
 #include <string_view>
 
-#include "platform/device_tree/messages/BytesFromBehind.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/device_tree/messages/ReverseWriter.h"
 #include "platform/socket/Socket.h"
 #include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
@@ -31,7 +31,7 @@ std::string textOf(const DeviceNode& tree) {
 
 // Extensions come after the reply's own fields.
 void sendWith(std::string_view tree, socket::Socket& socket) {
-    device_tree::BytesFromBehind head;
+    device_tree::ReverseWriter head;
     head.prependFieldHead(ServiceToApiReplyGetMonitoringInfo::kDeviceTreeFieldNumber, tree.size());
     head.prependFieldHead(ServiceToApiReplyGetMonitoringInfo::kBaseFieldNumber,
                           head.size() + tree.size());
@@ -44,10 +44,10 @@ void sendWith(std::string_view tree, socket::Socket& socket) {
 // are there already, but for what has changed since the last batch.
 void ApiToServiceRequestHandler::handleGetMonitoringInfoRequest(Request&, socket::Socket& socket) {
     HandlerFrame frame(forFrames, {"GetMonitoringInfo request ", "GetMonitoringInfo reply "});
-    const DeviceNode snapshot = *surroundings.devices.getTree().lock();
+    const DeviceNode snapshot = *dependencies.devices.getTree().lock();
     frame.send([&] { return textOf(snapshot); }, socket,
                [&](socket::Socket& on) {
-                   surroundings.devices.withMessageOf(
+                   dependencies.devices.withMessageOf(
                        snapshot, [&on](std::string_view tree) { sendWith(tree, on); });
                });
 }

@@ -5,8 +5,8 @@
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/utils/Printable.h"
 #include "proto/monitoring.pb.h"
-#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceDoor.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 
 namespace tarn::service::devices {
 

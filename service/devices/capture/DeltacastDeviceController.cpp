@@ -11,8 +11,8 @@
 #include "proto/deltacast_configuration.pb.h"
 #include "proto/monitoring.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
-#include "service/devices/capture/DeltacastFormat.h"
 #include "service/devices/DeviceEventListener.h"
+#include "service/devices/capture/DeltacastFormat.h"
 
 namespace tarn::service::devices {
 
@@ -48,18 +48,18 @@ int processIdOf(const DeviceNode* node) {
 }  // namespace
 
 DeltacastDeviceController::DeltacastDeviceController(const std::string& monitoringInterface,
-                                                     Surroundings given)
-    : surroundings(std::move(given)),
+                                                     Dependencies given)
+    : dependencies(std::move(given)),
       endpointText(monitoringInterface),
       status(*this),
       slot(*this),
-      launchedIngest(surroundings.launchRecord, *this),
-      answerWithin(surroundings.answerWithin),
-      eventEndpoints(EventEndpointRules::of(surroundings.configuration)),
-      events(surroundings.listener),
+      launchedIngest(dependencies.launchRecord, *this),
+      answerWithin(dependencies.answerWithin),
+      eventEndpoints(EventEndpointRules::of(dependencies.configuration)),
+      events(dependencies.listener),
       publisher(notifyEvent),
-      process(*this, surroundings.processes, surroundings.pause),
-      transaction(surroundings.configuration.getPersistentDeltacastConfigurationFile(), *this) {
+      process(*this, dependencies.processes, dependencies.pause),
+      transaction(dependencies.configuration.getPersistentDeltacastConfigurationFile(), *this) {
     try {
         setUp(monitoringInterface);
     } catch (const std::exception& e) {
@@ -75,7 +75,7 @@ DeltacastDeviceController::~DeltacastDeviceController() {
 void DeltacastDeviceController::setUp(const std::string& monitoringInterface) {
     monitoringEndpoint = socket::SocketEndpoint::FromString(monitoringInterface);
     endpointText = monitoringEndpoint.toString(socket::Protocol::None);
-    requests.emplace("Deltacast request socket", surroundings.answerWithin);
+    requests.emplace("Deltacast request socket", dependencies.answerWithin);
     managementThread.start([this](const std::stop_token&) { deviceManagementThreadFunction(); });
 }
 
@@ -94,7 +94,7 @@ void DeltacastDeviceController::stop() {
 
 bool DeltacastDeviceController::waitForDeviceStarted(std::uint32_t timeoutSeconds) {
     return waitForDeviceStarted(timeoutSeconds, [this](std::chrono::milliseconds duration) {
-        surroundings.pause(duration, stopFlag.get_token());
+        dependencies.pause(duration, stopFlag.get_token());
         return false;
     });
 }
@@ -225,7 +225,7 @@ bool DeltacastDeviceController::pingService() {
             return false;
         }
         publisher.sendWhatIsLeft();
-        if (surroundings.listener.isToBeDescribedAnew(serviceId())) {
+        if (dependencies.listener.isToBeDescribedAnew(serviceId())) {
             description = Description::Outdated;
         }
         return true;

@@ -14,19 +14,19 @@
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Synchronised.h"
-#include "service/devices/capture/CaptureFormatTransaction.h"
 #include "service/devices/ControllerThread.h"
+#include "service/devices/DeviceController.h"
+#include "service/devices/DevicePublisher.h"
+#include "service/devices/Pause.h"
+#include "service/devices/capture/CaptureFormatTransaction.h"
 #include "service/devices/capture/DeltacastConfigurationSlot.h"
 #include "service/devices/capture/DeltacastRestart.h"
 #include "service/devices/capture/DeltacastServiceProcess.h"
 #include "service/devices/capture/DeltacastStatus.h"
-#include "service/devices/DeviceController.h"
-#include "service/devices/DevicePublisher.h"
+#include "service/devices/capture/LaunchedIngest.h"
 #include "service/devices/protocol/DeviceRequestSocket.h"
 #include "service/devices/protocol/EventEndpointRules.h"
-#include "service/devices/capture/LaunchedIngest.h"
 #include "service/devices/protocol/NamedEventEndpoint.h"
-#include "service/devices/Pause.h"
 
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
@@ -62,7 +62,7 @@ class DeltacastDeviceController : public DeviceController {
     using DeltacastConfig = tarn::proto::deltacast_configuration::DeltacastConfig;
 
     /// The references must outlive the controller.
-    struct Surroundings {
+    struct Dependencies {
         DeviceEventListener& listener;
         const configuration::ConfigurationHandler& configuration;
         resource_manager::ResourceManagerProxy& resourceManager;
@@ -76,7 +76,7 @@ class DeltacastDeviceController : public DeviceController {
 
     /// Starts to watch. When that cannot be set up (a bad endpoint) it is logged, and the
     /// controller stays without a thread.
-    DeltacastDeviceController(const std::string& monitoringInterface, Surroundings surroundings);
+    DeltacastDeviceController(const std::string& monitoringInterface, Dependencies dependencies);
     ~DeltacastDeviceController() override;  ///< stops
 
     std::string messageHeader() const override;
@@ -188,7 +188,7 @@ class DeltacastDeviceController : public DeviceController {
     void confirmFormat();
     bool answersInTime();
 
-    const Surroundings surroundings;
+    const Dependencies dependencies;
     std::string endpointText;
     socket::SocketEndpoint monitoringEndpoint;
     std::stop_source stopFlag;
@@ -208,7 +208,7 @@ class DeltacastDeviceController : public DeviceController {
     Launch launched = Launch::None;
     enum class Life { Unknown, Runs, Ended, Stopped, Launched };
     Life life = Life::Unknown;                  // of the process
-    os::ProcessIdentity living;   // that runs, or ran last
+    os::ProcessIdentity living;                 // that runs, or ran last
     DeltacastConfigurationSlot::Taken inForce;  // what was launched last
     LaunchedIngest launchedIngest;
     DeltacastRestart restart;

@@ -52,7 +52,7 @@ bool DeltacastDeviceController::applyConfigurationFile(const std::string& path) 
 }
 
 bool DeltacastDeviceController::saveConfiguration(const DeltacastConfig& config) {
-    const auto& path = surroundings.configuration.getPersistentDeltacastConfigurationFile();
+    const auto& path = dependencies.configuration.getPersistentDeltacastConfigurationFile();
     return DeltacastConfigurationFile(path, *this).save(config);
 }
 
@@ -139,7 +139,7 @@ void DeltacastDeviceController::confirmFormat() {
 
 std::shared_ptr<DeltacastDeviceController::ServiceConfiguration>
 DeltacastDeviceController::findServiceConfiguration() const {
-    const auto& services = surroundings.configuration.getDeltacastServices();
+    const auto& services = dependencies.configuration.getDeltacastServices();
     if (services.empty()) {
         logFailure("Could not find Deltacast service config");
         return nullptr;
@@ -160,7 +160,7 @@ std::string DeltacastDeviceController::commandLineFor(const DeltacastConfig& con
                                                       const ServiceConfiguration& service) {
     const auto format = toFormat(config);
     std::string error;
-    if (!surroundings.resourceManager.setDeltacastConfiguration(
+    if (!dependencies.resourceManager.setDeltacastConfiguration(
             {format.pixelFormat, format.inputList, format.frameOffsetList, format.lineCount,
              format.fieldMode, format.frameRate},
             error)) {
@@ -173,21 +173,21 @@ std::string DeltacastDeviceController::commandLineFor(const DeltacastConfig& con
 void DeltacastDeviceController::launch(const std::string& commandLine) {
     logInfo("Starting Deltacast service: " + utils::printable(commandLine, loggedCommandLimit));
     try {
-        surroundings.runShell(commandLine);
+        dependencies.runShell(commandLine);
     } catch (const std::exception& e) {
         logFailure(std::string("Failed starting Deltacast service: ") + e.what());
     }
     launched = Launch::Done;
     life = Life::Launched;
-    launchedIngest.ordered(surroundings.now());
+    launchedIngest.ordered(dependencies.now());
     setStatusStarting();
 }
 
 bool DeltacastDeviceController::awaitStart() {
     logInfo("Waiting at most 10 seconds for Service to start...");
-    answerWithin = std::min(surroundings.answerWithin, betweenAttempts);
+    answerWithin = std::min(dependencies.answerWithin, betweenAttempts);
     const bool answers = answersInTime();
-    answerWithin = surroundings.answerWithin;
+    answerWithin = dependencies.answerWithin;
     if (answers) {
         logInfo("Service reconfigured!");
         describeAgain();
@@ -202,14 +202,14 @@ bool DeltacastDeviceController::awaitStart() {
 // An attempt a second: what it takes itself counts.
 bool DeltacastDeviceController::answersInTime() {
     for (int attempt = 0; attempt < startAttempts && !isStopped(); ++attempt) {
-        const auto next = surroundings.now() + betweenAttempts;
+        const auto next = dependencies.now() + betweenAttempts;
         if (pingOrPoll()) {
             return true;
         }
         const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(next - surroundings.now());
+            std::chrono::duration_cast<std::chrono::milliseconds>(next - dependencies.now());
         if (left.count() > 0) {
-            surroundings.pause(left, stopFlag.get_token());
+            dependencies.pause(left, stopFlag.get_token());
         }
     }
     return false;

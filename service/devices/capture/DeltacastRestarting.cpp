@@ -23,7 +23,7 @@ constexpr milliseconds cycle{500};
 
 // It answers, and this is the process that does.
 void DeltacastDeviceController::noteRunning(const os::ProcessIdentity& running) {
-    const auto now = surroundings.now();
+    const auto now = dependencies.now();
     launchedIngest.showedItself(running, now);
     if (std::exchange(life, Life::Runs) == Life::Runs && living == running) {
         return;
@@ -39,7 +39,7 @@ bool DeltacastDeviceController::noticeEnd() {
     life = Life::Ended;
     disconnectFromService();  // whoever answers next is another one
     showOutage();
-    if (const auto delay = restart.ended(surroundings.now())) {
+    if (const auto delay = restart.ended(dependencies.now())) {
         announceRestart(*delay);
     }
     return true;
@@ -58,14 +58,14 @@ void DeltacastDeviceController::beginsToApply(const DeltacastConfigurationSlot::
 }
 
 void DeltacastDeviceController::noteFailedStart() {
-    if (const auto delay = restart.failed(surroundings.now())) {
+    if (const auto delay = restart.failed(dependencies.now())) {
         announceRestart(*delay);
     }
 }
 
 // What a client has ordered meanwhile goes first.
 void DeltacastDeviceController::orderRestartWhenDue() {
-    if (!isStopped() && restart.takeDue(surroundings.now()) && !slot.offer(wishForRestart())) {
+    if (!isStopped() && restart.takeDue(dependencies.now()) && !slot.offer(wishForRestart())) {
         restart.giveUp();
     }
 }
@@ -75,7 +75,7 @@ DeltacastConfigurationSlot::Taken DeltacastDeviceController::wishForRestart() co
     using Wish = DeltacastConfigurationSlot::Wish;
     auto wish = inForce.copy();
     if (wish.wish == Wish::None) {
-        const auto& path = surroundings.configuration.getPersistentDeltacastConfigurationFile();
+        const auto& path = dependencies.configuration.getPersistentDeltacastConfigurationFile();
         auto kept = std::make_unique<DeltacastConfig>();
         const bool isKept = !path.empty() && DeltacastConfigurationFile(path, *this).load(*kept);
         wish.wish = isKept ? Wish::Configuration : Wish::Defaults;
@@ -88,11 +88,11 @@ DeltacastConfigurationSlot::Taken DeltacastDeviceController::wishForRestart() co
 // The end of the process that runs cuts it short.
 void DeltacastDeviceController::pauseForCycle(const std::stop_token& stop) const {
     const auto length =
-        std::min(cycle, restart.left(surroundings.now()).value_or(milliseconds::max()));
+        std::min(cycle, restart.left(dependencies.now()).value_or(milliseconds::max()));
     if (life == Life::Runs) {
-        surroundings.processes.awaitEnd(living, length, stop);
+        dependencies.processes.awaitEnd(living, length, stop);
     } else {
-        surroundings.pause(length, stop);
+        dependencies.pause(length, stop);
     }
 }
 

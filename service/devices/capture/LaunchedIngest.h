@@ -19,7 +19,7 @@ namespace tarn::service::devices {
 /// shows itself within a minute after the launch and was not there before. One thread at a time.
 class LaunchedIngest {
   public:
-    using os::ProcessIdentity = os::ProcessIdentity;
+    using ProcessIdentity = os::ProcessIdentity;
     using Time = std::chrono::steady_clock::time_point;
 
     /// A file that keeps it for the next service, the launch as well; an empty path stands for

@@ -17,7 +17,7 @@ namespace tarn::service::devices {
 /// own. Any thread.
 class ProcessControl {
   public:
-    using os::ProcessIdentity = os::ProcessIdentity;
+    using ProcessIdentity = os::ProcessIdentity;
 
     enum class State {
         Running,

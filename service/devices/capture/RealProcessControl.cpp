@@ -7,10 +7,10 @@
 #include <cerrno>
 
 #include "platform/os/FileDescriptor.h"
-#include "platform/socket/NobodyListens.h"
 #include "platform/os/WakeUp.h"
-#include "service/devices/capture/EndpointHolder.h"
+#include "platform/socket/NobodyListens.h"
 #include "service/devices/Pause.h"
+#include "service/devices/capture/EndpointHolder.h"
 #include "service/devices/capture/ProcessControl.h"
 
 namespace tarn::service::devices {

@@ -5,9 +5,9 @@
 #include <mutex>
 #include <string>
 
+#include "platform/os/WakeUp.h"
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
-#include "platform/os/WakeUp.h"
 
 namespace tarn::proto::monitoring {
 class DeviceToTarnServiceReply;

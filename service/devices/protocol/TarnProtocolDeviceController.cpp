@@ -36,21 +36,21 @@ DeviceRequestSocket::Request makeRequest(DeviceRequestSocket::Request::Type type
 }  // namespace
 
 TarnProtocolDeviceController::TarnProtocolDeviceController(const std::string& endpoint,
-                                                           Surroundings surroundings)
-    : TarnProtocolDeviceController(endpoint, std::move(surroundings), StartLater()) {
+                                                           Dependencies dependencies)
+    : TarnProtocolDeviceController(endpoint, std::move(dependencies), StartLater()) {
     startIsAliveThread();
 }
 
 TarnProtocolDeviceController::TarnProtocolDeviceController(const std::string& endpoint,
-                                                           Surroundings given, StartLater)
-    : surroundings(std::move(given)),
+                                                           Dependencies given, StartLater)
+    : dependencies(std::move(given)),
       endpointText(endpoint),
-      events(surroundings.listener),
+      events(dependencies.listener),
       publisher(notifyEvent) {
     try {
         deviceEndpoint = socket::SocketEndpoint::FromString(endpoint);
         endpointText = deviceEndpoint.toString(socket::Protocol::None);
-        requests.emplace("TARN Protocol device request", surroundings.answerWithin);
+        requests.emplace("TARN Protocol device request", dependencies.answerWithin);
     } catch (const std::exception& e) {
         reportFailedSetup(e.what());
     }
@@ -168,13 +168,13 @@ void TarnProtocolDeviceController::watchOnce(const std::stop_token& stop) {
     switch (link) {
         case Link::Pinged:
             pingDevice();
-            return surroundings.pause(afterPing, stop);
+            return dependencies.pause(afterPing, stop);
         case Link::Polled:
             pollDevice();
-            return surroundings.pause(afterPoll, stop);
+            return dependencies.pause(afterPoll, stop);
         case Link::Refused:
             requestDeviceProperties();
-            return surroundings.pause(afterPoll, stop);
+            return dependencies.pause(afterPoll, stop);
         case Link::Disconnected:
             return connectAndDescribe(stop);
     }
@@ -184,7 +184,7 @@ void TarnProtocolDeviceController::connectAndDescribe(const std::stop_token& sto
     if (connect()) {
         requestDeviceProperties();
     }
-    surroundings.pause(afterDescription, stop);
+    dependencies.pause(afterDescription, stop);
     if (link != Link::Disconnected) {
         report(Start::Started);
     }
@@ -253,7 +253,7 @@ void TarnProtocolDeviceController::pingDevice() {
 
 // What its events changed is not what was published here.
 void TarnProtocolDeviceController::describeAnewIfDue() {
-    if (surroundings.listener.isToBeDescribedAnew(deviceId)) {
+    if (dependencies.listener.isToBeDescribedAnew(deviceId)) {
         publisher.tellAllNext();
         requestDeviceProperties();
     }
@@ -304,7 +304,7 @@ bool TarnProtocolDeviceController::listenToEvents(const GetDescriptionReply& des
 std::string TarnProtocolDeviceController::objectionTo(const std::string& eventEndpoint) const {
     try {
         const auto named = socket::SocketEndpoint::FromString(eventEndpoint);
-        return surroundings.eventEndpoints.objectionTo(named, deviceEndpoint);
+        return dependencies.eventEndpoints.objectionTo(named, deviceEndpoint);
     } catch (const std::invalid_argument&) {
         return {};
     }
@@ -353,22 +353,22 @@ void TarnProtocolDeviceController::notePresent(const std::string& id) {
     }
     noteLost();
     deviceId = id;
-    if (surroundings.presence != nullptr) {
-        surroundings.presence->connected(deviceId);
+    if (dependencies.presence != nullptr) {
+        dependencies.presence->connected(deviceId);
     }
     isPresent = true;
 }
 
 void TarnProtocolDeviceController::noteLost() {
-    if (isPresent && surroundings.presence != nullptr) {
-        surroundings.presence->lost(deviceId);
+    if (isPresent && dependencies.presence != nullptr) {
+        dependencies.presence->lost(deviceId);
     }
     isPresent = false;
 }
 
 void TarnProtocolDeviceController::removeGhost() {
-    if (!deviceId.empty() && surroundings.presence != nullptr &&
-        surroundings.presence->removeGhost(deviceId, notifyEvent)) {
+    if (!deviceId.empty() && dependencies.presence != nullptr &&
+        dependencies.presence->removeGhost(deviceId, notifyEvent)) {
         utils::logInfo(formatMessage("Removed what the device told after it was lost"));
     }
 }

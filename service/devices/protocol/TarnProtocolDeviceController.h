@@ -12,10 +12,10 @@
 #include "service/devices/ControllerThread.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DevicePublisher.h"
+#include "service/devices/Pause.h"
 #include "service/devices/protocol/DeviceRequestSocket.h"
 #include "service/devices/protocol/EventEndpointRules.h"
 #include "service/devices/protocol/NamedEventEndpoint.h"
-#include "service/devices/Pause.h"
 
 namespace tarn::proto::monitoring {
 class DeviceNode;
@@ -45,7 +45,7 @@ struct Refusal;
 /// Besides the thread, anybody may call start, stop, wait and sendStop.
 class TarnProtocolDeviceController : public DeviceController {
   public:
-    struct Surroundings {
+    struct Dependencies {
         DeviceEventListener& listener;  ///< must outlive the controller
         Pause pause = realPause;
         std::chrono::milliseconds answerWithin = std::chrono::seconds(5);
@@ -55,7 +55,7 @@ class TarnProtocolDeviceController : public DeviceController {
 
     /// Starts watching. When that cannot be set up (a bad endpoint) it is logged, and the
     /// controller stays without a thread.
-    TarnProtocolDeviceController(const std::string& endpoint, Surroundings surroundings);
+    TarnProtocolDeviceController(const std::string& endpoint, Dependencies dependencies);
     ~TarnProtocolDeviceController() override;  ///< stops
 
     std::string messageHeader() const override;
@@ -88,7 +88,7 @@ class TarnProtocolDeviceController : public DeviceController {
 
     /// For derived classes, which call startIsAliveThread when they are complete, and
     /// stopIsAliveThread before they are not.
-    TarnProtocolDeviceController(const std::string& endpoint, Surroundings surroundings,
+    TarnProtocolDeviceController(const std::string& endpoint, Dependencies dependencies,
                                  StartLater);
 
   private:
@@ -127,7 +127,7 @@ class TarnProtocolDeviceController : public DeviceController {
     void removeGhost();
     void report(Start outcome);
 
-    const Surroundings surroundings;
+    const Dependencies dependencies;
     std::string endpointText;
     socket::SocketEndpoint deviceEndpoint;
     std::optional<DeviceRequestSocket> requests;  // empty when the set-up failed

@@ -29,18 +29,18 @@ std::string libraryVersion() {
 }  // namespace
 
 LoopStorageDeviceController::LoopStorageDeviceController(const std::string& address,
-                                                         std::uint16_t port, Surroundings given)
-    : surroundings(std::move(given)), storage{address, port}, publisher(notifyEvent) {
+                                                         std::uint16_t port, Dependencies given)
+    : dependencies(std::move(given)), storage{address, port}, publisher(notifyEvent) {
     startPollingThread();
 }
 
 LoopStorageDeviceController::LoopStorageDeviceController(const std::string& path,
-                                                         Surroundings surroundings)
-    : LoopStorageDeviceController(path, 0, std::move(surroundings)) {}
+                                                         Dependencies dependencies)
+    : LoopStorageDeviceController(path, 0, std::move(dependencies)) {}
 
 LoopStorageDeviceController::~LoopStorageDeviceController() {
     stopPollingThread();
-    surroundings.tasks.joinAll(surroundings.patience);
+    dependencies.tasks.joinAll(dependencies.patience);
 }
 
 std::string LoopStorageDeviceController::messageHeader() const {
@@ -79,7 +79,7 @@ StorageConnection LoopStorageDeviceController::createConnection() const {
 void LoopStorageDeviceController::pollingThreadFunction(const std::stop_token& stop) {
     utils::logInfo(formatMessage("Storage API version " + libraryVersion()));
     while (!stop.stop_requested()) {
-        surroundings.pause(pollOnce(stop), stop);
+        dependencies.pause(pollOnce(stop), stop);
     }
 }
 

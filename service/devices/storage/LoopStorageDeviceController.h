@@ -42,7 +42,7 @@ class TrackTasks;
 /// is not in the device tree; one that cannot be reached is tried again after 5 s.
 class LoopStorageDeviceController : public DeviceController {
   public:
-    struct Surroundings {
+    struct Dependencies {
         TrackTasks& tasks;  ///< must outlive the controller
         Pause pause = realPause;
         /// How long the destructor lets operations on tracks run on.
@@ -52,8 +52,8 @@ class LoopStorageDeviceController : public DeviceController {
     /// Over TCP (a port of 0 makes it a path), or over the Unix socket of that path. Both start
     /// polling.
     LoopStorageDeviceController(const std::string& address, std::uint16_t port,
-                                Surroundings surroundings);
-    LoopStorageDeviceController(const std::string& path, Surroundings surroundings);
+                                Dependencies dependencies);
+    LoopStorageDeviceController(const std::string& path, Dependencies dependencies);
 
     /// Ends the polling: at once, but for a connection that is being made (5 s at most). Then joins
     /// every operation on tracks that still runs, also those of other controllers. What does not
@@ -121,7 +121,7 @@ class LoopStorageDeviceController : public DeviceController {
     using Operation = std::function<void(tarn_storage_connection*, tarn_storage_error*)>;
     bool operate(const Operation& operation, std::string& error) const;
 
-    const Surroundings surroundings;
+    const Dependencies dependencies;
     const StorageAddress storage;
 
     // The polling thread's own:

@@ -39,7 +39,7 @@ bool LoopStorageDeviceController::handleGetTicketStatusRequest(
     const loop_storage::GetTicketStatusRequest& request, Reply& reply, std::string&) {
     auto& answer = succeedWith<loop_storage::GetTicketStatusReply>(reply, Reply::GET_TICKET_STATUS);
     answer.set_status(loop_storage::TICKET_NO_STATUS);
-    if (const auto task = surroundings.tasks.find(request.ticket())) {
+    if (const auto task = dependencies.tasks.find(request.ticket())) {
         fill(reply, answer, *task);
         return true;
     }
@@ -61,7 +61,7 @@ bool LoopStorageDeviceController::handleGetTicketStatusRequest(
 bool LoopStorageDeviceController::handleCreateTrackRequest(
     const loop_storage::CreateTrackRequest& request, Reply& reply, std::string&) {
     const auto runner = std::make_shared<CreateTrackRunner>(storage, request.size());
-    const auto ticket = surroundings.tasks.add(runner);
+    const auto ticket = dependencies.tasks.add(runner);
     succeedWith<loop_storage::CreateTrackReply>(reply, Reply::CREATE_TRACK).set_ticket(ticket);
     runner->start();
     return true;
@@ -74,7 +74,7 @@ bool LoopStorageDeviceController::handleResizeTrackRequest(
     }
     const auto runner =
         std::make_shared<ResizeTrackRunner>(storage, request.track_id(), request.size());
-    const auto ticket = surroundings.tasks.add(runner);
+    const auto ticket = dependencies.tasks.add(runner);
     succeedWith<loop_storage::ResizeTrackReply>(reply, Reply::RESIZE_TRACK).set_ticket(ticket);
     runner->start();
     return true;
@@ -86,7 +86,7 @@ bool LoopStorageDeviceController::handleDestroyTrackRequest(
         return false;
     }
     const auto runner = std::make_shared<DeleteTrackRunner>(storage, request.track_id());
-    const auto ticket = surroundings.tasks.add(runner);
+    const auto ticket = dependencies.tasks.add(runner);
     succeedWith<loop_storage::DestroyTrackReply>(reply, Reply::DESTROY_TRACK).set_ticket(ticket);
     runner->start();
     return true;

@@ -33,7 +33,7 @@ bool WorkflowCreator::generateIpcEndpointString(std::string& endpoint, std::stri
 WorkflowCreator::PortRange WorkflowCreator::rangeOfPorts(bool& isConfigured) const {
     std::uint16_t from = 0;
     std::uint16_t to = 0;
-    isConfigured = surroundings.configuration.getTcpPortRange(requestsEndpoint.host(), from, to);
+    isConfigured = dependencies.configuration.getTcpPortRange(requestsEndpoint.host(), from, to);
     return isConfigured ? PortRange{std::min(from, to), std::max(from, to)}
                         : PortRange{10000, 20000};
 }
@@ -51,14 +51,14 @@ WorkflowCreator::PortRange WorkflowCreator::jobPorts() const {
 
 std::string WorkflowCreator::drawTcpEndpoint() {
     const auto range = jobPorts();
-    const int port = range.from + surroundings.random() % (range.to - range.from + 1);
+    const int port = range.from + dependencies.random() % (range.to - range.from + 1);
     return "tcp://" + requestsEndpoint.host() + ":" + std::to_string(port);
 }
 
 bool WorkflowCreator::isHeldByAJob(const std::string& endpoint) {
     std::list<std::string> used;
     std::string error;
-    if (!surroundings.resourceManager.getUsedResources("Endpoint", used, error)) {
+    if (!dependencies.resourceManager.getUsedResources("Endpoint", used, error)) {
         utils::logError(
             formatMessage("Failed to get running jobs by property and value: " + error));
         used.clear();
@@ -71,7 +71,7 @@ bool WorkflowCreator::isHeldByAJob(const std::string& endpoint) {
 WorkflowCreator::Listener WorkflowCreator::listenerOn(const std::string& endpoint) const {
     try {
         const auto parsed = socket::SocketEndpoint::FromString(endpoint);
-        const bool isFree = !surroundings.isFree || surroundings.isFree(parsed);
+        const bool isFree = !dependencies.isFree || dependencies.isFree(parsed);
         return isFree ? Listener::None : Listener::Somebody;
     } catch (const std::invalid_argument&) {
         return Listener::Impossible;  // a range may begin with port 0

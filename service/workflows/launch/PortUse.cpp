@@ -39,7 +39,7 @@ std::string WorkflowCreator::describePortUse() {
     };
     std::list<std::string> used;
     std::string error;
-    surroundings.resourceManager.getUsedResources("Endpoint", used, error);
+    dependencies.resourceManager.getUsedResources("Endpoint", used, error);
     return "Of the ports " + std::to_string(range.from) + " to " + std::to_string(range.to) +
            " of " + requestsEndpoint.host() + " " + count(*recentEndpoints.lock()) +
            " were given out lately and running jobs hold " +

@@ -6,8 +6,8 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "cli/output/Output.h"
 #include "cli/client/ServiceClient.h"
+#include "cli/output/Output.h"
 #include "tests/cli/FakeGateway.h"
 #include "tests/cli/FakeService.h"
 

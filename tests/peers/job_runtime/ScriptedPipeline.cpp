@@ -89,7 +89,7 @@ class Script {
         channel.send(report);
     }
 
-    MessageChannel channel{os::FileDescriptor(MessageChannel::pipelineDescriptor),
+    MessageChannel channel{tarn::os::FileDescriptor(MessageChannel::pipelineDescriptor),
                            MessageChannel::maxCommandBytes};
     std::string text;
 };

@@ -6,8 +6,8 @@
 #include <functional>
 #include <system_error>
 
-#include "peers/loop_storage/ring/IndexFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/ring/IndexFile.h"
 #include "tests/peers/loop_storage/FaultyDisk.h"
 #include "tests/peers/loop_storage/TestTrack.h"
 

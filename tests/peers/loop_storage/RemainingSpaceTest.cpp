@@ -1,9 +1,9 @@
 // How much a catalogue says there is left, and what can be created then.
 #include <gtest/gtest.h>
 
-#include "peers/loop_storage/operations/Catalogue.h"
-#include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/disk/DiskFile.h"
+#include "peers/loop_storage/operations/Catalogue.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -6,8 +6,8 @@
 #include <memory>
 #include <thread>
 
-#include "peers/loop_storage/server/Server.h"
 #include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/server/Server.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {

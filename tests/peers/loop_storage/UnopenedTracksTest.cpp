@@ -6,8 +6,8 @@
 
 #include <fstream>
 
-#include "peers/loop_storage/operations/Catalogue.h"
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/operations/Catalogue.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 

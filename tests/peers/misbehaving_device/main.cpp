@@ -12,9 +12,9 @@
 #include "peers/device/Device.h"
 #include "peers/device/DeviceServer.h"
 #include "peers/device/PushChannel.h"
+#include "platform/os/ProcessDefaults.h"
 #include "platform/os/StopSignals.h"
 #include "platform/utils/Log.h"
-#include "platform/os/ProcessDefaults.h"
 #include "platform/utils/log/StreamLogSink.h"
 #include "proto/monitoring.pb.h"
 #include "tests/peers/misbehaving_device/EventNoise.h"
@@ -114,7 +114,7 @@ class MisbehavingDevice {
         device.update(model.state(), now);
     }
 
-    const os::StopSignals signals;
+    const tarn::os::StopSignals signals;
     const Misbehaviour& wish;
     RandomDevice model;
     Device device;

@@ -14,8 +14,8 @@
 #include "peers/device/DeviceServer.h"
 #include "peers/device/PushChannel.h"
 #include "peers/ingest_service/IngestDescription.h"
-#include "platform/os/StopSignals.h"
 #include "platform/device_tree/DeviceNode.h"
+#include "platform/os/StopSignals.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/log/StreamLogSink.h"
 #include "proto/monitoring.pb.h"
@@ -61,7 +61,7 @@ class MisbehavingIngest {
           server(SocketEndpoint::FromString(wish.endpoint),
                  [this](const Device::Request& request) { return answer(request); }) {}
 
-    void run(const os::StopSignals& signals) {
+    void run(const tarn::os::StopSignals& signals) {
         std::cout << "READY" << std::endl;
         while (wish.stop == StopCommand::Ignored ||
                !(device.isAskedToStop() || signals.isRaised())) {
@@ -92,7 +92,7 @@ class MisbehavingIngest {
 };
 
 void run(const IngestMisbehaviour& wish) {
-    const os::StopSignals signals;
+    const tarn::os::StopSignals signals;
     pollfd interrupt{.fd = signals.descriptor(), .events = POLLIN, .revents = 0};
     ::poll(&interrupt, 1, static_cast<int>(wish.startAfter.count()));
     MisbehavingIngest(wish).run(signals);

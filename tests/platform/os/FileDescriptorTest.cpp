@@ -9,22 +9,22 @@
 #include <system_error>
 #include <utility>
 
-namespace tarn::peers {
+namespace tarn::os {
 namespace {
 
 bool isOpen(int number) {
     return ::fcntl(number, F_GETFD) >= 0;
 }
 
-TEST(os::FileDescriptor, IsOneOwnersAndClosedWithIt) {
+TEST(FileDescriptor, IsOneOwnersAndClosedWithIt) {
     int number = -1;
     {
-        os::FileDescriptor first(::eventfd(0, EFD_CLOEXEC));
+        FileDescriptor first(::eventfd(0, EFD_CLOEXEC));
         number = first.get();
-        os::FileDescriptor second(std::move(first));
+        FileDescriptor second(std::move(first));
         EXPECT_EQ(first.get(), -1);  // NOLINT(bugprone-use-after-move): what it promises
         EXPECT_FALSE(first.isOpen());
-        os::FileDescriptor third(::eventfd(0, EFD_CLOEXEC));
+        FileDescriptor third(::eventfd(0, EFD_CLOEXEC));
         const int replaced = third.get();
         third = std::move(second);
         EXPECT_FALSE(isOpen(replaced));
@@ -35,8 +35,8 @@ TEST(os::FileDescriptor, IsOneOwnersAndClosedWithIt) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(os::FileDescriptor, CanBeClosedEarlierAndTwice) {
-    os::FileDescriptor descriptor(::eventfd(0, EFD_CLOEXEC));
+TEST(FileDescriptor, CanBeClosedEarlierAndTwice) {
+    FileDescriptor descriptor(::eventfd(0, EFD_CLOEXEC));
     const int number = descriptor.get();
     descriptor.close();
     EXPECT_FALSE(isOpen(number));
@@ -44,10 +44,10 @@ TEST(os::FileDescriptor, CanBeClosedEarlierAndTwice) {
     descriptor.close();
 }
 
-TEST(os::FileDescriptor, ThatIsNoneIsAnErrorWithItsReason) {
+TEST(FileDescriptor, ThatIsNoneIsAnErrorWithItsReason) {
     errno = EMFILE;
     try {
-        os::checkedDescriptor(-1, "eventfd");
+        checkedDescriptor(-1, "eventfd");
         FAIL() << "it is none";
     } catch (const std::system_error& e) {
         EXPECT_EQ(e.code().value(), EMFILE);
@@ -55,10 +55,10 @@ TEST(os::FileDescriptor, ThatIsNoneIsAnErrorWithItsReason) {
     }
 }
 
-TEST(os::FileDescriptor, ZeroIsOne) {
+TEST(FileDescriptor, ZeroIsOne) {
     const int kept = ::dup(STDIN_FILENO);
     {
-        const auto input = os::checkedDescriptor(STDIN_FILENO, "standard input");
+        const auto input = checkedDescriptor(STDIN_FILENO, "standard input");
         EXPECT_TRUE(input.isOpen());
     }
     EXPECT_FALSE(isOpen(STDIN_FILENO));
@@ -67,4 +67,4 @@ TEST(os::FileDescriptor, ZeroIsOne) {
 }
 
 }  // namespace
-}  // namespace tarn::peers
+}  // namespace tarn::os

@@ -12,7 +12,7 @@
 
 #include "tests/support/TemporaryFolder.h"
 
-namespace tarn::utils {
+namespace tarn::os {
 
 class FileReplacementTest : public testing::Test {
   protected:
@@ -20,7 +20,7 @@ class FileReplacementTest : public testing::Test {
         return std::distance(std::filesystem::directory_iterator(folder.path()), {});
     }
 
-    static os::FileReplacement::Rename refusedWith(int failure) {
+    static FileReplacement::Rename refusedWith(int failure) {
         return [failure](const char*, const char*) {
             errno = failure;
             return -1;
@@ -38,7 +38,7 @@ class FileReplacementTest : public testing::Test {
 };
 
 TEST_F(FileReplacementTest, MakesAFileThatEverybodyCanRead) {
-    os::FileReplacement(path).commit("content");
+    FileReplacement(path).commit("content");
     EXPECT_EQ(test::readFile(path), "content");
     struct stat facts {};
     ASSERT_EQ(::stat(path.c_str(), &facts), 0);
@@ -48,7 +48,7 @@ TEST_F(FileReplacementTest, MakesAFileThatEverybodyCanRead) {
 TEST_F(FileReplacementTest, LeavesTheOldContentAsItIsUntilItIsCommitted) {
     folder.write("file", "old");
     {
-        os::FileReplacement replacement(path);
+        FileReplacement replacement(path);
         EXPECT_EQ(test::readFile(path), "old");
     }
     EXPECT_EQ(test::readFile(path), "old");
@@ -57,20 +57,20 @@ TEST_F(FileReplacementTest, LeavesTheOldContentAsItIsUntilItIsCommitted) {
 
 TEST_F(FileReplacementTest, TakesThePlaceOfTheOldContentAsAWhole) {
     folder.write("file", std::string(10'000, 'x'));
-    os::FileReplacement replacement(path);
+    FileReplacement replacement(path);
     replacement.commit(std::string(1'000'000, 'y'));
     EXPECT_EQ(test::readFile(path), std::string(1'000'000, 'y'));
     EXPECT_EQ(files(), 1);
 }
 
 TEST_F(FileReplacementTest, ThrowsWithoutAFolder) {
-    EXPECT_THROW(os::FileReplacement((folder.path() / "none" / "file").string()), std::system_error);
+    EXPECT_THROW(FileReplacement((folder.path() / "none" / "file").string()), std::system_error);
 }
 
 TEST_F(FileReplacementTest, ThrowsAndLeavesNothingWhenThePlaceIsTaken) {
     std::filesystem::create_directory(path);
     {
-        os::FileReplacement replacement(path);
+        FileReplacement replacement(path);
         EXPECT_THROW(replacement.commit("content"), std::system_error);
     }
     EXPECT_EQ(files(), 1);
@@ -80,9 +80,9 @@ TEST_F(FileReplacementTest, WritesAFileInPlaceThatCannotBeReplaced) {
     for (const int failure : {EBUSY, EXDEV}) {
         folder.write("file", std::string(10'000, 'x'));
         const auto before = number();
-        os::FileReplacement(path, refusedWith(failure)).commit("shorter");
+        FileReplacement(path, refusedWith(failure)).commit("shorter");
         EXPECT_EQ(test::readFile(path), "shorter");
-        os::FileReplacement(path, refusedWith(failure)).commit(std::string(100'000, 'y'));
+        FileReplacement(path, refusedWith(failure)).commit(std::string(100'000, 'y'));
         EXPECT_EQ(test::readFile(path), std::string(100'000, 'y'));
         EXPECT_EQ(number(), before) << "it is another file";
         EXPECT_EQ(files(), 1) << "a temporary file is left";
@@ -91,7 +91,7 @@ TEST_F(FileReplacementTest, WritesAFileInPlaceThatCannotBeReplaced) {
 
 TEST_F(FileReplacementTest, LeavesTheOldContentWhenItCannotBeReplacedForAnotherReason) {
     folder.write("file", "old");
-    EXPECT_THROW(os::FileReplacement(path, refusedWith(EIO)).commit("new"), std::system_error);
+    EXPECT_THROW(FileReplacement(path, refusedWith(EIO)).commit("new"), std::system_error);
     EXPECT_EQ(test::readFile(path), "old");
     EXPECT_EQ(files(), 1);
 }
@@ -99,7 +99,7 @@ TEST_F(FileReplacementTest, LeavesTheOldContentWhenItCannotBeReplacedForAnotherR
 TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
     folder.write("other", "old");
     std::filesystem::create_symlink("other", path);
-    EXPECT_THROW(os::FileReplacement(path, refusedWith(EBUSY)).commit("new"), std::system_error);
+    EXPECT_THROW(FileReplacement(path, refusedWith(EBUSY)).commit("new"), std::system_error);
     EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
 }
 
@@ -108,14 +108,14 @@ TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
 [[noreturn]] void writeBeyondALimit(const std::string& path) {
     ::signal(SIGXFSZ, SIG_IGN);
     const auto before = test::readFile(path);
-    const os::FileReplacement::Rename refused = [](const char*, const char*) {
+    const FileReplacement::Rename refused = [](const char*, const char*) {
         const rlimit limit = {5'000, 5'000};
         ::setrlimit(RLIMIT_FSIZE, &limit);
         errno = EBUSY;
         return -1;
     };
     try {
-        os::FileReplacement(path, refused).commit(std::string(10'000, 'y'));
+        FileReplacement(path, refused).commit(std::string(10'000, 'y'));
     } catch (const std::system_error&) {
         ::_exit(test::readFile(path) == before ? 0 : 1);
     }
@@ -128,4 +128,4 @@ TEST_F(FileReplacementTest, PutsTheOldContentBackWhenItCannotBeWrittenInPlace) {
     EXPECT_EQ(test::readFile(path), std::string(2'000, 'x'));
 }
 
-}  // namespace tarn::utils
+}  // namespace tarn::os

@@ -7,14 +7,14 @@
 #include <array>
 #include <cerrno>
 
-namespace tarn::utils {
+namespace tarn::os {
 
 TEST(ProcessDefaults, WritingToAPipeThatNobodyReadsIsAnError) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe(ends.data()), 0);
     ::close(ends[0]);
     ::signal(SIGPIPE, SIG_DFL);
-    os::ignoreBrokenPipes();
+    ignoreBrokenPipes();
     EXPECT_EQ(::write(ends[1], "x", 1), -1);
     EXPECT_EQ(errno, EPIPE);
     ::close(ends[1]);
@@ -27,14 +27,14 @@ TEST(ProcessDefaults, TheLimitOfDescriptorsIsRaisedAndTheOneBeforeIsRemembered) 
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     rlimit low{before.rlim_max / 2, before.rlim_max};
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
-    EXPECT_EQ(os::inheritedDescriptorLimit(), low.rlim_cur);
-    os::raiseDescriptorLimit();
-    os::raiseDescriptorLimit();
+    EXPECT_EQ(inheritedDescriptorLimit(), low.rlim_cur);
+    raiseDescriptorLimit();
+    raiseDescriptorLimit();
     rlimit raised{};
     ::getrlimit(RLIMIT_NOFILE, &raised);
     EXPECT_EQ(raised.rlim_cur, before.rlim_max);
-    EXPECT_EQ(os::inheritedDescriptorLimit(), low.rlim_cur);
+    EXPECT_EQ(inheritedDescriptorLimit(), low.rlim_cur);
     ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
-}  // namespace tarn::utils
+}  // namespace tarn::os

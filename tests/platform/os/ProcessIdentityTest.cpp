@@ -9,62 +9,62 @@
 #include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/TestJobs.h"
 
-namespace tarn::resource_manager {
+namespace tarn::os {
 
-using test::ChildProcess;
+using resource_manager::test::ChildProcess;
 
-TEST(os::ProcessIdentity, KnowsThisProcess) {
-    const auto self = os::ProcessIdentity::ofThisProcess();
+TEST(ProcessIdentity, KnowsThisProcess) {
+    const auto self = ProcessIdentity::ofThisProcess();
     EXPECT_EQ(self.id, ::getpid());
     EXPECT_GT(self.startTime, 0U);
-    EXPECT_EQ(self, os::ProcessIdentity::of(::getpid()));
-    EXPECT_TRUE(os::isAlive(self));
+    EXPECT_EQ(self, ProcessIdentity::of(::getpid()));
+    EXPECT_TRUE(isAlive(self));
 }
 
-TEST(os::ProcessIdentity, TakesAnUnknownStartTimeForAnyProcessWithTheId) {
-    EXPECT_TRUE(os::isAlive({::getpid(), 0}));
+TEST(ProcessIdentity, TakesAnUnknownStartTimeForAnyProcessWithTheId) {
+    EXPECT_TRUE(isAlive({::getpid(), 0}));
 }
 
-TEST(os::ProcessIdentity, CallsAProcessWithAnotherStartTimeDead) {
-    EXPECT_FALSE(os::isAlive(test::formerProcess()));
+TEST(ProcessIdentity, CallsAProcessWithAnotherStartTimeDead) {
+    EXPECT_FALSE(isAlive(resource_manager::test::formerProcess()));
 }
 
-TEST(os::ProcessIdentity, CallsIdsThatCannotBeProcessesDead) {
+TEST(ProcessIdentity, CallsIdsThatCannotBeProcessesDead) {
     for (const pid_t id :
          {0, -1, std::numeric_limits<pid_t>::min(), std::numeric_limits<pid_t>::max()}) {
-        EXPECT_FALSE(os::isAlive({id, 0})) << id;
-        EXPECT_EQ(os::ProcessIdentity::of(id).startTime, 0U) << id;
+        EXPECT_FALSE(isAlive({id, 0})) << id;
+        EXPECT_EQ(ProcessIdentity::of(id).startTime, 0U) << id;
     }
 }
 
-TEST(os::ProcessIdentity, CallsAZombieDeadThoughItsIdStillExists) {
+TEST(ProcessIdentity, CallsAZombieDeadThoughItsIdStillExists) {
     ChildProcess child;
     const auto identity = child.identity();
-    EXPECT_TRUE(os::isAlive(identity));
+    EXPECT_TRUE(isAlive(identity));
     child.killAndLeaveZombie();
     EXPECT_EQ(child.identity(), identity);
-    EXPECT_FALSE(os::isAlive(identity));
+    EXPECT_FALSE(isAlive(identity));
 }
 
-TEST(os::ProcessIdentity, CallsAReapedProcessDead) {
+TEST(ProcessIdentity, CallsAReapedProcessDead) {
     ChildProcess child;
     const auto identity = child.identity();
     child.killAndReap();
-    EXPECT_FALSE(os::isAlive(identity));
-    EXPECT_FALSE(os::isAlive({identity.id, 0}));
+    EXPECT_FALSE(isAlive(identity));
+    EXPECT_FALSE(isAlive({identity.id, 0}));
 }
 
 // The name stands in brackets before the fields that are read.
-TEST(os::ProcessIdentity, IsNotConfusedByTheNameOfAProcess) {
+TEST(ProcessIdentity, IsNotConfusedByTheNameOfAProcess) {
     char previous[16] = {};
     ::prctl(PR_GET_NAME, previous);
-    const auto before = os::ProcessIdentity::ofThisProcess();
+    const auto before = ProcessIdentity::ofThisProcess();
     for (const auto* name : {"a) Z 1 (b", ") Z 0 0 0 0", "(((", "x\ny) Z", "a b c"}) {
         ::prctl(PR_SET_NAME, name);
-        EXPECT_EQ(os::ProcessIdentity::ofThisProcess(), before) << name;
-        EXPECT_TRUE(os::isAlive(before)) << name;
+        EXPECT_EQ(ProcessIdentity::ofThisProcess(), before) << name;
+        EXPECT_TRUE(isAlive(before)) << name;
     }
     ::prctl(PR_SET_NAME, previous);
 }
 
-}  // namespace tarn::resource_manager
+}  // namespace tarn::os

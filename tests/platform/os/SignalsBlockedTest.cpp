@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-namespace tarn::utils {
+namespace tarn::os {
 
 namespace {
 
@@ -15,13 +15,13 @@ bool isBlocked(int signal) {
 
 }  // namespace
 
-TEST(os::SignalsBlocked, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
+TEST(SignalsBlocked, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
     sigset_t one;
     ::sigemptyset(&one);
     ::sigaddset(&one, SIGUSR2);
     ::pthread_sigmask(SIG_BLOCK, &one, nullptr);
     {
-        const os::SignalsBlocked blocked;
+        const SignalsBlocked blocked;
         for (const int signal : {SIGINT, SIGTERM, SIGQUIT, SIGUSR1, SIGUSR2, SIGHUP}) {
             EXPECT_TRUE(isBlocked(signal)) << signal;
         }
@@ -34,4 +34,4 @@ TEST(os::SignalsBlocked, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
     ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
 }
 
-}  // namespace tarn::utils
+}  // namespace tarn::os

@@ -4,7 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 
-namespace tarn::peers {
+namespace tarn::os {
 namespace {
 
 bool isReadable(int descriptor) {
@@ -12,15 +12,15 @@ bool isReadable(int descriptor) {
     return ::poll(&input, 1, 0) == 1;
 }
 
-TEST(os::StopSignals, AreNoneUntilOneComes) {
-    os::StopSignals signals;
+TEST(StopSignals, AreNoneUntilOneComes) {
+    StopSignals signals;
     EXPECT_FALSE(signals.isRaised());
     EXPECT_FALSE(isReadable(signals.descriptor()));
     EXPECT_FALSE(signals.take());
 }
 
-TEST(os::StopSignals, AreTakenOnceEachTimeThatTheyCome) {
-    os::StopSignals signals;
+TEST(StopSignals, AreTakenOnceEachTimeThatTheyCome) {
+    StopSignals signals;
     for (const int signal : {SIGTERM, SIGINT}) {
         ::raise(signal);
         EXPECT_TRUE(signals.isRaised());
@@ -36,4 +36,4 @@ TEST(os::StopSignals, AreTakenOnceEachTimeThatTheyCome) {
 }
 
 }  // namespace
-}  // namespace tarn::peers
+}  // namespace tarn::os

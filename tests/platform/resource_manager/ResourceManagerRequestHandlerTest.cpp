@@ -6,9 +6,9 @@
 #include <chrono>
 #include <optional>
 
-#include "platform/resource_manager/server/LocalBackend.h"
-#include "platform/resource_manager/registry/RegistryFile.h"
 #include "platform/resource_manager/RegistryFolder.h"
+#include "platform/resource_manager/registry/RegistryFile.h"
+#include "platform/resource_manager/server/LocalBackend.h"
 #include "platform/resource_manager/server/ServedRegistry.h"
 #include "platform/resource_manager/server/SocketBackend.h"
 #include "platform/socket/Socket.h"

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/storage_client/connection/Connecting.h"
-#include "platform/storage_client/connection/Connection.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 #include "platform/storage_client/tarn_storage.h"
 #include "platform/storage_wire/Greeting.h"
 #include "platform/storage_wire/MessageHeader.h"
@@ -18,8 +18,8 @@ namespace tarn::test {
 namespace {
 
 using namespace std::chrono_literals;
-using storage_client::Connection;
 using storage_client::Deadline;
+using storage_client::ServerConnection;
 
 /// A connection to one server after the other, each of which says how much space remains.
 struct RenewalTest : testing::Test {

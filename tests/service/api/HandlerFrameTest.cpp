@@ -28,10 +28,10 @@ class HandlerFrameTest : public testing::Test {
                 std::chrono::seconds threshold = 5s) {
         const std::chrono::milliseconds looks[] = {0ms, work, work, work + sending};
         std::size_t look = 0;
-        const HandlerFrame::Surroundings surroundings{
+        const HandlerFrame::Dependencies dependencies{
             formatter, [&] { return std::chrono::steady_clock::time_point(looks[look++]); },
             sendFailures};
-        HandlerFrame frame(surroundings, {"GetInfo request ", "GetInfo reply ", threshold});
+        HandlerFrame frame(dependencies, {"GetInfo request ", "GetInfo reply ", threshold});
         frame.send(reply, server);
     }
 
@@ -107,9 +107,9 @@ TEST_F(HandlerFrameTest, LogsOneReplyASecondOfThoseThatCannotBeSent) {
 
 TEST_F(HandlerFrameTest, CountsTheWorkOfTheFrameThatItTakesOverFrom) {
     startTime = std::chrono::steady_clock::time_point(0s);
-    const HandlerFrame::Surroundings surroundings{
+    const HandlerFrame::Dependencies dependencies{
         formatter, [] { return std::chrono::steady_clock::time_point(8s); }, sendFailures};
-    HandlerFrame(surroundings, {"GetInfo request ", "GetInfo reply "}, HandlerFrame::Work::HasBegun)
+    HandlerFrame(dependencies, {"GetInfo request ", "GetInfo reply "}, HandlerFrame::Work::HasBegun)
         .send(reply, server);
     EXPECT_TRUE(log.contains("GetInfo request  took longer than expected: 8ms, threshold at 5"));
 }

@@ -55,7 +55,7 @@ DeltacastBed::DeltacastBed(Persistence persistence, Services services)
     processes.waitWith(pause.function());
 }
 
-DeltacastBed::Controller::Surroundings DeltacastBed::surroundings() {
+DeltacastBed::Controller::Dependencies DeltacastBed::dependencies() {
     return {.listener = listener,
             .configuration = bed.configuration,
             .resourceManager = bed.proxy,
@@ -68,7 +68,7 @@ DeltacastBed::Controller::Surroundings DeltacastBed::surroundings() {
 }
 
 void DeltacastBed::watch() {
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     pause.await();
 }
 

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <optional>
 
-#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceEventListener.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "tests/service/devices/CaptureFormats.h"
 #include "tests/service/devices/EventRecorder.h"
 #include "tests/service/devices/FakeDevice.h"
@@ -42,7 +42,7 @@ class DeltacastBed : public testing::Test {
     /// The same, and the clock goes on by what passes; it stands still otherwise.
     std::chrono::milliseconds pass();
 
-    Controller::Surroundings surroundings();
+    Controller::Dependencies dependencies();
 
     /// A line of the controller, and how often there was one.
     std::string line(const std::string& level, const std::string& text) const;

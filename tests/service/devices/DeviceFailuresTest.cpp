@@ -156,8 +156,8 @@ namespace {
 
 class Starter : public TarnProtocolDeviceController {
   public:
-    Starter(const std::string& endpoint, Surroundings surroundings, bool canStart)
-        : TarnProtocolDeviceController(endpoint, std::move(surroundings), StartLater()),
+    Starter(const std::string& endpoint, Dependencies dependencies, bool canStart)
+        : TarnProtocolDeviceController(endpoint, std::move(dependencies), StartLater()),
           canStart(canStart) {
         startIsAliveThread();
     }
@@ -178,7 +178,7 @@ class Starter : public TarnProtocolDeviceController {
 }  // namespace
 
 TEST_F(DeviceFailures, AServiceThatCannotBeStartedEndsTheWaitForIt) {
-    Starter starter(device.endpoint(), surroundings(), /*canStart=*/false);
+    Starter starter(device.endpoint(), dependencies(), /*canStart=*/false);
     next();
     EXPECT_FALSE(starter.waitForDeviceStarted());
     EXPECT_TRUE(log.has(line("ERROR", "Attempt to start service failed: no program")));
@@ -190,7 +190,7 @@ TEST_F(DeviceFailures, AServiceThatCannotBeStartedEndsTheWaitForIt) {
 }
 
 TEST_F(DeviceFailures, AServiceThatWasStartedIsWaitedFor) {
-    Starter starter(device.endpoint(), surroundings(), /*canStart=*/true);
+    Starter starter(device.endpoint(), dependencies(), /*canStart=*/true);
     pause.await();
     device.begin();
     next();
@@ -202,7 +202,7 @@ TEST_F(DeviceFailures, AServiceThatWasStartedIsWaitedFor) {
 
 TEST_F(DeviceFailures, NothingIsStartedForADeviceThatIsThere) {
     device.begin();
-    Starter starter(device.endpoint(), surroundings(), /*canStart=*/true);
+    Starter starter(device.endpoint(), dependencies(), /*canStart=*/true);
     next();
     EXPECT_EQ(starter.attempts, 0);
 }

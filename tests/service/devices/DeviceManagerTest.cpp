@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "service/devices/capture/DeltacastDeviceController.h"
 #include "service/devices/DeviceController.h"
+#include "service/devices/capture/DeltacastDeviceController.h"
 #include "tests/service/devices/DeviceMessages.h"
 #include "tests/service/devices/EventRecorder.h"
 #include "tests/service/devices/FakeProcesses.h"
@@ -68,7 +68,7 @@ class DeviceManagerTest : public testing::Test {
         return [this](const std::string& endpoint) {
             ingestControllers.push_back(std::make_shared<DeltacastDeviceController>(
                 endpoint.substr(endpoint.rfind('/') + 1),
-                DeltacastDeviceController::Surroundings{
+                DeltacastDeviceController::Dependencies{
                     listener, bed.configuration, bed.proxy, processes, bed.shell(),
                     [this](auto, const auto&) { ++ingestPauses; }}));
             return ingestControllers.back();
@@ -239,9 +239,9 @@ TEST_F(DeviceManagerTest, MakesAControllerForADeltacastDevice) {
 TEST_F(DeviceManagerTest, HasTheLastOfTwoDeltacastControllers) {
     test::ServiceBed two(deviceSection("Deltacast", "ipc:///tmp/a") +
                          deviceSection("Deltacast", "ipc:///tmp/b"));
-    DeviceManager::Surroundings surroundings{two.configuration, listener, emitter, {}, {},
+    DeviceManager::Dependencies dependencies{two.configuration, listener, emitter, {}, {},
                                              ingestMaker()};
-    DeviceManager other(surroundings);
+    DeviceManager other(dependencies);
     other.initFromConfiguration(errors);
     ASSERT_THAT(ingestControllers, SizeIs(2));
     EXPECT_EQ(other.getDeltacastController(), ingestControllers.back());

@@ -69,7 +69,7 @@ class PresentDevices : public test::ProtocolBed {
 
     void watchWithPresence() {
         device.begin();
-        auto with = surroundings();
+        auto with = dependencies();
         with.presence = &presence;
         controller.emplace(device.endpoint(), with);
         pause.await();

@@ -7,7 +7,7 @@ namespace tarn::test {
 using device_tree::DeviceNode;
 
 void LoopStorageBed::watch() {
-    controller = std::make_unique<Controller>(path, surroundings());
+    controller = std::make_unique<Controller>(path, dependencies());
     pause.await();
 }
 

@@ -32,7 +32,7 @@ class LoopStorageBed : public testing::Test {
     /// Lets the present pause pass; the next one's length.
     std::chrono::milliseconds next() { return pause.next(); }
 
-    Controller::Surroundings surroundings() { return {tasks, pause.function()}; }
+    Controller::Dependencies dependencies() { return {tasks, pause.function()}; }
 
     /// The event of that number, from 0.
     Event event(std::size_t number) { return recorder.waitFor(number + 1)[number]; }

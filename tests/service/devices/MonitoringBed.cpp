@@ -36,7 +36,7 @@ MonitoringBed::MonitoringBed(const std::vector<std::string>& endpoints)
       manager({bed.configuration, listener, emitter,
                [this](const std::string& endpoint) {
                    return std::make_shared<TarnProtocolDeviceController>(
-                       endpoint, TarnProtocolDeviceController::Surroundings{
+                       endpoint, TarnProtocolDeviceController::Dependencies{
                                      listener, hurry, answerWithin, &presence});
                }}),
       listener([this]() -> service::devices::DeviceManager& { return manager; }, hurriedNow) {

@@ -9,12 +9,12 @@ ProtocolBed::Listener::Listener()
           throw std::logic_error("there is no manager");
       }) {}
 
-ProtocolBed::Controller::Surroundings ProtocolBed::surroundings() {
+ProtocolBed::Controller::Dependencies ProtocolBed::dependencies() {
     return {listener, pause.function(), answerWithin};
 }
 
 void ProtocolBed::watch() {
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     pause.await();
 }
 

@@ -30,7 +30,7 @@ class ProtocolBed : public testing::Test {
     /// Lets the present pause pass; the next one's length.
     std::chrono::milliseconds next() { return pause.next(); }
 
-    Controller::Surroundings surroundings();
+    Controller::Dependencies dependencies();
 
     /// The types of all events so far, once there are `count`.
     std::vector<Event::Type> events(std::size_t count);

@@ -23,7 +23,7 @@ class DeltacastStartUpTest : public testing::Test {
         "ERROR ... Failed waiting for device start. Persistent jobs may end up in error";
 
     void run(const std::string& persistentFile = "") {
-        const DeltacastStartUp::Surroundings surroundings = {
+        const DeltacastStartUp::Dependencies dependencies = {
             [this] { return status; },
             [this](std::uint32_t seconds) {
                 calls.push_back("wait " + std::to_string(seconds));
@@ -42,7 +42,7 @@ class DeltacastStartUpTest : public testing::Test {
                 calls.push_back("pause " + std::to_string(duration.count()));
                 return isStopped;
             }};
-        DeltacastStartUp(surroundings, persistentFile).run();
+        DeltacastStartUp(dependencies, persistentFile).run();
     }
 
     const test::LogCapture log;

@@ -42,13 +42,13 @@ ServiceBed::ServiceBed(const std::string& sections)
                [this](const std::string& device) {
                    using Controller = service::devices::TarnProtocolDeviceController;
                    return std::make_shared<Controller>(device,
-                                                       Controller::Surroundings{deviceEvents});
+                                                       Controller::Dependencies{deviceEvents});
                },
                [this](const auto& storage) { return makeLoopStorageController(storage); },
                [this](const std::string& ingest) {
                    using Controller = service::devices::DeltacastDeviceController;
                    return std::make_shared<Controller>(
-                       ingest, Controller::Surroundings{deviceEvents, configuration, proxy,
+                       ingest, Controller::Dependencies{deviceEvents, configuration, proxy,
                                                         processes, shell()});
                }}),
       deviceEvents([this]() -> service::devices::DeviceManager& { return devices; }) {

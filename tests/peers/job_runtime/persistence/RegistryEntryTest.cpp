@@ -21,8 +21,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using Standing = Registration::Standing;
-using tarn::resource_manager::JobDescription;
 using tarn::os::ProcessIdentity;
+using tarn::resource_manager::JobDescription;
 using tarn::resource_manager::ResourceManagerProxy;
 using tarn::resource_manager::RunningJob;
 using tarn::test::eventually;

@@ -9,11 +9,11 @@
 #include <vector>
 
 #include "peers/job_runtime/launcher/Admission.h"
-#include "peers/job_runtime/supervision/EventPublisher.h"
 #include "peers/job_runtime/launcher/JobSetup.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
-#include "peers/job_runtime/persistence/Persistence.h"
 #include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/persistence/Persistence.h"
+#include "peers/job_runtime/supervision/EventPublisher.h"
+#include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobEvents.h"
@@ -64,7 +64,7 @@ struct JobSupervisorTest : testing::Test {
             setup.persistentContent = "content";
         }
         persistence.emplace(setup);
-        supervisor.emplace(JobSupervisor::Surroundings{setup, status, publisher, stop, *persistence,
+        supervisor.emplace(JobSupervisor::Dependencies{setup, status, publisher, stop, *persistence,
                                                        admission, answer},
                            nullptr);
     }

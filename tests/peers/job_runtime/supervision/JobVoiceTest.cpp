@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "peers/job_runtime/pipeline/RunResult.h"
 #include "peers/job_runtime/supervision/EventPublisher.h"
 #include "peers/job_runtime/supervision/JobStatus.h"
-#include "peers/job_runtime/pipeline/RunResult.h"
 #include "proto/pipeline_control.pb.h"
 #include "tests/peers/support/JobEvents.h"
 #include "tests/support/LogCapture.h"

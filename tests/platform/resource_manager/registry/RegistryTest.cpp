@@ -108,8 +108,9 @@ TEST_F(RegistryRules, FreesWhatAJobHeldWhenItLeaves) {
 TEST_F(RegistryRules, LetsOnlyTheProcessThatRegisteredAJobRemoveIt) {
     const ChildProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
-    EXPECT_THAT(refusalOf([&] { registry.unregisterJob("a", os::ProcessIdentity::ofThisProcess()); }),
-                HasSubstr("Not removed: job a was registered by another process"));
+    EXPECT_THAT(
+        refusalOf([&] { registry.unregisterJob("a", os::ProcessIdentity::ofThisProcess()); }),
+        HasSubstr("Not removed: job a was registered by another process"));
     registry.unregisterJob("a", {child.identity().id, 0});
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }

@@ -6,8 +6,8 @@
 #include <ostream>
 #include <thread>
 
-#include "platform/resource_manager/server/LocalBackend.h"
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
+#include "platform/resource_manager/server/LocalBackend.h"
 #include "platform/resource_manager/server/SocketBackend.h"
 #include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/Endpoints.h"

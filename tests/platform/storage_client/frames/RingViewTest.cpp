@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <string>
 
-#include "platform/storage_wire/Sharing.h"
+#include "platform/storage_wire/MemorySharing.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::storage_client {

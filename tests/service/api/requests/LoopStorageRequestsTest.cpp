@@ -28,7 +28,7 @@ class LoopStorageRequestsTest : public testing::Test {
     void startWithStorage() {
         bed.makeLoopStorageController = [this](const auto& configured) {
             return std::make_shared<LoopStorageDeviceController>(
-                configured.getAddress(), LoopStorageDeviceController::Surroundings{tasks});
+                configured.getAddress(), LoopStorageDeviceController::Dependencies{tasks});
         };
         std::list<std::string> errors;
         bed.devices.initFromConfiguration(errors);

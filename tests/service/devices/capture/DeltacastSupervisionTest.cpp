@@ -65,7 +65,7 @@ class WithItsOwnPause : public DeltacastSupervisionTest {
     void SetUp() override {
         device.begin();
         device.answerWith(FakeDevice::Answer::WrongType);
-        auto all = surroundings();
+        auto all = dependencies();
         all.pause = [this, managed = all.pause, test = std::this_thread::get_id()](
                         milliseconds duration, const std::stop_token& stop) {
             if (std::this_thread::get_id() != test) {
@@ -97,7 +97,7 @@ TEST_F(DeltacastSupervisionTest, NamesTheEndpointInItsLogLines) {
 }
 
 TEST_F(DeltacastSupervisionTest, TreatsABadEndpointAsAServiceThatIsNotWatched) {
-    controller.emplace("nonsense", surroundings());
+    controller.emplace("nonsense", dependencies());
     EXPECT_TRUE(
         log.contains("ERROR DeltacastDeviceController on nonsense > "
                      "Error in Device Controller setup: bad endpoint"));
@@ -438,7 +438,7 @@ TEST_F(DeltacastSupervisionTest, IsUnreachableOnceItIsStopped) {
 TEST_F(DeltacastSupervisionTest, IsNotHeldUpByAHungServiceWhenItStops) {
     device.begin();
     device.hold();
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     device.waitForRequests(1);
     const auto begin = std::chrono::steady_clock::now();
     controller->stop();

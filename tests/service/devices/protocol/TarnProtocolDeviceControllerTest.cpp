@@ -30,7 +30,7 @@ TEST_F(TarnProtocolDeviceControllerTest, PublishesWhatTheDeviceSaysOfItself) {
 }
 
 TEST_F(TarnProtocolDeviceControllerTest, NamesTheEndpointInItsLogLines) {
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     EXPECT_EQ(controller->messageHeader(), "TarnProtocolDeviceController on " + device.endpoint());
 }
 
@@ -93,7 +93,7 @@ TEST_F(TarnProtocolDeviceControllerTest, ConnectsADeviceThatAppearsLater) {
 }
 
 TEST_F(TarnProtocolDeviceControllerTest, TreatsABadEndpointAsADeviceThatIsNotWatched) {
-    controller.emplace("nonsense", surroundings());
+    controller.emplace("nonsense", dependencies());
     EXPECT_TRUE(
         log.contains("ERROR TarnProtocolDeviceController on nonsense > "
                      "Error in Device Controller setup: bad endpoint"));
@@ -106,7 +106,7 @@ TEST_F(TarnProtocolDeviceControllerTest, TreatsABadEndpointAsADeviceThatIsNotWat
 
 TEST_F(TarnProtocolDeviceControllerTest, HasStartedASecondAfterTheDeviceDescribedItself) {
     device.begin();
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     auto started =
         std::async(std::launch::async, [this] { return controller->waitForDeviceStarted(); });
     pause.await();
@@ -144,7 +144,7 @@ TEST_F(TarnProtocolDeviceControllerTest, StopsInAPauseAndTwiceAndLeavesTheDevice
 TEST_F(TarnProtocolDeviceControllerTest, IsNotHeldUpByAHungDeviceWhenItStops) {
     device.begin();
     device.hold();
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     device.waitForRequests(1);
     const auto begin = std::chrono::steady_clock::now();
     controller->stop();
@@ -166,7 +166,7 @@ TEST_F(TarnProtocolDeviceControllerTest, WatchesAgainAfterAStop) {
 TEST_F(TarnProtocolDeviceControllerTest, WaitsForASlowAnswer) {
     device.begin();
     device.hold();
-    controller.emplace(device.endpoint(), surroundings());
+    controller.emplace(device.endpoint(), dependencies());
     device.waitForRequests(1);
     device.release();
     EXPECT_EQ(pause.await(), seconds(1));
@@ -200,7 +200,7 @@ TEST_F(TarnProtocolDeviceControllerTest, SaysWhyTheDeviceWasNotToldToStop) {
 
 TEST_F(TarnProtocolDeviceControllerTest, WaitsASecondForReal) {
     device.begin();
-    controller.emplace(device.endpoint(), Controller::Surroundings{listener});
+    controller.emplace(device.endpoint(), Controller::Dependencies{listener});
     device.waitForRequests(1);
     const auto begin = std::chrono::steady_clock::now();
     device.waitForRequests(3);

@@ -100,7 +100,7 @@ TEST_F(LoopStorageDeviceControllerTest, TellsHowOftenTheDiskOfATrackHasFailedOnc
 
 TEST_F(LoopStorageDeviceControllerTest, NamesAStorageOnTcpAfterItsPortToo) {
     const test::FakeStorage remote("studio", 4711);
-    const Controller watching("studio", 4711, surroundings());
+    const Controller watching("studio", 4711, dependencies());
     pause.await();
     const auto node = added(0);
     EXPECT_EQ(node.getId(), "Storage-tcp-studio:4711");

@@ -26,12 +26,12 @@ class LoopStoragesTest : public testing::Test {
   protected:
     LoopStoragesTest() {
         bed.makeLoopStorageController = [this](const auto& storage) {
-            const LoopStorageDeviceController::Surroundings surroundings{tasks};
+            const LoopStorageDeviceController::Dependencies dependencies{tasks};
             return storage.isTcpInterface()
                        ? std::make_shared<LoopStorageDeviceController>(
-                             storage.getAddress(), storage.getPort(), surroundings)
+                             storage.getAddress(), storage.getPort(), dependencies)
                        : std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
-                                                                       surroundings);
+                                                                       dependencies);
         };
     }
 

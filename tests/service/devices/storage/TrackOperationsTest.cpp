@@ -305,7 +305,7 @@ TEST_F(TrackOperationsTest, DestroyingTheControllerWaitsForWhatStillRuns) {
 
 TEST_F(TrackOperationsTest, DestroyingTheControllerLeavesWhatDoesNotEndToTheServer) {
     controller.reset();
-    auto hurried = surroundings();
+    auto hurried = dependencies();
     hurried.patience = std::chrono::milliseconds(1);
     controller = std::make_unique<Controller>(path, hurried);
     storage.holdsOperations();

@@ -3,8 +3,8 @@
 #include <set>
 
 #include "platform/socket/Socket.h"
-#include "service/workflows/launch/FreeEndpoint.h"
 #include "service/workflows/WorkflowCreator.h"
+#include "service/workflows/launch/FreeEndpoint.h"
 #include "tests/service/support/ServiceBed.h"
 
 namespace tarn::service {
@@ -22,7 +22,7 @@ class JobEndpoints : public testing::Test {
     /// A creator behind requests on `requests`, with these ports configured.
     void begin(const std::string& requests, const std::string& ports = {}) {
         bed = std::make_unique<test::ServiceBed>("<Resources>" + ports + "</Resources>");
-        creator = std::make_unique<WorkflowCreator>(WorkflowCreator::Surroundings{
+        creator = std::make_unique<WorkflowCreator>(WorkflowCreator::Dependencies{
             bed->configuration, bed->proxy, bed->shell(), [this] { return randomNumbers++; },
             [this](const SocketEndpoint& endpoint) {
                 ++tried;

@@ -1,4 +1,4 @@
-#include "peers/loop_storage/server/Sharing.h"
+#include "peers/loop_storage/server/WorkerSharing.h"
 
 #include <string>
 #include <system_error>
@@ -7,7 +7,7 @@
 
 namespace tarn::peers::loop_storage {
 
-std::vector<int> Sharing::descriptors() const {
+std::vector<int> WorkerSharing::descriptors() const {
     if (memory) {
         return {memory->descriptor()};
     }
@@ -17,7 +17,7 @@ std::vector<int> Sharing::descriptors() const {
     return {};
 }
 
-Sharing makeSharing(Track& track, Track::WorkerKind kind) {
+WorkerSharing makeWorkerSharing(Track& track, Track::WorkerKind kind) {
     try {
         if (kind == Track::WorkerKind::Writer) {
             return {.memory = std::make_shared<const WriterMemory>(), .ring = {}};

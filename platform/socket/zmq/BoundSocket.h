@@ -14,12 +14,12 @@ namespace tarn::socket {
 
 /// A socket that is bound to any number of endpoints. When it is destroyed they are free again:
 /// somebody else can listen there at once. One thread at a time.
-class Listening {
+class BoundSocket {
   public:
-    explicit Listening(const SocketSettings& settings);
-    ~Listening();
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
+    explicit BoundSocket(const SocketSettings& settings);
+    ~BoundSocket();
+    BoundSocket(const BoundSocket&) = delete;
+    BoundSocket& operator=(const BoundSocket&) = delete;
 
     /// Throws std::runtime_error, and listens on what it listened on before.
     void add(const SocketEndpoint& endpoint);

@@ -1,4 +1,4 @@
-#include "platform/socket/zmq/Listening.h"
+#include "platform/socket/zmq/BoundSocket.h"
 
 #include <zmq.h>
 
@@ -25,13 +25,13 @@ std::string addressOf(const SocketEndpoint& endpoint) {
 
 }  // namespace
 
-Listening::Listening(const SocketSettings& settings) : bound(makeZmqSocket(settings)) {}
+BoundSocket::BoundSocket(const SocketSettings& settings) : bound(makeZmqSocket(settings)) {}
 
-Listening::~Listening() {
+BoundSocket::~BoundSocket() {
     unbind(all);
 }
 
-void Listening::add(const SocketEndpoint& endpoint) {
+void BoundSocket::add(const SocketEndpoint& endpoint) {
     const auto address = bind(endpoint);
     all.push_back({endpoint, address});
     if (endpoint.transport() == Transport::Ipc) {
@@ -39,7 +39,7 @@ void Listening::add(const SocketEndpoint& endpoint) {
     }
 }
 
-std::string Listening::bind(const SocketEndpoint& endpoint) {
+std::string BoundSocket::bind(const SocketEndpoint& endpoint) {
     const auto address = addressOf(endpoint);
     switch (endpoint.transport()) {
         case Transport::InProcess:
@@ -53,7 +53,7 @@ std::string Listening::bind(const SocketEndpoint& endpoint) {
     return bound->bind(address);
 }
 
-std::string Listening::bindIpc(const std::string& address) {
+std::string BoundSocket::bindIpc(const std::string& address) {
     try {
         const IpcPathClaim claim(address.substr(ipcPrefix.size()));
         return bound->bind(address);
@@ -64,7 +64,7 @@ std::string Listening::bindIpc(const std::string& address) {
     }
 }
 
-void Listening::remove(const SocketEndpoint& endpoint) {
+void BoundSocket::remove(const SocketEndpoint& endpoint) {
     const auto found = std::find_if(all.begin(), all.end(), [&](const Bound& candidate) {
         return candidate.endpoint == endpoint;
     });
@@ -75,7 +75,7 @@ void Listening::remove(const SocketEndpoint& endpoint) {
     }
 }
 
-std::vector<SocketEndpoint> Listening::endpoints() const {
+std::vector<SocketEndpoint> BoundSocket::endpoints() const {
     std::vector<SocketEndpoint> result;
     for (const auto& one : all) {
         result.push_back(one.endpoint);
@@ -83,7 +83,7 @@ std::vector<SocketEndpoint> Listening::endpoints() const {
     return result;
 }
 
-void Listening::unbind(const std::list<Bound>& those) {
+void BoundSocket::unbind(const std::list<Bound>& those) {
     for (const auto& one : those) {
         if (one.endpoint.transport() == Transport::InProcess) {
             unbindInProcessName(one);
@@ -92,14 +92,14 @@ void Listening::unbind(const std::list<Bound>& those) {
     unbindAddresses(those);
 }
 
-void Listening::unbindInProcessName(const Bound& name) {
+void BoundSocket::unbindInProcessName(const Bound& name) {
     bound->context()->inProcessNames().unbind(
         name.endpoint.host(), [&] { zmq_unbind(bound->handle(), name.address.c_str()); });
 }
 
 // The library closes what listens in the background; whoever binds the same endpoint next must not
 // find it open. IPC files it leaves behind. They go first: while it listens, nobody replaces them.
-void Listening::unbindAddresses(const std::list<Bound>& those) {
+void BoundSocket::unbindAddresses(const std::list<Bound>& those) {
     for (const auto& one : those) {
         if (one.file) {
             one.file->remove();

@@ -3,19 +3,19 @@
 #include <chrono>
 #include <memory>
 
-#include "platform/socket/zmq/InProcessNames.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/zmq/InProcessNames.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
 
 /// A socket that is connected to one endpoint. One thread at a time.
-class Connection {
+class ConnectedSocket {
   public:
     /// Waits until the peer has answered the handshake, at most `handshakeBound`; 0 does not wait,
     /// and in-process there is nothing to wait for. Throws std::runtime_error.
-    Connection(const SocketSettings& settings, const SocketEndpoint& endpoint,
-               std::chrono::milliseconds handshakeBound);
+    ConnectedSocket(const SocketSettings& settings, const SocketEndpoint& endpoint,
+                    std::chrono::milliseconds handshakeBound);
 
     /// Whether a connection to a TCP endpoint fails at the first attempt; false also when that
     /// takes longer than `bound`. Throws std::runtime_error.

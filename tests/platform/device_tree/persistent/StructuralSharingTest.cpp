@@ -1,4 +1,4 @@
-#include "platform/device_tree/persistent/Sharing.h"
+#include "platform/device_tree/persistent/StructuralSharing.h"
 
 #include <gtest/gtest.h>
 
@@ -6,8 +6,8 @@
 #include <set>
 
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/device_tree/messages/Messages.h"
 #include "platform/device_tree/TreeSerialiser.h"
+#include "platform/device_tree/messages/Messages.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {
@@ -78,13 +78,13 @@ DeviceNode systemWith(const Message& message) {
 
 }  // namespace
 
-TEST(Sharing, WhatIsEqualIsTheOneBefore) {
+TEST(StructuralSharing, WhatIsEqualIsTheOneBefore) {
     const Node before = contentOf(device());
     EXPECT_TRUE(sharedWith(before, contentOf(device())).sharesWith(before));
     EXPECT_TRUE(sharedWith(before, before).sharesWith(before));
 }
 
-TEST(Sharing, AllButTheWayToAChangeIsTheOneBefore) {
+TEST(StructuralSharing, AllButTheWayToAChangeIsTheOneBefore) {
     auto message = device();
     const Node before = contentOf(message);
     message.mutable_sub_devices(3)->mutable_sub_devices(4)->set_name("changed");
@@ -105,7 +105,7 @@ TEST(Sharing, AllButTheWayToAChangeIsTheOneBefore) {
     EXPECT_EQ(before->size, 111U);
 }
 
-TEST(Sharing, AStatusThatIsAnotherIsNotTheOneBefore) {
+TEST(StructuralSharing, AStatusThatIsAnotherIsNotTheOneBefore) {
     auto message = device();
     const Node before = contentOf(message);
     auto& part = *message.mutable_sub_devices(3);
@@ -118,7 +118,7 @@ TEST(Sharing, AStatusThatIsAnotherIsNotTheOneBefore) {
     EXPECT_EQ(child(child(before, "3"), "3.4")->state->statuses.size(), 1U);
 }
 
-TEST(Sharing, ADeviceThatIsReplacedIsAsIfItHadAlwaysBeenSo) {
+TEST(StructuralSharing, ADeviceThatIsReplacedIsAsIfItHadAlwaysBeenSo) {
     std::mt19937 random(1);
     auto message = device();
     DeviceNode root = systemWith(message);

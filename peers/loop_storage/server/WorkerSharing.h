@@ -3,13 +3,13 @@
 #include <memory>
 #include <vector>
 
-#include "peers/loop_storage/server/SharedMemory.h"
 #include "peers/loop_storage/ring/Track.h"
+#include "peers/loop_storage/server/SharedMemory.h"
 
 namespace tarn::peers::loop_storage {
 
 /// What a worker on this machine gets, so that no frame goes through its socket.
-struct Sharing {
+struct WorkerSharing {
     std::shared_ptr<const WriterMemory> memory;  ///< a writer's
     Track::Shared ring;                          ///< a reader's
 
@@ -19,6 +19,6 @@ struct Sharing {
 
 /// For a worker that is attached. Where the machine has no more memory or descriptors to share the
 /// log tells, and nothing is shared.
-Sharing makeSharing(Track& track, Track::WorkerKind kind);
+WorkerSharing makeWorkerSharing(Track& track, Track::WorkerKind kind);
 
 }  // namespace tarn::peers::loop_storage

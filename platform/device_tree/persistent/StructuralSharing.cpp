@@ -1,4 +1,4 @@
-#include "platform/device_tree/persistent/Sharing.h"
+#include "platform/device_tree/persistent/StructuralSharing.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,7 +12,7 @@ namespace {
 using Node = CopyOnWrite<Content>;
 using Children = decltype(Content::children);
 
-bool areEqual(const State& a, const State& b) {
+bool areEqual(const NodeState& a, const NodeState& b) {
     return a.global == b.global && std::equal(a.statuses.begin(), a.statuses.end(),
                                               b.statuses.begin(), b.statuses.end(), isSame);
 }

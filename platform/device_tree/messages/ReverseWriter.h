@@ -9,7 +9,7 @@ namespace tarn::device_tree {
 
 /// Bytes that are written from the last to the first: the length of a part is known when what comes
 /// in front of it is written.
-class BytesFromBehind {
+class ReverseWriter {
   public:
     /// Keeps the memory.
     void clear() { begin = capacity; }

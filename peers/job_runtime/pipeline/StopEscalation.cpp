@@ -1,18 +1,18 @@
-#include "peers/job_runtime/pipeline/StopLadder.h"
+#include "peers/job_runtime/pipeline/StopEscalation.h"
 
 namespace tarn::peers {
 
-void StopLadder::begin(Clock::time_point now) {
+void StopEscalation::begin(Clock::time_point now) {
     if (!due) {
         due = now + toFinish;
     }
 }
 
-std::optional<StopLadder::Clock::time_point> StopLadder::deadline() const {
+std::optional<StopEscalation::Clock::time_point> StopEscalation::deadline() const {
     return next ? due : std::nullopt;
 }
 
-std::optional<StopLadder::Step> StopLadder::take(Clock::time_point now) {
+std::optional<StopEscalation::Step> StopEscalation::take(Clock::time_point now) {
     if (!due || !next || now < *due) {
         return std::nullopt;
     }

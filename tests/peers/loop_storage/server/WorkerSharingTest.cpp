@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "peers/loop_storage/server/SharedMemory.h"
+#include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/MessageParser.h"
-#include "platform/storage_wire/Sharing.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/peers/loop_storage/TestTrack.h"

@@ -1,4 +1,4 @@
-#include "platform/socket/zmq/Connection.h"
+#include "platform/socket/zmq/ConnectedSocket.h"
 
 #include <zmq.h>
 
@@ -20,8 +20,8 @@ std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketE
 
 }  // namespace
 
-Connection::Connection(const SocketSettings& settings, const SocketEndpoint& endpoint,
-                       std::chrono::milliseconds handshakeBound)
+ConnectedSocket::ConnectedSocket(const SocketSettings& settings, const SocketEndpoint& endpoint,
+                                 std::chrono::milliseconds handshakeBound)
     : settings(settings),
       peer(endpoint.transport() == Transport::Tcp ? endpoint.asPeer() : endpoint),
       connected(makeFor(settings, peer)) {
@@ -32,7 +32,7 @@ Connection::Connection(const SocketSettings& settings, const SocketEndpoint& end
     }
 }
 
-bool Connection::isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound) {
+bool ConnectedSocket::isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound) {
     const SocketSettings settings{.protocol = Protocol::Request,
                                   .closePolicy = ClosePolicy::Discard};
     const auto peer = endpoint.asPeer();
@@ -42,7 +42,7 @@ bool Connection::isRefused(const SocketEndpoint& endpoint, std::chrono::millisec
     return monitor.waitForEvent(os::Deadline(bound)) == ZMQ_EVENT_CONNECT_RETRIED;
 }
 
-void Connection::follow() {
+void ConnectedSocket::follow() {
     if (peer.transport() != Transport::InProcess) {
         return;
     }
@@ -53,11 +53,11 @@ void Connection::follow() {
     }
 }
 
-void Connection::drop() {
+void ConnectedSocket::drop() {
     connected->setOption(ZMQ_LINGER, 0);
 }
 
-void Connection::connect() {
+void ConnectedSocket::connect() {
     const auto address = peer.toString(settings.protocol);
     if (peer.transport() == Transport::InProcess) {
         binding = connected->context()->inProcessNames().connect(
@@ -67,7 +67,7 @@ void Connection::connect() {
     }
 }
 
-void Connection::connectAndAwaitHandshake(std::chrono::milliseconds bound) {
+void ConnectedSocket::connectAndAwaitHandshake(std::chrono::milliseconds bound) {
     SocketMonitor monitor(*connected, ZMQ_EVENT_HANDSHAKE_SUCCEEDED);
     connect();
     if (!monitor.waitForEvent(os::Deadline(bound))) {

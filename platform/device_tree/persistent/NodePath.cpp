@@ -1,4 +1,4 @@
-#include "platform/device_tree/persistent/Place.h"
+#include "platform/device_tree/persistent/NodePath.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@ namespace tarn::device_tree {
 
 namespace {
 
-const Place* ancestorAt(std::uint32_t depth, const Place* place) {
+const NodePath* ancestorAt(std::uint32_t depth, const NodePath* place) {
     while (depthOf(place) > depth) {
         place = place->parent.get();
     }
@@ -14,7 +14,7 @@ const Place* ancestorAt(std::uint32_t depth, const Place* place) {
 }
 
 /// Of two places of the same depth; what differs nearest to the root decides.
-int compareSameDepth(const Place* a, const Place* b) {
+int compareSameDepth(const NodePath* a, const NodePath* b) {
     int result = 0;
     while (a != b) {
         const int order = a->id().compare(b->id());
@@ -27,7 +27,7 @@ int compareSameDepth(const Place* a, const Place* b) {
 
 }  // namespace
 
-int compareInWalkingOrder(const Place* a, const Place* b) {
+int compareInWalkingOrder(const NodePath* a, const NodePath* b) {
     const std::uint32_t depthOfA = depthOf(a);
     const std::uint32_t depthOfB = depthOf(b);
     const std::uint32_t common = std::min(depthOfA, depthOfB);
@@ -35,7 +35,7 @@ int compareInWalkingOrder(const Place* a, const Place* b) {
     return order != 0 ? order : static_cast<int>(depthOfA) - static_cast<int>(depthOfB);
 }
 
-bool isBelow(const Place& place, const Place* above) {
+bool isBelow(const NodePath& place, const NodePath* above) {
     const std::uint32_t depth = depthOf(above);
     return place.depth > depth && compareSameDepth(ancestorAt(depth, &place), above) == 0;
 }

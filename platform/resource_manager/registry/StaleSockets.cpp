@@ -1,4 +1,4 @@
-#include "platform/resource_manager/registry/LeftSockets.h"
+#include "platform/resource_manager/registry/StaleSockets.h"
 
 #include <unistd.h>
 

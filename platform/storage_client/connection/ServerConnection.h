@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/storage_client/calls/Failure.h"
-#include "platform/storage_client/connection/Stream.h"
 #include "platform/storage_client/calls/TrackDescriptions.h"
+#include "platform/storage_client/connection/Stream.h"
 
 namespace tarn::proto::storage_wire {
 class Request;
@@ -25,7 +25,7 @@ namespace tarn::storage_client {
 /// A server lets go of who asks for nothing for a while, and of others when it has no place left.
 /// That is no failure: who asks again is connected anew. It goes for questions only; whoever reads
 /// or writes a track keeps the socket that it attached with.
-class Connection {
+class ServerConnection {
   public:
     using Request = tarn::proto::storage_wire::Request;
     using Answer = tarn::proto::storage_wire::Answer;
@@ -37,7 +37,7 @@ class Connection {
 
     /// Connects and greets. `timeOut` bounds each of the two and every later exchange; over TCP a
     /// server of which nothing is heard for twice as long has failed.
-    Connection(Connect connect, Milliseconds timeOut, Now now = Clock::now);
+    ServerConnection(Connect connect, Milliseconds timeOut, Now now = Clock::now);
 
     /// One request and its answer. Throws Failure, also for an answer that tells of one.
     Answer ask(const Request& request);
@@ -96,24 +96,25 @@ class Connection {
 };
 
 /// Throws the Failure that the answer tells of, if it does.
-void checkAnswer(const Connection::Answer& answer);
+void checkAnswer(const ServerConnection::Answer& answer);
 
 }  // namespace tarn::storage_client
 
 struct tarn_storage_connection {
-    using Connection = tarn::storage_client::Connection;
+    using ServerConnection = tarn::storage_client::ServerConnection;
 
-    tarn_storage_connection(Connection::Connect connect, Connection::Milliseconds timeOut,
-                            Connection::Now now = Connection::Clock::now)
+    tarn_storage_connection(ServerConnection::Connect connect,
+                            ServerConnection::Milliseconds timeOut,
+                            ServerConnection::Now now = ServerConnection::Clock::now)
         : connection(std::move(connect), timeOut, std::move(now)) {}
 
-    Connection connection;
+    ServerConnection connection;
 };
 
 namespace tarn::storage_client {
 
 /// The object behind a handle; throws Failure for a null one.
-inline Connection& checked(tarn_storage_connection* handle) {
+inline ServerConnection& checked(tarn_storage_connection* handle) {
     if (handle == nullptr) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT, "There is no connection");
     }

@@ -6,7 +6,7 @@
 namespace tarn::peers {
 
 /// The ever harder steps by which a pipeline is ended, and when each is due. Time is passed in.
-class StopLadder {
+class StopEscalation {
   public:
     using Clock = std::chrono::steady_clock;
 

@@ -1,4 +1,4 @@
-#include "platform/resource_manager/registry/LeftSockets.h"
+#include "platform/resource_manager/registry/StaleSockets.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -31,7 +31,7 @@ class Listener {
     const tarn::os::FileDescriptor socket;
 };
 
-struct LeftSockets : testing::Test {
+struct StaleSockets : testing::Test {
     std::string endpoint(const std::string& name) const {
         return "ipc://" + (folder.path() / name).string();
     }
@@ -41,7 +41,7 @@ struct LeftSockets : testing::Test {
     const tarn::test::TemporaryFolder folder;
 };
 
-TEST_F(LeftSockets, AreRemoved) {
+TEST_F(StaleSockets, AreRemoved) {
     { const Listener first(folder.path() / "first"), second(folder.path() / "second"); }
     ASSERT_TRUE(isThere("first"));
     removeLeftSockets(test::deadJob("dead", {endpoint("first"), endpoint("second")}));
@@ -49,13 +49,13 @@ TEST_F(LeftSockets, AreRemoved) {
     EXPECT_FALSE(isThere("second"));
 }
 
-TEST_F(LeftSockets, OnWhichSomebodyListensStay) {
+TEST_F(StaleSockets, OnWhichSomebodyListensStay) {
     const Listener alive(folder.path() / "alive");
     removeLeftSockets(test::deadJob("dead", {endpoint("alive")}));
     EXPECT_TRUE(isThere("alive"));
 }
 
-TEST_F(LeftSockets, ThatAreNoneStay) {
+TEST_F(StaleSockets, ThatAreNoneStay) {
     std::ofstream(folder.path() / "file") << "text";
     std::filesystem::create_directory(folder.path() / "folder");
     removeLeftSockets(test::deadJob("dead", {endpoint("file"), endpoint("folder"), "tcp://h:1",

@@ -1,4 +1,4 @@
-#include "peers/job_runtime/pipeline/StopLadder.h"
+#include "peers/job_runtime/pipeline/StopEscalation.h"
 
 #include <gtest/gtest.h>
 
@@ -6,11 +6,11 @@ namespace tarn::peers {
 namespace {
 
 using namespace std::chrono_literals;
-using Step = StopLadder::Step;
+using Step = StopEscalation::Step;
 
 struct StopLadderTest : testing::Test {
-    StopLadder ladder;
-    const StopLadder::Clock::time_point start{};
+    StopEscalation ladder;
+    const StopEscalation::Clock::time_point start{};
 };
 
 TEST_F(StopLadderTest, NothingIsDueBeforeItIsBegun) {

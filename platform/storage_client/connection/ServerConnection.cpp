@@ -1,4 +1,4 @@
-#include "platform/storage_client/connection/Connection.h"
+#include "platform/storage_client/connection/ServerConnection.h"
 
 #include <utility>
 
@@ -34,7 +34,7 @@ void checkServerGreeting(std::string_view bytes, const std::string& peer) {
 
 }  // namespace
 
-void checkAnswer(const Connection::Answer& answer) {
+void checkAnswer(const ServerConnection::Answer& answer) {
     if (answer.error() == TARN_STORAGE_OK) {
         return;
     }
@@ -44,18 +44,18 @@ void checkAnswer(const Connection::Answer& answer) {
         answer.message());
 }
 
-Connection::Connection(Connect connect, Milliseconds timeOut, Now now)
+ServerConnection::ServerConnection(Connect connect, Milliseconds timeOut, Now now)
     : connect(std::move(connect)), bound(timeOut), now(std::move(now)), stream(open()) {
     greet();
 }
 
-std::unique_ptr<Stream> Connection::open() const {
+std::unique_ptr<Stream> ServerConnection::open() const {
     auto opened = connect(os::Deadline(bound));
     opened->endWithoutPeer(2 * bound);
     return opened;
 }
 
-void Connection::greet() {
+void ServerConnection::greet() {
     const os::Deadline deadline(bound);
     auto greeting = storage_wire::makeGreeting();
     stream->send({part(greeting.data(), greeting.size())}, deadline);
@@ -64,13 +64,13 @@ void Connection::greet() {
 }
 
 // Not only when the server has ended it: it might do so between this look and the request.
-void Connection::renewIfLetGo() {
+void ServerConnection::renewIfLetGo() {
     if (state == State::Open && (now() - lastExchange > longestIdle || stream->isEnded())) {
         renew();
     }
 }
 
-void Connection::renew() {
+void ServerConnection::renew() {
     state = State::Broken;
     checkWish();
     use(open());
@@ -78,7 +78,7 @@ void Connection::renew() {
     state = State::Open;
 }
 
-void Connection::checkWish() {
+void ServerConnection::checkWish() {
     const std::lock_guard lock(mutex);
     if (wish == Wish::End) {
         throw Failure(TARN_STORAGE_ERROR_CONNECTION,
@@ -87,7 +87,7 @@ void Connection::checkWish() {
 }
 
 // From here on whoever interrupts meets the new one, which has yet to greet.
-void Connection::use(std::unique_ptr<Stream> opened) {
+void ServerConnection::use(std::unique_ptr<Stream> opened) {
     {
         const std::lock_guard lock(mutex);
         stream.swap(opened);
@@ -95,13 +95,13 @@ void Connection::use(std::unique_ptr<Stream> opened) {
     checkWish();
 }
 
-void Connection::interrupt() {
+void ServerConnection::interrupt() {
     const std::lock_guard lock(mutex);
     wish = Wish::End;
     stream->interrupt();
 }
 
-void Connection::checkUsable() const {
+void ServerConnection::checkUsable() const {
     if (state == State::Broken) {
         throw Failure(TARN_STORAGE_ERROR_CONNECTION,
                       "The connection to " + stream->peer() + " has failed before");
@@ -110,7 +110,7 @@ void Connection::checkUsable() const {
 
 // An exchange that was left half-way leaves bytes in the stream that nobody can tell apart.
 template <typename Exchange>
-auto Connection::bounded(Exchange exchange) {
+auto ServerConnection::bounded(Exchange exchange) {
     checkUsable();
     const auto before = std::exchange(state, State::Broken);
     const os::Deadline deadline(bound);
@@ -128,7 +128,7 @@ auto Connection::bounded(Exchange exchange) {
     }
 }
 
-Connection::Answer Connection::ask(const Request& request) {
+ServerConnection::Answer ServerConnection::ask(const Request& request) {
     if (state == State::WorkersOnly) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT,
                       "The connection serves a reader or a writer and nothing else");
@@ -144,11 +144,11 @@ Connection::Answer Connection::ask(const Request& request) {
     return answer;
 }
 
-void Connection::send(const Request& request) {
+void ServerConnection::send(const Request& request) {
     send(request, nullptr, 0);
 }
 
-void Connection::send(const Request& request, unsigned times) {
+void ServerConnection::send(const Request& request, unsigned times) {
     const auto message = request.SerializeAsString();
     const auto header =
         storage_wire::encode({.messageSize = static_cast<std::uint32_t>(message.size())});
@@ -159,7 +159,7 @@ void Connection::send(const Request& request, unsigned times) {
     sendParts({part(all.data(), all.size())});
 }
 
-void Connection::send(const Request& request, const Part* payload, std::size_t parts) {
+void ServerConnection::send(const Request& request, const Part* payload, std::size_t parts) {
     const auto message = request.SerializeAsString();
     if (message.size() > storage_wire::largestRequest) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT,
@@ -180,7 +180,7 @@ void Connection::send(const Request& request, const Part* payload, std::size_t p
 }
 
 // A server that takes nothing any more may have said why.
-void Connection::sendParts(std::vector<iovec> parts) {
+void ServerConnection::sendParts(std::vector<iovec> parts) {
     const auto before = state;
     try {
         bounded([&](const os::Deadline& deadline) { stream->send(std::move(parts), deadline); });
@@ -193,7 +193,7 @@ void Connection::sendParts(std::vector<iovec> parts) {
     }
 }
 
-std::size_t Connection::receive(Answer& answer) {
+std::size_t ServerConnection::receive(Answer& answer) {
     return bounded([&](const os::Deadline& deadline) -> std::size_t {
         storage_wire::HeaderBytes bytes;
         stream->receive(bytes.data(), bytes.size(), deadline);
@@ -211,11 +211,11 @@ std::size_t Connection::receive(Answer& answer) {
     });
 }
 
-void Connection::receivePayload(char* bytes, std::size_t size) {
+void ServerConnection::receivePayload(char* bytes, std::size_t size) {
     bounded([&](const os::Deadline& deadline) { stream->receive(bytes, size, deadline); });
 }
 
-void Connection::checkServerIsThere() {
+void ServerConnection::checkServerIsThere() {
     checkUsable();
     if (stream->isEnded()) {
         failAsTold();
@@ -224,7 +224,7 @@ void Connection::checkServerIsThere() {
 
 // With the last answer that came, if that tells why, otherwise with the end of the stream. What was
 // on its way before is not wanted any more.
-void Connection::failAsTold() {
+void ServerConnection::failAsTold() {
     for (;;) {
         Answer answer;
         std::vector<char> ignored(receive(answer));
@@ -236,12 +236,12 @@ void Connection::failAsTold() {
     }
 }
 
-bool Connection::waitForAnswer(Milliseconds timeOut) {
+bool ServerConnection::waitForAnswer(Milliseconds timeOut) {
     checkUsable();
     return stream->waitForInput(os::Deadline(timeOut));
 }
 
-void Connection::reserveForWorker() {
+void ServerConnection::reserveForWorker() {
     checkUsable();
     if (state == State::WorkersOnly) {
         throw Failure(TARN_STORAGE_ERROR_ARGUMENT,

@@ -1,4 +1,4 @@
-#include "platform/device_tree/messages/BytesFromBehind.h"
+#include "platform/device_tree/messages/ReverseWriter.h"
 
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>
@@ -10,11 +10,11 @@ namespace tarn::device_tree {
 using google::protobuf::internal::WireFormatLite;
 using google::protobuf::io::CodedOutputStream;
 
-void BytesFromBehind::prepend(std::string_view bytes) {
+void ReverseWriter::prepend(std::string_view bytes) {
     std::copy(bytes.begin(), bytes.end(), prependRoom(bytes.size()));
 }
 
-void BytesFromBehind::prependFieldHead(int field, std::size_t length) {
+void ReverseWriter::prependFieldHead(int field, std::size_t length) {
     const auto tag = WireFormatLite::MakeTag(field, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
     const auto size =
         CodedOutputStream::VarintSize32(tag) + CodedOutputStream::VarintSize64(length);
@@ -22,7 +22,7 @@ void BytesFromBehind::prependFieldHead(int field, std::size_t length) {
     CodedOutputStream::WriteVarint64ToArray(length, afterTag);
 }
 
-std::uint8_t* BytesFromBehind::prependRoom(std::size_t size) {
+std::uint8_t* ReverseWriter::prependRoom(std::size_t size) {
     if (size > begin) {
         grow(this->size() + size);
     }
@@ -32,7 +32,7 @@ std::uint8_t* BytesFromBehind::prependRoom(std::size_t size) {
 }
 
 // What is not written to yet must not become memory in use.
-void BytesFromBehind::grow(std::size_t atLeast) {
+void ReverseWriter::grow(std::size_t atLeast) {
     const auto newCapacity = std::max(atLeast, capacity + capacity / 2);
     auto larger = std::make_unique_for_overwrite<char[]>(newCapacity);
     const auto newBegin = newCapacity - size();
