@@ -5,11 +5,8 @@
 
 namespace tarn::storage_wire {
 
-/// CRC-32C of bytes; of those that follow others, with what came of the others as `before`. Uses
-/// the processor's own instruction where it has one.
+/// CRC-32C of bytes; of those that follow others, with what came of the others as `before`. Any
+/// thread.
 std::uint32_t checksum(const void* bytes, std::size_t size, std::uint32_t before = 0);
-
-/// The same on any processor, some ten times slower.
-std::uint32_t checksumByTable(const void* bytes, std::size_t size, std::uint32_t before = 0);
 
 }  // namespace tarn::storage_wire
