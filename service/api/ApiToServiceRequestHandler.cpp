@@ -5,45 +5,15 @@
 
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
-#include "proto/api_service.pb.h"
-#include "service/api/JobList.h"
 #include "service/workflows/WorkflowCreator.h"
 
 namespace tarn::service {
-
-using tarn::proto::api_service::ApiToServiceRequest;
-using tarn::proto::api_service::ServiceToApiReply;
 
 namespace {
 
 constexpr std::uint32_t pollPeriodMs = 500;
 constexpr std::uint32_t requestLimit = 10485760;
 constexpr std::chrono::milliseconds afterPollError{100};
-
-// Only the first of them has the number of its request.
-ServiceToApiReply::ServiceToApiReplyType replyTypeOf(
-    ApiToServiceRequest::ApiToServiceRequestType request) {
-    switch (request) {
-        case ApiToServiceRequest::JOB_SUBMISSION:
-            return ServiceToApiReply::JOB_SUBMISSION;
-        case ApiToServiceRequest::ENGINE_SUBMISSION:
-            return ServiceToApiReply::ENGINE_SUBMISSION;
-        case ApiToServiceRequest::GET_JOBS:
-            return ServiceToApiReply::GET_JOBS;
-        case ApiToServiceRequest::GET_JOB_BY_UUID:
-            return ServiceToApiReply::GET_JOB_BY_UUID;
-        case ApiToServiceRequest::GET_MONITORING_INFO:
-            return ServiceToApiReply::GET_MONITORING_INFO;
-        case ApiToServiceRequest::GET_DELTACAST:
-            return ServiceToApiReply::GET_DELTACAST;
-        case ApiToServiceRequest::CONFIGURE_DELTACAST:
-            return ServiceToApiReply::CONFIGURE_DELTACAST;
-        case ApiToServiceRequest::LOOP_STORAGE:
-            return ServiceToApiReply::LOOP_STORAGE;
-        default:
-            return ServiceToApiReply::INFO;
-    }
-}
 
 }  // namespace
 
@@ -52,7 +22,6 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
     : MessageFormatter("Api requests handler"),
       serviceName(serviceName),
       dependencies(std::move(dependencies)),
-      jobList(std::make_unique<JobList>()),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       pollFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
@@ -134,11 +103,10 @@ void ApiToServiceRequestHandler::serveOne(socket::Socket& socket) {
     if (!receive(request, socket)) {
         return;
     }
-    if (const auto handler = handlerOf(request)) {
-        try {
-            (this->*handler)(request, socket);
-        } catch (const std::exception& e) {  // one bad request ends nobody else's work
-            answerFailure(request, e.what(), socket);
+    for (const auto& kind : served) {
+        if (kind.type == request.type()) {
+            HandlerFrame(forFrames, kind.labels, kind.replyType, socket)
+                .run([&](HandlerFrame& frame) { (this->*kind.handler)(request, frame); });
         }
     }
 }
@@ -153,48 +121,6 @@ bool ApiToServiceRequestHandler::receive(Request& request, socket::Socket& socke
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed receiving API request: ") + e.what()));
         return false;
-    }
-}
-
-// A handler that has answered already only shows in the log.
-void ApiToServiceRequestHandler::answerFailure(const Request& request, const std::string& reason,
-                                               socket::Socket& socket) {
-    utils::logError(formatMessage("Failed handling API request: " + reason));
-    if (!socket.owesAnswer()) {
-        return;
-    }
-    ServiceToApiReply reply;
-    reply.set_type(replyTypeOf(request.type()));
-    reply.set_success(false);
-    reply.set_error_message(reason);
-    const auto name = Request::ApiToServiceRequestType_Name(request.type());
-    HandlerFrame frame(forFrames, {name + " request ", name + " reply "},
-                       HandlerFrame::Work::HasBegun);
-    frame.send(reply, socket);
-}
-
-ApiToServiceRequestHandler::Handler ApiToServiceRequestHandler::handlerOf(const Request& request) {
-    switch (request.type()) {
-        case Request::GET_INFO:
-            return &ApiToServiceRequestHandler::handleGetInfoRequest;
-        case Request::JOB_SUBMISSION:
-            return &ApiToServiceRequestHandler::handleJobSubmissionRequest;
-        case Request::ENGINE_SUBMISSION:
-            return &ApiToServiceRequestHandler::handleEngineSubmissionRequest;
-        case Request::GET_JOBS:
-            return &ApiToServiceRequestHandler::handleGetJobsRequest;
-        case Request::GET_JOB_BY_UUID:
-            return &ApiToServiceRequestHandler::handleGetJobByUuidRequest;
-        case Request::GET_MONITORING_INFO:
-            return &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest;
-        case Request::LOOP_STORAGE:
-            return &ApiToServiceRequestHandler::handleLoopStorageRequest;
-        case Request::GET_DELTACAST:
-            return &ApiToServiceRequestHandler::handleGetDeltacastRequest;
-        case Request::CONFIGURE_DELTACAST:
-            return &ApiToServiceRequestHandler::handleConfigureDeltacastRequest;
-        default:
-            return nullptr;
     }
 }
 

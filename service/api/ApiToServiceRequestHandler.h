@@ -16,12 +16,10 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/RepeatedFailure.h"
+#include "proto/api_service.pb.h"
 #include "service/api/HandlerFrame.h"
+#include "service/api/JobList.h"
 
-namespace tarn::proto::api_service {
-class ApiToServiceRequest;
-class ApiToServiceRequestJobSubmission;
-}  // namespace tarn::proto::api_service
 namespace tarn::proto::loop_storage {
 class Reply;
 class Request;
@@ -42,7 +40,6 @@ class DeviceManager;
 
 namespace tarn::service {
 
-class JobList;
 class WorkflowCreator;
 
 /// The API server: one thread that receives requests and answers them one after the other, in
@@ -50,6 +47,9 @@ class WorkflowCreator;
 ///
 /// start, waitForTermination and terminate may be called from different threads, each from one at a
 /// time. The handlers run on the request thread only and need no lock among themselves.
+///
+/// A further request is its message in proto/api_service.proto, a handler in requests/, and here
+/// the handler's declaration and its line in the table at the end.
 class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
   public:
     /// What the handlers work with; the references must outlive the object.
@@ -85,31 +85,41 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
   private:
     using Request = tarn::proto::api_service::ApiToServiceRequest;
-    using Handler = void (ApiToServiceRequestHandler::*)(Request&, socket::Socket&);
+    using Reply = tarn::proto::api_service::ServiceToApiReply;
+
+    /// Does what is the request's own: the frame times it and sends its reply when it returns.
+    using Handler = void (ApiToServiceRequestHandler::*)(Request&, HandlerFrame&);
+
+    /// A kind of request that is served; every other kind is left without an answer.
+    struct Served {
+        Request::ApiToServiceRequestType type;
+        Handler handler;
+        Reply::ServiceToApiReplyType replyType;
+        HandlerFrame::Labels labels;
+    };
+    static const Served served[];
 
     void serve(socket::Socket& socket);
     void waitAndServe(socket::Socket& socket);
     void serveOne(socket::Socket& socket);
     void reportPollError(const std::string& error);
     bool receive(Request& request, socket::Socket& socket);
-    void answerFailure(const Request& request, const std::string& reason, socket::Socket& socket);
     void reportFailedStart(const std::string& reason);
-    static Handler handlerOf(const Request& request);
 
-    void handleGetInfoRequest(Request& request, socket::Socket& socket);
-    void handleJobSubmissionRequest(Request& request, socket::Socket& socket);
-    void handleEngineSubmissionRequest(Request& request, socket::Socket& socket);
-    void handleGetJobsRequest(Request& request, socket::Socket& socket);
-    void handleGetJobByUuidRequest(Request& request, socket::Socket& socket);
-    void handleGetMonitoringInfoRequest(Request& request, socket::Socket& socket);
-    void handleLoopStorageRequest(Request& request, socket::Socket& socket);
-    void handleGetDeltacastRequest(Request& request, socket::Socket& socket);
-    void handleConfigureDeltacastRequest(Request& request, socket::Socket& socket);
+    void handleGetInfoRequest(Request& request, HandlerFrame& frame);
+    void handleJobSubmissionRequest(Request& request, HandlerFrame& frame);
+    void handleEngineSubmissionRequest(Request& request, HandlerFrame& frame);
+    void handleGetJobsRequest(Request& request, HandlerFrame& frame);
+    void handleGetJobByUuidRequest(Request& request, HandlerFrame& frame);
+    void handleGetMonitoringInfoRequest(Request& request, HandlerFrame& frame);
+    void handleLoopStorageRequest(Request& request, HandlerFrame& frame);
+    void handleGetDeltacastRequest(Request& request, HandlerFrame& frame);
+    void handleConfigureDeltacastRequest(Request& request, HandlerFrame& frame);
 
     // Declared for clients of long ago; never dispatched.
-    void handleKillRequest(Request&, socket::Socket&) {}
-    void handleGetDeviceStatusRequest(Request&, socket::Socket&) {}
-    void handleRequestError(Request&, socket::Socket&) {}
+    void handleKillRequest(Request&, HandlerFrame&) {}
+    void handleGetDeviceStatusRequest(Request&, HandlerFrame&) {}
+    void handleRequestError(Request&, HandlerFrame&) {}
 
     /// False when the reply tells of a failure.
     bool operateLoopStorage(const tarn::proto::loop_storage::Request& wanted,
@@ -131,13 +141,13 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
     std::string serviceName;
     Dependencies dependencies;
-    const std::unique_ptr<JobList> jobList;
     std::atomic<bool> stopFlag{false};
 
     // The request thread's own:
     utils::RepeatedFailure sendFailures;
     utils::RepeatedFailure pollFailures;
     const HandlerFrame::Dependencies forFrames;
+    JobList jobList;
 
     std::mutex terminationMutex;
     std::condition_variable terminationCondition;
@@ -147,6 +157,47 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     int waiters = 0;
     bool joining = false;   ///< terminate wants the thread to end
     bool released = false;  ///< nobody need wait any more
+};
+
+// Request and reply types have the same number in the first line only.
+inline constexpr ApiToServiceRequestHandler::Served ApiToServiceRequestHandler::served[] = {
+    {Request::GET_INFO,
+     &ApiToServiceRequestHandler::handleGetInfoRequest,
+     Reply::INFO,
+     {"GetInfo request ", "GetInfo reply "}},
+    {Request::JOB_SUBMISSION,
+     &ApiToServiceRequestHandler::handleJobSubmissionRequest,
+     Reply::JOB_SUBMISSION,
+     {"JobSubmission request ", "JobSubmission reply "}},
+    {Request::ENGINE_SUBMISSION,
+     &ApiToServiceRequestHandler::handleEngineSubmissionRequest,
+     Reply::ENGINE_SUBMISSION,
+     {"EngineSubmission request ", "EngineSubmission reply "}},
+    {Request::GET_JOBS,
+     &ApiToServiceRequestHandler::handleGetJobsRequest,
+     Reply::GET_JOBS,
+     {"GetJobs request ", "GetJobs reply "}},
+    {Request::GET_JOB_BY_UUID,
+     &ApiToServiceRequestHandler::handleGetJobByUuidRequest,
+     Reply::GET_JOB_BY_UUID,
+     {"GetJobByUuid request ", "GetJobByUuid reply "}},
+    {Request::GET_MONITORING_INFO,
+     &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest,
+     Reply::GET_MONITORING_INFO,
+     {"GetMonitoringInfo request ", "GetMonitoringInfo reply "}},
+    {Request::GET_DELTACAST,
+     &ApiToServiceRequestHandler::handleGetDeltacastRequest,
+     Reply::GET_DELTACAST,
+     {"GetDeltacast request ", "GetDeltacast reply "}},
+    // The ingest process may be restarting.
+    {Request::CONFIGURE_DELTACAST,
+     &ApiToServiceRequestHandler::handleConfigureDeltacastRequest,
+     Reply::CONFIGURE_DELTACAST,
+     {"ConfigureDeltacast request ", "ConfigureDeltacast reply ", std::chrono::seconds(50)}},
+    {Request::LOOP_STORAGE,
+     &ApiToServiceRequestHandler::handleLoopStorageRequest,
+     Reply::LOOP_STORAGE,
+     {"LoopStorage request ", "LoopStorage reply"}},
 };
 
 /// The process's server; created on first use, destroyed at exit.

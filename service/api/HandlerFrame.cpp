@@ -1,13 +1,12 @@
 #include "service/api/HandlerFrame.h"
 
-#include <utility>
-
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/RepeatedFailure.h"
-#include "proto/api_service.pb.h"
-#include "service/api/RequestTimes.h"
+
+std::chrono::steady_clock::time_point startTime;
+std::chrono::steady_clock::time_point endTime;
 
 namespace tarn::service {
 
@@ -17,36 +16,65 @@ constexpr std::chrono::seconds sendThreshold{5};
 
 }  // namespace
 
-HandlerFrame::HandlerFrame(const Dependencies& dependencies, Labels labels, Work work)
-    : dependencies(dependencies), labels(std::move(labels)) {
-    if (work == Work::Begins) {
-        startTime = dependencies.now();
+HandlerFrame::HandlerFrame(const Dependencies& dependencies, const Labels& labels,
+                           Reply::ServiceToApiReplyType replyType, socket::Socket& socket)
+    : dependencies(dependencies), labels(labels), requestLabel(labels.request), socket(socket) {
+    answer.set_type(replyType);
+    answer.set_success(true);
+}
+
+void HandlerFrame::run(const std::function<void(HandlerFrame&)>& handler) {
+    startTime = dependencies.now();
+    try {
+        handler(*this);
+        if (answerState == AnswerState::Owed) {
+            send();
+        }
+    } catch (const std::exception& e) {  // one bad request ends nobody else's work
+        answerFailure(e.what());
     }
 }
 
+// Who has the answer already is not told twice: then only the log shows it.
+void HandlerFrame::answerFailure(const std::string& reason) {
+    utils::logError(dependencies.formatter.formatMessage("Failed handling API request: " + reason));
+    if (answerState == AnswerState::Owed) {
+        const auto type = answer.type();
+        answer.Clear();
+        answer.set_type(type);
+        refuse(reason);
+        send();
+    }
+}
+
+void HandlerFrame::refuse(const std::string& reason) {
+    answer.set_success(false);
+    answer.set_error_message(reason);
+}
+
 // Counted and compared in whole seconds, whatever the text says.
-void HandlerFrame::warnIfSlow(const std::string& label, std::chrono::seconds threshold) const {
+void HandlerFrame::warnIfSlow(std::string_view label, std::chrono::seconds threshold) const {
     const auto elapsed = std::chrono::duration_cast<std::chrono::seconds>(endTime - startTime);
     if (elapsed > threshold) {
         utils::logWarning(dependencies.formatter.formatMessage(
-            label + " took longer than expected: " + std::to_string(elapsed.count()) +
+            std::string(label) + " took longer than expected: " + std::to_string(elapsed.count()) +
             "ms, threshold at " + std::to_string(threshold.count())));
     }
 }
 
-void HandlerFrame::send(const tarn::proto::api_service::ServiceToApiReply& reply,
-                        socket::Socket& socket) {
-    send([&reply] { return reply.DebugString(); }, socket,
-         [&reply](socket::Socket& on) { on.sendProtoBuf(&reply); });
+void HandlerFrame::send(const Reply& kept) {
+    send([&kept] { return kept.DebugString(); },
+         [&kept](socket::Socket& on) { on.sendProtoBuf(&kept); });
 }
 
-void HandlerFrame::send(const std::function<std::string()>& text, socket::Socket& socket,
+void HandlerFrame::send(const std::function<std::string()>& text,
                         const std::function<void(socket::Socket&)>& sendOn) {
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
         utils::logTrace(dependencies.formatter.formatMessage("Sending " + text()));
     }
     endTime = dependencies.now();
-    warnIfSlow(labels.request, labels.processingThreshold);
+    warnIfSlow(requestLabel, labels.processingThreshold);
+    answerState = AnswerState::Given;
     try {
         startTime = dependencies.now();
         sendOn(socket);

@@ -7,9 +7,6 @@
 
 namespace tarn::service {
 
-/// Sets all three fields of a job record.
-void fill(tarn::proto::api_service::RunningJob& target, const resource_manager::RunningJob& job);
-
 /// The answer to a question for running jobs. Clients ask again and again while the list stays the
 /// same: then the records of the last answer are used again. Request thread only.
 class JobList {

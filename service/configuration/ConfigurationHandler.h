@@ -82,4 +82,8 @@ class ConfigurationHandler : public utils::MessageFormatter {
     const PluginLoader pluginLoader;
 };
 
+/// The configuration of this process; created on first use, destroyed at exit. Its plug-ins are
+/// loaded into the media framework.
+ConfigurationHandler& GetConfigurationHandler();
+
 }  // namespace tarn::service::configuration

@@ -15,7 +15,6 @@
 namespace tarn::service::devices {
 
 using configuration::TarnDevice;
-using configuration::TarnDeviceType;
 using device_tree::DeviceClass;
 using device_tree::DeviceNode;
 using tarn::proto::service_event::ServiceEvent;
@@ -76,16 +75,14 @@ bool DeviceManager::initFromConfiguration(std::list<std::string>& errors) {
     return listens;
 }
 
+// Made without the lock: a controller runs at once, and others may ask for one meanwhile.
 void DeviceManager::createController(const TarnDevice& device) {
-    if (device.type == TarnDeviceType::DELTACAST) {
-        const auto made = dependencies.makeDeltacastController(device.monitoringInterface);
-        auto locked = controllers.lock();
-        locked->deltacast = made;
-        locked->all.push_back(made);
-        return;
+    const auto made = dependencies.makeController(device);
+    auto locked = controllers.lock();
+    locked->all.push_back(made);
+    if (device.type == configuration::TarnDeviceType::DELTACAST) {
+        locked->deltacast = std::dynamic_pointer_cast<DeltacastDeviceController>(made);
     }
-    const auto made = dependencies.makeProtocolController(device.monitoringInterface);
-    controllers.lock()->all.push_back(made);
 }
 
 void DeviceManager::createLoopStorageControllers() {
@@ -99,6 +96,7 @@ void DeviceManager::createLoopStorageControllers() {
     }
 }
 
+// Out of the lock, too: the end of a controller waits for its threads.
 void DeviceManager::destroyControllers() {
     const auto ended = std::exchange(*controllers.lock(), {});
 }

@@ -44,16 +44,13 @@ class DeviceManager : public tarn::utils::MessageFormatter {
         const configuration::ConfigurationHandler& configuration;
         DeviceEventListener& listener;
         EventEmitter& emitter;
-        /// A running controller for the device at this endpoint.
-        std::function<std::shared_ptr<DeviceController>(const std::string& endpoint)>
-            makeProtocolController;
+        /// A running controller for a device of any kind.
+        std::function<std::shared_ptr<DeviceController>(const configuration::TarnDevice& device)>
+            makeController;
         /// A running controller for this loop storage server.
         std::function<std::shared_ptr<LoopStorageDeviceController>(
             const configuration::LoopStorageConfigurationHandler& storage)>
             makeLoopStorageController = {};
-        /// The same for an ingest service.
-        std::function<std::shared_ptr<DeltacastDeviceController>(const std::string& endpoint)>
-            makeDeltacastController = {};
     };
 
     /// The id of a node, and its new status.

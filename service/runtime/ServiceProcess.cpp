@@ -12,7 +12,6 @@
 #include "platform/utils/log/Log4CPlusLogger.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
-#include "service/configuration/GetConfigurationHandler.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
 #include "service/devices/capture/DeltacastDeviceController.h"

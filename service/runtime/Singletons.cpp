@@ -1,7 +1,14 @@
+// Every object that the process has once: made by the first call of its accessor, from any thread,
+// and destroyed at exit, in the reverse order. What another one works with is named in its making,
+// and so made before it.
+#include <ctime>
+#include <memory>
+
+#include "platform/media_framework/Kln.h"
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
+#include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
-#include "service/configuration/GetConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 #include "service/devices/DeviceEventListener.h"
 #include "service/devices/DeviceManager.h"
@@ -13,8 +20,53 @@
 #include "service/devices/storage/TrackTasks.h"
 #include "service/events/EventEmitter.h"
 #include "service/workflows/ShellCommand.h"
+#include "service/workflows/WorkflowCreator.h"
+#include "service/workflows/launch/FreeEndpoint.h"
+#include "service/workflows/launch/PrivateRandom.h"
 
-namespace tarn::service::devices {
+namespace tarn::service {
+
+configuration::ConfigurationHandler& configuration::GetConfigurationHandler() {
+    static ConfigurationHandler handler(KLNLoadPluginLibrary);
+    return handler;
+}
+
+WorkflowCreator& GetWorkflowCreator() {
+    static PrivateRandom ports;
+    static WorkflowCreator creator({configuration::GetConfigurationHandler(),
+                                    resource_manager::GetResourceManagerProxy(), runShellCommand,
+                                    [] { return ports.next(); }, isFreeEndpoint});
+    return creator;
+}
+
+EventEmitter& GetEventEmitter() {
+    static EventEmitter emitter;
+    return emitter;
+}
+
+void StartEventEmitter(const socket::SocketEndpoint& endpoint) {
+    GetEventEmitter().startThread(endpoint);
+}
+
+void StopEventEmitter() {
+    GetEventEmitter().stopThread();
+}
+
+ApiToServiceRequestHandler& GetApiToServiceRequestHandler() {
+    static ApiToServiceRequestHandler handler(
+        "", {GetWorkflowCreator(), resource_manager::GetResourceManagerProxy(),
+             configuration::GetConfigurationHandler(), devices::GetDeviceManager(), runShellCommand,
+             std::chrono::steady_clock::now, [] { return std::time(nullptr); },
+             dictionary::ComponentsDictionary()});
+    return handler;
+}
+
+namespace devices {
+
+DeviceEventListener& GetDeviceEventListener() {
+    static DeviceEventListener listener([]() -> DeviceManager& { return GetDeviceManager(); });
+    return listener;
+}
 
 namespace {
 
@@ -38,48 +90,55 @@ DevicePresence& devicePresence() {
     return presence;
 }
 
+RealProcessControl& processControl() {
+    static RealProcessControl processes;
+    return processes;
+}
+
 // Beside the registry, since it is as good as that over a restart and a reboot.
 std::string launchRecord() {
     const auto& endpoint = configuration::GetConfigurationHandler().getResourcesEndpoint();
     return resource_manager::RegistryFolder().pathFor(endpoint) + ".ingest";
 }
 
-// What its dependencies are made of is made before the manager, to be destroyed after it.
-auto deltacastControllerMaker() {
-    static RealProcessControl processes;
-    auto& resourceManager = resource_manager::GetResourceManagerProxy();
-    return [&resourceManager](const std::string& endpoint) {
+// The one place to make the controller of a further kind of device.
+std::shared_ptr<DeviceController> makeController(const configuration::TarnDevice& device) {
+    auto& listener = GetDeviceEventListener();
+    const auto& settings = configuration::GetConfigurationHandler();
+    if (device.type == configuration::TarnDeviceType::DELTACAST) {
         return std::make_shared<DeltacastDeviceController>(
-            endpoint, DeltacastDeviceController::Dependencies{
-                          .listener = GetDeviceEventListener(),
-                          .configuration = configuration::GetConfigurationHandler(),
-                          .resourceManager = resourceManager,
-                          .processes = processes,
-                          .runShell = runShellCommand,
-                          .launchRecord = launchRecord()});
-    };
+            device.monitoringInterface,
+            DeltacastDeviceController::Dependencies{
+                .listener = listener,
+                .configuration = settings,
+                .resourceManager = resource_manager::GetResourceManagerProxy(),
+                .processes = processControl(),
+                .runShell = runShellCommand,
+                .launchRecord = launchRecord()});
+    }
+    return std::make_shared<TarnProtocolDeviceController>(
+        device.monitoringInterface, TarnProtocolDeviceController::Dependencies{
+                                        .listener = listener,
+                                        .presence = &devicePresence(),
+                                        .eventEndpoints = EventEndpointRules::of(settings)});
 }
 
 }  // namespace
 
 DeviceManager& GetDeviceManager() {
-    devicePresence();         // made before the manager, to be destroyed after its controllers
-    static TrackTasks tasks;  // likewise
+    // What only its controllers use, made before it to be destroyed after them.
+    devicePresence();
+    processControl();
+    resource_manager::GetResourceManagerProxy();
+    static TrackTasks tasks;
     static DeviceManager manager(
         {configuration::GetConfigurationHandler(), GetDeviceEventListener(), GetEventEmitter(),
-         [](const std::string& endpoint) {
-             return std::make_shared<TarnProtocolDeviceController>(
-                 endpoint, TarnProtocolDeviceController::Dependencies{
-                               .listener = GetDeviceEventListener(),
-                               .presence = &devicePresence(),
-                               .eventEndpoints = EventEndpointRules::of(
-                                   configuration::GetConfigurationHandler())});
-         },
-         [](const configuration::LoopStorageConfigurationHandler& storage) {
+         makeController, [](const configuration::LoopStorageConfigurationHandler& storage) {
              return makeLoopStorageController(storage, tasks);
-         },
-         deltacastControllerMaker()});
+         }});
     return manager;
 }
 
-}  // namespace tarn::service::devices
+}  // namespace devices
+
+}  // namespace tarn::service

@@ -1,6 +1,4 @@
-#include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
-#include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/devices/DeviceManager.h"
 #include "service/devices/capture/DeltacastDeviceController.h"
@@ -8,17 +6,11 @@
 namespace tarn::service {
 
 using tarn::proto::api_service::ApiToServiceRequestConfigureDeltacast;
-using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyGetDeltacast;
 
 namespace {
 
-// The ingest process may be restarting.
-constexpr std::chrono::seconds configureThreshold{50};
-
-using State = ServiceToApiReplyGetDeltacast::State;
-
-State stateOf(devices::DeltacastStatus status) {
+ServiceToApiReplyGetDeltacast::State stateOf(devices::DeltacastStatus status) {
     switch (status) {
         case devices::DeltacastStatus::Unreachable:
             return ServiceToApiReplyGetDeltacast::UNREACHABLE;
@@ -40,19 +32,12 @@ void tellState(devices::DeltacastDeviceController& controller,
     }
 }
 
-void refuse(ServiceToApiReply& reply, const std::string& reason) {
-    reply.set_success(false);
-    reply.set_error_message(reason);
-}
-
 }  // namespace
 
 // The client has its answer when the format waits to be applied. What a format lacks is replaced
 // when it is: also a format without content is one.
 void ApiToServiceRequestHandler::handleConfigureDeltacastRequest(Request& request,
-                                                                 socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"ConfigureDeltacast request ", "ConfigureDeltacast reply ",
-                                   configureThreshold});
+                                                                 HandlerFrame& frame) {
     if (!request.HasExtension(ApiToServiceRequestConfigureDeltacast::base)) {
         utils::logWarning(formatMessage("Invalid reconfiguration request"));
     }
@@ -61,38 +46,29 @@ void ApiToServiceRequestHandler::handleConfigureDeltacastRequest(Request& reques
         utils::logDebug(formatMessage("Handling reconfiguration request: " + order.DebugString()));
     }
     const auto controller = dependencies.devices.getDeltacastController();
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::CONFIGURE_DELTACAST);
-    reply.set_success(true);
     if (!controller) {
-        refuse(reply, "No Deltacast controller configured");
+        frame.refuse("No Deltacast controller configured");
     } else {
         utils::logDebug(formatMessage("Reconfiguring Deltacast device..."));
         controller->configure(order.config());
         utils::logDebug(formatMessage("Reconfiguring Deltacast device... DONE"));
     }
-    frame.send(reply, socket);
 }
 
-void ApiToServiceRequestHandler::handleGetDeltacastRequest(Request&, socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"GetDeltacast request ", "GetDeltacast reply "});
+void ApiToServiceRequestHandler::handleGetDeltacastRequest(Request&, HandlerFrame& frame) {
     const auto controller = dependencies.devices.getDeltacastController();
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::GET_DELTACAST);
-    reply.set_success(true);
-    auto& answer = *reply.MutableExtension(ServiceToApiReplyGetDeltacast::base);
+    auto& answer = *frame.reply().MutableExtension(ServiceToApiReplyGetDeltacast::base);
     devices::DeltacastDeviceController::DeltacastConfig config;
     std::string error;
     if (!controller) {
-        refuse(reply, "No Deltacast controller configured");
+        frame.refuse("No Deltacast controller configured");
     } else if (!controller->getCurrentConfig(config, error)) {
-        refuse(reply, error);
+        frame.refuse(error);
         utils::logError(formatMessage("Failed getting Deltacast device properties: " + error));
     } else {
         *answer.mutable_config() = config;
         tellState(*controller, answer);
     }
-    frame.send(reply, socket);
 }
 
 }  // namespace tarn::service

@@ -1,6 +1,5 @@
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
-#include "proto/api_service.pb.h"
 #include "proto/service_engine.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
@@ -9,7 +8,6 @@
 namespace tarn::service {
 
 using tarn::proto::api_service::ApiToServiceRequestEngineSubmission;
-using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyEngineSubmission;
 using tarn::proto::service_engine::EngineToServiceReply;
 using tarn::proto::service_engine::ServiceToEngineRequest;
@@ -42,25 +40,23 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
 
 }  // namespace
 
+// As with a job, the client has its answer before the engine exists: what fails after that shows in
+// the log only, and the endpoints stay given out.
 void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
-                                                               socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"EngineSubmission request ", "EngineSubmission reply "});
+                                                               HandlerFrame& frame) {
     std::vector<std::string> endpoints;
     std::string error;
     if (!generateJobEndpoints(endpoints, 4, error)) {
         utils::logError(formatMessage("Cannot submit engine: " + error));
         utils::logWarning(formatMessage(dependencies.workflows.describePortUse()));
-        return;
+        return frame.waive();
     }
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::ENGINE_SUBMISSION);
-    reply.set_success(true);
-    auto& answer = *reply.MutableExtension(ServiceToApiReplyEngineSubmission::base);
+    auto& answer = *frame.reply().MutableExtension(ServiceToApiReplyEngineSubmission::base);
     answer.set_first_engine_endpoint(endpoints[0]);
     answer.set_second_engine_endpoint(endpoints[1]);
     answer.set_third_engine_endpoint(endpoints[2]);
     answer.set_fourth_engine_endpoint(endpoints[3]);
-    frame.send(reply, socket);
+    frame.send();
 
     std::string ipcEndpoint;
     if (!dependencies.workflows.generateIpcEndpointString(ipcEndpoint, error)) {

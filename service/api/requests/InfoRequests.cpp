@@ -1,5 +1,3 @@
-#include "platform/socket/Socket.h"
-#include "proto/api_service.pb.h"
 #include "proto/dictionary.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
@@ -8,7 +6,6 @@
 
 namespace tarn::service {
 
-using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyInfo;
 
 namespace {
@@ -30,19 +27,14 @@ void addLoopStorage(ServiceToApiReplyInfo& info,
 
 }  // namespace
 
-void ApiToServiceRequestHandler::handleGetInfoRequest(Request&, socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"GetInfo request ", "GetInfo reply "});
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::INFO);
-    reply.set_success(true);
-    auto& info = *reply.MutableExtension(ServiceToApiReplyInfo::base);
+void ApiToServiceRequestHandler::handleGetInfoRequest(Request&, HandlerFrame& frame) {
+    auto& info = *frame.reply().MutableExtension(ServiceToApiReplyInfo::base);
     info.set_service_name(serviceName);
     info.set_version("service version TODO");
     info.set_events_endpoint(
         dependencies.workflows.getEventsEndpoint().toString(socket::Protocol::None));
     *info.mutable_components_dictionary() = dependencies.dictionary.toProtoBuf();
     addLoopStorage(info, dependencies.configuration);
-    frame.send(reply, socket);
 }
 
 }  // namespace tarn::service

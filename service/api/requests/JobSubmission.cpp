@@ -1,6 +1,4 @@
-#include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
-#include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/api/PersistentFileName.h"
 #include "service/configuration/ConfigurationHandler.h"
@@ -9,7 +7,6 @@
 namespace tarn::service {
 
 using tarn::proto::api_service::ApiToServiceRequestJobSubmission;
-using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyJobSubmission;
 
 namespace {
@@ -63,9 +60,7 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
 
 // The client has its answer before the job exists: it learns the endpoints at once, and how the
 // launch went from the job or from the list of jobs.
-void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
-                                                            socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"JobSubmission request ", "JobSubmission reply "});
+void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request, HandlerFrame& frame) {
     std::string ipcEndpoint;
     std::vector<std::string> endpoints;
     std::string error;
@@ -73,15 +68,12 @@ void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request,
         !generateJobEndpoints(endpoints, 2, error)) {
         utils::logError(formatMessage("Cannot submit job: " + error));
         utils::logWarning(formatMessage(dependencies.workflows.describePortUse()));
-        return;
+        return frame.waive();
     }
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::JOB_SUBMISSION);
-    reply.set_success(true);
-    auto& answer = *reply.MutableExtension(ServiceToApiReplyJobSubmission::base);
+    auto& answer = *frame.reply().MutableExtension(ServiceToApiReplyJobSubmission::base);
     answer.set_first_job_endpoint(endpoints[0]);
     answer.set_second_job_endpoint(endpoints[1]);
-    frame.send(reply, socket);
+    frame.send();
 
     const auto& submission = *request.MutableExtension(ApiToServiceRequestJobSubmission::base);
     const auto persistence = persistenceOf(submission);

@@ -1,6 +1,4 @@
-#include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
-#include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/devices/DeviceManager.h"
 #include "service/devices/storage/LoopStorageDeviceController.h"
@@ -9,7 +7,6 @@ namespace tarn::service {
 
 namespace loop_storage = tarn::proto::loop_storage;
 using tarn::proto::api_service::ApiToServiceRequestLoopStorage;
-using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyLoopStorage;
 
 namespace {
@@ -23,18 +20,13 @@ void fail(loop_storage::Reply& reply, const std::string& reason) {
 
 }  // namespace
 
-void ApiToServiceRequestHandler::handleLoopStorageRequest(Request& request,
-                                                          socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"LoopStorage request ", "LoopStorage reply"});
-    ServiceToApiReply reply;
-    reply.set_type(ServiceToApiReply::LOOP_STORAGE);
-    reply.set_success(true);
+void ApiToServiceRequestHandler::handleLoopStorageRequest(Request& request, HandlerFrame& frame) {
     const auto& wanted = request.MutableExtension(ApiToServiceRequestLoopStorage::base)->request();
-    auto& told = *reply.MutableExtension(ServiceToApiReplyLoopStorage::base)->mutable_reply();
+    auto& told =
+        *frame.reply().MutableExtension(ServiceToApiReplyLoopStorage::base)->mutable_reply();
     const auto done = operateLoopStorage(wanted, told);
     frame.nameRequest((done ? "LoopStorage request " : "LoopStorage request (error) ") +
                       loop_storage::Request::Type_Name(wanted.type()));
-    frame.send(reply, socket);
 }
 
 bool ApiToServiceRequestHandler::operateLoopStorage(const loop_storage::Request& wanted,

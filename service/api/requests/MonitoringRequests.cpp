@@ -3,7 +3,6 @@
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/device_tree/messages/ReverseWriter.h"
 #include "platform/socket/Socket.h"
-#include "proto/api_service.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/devices/DeviceManager.h"
 
@@ -42,10 +41,9 @@ void sendWith(std::string_view tree, socket::Socket& socket) {
 
 // A tree of thousands of nodes is many times dearer to build as a message than to copy: its bytes
 // are there already, but for what has changed since the last batch.
-void ApiToServiceRequestHandler::handleGetMonitoringInfoRequest(Request&, socket::Socket& socket) {
-    HandlerFrame frame(forFrames, {"GetMonitoringInfo request ", "GetMonitoringInfo reply "});
+void ApiToServiceRequestHandler::handleGetMonitoringInfoRequest(Request&, HandlerFrame& frame) {
     const DeviceNode snapshot = *dependencies.devices.getTree().lock();
-    frame.send([&] { return textOf(snapshot); }, socket,
+    frame.send([&] { return textOf(snapshot); },
                [&](socket::Socket& on) {
                    dependencies.devices.withMessageOf(
                        snapshot, [&on](std::string_view tree) { sendWith(tree, on); });

@@ -2,9 +2,10 @@
 
 #include <gmock/gmock.h>
 
+#include <stdexcept>
+
 #include "platform/utils/EscapedText.h"
 #include "platform/utils/RepeatedFailure.h"
-#include "service/api/RequestTimes.h"
 #include "tests/service/api/ApiBed.h"
 
 namespace tarn::service {
@@ -20,7 +21,6 @@ class HandlerFrameTest : public testing::Test {
         ServiceToApiReply request;
         client.sendProtoBuf(&request);
         server.receiveProtoBuf(&request, 1000);
-        reply.set_type(ServiceToApiReply::INFO);
     }
 
     /// A request that takes `work` to handle, and `sending` to answer.
@@ -31,8 +31,21 @@ class HandlerFrameTest : public testing::Test {
         const HandlerFrame::Dependencies dependencies{
             formatter, [&] { return std::chrono::steady_clock::time_point(looks[look++]); },
             sendFailures};
-        HandlerFrame frame(dependencies, {"GetInfo request ", "GetInfo reply ", threshold});
-        frame.send(reply, server);
+        HandlerFrame(dependencies, {"GetInfo request ", "GetInfo reply ", threshold},
+                     ServiceToApiReply::INFO, server)
+            .run(handler);
+    }
+
+    ServiceToApiReply received() {
+        ServiceToApiReply reply;
+        client.receiveProtoBuf(&reply, 1000);
+        return reply;
+    }
+
+    /// Whether the client was sent nothing, or nothing more.
+    bool isUnanswered() {
+        std::string none;
+        return client.poll(0, none) == 1;
     }
 
     const socket::SocketEndpoint endpoint =
@@ -40,19 +53,61 @@ class HandlerFrameTest : public testing::Test {
     socket::Socket server{"server", socket::ClosePolicy::Discard};
     socket::Socket client{"client", socket::ClosePolicy::Discard};
     utils::MessageFormatter formatter{"Api requests handler"};
-    ServiceToApiReply reply;
+    std::function<void(HandlerFrame&)> handler = [](HandlerFrame&) {};
     std::chrono::steady_clock::time_point failedAt;
     utils::RepeatedFailure sendFailures{utils::LogLevel::Error, [this] { return failedAt; }};
     test::LogCapture log;
 };
 
-TEST_F(HandlerFrameTest, SendsTheReplyAndTracesIt) {
+TEST_F(HandlerFrameTest, SendsTheReplyOfAHandlerThatDoesNotAndTracesIt) {
     answer(0ms, 0ms);
-    ServiceToApiReply received;
-    client.receiveProtoBuf(&received, 1000);
-    EXPECT_EQ(received.type(), ServiceToApiReply::INFO);
+    const auto reply = received();
+    EXPECT_EQ(reply.type(), ServiceToApiReply::INFO);
+    EXPECT_TRUE(reply.success());
     EXPECT_THAT(log.lines(), testing::ElementsAre(utils::escapeForLog(
                                  "TRACE Api requests handler > Sending " + reply.DebugString())));
+}
+
+TEST_F(HandlerFrameTest, AnswersOnceWhenTheHandlerDoesSoItself) {
+    handler = [](HandlerFrame& frame) {
+        frame.send();
+        frame.refuse("too late");
+    };
+    answer(0ms, 0ms);
+    EXPECT_TRUE(received().success());
+    EXPECT_FALSE(log.contains("Failed"));  // as a second answer would
+}
+
+TEST_F(HandlerFrameTest, LeavesARequestWithoutTheAnswerThatTheHandlerWaives) {
+    handler = [](HandlerFrame& frame) { frame.waive(); };
+    answer(0ms, 0ms);
+    EXPECT_TRUE(server.owesAnswer());
+    EXPECT_TRUE(isUnanswered());
+}
+
+TEST_F(HandlerFrameTest, AnswersWhatTheHandlerThrowsAndNothingOfWhatItHadDoneByThen) {
+    handler = [](HandlerFrame& frame) {
+        frame.reply().MutableExtension(tarn::proto::api_service::ServiceToApiReplyInfo::base);
+        throw std::runtime_error("no room");
+    };
+    answer(0ms, 0ms);
+    ServiceToApiReply expected;
+    expected.set_type(ServiceToApiReply::INFO);
+    expected.set_success(false);
+    expected.set_error_message("no room");
+    EXPECT_EQ(received().DebugString(), expected.DebugString());
+    EXPECT_TRUE(log.has("ERROR Api requests handler > Failed handling API request: no room"));
+}
+
+TEST_F(HandlerFrameTest, OnlyLogsWhatTheHandlerThrowsAfterItsAnswer) {
+    handler = [](HandlerFrame& frame) {
+        frame.send();
+        throw std::runtime_error("no room");
+    };
+    answer(0ms, 0ms);
+    EXPECT_TRUE(received().success());
+    EXPECT_TRUE(log.has("ERROR Api requests handler > Failed handling API request: no room"));
+    EXPECT_FALSE(log.contains("Failed sending reply"));
 }
 
 TEST_F(HandlerFrameTest, DoesNotReportFiveWholeSeconds) {
@@ -105,12 +160,9 @@ TEST_F(HandlerFrameTest, LogsOneReplyASecondOfThoseThatCannotBeSent) {
     EXPECT_THAT(errors.lines().back(), testing::EndsWith(" (and 99 times before, not logged)"));
 }
 
-TEST_F(HandlerFrameTest, CountsTheWorkOfTheFrameThatItTakesOverFrom) {
-    startTime = std::chrono::steady_clock::time_point(0s);
-    const HandlerFrame::Dependencies dependencies{
-        formatter, [] { return std::chrono::steady_clock::time_point(8s); }, sendFailures};
-    HandlerFrame(dependencies, {"GetInfo request ", "GetInfo reply "}, HandlerFrame::Work::HasBegun)
-        .send(reply, server);
+TEST_F(HandlerFrameTest, TimesAHandlerThatThrowsLikeAnyOther) {
+    handler = [](HandlerFrame&) { throw std::runtime_error("no room"); };
+    answer(8s, 0ms);
     EXPECT_TRUE(log.contains("GetInfo request  took longer than expected: 8ms, threshold at 5"));
 }
 

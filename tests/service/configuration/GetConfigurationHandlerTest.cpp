@@ -1,5 +1,3 @@
-#include "service/configuration/GetConfigurationHandler.h"
-
 #include <gmock/gmock.h>
 
 #include "service/configuration/ConfigurationHandler.h"

@@ -63,16 +63,18 @@ class DeviceManagerTest : public testing::Test {
 
     static NamedStatus frames(std::uint64_t count) { return {"frames", count}; }
 
-    /// The controllers are not set up: they only stop.
-    std::function<std::shared_ptr<DeltacastDeviceController>(const std::string&)> ingestMaker() {
-        return [this](const std::string& endpoint) {
-            ingestControllers.push_back(std::make_shared<DeltacastDeviceController>(
-                endpoint.substr(endpoint.rfind('/') + 1),
-                DeltacastDeviceController::Dependencies{
-                    listener, bed.configuration, bed.proxy, processes, bed.shell(),
-                    [this](auto, const auto&) { ++ingestPauses; }}));
-            return ingestControllers.back();
-        };
+    /// Those of ingest services are not set up: they only stop.
+    std::shared_ptr<DeviceController> make(const configuration::TarnDevice& device) {
+        const auto& endpoint = device.monitoringInterface;
+        if (device.type == configuration::TarnDeviceType::GENERIC) {
+            return std::make_shared<Probe>(endpoint, told);
+        }
+        ingestControllers.push_back(std::make_shared<DeltacastDeviceController>(
+            endpoint.substr(endpoint.rfind('/') + 1),
+            DeltacastDeviceController::Dependencies{
+                listener, bed.configuration, bed.proxy, processes, bed.shell(),
+                [this](auto, const auto&) { ++ingestPauses; }}));
+        return ingestControllers.back();
     }
 
     test::ServiceBed bed{deviceSection("Generic", "ipc:///tmp/one") +
@@ -86,12 +88,8 @@ class DeviceManagerTest : public testing::Test {
     int ingestPauses = 0;
     DeviceEventListener listener{[this]() -> DeviceManager& { return manager; }};
     DeviceManager manager{
-        {bed.configuration,
-         listener,
-         emitter,
-         [this](const std::string& endpoint) { return std::make_shared<Probe>(endpoint, told); },
-         {},
-         ingestMaker()}};
+        {bed.configuration, listener, emitter,
+         [this](const configuration::TarnDevice& device) { return make(device); }}};
     std::list<std::string> errors{"from before"};
 };
 
@@ -239,9 +237,8 @@ TEST_F(DeviceManagerTest, MakesAControllerForADeltacastDevice) {
 TEST_F(DeviceManagerTest, HasTheLastOfTwoDeltacastControllers) {
     test::ServiceBed two(deviceSection("Deltacast", "ipc:///tmp/a") +
                          deviceSection("Deltacast", "ipc:///tmp/b"));
-    DeviceManager::Dependencies dependencies{two.configuration, listener, emitter, {}, {},
-                                             ingestMaker()};
-    DeviceManager other(dependencies);
+    DeviceManager other({two.configuration, listener, emitter,
+                         [this](const auto& device) { return make(device); }});
     other.initFromConfiguration(errors);
     ASSERT_THAT(ingestControllers, SizeIs(2));
     EXPECT_EQ(other.getDeltacastController(), ingestControllers.back());

@@ -34,10 +34,10 @@ service::devices::RefusedDevices::Time hurriedNow() {
 MonitoringBed::MonitoringBed(const std::vector<std::string>& endpoints)
     : bed(deviceSections(endpoints)),
       manager({bed.configuration, listener, emitter,
-               [this](const std::string& endpoint) {
+               [this](const service::configuration::TarnDevice& device) {
                    return std::make_shared<TarnProtocolDeviceController>(
-                       endpoint, TarnProtocolDeviceController::Dependencies{
-                                     listener, hurry, answerWithin, &presence});
+                       device.monitoringInterface, TarnProtocolDeviceController::Dependencies{
+                                                       listener, hurry, answerWithin, &presence});
                }}),
       listener([this]() -> service::devices::DeviceManager& { return manager; }, hurriedNow) {
     emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));

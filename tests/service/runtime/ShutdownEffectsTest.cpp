@@ -114,12 +114,8 @@ TEST_F(ShutdownEffects, NoBatchIsSentAnyMore) {
 TEST_F(ShutdownEffects, TheControllersHaveStopped) {
     std::vector<std::string> told;
     devices::DeviceManager manager(
-        {bed.configuration,
-         bed.deviceEvents,
-         bed.emitter,
-         [&](const std::string&) { return std::make_shared<Probe>(told); },
-         {},
-         {}});
+        {bed.configuration, bed.deviceEvents, bed.emitter,
+         [&](const configuration::TarnDevice&) { return std::make_shared<Probe>(told); }});
     std::list<std::string> errors;
     ASSERT_TRUE(manager.initFromConfiguration(errors));
     shutDown(manager, "Device controllers stopped",
@@ -129,12 +125,8 @@ TEST_F(ShutdownEffects, TheControllersHaveStopped) {
 TEST_F(ShutdownEffects, NoControllerIsLeftToSayAnythingAfterTheLastLine) {
     std::vector<std::string> told;
     devices::DeviceManager manager(
-        {bed.configuration,
-         bed.deviceEvents,
-         bed.emitter,
-         [&](const std::string&) { return std::make_shared<Probe>(told); },
-         {},
-         {}});
+        {bed.configuration, bed.deviceEvents, bed.emitter,
+         [&](const configuration::TarnDevice&) { return std::make_shared<Probe>(told); }});
     std::list<std::string> errors;
     ASSERT_TRUE(manager.initFromConfiguration(errors));
     shutDown(manager, "Service terminated",

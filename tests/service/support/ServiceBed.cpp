@@ -39,18 +39,8 @@ ServiceBed::ServiceBed(const std::string& sections)
       resourceManager((folder.path() / "registry").string()),
       workflows({configuration, proxy, shell(), [] { return std::rand(); }}),
       devices({configuration, deviceEvents, emitter,
-               [this](const std::string& device) {
-                   using Controller = service::devices::TarnProtocolDeviceController;
-                   return std::make_shared<Controller>(device,
-                                                       Controller::Dependencies{deviceEvents});
-               },
-               [this](const auto& storage) { return makeLoopStorageController(storage); },
-               [this](const std::string& ingest) {
-                   using Controller = service::devices::DeltacastDeviceController;
-                   return std::make_shared<Controller>(
-                       ingest, Controller::Dependencies{deviceEvents, configuration, proxy,
-                                                        processes, shell()});
-               }}),
+               [this](const auto& device) { return makeController(device); },
+               [this](const auto& storage) { return makeLoopStorageController(storage); }}),
       deviceEvents([this]() -> service::devices::DeviceManager& { return devices; }) {
     const auto resources = uniqueEndpoint();
     const auto file =
@@ -63,6 +53,20 @@ ServiceBed::ServiceBed(const std::string& sections)
         !proxy.connect(endpoint, error)) {
         throw std::runtime_error("cannot set up the test: " + error);
     }
+}
+
+std::shared_ptr<service::devices::DeviceController> ServiceBed::makeController(
+    const service::configuration::TarnDevice& device) {
+    using service::devices::DeltacastDeviceController;
+    using service::devices::TarnProtocolDeviceController;
+    const auto& endpoint = device.monitoringInterface;
+    if (device.type == service::configuration::TarnDeviceType::DELTACAST) {
+        return std::make_shared<DeltacastDeviceController>(
+            endpoint, DeltacastDeviceController::Dependencies{deviceEvents, configuration, proxy,
+                                                              processes, shell()});
+    }
+    return std::make_shared<TarnProtocolDeviceController>(
+        endpoint, TarnProtocolDeviceController::Dependencies{deviceEvents});
 }
 
 // Listener and controllers know each other: both are stopped before either is gone.

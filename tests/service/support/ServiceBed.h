@@ -58,6 +58,9 @@ class ServiceBed {
         makeLoopStorageController;
 
   private:
+    std::shared_ptr<service::devices::DeviceController> makeController(
+        const service::configuration::TarnDevice& device);
+
     service::devices::RealProcessControl processes;
     utils::Synchronised<std::vector<std::string>> noted;
     std::function<void(const std::string&)> action;

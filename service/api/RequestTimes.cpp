@@ -1,4 +1,0 @@
-#include "service/api/RequestTimes.h"
-
-std::chrono::steady_clock::time_point startTime;
-std::chrono::steady_clock::time_point endTime;
