@@ -25,6 +25,8 @@ std::uint32_t checksumOf(Record record) {
     return checksum.checksum();
 }
 
+// Partial, since a record that lacks something is damaged like any other, and not the library's to
+// complain about.
 std::optional<Record> parse(const std::string& content) {
     Record record;
     const bool isGood = record.ParsePartialFromString(content) && record.IsInitialized() &&

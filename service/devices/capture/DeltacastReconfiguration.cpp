@@ -1,4 +1,25 @@
-// How the controller applies a capture format.
+// How the controller applies a capture format: the road from a wish in its slot to a process that
+// captures it. One cycle of the management thread goes all of it, or as far as it comes.
+//
+//     Idle --a wish is taken from the slot--> Ordered --the old process has ended--> Stopped
+//     Stopped --the shell has launched the command--> Launched --it answers within 10 s--> Idle
+//     Launched --it does not answer--> Idle, with another wish in the slot: see givingWay, and
+//                                      DeltacastRestart for the one that ended by itself
+//     any --this service stops--> Idle, with what was ordered on the disk
+//
+// Where a reader meets these steps: DeltacastStatus is what clients see of them,
+// CaptureFormatTransaction what the disk knows, DeltacastRestart whether the process is started
+// again. What always holds:
+//
+// - An ordered format is on the disk before the old process is told to stop, and stays there as
+//   wanted until its process was launched and the format file has it. So there is no moment at which
+//   a kill of this service loses both what captured and what should.
+// - A new process is launched only after the old one has ended, or has had its time where nobody can
+//   show which process it is; and never by a service that stops.
+// - What the controller wishes itself never takes the place of what a client ordered: it offers,
+//   clients put.
+// - A format counts as good only when a process describes itself by it. One that was good before is
+//   not given up for another: then it is not the format that is wrong.
 #include <algorithm>
 #include <memory>
 #include <utility>

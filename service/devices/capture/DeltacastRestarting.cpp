@@ -1,4 +1,11 @@
-// How the controller notices that the ingest service is gone, shows that, and starts it again.
+// How the controller notices that the ingest service is gone, shows that, and starts it again. The
+// life of the process, as the management thread knows it:
+//
+//     Unknown --answers, and is identified--> Runs --its end is noticed--> Ended
+//     any --told to stop--> Stopped --launched--> Launched --answers--> Runs
+//
+// While it Runs, the cycle waits on the process itself; in every other state the tree shows what it
+// said last, in error, with the state as the reason.
 #include <algorithm>
 #include <exception>
 #include <utility>
@@ -8,16 +15,29 @@
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/devices/capture/DeltacastConfigurationFile.h"
 #include "service/devices/capture/DeltacastDeviceController.h"
-#include "service/devices/capture/IngestOutage.h"
 #include "service/devices/capture/ProcessControl.h"
 
 namespace tarn::service::devices {
 
+using device_tree::DeviceNode;
+using device_tree::GlobalStatus;
 using std::chrono::milliseconds;
 
 namespace {
 
 constexpr milliseconds cycle{500};
+
+// What the process said of itself last, with every node of it in error: a channel of one that is
+// not there captures nothing either.
+DeviceNode shownInError(DeviceNode described, const std::string& reason) {
+    described.setGlobalStatus(GlobalStatus(GlobalStatus::Level::Error, reason));
+    for (auto& part : described.getSubDevices()) {
+        std::string none;
+        described.addSubDevice(std::make_shared<DeviceNode>(shownInError(std::move(part), reason)),
+                               /*replace=*/true, none);
+    }
+    return described;
+}
 
 }  // namespace
 
@@ -129,7 +149,7 @@ void DeltacastDeviceController::tellOutage() {
     }
     const auto described = getServiceDeviceTree();
     publisher.updateDeviceTree(
-        std::make_shared<device_tree::DeviceNode>(shownInError(*described, *outage.lock())));
+        std::make_shared<DeviceNode>(shownInError(*described, getOutage())));
 }
 
 void DeltacastDeviceController::remindOfOutage() {

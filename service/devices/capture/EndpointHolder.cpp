@@ -1,5 +1,5 @@
-#include "service/devices/capture/EndpointHolder.h"
-
+// Whether a process has the very socket that answers on an endpoint: asked of the endpoint itself
+// and of /proc.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -15,6 +15,7 @@
 #include "platform/os/FileDescriptor.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "service/devices/capture/ProcessControl.h"
 #include "service/devices/capture/SocketTables.h"
 
 namespace tarn::service::devices {
@@ -130,7 +131,7 @@ Holding holdsTcp(pid_t id, const socket::SocketEndpoint& endpoint) {
 
 }  // namespace
 
-ProcessControl::Holding holdsEndpoint(pid_t id, const socket::SocketEndpoint& endpoint) {
+Holding RealProcessControl::holds(pid_t id, const socket::SocketEndpoint& endpoint) {
     try {
         switch (endpoint.transport()) {
             case socket::Transport::Ipc:

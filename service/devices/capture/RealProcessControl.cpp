@@ -10,7 +10,6 @@
 #include "platform/os/WakeUp.h"
 #include "platform/socket/NobodyListens.h"
 #include "service/devices/Pause.h"
-#include "service/devices/capture/EndpointHolder.h"
 #include "service/devices/capture/ProcessControl.h"
 
 namespace tarn::service::devices {
@@ -39,11 +38,6 @@ ProcessControl::State RealProcessControl::stateOf(const os::ProcessIdentity& pro
         return State::Another;
     }
     return os::isAlive(process) ? State::Running : State::Unreaped;
-}
-
-ProcessControl::Holding RealProcessControl::holds(pid_t id,
-                                                  const socket::SocketEndpoint& endpoint) {
-    return holdsEndpoint(id, endpoint);
 }
 
 bool RealProcessControl::isListenedTo(const socket::SocketEndpoint& endpoint) {

@@ -1,13 +1,14 @@
 #include "service/devices/storage/StorageDescription.h"
 
 #include <array>
+#include <cstring>
 #include <map>
+#include <set>
 
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/Printable.h"
-#include "service/devices/storage/TrackWorkers.h"
 
 namespace tarn::service::devices {
 
@@ -16,6 +17,35 @@ using device_tree::DeviceNode;
 using device_tree::GlobalStatus;
 using device_tree::NamedStatus;
 using device_tree::Property;
+
+// The workers of one kind that are attached to one track.
+struct WorkerGroup {
+    std::uint64_t count = 0;
+    std::set<std::string> names;  // a name that several workers have is here once
+
+    void add(const tarn_storage_worker_info& worker);
+
+    // The names in ascending byte order, with commas between them.
+    std::string joinedNames() const;
+};
+
+struct TrackWorkers {
+    WorkerGroup readers;
+    WorkerGroup writers;
+};
+
+void WorkerGroup::add(const tarn_storage_worker_info& worker) {
+    ++count;
+    names.emplace(worker.name, ::strnlen(worker.name, sizeof worker.name));
+}
+
+std::string WorkerGroup::joinedNames() const {
+    std::string text;
+    for (const auto& name : names) {
+        text += (&name == &*names.begin() ? "" : ",") + name;
+    }
+    return text;
+}
 
 namespace {
 
@@ -54,6 +84,21 @@ StoragePointer<T> readList(T* (*call)(Parameters...), Arguments... arguments) {
         throw StorageFailure(error.message());
     }
     return list;
+}
+
+// Of every track that has some, by its id. Workers that neither read nor write are left out.
+std::map<std::int64_t, TrackWorkers> workersByTrack(const tarn_storage_worker_info_list& workers) {
+    std::map<std::int64_t, TrackWorkers> result;
+    const auto count = tarn_storage_worker_info_list_get_count(&workers);
+    for (std::size_t i = 0; i < count; ++i) {
+        const auto& worker = *tarn_storage_worker_info_list_get(&workers, i);
+        if (worker.kind == TARN_STORAGE_WORKER_READER) {
+            result[worker.track_id].readers.add(worker);
+        } else if (worker.kind == TARN_STORAGE_WORKER_WRITER) {
+            result[worker.track_id].writers.add(worker);
+        }
+    }
+    return result;
 }
 
 std::map<std::int64_t, TrackWorkers> askWorkers(tarn_storage_connection& storage) {
