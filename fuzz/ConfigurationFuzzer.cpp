@@ -14,7 +14,7 @@
 #include "service/configuration/ConfigurationFileReader.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
 #include "service/configuration/check/ConfigurationReport.h"
-#include "service/configuration/check/UnknownElements.h"
+#include "service/configuration/check/ElementChecks.h"
 #include "service/configuration/xml/XmlDocument.h"
 
 using namespace tarn::service::configuration;

@@ -6,9 +6,7 @@
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/ConfigurationFileReader.h"
 #include "service/configuration/ConfigurationSettings.h"
-#include "service/configuration/check/ContentChecks.h"
-#include "service/configuration/check/ProblemList.h"
-#include "service/configuration/check/UnknownElements.h"
+#include "service/configuration/check/ElementChecks.h"
 #include "service/configuration/xml/XmlDocument.h"
 
 namespace tarn::service::configuration {
@@ -32,15 +30,13 @@ void checkElements(const XmlDocument& document, const ConfigurationSettings& set
                    ProblemList& problems) {
     if (const XmlNode* const root = firstChildElement(document.top(), "TarnHubConfig")) {
         findUnknownElements(*root, problems);
-        checkEndpoints(*root, problems);
-        checkPortRanges(*root, settings, problems);
-        checkFiles(*root, problems);
-        checkInputLists(*root, problems);
+        checkContents(*root, settings, problems);
     }
 }
 
 }  // namespace
 
+// What the reader refuses does not end the search: an operator is to see everything at once.
 std::vector<ConfigurationProblem> checkConfigurationFile(const std::string& path) {
     const utils::MessageFormatter owner("ConfigurationHandler");
     ConfigurationSettings settings;

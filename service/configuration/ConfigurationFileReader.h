@@ -5,13 +5,12 @@
 
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/ConfigurationSettings.h"
-#include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
 
 class XmlDocument;
 
-/// Takes the settings out of the configuration file.
+/// Takes the settings out of the configuration file: those of the settings table.
 ///
 /// Names of elements and attributes are matched ignoring ASCII case, values exactly. Every section
 /// may occur any number of times; of a single-valued setting the last occurrence with content wins;
@@ -34,17 +33,6 @@ class ConfigurationFileReader {
     void read(const XmlDocument& document, const std::string& path);
 
   private:
-    void readEndpoints(const XmlNode& root);
-    void readPlugins(const XmlNode& root);
-    void readResources(const XmlNode& root);
-    void readTcpPorts(const XmlNode& element);
-    void readPaths(const XmlNode& root);
-    void readDevice(const XmlNode& element);
-    void readDeltacastService(const XmlNode& element);
-    void readStorage(const XmlNode& element);
-    std::string requiredAttribute(const XmlNode& element, const char* name,
-                                  const char* missing) const;
-
     ConfigurationSettings& settings;
     const utils::IMessageFormatter& owner;
 };

@@ -3,16 +3,10 @@
 namespace tarn::service::configuration {
 
 void ConfigurationSettings::reset() {
-    requestsEndpoint = "ipc:///tmp/requests";
-    eventsEndpoint = "ipc:///tmp/events";
-    resourcesEndpoint = "ipc:///tmp/resource";
-    tcpPortRanges.clear();
-    workflowLauncher = "/opt/halden/halden-tarn-workflow-launcher/bin/tarnWorkflowLauncher";
-    engineLauncher = "/opt/halden/halden-tarn-engine-launcher/bin/tarnEngineLauncher";
-    plugins.clear();
-    loopStorages.clear();
-    devices.clear();
-    persistentJobsFolder = "/usr/share/TarnJobs";
+    ConfigurationSettings builtIn;
+    builtIn.deltacastServices = std::move(deltacastServices);
+    builtIn.persistentDeltacastConfigurationFile = std::move(persistentDeltacastConfigurationFile);
+    *this = std::move(builtIn);
 }
 
 const std::vector<std::string>& defaultPlugins() {

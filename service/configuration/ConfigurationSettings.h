@@ -7,29 +7,50 @@
 #include <utility>
 #include <vector>
 
-#include "service/configuration/TarnDevice.h"
-
 namespace tarn::service::configuration {
 
 class DeltacastServiceConfigurationHandler;
 class LoopStorageConfigurationHandler;
 
+enum class TarnDeviceType : std::int32_t { GENERIC = 0, DELTACAST = 1, DPDK = 2 };
+
+/// A device that speaks the monitoring protocol.
+struct TarnDevice {
+    TarnDeviceType type = TarnDeviceType::GENERIC;
+    std::string monitoringInterface;  ///< Endpoint text of the device's monitoring socket.
+};
+
+/// The kinds of devices. A further one is a line here, its controller, and the making of that in
+/// service/runtime/Singletons.cpp.
+struct TarnDeviceKind {
+    TarnDeviceType type;
+    const char* typeInFile;  ///< Null: no element yields it. Any text that is no other's: GENERIC.
+    const char* reportTag;
+};
+inline constexpr TarnDeviceKind deviceKinds[] = {
+    {TarnDeviceType::GENERIC, "Generic", "[Generic]"},
+    {TarnDeviceType::DELTACAST, "Deltacast", "[Deltacast]"},
+    {TarnDeviceType::DPDK, nullptr, "[DPDK]"},
+};
+
 /// Ports (from, to) by interface name. From may be above to.
 using TcpPortRanges = std::map<std::string, std::pair<std::uint16_t, std::uint16_t>>;
 
-/// Every setting of the service. A value; the handlers are shared with whoever holds a copy.
+/// Every setting of the service, at first with its built-in value. A value; the handlers are shared
+/// with whoever holds a copy.
 struct ConfigurationSettings {
-    std::string requestsEndpoint;
-    std::string eventsEndpoint;
-    std::string resourcesEndpoint;
+    std::string requestsEndpoint = "ipc:///tmp/requests";
+    std::string eventsEndpoint = "ipc:///tmp/events";
+    std::string resourcesEndpoint = "ipc:///tmp/resource";
     TcpPortRanges tcpPortRanges;
-    std::string workflowLauncher;
-    std::string engineLauncher;
+    std::string workflowLauncher =
+        "/opt/halden/halden-tarn-workflow-launcher/bin/tarnWorkflowLauncher";
+    std::string engineLauncher = "/opt/halden/halden-tarn-engine-launcher/bin/tarnEngineLauncher";
     std::vector<std::string> plugins;
     std::vector<std::shared_ptr<LoopStorageConfigurationHandler>> loopStorages;
     std::vector<std::shared_ptr<DeltacastServiceConfigurationHandler>> deltacastServices;
     std::vector<TarnDevice> devices;
-    std::string persistentJobsFolder;
+    std::string persistentJobsFolder = "/usr/share/TarnJobs";
     std::string persistentDeltacastConfigurationFile;
 
     /// Back to the built-in values; no plug-ins, ranges, devices and loop storages. The Deltacast

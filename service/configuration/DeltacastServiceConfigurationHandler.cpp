@@ -1,8 +1,8 @@
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
 
 #include <algorithm>
-#include <array>
 #include <stdexcept>
+#include <variant>
 
 #include "platform/utils/Printable.h"
 #include "service/configuration/ConfigurationError.h"
@@ -13,23 +13,52 @@ namespace tarn::service::configuration {
 
 namespace {
 
-constexpr std::array<std::uint32_t, 4> lineCounts = {488, 576, 720, 1080};
-constexpr std::array<std::uint32_t, 8> frameRates = {23976, 24, 25, 2997, 30, 50, 5994, 60};
-
-template <std::size_t size>
-bool isOneOf(std::uint32_t value, const std::array<std::uint32_t, size>& allowed) {
-    return std::find(allowed.begin(), allowed.end(), value) != allowed.end();
+/// "i, p and psf".
+std::string listed(const std::vector<std::string>& values) {
+    std::string text;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        text += (i == 0 ? "" : i + 1 == values.size() ? " and " : ", ") + values[i];
+    }
+    return text;
 }
 
-std::string textOf(const XmlNode& element) {
-    return elementContent(element).value_or("");
-}
-
-std::uint32_t numberOf(const XmlNode& element) {
-    return static_cast<std::uint32_t>(elementToInt(element, textOf(element)));
-}
+enum class WhenEmpty { IsEmptyText, IsRefused };
 
 }  // namespace
+
+struct DeltacastServiceConfigurationHandler::Element {
+    using Handler = DeltacastServiceConfigurationHandler;
+
+    const char* name;
+    std::variant<std::string Handler::*, std::uint32_t Handler::*> member;
+    std::vector<std::string> allowed = {};  ///< none: any text
+    WhenEmpty whenEmpty = WhenEmpty::IsEmptyText;
+};
+
+const std::vector<DeltacastServiceConfigurationHandler::Element>&
+DeltacastServiceConfigurationHandler::elements() {
+    using Handler = DeltacastServiceConfigurationHandler;
+    static const std::vector<Element> wanted = {
+        {"CommandLine", &Handler::commandLine, {}, WhenEmpty::IsRefused},
+        {"DefaultPixelFormat", &Handler::defaultPixelFormat, {"uyvy422_8", "rgb24"}},
+        {"DefaultBoard0InputList", &Handler::defaultBoard0InputList},
+        {"DefaultBoard0InputFrameOffsetList", &Handler::defaultBoard0InputFrameOffsetList},
+        {"DefaultLineCount", &Handler::defaultLineCount, {"488", "576", "720", "1080"}},
+        {"DefaultFieldMode", &Handler::defaultFieldMode, {"i", "p", "psf"}},
+        {"DefaultFrameRate",
+         &Handler::defaultFrameRate,
+         {"23976", "24", "25", "2997", "30", "50", "5994", "60"}},
+    };
+    return wanted;
+}
+
+std::vector<std::string> DeltacastServiceConfigurationHandler::elementNames() {
+    std::vector<std::string> names;
+    for (const auto& element : elements()) {
+        names.emplace_back(element.name);
+    }
+    return names;
+}
 
 DeltacastServiceConfigurationHandler::DeltacastServiceConfigurationHandler()
     : MessageFormatter("DeltacastServiceConfigurationHandler") {
@@ -58,99 +87,42 @@ bool DeltacastServiceConfigurationHandler::parseXml(const XmlNode& node, std::st
 
 void DeltacastServiceConfigurationHandler::readXml(const XmlNode& node) {
     reset();
-    readCommandLine(node);
-    readPixelFormat(node);
-    readInputLists(node);
-    readLineCount(node);
-    readFieldMode(node);
-    readFrameRate(node);
+    for (const auto& wanted : elements()) {
+        readElement(node, wanted);
+    }
     valid = true;
 }
 
-void DeltacastServiceConfigurationHandler::readCommandLine(const XmlNode& node) {
-    const XmlNode& element =
-        required(node, "CommandLine", "DeltacastService configuration error: no CommandLine node");
-    const auto text = elementContent(element);
-    if (!text) {
-        throw ConfigurationError(
-            *this, "DeltacastService configuration error: CommandLine node error", element);
-    }
-    commandLine = *text;
-    if (commandLine.empty()) {
-        throw ConfigurationError(
-            *this, "DeltacastService configuration error: CommandLine node is empty", element);
-    }
-}
-
-void DeltacastServiceConfigurationHandler::readPixelFormat(const XmlNode& node) {
-    const XmlNode& element =
-        required(node, "DefaultPixelFormat",
-                 "DeltacastService configuration error: no DefaultPixelFormat node");
-    defaultPixelFormat = textOf(element);
-    if (defaultPixelFormat != "uyvy422_8" && defaultPixelFormat != "rgb24") {
-        throw ConfigurationError(*this,
-                                 "DeltacastService configuration error: DefaultPixelFormat node is "
-                                 "invalid: only uyvy422_8 and rgb24 are supported",
-                                 element);
-    }
-}
-
-void DeltacastServiceConfigurationHandler::readInputLists(const XmlNode& node) {
-    const XmlNode& inputs =
-        required(node, "DefaultBoard0InputList",
-                 "DeltacastService configuration error: no DefaultBoard0InputList node");
-    defaultBoard0InputList = textOf(inputs);
-
-    const XmlNode& offsets =
-        required(node, "DefaultBoard0InputFrameOffsetList",
-                 "DeltacastService configuration error: no DefaultBoard0InputFrameOffsetList node");
-    defaultBoard0InputFrameOffsetList = textOf(offsets);
-}
-
-void DeltacastServiceConfigurationHandler::readLineCount(const XmlNode& node) {
-    const XmlNode& element = required(
-        node, "DefaultLineCount", "DeltacastService configuration error: no DefaultLineCount node");
-    defaultLineCount = numberOf(element);
-    if (!isOneOf(defaultLineCount, lineCounts)) {
-        throw ConfigurationError(*this,
-                                 "DeltacastService configuration error: DefaultLineCount node is "
-                                 "invalid: only 488, 576, 720 and 1080 are supported",
-                                 element);
-    }
-}
-
-void DeltacastServiceConfigurationHandler::readFieldMode(const XmlNode& node) {
-    const XmlNode& element = required(
-        node, "DefaultFieldMode", "DeltacastService configuration error: no DefaultFieldMode node");
-    defaultFieldMode = textOf(element);
-    if (defaultFieldMode != "i" && defaultFieldMode != "p" && defaultFieldMode != "psf") {
-        throw ConfigurationError(*this,
-                                 "DeltacastService configuration error: DefaultFieldMode node is "
-                                 "invalid: only i, p and psf are supported",
-                                 element);
-    }
-}
-
-void DeltacastServiceConfigurationHandler::readFrameRate(const XmlNode& node) {
-    const XmlNode& element = required(
-        node, "DefaultFrameRate", "DeltacastService configuration error: no DefaultFrameRate node");
-    defaultFrameRate = numberOf(element);
-    if (!isOneOf(defaultFrameRate, frameRates)) {
-        throw ConfigurationError(
-            *this,
-            "DeltacastService configuration error: DefaultFrameRate node is invalid: only 23976, "
-            "24, 25, 2997, 30, 50, 5994 and 60 are supported",
-            element);
-    }
-}
-
-const XmlNode& DeltacastServiceConfigurationHandler::required(const XmlNode& node, const char* name,
-                                                              const char* missing) const {
-    const XmlNode* const element = firstChildElement(node, name);
+// A value that is refused stays, like those before it.
+void DeltacastServiceConfigurationHandler::readElement(const XmlNode& service,
+                                                       const Element& wanted) {
+    const std::string name = wanted.name;
+    const XmlNode* const element = firstChildElement(service, wanted.name);
     if (element == nullptr) {
-        throw ConfigurationError(*this, missing, node);
+        throw failure("no " + name + " node", service);
     }
-    return *element;
+    const auto content = elementContent(*element);
+    if (wanted.whenEmpty == WhenEmpty::IsRefused && content.value_or("").empty()) {
+        throw failure(name + (content ? " node is empty" : " node error"), *element);
+    }
+    std::string value = content.value_or("");
+    if (const auto* const number =
+            std::get_if<std::uint32_t DeltacastServiceConfigurationHandler::*>(&wanted.member)) {
+        this->** number = static_cast<std::uint32_t>(elementToInt(*element, value));
+        value = std::to_string(this->**number);
+    } else {
+        this->*std::get<std::string DeltacastServiceConfigurationHandler::*>(wanted.member) = value;
+    }
+    const auto& allowed = wanted.allowed;
+    if (!allowed.empty() && std::find(allowed.begin(), allowed.end(), value) == allowed.end()) {
+        throw failure(name + " node is invalid: only " + listed(allowed) + " are supported",
+                      *element);
+    }
+}
+
+ConfigurationError DeltacastServiceConfigurationHandler::failure(const std::string& problem,
+                                                                 const XmlNode& where) const {
+    return {*this, "DeltacastService configuration error: " + problem, where};
 }
 
 std::string DeltacastServiceConfigurationHandler::getCommandLine(

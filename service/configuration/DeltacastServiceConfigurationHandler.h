@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
+
+class ConfigurationError;
 
 /// One Deltacast SDI ingest service: the template of the command line that starts it, and the
 /// capture format that it starts with when no other is known.
@@ -39,20 +42,21 @@ class DeltacastServiceConfigurationHandler : public utils::MessageFormatter {
 
     bool isValid() const { return valid; }
 
-    static constexpr char inputListPlaceholder[] = "%board0-input-list";
+    /// The elements that readXml looks for, in its order.
+    static std::vector<std::string> elementNames();
+
     /// In bytes; longer than any that the shell takes.
     static constexpr std::size_t longestCommandLine = std::size_t{1} << 20U;
 
+    static constexpr char inputListPlaceholder[] = "%board0-input-list";
     static constexpr char frameOffsetPlaceholder[] = "%board0-input-frameoffset";
 
   private:
-    void readCommandLine(const XmlNode& node);
-    void readPixelFormat(const XmlNode& node);
-    void readInputLists(const XmlNode& node);
-    void readLineCount(const XmlNode& node);
-    void readFieldMode(const XmlNode& node);
-    void readFrameRate(const XmlNode& node);
-    const XmlNode& required(const XmlNode& node, const char* name, const char* missing) const;
+    struct Element;
+    static const std::vector<Element>& elements();
+
+    void readElement(const XmlNode& service, const Element& wanted);
+    ConfigurationError failure(const std::string& problem, const XmlNode& where) const;
     std::string fill(const std::string& line, const std::string& placeholder,
                      const std::string& value) const;
 

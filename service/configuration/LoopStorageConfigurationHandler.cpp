@@ -1,23 +1,9 @@
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 
-#include <optional>
-#include <stdexcept>
-
 #include "service/configuration/ConfigurationError.h"
+#include "service/configuration/xml/XmlNumber.h"
 
 namespace tarn::service::configuration {
-
-namespace {
-
-std::optional<int> toInt(const std::string& text) {
-    try {
-        return std::stoi(text);
-    } catch (const std::logic_error&) {  // not a number, or out of range
-        return std::nullopt;
-    }
-}
-
-}  // namespace
 
 LoopStorageConfigurationHandler::LoopStorageConfigurationHandler()
     : MessageFormatter("LoopStorageConfigurationHandler") {
@@ -51,17 +37,24 @@ void LoopStorageConfigurationHandler::readXml(const XmlNode& node) {
     valid = true;
 }
 
+const std::vector<std::string>& LoopStorageConfigurationHandler::elementNames() {
+    static const std::vector<std::string> names = {"InterfaceType", "InterfaceAddress", "TcpPort"};
+    return names;
+}
+
+ConfigurationError LoopStorageConfigurationHandler::failure(const std::string& problem,
+                                                            const XmlNode& where) const {
+    return {*this, "LoopStorage configuration error: " + problem, where};
+}
+
 void LoopStorageConfigurationHandler::readInterfaceType(const XmlNode& node) {
     const XmlNode* const type = firstChildElement(node, "InterfaceType");
     if (type == nullptr) {
-        throw ConfigurationError(*this, "LoopStorage configuration error: no InterfaceType node",
-                                 node);
+        throw failure("no InterfaceType node", node);
     }
     const std::string text = elementValue(*type);
     if (text != "tcp" && text != "unix") {
-        throw ConfigurationError(
-            *this, "LoopStorage configuration error: InterfaceType must be either tcp or unix",
-            *type);
+        throw failure("InterfaceType must be either tcp or unix", *type);
     }
     tcpInterface = text == "tcp";
 }
@@ -69,27 +62,23 @@ void LoopStorageConfigurationHandler::readInterfaceType(const XmlNode& node) {
 void LoopStorageConfigurationHandler::readAddress(const XmlNode& node) {
     const XmlNode* const element = firstChildElement(node, "InterfaceAddress");
     if (element == nullptr) {
-        throw ConfigurationError(*this, "LoopStorage configuration error: no InterfaceAddress node",
-                                 node);
+        throw failure("no InterfaceAddress node", node);
     }
     address = elementValue(*element);
     if (address.empty()) {
-        throw ConfigurationError(
-            *this, "LoopStorage configuration error: InterfaceAddress is empty", *element);
+        throw failure("InterfaceAddress is empty", *element);
     }
 }
 
 void LoopStorageConfigurationHandler::readPort(const XmlNode& node) {
     const XmlNode* const element = firstChildElement(node, "TcpPort");
     if (element == nullptr) {
-        throw ConfigurationError(
-            *this, "LoopStorage configuration error: no TcpPort node on a tcp InterfaceType", node);
+        throw failure("no TcpPort node on a tcp InterfaceType", node);
     }
     // Only the low 16 bits count, on purpose: 65537 is port 1.
-    port = static_cast<std::uint16_t>(toInt(elementValue(*element)).value_or(0));
+    port = static_cast<std::uint16_t>(textToInt(elementValue(*element)).value_or(0));
     if (port == 0) {
-        throw ConfigurationError(*this, "LoopStorage configuration error: invalid TcpPort value",
-                                 *element);
+        throw failure("invalid TcpPort value", *element);
     }
 }
 

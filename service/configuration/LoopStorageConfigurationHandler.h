@@ -2,11 +2,14 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "platform/utils/MessageFormatter.h"
 #include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
+
+class ConfigurationError;
 
 /// How one loop storage server is reached: over TCP, or over a Unix domain socket.
 /// Filled once; then safe for concurrent readers.
@@ -32,7 +35,11 @@ class LoopStorageConfigurationHandler : public utils::MessageFormatter {
     const std::string& getAddress() const { return address; }  ///< Host, or path of the socket.
     std::uint16_t getPort() const { return port; }             ///< 0 for a Unix domain socket.
 
+    /// The elements that readXml looks for.
+    static const std::vector<std::string>& elementNames();
+
   private:
+    ConfigurationError failure(const std::string& problem, const XmlNode& where) const;
     void readInterfaceType(const XmlNode& node);
     void readAddress(const XmlNode& node);
     void readPort(const XmlNode& node);

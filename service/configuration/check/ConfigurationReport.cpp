@@ -1,5 +1,8 @@
 #include "service/configuration/check/ConfigurationReport.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 
@@ -38,15 +41,12 @@ void addServices(const ConfigurationSettings& settings, Lines& lines) {
     }
 }
 
+// A type that nobody knows is shown as the first kind.
 std::string deviceTag(TarnDeviceType type) {
-    switch (type) {
-        case TarnDeviceType::DELTACAST:
-            return "\t[Deltacast] ";
-        case TarnDeviceType::DPDK:
-            return "\t[DPDK] ";
-        default:
-            return "\t[Generic] ";
-    }
+    const auto* const kind = std::find_if(std::begin(deviceKinds), std::end(deviceKinds),
+                                          [&](const auto& known) { return known.type == type; });
+    const auto& shown = kind == std::end(deviceKinds) ? deviceKinds[0] : *kind;
+    return "\t" + std::string(shown.reportTag) + " ";
 }
 
 void addDevices(const ConfigurationSettings& settings, Lines& lines) {

@@ -1,42 +1,49 @@
-#include "service/configuration/check/ContentChecks.h"
-
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <limits>
-#include <optional>
-#include <stdexcept>
 #include <system_error>
+#include <variant>
+#include <vector>
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Printable.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/configuration/SettingsTable.h"
+#include "service/configuration/check/ElementChecks.h"
 #include "service/configuration/xml/Replace.h"
+#include "service/configuration/xml/XmlNumber.h"
 
 namespace tarn::service::configuration {
 
 namespace {
 
-ConfigurationProblem problemAt(const XmlNode& element, ProblemSeverity severity,
-                               const std::string& text) {
-    return {.severity = severity,
-            .text = text,
-            .element = elementName(element),
-            .line = elementLine(element)};
+using Elements = std::vector<const XmlNode*>;
+
+/// All of a setting, in file order.
+Elements elementsOf(const SettingsSection& section, const Setting& setting, const XmlNode& root) {
+    Elements found;
+    for (const XmlNode* const parent : childElements(root, section.name)) {
+        auto children = childElements(*parent, setting.name.c_str());
+        if (section.take != nullptr && children.size() > 1) {
+            children.resize(1);  // such a section takes the first of each
+        }
+        found.insert(found.end(), children.begin(), children.end());
+    }
+    return found;
 }
 
-/// All `section`/`name` elements with content, in file order.
-std::vector<const XmlNode*> elementsWithContent(const XmlNode& root, const char* section,
-                                                const char* name) {
-    std::vector<const XmlNode*> found;
-    for (const XmlNode* const parent : childElements(root, section)) {
-        for (const XmlNode* const element : childElements(*parent, name)) {
-            if (elementContent(*element)) {
-                found.push_back(element);
-            }
-        }
+/// Those of them that the service uses the text of.
+Elements elementsThatCount(const SettingsSection& section, const Setting& setting,
+                           const XmlNode& root) {
+    auto found = elementsOf(section, setting, root);
+    std::erase_if(found, [](const XmlNode* element) { return !elementContent(*element); });
+    const bool isText =
+        std::holds_alternative<std::string ConfigurationSettings::*>(setting.target);
+    if (isText && found.size() > 1) {
+        found.erase(found.begin(), found.end() - 1);
     }
     return found;
 }
@@ -45,8 +52,8 @@ void checkEndpoint(const XmlNode& element, ProblemList& problems) {
     try {
         socket::SocketEndpoint::FromString(elementContent(element).value_or(""));
     } catch (const std::exception& failure) {
-        problems.add(problemAt(element, ProblemSeverity::Error,
-                               elementName(element) + " cannot be used: " + failure.what()));
+        problems.add(element, ProblemSeverity::Error,
+                     elementName(element) + " cannot be used: " + failure.what());
     }
 }
 
@@ -67,104 +74,51 @@ void checkPlugin(const XmlNode& element, ProblemList& problems) {
     const bool isPath = path.find('/') != std::string::npos;
     const std::string reason = isPath ? problemOfFile(path, R_OK) : "";
     if (!reason.empty()) {
-        problems.add(
-            problemAt(element, ProblemSeverity::Warning,
-                      "Plugin " + utils::quotedText(path) + " cannot be loaded: " + reason));
+        problems.add(element, ProblemSeverity::Warning,
+                     "Plugin " + utils::quotedText(path) + " cannot be loaded: " + reason);
     }
 }
 
-/// Whatever the reader got to: looks at the element that counts, else at the built-in path.
-void checkLauncher(const XmlNode& root, const char* name, const std::string& builtIn,
+/// Where there is none, the built-in path counts.
+void checkLauncher(const SettingsSection& section, const Setting& setting, const XmlNode& root,
                    ProblemList& problems) {
-    const auto elements = elementsWithContent(root, "Paths", name);
+    const auto elements = elementsThatCount(section, setting, root);
     const XmlNode* const element = elements.empty() ? nullptr : elements.back();
-    const std::string path = element == nullptr ? builtIn : elementContent(*element).value_or("");
+    const auto builtIn = std::get<std::string ConfigurationSettings::*>(setting.target);
+    const std::string path = element == nullptr ? ConfigurationSettings().*builtIn
+                                                : elementContent(*element).value_or("");
     const bool isPath = path.find('/') != std::string::npos;
     const std::string reason = isPath ? problemOfFile(path, X_OK) : "";
     if (!reason.empty()) {
-        problems.add({.severity = ProblemSeverity::Warning,
-                      .text = std::string(name) + " " + utils::quotedText(path) +
-                              " cannot be run: " + reason,
-                      .element = name,
-                      .line = element == nullptr ? 0 : elementLine(*element)});
-    }
-}
-
-std::optional<int> toInt(const std::string& text) {
-    try {
-        return std::stoi(text);
-    } catch (const std::logic_error&) {
-        return std::nullopt;  // the reader has told
+        problems.add(
+            {.severity = ProblemSeverity::Warning,
+             .text = setting.name + " " + utils::quotedText(path) + " cannot be run: " + reason,
+             .element = setting.name,
+             .line = element == nullptr ? 0 : elementLine(*element)});
     }
 }
 
 void checkPort(const XmlNode& element, const char* name, ProblemList& problems) {
     const std::string text = attributeValue(element, name).value_or("");
-    const auto number = toInt(text);
+    const auto number = textToInt(text);  // of what is none the reader has told
     if (number && (*number < 1 || *number > std::numeric_limits<std::uint16_t>::max())) {
-        problems.add(problemAt(element, ProblemSeverity::Warning,
-                               std::string("TcpPorts attribute \"") + name + "\" is used as " +
-                                   std::to_string(static_cast<std::uint16_t>(*number)) + ": " +
-                                   utils::quotedText(text)));
+        problems.add(element, ProblemSeverity::Warning,
+                     std::string("TcpPorts attribute \"") + name + "\" is used as " +
+                         std::to_string(static_cast<std::uint16_t>(*number)) + ": " +
+                         utils::quotedText(text));
     }
-}
-
-std::vector<const XmlNode*> portElements(const XmlNode& root) {
-    std::vector<const XmlNode*> found;
-    for (const XmlNode* const section : childElements(root, "Resources")) {
-        const auto elements = childElements(*section, "TcpPorts");
-        found.insert(found.end(), elements.begin(), elements.end());
-    }
-    return found;
 }
 
 /// Of the last one, which is the one that counts.
-unsigned lineOfRange(const std::vector<const XmlNode*>& elements, const std::string& interface) {
+unsigned lineOfRange(const Elements& elements, const std::string& interface) {
     const auto found = std::find_if(elements.rbegin(), elements.rend(), [&](const auto* element) {
         return attributeValue(*element, "interface") == interface;
     });
     return found == elements.rend() ? 0 : elementLine(**found);
 }
 
-std::string contentOfFirst(const XmlNode& parent, const char* name) {
-    const XmlNode* const element = firstChildElement(parent, name);
-    return element == nullptr ? "" : elementContent(*element).value_or("");
-}
-
-void checkInputList(const XmlNode& service, const char* name, const char* placeholder,
-                    const std::string& commandLine, ProblemList& problems) {
-    constexpr auto longest = DeltacastServiceConfigurationHandler::longestCommandLine;
-    const std::string value = contentOfFirst(service, name);
-    if (!replaceWithin(commandLine, placeholder, value, longest)) {
-        problems.add(problemAt(*firstChildElement(service, name), ProblemSeverity::Error,
-                               "The command line cannot be filled with " +
-                                   utils::quotedText(value) + " in the place of " + placeholder));
-    }
-}
-
-}  // namespace
-
-void checkEndpoints(const XmlNode& root, ProblemList& problems) {
-    for (const char* const name : {"RequestsEndpoint", "EventsEndpoint", "ResourcesEndpoint"}) {
-        const auto elements = elementsWithContent(root, "Endpoints", name);
-        if (!elements.empty()) {
-            checkEndpoint(*elements.back(), problems);
-        }
-    }
-    for (const XmlNode* const device : childElements(root, "TarnProtocolDevice")) {
-        if (problems.isFull()) {
-            return;
-        }
-        const XmlNode* const monitoring = firstChildElement(*device, "MonitoringInterface");
-        if (monitoring != nullptr && elementContent(*monitoring)) {
-            checkEndpoint(*monitoring, problems);
-        }
-    }
-}
-
-void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
+void checkPortRanges(const Elements& elements, const ConfigurationSettings& settings,
                      ProblemList& problems) {
-    const auto elements = portElements(root);
     for (const XmlNode* const element : elements) {
         if (problems.isFull()) {
             return;
@@ -184,6 +138,32 @@ void checkPortRanges(const XmlNode& root, const ConfigurationSettings& settings,
     }
 }
 
+void checkEach(const Elements& elements, void (*check)(const XmlNode&, ProblemList&),
+               ProblemList& problems) {
+    for (const XmlNode* const element : elements) {
+        if (problems.isFull()) {
+            return;
+        }
+        check(*element, problems);
+    }
+}
+
+std::string contentOfFirst(const XmlNode& parent, const char* name) {
+    const XmlNode* const element = firstChildElement(parent, name);
+    return element == nullptr ? "" : elementContent(*element).value_or("");
+}
+
+void checkInputList(const XmlNode& service, const char* name, const char* placeholder,
+                    const std::string& commandLine, ProblemList& problems) {
+    constexpr auto longest = DeltacastServiceConfigurationHandler::longestCommandLine;
+    const std::string value = contentOfFirst(service, name);
+    if (!replaceWithin(commandLine, placeholder, value, longest)) {
+        problems.add(*firstChildElement(service, name), ProblemSeverity::Error,
+                     "The command line cannot be filled with " + utils::quotedText(value) +
+                         " in the place of " + placeholder);
+    }
+}
+
 // Whatever the reader got to, each list by itself: the other values cannot be wrong in this way.
 void checkInputLists(const XmlNode& root, ProblemList& problems) {
     using Service = DeltacastServiceConfigurationHandler;
@@ -199,17 +179,31 @@ void checkInputLists(const XmlNode& root, ProblemList& problems) {
     }
 }
 
-void checkFiles(const XmlNode& root, ProblemList& problems) {
-    ConfigurationSettings builtIn;
-    builtIn.reset();
-    checkLauncher(root, "WorkflowLauncher", builtIn.workflowLauncher, problems);
-    checkLauncher(root, "EngineLauncher", builtIn.engineLauncher, problems);
-    for (const XmlNode* const plugin : elementsWithContent(root, "KLN", "Plugin")) {
-        if (problems.isFull()) {
-            return;
+}  // namespace
+
+void checkContents(const XmlNode& root, const ConfigurationSettings& settings,
+                   ProblemList& problems) {
+    for (const auto& section : settingsTable()) {
+        for (const auto& setting : section.settings) {
+            switch (setting.content) {
+                case Content::Free:
+                    break;
+                case Content::Endpoint:
+                    checkEach(elementsThatCount(section, setting, root), checkEndpoint, problems);
+                    break;
+                case Content::Program:
+                    checkLauncher(section, setting, root, problems);
+                    break;
+                case Content::Library:
+                    checkEach(elementsThatCount(section, setting, root), checkPlugin, problems);
+                    break;
+                case Content::PortRange:
+                    checkPortRanges(elementsOf(section, setting, root), settings, problems);
+                    break;
+            }
         }
-        checkPlugin(*plugin, problems);
     }
+    checkInputLists(root, problems);
 }
 
 }  // namespace tarn::service::configuration

@@ -11,6 +11,13 @@ void ProblemList::add(ConfigurationProblem problem) {
     }
 }
 
+void ProblemList::add(const XmlNode& element, ProblemSeverity severity, const std::string& text) {
+    add({.severity = severity,
+         .text = text,
+         .element = elementName(element),
+         .line = elementLine(element)});
+}
+
 std::vector<ConfigurationProblem> ProblemList::inFileOrder() const {
     auto sorted = problems;
     std::stable_sort(sorted.begin(), sorted.end(),

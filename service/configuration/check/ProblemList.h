@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "service/configuration/check/ConfigurationProblem.h"
+#include "service/configuration/xml/XmlText.h"
 
 namespace tarn::service::configuration {
 
@@ -11,6 +12,8 @@ class ProblemList {
   public:
     /// Drops the problem when the list is full.
     void add(ConfigurationProblem problem);
+    /// The same for one at an element.
+    void add(const XmlNode& element, ProblemSeverity severity, const std::string& text);
     bool isFull() const { return problems.size() >= most; }
 
     /// By line; those without a line first.

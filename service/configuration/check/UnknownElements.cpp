@@ -1,69 +1,42 @@
-#include "service/configuration/check/UnknownElements.h"
-
 #include <algorithm>
 #include <string>
 #include <vector>
 
 #include "platform/utils/Printable.h"
+#include "service/configuration/SettingsTable.h"
+#include "service/configuration/check/ElementChecks.h"
 
 namespace tarn::service::configuration {
 
 namespace {
 
-struct Section {
-    std::string name;
-    std::vector<std::string> children;
-};
-
-const std::vector<Section>& knownSections() {
-    static const std::vector<Section> sections = {
-        {"Endpoints", {"RequestsEndpoint", "EventsEndpoint", "ResourcesEndpoint"}},
-        {"KLN", {"Plugin"}},
-        {"Resources", {"TcpPorts"}},
-        {"Paths",
-         {"WorkflowLauncher", "EngineLauncher", "PersistentJobsFolder",
-          "PersistentDeltacastConfigurationFile"}},
-        {"TarnProtocolDevice", {"MonitoringInterface"}},
-        {"DeltacastService",
-         {"CommandLine", "DefaultPixelFormat", "DefaultBoard0InputList",
-          "DefaultBoard0InputFrameOffsetList", "DefaultLineCount", "DefaultFieldMode",
-          "DefaultFrameRate"}},
-        {"Storage", {"InterfaceType", "InterfaceAddress", "TcpPort"}},
-    };
-    return sections;
+const SettingsSection* sectionOf(const XmlNode& element) {
+    const auto& known = settingsTable();
+    const auto found = std::find_if(known.begin(), known.end(), [&](const auto& section) {
+        return hasName(element, section.name);
+    });
+    return found == known.end() ? nullptr : &*found;
 }
 
-const Section* sectionOf(const XmlNode& element) {
-    const auto found =
-        std::find_if(knownSections().begin(), knownSections().end(),
-                     [&](const Section& section) { return hasName(element, section.name); });
-    return found == knownSections().end() ? nullptr : &*found;
+bool isKnown(const XmlNode& element, const SettingsSection& section) {
+    return std::any_of(section.settings.begin(), section.settings.end(),
+                       [&](const Setting& setting) { return hasName(element, setting.name); });
 }
 
-bool isKnown(const XmlNode& element, const Section& section) {
-    return std::any_of(section.children.begin(), section.children.end(),
-                       [&](const std::string& name) { return hasName(element, name); });
-}
-
-ConfigurationProblem warning(const XmlNode& element, const std::string& text) {
-    return {.severity = ProblemSeverity::Warning,
-            .text = text,
-            .element = elementName(element),
-            .line = elementLine(element)};
-}
-
-ConfigurationProblem ignored(const XmlNode& element, const XmlNode& parent) {
-    return warning(element, "Unknown element " + utils::quotedText(elementName(element)) + " in " +
-                                utils::quotedText(elementName(parent)) + " is ignored");
+void addIgnored(const XmlNode& element, const XmlNode& parent, ProblemList& problems) {
+    problems.add(element, ProblemSeverity::Warning,
+                 "Unknown element " + utils::quotedText(elementName(element)) + " in " +
+                     utils::quotedText(elementName(parent)) + " is ignored");
 }
 
 bool isIgnoredStorage(const XmlNode& element) {
     return hasName(element, "Storage") && attributeValue(element, "type") != "LoopStorage";
 }
 
-void findInSection(const XmlNode& element, const Section& section, ProblemList& problems) {
+void findInSection(const XmlNode& element, const SettingsSection& section, ProblemList& problems) {
     if (isIgnoredStorage(element)) {
-        problems.add(warning(element, "Storage is ignored: its type is not \"LoopStorage\""));
+        problems.add(element, ProblemSeverity::Warning,
+                     "Storage is ignored: its type is not \"LoopStorage\"");
         return;
     }
     for (const XmlNode* const child : allChildElements(element)) {
@@ -71,7 +44,7 @@ void findInSection(const XmlNode& element, const Section& section, ProblemList& 
             return;
         }
         if (!isKnown(*child, section)) {
-            problems.add(ignored(*child, element));
+            addIgnored(*child, element, problems);
         }
     }
 }
@@ -83,10 +56,10 @@ void findUnknownElements(const XmlNode& root, ProblemList& problems) {
         if (problems.isFull()) {
             return;
         }
-        if (const Section* const section = sectionOf(*element)) {
+        if (const SettingsSection* const section = sectionOf(*element)) {
             findInSection(*element, *section, problems);
         } else {
-            problems.add(ignored(*element, root));
+            addIgnored(*element, root, problems);
         }
     }
 }

@@ -52,4 +52,12 @@ int elementToInt(const XmlNode& element, const std::string& text) {
     return toInt(element, elementName(element), text);
 }
 
+std::optional<int> textToInt(const std::string& text) {
+    try {
+        return std::stoi(text);
+    } catch (const std::logic_error&) {
+        return std::nullopt;
+    }
+}
+
 }  // namespace tarn::service::configuration

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "service/configuration/xml/XmlText.h"
@@ -14,5 +15,8 @@ namespace tarn::service::configuration {
 /// Both are also a ProblemSource.
 int attributeToInt(const XmlNode& element, const std::string& attribute, const std::string& text);
 int elementToInt(const XmlNode& element, const std::string& text);
+
+/// The same where there is no error to tell: nothing for what is no number, or out of range.
+std::optional<int> textToInt(const std::string& text);
 
 }  // namespace tarn::service::configuration
