@@ -12,10 +12,10 @@
 // again. What always holds:
 //
 // - An ordered format is on the disk before the old process is told to stop, and stays there as
-//   wanted until its process was launched and the format file has it. So there is no moment at which
-//   a kill of this service loses both what captured and what should.
-// - A new process is launched only after the old one has ended, or has had its time where nobody can
-//   show which process it is; and never by a service that stops.
+//   wanted until its process was launched and the format file has it. So there is no moment at
+//   which a kill of this service loses both what captured and what should.
+// - A new process is launched only after the old one has ended, or has had its time where it cannot
+//   be shown which process that is; and never by a service that stops.
 // - What the controller wishes itself never takes the place of what a client ordered: it offers,
 //   clients put.
 // - A format counts as good only when a process describes itself by it. One that was good before is

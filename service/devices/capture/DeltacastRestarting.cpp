@@ -148,8 +148,7 @@ void DeltacastDeviceController::tellOutage() {
         publisher.tellAllNext();
     }
     const auto described = getServiceDeviceTree();
-    publisher.updateDeviceTree(
-        std::make_shared<DeviceNode>(shownInError(*described, getOutage())));
+    publisher.updateDeviceTree(std::make_shared<DeviceNode>(shownInError(*described, getOutage())));
 }
 
 void DeltacastDeviceController::remindOfOutage() {
