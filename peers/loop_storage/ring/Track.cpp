@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/ring/SharedMemory.h"
 #include "peers/loop_storage/ring/TrackFiles.h"
-#include "peers/loop_storage/server/SharedMemory.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::peers::loop_storage {

@@ -2,9 +2,9 @@
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/ring/SharedMemory.h"
 #include "peers/loop_storage/ring/Track.h"
 #include "peers/loop_storage/ring/TrackFiles.h"
-#include "peers/loop_storage/server/SharedMemory.h"
 #include "platform/storage_wire/Checksum.h"
 
 namespace tarn::peers::loop_storage {

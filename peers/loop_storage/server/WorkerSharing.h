@@ -3,8 +3,8 @@
 #include <memory>
 #include <vector>
 
+#include "peers/loop_storage/ring/SharedMemory.h"
 #include "peers/loop_storage/ring/Track.h"
-#include "peers/loop_storage/server/SharedMemory.h"
 
 namespace tarn::peers::loop_storage {
 

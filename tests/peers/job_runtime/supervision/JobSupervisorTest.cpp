@@ -8,12 +8,12 @@
 #include <thread>
 #include <vector>
 
-#include "peers/job_runtime/launcher/Admission.h"
-#include "peers/job_runtime/launcher/JobSetup.h"
-#include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/persistence/Persistence.h"
+#include "peers/job_runtime/registration/Admission.h"
 #include "peers/job_runtime/supervision/EventPublisher.h"
 #include "peers/job_runtime/supervision/JobStatus.h"
+#include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobEvents.h"

@@ -1,4 +1,4 @@
-#include "peers/loop_storage/ring/Checkpoints.h"
+#include "peers/loop_storage/operations/Checkpoints.h"
 
 #include <chrono>
 #include <string>

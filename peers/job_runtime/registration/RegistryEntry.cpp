@@ -1,4 +1,4 @@
-#include "peers/job_runtime/persistence/RegistryEntry.h"
+#include "peers/job_runtime/registration/RegistryEntry.h"
 
 #include <sys/eventfd.h>
 
@@ -6,7 +6,7 @@
 #include <exception>
 #include <utility>
 
-#include "peers/job_runtime/persistence/JobClaim.h"
+#include "peers/job_runtime/registration/JobClaim.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 

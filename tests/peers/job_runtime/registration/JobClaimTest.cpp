@@ -1,4 +1,4 @@
-#include "peers/job_runtime/persistence/JobClaim.h"
+#include "peers/job_runtime/registration/JobClaim.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "peers/loop_storage/server/SharedMemory.h"
+#include "peers/loop_storage/ring/SharedMemory.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

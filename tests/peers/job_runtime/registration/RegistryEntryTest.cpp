@@ -1,4 +1,4 @@
-#include "peers/job_runtime/persistence/RegistryEntry.h"
+#include "peers/job_runtime/registration/RegistryEntry.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/job_runtime/persistence/JobClaim.h"
+#include "peers/job_runtime/registration/JobClaim.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "proto/job_monitoring.pb.h"
 #include "tests/peers/support/StartedProgram.h"

@@ -1,4 +1,4 @@
-#include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/supervision/SetupAnswer.h"
 
 #include <gtest/gtest.h>
 

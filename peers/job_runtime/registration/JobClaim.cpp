@@ -1,4 +1,4 @@
-#include "peers/job_runtime/persistence/JobClaim.h"
+#include "peers/job_runtime/registration/JobClaim.h"
 
 #include <poll.h>
 #include <sys/socket.h>

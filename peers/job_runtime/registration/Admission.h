@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "peers/job_runtime/persistence/Registration.h"
+#include "peers/job_runtime/registration/Registration.h"
 
 namespace tarn::peers {
 

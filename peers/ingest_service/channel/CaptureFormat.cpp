@@ -1,4 +1,4 @@
-#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/channel/CaptureFormat.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "platform/device_tree/messages/ReverseWriter.h"
+#include "platform/device_tree/ReverseWriter.h"
 
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>

@@ -1,4 +1,4 @@
-#include "peers/loop_storage/operations/PropertyFile.h"
+#include "peers/loop_storage/ring/PropertyFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/storage_client/calls/TrackDescriptions.h"
+#include "platform/storage_client/connection/TrackDescriptions.h"
 
 #include <algorithm>
 #include <string>

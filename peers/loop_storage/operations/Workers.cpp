@@ -1,4 +1,4 @@
-#include "peers/loop_storage/server/Workers.h"
+#include "peers/loop_storage/operations/Workers.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "peers/job_runtime/launcher/Admission.h"
+#include "peers/job_runtime/registration/Admission.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "peers/job_runtime/launcher/ReservedEndpoints.h"
+#include "peers/job_runtime/supervision/ReservedEndpoints.h"
 
 #include <gtest/gtest.h>
 

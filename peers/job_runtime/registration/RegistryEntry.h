@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "peers/job_runtime/persistence/Registration.h"
+#include "peers/job_runtime/registration/Registration.h"
 #include "platform/os/FileDescriptor.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/resource_manager/RunningJob.h"
