@@ -64,6 +64,8 @@ class Script {
                 ::_exit(std::stoi(word.substr(4)));
             } else if (word == "crash") {
                 ::raise(SIGKILL);
+            } else if (word == "stubborn") {
+                ::signal(SIGTERM, SIG_IGN);
             } else if (word == "garbage") {
                 std::cout << "without an end" << std::flush;
                 if (::write(channel.descriptor(), "\xff\xff\xff\xff", 4) != 4) {
