@@ -9,14 +9,10 @@
 #include <system_error>
 
 #include "platform/storage_wire/MemorySharing.h"
-#include "platform/storage_wire/MessageParser.h"
 
 namespace tarn::peers::loop_storage {
 
 namespace {
-
-// Several pictures as they come from a camera. Memory is taken as it is used.
-constexpr std::size_t writerMemorySize = 32U << 20U;
 
 void check(bool isDone, const char* action) {
     if (!isDone) {
@@ -69,15 +65,6 @@ SharedLimit::SharedLimit(std::uint64_t limit)
 void SharedLimit::raise(std::uint64_t limit) {
     limitPageIn(memory).limit.store(limit);
     storage_wire::orderRingAndLimit();
-}
-
-WriterMemory::WriterMemory() : memory(writerMemorySize, SharedMemory::ClientMay::Write) {}
-
-std::string_view WriterMemory::at(std::uint64_t offset, std::uint64_t size) const {
-    if (offset > memory.size() || size > memory.size() - offset) {
-        throw storage_wire::WireError("A frame is said to lie outside the shared memory");
-    }
-    return {memory.begin() + offset, static_cast<std::size_t>(size)};
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 #include "platform/os/FileDescriptor.h"
 
@@ -38,21 +37,6 @@ class SharedLimit {
     void raise(std::uint64_t limit);
 
     int descriptor() const { return memory.descriptor(); }
-
-  private:
-    const SharedMemory memory;
-};
-
-/// What a writer on this machine puts its frames into.
-class WriterMemory {
-  public:
-    WriterMemory();
-
-    std::size_t size() const { return memory.size(); }
-    int descriptor() const { return memory.descriptor(); }
-    /// Whatever the client has there now, and may change meanwhile. Throws WireError for a place
-    /// that is not within it.
-    std::string_view at(std::uint64_t offset, std::uint64_t size) const;
 
   private:
     const SharedMemory memory;

@@ -8,4 +8,8 @@ namespace tarn::peers::storage_elements {
 /// durable.
 GType storageSinkType();
 
+/// "tarnstoragesrc": plays what a tarnstoragesink wrote into a track. Properties: location, track,
+/// worker-name, start, stop-at-end.
+GType storageSourceType();
+
 }  // namespace tarn::peers::storage_elements
