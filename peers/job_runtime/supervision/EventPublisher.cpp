@@ -47,11 +47,13 @@ void EventPublisher::end(const RunResult& result, Clock::time_point until) {
     }
     end->set_message(result.message);
     hasSubscriber();  // they all get this one
+    // For who subscribes now, having been told of the endpoint a moment ago.
     do {
         send(event);
     } while (awaitNewSubscriber(until));
 }
 
+// Somebody who has come may have gone again; that cannot be told, and the moment is over for all.
 bool EventPublisher::awaitSubscriber(Clock::time_point until) {
     const bool now = awaitNewSubscriber(somebodyCame ? Clock::now() : until);
     somebodyCame = somebodyCame || now;

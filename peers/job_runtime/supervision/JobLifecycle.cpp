@@ -87,6 +87,7 @@ std::optional<std::chrono::milliseconds> JobLifecycle::endRun(const RunResult& r
     return delay;
 }
 
+// A run that is not ready is given up before it is escalated: it has nothing to finish.
 JobLifecycle::Due JobLifecycle::takeDue(Clock::time_point now) {
     if (current == State::Waiting) {
         return now >= nextRunAt ? Due::NextRun : Due::Nothing;

@@ -55,6 +55,7 @@ void Checkpoints::look(bool isTime) {
     }
 }
 
+// One at a time for each track: a disk that hangs must not gather them.
 void Checkpoints::have(const std::shared_ptr<Track>& track, Track::Need need) {
     if (!underWay->lock()->insert(track->id()).second) {
         return;

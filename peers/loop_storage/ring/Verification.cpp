@@ -39,6 +39,7 @@ os::FileDescriptor keepServersAway(const std::filesystem::path& directory) {
 }
 
 /// The frames that a server would find.
+// Through the ring: records of frames that have been gone over are still in the index.
 RingIndex framesOf(IndexContent& content, const DiskFile& data) {
     settleDoubts(content, data);
     RingIndex ring(content.track.dataSize, content.track.slots);

@@ -91,6 +91,7 @@ void Session::breakOff(const std::exception& failure) {
     end();
 }
 
+// Whatever still runs for it elsewhere finds it Closed, or finds no role, and does nothing more.
 void Session::end() {
     if (state == State::Closed) {
         return;
@@ -161,6 +162,7 @@ void Session::noteInput() {
     }
 }
 
+// Without going through the event loop again: a writer's next piece has mostly come by now.
 bool Session::readMore() {
     boost::system::error_code error;
     const auto size = socket.read_some(boost::asio::buffer(input), error);
@@ -204,6 +206,7 @@ Session::Next Session::takeMessage(std::string_view message, std::uint32_t paylo
     return handle(request, payloadSize);
 }
 
+// Each piece goes to the disk as it comes, so that a frame of any size costs no memory.
 Session::Next Session::takePayload(std::string_view piece, bool isLast) {
     writer->write(piece);
     if (isLast) {
@@ -215,6 +218,7 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
 
 // ---- patience -----------------------------------------------------------------------------------
 
+// Looked at a few times in each bound, which is cheaper than a timer set anew with every message.
 void Session::watch() {
     if (isWatched || state == State::Closed) {
         return;
