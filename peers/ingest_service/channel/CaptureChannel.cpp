@@ -47,7 +47,6 @@ CaptureChannel::CaptureChannel(Settings given)
     : settings(std::move(given)), state(State(settings.patience * frameTimeOf(settings.format))) {
     state.lock()->output =
         std::make_shared<FrameOutput>(settings.format, settings.delay, settings.socketPath);
-    // At once, so that readers that were told of the socket find frames there.
     if (!isThere(settings.source)) {
         showWhatIsWanted();
     }

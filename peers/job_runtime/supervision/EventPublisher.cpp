@@ -53,7 +53,6 @@ void EventPublisher::end(const RunResult& result, Clock::time_point until) {
     } while (awaitNewSubscriber(until));
 }
 
-// Somebody who has come may have gone again; that cannot be told, and the moment is over for all.
 bool EventPublisher::awaitSubscriber(Clock::time_point until) {
     const bool now = awaitNewSubscriber(somebodyCame ? Clock::now() : until);
     somebodyCame = somebodyCame || now;

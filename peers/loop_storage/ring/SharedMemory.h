@@ -8,7 +8,7 @@
 namespace tarn::peers::loop_storage {
 
 /// Memory that one client or many on this machine have too. Nobody can change its size, so that
-/// nothing they do makes an access here fail. Both throw std::system_error when made.
+/// nothing they do makes an access here fail. Throws std::system_error when made.
 class SharedMemory {
   public:
     enum class ClientMay { Read, Write };

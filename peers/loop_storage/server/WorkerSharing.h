@@ -11,7 +11,7 @@
 
 namespace tarn::peers::loop_storage {
 
-/// What a writer on this machine puts its frames into.
+/// What a writer on this machine puts its frames into. Throws std::system_error when made.
 class WriterMemory {
   public:
     WriterMemory();

@@ -38,8 +38,7 @@ std::string describe(const os::ProcessIdentity& process) {
     return "process " + std::to_string(process.id);
 }
 
-// A client of an older build gives the id alone; who has that now is who asked, since it still
-// waits.
+// Who gives the id alone means the process that has it now: it still waits for the answer.
 os::ProcessIdentity completed(const os::ProcessIdentity& process) {
     return process.startTime == 0 ? os::ProcessIdentity::of(process.id) : process;
 }
