@@ -386,6 +386,14 @@ TEST_F(JobSupervisorTest, AJobThatCannotBeKeptPlaysAndSaysSo) {
     EXPECT_EQ(end().reason(), JobEventEnd::END_OF_STREAM);
 }
 
+TEST_F(JobSupervisorTest, OneWhoseFileHasNoFolderSaysSoFromTheBeginning) {
+    setup.persistentFile = (folder.path() / "none" / "file").string();
+    run("parse=parsed prepare=failure,exit1");
+    const auto first = events.waitForFailure();
+    ASSERT_TRUE(first);
+    EXPECT_THAT(first->message(), testing::StartsWith("not persistent: "));
+}
+
 TEST_F(JobSupervisorTest, NothingIsOpenedByAJobThatIsNotAdmitted) {
     registration.outcome = Standing::Refused;
     run(ends);
