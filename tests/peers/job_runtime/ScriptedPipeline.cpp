@@ -2,6 +2,7 @@
 // "parse=parsed prepare=prepared play=playing,eos,exit0", and writes what it is told.
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -66,6 +67,9 @@ class Script {
                 ::raise(SIGKILL);
             } else if (word == "stubborn") {
                 ::signal(SIGTERM, SIG_IGN);
+            } else if (word == "silence") {
+                ::shutdown(channel.descriptor(), SHUT_RDWR);
+                ::pause();
             } else if (word == "garbage") {
                 std::cout << "without an end" << std::flush;
                 if (::write(channel.descriptor(), "\xff\xff\xff\xff", 4) != 4) {

@@ -283,6 +283,18 @@ TEST_F(JobSupervisorTest, AFailedProcessThatDoesNotEndIsTerminated) {
     EXPECT_EQ(last.signal(), 15);
 }
 
+TEST_F(JobSupervisorTest, AProcessThatSaysNoMoreAndStaysIsTerminated) {
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));  // told again: it is silent by now
+        pass(5s);
+    });
+    EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
+    run("parse=parsed prepare=prepared play=playing,silence");
+    EXPECT_EQ(end().signal(), 15);
+}
+
 TEST_F(JobSupervisorTest, APipelineThatIsNotReadyInTimeHasFailed) {
     wisher = std::jthread([this] {
         test::JobEvents seen(endpoint);
