@@ -196,6 +196,8 @@ TEST_F(JobSupervisorTest, OneThatComesFromItsFileAndCannotBePreparedYetIsTriedAg
     supervisor->tellEnd();
     EXPECT_EQ(end().message(), "destroyed while waiting to be played again");
     EXPECT_TRUE(supervisor->wasSetUp());
+    ASSERT_EQ(verdicts.size(), 1U);
+    EXPECT_FALSE(verdicts[0].refusal);
 }
 
 TEST_F(JobSupervisorTest, OneThatComesFromItsFileAndCannotBeUsedIsNot) {
