@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/channel/CaptureFormat.h"
 #include "peers/ingest_service/channel/ChannelList.h"
 
 namespace tarn::device_tree {

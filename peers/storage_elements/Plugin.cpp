@@ -1,8 +1,7 @@
 // Loop storage tracks as places where pipelines end and begin.
 #include <gst/gst.h>
 
-#include "peers/storage_elements/StorageSink.h"
-#include "peers/storage_elements/StorageSource.h"
+#include "peers/storage_elements/StorageElements.h"
 
 namespace {
 

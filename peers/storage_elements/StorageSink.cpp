@@ -1,4 +1,4 @@
-#include "peers/storage_elements/StorageSink.h"
+#include "peers/storage_elements/StorageElements.h"
 
 #include <gst/base/gstbasesink.h>
 

@@ -1,4 +1,4 @@
-#include "peers/storage_elements/StorageSource.h"
+#include "peers/storage_elements/StorageElements.h"
 
 #include <gst/base/gstpushsrc.h>
 

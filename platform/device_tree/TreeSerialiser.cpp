@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/device_tree/ReverseWriter.h"
 #include "platform/device_tree/messages/Messages.h"
-#include "platform/device_tree/messages/ReverseWriter.h"
 #include "platform/device_tree/messages/SubDeviceFields.h"
 #include "platform/device_tree/persistent/Tree.h"
 #include "proto/monitoring.pb.h"

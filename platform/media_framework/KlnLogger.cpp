@@ -1,12 +1,36 @@
 #include <optional>
+#include <rapidxml/rapidxml.hpp>
 #include <string>
 
 #include "platform/media_framework/Kln.h"
-#include "platform/media_framework/KlnLoggerConfig.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Synchronised.h"
+#include "platform/utils/XmlNesting.h"
 
 namespace {
+
+constexpr unsigned deepestNesting = 50;  // the parser calls itself for each level
+
+// The name in "<Config><Logger>NAME</Logger></Config>", without blanks around it; nothing when the
+// text is not of that form or the name is empty.
+std::optional<std::string> loggerNameIn(const std::string& xmlConfig) {
+    if (tarn::utils::findNestingBeyond(xmlConfig.c_str(), deepestNesting)) {
+        return std::nullopt;
+    }
+    std::string buffer = xmlConfig;  // overwritten by the parser, whose nodes point into it
+    rapidxml::xml_document<char> document;
+    try {
+        document.parse<rapidxml::parse_trim_whitespace>(buffer.data());
+    } catch (const rapidxml::parse_error&) {
+        return std::nullopt;
+    }
+    const auto* const config = document.first_node("Config");
+    const auto* const logger = config == nullptr ? nullptr : config->first_node("Logger");
+    if (logger == nullptr || logger->value_size() == 0) {
+        return std::nullopt;
+    }
+    return std::string(logger->value(), logger->value_size());
+}
 
 enum Result { Done = 0, NullArgument = 1, OtherFramework = 2, BadConfiguration = 3 };
 
@@ -43,7 +67,7 @@ int KLNSetLoggerFrameworkConfig(const char* framework, const char* loggerPrefix,
     if (std::string(framework) != "Log4CPlus") {
         return OtherFramework;
     }
-    const auto logger = tarn::media_framework::loggerNameIn(xmlConfig);
+    const auto logger = loggerNameIn(xmlConfig);
     if (!logger) {
         return BadConfiguration;
     }

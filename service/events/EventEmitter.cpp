@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/device_tree/messages/ReverseWriter.h"
+#include "platform/device_tree/ReverseWriter.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"

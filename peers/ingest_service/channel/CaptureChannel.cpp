@@ -77,6 +77,8 @@ CaptureChannel::Report CaptureChannel::report() {
     return report;
 }
 
+// What throws in a step, memory that is short for one, is tried again: a channel never ends by
+// itself.
 void CaptureChannel::run(const std::stop_token& stop) {
     while (!stop.stop_requested()) {
         try {
@@ -158,6 +160,7 @@ void CaptureChannel::lookAfterDevice(Time now) {
     }
 }
 
+// A driver may say that all is well and give nothing: opening it anew is all that can be done.
 bool CaptureChannel::isSilentForLong(Time now) {
     if (state.lock()->watch.state() != SignalWatch::State::Lost) {
         reopenAt = now + longestSilence;
@@ -233,6 +236,7 @@ std::optional<Substitute> CaptureChannel::decide() {
     return wanted;
 }
 
+// A picture that has failed is made anew, also where the same one is wanted.
 void CaptureChannel::showWhatIsWanted() {
     const auto wanted = decide();
     const auto why = substitute ? substitute->takeTrouble() : std::string();

@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/channel/CaptureFormat.h"
 #include "peers/ingest_service/channel/DevicePipeline.h"
 #include "peers/ingest_service/channel/FrameOutput.h"
 #include "peers/ingest_service/channel/SignalWatch.h"

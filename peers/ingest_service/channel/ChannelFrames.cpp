@@ -18,6 +18,8 @@ void CaptureChannel::frameArrived() {
     }
 }
 
+// Offered without the lock: the output copies a whole picture. The frame that was kept before goes
+// without it, too.
 void CaptureChannel::takeDeviceFrame(GstBufferPtr frame) {
     const auto output = [this] {
         auto locked = state.lock();
@@ -47,6 +49,7 @@ void CaptureChannel::takeSubstituteFrame(GstBufferPtr frame) {
     }
 }
 
+// From threads of the media library, which must not wait for what the channel's own thread does.
 void CaptureChannel::wake() {
     state.lock()->changed = true;
     changed.notify_all();

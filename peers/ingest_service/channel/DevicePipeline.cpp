@@ -15,6 +15,7 @@ using GstPadPtr = std::unique_ptr<GstPad, ReleaseWith<gst_object_unref>>;
 using GstCapsPtr = std::unique_ptr<GstCaps, ReleaseWith<gst_caps_unref>>;
 using GstStructurePtr = std::unique_ptr<GstStructure, ReleaseWith<gst_structure_free>>;
 
+// Frames are counted where they leave the device, before a conversion could hold them up.
 std::string sourceText(const DeviceSource& source) {
     return (source.text.empty() ? std::string("v4l2src name=device") : source.text) +
            " ! identity name=arrival silent=true";

@@ -3,7 +3,7 @@
 #include <functional>
 #include <string>
 
-#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/channel/CaptureFormat.h"
 #include "peers/pipeline_process/GstPointers.h"
 
 namespace tarn::peers::ingest_service {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/channel/CaptureFormat.h"
 #include "peers/ingest_service/channel/FrameCounter.h"
 #include "peers/ingest_service/channel/FramePipeline.h"
 #include "platform/utils/Synchronised.h"

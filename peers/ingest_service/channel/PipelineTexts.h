@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "peers/ingest_service/CaptureFormat.h"
+#include "peers/ingest_service/channel/CaptureFormat.h"
 #include "peers/ingest_service/channel/Substitute.h"
 
 namespace tarn::peers::ingest_service {

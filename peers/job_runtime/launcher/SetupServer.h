@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/SetupProtocol.h"
-#include "peers/job_runtime/launcher/JobSetup.h"
 #include "platform/socket/Socket.h"
 
 namespace tarn::peers {

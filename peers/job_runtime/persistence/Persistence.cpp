@@ -4,7 +4,7 @@
 #include <exception>
 #include <filesystem>
 
-#include "peers/job_runtime/launcher/JobSetup.h"
+#include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/persistence/PersistentFile.h"
 #include "peers/job_runtime/persistence/SafeFileName.h"
 #include "platform/utils/Log.h"

@@ -47,6 +47,7 @@ void EventPublisher::end(const RunResult& result, Clock::time_point until) {
     }
     end->set_message(result.message);
     hasSubscriber();  // they all get this one
+    // For who subscribes now, having been told of the endpoint a moment ago.
     do {
         send(event);
     } while (awaitNewSubscriber(until));

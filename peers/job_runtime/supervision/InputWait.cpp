@@ -7,13 +7,12 @@
 namespace tarn::peers {
 
 void waitForInput(const std::vector<int>& descriptors,
-                  std::chrono::steady_clock::time_point deadline) {
+                  std::chrono::steady_clock::duration longest) {
     std::vector<pollfd> inputs;
     for (const int descriptor : descriptors) {
         inputs.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
     }
-    const auto left = std::max(std::chrono::steady_clock::duration::zero(),
-                               deadline - std::chrono::steady_clock::now());
+    const auto left = std::max(std::chrono::steady_clock::duration::zero(), longest);
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
     const timespec bound{
         .tv_sec = seconds.count(),

@@ -4,13 +4,13 @@
 #include <exception>
 #include <utility>
 
-#include "peers/job_runtime/launcher/Admission.h"
-#include "peers/job_runtime/launcher/ReservedEndpoints.h"
-#include "peers/job_runtime/persistence/RegistryEntry.h"
 #include "peers/job_runtime/pipeline/PipelineProcess.h"
+#include "peers/job_runtime/registration/Admission.h"
+#include "peers/job_runtime/registration/RegistryEntry.h"
 #include "peers/job_runtime/supervision/CommandServer.h"
 #include "peers/job_runtime/supervision/EventPublisher.h"
 #include "peers/job_runtime/supervision/JobSupervisor.h"
+#include "peers/job_runtime/supervision/ReservedEndpoints.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers {

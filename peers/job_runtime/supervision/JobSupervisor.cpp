@@ -7,12 +7,12 @@
 #include <utility>
 #include <vector>
 
-#include "peers/job_runtime/launcher/Admission.h"
-#include "peers/job_runtime/launcher/JobSetup.h"
-#include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/persistence/Persistence.h"
+#include "peers/job_runtime/registration/Admission.h"
 #include "peers/job_runtime/supervision/InputWait.h"
 #include "peers/job_runtime/supervision/JobStatus.h"
+#include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
@@ -24,6 +24,8 @@ using namespace tarn::proto::job_monitoring;
 
 namespace {
 
+using State = JobLifecycle::State;
+
 void logWarningOf(const tarn::proto::pipeline_control::PipelineReport& report) {
     utils::logWarning(
         "Pipeline warning: " + utils::printable(report.message(), JobVoice::mostLogText) + " " +
@@ -34,13 +36,14 @@ void logWarningOf(const tarn::proto::pipeline_control::PipelineReport& report) {
 
 JobSupervisor::JobSupervisor(const Dependencies& dependencies,
                              std::unique_ptr<PipelineProcess> started)
-    : job(dependencies), voice(job.status, job.events, Clock::now()), process(std::move(started)) {}
+    : job(dependencies), voice(job.status, job.events, job.now), process(std::move(started)) {}
 
 void JobSupervisor::run() {
-    begin(Clock::now());
-    while (phase != Phase::Over) {
+    tellWhatIsNotKept();
+    startRun(job.now());
+    while (!lifecycle.isOver()) {
         waitForSomething();
-        step(Clock::now());
+        step(job.now());
     }
     forgetWhatEndedForGood();
 }
@@ -51,16 +54,9 @@ void JobSupervisor::refuse(const std::string& reason) {
 
 JobSupervisor::Clock::time_point JobSupervisor::nextDeadline() const {
     auto next = voice.deadline();
-    const auto include = [&next](const std::optional<Clock::time_point>& due) {
+    for (const auto& due :
+         {lifecycle.deadline(), job.answer.deadline(), job.admission.deadline()}) {
         next = std::min(next, due.value_or(next));
-    };
-    include(job.answer.deadline());
-    include(job.admission.deadline());
-    if (phase == Phase::Waiting) {
-        include(wakeAt);
-    } else {
-        include(ladder.deadline());
-        include(stage == Stage::Ready ? std::nullopt : std::optional(readyBy));
     }
     return next;
 }
@@ -72,18 +68,18 @@ void JobSupervisor::waitForSomething() const {
         const auto ofProcess = process->descriptors();
         inputs.insert(inputs.end(), ofProcess.begin(), ofProcess.end());
     }
-    waitForInput(inputs, nextDeadline());
+    waitForInput(inputs, nextDeadline() - job.now());
 }
 
 void JobSupervisor::step(Clock::time_point now) {
     followWish(now);
-    if (phase == Phase::Running) {
+    if (lifecycle.isRunning()) {
         stepRunning(now);
-    } else if (phase == Phase::Waiting && now >= wakeAt) {
-        playAgain(now);
+    } else {
+        follow(lifecycle.takeDue(now), now);
     }
     followAdmission(now);
-    if (phase != Phase::Over) {
+    if (!lifecycle.isOver()) {
         job.answer.step(now);
         voice.step(now);
     }
@@ -92,59 +88,61 @@ void JobSupervisor::step(Clock::time_point now) {
 void JobSupervisor::stepRunning(Clock::time_point now) {
     process->read();
     takeReports(now);
-    if (const auto end = process->end()) {
+    if (const auto ended = process->end()) {
         takeReports(now);  // the last ones may have come with the end
-        endRun(judge(facts, *end), now);
-    } else if (stage != Stage::Ready && now >= readyBy) {
-        failUnready(now);
-    } else {
-        if (process->isSilent()) {
-            ladder.begin(now);  // it is ending, and may hang in that
-        }
-        climb(now);
+        return endRun(lifecycle.judged(*ended), now);
     }
+    if (process->isSilent()) {
+        lifecycle.closeSilently(now);
+    }
+    follow(lifecycle.takeDue(now), now);
 }
 
 void JobSupervisor::followWish(Clock::time_point now) {
-    if (job.stop.take() == StopRequest::Wish::None) {
+    if (job.stop.take() == StopRequest::Wish::None || lifecycle.isOver()) {
         return;
     }
-    if (phase == Phase::Waiting) {
+    if (lifecycle.state() == State::Waiting) {
         end({JobEventEnd::DESTROYED, {}, "destroyed while waiting to be played again"});
-    } else if (phase == Phase::Running && stage != Stage::Ready) {
+    } else if (lifecycle.state() != State::Ready) {
         end({JobEventEnd::DESTROYED, {}, "destroyed before it was ready to play"});
-    } else if (phase == Phase::Running && !ladder.hasBegun()) {
-        facts.note(RunFacts::Ending::StopAsked);
+    } else if (!lifecycle.isClosed()) {
+        lifecycle.close(RunFacts::Ending::StopAsked, now);
         voice.show(JOB_STATE_STOPPING);
         command([](PipelineProcess& told) { told.finish(); });
-        ladder.begin(now);
     }
 }
 
+// The registry is asked in every state, also between two runs: a refusal ends the job at once.
 void JobSupervisor::followAdmission(Clock::time_point now) {
-    if (phase == Phase::Over) {
+    if (lifecycle.isOver()) {
         return;
     }
     const auto admission = job.admission.step(now);
     if (admission == Admission::State::Refused) {
         end({JobEventEnd::FAILED, {}, job.admission.reason()});
-    } else if (admission == Admission::State::Admitted && phase == Phase::Running &&
-               stage == Stage::Checked) {
-        stage = Stage::Preparing;
+    } else if (admission == Admission::State::Admitted &&
+               lifecycle.take(JobLifecycle::Event::Admitted)) {
         command([](PipelineProcess& told) { told.prepare(); });
     }
 }
 
-void JobSupervisor::climb(Clock::time_point now) {
-    const auto due = ladder.take(now);
-    if (due == StopEscalation::Step::Terminate) {
-        utils::logWarning("The pipeline process does not end: SIGTERM");
-        process->signalGroup(SIGTERM);
-    } else if (due == StopEscalation::Step::Kill) {
-        utils::logWarning("The pipeline process does not end: SIGKILL");
-        process->signalGroup(SIGKILL);
-    } else if (due == StopEscalation::Step::GiveUp) {
-        endRun(judge(facts, {}), now);
+void JobSupervisor::follow(JobLifecycle::Due due, Clock::time_point now) {
+    switch (due) {
+        case JobLifecycle::Due::Nothing:
+            return;
+        case JobLifecycle::Due::Terminate:
+            utils::logWarning("The pipeline process does not end: SIGTERM");
+            return process->signalGroup(SIGTERM);
+        case JobLifecycle::Due::Kill:
+            utils::logWarning("The pipeline process does not end: SIGKILL");
+            return process->signalGroup(SIGKILL);
+        case JobLifecycle::Due::GiveUp:
+            return endRun(lifecycle.judged({}), now);
+        case JobLifecycle::Due::NotReady:
+            return failUnready(now);
+        case JobLifecycle::Due::NextRun:
+            return playAgain(now);
     }
 }
 
@@ -162,35 +160,25 @@ void JobSupervisor::takeReports(Clock::time_point now) {
 void JobSupervisor::handle(const Report& report, Clock::time_point now) {
     switch (report.type()) {
         case Report::PARSED:
-            stage = Stage::Checked;
+            lifecycle.take(JobLifecycle::Event::Parsed);
             return job.admission.checked();
         case Report::PREPARED:
-            return getReady();
+            return lifecycle.take(JobLifecycle::Event::Prepared) ? getReady() : void();
         case Report::PLAYING:
-            policy.playing(now);
-            return ladder.hasBegun() ? void() : voice.show(JOB_STATE_PLAYING);
+            lifecycle.playing(now);
+            return lifecycle.isClosed() ? void() : voice.show(JOB_STATE_PLAYING);
         case Report::PROGRESS:
             return voice.progress(report);
         case Report::WARNING:
             return logWarningOf(report);
         case Report::FAILURE:
-            return handleFailure(report, now);
+            lifecycle.fail(report.message(), now);
+            return voice.failure(report.message(), report.detail());
         case Report::END_OF_STREAM:
-            facts.note(RunFacts::Ending::EndOfStream);
-            return ladder.begin(now);
+            return lifecycle.close(RunFacts::Ending::EndOfStream, now);
         case Report::UNKNOWN:
             return;
     }
-}
-
-void JobSupervisor::handleFailure(const Report& report, Clock::time_point now) {
-    if (facts.failure.empty()) {
-        facts.failure = report.message();
-    }
-    isUnusable = isUnusable || (!isSetUp && stage == Stage::Checking);
-    facts.note(RunFacts::Ending::Failure);
-    voice.failure(report.message(), report.detail());
-    ladder.begin(now);
 }
 
 // A process that cannot be told has ended or hangs; both are found out without this.
@@ -203,17 +191,8 @@ void JobSupervisor::command(Command what) {
     }
 }
 
-void JobSupervisor::begin(Clock::time_point now) {
-    tellWhatIsNotKept();
-    startRun(now);
-}
-
 void JobSupervisor::startRun(Clock::time_point now) {
-    facts = {};
-    ladder = {};
-    phase = Phase::Running;
-    stage = Stage::Checking;
-    readyBy = now + timeToGetReady;
+    lifecycle.beginRun(now);
     try {
         if (!process) {
             process = std::make_unique<PipelineProcess>();
@@ -232,63 +211,51 @@ void JobSupervisor::playAgain(Clock::time_point now) {
     startRun(now);
 }
 
+// Kept before the answer: what was acknowledged comes back after a crash of the machine.
 void JobSupervisor::getReady() {
-    stage = Stage::Ready;
     if (!std::exchange(wasReady, true)) {
         keep();
-        accept();
+        job.answer.accept();
     }
     command([](PipelineProcess& told) { told.play(); });
 }
 
 void JobSupervisor::failUnready(Clock::time_point now) {
-    if (facts.failure.empty()) {
-        facts.failure = "the pipeline was not ready in time";
-        voice.failure(facts.failure, {});
+    constexpr auto reason = "the pipeline was not ready in time";
+    if (lifecycle.blame(reason)) {
+        voice.failure(reason, {});
     }
-    facts.note(RunFacts::Ending::Failure);
-    endRun(judge(facts, {}), now);
+    lifecycle.close(RunFacts::Ending::Failure, now);
+    endRun(lifecycle.judged({}), now);
 }
 
+// A job that comes back could be prepared once: what it lacks now may come later, a server that has
+// not been started yet or a track that somebody else still holds. Refused, it would stay away until
+// the next start of the service.
 void JobSupervisor::endRun(const RunResult& ended, Clock::time_point now) {
     dropProcess();
     if (ended.reason == JobEventEnd::CRASHED) {
         voice.failure("the pipeline process was " + ended.message, {});
     }
     const bool stopWished = job.stop.wish() != StopRequest::Wish::None;
-    if (ended.failed() && job.persistence.isKept() && !stopWished && !isUnusable) {
-        waitToPlayAgain(now);
-    } else {
-        end(ended);
+    const auto delay = lifecycle.endRun(ended, job.persistence.isKept() && !stopWished, now);
+    if (!delay) {
+        return end(ended);
     }
-}
-
-// A job that comes back could be prepared once: what it lacks now may come later, a server that has
-// not been started yet or a track that somebody else still holds. Refused, it would stay away until
-// the next start of the service.
-void JobSupervisor::waitToPlayAgain(Clock::time_point now) {
-    const auto delay = policy.failed(now);
-    wakeAt = now + delay;
-    phase = Phase::Waiting;
-    utils::logInfo("Played again in " + std::to_string(delay.count()) + " ms");
+    utils::logInfo("Played again in " + std::to_string(delay->count()) + " ms");
     voice.show(JOB_STATE_WAITING_TO_RESTART);
-    accept();
+    job.answer.accept();
 }
 
 void JobSupervisor::end(const RunResult& ended) {
     dropProcess();
     result = ended;
-    phase = Phase::Over;
+    lifecycle.take(JobLifecycle::Event::Ended);
 }
 
 void JobSupervisor::dropProcess() {
     process.reset();
     job.status.update([](JobStatus::Reply& status) { status.clear_pipeline_pid(); });
-}
-
-void JobSupervisor::accept() {
-    isSetUp = true;
-    job.answer.accept();
 }
 
 // What cannot be prepared does not take the place of what once could.
@@ -320,7 +287,7 @@ void JobSupervisor::forgetWhatEndedForGood() {
 }
 
 void JobSupervisor::tellEnd() {
-    if (!isSetUp) {
+    if (!wasSetUp()) {
         const auto reason = result->reason == JobEventEnd::CRASHED
                                 ? "the pipeline process was " + result->message
                                 : result->message;

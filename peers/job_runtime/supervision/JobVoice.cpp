@@ -35,13 +35,17 @@ JobEventProgress toProgress(const tarn::proto::pipeline_control::PipelineReport&
 
 }  // namespace
 
-JobVoice::JobVoice(JobStatus& status, EventPublisher& events, Clock::time_point bound)
-    : status(status), events(events), subscribedBy(bound + timeToSubscribe), heartbeatAt(bound) {}
+JobVoice::JobVoice(JobStatus& status, EventPublisher& events, Now clock)
+    : status(status),
+      events(events),
+      now(std::move(clock)),
+      subscribedBy(now() + timeToSubscribe),
+      heartbeatAt(now()) {}
 
-void JobVoice::show(JobState now) {
-    if (std::exchange(state, now) != now) {
-        utils::logInfo("State " + JobState_Name(now));
-        status.update([&](JobStatus::Reply& reply) { reply.set_state(now); });
+void JobVoice::show(JobState next) {
+    if (std::exchange(state, next) != next) {
+        utils::logInfo("State " + JobState_Name(next));
+        status.update([&](JobStatus::Reply& reply) { reply.set_state(next); });
         publishState();
     }
 }
@@ -70,7 +74,7 @@ void JobVoice::failure(const std::string& message, const std::string& detail) {
                     utils::printable(detail, mostLogText));
     status.update([&](JobStatus::Reply& reply) { reply.set_last_failure(message); });
     unpublishedFailures.emplace_back(message, detail);
-    step(Clock::now());
+    step(now());
 }
 
 void JobVoice::lack(const std::string& message) {
@@ -78,11 +82,11 @@ void JobVoice::lack(const std::string& message) {
     unpublishedFailures.emplace_back(message, std::string());
 }
 
-void JobVoice::step(Clock::time_point now) {
-    if (!unpublishedFailures.empty() && subscribersAreThere(now)) {
+void JobVoice::step(Clock::time_point at) {
+    if (!unpublishedFailures.empty() && subscribersAreThere(at)) {
         publishFailures();
     }
-    if (now >= heartbeatAt) {
+    if (at >= heartbeatAt) {
         publishState();
     }
 }
@@ -100,7 +104,7 @@ void JobVoice::end(const RunResult& result) {
 }
 
 void JobVoice::publishState() {
-    heartbeatAt = Clock::now() + heartbeat;
+    heartbeatAt = now() + heartbeat;
     events.state(state);
 }
 
@@ -110,8 +114,8 @@ void JobVoice::publishFailures() {
     }
 }
 
-bool JobVoice::subscribersAreThere(Clock::time_point now) {
-    return now >= subscribedBy || events.hasSubscriber();
+bool JobVoice::subscribersAreThere(Clock::time_point at) {
+    return at >= subscribedBy || events.hasSubscriber();
 }
 
 }  // namespace tarn::peers

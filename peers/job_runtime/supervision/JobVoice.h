@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,8 +33,10 @@ class JobVoice {
     /// Of a message from outside the log takes so many bytes.
     static constexpr std::size_t mostLogText = 4096;
 
-    /// `bound` is when that was. The references must outlive the object.
-    JobVoice(JobStatus& status, EventPublisher& events, Clock::time_point bound);
+    using Now = std::function<Clock::time_point()>;
+
+    /// Made when the event endpoint has just been bound. The references must outlive the object.
+    JobVoice(JobStatus& status, EventPublisher& events, Now now);
 
     /// Says the state when it is new.
     void show(tarn::proto::job_monitoring::JobState state);
@@ -43,7 +46,7 @@ class JobVoice {
     void lack(const std::string& message);
 
     /// Says the state again for those who came late, and failures that had to wait.
-    void step(Clock::time_point now);
+    void step(Clock::time_point at);
     Clock::time_point deadline() const;
 
     /// The last words.
@@ -52,10 +55,11 @@ class JobVoice {
   private:
     void publishState();
     void publishFailures();
-    bool subscribersAreThere(Clock::time_point now);
+    bool subscribersAreThere(Clock::time_point at);
 
     JobStatus& status;
     EventPublisher& events;
+    const Now now;
     const Clock::time_point subscribedBy;
     tarn::proto::job_monitoring::JobState state = tarn::proto::job_monitoring::JOB_STATE_UNKNOWN;
     Clock::time_point heartbeatAt;

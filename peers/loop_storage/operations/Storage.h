@@ -10,11 +10,11 @@
 
 #include "peers/loop_storage/disk/DiskPool.h"
 #include "peers/loop_storage/operations/Catalogue.h"
+#include "peers/loop_storage/operations/Checkpoints.h"
 #include "peers/loop_storage/operations/Tickets.h"
 #include "peers/loop_storage/operations/WorkQueue.h"
+#include "peers/loop_storage/operations/Workers.h"
 #include "peers/loop_storage/ring/BootId.h"
-#include "peers/loop_storage/ring/Checkpoints.h"
-#include "peers/loop_storage/server/Workers.h"
 
 namespace tarn::peers::loop_storage {
 

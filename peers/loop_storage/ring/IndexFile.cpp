@@ -24,6 +24,7 @@ void IndexFile::Write(const std::filesystem::path& path, const IndexContent& con
     const auto slots = content.track.slots;
     index.file.allocate(index_layout::slotOffset(slots), [] {});
     index.put(content.track);
+    // Both of each kind: one that was left blank would read as damaged.
     for (std::uint64_t count = 0; count < 2; ++count) {
         index.put(LimitRecord{.count = count, .limit = content.limit});
         index.put(CheckpointRecord{.count = content.checkpoints + count,

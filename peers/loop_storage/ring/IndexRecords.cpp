@@ -34,9 +34,9 @@ constexpr auto noTimePoint = std::numeric_limits<std::int64_t>::min();
 
 static_assert(std::endian::native == std::endian::little, "numbers are written as they lie");
 
-class Writer {
+class RecordWriter {
   public:
-    explicit Writer(Tag tag, std::uint64_t version = indexVersion) {
+    explicit RecordWriter(Tag tag, std::uint64_t version = indexVersion) {
         put(static_cast<std::uint64_t>(tag) | (version << versionShift));
     }
     void put(std::uint64_t value) { put(&value, sizeof value); }
@@ -58,9 +58,9 @@ class Writer {
     std::size_t used = 0;
 };
 
-class Reader {
+class RecordReader {
   public:
-    explicit Reader(const char* bytes) : next(bytes), begin(bytes) {
+    explicit RecordReader(const char* bytes) : next(bytes), begin(bytes) {
         const auto first = get();
         tag = first & tagMask;
         versionNumber = first >> versionShift;
@@ -102,7 +102,7 @@ class Reader {
 }  // namespace
 
 RecordBytes encode(const TrackRecord& record) {
-    Writer writer(Tag::Track);
+    RecordWriter writer(Tag::Track);
     writer.put(record.dataSize);
     writer.put(record.slots);
     writer.put(record.id);
@@ -114,8 +114,8 @@ RecordBytes encode(const TrackRecord& record) {
 RecordBytes encode(const FrameRecord& record) {
     const bool isFrame = record.kind == FrameRecord::Kind::Frame;
     const bool isOld = isFrame && !record.frame.checksum;
-    Writer writer(isFrame ? Tag::Frame : Tag::Cleared,
-                  isOld ? versionWithChecksums - 1 : indexVersion);
+    RecordWriter writer(isFrame ? Tag::Frame : Tag::Cleared,
+                        isOld ? versionWithChecksums - 1 : indexVersion);
     writer.put(record.frame.sequence);
     writer.put(static_cast<std::uint64_t>(record.frame.timePoint));
     writer.put(record.frame.position);
@@ -130,14 +130,14 @@ RecordBytes encode(const FrameRecord& record) {
 }
 
 RecordBytes encode(const LimitRecord& record) {
-    Writer writer(Tag::Limit);
+    RecordWriter writer(Tag::Limit);
     writer.put(record.count);
     writer.put(record.limit);
     return writer.finish();
 }
 
 RecordBytes encode(const CheckpointRecord& record) {
-    Writer writer(Tag::Checkpoint);
+    RecordWriter writer(Tag::Checkpoint);
     writer.put(record.count);
     writer.put(record.nextSequence);
     writer.put(record.limit);
@@ -151,7 +151,7 @@ RecordBytes encode(const CheckpointRecord& record) {
 }
 
 std::optional<TrackRecord> decodeTrack(const char* bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     if (!reader.is(Tag::Track, std::numeric_limits<std::uint64_t>::max())) {
         return std::nullopt;
     }
@@ -165,7 +165,7 @@ std::optional<TrackRecord> decodeTrack(const char* bytes) {
 }
 
 std::optional<FrameRecord> decodeFrame(const char* bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     const bool isFrame = reader.is(Tag::Frame);
     if (!isFrame && !reader.is(Tag::Cleared)) {
         return std::nullopt;
@@ -187,7 +187,7 @@ std::optional<FrameRecord> decodeFrame(const char* bytes) {
 }
 
 std::optional<LimitRecord> decodeLimit(const char* bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     if (!reader.is(Tag::Limit)) {
         return std::nullopt;
     }
@@ -198,7 +198,7 @@ std::optional<LimitRecord> decodeLimit(const char* bytes) {
 }
 
 std::optional<CheckpointRecord> decodeCheckpoint(const char* bytes) {
-    Reader reader(bytes);
+    RecordReader reader(bytes);
     if (!reader.is(Tag::Checkpoint)) {
         return std::nullopt;
     }

@@ -18,6 +18,7 @@ bool isPossible(const TrackRecord& track) {
            track.slots <= largestSlots;
 }
 
+// A record whose checksum holds can still be another track's, or of another size of this one.
 bool isPossible(const FrameRecord& record, std::uint64_t slot, const TrackRecord& track) {
     return record.frame.sequence % track.slots == slot && record.frame.size <= track.dataSize &&
            record.frame.position <= largestPosition;
@@ -66,7 +67,7 @@ void IndexScan::readHead(IndexContent& content) {
     content.track = *track;
 }
 
-// A file that has been cut is read up to there.
+// A file that has been cut is read up to there; what is missing counts as damaged.
 void IndexScan::readSlots(const TrackRecord& track) {
     const auto whole =
         (std::max(file.size(), index_layout::slotsOffset) - index_layout::slotsOffset) / recordSize;
@@ -115,6 +116,7 @@ void IndexScan::takeLimit(IndexContent& content) const {
     }
 }
 
+// The two are written in turn, so that a torn one leaves the one before it.
 std::optional<CheckpointRecord> IndexScan::lastCheckpoint(IndexContent& content) const {
     std::optional<CheckpointRecord> last;
     for (std::uint64_t i = 0; i < 2; ++i) {
@@ -128,6 +130,8 @@ std::optional<CheckpointRecord> IndexScan::lastCheckpoint(IndexContent& content)
     return last;
 }
 
+// Without a checkpoint there is no word of what was on the disk that records could be held against:
+// they are believed.
 void IndexScan::readCheckpoint(IndexContent& content, const BootId& boot) {
     const auto last = lastCheckpoint(content);
     if (!last) {
@@ -182,6 +186,8 @@ std::uint64_t IndexScan::firstIn(const IndexContent& content) const {
     return std::max({firstUncleared(), oldestAtCheckpoint.value_or(0), told});
 }
 
+// The record of a frame that has gone stays in its slot until that is used again. What does not
+// grow on from the frame before it cannot be of the same ring, whatever its checksum says.
 void IndexScan::takeFrames(IndexContent& content) const {
     const auto first = firstIn(content);
     for (const auto& record : records) {

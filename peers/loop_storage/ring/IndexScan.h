@@ -28,11 +28,34 @@ inline constexpr std::uint64_t slotOffset(std::uint64_t slot) {
 
 }  // namespace index_layout
 
-/// One reading of an index file. What its bytes are is checked, whatever has happened to them.
+/// One reading of an index file: what can be said of its track, whatever has happened to the bytes.
+///
+/// Who wrote the file last decides how much of it is believed. The newer of the two checkpoints
+/// tells (the other may have been torn while it was written):
+///
+///   Closed     it carries no boot: nobody has written since, and all records are true
+///   InUse      it carries the boot of this machine as it runs now, or there is none: the writer
+///   was
+///              killed, and what it had written the kernel still had, so all records are true
+///   Doubtful   it carries an older boot: the machine stopped while frames were written. True is
+///              what the checkpoint says; a record may tell of bytes that never reached the disk
+///
+/// A state is found once, and nothing here changes it; Recovery settles what is Doubtful.
+///
+/// Always, of what is returned:
+///   - frames come in order: sequence numbers, time points and positions grow. A record that would
+///     break that is left out;
+///   - no frame is one that a clearing, or a checkpoint, says is gone;
+///   - `nextSequence` and `limit` are never below what any record tells, so that nothing that is
+///     written from now on can be mistaken for what is there. Where a record of the limit has
+///     suffered, one more frame of the longest kind is assumed;
+///   - a record that is damaged costs the frame that it speaks of and nothing else. Only where both
+///     descriptions of the track are unreadable there is nothing to return.
 class IndexScan {
   public:
     explicit IndexScan(const DiskFile& file) : file(file) {}
 
+    /// Throws as IndexFile::load does. Once for each object.
     IndexContent read(const BootId& boot);
 
   private:

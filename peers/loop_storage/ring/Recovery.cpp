@@ -14,7 +14,22 @@ namespace {
 
 using Frames = std::deque<FrameInfo>;
 
-/// One settling.
+/// One settling of what an index tells against the bytes of the data file.
+///
+/// Frames are of two kinds, by their sequence numbers:
+///
+///   certain    on the disk at the last checkpoint. One of them can only have been gone over since,
+///              and only up to the limit which that allowed: there its bytes decide
+///   doubtful   written after it: there only if its own bytes and those of all between are
+///
+/// A frame that is kept may be taken, never the other way round: by `dropTornOldest` the certain
+/// ones up to the last torn one, by `keepUnbrokenRun` the doubtful ones from the first on that is
+/// not whole, by `restoreLength`, whatever the index says, those in a part of the file that was cut
+/// off.
+///
+/// Always: the doubtful ones that are kept follow on the certain ones without a gap, and are whole;
+/// the record of every frame that was taken is among those that are returned to be blanked, so that
+/// none comes back.
 class Recovery {
   public:
     Recovery(IndexContent& content, const DiskFile& data)
@@ -43,6 +58,7 @@ class Recovery {
     }
 
   private:
+    // One that has no checksum is of an old version, and cannot be told from a torn one.
     bool isWhole(const FrameInfo& frame) const {
         return checkFrame(frame, data, ringSize) == FrameCheck::Whole;
     }

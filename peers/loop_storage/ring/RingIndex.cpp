@@ -22,6 +22,8 @@ void RingIndex::restore(std::deque<FrameInfo> found, std::uint64_t nextSequence,
     head = frames.empty() ? written : frames.back().end();
 }
 
+// What the frame goes over is forgotten here, before its first byte is written: a reader must not
+// find a frame whose bytes are another's already.
 FrameInfo RingIndex::reserve(std::int64_t timePoint, std::uint64_t size) {
     if (size > dataSize) {
         throw StorageError(TARN_STORAGE_ERROR_ARGUMENT, "A frame of " + std::to_string(size) +
@@ -46,6 +48,7 @@ void RingIndex::commit(const FrameInfo& frame) {
     head = frame.end();
 }
 
+// The number that is used up is the record's that tells of the clearing.
 std::uint64_t RingIndex::clear() {
     while (!frames.empty()) {
         drop();

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/ring/SharedMemory.h"
 #include "peers/loop_storage/ring/TrackFiles.h"
-#include "peers/loop_storage/server/SharedMemory.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::peers::loop_storage {
@@ -95,6 +95,8 @@ void Track::checkNotExclusive() const {
     }
 }
 
+// Files are opened without the mutex, as that may wait for the disk; two who come at once both
+// open, and one of the two is thrown away.
 void Track::attach(WorkerKind kind) {
     if (countIn(kind)) {
         return;
@@ -128,6 +130,7 @@ bool Track::countIn(WorkerKind kind) {
     return files != nullptr;
 }
 
+// The files are handed out to be closed by the caller, without the mutex.
 std::shared_ptr<const void> Track::detach(WorkerKind kind) {
     const std::lock_guard lock(mutex);
     (kind == WorkerKind::Writer ? writers : readers) -= 1;

@@ -14,9 +14,9 @@
 
 #include "peers/loop_storage/disk/DiskErrors.h"
 #include "peers/loop_storage/disk/DiskQueue.h"
-#include "peers/loop_storage/operations/PropertyFile.h"
 #include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/ring/FrameInfo.h"
+#include "peers/loop_storage/ring/PropertyFile.h"
 #include "peers/loop_storage/ring/RingIndex.h"
 #include "platform/os/FileDescriptor.h"
 

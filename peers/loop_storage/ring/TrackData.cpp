@@ -2,9 +2,9 @@
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/ring/SharedMemory.h"
 #include "peers/loop_storage/ring/Track.h"
 #include "peers/loop_storage/ring/TrackFiles.h"
-#include "peers/loop_storage/server/SharedMemory.h"
 #include "platform/storage_wire/Checksum.h"
 
 namespace tarn::peers::loop_storage {
@@ -16,6 +16,8 @@ constexpr std::size_t writtenAtOnce = 128U << 10U;
 
 }  // namespace
 
+// The limit goes to the index, and to readers of the file itself, before the first byte: whoever
+// finds the file after a crash knows how far frames may be torn.
 FrameInfo Track::reserve(std::int64_t timePoint, std::uint64_t size) {
     FrameInfo frame;
     bool mustWait = false;
@@ -102,6 +104,7 @@ void Track::putCommitted(const FrameInfo& frame) {
     ring->commit(record.frame);
 }
 
+// A time point that has gone begins at 0, so that the reader is told that it comes too late.
 std::uint64_t Track::begin(Origin origin, std::int64_t timePoint) const {
     const std::lock_guard lock(mutex);
     if (origin == Origin::Live || ring->empty()) {
@@ -175,6 +178,8 @@ void Track::noteFetch() const {
     hasFetched = true;
 }
 
+// Bytes that this server has written and nobody had to fetch since are memory: nothing can have
+// happened to them that a checksum would show.
 bool Track::mustCheck(const FrameInfo& frame) const {
     return frame.checksum && (frame.sequence < firstOwn || hasFetched || !failure.empty());
 }
@@ -268,6 +273,7 @@ void Track::callOff(std::uint64_t call) {
     waiting.erase(call);
 }
 
+// Called without the mutex: they ask this track at once.
 void Track::wakeReaders() {
     std::map<std::uint64_t, std::function<void()>> woken;
     {

@@ -26,6 +26,8 @@ bool Track::needsCheckpoint(Need need) const {
                                     : ring->limit() + allowance() / 2 > allowedLimit);
 }
 
+// Asked before the lock is taken, too: mostly there is nothing to do, and a checkpoint may be under
+// way.
 void Track::checkpointIfNeeded(Need need) {
     if (!needsCheckpoint(need)) {
         return;
@@ -154,6 +156,7 @@ void Track::renew() {
         content.checkpoints = checkpointCount + 1;
         content.lost = ring->empty() ? ring->lost() : ring->newest().timePoint;
     }
+    // The failure goes last: what stops on the way leaves a track that is still failed.
     const auto newIndex = indexPath().string() + ".new";
     std::filesystem::remove(newIndex);
     IndexFile::Write(newIndex, content);

@@ -27,6 +27,7 @@ bool liesWithin(const RingIndex& ring, std::uint64_t oldSize, std::uint64_t newS
            ring.oldest().position % oldSize + ring.extent() <= std::min(oldSize, newSize);
 }
 
+// By pieces: a frame may be larger than memory should hold at once.
 void copyFrame(const TrackFiles& from, std::uint64_t fromSize, const FrameInfo& frame,
                const DiskFile& to, std::uint64_t position) {
     std::vector<char> bytes(std::min<std::size_t>(copiedAtOnce, frame.size));

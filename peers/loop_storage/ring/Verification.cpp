@@ -19,7 +19,7 @@ namespace tarn::peers::loop_storage {
 
 namespace {
 
-struct Counts {
+struct FrameCounts {
     std::uint64_t whole = 0;
     std::uint64_t bad = 0;
     std::uint64_t unchecked = 0;
@@ -39,6 +39,7 @@ os::FileDescriptor keepServersAway(const std::filesystem::path& directory) {
 }
 
 /// The frames that a server would find.
+// Through the ring: records of frames that have been gone over are still in the index.
 RingIndex framesOf(IndexContent& content, const DiskFile& data) {
     settleDoubts(content, data);
     RingIndex ring(content.track.dataSize, content.track.slots);
@@ -46,12 +47,13 @@ RingIndex framesOf(IndexContent& content, const DiskFile& data) {
     return ring;
 }
 
-Counts verifyFrames(const std::filesystem::path& folder, const BootId& boot, std::ostream& out) {
+FrameCounts verifyFrames(const std::filesystem::path& folder, const BootId& boot,
+                         std::ostream& out) {
     auto content = IndexFile(folder / "index", DiskFile::Mode::ReadOnly).load(boot);
     const DiskFile data(folder / (dataPrefix + std::to_string(content.track.generation)),
                         DiskFile::Mode::ReadOnly);
     const auto ring = framesOf(content, data);
-    Counts counts;
+    FrameCounts counts;
     for (const auto& frame : ring.all()) {
         const auto result = checkFrame(frame, data, content.track.dataSize);
         counts.whole += result == FrameCheck::Whole ? 1 : 0;

@@ -106,6 +106,7 @@ std::shared_ptr<ReaderRole::Fetch> ReaderRole::beginFetch(std::vector<char> memo
     return fetch;
 }
 
+// What was fetched before the reader went back is of the wrong place.
 std::optional<ReaderRole::Answer> ReaderRole::endFetch(const Fetch& fetch) {
     state = State::Answering;
     return fetch.round == round ? take(fetch.reading) : std::nullopt;

@@ -1,12 +1,16 @@
 #include "peers/loop_storage/server/Session.h"
 
+#include <netdb.h>
+#include <sys/socket.h>
+
 #include <algorithm>
+#include <array>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
+#include <string>
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
-#include "peers/loop_storage/server/PeerName.h"
 #include "platform/storage_wire/SendBuffer.h"
 #include "platform/utils/Log.h"
 #include "proto/storage_wire.pb.h"
@@ -14,6 +18,36 @@
 namespace tarn::peers::loop_storage {
 
 namespace {
+
+std::string processNameOf(int socket) {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    const bool isKnown = ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
+    return isKnown ? "process " + std::to_string(peer.pid) : "";
+}
+
+std::string addressTextOf(const sockaddr& address, socklen_t size) {
+    std::array<char, NI_MAXHOST> host{};
+    std::array<char, NI_MAXSERV> port{};
+    if (::getnameinfo(&address, size, host.data(), host.size(), port.data(), port.size(),
+                      NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
+        return "";
+    }
+    const std::string name = host.data();
+    return (address.sa_family == AF_INET6 ? "[" + name + "]" : name) + ":" + port.data();
+}
+
+// Where the other end of a connected socket is, for people: "192.168.1.5:40312", "[::1]:40312" or
+// "process 1234" for one on this machine. Empty when the system does not tell.
+std::string peerNameOf(int socket) {
+    sockaddr_storage address{};
+    socklen_t size = sizeof address;
+    auto* const generic = static_cast<sockaddr*>(static_cast<void*>(&address));
+    if (::getpeername(socket, generic, &size) != 0) {
+        return "";
+    }
+    return address.ss_family == AF_UNIX ? processNameOf(socket) : addressTextOf(*generic, size);
+}
 
 constexpr std::size_t inputSize = 64U << 10U;
 constexpr std::size_t writerInputSize = 512U << 10U;
@@ -57,6 +91,7 @@ void Session::breakOff(const std::exception& failure) {
     end();
 }
 
+// Whatever still runs for it elsewhere finds it Closed, or finds no role, and does nothing more.
 void Session::end() {
     if (state == State::Closed) {
         return;
@@ -127,6 +162,7 @@ void Session::noteInput() {
     }
 }
 
+// Without going through the event loop again: a writer's next piece has mostly come by now.
 bool Session::readMore() {
     boost::system::error_code error;
     const auto size = socket.read_some(boost::asio::buffer(input), error);
@@ -170,6 +206,7 @@ Session::Next Session::takeMessage(std::string_view message, std::uint32_t paylo
     return handle(request, payloadSize);
 }
 
+// Each piece goes to the disk as it comes, so that a frame of any size costs no memory.
 Session::Next Session::takePayload(std::string_view piece, bool isLast) {
     writer->write(piece);
     if (isLast) {
@@ -181,6 +218,7 @@ Session::Next Session::takePayload(std::string_view piece, bool isLast) {
 
 // ---- patience -----------------------------------------------------------------------------------
 
+// Looked at a few times in each bound, which is cheaper than a timer set anew with every message.
 void Session::watch() {
     if (isWatched || state == State::Closed) {
         return;

@@ -78,6 +78,7 @@ void Session::sendNext() {
     }
     lastOutput = Clock::now();
     watch();
+    // Noted with each piece: a slow client that goes on receiving is not dropped.
     const auto progress = [self = shared_from_this()](const auto& error, std::size_t) {
         self->lastOutput = Clock::now();
         return error ? std::size_t(0) : std::size_t(1U << 20U);
@@ -133,6 +134,7 @@ void Session::readFrames() {
         fetchFrame();
         return;
     }
+    // Weak: a track must not keep a client that has gone.
     reader->callWhenReadable([weak = weak_from_this(), executor = socket.get_executor()] {
         boost::asio::post(executor, [weak] {
             if (const auto self = weak.lock()) {

@@ -53,6 +53,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
     return next();
 }
 
+// On a thread that may wait: opening the files asks the disk.
 void Session::attach(const Request& request) {
     if (request.track_id_size() != 1) {
         throw StorageError(TARN_STORAGE_ERROR_ARGUMENT, "The request names no track");
@@ -145,6 +146,8 @@ void Session::followTicket(const Request& request) {
         answerTicket(ticket);
         return;
     }
+    // Both the timer and the end of the operation finish it; the number tells the second that it is
+    // late.
     const auto wait = ++ticketWaits;
     const auto finish = [weak = weak_from_this(), ticket, wait] {
         if (const auto self = weak.lock()) {
@@ -194,6 +197,7 @@ void Session::answer(const Answer& reply) {
     answered();
 }
 
+// Posted and not called: a client with many requests at once must not make the stack grow.
 void Session::answered() {
     state = State::Receiving;
     present->set(isWorker() ? Presence::Standing::Working : Presence::Standing::Idle);

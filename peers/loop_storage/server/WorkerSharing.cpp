@@ -3,9 +3,26 @@
 #include <string>
 #include <system_error>
 
+#include "platform/storage_wire/MessageParser.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
+
+namespace {
+
+// Several pictures as they come from a camera. Memory is taken as it is used.
+constexpr std::size_t writerMemorySize = 32U << 20U;
+
+}  // namespace
+
+WriterMemory::WriterMemory() : memory(writerMemorySize, SharedMemory::ClientMay::Write) {}
+
+std::string_view WriterMemory::at(std::uint64_t offset, std::uint64_t size) const {
+    if (offset > memory.size() || size > memory.size() - offset) {
+        throw storage_wire::WireError("A frame is said to lie outside the shared memory");
+    }
+    return {memory.begin() + offset, static_cast<std::size_t>(size)};
+}
 
 std::vector<int> WorkerSharing::descriptors() const {
     if (memory) {

@@ -1,12 +1,30 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <string_view>
 #include <vector>
 
+#include "peers/loop_storage/ring/SharedMemory.h"
 #include "peers/loop_storage/ring/Track.h"
-#include "peers/loop_storage/server/SharedMemory.h"
 
 namespace tarn::peers::loop_storage {
+
+/// What a writer on this machine puts its frames into. Throws std::system_error when made.
+class WriterMemory {
+  public:
+    WriterMemory();
+
+    std::size_t size() const { return memory.size(); }
+    int descriptor() const { return memory.descriptor(); }
+    /// Whatever the client has there now, and may change meanwhile. Throws WireError for a place
+    /// that is not within it.
+    std::string_view at(std::uint64_t offset, std::uint64_t size) const;
+
+  private:
+    const SharedMemory memory;
+};
 
 /// What a worker on this machine gets, so that no frame goes through its socket.
 struct WorkerSharing {

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "peers/loop_storage/operations/Storage.h"
-#include "peers/loop_storage/server/SharedMemory.h"
+#include "peers/loop_storage/server/WorkerSharing.h"
 
 namespace tarn::peers::loop_storage {
 

@@ -7,6 +7,25 @@ namespace tarn::device_tree {
 
 namespace {
 
+const NodePath* ancestorAt(std::uint32_t depth, const NodePath* place) {
+    while (depthOf(place) > depth) {
+        place = place->parent.get();
+    }
+    return place;
+}
+
+/// Of two places of the same depth; what differs nearest to the root decides.
+int compareSameDepth(const NodePath* a, const NodePath* b) {
+    int result = 0;
+    while (a != b) {
+        const int order = a->id().compare(b->id());
+        result = order == 0 ? result : order;
+        a = a->parent.get();
+        b = b->parent.get();
+    }
+    return result;
+}
+
 std::size_t hashOf(std::string_view id) {
     return std::hash<std::string_view>()(id);
 }
@@ -19,6 +38,19 @@ int compareIds(std::size_t hashA, std::string_view a, std::size_t hashB, std::st
 }
 
 }  // namespace
+
+int compareInWalkingOrder(const NodePath* a, const NodePath* b) {
+    const std::uint32_t depthOfA = depthOf(a);
+    const std::uint32_t depthOfB = depthOf(b);
+    const std::uint32_t common = std::min(depthOfA, depthOfB);
+    const int order = compareSameDepth(ancestorAt(common, a), ancestorAt(common, b));
+    return order != 0 ? order : static_cast<int>(depthOfA) - static_cast<int>(depthOfB);
+}
+
+bool isBelow(const NodePath& place, const NodePath* above) {
+    const std::uint32_t depth = depthOf(above);
+    return place.depth > depth && compareSameDepth(ancestorAt(depth, &place), above) == 0;
+}
 
 int DeviceIndex::Order::compare(const Entry& a, const Entry& b) {
     const int order = compareIds(a.hash, a.place->id(), b.hash, b.place->id());
@@ -46,6 +78,8 @@ NodePathPointer DeviceIndex::first(std::string_view id, const NodePathPointer& b
                                                                                     : nullptr;
 }
 
+// Of many nodes the entries are sorted and united at once, which costs less than one after the
+// other.
 void DeviceIndex::add(const Content& node, const NodePathPointer& parent) {
     if (node.size == 1) {
         entries.insert(entryOf(node, parent));

@@ -17,7 +17,28 @@ namespace tarn::device_tree {
 /// `Order::compare(a, b)` is below, at or above 0, as a comes before, at or after b; b is an
 /// element, a is an element or any other kind of key. Elements are few bytes and quick to copy.
 ///
-/// A weight-balanced tree: neither side of a node is more than three times as heavy as the other.
+/// A weight-balanced tree of nodes. A node is in one of two states:
+///
+///   owned    one link points to it: it belongs to one set, which writes it in place
+///   shared   several do: several sets, or older and newer values of one, have it in common. Nobody
+///            writes it
+///
+///   owned -> shared    a link to it is copied: with the set, or with the node above it
+///   shared -> owned    all links but one are gone; or `writable` takes a copy, which is owned and
+///                      shares both sides with the original
+///
+/// So every change goes down from the root by `writable`, and copies just the nodes on its way that
+/// are shared: a logarithm of them. A node below a shared one counts as shared, since two ways lead
+/// to it, though its own count may say one: that is why nobody may write to a node that was not
+/// reached by `writable` from the root.
+///
+/// Always, between two calls:
+///   - what is Less is below the element of its node, what is Greater above it;
+///   - `size` counts the node and all below it;
+///   - neither side is more than three times as heavy as the other, a side's weight being its size
+///     and one. Within a change that may be broken at one node, by what one rotation or two put
+///     right (`settle`); `joined` takes two sides of any weights and descends into the heavier one
+///     until they fit.
 template <typename T, typename Order>
 class PersistentSet {
   public:
@@ -159,6 +180,9 @@ class PersistentSet {
         at = std::move(risen);
     }
 
+    /// One rotation does where the outer grandchild is the heavy one. Where it is the inner, that
+    /// one would only change sides with its weight: it goes up first. With the factors 3 and 2 one
+    /// of the two always balances.
     static void lighten(Link& at, Side heavy) {
         Link& child = at.writable().side[heavy];
         if (weightOf(child->side[opposite(heavy)]) >= 2 * weightOf(child->side[heavy])) {
@@ -226,6 +250,7 @@ class PersistentSet {
         return middle;
     }
 
+    /// The node of the least element, alone; the rest stays at `at`.
     static Link takeFirst(Link& at) {
         Node& node = at.writable();
         if (!node.side[Less]) {
@@ -295,6 +320,8 @@ class PersistentSet {
     }
 
     template <typename Visitor>
+    /// Trees of the same history have the same nodes at the top, mostly: then both go down side by
+    /// side. Else b is split by a's element, which costs copies of a few nodes on the way.
     static bool both(const Link& a, const Link& b, Visitor& visit) {
         if (a.sharesWith(b)) {
             return true;

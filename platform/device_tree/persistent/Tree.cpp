@@ -21,6 +21,7 @@ Content& Tree::writableAt(const NodePathPointer& place) {
     return resizedAt(place, 0);
 }
 
+// From the root down, since every node on the way counts those below it and may be shared.
 Content& Tree::resizedAt(const NodePathPointer& place, std::int64_t growth) {
     Content& content =
         isRoot(place) ? root.writable()
@@ -49,6 +50,7 @@ std::optional<Tree> Tree::subtree(std::string_view id) const {
     return Tree(*at(place->parent).children.find(id), index, place);
 }
 
+// With the whole index: its own place tells it which part of that is below it.
 std::optional<Tree> Tree::child(std::string_view id) const {
     const auto* found = root->children.find(id);
     if (!found) {

@@ -38,6 +38,7 @@ std::string describe(const os::ProcessIdentity& process) {
     return "process " + std::to_string(process.id);
 }
 
+// Who gives the id alone means the process that has it now: it still waits for the answer.
 os::ProcessIdentity completed(const os::ProcessIdentity& process) {
     return process.startTime == 0 ? os::ProcessIdentity::of(process.id) : process;
 }
@@ -175,6 +176,8 @@ DeltacastConfiguration Registry::deltacastConfiguration() const {
     return contents.lock()->deltacastConfiguration.value_or(DeltacastConfiguration());
 }
 
+// From the moment on in which the jobs are listed to be ended: one that came later would be left
+// over.
 void Registry::refuseRegistrations() {
     auto locked = changes.lock();
     if (locked->state == State::Open) {
@@ -196,11 +199,14 @@ Registry::LockedChanges Registry::lockForChange() {
     return locked;
 }
 
+// The file first: what was answered as registered must be found by the next service.
 void Registry::commit(LockedChanges& locked, const RegistryChange& change) {
     store(*locked, change);
     contents.lock()->apply(change);
 }
 
+// A disk that is full is no reason to refuse jobs: what is in memory holds, and once something was
+// missed only the whole can put the file right.
 void Registry::store(Changes& locked, const RegistryChange& change) {
     if (!locked.store) {
         return;
@@ -227,11 +233,13 @@ void Registry::storeAll(Changes& locked, const RegistryContents& all) {
     tarn::utils::logInfo(formatMessage("The registry is stored again"));
 }
 
+// Called with each round of the cleaner, since no change may come for hours.
 void Registry::storeWhatIsMissing() {
     if (!storeIsBehind) {
         return;
     }
     auto locked = changes.lock();
+    // Looked at again with the lock: a change may have stored everything meanwhile.
     if (!locked->store || !storeIsBehind || now() < locked->nextTry) {
         return;
     }

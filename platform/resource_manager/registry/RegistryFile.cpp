@@ -51,8 +51,11 @@ void bindBlob(SQLite::Statement& statement, int index, const std::string& bytes)
 RegistryFile::RegistryFile(const std::string& path)
     : database(std::make_unique<SQLite::Database>(
           path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, busyTimeoutMs)) {
+    // The folder does not outlive the machine's run, so only a killed process matters, and what
+    // that has written the kernel has.
     database->exec("PRAGMA synchronous=OFF");
     database->exec("PRAGMA journal_mode=TRUNCATE");
+    // A damaged file is found out here, not by the first query that meets the damage.
     const auto verdict = database->execAndGet("PRAGMA quick_check").getString();
     if (verdict != "ok") {
         throw std::runtime_error(verdict);
@@ -100,6 +103,8 @@ void RegistryFile::apply(const RegistryChange& change) {
     transaction.commit();
 }
 
+// Without waiting for who holds the file: this is tried again and again, with a lock that requests
+// need.
 void RegistryFile::replace(const RegistryContents& contents) {
     const NoWaiting noWaiting(*database);
     SQLite::Transaction transaction(*database, SQLite::TransactionBehavior::IMMEDIATE);

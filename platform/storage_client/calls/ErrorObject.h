@@ -3,7 +3,7 @@
 #include <exception>
 #include <string>
 
-#include "platform/storage_client/calls/Failure.h"
+#include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_client/tarn_storage.h"
 
 struct tarn_storage_error {

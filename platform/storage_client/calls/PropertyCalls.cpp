@@ -1,11 +1,26 @@
+#include <exception>
+#include <iterator>
+#include <map>
+#include <new>
+#include <string>
+
 #include "platform/storage_client/calls/ErrorObject.h"
-#include "platform/storage_client/calls/PropertyList.h"
 #include "platform/storage_client/connection/ServerConnection.h"
 #include "proto/storage_wire.pb.h"
+
+// Ordered by the bytes of the names, as std::string compares them.
+struct tarn_storage_property_list {
+    std::map<std::string, std::string> values;
+};
 
 namespace {
 
 using namespace tarn::storage_client;
+using Values = std::map<std::string, std::string>;
+
+Values::const_iterator at(const Values& values, std::size_t index) {
+    return std::next(values.begin(), static_cast<std::ptrdiff_t>(index));
+}
 
 ServerConnection::Request requestFor(ServerConnection::Request::Type type, std::int64_t track) {
     ServerConnection::Request request;
@@ -20,6 +35,41 @@ void change(tarn_storage_connection* connection, const ServerConnection::Request
 }
 
 }  // namespace
+
+tarn_storage_property_list* tarn_storage_property_list_create(void) {
+    return new (std::nothrow) tarn_storage_property_list;
+}
+
+void tarn_storage_property_list_destroy(tarn_storage_property_list* list) {
+    delete list;
+}
+
+int tarn_storage_property_list_set(tarn_storage_property_list* list, const char* name,
+                                   const char* value) {
+    if (list == nullptr || name == nullptr || value == nullptr) {
+        return -1;
+    }
+    try {
+        list->values[name] = value;
+        return 0;
+    } catch (const std::exception&) {
+        return -1;
+    }
+}
+
+size_t tarn_storage_property_list_get_count(const tarn_storage_property_list* list) {
+    return list->values.size();
+}
+
+const char* tarn_storage_property_list_get_name(const tarn_storage_property_list* list,
+                                                size_t index) {
+    return index < list->values.size() ? at(list->values, index)->first.c_str() : nullptr;
+}
+
+const char* tarn_storage_property_list_get_value(const tarn_storage_property_list* list,
+                                                 size_t index) {
+    return index < list->values.size() ? at(list->values, index)->second.c_str() : nullptr;
+}
 
 tarn_storage_property_list* tarn_storage_track_get_properties(tarn_storage_connection* connection,
                                                               int64_t track_id,

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "platform/storage_client/calls/Failure.h"
+#include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_client/connection/HostLookup.h"
 #include "platform/storage_wire/SendBuffer.h"
 

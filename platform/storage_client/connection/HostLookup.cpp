@@ -7,7 +7,7 @@
 #include <thread>
 #include <utility>
 
-#include "platform/storage_client/calls/Failure.h"
+#include "platform/storage_client/connection/Failure.h"
 
 namespace tarn::storage_client {
 

@@ -8,9 +8,9 @@
 #include <utility>
 #include <vector>
 
-#include "platform/storage_client/calls/Failure.h"
-#include "platform/storage_client/calls/TrackDescriptions.h"
+#include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_client/connection/Stream.h"
+#include "platform/storage_client/connection/TrackDescriptions.h"
 
 namespace tarn::proto::storage_wire {
 class Request;

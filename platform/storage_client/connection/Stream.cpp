@@ -11,7 +11,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/storage_client/calls/Failure.h"
+#include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/PeerTimeOut.h"
 

@@ -1,7 +1,7 @@
 #include <string_view>
 
 #include "platform/device_tree/DeviceNode.h"
-#include "platform/device_tree/messages/ReverseWriter.h"
+#include "platform/device_tree/ReverseWriter.h"
 #include "platform/socket/Socket.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/devices/DeviceManager.h"

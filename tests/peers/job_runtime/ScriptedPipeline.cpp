@@ -2,6 +2,7 @@
 // "parse=parsed prepare=prepared play=playing,eos,exit0", and writes what it is told.
 #include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -64,6 +65,11 @@ class Script {
                 ::_exit(std::stoi(word.substr(4)));
             } else if (word == "crash") {
                 ::raise(SIGKILL);
+            } else if (word == "stubborn") {
+                ::signal(SIGTERM, SIG_IGN);
+            } else if (word == "silence") {
+                ::shutdown(channel.descriptor(), SHUT_RDWR);
+                ::pause();
             } else if (word == "garbage") {
                 std::cout << "without an end" << std::flush;
                 if (::write(channel.descriptor(), "\xff\xff\xff\xff", 4) != 4) {

@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "peers/job_runtime/launcher/JobSetup.h"
+#include "peers/job_runtime/JobSetup.h"
 #include "proto/service_job.pb.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"

@@ -4,7 +4,7 @@
 
 #include <filesystem>
 
-#include "peers/job_runtime/launcher/JobSetup.h"
+#include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/persistence/Persistence.h"
 #include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/StopRequest.h"

@@ -15,20 +15,20 @@ TEST(InputWait, EndsWithInputOnAnyOfTheDescriptors) {
     const os::FileDescriptor silent(::eventfd(0, EFD_CLOEXEC));
     const os::FileDescriptor ready(::eventfd(1, EFD_CLOEXEC));
     const auto begin = Clock::now();
-    waitForInput({silent.get(), -1, ready.get()}, begin + 1h);
+    waitForInput({silent.get(), -1, ready.get()}, 1h);
     EXPECT_LT(Clock::now(), begin + 1h);
 }
 
-TEST(InputWait, EndsAtTheDeadline) {
+TEST(InputWait, EndsAfterTheLongestTime) {
     const os::FileDescriptor silent(::eventfd(0, EFD_CLOEXEC));
-    const auto deadline = Clock::now() + 20ms;
-    waitForInput({silent.get(), -1}, deadline);
-    EXPECT_GE(Clock::now(), deadline);
+    const auto begin = Clock::now();
+    waitForInput({silent.get(), -1}, 20ms);
+    EXPECT_GE(Clock::now(), begin + 20ms);
 }
 
-TEST(InputWait, DoesNotWaitForADeadlineThatHasPassed) {
+TEST(InputWait, DoesNotWaitForATimeThatHasPassed) {
     const auto begin = Clock::now();
-    waitForInput({-1}, begin - 1h);
+    waitForInput({-1}, -1h);
     EXPECT_LT(Clock::now(), begin + 1h);
 }
 

@@ -2,18 +2,20 @@
 #include "peers/job_runtime/supervision/JobSupervisor.h"
 
 #include <gmock/gmock.h>
+#include <signal.h>
 
+#include <atomic>
 #include <filesystem>
 #include <optional>
 #include <thread>
 #include <vector>
 
-#include "peers/job_runtime/launcher/Admission.h"
-#include "peers/job_runtime/launcher/JobSetup.h"
-#include "peers/job_runtime/launcher/SetupAnswer.h"
+#include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/persistence/Persistence.h"
+#include "peers/job_runtime/registration/Admission.h"
 #include "peers/job_runtime/supervision/EventPublisher.h"
 #include "peers/job_runtime/supervision/JobStatus.h"
+#include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobEvents.h"
@@ -64,9 +66,10 @@ struct JobSupervisorTest : testing::Test {
             setup.persistentContent = "content";
         }
         persistence.emplace(setup);
-        supervisor.emplace(JobSupervisor::Dependencies{setup, status, publisher, stop, *persistence,
-                                                       admission, answer},
-                           nullptr);
+        supervisor.emplace(
+            JobSupervisor::Dependencies{setup, status, publisher, stop, *persistence, admission,
+                                        answer, [this] { return Clock::now() + ahead.load(); }},
+            nullptr);
     }
 
     /// Wishes it as soon as the job says that it is in this state.
@@ -77,6 +80,18 @@ struct JobSupervisorTest : testing::Test {
             stop.request(wish);
         });
         EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
+    }
+
+    /// Lets so much time pass, which the supervisor notices with the next thing that it waits for.
+    void pass(Clock::duration time) {
+        ahead = ahead.load() + time;
+        stop.request(Wish::None);
+    }
+
+    void killPipeline() {
+        const auto pid = static_cast<pid_t>(status.snapshot().pipeline_pid());
+        ASSERT_GT(pid, 0);
+        ::kill(pid, SIGKILL);
     }
 
     /// The job's file is there, as where a service starts it again.
@@ -121,6 +136,7 @@ struct JobSupervisorTest : testing::Test {
     std::vector<SetupVerdict> verdicts;
     SetupAnswer answer{[this](const SetupVerdict& verdict) { verdicts.push_back(verdict); },
                        Clock::now() + 1h};
+    std::atomic<Clock::duration> ahead = Clock::duration::zero();  // of the supervisor's clock
     std::optional<JobSupervisor> supervisor;
     std::jthread wisher;
 
@@ -180,6 +196,8 @@ TEST_F(JobSupervisorTest, OneThatComesFromItsFileAndCannotBePreparedYetIsTriedAg
     supervisor->tellEnd();
     EXPECT_EQ(end().message(), "destroyed while waiting to be played again");
     EXPECT_TRUE(supervisor->wasSetUp());
+    ASSERT_EQ(verdicts.size(), 1U);
+    EXPECT_FALSE(verdicts[0].refusal);
 }
 
 TEST_F(JobSupervisorTest, OneThatComesFromItsFileAndCannotBeUsedIsNot) {
@@ -235,6 +253,84 @@ TEST_F(JobSupervisorTest, AnEndThatIsWishedLetsThePipelineFinish) {
     EXPECT_EQ(last.message(), "destroyed; pipeline process exited with status 0");
     EXPECT_THAT(told(), ElementsAre("parse with A=1", "prepare", "play", "finish"));
     EXPECT_TRUE(log.has("INFO State JOB_STATE_STOPPING"));
+}
+
+TEST_F(JobSupervisorTest, AProcessThatDoesNotEndIsTerminatedAndThenKilled) {
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        stop.request(Wish::EndNow);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_STOPPING));
+        pass(5s);
+        EXPECT_TRUE(log.waitFor("does not end: SIGTERM"));
+        EXPECT_FALSE(log.contains("does not end: SIGKILL"));
+        pass(1s);
+    });
+    run("parse=parsed prepare=prepared play=stubborn,playing");
+    EXPECT_TRUE(log.has("WARN The pipeline process does not end: SIGTERM"));
+    EXPECT_TRUE(log.has("WARN The pipeline process does not end: SIGKILL"));
+    EXPECT_EQ(end().signal(), 9);
+}
+
+TEST_F(JobSupervisorTest, AFailedProcessThatDoesNotEndIsTerminated) {
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForFailure());
+        pass(5s);
+    });
+    EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
+    run("parse=parsed prepare=prepared play=playing,failure");
+    const auto last = end();
+    EXPECT_EQ(last.reason(), JobEventEnd::FAILED);
+    EXPECT_EQ(last.signal(), 15);
+}
+
+TEST_F(JobSupervisorTest, AProcessThatSaysNoMoreAndStaysIsTerminated) {
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));  // told again: it is silent by now
+        pass(5s);
+    });
+    EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
+    run("parse=parsed prepare=prepared play=playing,silence");
+    EXPECT_EQ(end().signal(), 15);
+}
+
+TEST_F(JobSupervisorTest, APipelineThatIsNotReadyInTimeHasFailed) {
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_STARTING));
+        pass(5s);
+    });
+    EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
+    run("parse=parsed");
+    EXPECT_EQ(end().message(), "the pipeline was not ready in time");
+    EXPECT_EQ(verdicts.at(0).refusal, "the pipeline was not ready in time");
+    EXPECT_TRUE(log.has("ERROR Failure: the pipeline was not ready in time "));
+}
+
+TEST_F(JobSupervisorTest, AGoodRunMakesTheNextDelayShortAgain) {
+    prepare(plays, Kept::Yes);
+    wisher = std::jthread([this] {
+        test::JobEvents seen(endpoint);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        killPipeline();
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_WAITING_TO_RESTART));
+        pass(500ms);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));
+        pass(30s);
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_PLAYING));  // told again: it has noticed the time
+        killPipeline();
+        EXPECT_TRUE(seen.waitForState(JOB_STATE_WAITING_TO_RESTART));
+        stop.request(Wish::EndNow);
+    });
+    EXPECT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s));
+    supervisor->run();
+    supervisor->tellEnd();
+    EXPECT_TRUE(log.has("INFO Played again in 500 ms"));
+    EXPECT_FALSE(log.contains("Played again in 1000 ms"));
+    EXPECT_EQ(status.snapshot().restarts(), 1U);
 }
 
 TEST_F(JobSupervisorTest, AnEndThatIsWishedBeforeItIsReadyIsAtOnce) {
@@ -302,6 +398,14 @@ TEST_F(JobSupervisorTest, AJobThatCannotBeKeptPlaysAndSaysSo) {
     EXPECT_THAT(status.snapshot().last_failure(), testing::StartsWith("not persistent: "));
     EXPECT_FALSE(status.snapshot().persistent());
     EXPECT_EQ(end().reason(), JobEventEnd::END_OF_STREAM);
+}
+
+TEST_F(JobSupervisorTest, OneWhoseFileHasNoFolderSaysSoFromTheBeginning) {
+    setup.persistentFile = (folder.path() / "none" / "file").string();
+    run("parse=parsed prepare=failure,exit1");
+    const auto first = events.waitForFailure();
+    ASSERT_TRUE(first);
+    EXPECT_THAT(first->message(), testing::StartsWith("not persistent: "));
 }
 
 TEST_F(JobSupervisorTest, NothingIsOpenedByAJobThatIsNotAdmitted) {

@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "peers/job_runtime/launcher/SetupAnswer.h"
 #include "peers/job_runtime/pipeline/PipelineProcess.h"
+#include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/socket/Socket.h"
 #include "proto/job_monitoring.pb.h"

@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include "peers/loop_storage/server/SharedMemory.h"
+#include "peers/loop_storage/server/WorkerSharing.h"
 #include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/MessageParser.h"
 #include "tests/peers/loop_storage/StorageClient.h"
