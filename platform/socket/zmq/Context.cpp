@@ -1,9 +1,5 @@
 #include "platform/socket/zmq/Context.h"
 
-#include <zmq.h>
-
-#include <cerrno>
-
 #include "platform/socket/zmq/ZmqError.h"
 #include "platform/utils/Synchronised.h"
 
@@ -40,22 +36,15 @@ void Context::Shutdown() {
         locked->reset();
     }
     if (ended) {
-        zmq_ctx_shutdown(ended->handle());
+        ended->library().shutdown();
     }
 }
 
-Context::Context() : context(zmq_ctx_new()) {
-    if (context == nullptr) {
-        throwZmqError("cannot make a messaging context", errno);
-    }
-    zmq_ctx_set(context, ZMQ_MAX_SOCKETS, mostSockets);
-    zmq_ctx_set(context, ZMQ_BLOCKY, 0);  // what is not told to linger does not
-    zmq_ctx_set(context, ZMQ_IPV6, 1);
-}
-
-Context::~Context() {
-    while (zmq_ctx_term(context) != 0 && errno == EINTR) {
-    }
+Context::Context()
+    : context(callZmq("cannot make a messaging context", [] { return zmq::context_t(); })) {
+    context.set(zmq::ctxopt::max_sockets, mostSockets);
+    context.set(zmq::ctxopt::blocky, 0);  // what is not told to linger does not
+    context.set(zmq::ctxopt::ipv6, 1);
 }
 
 }  // namespace tarn::socket
