@@ -9,7 +9,8 @@ namespace tarn::socket {
 
 namespace {
 
-// More would be a client that wants us to hold and return its data, not a road back.
+// (The library's own receiving of several frames holds any number.) More would be a client that
+// wants us to hold and return its data, not a road back.
 constexpr std::size_t mostFrames = 16;
 
 std::vector<zmq::message_t> receiveAll(ZmqSocket& socket, std::size_t most) {
