@@ -1,5 +1,9 @@
 #include "platform/socket/zmq/Context.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
+
 #include "platform/socket/zmq/ZmqError.h"
 #include "platform/utils/Synchronised.h"
 
@@ -7,8 +11,14 @@ namespace tarn::socket {
 
 namespace {
 
-// Far more than the files a process may have open; what libzmq offers at most costs a megabyte.
-constexpr int mostSockets = 16384;
+// Each takes a descriptor, and the library keeps room for so many from the start: a fifth of a
+// megabyte for the most that anybody here needs.
+int mostSockets() {
+    constexpr rlim_t mostNeeded = 16384;
+    rlimit descriptors{};
+    ::getrlimit(RLIMIT_NOFILE, &descriptors);
+    return static_cast<int>(std::min(descriptors.rlim_cur, mostNeeded));
+}
 
 // Never destroyed: sockets in static objects may be opened and closed while the process exits.
 utils::Synchronised<std::weak_ptr<Context>>& current() {
@@ -42,7 +52,7 @@ void Context::Shutdown() {
 
 Context::Context()
     : context(callZmq("cannot make a messaging context", [] { return zmq::context_t(); })) {
-    context.set(zmq::ctxopt::max_sockets, mostSockets);
+    context.set(zmq::ctxopt::max_sockets, mostSockets());
     context.set(zmq::ctxopt::blocky, 0);  // what is not told to linger does not
     context.set(zmq::ctxopt::ipv6, 1);
 }
