@@ -1,11 +1,14 @@
 #include "cli/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <exception>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "cli/CommandError.h"
 #include "cli/OptionChecks.h"
@@ -48,7 +51,37 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
     app.set_version_flag("--version", "tarnctl " TARN_VERSION);
 }
 
-void build(CLI::App& app, GlobalOptions& options, Action& chosen) {
+/// The commands that begin with one word.
+struct Family {
+    std::string_view word;
+    void (*add)(CLI::App& app, Action& chosen);
+};
+
+constexpr std::array families{
+    Family{"info", addInfoCommand},        Family{"jobs", addJobsCommands},
+    Family{"engines", addEnginesCommands}, Family{"devices", addDevicesCommand},
+    Family{"tree", addTreeCommand},        Family{"events", addEventsCommand},
+    Family{"storage", addStorageCommands}, Family{"capture", addCaptureCommands},
+    Family{"config", addConfigCommands},
+};
+
+bool mayAskForHelp(const std::string& argument) {
+    return argument.starts_with('-') && argument.find('h') != std::string::npos;
+}
+
+// To make them all takes longer than to read the line. Where their words do not stand in it, they
+// count for a help only.
+void addFamilies(CLI::App& app, const std::vector<std::string>& arguments, Action& chosen) {
+    const bool all = std::any_of(arguments.begin(), arguments.end(), mayAskForHelp);
+    for (const auto& family : families) {
+        if (all || std::find(arguments.begin(), arguments.end(), family.word) != arguments.end()) {
+            family.add(app, chosen);
+        }
+    }
+}
+
+void build(CLI::App& app, const std::vector<std::string>& arguments, GlobalOptions& options,
+           Action& chosen) {
     app.fallthrough();  // the options here may also stand behind a sub-command
     app.require_subcommand(1);
     addGlobalOptions(app, options);
@@ -58,15 +91,7 @@ void build(CLI::App& app, GlobalOptions& options, Action& chosen) {
         "  tarnctl info\n"
         "  tarnctl jobs list --json\n"
         "  tarnctl --endpoint tcp://server:5555 jobs show 3f2a");
-    addInfoCommand(app, chosen);
-    addJobsCommands(app, chosen);
-    addEnginesCommands(app, chosen);
-    addDevicesCommand(app, chosen);
-    addTreeCommand(app, chosen);
-    addEventsCommand(app, chosen);
-    addStorageCommands(app, chosen);
-    addCaptureCommands(app, chosen);
-    addConfigCommands(app, chosen);
+    addFamilies(app, arguments, chosen);
 }
 
 ServiceClient clientFor(const GlobalOptions& options) {
@@ -106,7 +131,7 @@ ExitStatus run(const std::vector<std::string>& arguments, Output& output) {
     GlobalOptions options;
     Action chosen;
     CLI::App app("Asks and orders the service that runs media jobs on this machine.", "tarnctl");
-    build(app, options, chosen);
+    build(app, arguments, options, chosen);
     if (const auto done = parse(app, arguments, output)) {
         return *done;
     }

@@ -1,3 +1,10 @@
+# What the linker settles once costs no start of a program anything, and no memory for what it does
+# not use. Sanitizers tell code that is not built with them by its library: there all are shared.
+if(NOT TARN_SANITIZERS)
+    set(Boost_USE_STATIC_LIBS ON)
+    find_library(TARN_STATIC_PROTOBUF libprotobuf.a REQUIRED)
+    add_link_options(LINKER:--gc-sections)
+endif()
 find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS program_options filesystem system thread)
 find_package(Protobuf REQUIRED)

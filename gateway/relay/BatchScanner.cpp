@@ -1,17 +1,20 @@
 #include "gateway/relay/BatchScanner.h"
 
 #include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/wire_format_lite.h>
 
 #include <cstdint>
 #include <limits>
 
 #include "gateway/relay/KnownTree.h"
+#include "platform/utils/MessageFields.h"
 #include "proto/monitoring.pb.h"
 #include "proto/service_event.pb.h"
 
 namespace tarn::gateway {
 
 using google::protobuf::io::CodedInputStream;
+using Wire = google::protobuf::internal::WireFormatLite;
 using proto::monitoring::DeviceNode;
 using proto::service_event::ServiceEvent;
 using proto::service_event::ServiceEventBatch;
@@ -23,13 +26,11 @@ constexpr int deepest = 100;  // as the parsers of the subscribers have it
 // The kinds of messages in a batch; a leaf has no messages in it.
 enum class Kind { Node, Event, Leaf };
 
-enum class WireType : std::uint32_t { Varint = 0, Fixed64 = 1, Length = 2, Fixed32 = 5 };
-
 struct Tag {
     explicit Tag(std::uint32_t tag)
-        : field(static_cast<int>(tag >> 3U)), type(WireType{tag & 7U}) {}
+        : field(Wire::GetTagFieldNumber(tag)), type(Wire::GetTagWireType(tag)) {}
     int field;
-    WireType type;
+    Wire::WireType type;
 };
 
 // Nothing for a field that is no message.
@@ -51,20 +52,22 @@ std::optional<Kind> kindOf(Kind parent, int field) {
     return std::nullopt;
 }
 
-bool skip(WireType type, CodedInputStream& input) {
+// Groups are refused: nobody sends them.
+bool skip(Wire::WireType type, CodedInputStream& input) {
     std::uint64_t number = 0;
     int length = 0;
     switch (type) {
-        case WireType::Varint:
+        case Wire::WIRETYPE_VARINT:
             return input.ReadVarint64(&number);
-        case WireType::Fixed64:
+        case Wire::WIRETYPE_FIXED64:
             return input.Skip(8);
-        case WireType::Fixed32:
+        case Wire::WIRETYPE_FIXED32:
             return input.Skip(4);
-        case WireType::Length:
+        case Wire::WIRETYPE_LENGTH_DELIMITED:
             return input.ReadVarintSizeAsInt(&length) && input.Skip(length);
+        default:
+            return false;
     }
-    return false;
 }
 
 /// Reads through bytes. `known` is the message that was good where this one is now, or empty.
@@ -82,7 +85,7 @@ class Scan {
         if (tag.field == 0) {
             return false;
         }
-        if (!kind || tag.type != WireType::Length) {
+        if (!kind || tag.type != Wire::WIRETYPE_LENGTH_DELIMITED) {
             return skip(tag.type, input);
         }
         int length = 0;
@@ -114,7 +117,7 @@ class Scan {
         while (const std::uint32_t raw = input.ReadTag()) {
             const Tag tag(raw);
             const auto kind = kindOf(Kind::Node, tag.field);
-            const bool good = kind == Kind::Node && tag.type == WireType::Length
+            const bool good = kind == Kind::Node && tag.type == Wire::WIRETYPE_LENGTH_DELIMITED
                                   ? isSubDevice(depth, knownHere)
                                   : isField(tag, kind, depth, {});
             if (!good) {
@@ -158,36 +161,20 @@ bool isOfTheGateway(int field) {
 }
 
 bool isTree(Tag tag) {
-    return tag.field == ServiceEventBatch::kDeviceTreeFieldNumber && tag.type == WireType::Length;
+    return tag.field == ServiceEventBatch::kDeviceTreeFieldNumber &&
+           tag.type == Wire::WIRETYPE_LENGTH_DELIMITED;
 }
 
-// Of a field of bytes that is known to be good.
-std::string_view contentOf(std::string_view field) {
-    Scan scan(field);
-    int length = 0;
-    scan.stream().ReadTag();
-    scan.stream().ReadVarintSizeAsInt(&length);
-    return field.substr(static_cast<std::size_t>(scan.stream().CurrentPosition()));
-}
-
-// Of a field of a number that is known to be good.
-std::uint64_t numberOf(std::string_view field) {
-    Scan scan(field);
-    std::uint64_t number = 0;
-    scan.stream().ReadTag();
-    scan.stream().ReadVarint64(&number);
-    return number;
-}
-
-void note(Tag tag, std::string_view field, ScannedBatch& batch) {
-    if (isTree(tag)) {
-        batch.tree = field;
-    } else if (tag.field == ServiceEventBatch::kServiceSequenceFieldNumber &&
-               tag.type == WireType::Varint) {
-        batch.number = numberOf(field);
-    } else if (tag.field == ServiceEventBatch::kServiceInstanceFieldNumber &&
-               tag.type == WireType::Length) {
-        batch.service = contentOf(field);
+// The field is known to be good.
+void note(std::string_view bytes, ScannedBatch& batch) {
+    utils::MessageFields field(bytes);
+    field.next();
+    if (field.isBytes(ServiceEventBatch::kDeviceTreeFieldNumber)) {
+        batch.tree = bytes;
+    } else if (field.isInteger(ServiceEventBatch::kServiceSequenceFieldNumber)) {
+        batch.number = field.integer();
+    } else if (field.isBytes(ServiceEventBatch::kServiceInstanceFieldNumber)) {
+        batch.service = field.bytes();
     }
 }
 
@@ -200,17 +187,18 @@ std::optional<ScannedBatch> scanBatch(std::string_view bytes, std::string_view k
     Scan scan(bytes);
     auto& input = scan.stream();
     const auto none = input.PushLimit(static_cast<int>(bytes.size()));
-    const auto known = contentOf(knownTree);
+    utils::MessageFields known(knownTree);
+    known.next();
     ScannedBatch batch;
     std::size_t begin = 0;
     while (const std::uint32_t raw = input.ReadTag()) {
         const Tag tag(raw);
         if (isOfTheGateway(tag.field) || (isTree(tag) && !batch.tree.empty()) ||
-            !scan.isField(tag, kindInBatch(tag.field), 0, known)) {
+            !scan.isField(tag, kindInBatch(tag.field), 0, known.bytes())) {
             return std::nullopt;
         }
         const auto end = static_cast<std::size_t>(input.CurrentPosition());
-        note(tag, bytes.substr(begin, end - begin), batch);
+        note(bytes.substr(begin, end - begin), batch);
         begin = end;
     }
     const bool isWhole = input.ConsumedEntireMessage();

@@ -1,17 +1,12 @@
 #include "gateway/relay/KnownTree.h"
 
-#include <google/protobuf/io/coded_stream.h>
-#include <google/protobuf/wire_format_lite.h>
-
 #include <algorithm>
-#include <cstdint>
 
+#include "platform/utils/MessageFields.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::gateway {
 
-using google::protobuf::internal::WireFormatLite;
-using google::protobuf::io::CodedInputStream;
 using proto::monitoring::DeviceNode;
 
 namespace {
@@ -19,29 +14,13 @@ namespace {
 // A few may have come or gone in front of it.
 constexpr std::size_t farthest = 3;
 
-constexpr std::uint32_t subDeviceTag = WireFormatLite::MakeTag(
-    DeviceNode::kSubDevicesFieldNumber, WireFormatLite::WIRETYPE_LENGTH_DELIMITED);
-
 }  // namespace
 
 KnownTree::KnownTree(std::string_view node) {
-    // libprotobuf reads unsigned bytes.
-    CodedInputStream input(static_cast<const std::uint8_t*>(static_cast<const void*>(node.data())),
-                           static_cast<int>(node.size()));
-    while (const std::uint32_t tag = input.ReadTag()) {
-        if (tag != subDeviceTag) {
-            if (!WireFormatLite::SkipField(&input, tag)) {
-                return;
-            }
-            continue;
+    for (utils::MessageFields fields(node); fields.next();) {
+        if (fields.isBytes(DeviceNode::kSubDevicesFieldNumber)) {
+            subDevices.push_back(fields.bytes());
         }
-        int length = 0;
-        if (!input.ReadVarintSizeAsInt(&length)) {
-            return;
-        }
-        const auto begin = static_cast<std::size_t>(input.CurrentPosition());
-        subDevices.push_back(node.substr(begin, static_cast<std::size_t>(length)));
-        input.Skip(length);
     }
 }
 

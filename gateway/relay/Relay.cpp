@@ -1,5 +1,7 @@
 #include "gateway/relay/Relay.h"
 
+#include <google/protobuf/wire_format_lite.h>
+
 #include <utility>
 
 #include "gateway/relay/BatchScanner.h"
@@ -8,14 +10,13 @@
 namespace tarn::gateway {
 
 using proto::service_event::ServiceEventBatch;
+using Wire = google::protobuf::internal::WireFormatLite;
 
 namespace {
 
-constexpr unsigned varint = 0;
-
 // Fields are written in the order of their numbers, and none that the gateway sets is lower.
 std::string beginningWith(int field) {
-    return {static_cast<char>((static_cast<unsigned>(field) << 3U) | varint)};
+    return {static_cast<char>(Wire::MakeTag(field, Wire::WIRETYPE_VARINT))};
 }
 
 }  // namespace

@@ -1,75 +1,24 @@
 #include "platform/device_tree/DeviceOutline.h"
 
-#include <google/protobuf/io/coded_stream.h>
-#include <google/protobuf/wire_format_lite.h>
-
 #include <algorithm>
 #include <cstdint>
 
 #include "platform/device_tree/DeviceLimits.h"
+#include "platform/utils/MessageFields.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::device_tree {
 
 namespace monitoring = tarn::proto::monitoring;
-using google::protobuf::internal::WireFormatLite;
-using google::protobuf::io::CodedInputStream;
+using Fields = tarn::utils::MessageFields;
 
 namespace {
-
-/// The fields of a message, one after the other, up to its end or to what is no field.
-class Fields {
-  public:
-    explicit Fields(std::string_view message)
-        : message(message),
-          // libprotobuf reads unsigned bytes.
-          input(static_cast<const std::uint8_t*>(static_cast<const void*>(message.data())),
-                static_cast<int>(message.size())) {}
-
-    bool next() {
-        const auto tag = input.ReadTag();
-        field = WireFormatLite::GetTagFieldNumber(tag);
-        type = WireFormatLite::GetTagWireType(tag);
-        switch (type) {
-            case WireFormatLite::WIRETYPE_LENGTH_DELIMITED:
-                return tag != 0 && readContent();
-            case WireFormatLite::WIRETYPE_VARINT:
-                return tag != 0 && input.ReadVarint64(&value);
-            default:
-                return WireFormatLite::SkipField(&input, tag);
-        }
-    }
-
-    int number() const { return field; }
-    bool isBytes() const { return type == WireFormatLite::WIRETYPE_LENGTH_DELIMITED; }
-    bool isInteger() const { return type == WireFormatLite::WIRETYPE_VARINT; }
-    std::string_view bytes() const { return content; }  ///< of text, or of a message
-    std::uint64_t integer() const { return value; }
-
-  private:
-    bool readContent() {
-        int length = 0;
-        if (!input.ReadVarintSizeAsInt(&length)) {
-            return false;
-        }
-        content = message.substr(static_cast<std::size_t>(input.CurrentPosition()),
-                                 static_cast<std::size_t>(length));
-        return input.Skip(length);
-    }
-
-    const std::string_view message;
-    CodedInputStream input;
-    int field = 0;
-    WireFormatLite::WireType type = WireFormatLite::WIRETYPE_VARINT;
-    std::string_view content;
-    std::uint64_t value = 0;
-};
 
 /// Calls `visit` with the content of each field of that number.
 template <typename Visit>
 void forEach(std::string_view message, int number, Visit visit) {
     for (Fields fields(message); fields.next();) {
-        if (fields.number() == number && fields.isBytes()) {
+        if (fields.isBytes(number)) {
             visit(fields.bytes());
         }
     }
@@ -93,11 +42,11 @@ void addClass(std::uint64_t value, DeviceOutline& outline) {
 }
 
 void addOwnField(const Fields& field, DeviceOutline& outline) {
-    if (field.isInteger() && field.number() == monitoring::DeviceNode::kDeviceClassFieldNumber) {
+    if (field.isInteger(monitoring::DeviceNode::kDeviceClassFieldNumber)) {
         addClass(field.integer(), outline);
-    } else if (field.isBytes() && field.number() == monitoring::DeviceNode::kIdFieldNumber) {
+    } else if (field.isBytes(monitoring::DeviceNode::kIdFieldNumber)) {
         outline.id = field.bytes();
-    } else if (field.isBytes() && field.number() == monitoring::DeviceNode::kNameFieldNumber) {
+    } else if (field.isBytes(monitoring::DeviceNode::kNameFieldNumber)) {
         outline.name = field.bytes();
     }
 }

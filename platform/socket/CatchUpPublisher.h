@@ -5,9 +5,6 @@
 #include <string_view>
 
 #include "platform/socket/SocketEndpoint.h"
-#include "platform/socket/zmq/BoundSocket.h"
-#include "platform/socket/zmq/KnownPeers.h"
-#include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
 
@@ -21,7 +18,7 @@ namespace tarn::socket {
 /// one.
 ///
 /// It is admitted once, whatever it subscribes to, and gets everything; a topic that is too long
-/// (`largestTopic`) ends its connection.
+/// (over 256 bytes) ends its connection.
 ///
 /// One thread at a time. Throws std::runtime_error, with the name and the endpoint in it;
 /// ZmqContextTerminationException while the context is being terminated.
@@ -82,18 +79,8 @@ class CatchUpPublisher {
     std::string debugString() const;
 
   private:
-    bool send(std::string_view head, std::string_view body);
-    void leaveOutTheSlow();
-
-    template <typename Action>
-    auto named(Action action);
-
-    const std::string name;
-    const Wire wire;
-    BoundSocket listening;
-    KnownPeers known;
-    // Announcements may be out of step with who made them, until all have been taken.
-    bool isDisturbed = false;
+    struct Implementation;
+    std::unique_ptr<Implementation> impl;
 };
 
 }  // namespace tarn::socket

@@ -117,8 +117,8 @@ bool Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t m
     }
     impl->checkDirection(receives, "receive");
     bool isAdmitted = false;
-    impl->receive([&](Frame& frame) {
-        isAdmitted = admits(viewOf(frame));
+    impl->receive([&](const zmq::message_t& frame) {
+        isAdmitted = admits(frame.to_string_view());
         if (isAdmitted) {
             parse(frame, *message, maxBytes);
         }
@@ -138,7 +138,7 @@ void Socket::sendParts(std::initializer_list<std::string_view> parts) {
 std::string Socket::receiveBytes(std::uint32_t maxBytes) {
     impl->checkDirection(receives, "receive");
     std::string bytes;
-    impl->receive([&](Frame& frame) { bytes = bytesOf(frame, maxBytes); });
+    impl->receive([&](const zmq::message_t& frame) { bytes = bytesOf(frame, maxBytes); });
     return bytes;
 }
 

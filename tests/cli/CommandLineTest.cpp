@@ -7,6 +7,8 @@
 
 namespace tarn::cli {
 
+using namespace std::string_literals;
+
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -88,6 +90,16 @@ TEST(CommandLine, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
     EXPECT_EQ(runLine({"info", "--endpoint", nobody, "--timeout", "0.02", wait}).err, expected);
     EXPECT_EQ(runLine({"jobs", "--timeout", "0.02", "list", wait, "--endpoint", nobody}).err,
               expected);
+}
+
+TEST(CommandLine, HelpNamesEveryCommand) {
+    for (const auto* const option : {"--help", "-h"}) {
+        const CommandResult run = runLine({option});
+        for (const auto* const name : {"info", "jobs", "engines", "devices", "tree", "events",
+                                       "storage", "capture", "config"}) {
+            EXPECT_THAT(run.out, HasSubstr("\n  "s + name)) << run.err;
+        }
+    }
 }
 
 TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {

@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "platform/utils/MessageFields.h"
+
 namespace tarn::device_tree {
 
 /// A sub-device in the bytes of its parent's message.
@@ -14,13 +16,13 @@ struct SubDeviceField {
 class SubDeviceFields {
   public:
     /// The bytes must live as long as what is found in them.
-    explicit SubDeviceFields(std::string_view message) : left(message) {}
+    explicit SubDeviceFields(std::string_view message) : fields(message) {}
 
     /// The next one; there must be one.
     SubDeviceField next();
 
   private:
-    std::string_view left;
+    tarn::utils::MessageFields fields;
 };
 
 }  // namespace tarn::device_tree

@@ -1,7 +1,5 @@
 #include "platform/socket/zmq/BoundSocket.h"
 
-#include <zmq.h>
-
 #include <algorithm>
 #include <stdexcept>
 
@@ -75,12 +73,12 @@ void BoundSocket::remove(const SocketEndpoint& endpoint) {
     }
 }
 
-std::vector<SocketEndpoint> BoundSocket::endpoints() const {
-    std::vector<SocketEndpoint> result;
+std::string BoundSocket::describe(Protocol protocol) const {
+    std::string text;
     for (const auto& one : all) {
-        result.push_back(one.endpoint);
+        text += (text.empty() ? "" : ", ") + one.endpoint.toString(protocol);
     }
-    return result;
+    return text;
 }
 
 void BoundSocket::unbind(const std::list<Bound>& those) {
@@ -93,8 +91,8 @@ void BoundSocket::unbind(const std::list<Bound>& those) {
 }
 
 void BoundSocket::unbindInProcessName(const Bound& name) {
-    bound->context()->inProcessNames().unbind(
-        name.endpoint.host(), [&] { zmq_unbind(bound->handle(), name.address.c_str()); });
+    bound->context()->inProcessNames().unbind(name.endpoint.host(),
+                                              [&] { bound->unbind(name.address); });
 }
 
 // The library closes what listens in the background; whoever binds the same endpoint next must not
@@ -115,7 +113,7 @@ void BoundSocket::unbindAddresses(const std::list<Bound>& those) {
             if (!monitor) {
                 monitor.emplace(*bound, ZMQ_EVENT_CLOSED | ZMQ_EVENT_CLOSE_FAILED);
             }
-            if (zmq_unbind(bound->handle(), one.address.c_str()) == 0) {
+            if (bound->unbind(one.address)) {
                 monitor->waitForEvent(deadline);
             }
         }

@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "platform/socket/IpcFile.h"
 #include "platform/socket/SocketEndpoint.h"
@@ -29,7 +28,8 @@ class BoundSocket {
     void remove(const SocketEndpoint& endpoint);
 
     ZmqSocket& socket() { return *bound; }
-    std::vector<SocketEndpoint> endpoints() const;
+    /// The endpoints, for logs; empty when there are none.
+    std::string describe(Protocol protocol) const;
 
   private:
     struct Bound {

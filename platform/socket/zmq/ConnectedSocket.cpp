@@ -1,7 +1,5 @@
 #include "platform/socket/zmq/ConnectedSocket.h"
 
-#include <zmq.h>
-
 #include <stdexcept>
 
 #include "platform/socket/zmq/SocketMonitor.h"
@@ -14,7 +12,7 @@ std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketE
     auto socket = makeZmqSocket(settings);
     // Only one of a name's addresses is tried. Of "localhost" it must be the one that servers on
     // every interface, and on the loopback address, all have.
-    socket->setOption(ZMQ_IPV6, peer.host() == "localhost" ? 0 : 1);
+    socket->set(zmq::sockopt::ipv6, peer.host() != "localhost");
     return socket;
 }
 
@@ -54,7 +52,7 @@ void ConnectedSocket::follow() {
 }
 
 void ConnectedSocket::drop() {
-    connected->setOption(ZMQ_LINGER, 0);
+    connected->set(zmq::sockopt::linger, 0);
 }
 
 void ConnectedSocket::connect() {

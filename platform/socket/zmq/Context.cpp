@@ -1,8 +1,8 @@
 #include "platform/socket/zmq/Context.h"
 
-#include <zmq.h>
+#include <sys/resource.h>
 
-#include <cerrno>
+#include <algorithm>
 
 #include "platform/socket/zmq/ZmqError.h"
 #include "platform/utils/Synchronised.h"
@@ -11,8 +11,14 @@ namespace tarn::socket {
 
 namespace {
 
-// Far more than the files a process may have open; what libzmq offers at most costs a megabyte.
-constexpr int mostSockets = 16384;
+// Each takes a descriptor, and the library keeps room for so many from the start: a fifth of a
+// megabyte for the most that anybody here needs.
+int mostSockets() {
+    constexpr rlim_t mostNeeded = 16384;
+    rlimit descriptors{};
+    ::getrlimit(RLIMIT_NOFILE, &descriptors);
+    return static_cast<int>(std::min(descriptors.rlim_cur, mostNeeded));
+}
 
 // Never destroyed: sockets in static objects may be opened and closed while the process exits.
 utils::Synchronised<std::weak_ptr<Context>>& current() {
@@ -40,22 +46,15 @@ void Context::Shutdown() {
         locked->reset();
     }
     if (ended) {
-        zmq_ctx_shutdown(ended->handle());
+        ended->library().shutdown();
     }
 }
 
-Context::Context() : context(zmq_ctx_new()) {
-    if (context == nullptr) {
-        throwZmqError("cannot make a messaging context", errno);
-    }
-    zmq_ctx_set(context, ZMQ_MAX_SOCKETS, mostSockets);
-    zmq_ctx_set(context, ZMQ_BLOCKY, 0);  // what is not told to linger does not
-    zmq_ctx_set(context, ZMQ_IPV6, 1);
-}
-
-Context::~Context() {
-    while (zmq_ctx_term(context) != 0 && errno == EINTR) {
-    }
+Context::Context()
+    : context(callZmq("cannot make a messaging context", [] { return zmq::context_t(); })) {
+    context.set(zmq::ctxopt::max_sockets, mostSockets());
+    context.set(zmq::ctxopt::blocky, 0);  // what is not told to linger does not
+    context.set(zmq::ctxopt::ipv6, 1);
 }
 
 }  // namespace tarn::socket

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <zmq.hpp>
 
 #include "platform/socket/zmq/InProcessNames.h"
 
@@ -19,15 +20,14 @@ class Context {
     static void Shutdown();
 
     Context();
-    ~Context();
     Context(const Context&) = delete;
     Context& operator=(const Context&) = delete;
 
-    void* handle() const { return context; }
+    zmq::context_t& library() { return context; }
     InProcessNames& inProcessNames() { return names; }
 
   private:
-    void* context;
+    zmq::context_t context;
     InProcessNames names;
 };
 

@@ -1,6 +1,5 @@
 #include "platform/socket/zmq/Envelope.h"
 
-#include <cerrno>
 #include <stdexcept>
 #include <utility>
 
@@ -10,17 +9,18 @@ namespace tarn::socket {
 
 namespace {
 
-// More would be a client that wants us to hold and return its data, not a road back.
+// (The library's own receiving of several frames holds any number.) More would be a client that
+// wants us to hold and return its data, not a road back.
 constexpr std::size_t mostFrames = 16;
 
-std::vector<Frame> receiveAll(ZmqSocket& socket, std::size_t most) {
-    std::vector<Frame> frames;
+std::vector<zmq::message_t> receiveAll(ZmqSocket& socket, std::size_t most) {
+    std::vector<zmq::message_t> frames;
     while (true) {
-        Frame frame;
-        if (!frame.receive(socket)) {
+        zmq::message_t frame;
+        if (!socket.receive(frame)) {
             return frames;
         }
-        const bool last = frame.position() == Frame::Position::Last;
+        const bool last = !frame.more();
         if (frames.size() <= most) {  // one more shows that there were too many
             frames.push_back(std::move(frame));
         }
@@ -31,18 +31,24 @@ std::vector<Frame> receiveAll(ZmqSocket& socket, std::size_t most) {
 }
 
 // Where the body is: behind the delimiter, or, without one, behind the client's identity.
-std::size_t bodyPosition(const std::vector<Frame>& frames) {
+std::size_t bodyPosition(const std::vector<zmq::message_t>& frames) {
     for (std::size_t i = 1; i < frames.size(); ++i) {
-        if (frames[i].size() == 0) {
+        if (frames[i].empty()) {
             return i + 1;
         }
     }
     return 1;
 }
 
+void sendNow(ZmqSocket& socket, zmq::message_t& frame, zmq::send_flags position) {
+    if (!socket.send(frame, position)) {
+        throw std::runtime_error("the client takes no more answers, its queue is full");
+    }
+}
+
 }  // namespace
 
-bool Envelope::receive(ZmqSocket& socket, Frame& body) {
+bool Envelope::receive(ZmqSocket& socket, zmq::message_t& body) {
     clear();
     auto received = receiveAll(socket, mostFrames);
     if (received.empty()) {
@@ -61,16 +67,12 @@ bool Envelope::receive(ZmqSocket& socket, Frame& body) {
     return true;
 }
 
-void Envelope::send(ZmqSocket& socket, Frame body) {
+void Envelope::send(ZmqSocket& socket, zmq::message_t body) {
     auto road = std::exchange(frames, {});
     for (auto& frame : road) {
-        if (!frame.send(socket, Frame::Position::MoreFollow)) {
-            throw std::runtime_error("the client takes no more answers, its queue is full");
-        }
+        sendNow(socket, frame, zmq::send_flags::sndmore);
     }
-    if (!body.send(socket, Frame::Position::Last)) {
-        throw std::runtime_error("the client takes no more answers, its queue is full");
-    }
+    sendNow(socket, body, zmq::send_flags::none);
 }
 
 }  // namespace tarn::socket

@@ -1,8 +1,7 @@
 #pragma once
 
 #include <vector>
-
-#include "platform/socket/zmq/Frame.h"
+#include <zmq.hpp>
 
 namespace tarn::socket {
 
@@ -18,14 +17,14 @@ class Envelope {
     /// Takes a request that has arrived: its envelope here, its body there. False when none has
     /// arrived; throws std::runtime_error when it has no body or several (it is gone then). Both
     /// leave the envelope empty.
-    bool receive(ZmqSocket& socket, Frame& body);
+    bool receive(ZmqSocket& socket, zmq::message_t& body);
 
     /// Sends an answer and forgets the envelope. Never waits; throws std::runtime_error when the
     /// client has gone, or takes no more.
-    void send(ZmqSocket& socket, Frame body);
+    void send(ZmqSocket& socket, zmq::message_t body);
 
   private:
-    std::vector<Frame> frames;
+    std::vector<zmq::message_t> frames;
 };
 
 }  // namespace tarn::socket

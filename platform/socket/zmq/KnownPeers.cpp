@@ -4,9 +4,18 @@
 
 namespace tarn::socket {
 
+namespace {
+
+// Null where the library does not know, which gets() would throw for.
+const char* descriptorOf(zmq::message_t& frame) {
+    return zmq_msg_gets(frame.handle(), "__fd");
+}
+
+}  // namespace
+
 // The text lives with what is known of the connection: its address is that connection's alone.
-bool KnownPeers::isNew(Frame frame) {
-    const char* const descriptor = frame.property("__fd");
+bool KnownPeers::isNew(zmq::message_t frame) {
+    const char* const descriptor = descriptorOf(frame);
     if (descriptor == nullptr) {
         return true;
     }
@@ -15,7 +24,7 @@ bool KnownPeers::isNew(Frame frame) {
         latest.emplace(descriptor, std::move(frame));
         return true;
     }
-    if (known->second.property("__fd") == descriptor) {
+    if (descriptorOf(known->second) == descriptor) {
         return false;
     }
     known->second = std::move(frame);

@@ -2,8 +2,7 @@
 
 #include <map>
 #include <string>
-
-#include "platform/socket/zmq/Frame.h"
+#include <zmq.hpp>
 
 namespace tarn::socket {
 
@@ -16,12 +15,12 @@ class KnownPeers {
   public:
     /// Whether a received frame is the first from its peer. Of one that does not tell where it came
     /// from, it is said each time.
-    bool isNew(Frame frame);
+    bool isNew(zmq::message_t frame);
 
   private:
     // By the descriptor's number. A frame holds what the library knows of its connection, so that
     // no later one can be taken for the same.
-    std::map<std::string, Frame, std::less<>> latest;
+    std::map<std::string, zmq::message_t, std::less<>> latest;
 };
 
 }  // namespace tarn::socket

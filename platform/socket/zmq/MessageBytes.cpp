@@ -12,16 +12,16 @@ namespace tarn::socket {
 
 namespace {
 
-Frame frameOfSize(std::size_t size) {
+zmq::message_t frameOfSize(std::size_t size) {
     if (size > largestMessage) {
         throw std::runtime_error("a message of " + std::to_string(size) +
                                  " bytes is too large to be sent, the limit is " +
                                  std::to_string(largestMessage) + " bytes");
     }
-    return Frame(size);
+    return callZmq("no memory for a message", [&] { return zmq::message_t(size); });
 }
 
-void checkSize(const Frame& frame, std::uint32_t maxBytes) {
+void checkSize(const zmq::message_t& frame, std::uint32_t maxBytes) {
     if (frame.size() > maxBytes) {
         throw std::runtime_error("a message of " + std::to_string(frame.size()) +
                                  " bytes was dropped, the limit is " + std::to_string(maxBytes) +
@@ -31,21 +31,21 @@ void checkSize(const Frame& frame, std::uint32_t maxBytes) {
 
 }  // namespace
 
-Frame serialise(const google::protobuf::Message& message) {
+zmq::message_t serialise(const google::protobuf::Message& message) {
     const auto size = message.ByteSizeLong();
-    Frame frame = frameOfSize(size);
+    auto frame = frameOfSize(size);
     if (!message.SerializePartialToArray(frame.data(), static_cast<int>(size))) {
         throw std::runtime_error("cannot serialise a message");
     }
     return frame;
 }
 
-Frame frameOf(std::initializer_list<std::string_view> parts) {
+zmq::message_t frameOf(std::initializer_list<std::string_view> parts) {
     std::size_t size = 0;
     for (const auto part : parts) {
         size += part.size();
     }
-    Frame frame = frameOfSize(size);
+    auto frame = frameOfSize(size);
     auto* end = static_cast<char*>(frame.data());
     for (const auto part : parts) {
         end = std::copy(part.begin(), part.end(), end);
@@ -53,11 +53,8 @@ Frame frameOf(std::initializer_list<std::string_view> parts) {
     return frame;
 }
 
-std::string_view viewOf(Frame& frame) {
-    return {static_cast<const char*>(frame.data()), frame.size()};
-}
-
-void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes) {
+void parse(const zmq::message_t& frame, google::protobuf::Message& message,
+           std::uint32_t maxBytes) {
     message.Clear();
     checkSize(frame, maxBytes);
     if (frame.size() > largestMessage ||
@@ -68,9 +65,9 @@ void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBy
     }
 }
 
-std::string bytesOf(Frame& frame, std::uint32_t maxBytes) {
+std::string bytesOf(const zmq::message_t& frame, std::uint32_t maxBytes) {
     checkSize(frame, maxBytes);
-    return std::string(viewOf(frame));
+    return frame.to_string();
 }
 
 }  // namespace tarn::socket

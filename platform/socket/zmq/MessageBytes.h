@@ -4,8 +4,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
-
-#include "platform/socket/zmq/Frame.h"
+#include <zmq.hpp>
 
 namespace google::protobuf {
 class Message;
@@ -16,10 +15,9 @@ namespace tarn::socket {
 /// Between messages, bytes and the one frame that carries them. All throw std::runtime_error: for
 /// what is larger than `largestMessage` when sent, larger than `maxBytes` when received, or does
 /// not parse.
-Frame serialise(const google::protobuf::Message& message);
-Frame frameOf(std::initializer_list<std::string_view> parts);
-std::string_view viewOf(Frame& frame);
-void parse(Frame& frame, google::protobuf::Message& message, std::uint32_t maxBytes);
-std::string bytesOf(Frame& frame, std::uint32_t maxBytes);
+zmq::message_t serialise(const google::protobuf::Message& message);
+zmq::message_t frameOf(std::initializer_list<std::string_view> parts);
+void parse(const zmq::message_t& frame, google::protobuf::Message& message, std::uint32_t maxBytes);
+std::string bytesOf(const zmq::message_t& frame, std::uint32_t maxBytes);
 
 }  // namespace tarn::socket

@@ -1,7 +1,5 @@
 #include "platform/socket/zmq/SocketImplementation.h"
 
-#include <zmq.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -21,23 +19,20 @@ std::string inMilliseconds(milliseconds bound) {
 }
 
 // Takes a message that is one frame; false when none has arrived.
-bool receiveSingle(ZmqSocket& socket, Frame& frame) {
-    if (!frame.receive(socket)) {
+bool receiveSingle(ZmqSocket& socket, zmq::message_t& frame) {
+    if (!socket.receive(frame)) {
         return false;
     }
-    bool more = frame.position() == Frame::Position::MoreFollow;
-    if (!more) {
+    if (!frame.more()) {
         return true;
     }
-    while (more) {
-        Frame rest;
-        more = rest.receive(socket) && rest.position() == Frame::Position::MoreFollow;
+    while (frame.more() && socket.receive(frame)) {
     }
     throw std::runtime_error("a message of several frames was dropped");
 }
 
-bool isSubscription(Frame& announcement) {
-    return announcement.size() > 0 && *static_cast<const char*>(announcement.data()) == 1;
+bool isSubscription(const zmq::message_t& announcement) {
+    return announcement.to_string_view().starts_with('\1');
 }
 
 }  // namespace
@@ -54,9 +49,7 @@ std::string Socket::Implementation::describe() const {
     if (connection) {
         endpoints = connection->endpoint().toString(settings.protocol);
     } else if (listening) {
-        for (const auto& endpoint : listening->endpoints()) {
-            endpoints += (endpoints.empty() ? "" : ", ") + endpoint.toString(settings.protocol);
-        }
+        endpoints = listening->describe(settings.protocol);
     }
     return endpoints.empty() ? name : name + " on " + endpoints;
 }
@@ -105,7 +98,7 @@ void Socket::Implementation::followPublisher() {
     }
 }
 
-void Socket::Implementation::send(Frame frame) {
+void Socket::Implementation::send(zmq::message_t frame) {
     switch (settings.protocol) {
         case Protocol::Reply:
             return answer(std::move(frame));
@@ -113,7 +106,7 @@ void Socket::Implementation::send(Frame frame) {
             return push(std::move(frame));
         case Protocol::Publish:
             takeAnnouncements();
-            frame.send(socket(), Frame::Position::Last);
+            socket().send(frame);
             return;
         default:
             answered.reset();
@@ -123,14 +116,14 @@ void Socket::Implementation::send(Frame frame) {
     }
 }
 
-void Socket::Implementation::answer(Frame frame) {
+void Socket::Implementation::answer(zmq::message_t frame) {
     if (envelope.isEmpty()) {
         throw std::runtime_error("there is no request to answer");
     }
     envelope.send(socket(), std::move(frame));
 }
 
-void Socket::Implementation::push(Frame frame) {
+void Socket::Implementation::push(zmq::message_t frame) {
     const bool waits = connection && connection->endpoint().transport() == Transport::InProcess;
     const auto limit = waits ? std::min(bound, inProcessPushBound) : milliseconds(0);
     if (!sendWithin(std::move(frame), limit)) {
@@ -138,12 +131,12 @@ void Socket::Implementation::push(Frame frame) {
     }
 }
 
-bool Socket::Implementation::sendWithin(Frame frame, milliseconds limit) {
+bool Socket::Implementation::sendWithin(zmq::message_t frame, milliseconds limit) {
     if (connection) {
         connection->follow();
     }
     const os::Deadline deadline(limit);
-    while (!frame.send(socket(), Frame::Position::Last)) {
+    while (!socket().send(frame)) {
         if (!socket().waitFor(ZMQ_POLLOUT, deadline)) {
             return false;
         }
@@ -162,15 +155,15 @@ bool Socket::Implementation::awaitRoom(const os::Deadline& deadline) {
 // faster than we read.
 void Socket::Implementation::takeAnnouncements() {
     constexpr int most = 10000;
-    Frame announcement;
-    for (int i = 0; i < most && announcement.receive(socket()); ++i) {
+    zmq::message_t announcement;
+    for (int i = 0; i < most && socket().receive(announcement); ++i) {
         subscriberCame = subscriberCame || isSubscription(announcement);
     }
 }
 
 bool Socket::Implementation::awaitSubscriber(const os::Deadline& deadline) {
     // The library would tell of the first alone, of all who want the same.
-    socket().setOption(ZMQ_XPUB_VERBOSE, 1);
+    socket().set(zmq::sockopt::xpub_verbose, true);
     takeAnnouncements();
     while (!subscriberCame && socket().waitFor(ZMQ_POLLIN, deadline)) {
         takeAnnouncements();
@@ -178,9 +171,9 @@ bool Socket::Implementation::awaitSubscriber(const os::Deadline& deadline) {
     return std::exchange(subscriberCame, false);
 }
 
-Frame Socket::Implementation::receive() {
+zmq::message_t Socket::Implementation::receive() {
     const os::Deadline deadline(bound);
-    Frame frame;
+    zmq::message_t frame;
     while (!receiveArrived(frame)) {
         if (!socket().waitFor(ZMQ_POLLIN, deadline)) {
             throw std::runtime_error("nothing was received within " + inMilliseconds(bound));
@@ -189,7 +182,7 @@ Frame Socket::Implementation::receive() {
     return frame;
 }
 
-bool Socket::Implementation::receiveArrived(Frame& frame) {
+bool Socket::Implementation::receiveArrived(zmq::message_t& frame) {
     if (answered) {
         frame = std::move(*answered);
         answered.reset();
@@ -209,7 +202,7 @@ bool Socket::Implementation::awaitMessage(const os::Deadline& deadline, int desc
 }
 
 bool Socket::Implementation::awaitAnswer(const os::Deadline& deadline, int descriptor) {
-    Frame frame;
+    zmq::message_t frame;
     while (!answered && socket().waitFor(ZMQ_POLLIN, deadline, descriptor)) {
         if (receiveArrived(frame)) {
             answered = std::move(frame);

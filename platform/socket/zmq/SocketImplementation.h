@@ -3,7 +3,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -11,7 +10,6 @@
 #include "platform/socket/zmq/BoundSocket.h"
 #include "platform/socket/zmq/ConnectedSocket.h"
 #include "platform/socket/zmq/Envelope.h"
-#include "platform/socket/zmq/Frame.h"
 #include "platform/socket/zmq/SocketRole.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
@@ -27,7 +25,7 @@ struct Socket::Implementation {
     std::unique_ptr<BoundSocket> listening;
     Envelope envelope;
     // An answer that polling has taken: only that tells it from a late one to an earlier request.
-    std::optional<Frame> answered;
+    std::optional<zmq::message_t> answered;
     // Somebody has subscribed, and was not asked for yet.
     bool subscriberCame = false;
 
@@ -43,16 +41,16 @@ struct Socket::Implementation {
     void listen(const SocketEndpoint& endpoint);
     void connect(const SocketEndpoint& endpoint, std::chrono::milliseconds handshakeBound);
 
-    void send(Frame frame);
-    void answer(Frame frame);
-    void push(Frame frame);
-    bool sendWithin(Frame frame, std::chrono::milliseconds limit);
+    void send(zmq::message_t frame);
+    void answer(zmq::message_t frame);
+    void push(zmq::message_t frame);
+    bool sendWithin(zmq::message_t frame, std::chrono::milliseconds limit);
     bool awaitRoom(const os::Deadline& deadline);
     bool awaitSubscriber(const os::Deadline& deadline);
     void takeAnnouncements();
     void checkDirection(bool (*goesThisWay)(const SocketRole&), const std::string& action) const;
-    Frame receive();
-    bool receiveArrived(Frame& frame);
+    zmq::message_t receive();
+    bool receiveArrived(zmq::message_t& frame);
     bool awaitMessage(const os::Deadline& deadline, int descriptor);
     bool awaitAnswer(const os::Deadline& deadline, int descriptor);
     void followPublisher();
@@ -62,7 +60,7 @@ struct Socket::Implementation {
     void receive(Take take) {
         named([&] {
             followPublisher();
-            Frame frame = receive();
+            auto frame = receive();
             try {
                 take(frame);
             } catch (...) {
@@ -75,13 +73,7 @@ struct Socket::Implementation {
     /// Runs the action and puts this socket's name in front of what it throws.
     template <typename Action>
     auto named(Action action) {
-        try {
-            return action();
-        } catch (const ZmqContextTerminationException& failure) {
-            throw ZmqContextTerminationException(describe() + ": " + failure.what());
-        } catch (const std::runtime_error& failure) {
-            throw std::runtime_error(describe() + ": " + failure.what());
-        }
+        return callNamed([&] { return describe(); }, std::move(action));
     }
 };
 

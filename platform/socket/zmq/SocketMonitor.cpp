@@ -1,15 +1,8 @@
 #include "platform/socket/zmq/SocketMonitor.h"
 
-#include <zmq.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstring>
-#include <memory>
-
-#include "platform/socket/zmq/Frame.h"
-#include "platform/socket/zmq/ZmqError.h"
 
 namespace tarn::socket {
 
@@ -21,7 +14,7 @@ std::string uniqueAddress() {
 }
 
 // It begins with the number, in 16 bits of this machine's order.
-int numberOf(Frame& event) {
+int numberOf(const zmq::message_t& event) {
     std::uint16_t number = 0;
     std::memcpy(&number, event.data(), std::min(event.size(), sizeof number));
     return number;
@@ -30,12 +23,14 @@ int numberOf(Frame& event) {
 }  // namespace
 
 SocketMonitor::SocketMonitor(ZmqSocket& watched, int eventSet)
-    : watched(watched), events(watched.context(), ZMQ_PAIR) {
-    events.setOption(ZMQ_LINGER, 0);
+    : watched(watched), events(watched.context(), zmq::socket_type::pair) {
+    events.set(zmq::sockopt::linger, 0);
     const auto address = uniqueAddress();
-    if (zmq_socket_monitor(watched.handle(), address.c_str(), eventSet) != 0) {
-        throwZmqError("cannot watch a socket", errno);
-    }
+    callZmq("cannot watch a socket", [&] {
+        if (zmq_socket_monitor(watched.handle(), address.c_str(), eventSet) != 0) {
+            throw zmq::error_t();
+        }
+    });
     events.connect(address);
 }
 
@@ -45,10 +40,9 @@ SocketMonitor::~SocketMonitor() {
 
 std::optional<int> SocketMonitor::waitForEvent(const os::Deadline& deadline) {
     while (events.waitFor(ZMQ_POLLIN, deadline)) {
-        Frame number;
-        Frame address;
-        if (number.receive(events) && number.position() == Frame::Position::MoreFollow &&
-            address.receive(events)) {
+        zmq::message_t number;
+        zmq::message_t address;
+        if (events.receive(number) && number.more() && events.receive(address)) {
             return numberOf(number);
         }
     }

@@ -8,7 +8,8 @@
 namespace tarn::socket {
 
 /// Watches what happens to the connections of a socket while it lives. Belongs to the socket's
-/// thread, and must be gone before the socket is.
+/// thread, and must be gone before the socket is. (zmq::monitor_t waits without a bound for the
+/// second half of an event, and asserts where this throws.)
 class SocketMonitor {
   public:
     /// `events` is a set of ZMQ_EVENT_... values. Throws std::runtime_error.

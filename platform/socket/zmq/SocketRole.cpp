@@ -1,7 +1,5 @@
 #include "platform/socket/zmq/SocketRole.h"
 
-#include <zmq.h>
-
 #include <array>
 #include <stdexcept>
 #include <string>
@@ -12,15 +10,16 @@ namespace {
 
 using Opening = SocketRole::Opening;
 using Traffic = SocketRole::Traffic;
+using Type = zmq::socket_type;
 
 // By number, from 1.
 constexpr std::array<SocketRole, 6> roles{{
-    {ZMQ_PUSH, Opening::Connects, Traffic::Sends},
-    {ZMQ_PULL, Opening::Binds, Traffic::Receives},
-    {ZMQ_ROUTER, Opening::Binds, Traffic::Both},
-    {ZMQ_REQ, Opening::Connects, Traffic::Both},
-    {ZMQ_XPUB, Opening::Binds, Traffic::Sends},
-    {ZMQ_SUB, Opening::Connects, Traffic::Receives},
+    {Type::push, Opening::Connects, Traffic::Sends},
+    {Type::pull, Opening::Binds, Traffic::Receives},
+    {Type::router, Opening::Binds, Traffic::Both},
+    {Type::req, Opening::Connects, Traffic::Both},
+    {Type::xpub, Opening::Binds, Traffic::Sends},
+    {Type::sub, Opening::Connects, Traffic::Receives},
 }};
 
 bool isRole(Protocol protocol) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <zmq.hpp>
+
 #include "platform/socket/SocketTypes.h"
 
 namespace tarn::socket {
@@ -9,7 +11,7 @@ struct SocketRole {
     enum class Opening { Binds, Connects };
     enum class Traffic { Sends, Receives, Both };
 
-    int zmqType;
+    zmq::socket_type zmqType;
     Opening opening;
     Traffic traffic;
 };

@@ -1,12 +1,12 @@
 #include "platform/socket/zmq/SocketSettings.h"
 
-#include <zmq.h>
-
 #include "platform/socket/zmq/SocketRole.h"
 
 namespace tarn::socket {
 
 namespace {
+
+namespace option = zmq::sockopt;
 
 constexpr int flushMs = 1000;
 
@@ -20,17 +20,17 @@ constexpr auto largestAnnouncement = static_cast<std::int64_t>(largestTopic + 10
 void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
     switch (protocol) {
         case Protocol::Reply:
-            socket.setOption(ZMQ_ROUTER_MANDATORY, 1);  // tell when the client has gone
+            socket.set(option::router_mandatory, true);  // tell when the client has gone
             break;
         case Protocol::Request:
-            socket.setOption(ZMQ_REQ_RELAXED, 1);    // ask again after a time-out
-            socket.setOption(ZMQ_REQ_CORRELATE, 1);  // and never take the late answer
+            socket.set(option::req_relaxed, true);    // ask again after a time-out
+            socket.set(option::req_correlate, true);  // and never take the late answer
             break;
         case Protocol::Publish:
-            socket.setOption(ZMQ_MAXMSGSIZE, largestAnnouncement);  // nothing else is received
+            socket.set(option::maxmsgsize, largestAnnouncement);  // nothing else is received
             break;
         case Protocol::Subscribe:
-            socket.setOption(ZMQ_SUBSCRIBE, std::string());
+            socket.set(option::subscribe, "");
             break;
         default:
             break;
@@ -42,11 +42,11 @@ void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
 std::unique_ptr<ZmqSocket> makeZmqSocket(const SocketSettings& settings) {
     const auto& role = roleOf(settings.protocol);
     auto socket = std::make_unique<ZmqSocket>(Context::Get(), role.zmqType);
-    socket->setOption(ZMQ_LINGER, settings.closePolicy == ClosePolicy::Flush ? flushMs : 0);
-    socket->setOption(ZMQ_SNDHWM, settings.queueLength);
-    socket->setOption(ZMQ_RCVHWM, settings.queueLength);
-    socket->setOption(ZMQ_RECONNECT_IVL, reconnectMs);
-    socket->setOption(ZMQ_MAXMSGSIZE, static_cast<std::int64_t>(largestMessage));
+    socket->set(option::linger, settings.closePolicy == ClosePolicy::Flush ? flushMs : 0);
+    socket->set(option::sndhwm, settings.queueLength);
+    socket->set(option::rcvhwm, settings.queueLength);
+    socket->set(option::reconnect_ivl, reconnectMs);
+    socket->set(option::maxmsgsize, static_cast<std::int64_t>(largestMessage));
     setRoleOptions(*socket, settings.protocol);
     return socket;
 }

@@ -1,26 +1,13 @@
 #include "platform/socket/zmq/ZmqError.h"
 
-#include <zmq.h>
-
-#include <cerrno>
-#include <stdexcept>
-
-#include "platform/socket/SocketTypes.h"
-
 namespace tarn::socket {
 
-namespace {
-
-std::string reason(int code) {
+void throwZmqError(const std::string& action, const zmq::error_t& failure) {
     // What an answering socket says of an envelope that it cannot deliver.
-    return code == EHOSTUNREACH ? "the client has gone" : zmq_strerror(code);
-}
-
-}  // namespace
-
-void throwZmqError(const std::string& action, int code) {
-    const std::string text = action + ": " + reason(code);
-    if (code == ETERM) {
+    const char* const reason =
+        failure.num() == EHOSTUNREACH ? "the client has gone" : failure.what();
+    const auto text = action + ": " + reason;
+    if (failure.num() == ETERM) {
         throw ZmqContextTerminationException(text);
     }
     throw std::runtime_error(text);

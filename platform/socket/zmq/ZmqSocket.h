@@ -1,43 +1,56 @@
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "platform/os/Deadline.h"
 #include "platform/socket/zmq/Context.h"
+#include "platform/socket/zmq/ZmqError.h"
 
 namespace tarn::socket {
 
-/// Owns one socket of the messaging library, and holds its context. Closing does not wait; messages
-/// that are flushed are seen to by the context. One thread at a time.
+/// A socket of the messaging library that holds its context, and throws and waits as sockets here
+/// do: std::runtime_error with what was tried, until a deadline, through signals. Closing does not
+/// wait; messages that are flushed are seen to by the context. One thread at a time.
 class ZmqSocket {
   public:
-    /// Throws std::runtime_error, as everything here does.
-    ZmqSocket(std::shared_ptr<Context> context, int type);
-    ~ZmqSocket();
-    ZmqSocket(const ZmqSocket&) = delete;
-    ZmqSocket& operator=(const ZmqSocket&) = delete;
+    ZmqSocket(std::shared_ptr<Context> context, zmq::socket_type type);
 
-    void setOption(int option, int value);
-    void setOption(int option, std::int64_t value);
-    void setOption(int option, const std::string& value);
+    /// Of zmq::sockopt.
+    template <typename Option, typename Value>
+    void set(Option option, const Value& value) {
+        callZmq("cannot set a socket option", [&] { socket.set(option, value); });
+    }
+    template <typename Option>
+    auto get(Option option) const {
+        return callZmq("cannot query a socket option", [&] { return socket.get(option); });
+    }
 
     void connect(const std::string& address);
 
     /// Returns the address as the library resolved it, which unbinding asks for.
     std::string bind(const std::string& address);
 
+    /// Takes the address that bind returned; false when that was over already, and never throws.
+    bool unbind(const std::string& address);
+
+    /// Takes a frame that has arrived; false when none has.
+    bool receive(zmq::message_t& frame);
+
+    /// Hands the frame over, which leaves it empty; false, with the frame as it was, when the queue
+    /// is full.
+    bool send(zmq::message_t& frame, zmq::send_flags position = zmq::send_flags::none);
+
     /// Waits for `events` (ZMQ_POLLIN, ZMQ_POLLOUT); false when the time has passed, or when
     /// `descriptor` (-1 for none) became readable first.
     bool waitFor(short events, const os::Deadline& deadline, int descriptor = -1);
 
     const std::shared_ptr<Context>& context() const { return owner; }
-    void* handle() { return socket; }
+    void* handle() { return socket.handle(); }
 
   private:
     const std::shared_ptr<Context> owner;
-    void* const socket;
+    zmq::socket_t socket;
 };
 
 }  // namespace tarn::socket
