@@ -4,7 +4,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "gateway/DescriptorSet.h"
+#include "platform/os/DescriptorSet.h"
 #include "gateway/SignalInput.h"
 #include "gateway/relay/MonitoringAnswer.h"
 #include "platform/utils/Log.h"
@@ -52,7 +52,7 @@ Gateway::Gateway(const GatewayOptions& options)
 }
 
 void Gateway::run(SignalInput& signals) {
-    const DescriptorSet otherInput{signals.descriptor(), publisher.descriptor(),
+    const os::DescriptorSet otherInput{signals.descriptor(), publisher.descriptor(),
                                    question.descriptor()};
     auto request = SignalInput::Request::None;
     askWhenInDoubt();
