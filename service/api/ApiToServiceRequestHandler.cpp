@@ -3,7 +3,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/socket/Socket.h"
+#include "platform/socket/RequestServer.h"
 #include "platform/utils/Log.h"
 #include "proto/api_service.pb.h"
 #include "service/api/JobList.h"
@@ -16,9 +16,8 @@ using tarn::proto::api_service::ServiceToApiReply;
 
 namespace {
 
-constexpr std::uint32_t pollPeriodMs = 500;
+constexpr std::chrono::milliseconds pollPeriod{500};
 constexpr std::uint32_t requestLimit = 10485760;
-constexpr std::chrono::milliseconds afterPollError{100};
 
 // Only the first of them has the number of its request.
 ServiceToApiReply::ServiceToApiReplyType replyTypeOf(
@@ -54,7 +53,6 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
       dependencies(std::move(dependencies)),
       jobList(std::make_unique<JobList>()),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
-      pollFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
 ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {
@@ -98,35 +96,18 @@ void ApiToServiceRequestHandler::reportFailedStart(const std::string& reason) {
 
 void ApiToServiceRequestHandler::serve(socket::Socket& socket) {
     utils::logTrace(formatMessage("Receiving on " + socket.debugString() + "..."));
-    while (!stopFlag) {
-        try {
-            waitAndServe(socket);
-        } catch (const socket::ZmqContextTerminationException& e) {
-            utils::logInfo(formatMessage(
-                std::string("ApiToServiceRequestHandler::requestThreadFunction: ") + e.what()));
-            return;
-        } catch (const std::exception& e) {
-            reportPollError(e.what());
+    socket::RequestServer server(socket, [this](socket::Socket& arrived) { serveOne(arrived); },
+                                 {.notServed = formatMessage("Failed serving API request: "),
+                                  .notWaited = formatMessage("Poll error receiving API request: "),
+                                  .now = dependencies.steadyNow});
+    try {
+        while (!stopFlag) {
+            server.serveOne(pollPeriod);
         }
+    } catch (const socket::ZmqContextTerminationException& e) {
+        utils::logInfo(formatMessage(
+            std::string("ApiToServiceRequestHandler::requestThreadFunction: ") + e.what()));
     }
-}
-
-void ApiToServiceRequestHandler::waitAndServe(socket::Socket& socket) {
-    std::string error;
-    switch (socket.poll(pollPeriodMs, error)) {
-        case 0:
-            return serveOne(socket);
-        case 1:
-            return;
-        default:
-            reportPollError(error);
-    }
-}
-
-// An error that stays takes neither a processor nor the log.
-void ApiToServiceRequestHandler::reportPollError(const std::string& error) {
-    pollFailures.log(formatMessage("Poll error receiving API request: " + error));
-    std::this_thread::sleep_for(afterPollError);
 }
 
 void ApiToServiceRequestHandler::serveOne(socket::Socket& socket) {

@@ -88,9 +88,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     using Handler = void (ApiToServiceRequestHandler::*)(Request&, socket::Socket&);
 
     void serve(socket::Socket& socket);
-    void waitAndServe(socket::Socket& socket);
     void serveOne(socket::Socket& socket);
-    void reportPollError(const std::string& error);
     bool receive(Request& request, socket::Socket& socket);
     void answerFailure(const Request& request, const std::string& reason, socket::Socket& socket);
     void reportFailedStart(const std::string& reason);
@@ -136,7 +134,6 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
     // The request thread's own:
     utils::RepeatedFailure sendFailures;
-    utils::RepeatedFailure pollFailures;
     const HandlerFrame::Dependencies forFrames;
 
     std::mutex terminationMutex;

@@ -43,8 +43,8 @@ SocketMonitor::~SocketMonitor() {
     zmq_socket_monitor(watched.handle(), nullptr, 0);
 }
 
-std::optional<int> SocketMonitor::waitForEvent(const os::Deadline& deadline) {
-    while (events.waitFor(ZMQ_POLLIN, deadline)) {
+std::optional<int> SocketMonitor::waitForEvent(const os::Deadline& deadline, int descriptor) {
+    while (events.waitFor(ZMQ_POLLIN, deadline, descriptor)) {
         Frame number;
         Frame address;
         if (number.receive(events) && number.position() == Frame::Position::MoreFollow &&
