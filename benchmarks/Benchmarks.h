@@ -10,7 +10,8 @@ void measureApiLatency();
 /// From a submission until the job plays, against starting the same launcher by hand.
 void measureJobStart();
 
-/// Memory and processor use of the service while nobody asks anything.
+/// Memory, processor use and wake-ups while nobody asks anything: of the service and the gateway,
+/// then of a job's launcher as well, with three jobs.
 void measureIdleService();
 
 /// Tracks of a loop storage server of its own against plain files: writing, reading, one writer

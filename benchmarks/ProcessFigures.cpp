@@ -1,7 +1,6 @@
 #include "benchmarks/ProcessFigures.h"
 
-#include <dirent.h>
-
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -9,35 +8,48 @@ namespace tarn::benchmarks {
 
 namespace {
 
+// The kernel cuts the name that it keeps.
 std::string nameOf(const std::string& id) {
-    std::string name;
-    std::getline(std::ifstream("/proc/" + id + "/comm") >> std::ws, name);
-    return name;
+    std::error_code none;
+    return std::filesystem::read_symlink("/proc/" + id + "/exe", none).filename();
 }
 
-long statusOf(const std::string& id, const std::string& key) {
-    std::ifstream status("/proc/" + id + "/status");
+std::vector<std::string> entriesOf(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename());
+    }
+    return names;
+}
+
+long statusOf(const std::string& task, const std::string& key) {
+    std::ifstream status("/proc/" + task + "/status");
     for (std::string line; std::getline(status, line);) {
         if (line.starts_with(key)) {
             return std::stol(line.substr(key.size()));
         }
     }
-    throw std::runtime_error("cannot read the status of process " + id);
+    throw std::runtime_error("cannot read the status of process " + task);
 }
 
 }  // namespace
 
 ProcessFigures::ProcessFigures(const std::string& name) {
-    DIR* const folder = ::opendir("/proc");
-    while (const dirent* const entry = ::readdir(folder)) {
-        if (nameOf(entry->d_name) == name) {
-            id = entry->d_name;
-        }
-    }
-    ::closedir(folder);
-    if (id.empty()) {
+    const auto found = all(name);
+    if (found.empty()) {
         throw std::runtime_error("no " + name + " runs");
     }
+    id = found.back().id;
+}
+
+std::vector<ProcessFigures> ProcessFigures::all(const std::string& name) {
+    std::vector<ProcessFigures> found;
+    for (const auto& entry : entriesOf("/proc")) {
+        if (nameOf(entry) == name) {
+            found.emplace_back(std::stoi(entry));
+        }
+    }
+    return found;
 }
 
 ProcessFigures::ProcessFigures(pid_t process) : id(std::to_string(process)) {}
@@ -50,19 +62,29 @@ long ProcessFigures::threads() const {
     return statusOf(id, "Threads:");
 }
 
+double ProcessFigures::sumOverThreads(
+    const std::function<double(const std::string& task)>& figureOf) const {
+    double sum = 0;
+    for (const auto& thread : entriesOf("/proc/" + id + "/task")) {
+        sum += figureOf(id + "/task/" + thread);
+    }
+    return sum;
+}
+
 // The scheduler's own count in nanoseconds, over all threads: ticks are too coarse for this.
 double ProcessFigures::processorSeconds() const {
-    double nanoseconds = 0;
-    DIR* const threads = ::opendir(("/proc/" + id + "/task").c_str());
-    while (const dirent* const entry = ::readdir(threads)) {
-        if (entry->d_name[0] != '.') {
-            double used = 0;
-            std::ifstream("/proc/" + id + "/task/" + entry->d_name + "/schedstat") >> used;
-            nanoseconds += used;
-        }
-    }
-    ::closedir(threads);
-    return nanoseconds / 1e9;
+    return sumOverThreads([](const std::string& task) {
+               double used = 0;
+               std::ifstream("/proc/" + task + "/schedstat") >> used;
+               return used;
+           }) /
+           1e9;
+}
+
+double ProcessFigures::wakeUps() const {
+    return sumOverThreads([](const std::string& task) {
+        return static_cast<double>(statusOf(task, "voluntary_ctxt_switches:"));
+    });
 }
 
 }  // namespace tarn::benchmarks

@@ -2,7 +2,9 @@
 
 #include <sys/types.h>
 
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace tarn::benchmarks {
 
@@ -12,6 +14,8 @@ class ProcessFigures {
     /// The process of that name.
     explicit ProcessFigures(const std::string& name);
     explicit ProcessFigures(pid_t process);
+    /// All of that name.
+    static std::vector<ProcessFigures> all(const std::string& name);
 
     long residentKilobytes() const;
     long threads() const;
@@ -19,7 +23,12 @@ class ProcessFigures {
     /// Since its start, over the threads that it has now.
     double processorSeconds() const;
 
+    /// How often one of its threads has gone to sleep to be woken again; likewise.
+    double wakeUps() const;
+
   private:
+    double sumOverThreads(const std::function<double(const std::string& task)>& figureOf) const;
+
     std::string id;
 };
 

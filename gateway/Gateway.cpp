@@ -1,12 +1,13 @@
 #include "gateway/Gateway.h"
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <stdexcept>
 
-#include "gateway/DescriptorSet.h"
 #include "gateway/SignalInput.h"
 #include "gateway/relay/MonitoringAnswer.h"
+#include "platform/os/DescriptorSet.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
 
@@ -24,7 +25,6 @@ constexpr int longestQueue = 64;
 constexpr std::uint32_t largestBatch = (64U << 20U) - 4096;  // what is added must still fit
 constexpr auto betweenLines = 10s;
 constexpr auto betweenReports = 60s;
-constexpr auto longestWait = 1000ms;
 constexpr int announcementsInARow = 100;  // so that batches are not held up by many newcomers
 // Each of them may wait unread for as long as somebody does not read it.
 constexpr std::size_t firstMessagesPerSecond = std::size_t{32} << 20;
@@ -52,8 +52,8 @@ Gateway::Gateway(const GatewayOptions& options)
 }
 
 void Gateway::run(SignalInput& signals) {
-    const DescriptorSet otherInput{signals.descriptor(), publisher.descriptor(),
-                                   question.descriptor()};
+    const os::DescriptorSet otherInput{signals.descriptor(), publisher.descriptor(),
+                                       question.descriptor()};
     auto request = SignalInput::Request::None;
     askWhenInDoubt();
     while (request != SignalInput::Request::Stop) {
@@ -73,13 +73,15 @@ void Gateway::run(SignalInput& signals) {
 
 // Gives how long to wait for other input before more can be let in.
 std::chrono::milliseconds Gateway::letIn() {
-    if (!publisher.hasAnnouncements()) {
-        return longestWait;
-    }
-    if (pace.remaining(Clock::now()) == 0ms) {
+    if (publisher.hasAnnouncements() && pace.remaining(Clock::now()) == 0ms) {
         takeAnnouncements();
     }
-    return publisher.hasAnnouncements() ? pace.remaining(Clock::now()) : longestWait;
+    const auto now = Clock::now();
+    return publisher.hasAnnouncements() ? pace.remaining(now) : untilNextReport(now);
+}
+
+std::chrono::milliseconds Gateway::untilNextReport(Clock::time_point now) const {
+    return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(nextReport - now));
 }
 
 // The newcomers among them share one first message.

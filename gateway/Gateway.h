@@ -34,6 +34,7 @@ class Gateway : public utils::MessageFormatter {
     using Clock = std::chrono::steady_clock;
 
     std::chrono::milliseconds letIn();
+    std::chrono::milliseconds untilNextReport(Clock::time_point now) const;
     void takeAnnouncements();
     bool isNewcomer(tarn::socket::CatchUpPublisher::Announcement announcement);
     bool awaitBatch(int otherInput, std::chrono::milliseconds bound);

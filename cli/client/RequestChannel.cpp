@@ -4,12 +4,9 @@
 #include <exception>
 
 #include "cli/CommandError.h"
-#include "platform/socket/NobodyListens.h"
-#include "platform/socket/Socket.h"
+#include "platform/socket/Exchange.h"
 
 namespace tarn::cli {
-
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -37,7 +34,7 @@ void RequestChannel::ask(const google::protobuf::Message& request, google::proto
 void RequestChannel::send(const google::protobuf::Message& request,
                           std::chrono::milliseconds newBound) {
     bound = newBound;
-    deadline = Clock::now() + bound;
+    sent = Clock::now();
     open();
     try {
         socket->setTimeout(bound);
@@ -48,39 +45,30 @@ void RequestChannel::send(const google::protobuf::Message& request,
 }
 
 void RequestChannel::receive(google::protobuf::Message& reply) {
-    std::string error;
-    const int result = poll(error);
-    if (result == 1) {
-        throw noAnswer(text, bound);
-    }
-    if (result != 0) {
-        throw CommandError(ExitStatus::Failed, "cannot wait for " + text + ": " + error);
-    }
     try {
+        socket::awaitAnswer(*socket, wait());
         socket->receiveProtoBuf(&reply, largestReply);
+    } catch (const socket::NoAnswer& none) {
+        if (none.reason == socket::NoAnswer::Reason::NobodyListens) {
+            throw CommandError(ExitStatus::NoAnswer, none.detail);
+        }
+        throw noAnswer(text, bound);
     } catch (const std::exception& e) {
         throw CommandError(ExitStatus::Failed, "unreadable answer from " + text + ": " + e.what());
     }
     absence = Absence::IsWaitedOut;
 }
 
-// Looked at only when no answer comes: who is there answers before.
-int RequestChannel::poll(std::string& error) {
+// Whether anybody listens is looked at once, when no answer comes: who is there answers before.
+socket::AnswerWait RequestChannel::wait() const {
+    socket::AnswerWait wait{.within = bound, .since = sent};
     if (absence == Absence::FailsAtOnce) {
-        const auto first = std::min(remaining(), beforeLooking);
-        const int result = socket->poll(static_cast<std::uint32_t>(first.count()), error);
-        if (result != 1) {
-            return result;
-        }
-        refuseIfNobodyListens();
+        wait.looks = {.at = endpoint.get(),
+                      .first = std::min(beforeLooking, bound / 2),
+                      .again = bound,
+                      .within = bound};
     }
-    return socket->poll(static_cast<std::uint32_t>(remaining().count()), error);
-}
-
-void RequestChannel::refuseIfNobodyListens() const {
-    if (const auto reason = socket::whyNobodyListens(*endpoint, remaining())) {
-        throw CommandError(ExitStatus::NoAnswer, *reason);
-    }
+    return wait;
 }
 
 void RequestChannel::open() {
@@ -90,10 +78,6 @@ void RequestChannel::open() {
     auto opened = std::make_unique<socket::Socket>("tarnctl", socket::ClosePolicy::Discard);
     opened->createAndConnect(socket::Protocol::Request, *endpoint, /*timeoutMs=*/0);
     socket = std::move(opened);
-}
-
-std::chrono::milliseconds RequestChannel::remaining() const {
-    return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()));
 }
 
 }  // namespace tarn::cli

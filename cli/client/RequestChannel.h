@@ -9,6 +9,7 @@ class Message;
 }
 
 namespace tarn::socket {
+struct AnswerWait;
 class Socket;
 class SocketEndpoint;
 }  // namespace tarn::socket
@@ -44,15 +45,13 @@ class RequestChannel {
 
   private:
     void open();
-    int poll(std::string& error);
-    void refuseIfNobodyListens() const;
-    std::chrono::milliseconds remaining() const;
+    socket::AnswerWait wait() const;
 
     std::unique_ptr<tarn::socket::SocketEndpoint> endpoint;
     std::string text;
     Absence absence;
     std::chrono::milliseconds bound{};
-    Clock::time_point deadline;
+    Clock::time_point sent;
     std::unique_ptr<tarn::socket::Socket> socket;
 };
 

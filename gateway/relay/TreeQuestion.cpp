@@ -1,10 +1,9 @@
 #include "gateway/relay/TreeQuestion.h"
 
 #include <exception>
-#include <stdexcept>
 #include <utility>
 
-#include "platform/socket/Socket.h"
+#include "platform/socket/Exchange.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::gateway {
@@ -18,7 +17,7 @@ namespace {
 
 constexpr std::uint32_t largestAnswer = 64U << 20U;
 constexpr std::uint32_t connectWithinMs = 500;
-constexpr std::uint32_t answerWithinMs = 5000;
+constexpr std::chrono::milliseconds answerWithin{5000};
 
 }  // namespace
 
@@ -77,11 +76,9 @@ std::string TreeQuestion::answerWithinBound() {
     ApiToServiceRequest request;
     request.set_type(ApiToServiceRequest::GET_MONITORING_INFO);
     socket.sendProtoBuf(&request);
-    std::string error;
-    if (socket.pollWith(stopping.descriptor(), answerWithinMs, error) != 0) {
-        throw std::runtime_error(error.empty() ? socket.debugString() + ": no answer" : error);
-    }
-    return socket.receiveBytes(largestAnswer);
+    const bool answered = tarn::socket::awaitAnswer(
+        socket, {.within = answerWithin, .interruption = stopping.descriptor()});
+    return answered ? socket.receiveBytes(largestAnswer) : std::string();
 }
 
 }  // namespace tarn::gateway

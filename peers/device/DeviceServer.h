@@ -2,11 +2,11 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 
-#include "platform/socket/Socket.h"
+#include "platform/socket/RequestServer.h"
 #include "platform/socket/SocketEndpoint.h"
-#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::proto::monitoring {
 class DeviceToTarnServiceReply;
@@ -33,11 +33,8 @@ class DeviceServer {
     void serveOne(Time until, int descriptor);
 
   private:
-    void receiveAndAnswer();
-
-    const Answer answer;
-    tarn::socket::Socket socket;
-    utils::RepeatedFailure failures{utils::LogLevel::Warning};
+    const std::unique_ptr<tarn::socket::Socket> socket;
+    tarn::socket::RequestServer server;
 };
 
 }  // namespace tarn::peers

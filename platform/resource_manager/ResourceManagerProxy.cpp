@@ -110,6 +110,13 @@ bool ResourceManagerProxy::unregisterJob(const std::string& uuid, std::string& e
     return succeeds(error, [&] { impl->connected()->unregisterJob(uuid); });
 }
 
+bool ResourceManagerProxy::awaitLoss(int interruption, std::chrono::milliseconds bound,
+                                     std::string& error) {
+    bool isLost = false;
+    return succeeds(error, [&] { isLost = impl->connected()->awaitLoss(interruption, bound); }) &&
+           isLost;
+}
+
 bool ResourceManagerProxy::setDeltacastConfiguration(const DeltacastConfiguration& configuration,
                                                      std::string& error) {
     return succeeds(error, [&] { impl->connected()->setDeltacastConfiguration(configuration); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <memory>
 #include <string>
@@ -56,6 +57,12 @@ class ResourceManagerProxy {
     bool registerJob(const RunningJob& job, std::string& error);
     /// For jobs: leaves the registry. Only the process that registered may; an unknown id succeeds.
     bool unregisterJob(const std::string& uuid, std::string& error);
+
+    /// For jobs: waits until the resource manager may have lost what was registered there, which is
+    /// when the connection to it is lost. False when `bound` has passed, or `interruption` is
+    /// readable, first; and with `error` when it cannot be waited for. Other operations may wait as
+    /// long: for a proxy that has one user.
+    bool awaitLoss(int interruption, std::chrono::milliseconds bound, std::string& error);
 
     bool setDeltacastConfiguration(const DeltacastConfiguration& configuration, std::string& error);
     /// Leaves `configuration` empty and succeeds when none was ever set.

@@ -7,26 +7,22 @@
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/registry/Registry.h"
 #include "platform/resource_manager/registry/StaleSockets.h"
-#include "platform/resource_manager/server/RequestThread.h"
+#include "platform/resource_manager/server/RequestDispatcher.h"
 #include "platform/resource_manager/server/ServedRegistry.h"
-#include "platform/socket/Socket.h"
+#include "platform/socket/RequestThread.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
+#include "proto/resource_manager.pb.h"
 
 namespace tarn::resource_manager {
 
 namespace {
 
+constexpr std::uint32_t maxRequestBytes = 16U << 20U;
+
 const tarn::utils::MessageFormatter& formatter() {
     static const auto* const instance = new tarn::utils::MessageFormatter("ResourceManager");
     return *instance;
-}
-
-std::unique_ptr<tarn::socket::Socket> bindSocket(const tarn::socket::SocketEndpoint& endpoint) {
-    auto socket = std::make_unique<tarn::socket::Socket>("Resource manager",
-                                                         tarn::socket::ClosePolicy::Flush);
-    socket->createAndConnect(tarn::socket::Protocol::Reply, endpoint, /*timeoutMs=*/0);
-    return socket;
 }
 
 std::shared_ptr<Registry> openRegistry(const std::string& folder,
@@ -38,19 +34,34 @@ std::shared_ptr<Registry> openRegistry(const std::string& folder,
     return registry;
 }
 
+tarn::socket::RequestServer::Serve serving(const std::shared_ptr<Registry>& registry) {
+    using tarn::proto::resource_manager::Request;
+    auto answer = tarn::socket::answering<Request>(
+        maxRequestBytes, [dispatcher = RequestDispatcher(registry)](const Request& request) {
+            return dispatcher.answer(request);
+        });
+    return [answer = std::move(answer), registry](tarn::socket::Socket& socket) {
+        answer(socket);
+        registry->storeWhatIsMissing();
+    };
+}
+
 }  // namespace
 
 struct ResourceManagerRequestHandler::Implementation {
     struct Running {
         std::shared_ptr<Registry> registry;
         ServedRegistry forThisProcess;
-        RequestThread forOthers;
+        tarn::socket::RequestThread forOthers;
 
         Running(std::unique_ptr<tarn::socket::Socket> socket, std::shared_ptr<Registry> opened,
                 const tarn::socket::SocketEndpoint& endpoint)
             : registry(std::move(opened)),
               forThisProcess(endpoint, registry),
-              forOthers(std::move(socket), registry) {}
+              forOthers(std::move(socket), serving(registry),
+                        {.notServed = formatter().formatMessage(""),
+                         .notWaited = formatter().formatMessage("Waiting for requests failed: ")}) {
+        }
     };
 
     std::string registryFolder;
@@ -80,7 +91,7 @@ ResourceManagerRequestHandler::~ResourceManagerRequestHandler() {
 bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& endpoint) {
     terminate();
     try {
-        auto socket = bindSocket(endpoint);
+        auto socket = tarn::socket::makeAnsweringSocket("Resource manager", endpoint);
         impl->replaceBy(std::make_shared<Implementation::Running>(
             std::move(socket), openRegistry(impl->registryFolder, endpoint), endpoint));
         return true;

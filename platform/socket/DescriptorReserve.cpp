@@ -53,6 +53,7 @@ void slowDown() {
 // The library takes this error for a client that has gone meanwhile.
 int turnAway() {
     ++turnedAway;
+    DescriptorReserve::Report();
     slowDown();
     errno = ECONNABORTED;
     return -1;

@@ -18,7 +18,8 @@ namespace tarn::socket {
 class DescriptorReserve {
   public:
     /// Says how many were turned away since the last time, in one line every ten seconds at most.
-    /// To be called now and then by whoever listens.
+    /// Done for each that is turned away; whoever listens calls it too, for those after the last
+    /// line.
     static void Report();
 
     /// Whether a descriptor is one of the last ones; whether the next one would be. For who accepts

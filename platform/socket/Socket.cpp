@@ -94,6 +94,23 @@ bool Socket::awaitSubscriber(std::uint32_t timeoutMs) {
         [&] { return impl->awaitSubscriber(os::Deadline(milliseconds(timeoutMs))); });
 }
 
+void Socket::watchConnection() {
+    if (impl->isOpen()) {
+        throw std::invalid_argument(debugString() +
+                                    ": it is watched from its opening or not at all");
+    }
+    impl->settings.isWatched = true;
+}
+
+bool Socket::awaitLoss(int descriptor, std::uint32_t timeoutMs) {
+    if (!impl->settings.isWatched || !impl->connection) {
+        throw std::invalid_argument(debugString() + ": the connection is not watched");
+    }
+    return impl->named([&] {
+        return impl->connection->awaitLoss(os::Deadline(milliseconds(timeoutMs)), descriptor);
+    });
+}
+
 void Socket::sendProtoBuf(const google::protobuf::Message* message) {
     if (message == nullptr) {
         throw std::invalid_argument(debugString() + ": the socket cannot send this");

@@ -79,6 +79,15 @@ class Socket {
     /// opening; false when the time-out passed. What is sent from then on reaches that subscriber.
     bool awaitSubscriber(std::uint32_t timeoutMs);
 
+    /// On Request, over IPC and TCP: from now on `awaitLoss` can be asked, and while the peer is
+    /// away it is tried less and less often, down to twice a second. Before connect.
+    void watchConnection();
+
+    /// Waits until the connection is lost, or was since this was asked last. False when the
+    /// time-out passed, or when `descriptor` became readable, first. std::invalid_argument when the
+    /// connection is not watched, std::runtime_error in-process.
+    bool awaitLoss(int descriptor, std::uint32_t timeoutMs);
+
     /// Serialises and sends. Push over IPC and TCP, Reply and Publish never wait: a full queue
     /// throws (Publish drops for the subscriber that is too slow). Push in-process waits one second
     /// at most. Reply sends to whom the last request came from; without a request that is not

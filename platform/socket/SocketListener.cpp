@@ -14,12 +14,18 @@
 #include "platform/socket/Socket.h"
 #include "platform/socket/zmq/EndpointQueue.h"
 #include "platform/utils/Log.h"
+#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::socket::utils {
 
 namespace {
 
-constexpr std::chrono::milliseconds period{100};
+constexpr std::chrono::milliseconds receiveBound{100};  // what is received here has arrived already
+constexpr std::chrono::milliseconds pauseAfterError{100};
+
+// Nothing is done when it has passed: what there is to do wakes the thread.
+constexpr std::chrono::milliseconds longestWait = std::chrono::hours(1);
+
 constexpr std::uint32_t defaultMaxMessageSize = 10U << 20;
 
 }  // namespace
@@ -45,6 +51,7 @@ struct SocketListener::Implementation {
     // Belongs to the listener's thread while that runs.
     std::shared_ptr<Socket> socket;
     bool isBound = false;
+    tarn::utils::RepeatedFailure notReceived{tarn::utils::LogLevel::Error};
 
     Implementation(SocketListener& owner, Protocol protocol, std::string name)
         : owner(owner), protocol(protocol), name(std::move(name)) {}
@@ -101,7 +108,7 @@ void SocketListener::Implementation::openSocket() {
     }
     socket = std::make_shared<Socket>(name, ClosePolicy::Discard);
     socket->create(protocol);
-    socket->setTimeout(period);  // what is received here has arrived already
+    socket->setTimeout(receiveBound);
     for (const auto& endpoint : endpoints) {
         bind(endpoint);
     }
@@ -238,16 +245,16 @@ void SocketListener::Implementation::listen() {
             return fulfil(wish, endpoint);
         });
         if (!isBound) {
-            wakeUp.waitFor(period);
+            wakeUp.waitFor(longestWait);
             continue;
         }
         std::string error;
-        const int result = socket->pollWith(wakeUp.descriptor(), period.count(), error);
+        const int result = socket->pollWith(wakeUp.descriptor(), longestWait.count(), error);
         if (result == 0) {
             receiveAndHandle();
         } else if (result != 1) {
             logFailure("Failed waiting for messages: " + error);
-            wakeUp.waitFor(period);  // an error that stays must not take a processor
+            wakeUp.waitFor(pauseAfterError);  // an error that stays must not take a processor
         }
     }
 }
@@ -274,7 +281,8 @@ bool SocketListener::Implementation::receive(
             message.get(), owner.maxMessageSize,
             [this](std::string_view bytes) { return owner.admits(bytes); });
     } catch (const std::runtime_error& failure) {
-        logFailure(std::string("Failed receiving message: ") + failure.what());
+        notReceived.log(
+            owner.formatMessage(std::string("Failed receiving message: ") + failure.what()));
         return false;
     }
 }

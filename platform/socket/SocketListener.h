@@ -26,8 +26,8 @@ namespace tarn::socket::utils {
 /// start, stop, addListenEndpoint and removeListenEndpoint may be called from any thread, one at a
 /// time inside the listener; admits, getBaseMessage and handleMessage are called on the listener's
 /// thread only, one message after the other in arrival order. A message that is too large or does
-/// not parse is logged and dropped; an exception of handleMessage is logged; neither ends the
-/// thread. The thread has signals blocked, so that no handler runs on it.
+/// not parse is dropped, and logged once a second at most; an exception of handleMessage is logged;
+/// neither ends the thread. The thread has signals blocked, so that no handler runs on it.
 ///
 /// A derived class stops the listener in its own destructor, before its part of the object is gone.
 class SocketListener : public tarn::utils::IMessageFormatter {
@@ -38,7 +38,7 @@ class SocketListener : public tarn::utils::IMessageFormatter {
 
     std::string messageHeader() const override;
 
-    /// Stops and joins the thread, within one poll period (100 ms) after the message in progress.
+    /// Stops and joins the thread, at once or after the message in progress.
     /// Endpoints stay registered. Stopping a stopped listener does nothing. `error` is cleared, and
     /// filled if joining failed.
     virtual void stop(std::string& error);

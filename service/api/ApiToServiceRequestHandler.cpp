@@ -3,7 +3,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/socket/Socket.h"
+#include "platform/socket/RequestServer.h"
 #include "platform/utils/Log.h"
 #include "service/workflows/WorkflowCreator.h"
 
@@ -11,9 +11,8 @@ namespace tarn::service {
 
 namespace {
 
-constexpr std::uint32_t pollPeriodMs = 500;
+constexpr std::chrono::milliseconds pollPeriod{500};
 constexpr std::uint32_t requestLimit = 10485760;
-constexpr std::chrono::milliseconds afterPollError{100};
 
 }  // namespace
 
@@ -23,7 +22,6 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
       serviceName(serviceName),
       dependencies(std::move(dependencies)),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
-      pollFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
 ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {
@@ -67,35 +65,18 @@ void ApiToServiceRequestHandler::reportFailedStart(const std::string& reason) {
 
 void ApiToServiceRequestHandler::serve(socket::Socket& socket) {
     utils::logTrace(formatMessage("Receiving on " + socket.debugString() + "..."));
-    while (!stopFlag) {
-        try {
-            waitAndServe(socket);
-        } catch (const socket::ZmqContextTerminationException& e) {
-            utils::logInfo(formatMessage(
-                std::string("ApiToServiceRequestHandler::requestThreadFunction: ") + e.what()));
-            return;
-        } catch (const std::exception& e) {
-            reportPollError(e.what());
+    socket::RequestServer server(socket, [this](socket::Socket& arrived) { serveOne(arrived); },
+                                 {.notServed = formatMessage("Failed serving API request: "),
+                                  .notWaited = formatMessage("Poll error receiving API request: "),
+                                  .now = dependencies.steadyNow});
+    try {
+        while (!stopFlag) {
+            server.serveOne(pollPeriod);
         }
+    } catch (const socket::ZmqContextTerminationException& e) {
+        utils::logInfo(formatMessage(
+            std::string("ApiToServiceRequestHandler::requestThreadFunction: ") + e.what()));
     }
-}
-
-void ApiToServiceRequestHandler::waitAndServe(socket::Socket& socket) {
-    std::string error;
-    switch (socket.poll(pollPeriodMs, error)) {
-        case 0:
-            return serveOne(socket);
-        case 1:
-            return;
-        default:
-            reportPollError(error);
-    }
-}
-
-// An error that stays takes neither a processor nor the log.
-void ApiToServiceRequestHandler::reportPollError(const std::string& error) {
-    pollFailures.log(formatMessage("Poll error receiving API request: " + error));
-    std::this_thread::sleep_for(afterPollError);
 }
 
 void ApiToServiceRequestHandler::serveOne(socket::Socket& socket) {

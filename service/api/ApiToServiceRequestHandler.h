@@ -100,9 +100,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     static const Served served[];
 
     void serve(socket::Socket& socket);
-    void waitAndServe(socket::Socket& socket);
     void serveOne(socket::Socket& socket);
-    void reportPollError(const std::string& error);
     bool receive(Request& request, socket::Socket& socket);
     void reportFailedStart(const std::string& reason);
 
@@ -145,7 +143,6 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
     // The request thread's own:
     utils::RepeatedFailure sendFailures;
-    utils::RepeatedFailure pollFailures;
     const HandlerFrame::Dependencies forFrames;
     JobList jobList;
 

@@ -1,10 +1,8 @@
 #include "service/workflows/JobRequests.h"
 
 #include <exception>
-#include <stdexcept>
 
-#include "platform/os/Deadline.h"
-#include "platform/socket/Socket.h"
+#include "platform/socket/Exchange.h"
 #include "proto/api_job.pb.h"
 
 namespace tarn::service {
@@ -28,9 +26,9 @@ class AskedJob {
         }
     }
 
-    void handOver(const os::Deadline& deadline, const TakeJobReply& take) {
+    void handOver(const socket::AnswerWait& wait, const TakeJobReply& take) {
         JobToApiReply reply;
-        const auto problem = receive(reply, deadline);
+        const auto problem = receive(reply, wait);
         socket.close();  // before it is dealt with: there may be hundreds
         take(job, problem ? nullptr : &reply, problem.value_or(""));
     }
@@ -44,29 +42,16 @@ class AskedJob {
         socket.sendProtoBuf(&request);
     }
 
-    std::optional<std::string> receive(JobToApiReply& reply, const os::Deadline& deadline) {
+    std::optional<std::string> receive(JobToApiReply& reply, const socket::AnswerWait& wait) {
         if (notAsked) {
             return notAsked;
         }
         try {
-            await(deadline);
+            socket::awaitAnswer(socket, wait);
             socket.receiveProtoBuf(&reply, options.replyLimit);
             return std::nullopt;
         } catch (const std::exception& e) {
             return e.what();
-        }
-    }
-
-    void await(const os::Deadline& deadline) {
-        std::string error;
-        const auto left = static_cast<std::uint32_t>(deadline.remaining().count());
-        const int polled = socket.poll(left, error);
-        if (polled == 1) {
-            error = socket.debugString() + ": nothing was received within " +
-                    std::to_string(options.bound.count()) + " ms";
-        }
-        if (polled != 0) {
-            throw std::runtime_error(error);
         }
     }
 
@@ -80,13 +65,13 @@ class AskedJob {
 
 void askJobs(const std::list<RunningJob>& jobs, const ApiToJobRequest& request,
              const JobRequestOptions& options, const TakeJobReply& take) {
-    const os::Deadline deadline(options.bound);
+    const socket::AnswerWait wait{.within = options.bound};
     std::list<AskedJob> asked;
     for (const auto& job : jobs) {
         asked.emplace_back(job, request, options);
     }
     for (auto& job : asked) {
-        job.handOver(deadline, take);
+        job.handOver(wait, take);
     }
 }
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
-#include "platform/socket/Socket.h"
+#include "platform/socket/Exchange.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
@@ -68,9 +68,8 @@ bool WorkflowCreator::setUpJob(const std::string& ipcEndpoint, const ServiceToJo
     if (utils::isLogEnabled(utils::LogLevel::Info)) {
         utils::logInfo(formatMessage("Sending " + request.DebugString()));
     }
-    socket.sendProtoBuf(&request);
     JobToServiceReply reply;
-    socket.receiveProtoBuf(&reply, replyLimit);
+    socket::exchange(socket, request, reply, replyLimit);
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
         utils::logTrace(formatMessage("Received " + request.DebugString()));
     }

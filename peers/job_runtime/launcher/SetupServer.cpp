@@ -2,8 +2,10 @@
 
 #include <google/protobuf/message.h>
 
+#include <algorithm>
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/utils/Log.h"
@@ -12,59 +14,45 @@ namespace tarn::peers {
 
 namespace {
 
-constexpr std::uint32_t pollMs = 100;
 constexpr std::uint32_t maxSetupBytes = 11U << 20U;
 
 }  // namespace
 
 SetupServer::SetupServer(const std::string& endpoint, const SetupProtocol& protocol)
-    : protocol(protocol), socket("Setup endpoint", tarn::socket::ClosePolicy::Flush) {
-    socket.createAndConnect(tarn::socket::Protocol::Reply,
-                            tarn::socket::SocketEndpoint::FromString(endpoint), 0);
-}
+    : protocol(protocol),
+      socket(tarn::socket::makeAnsweringSocket("Setup endpoint",
+                                               tarn::socket::SocketEndpoint::FromString(endpoint))),
+      server(*socket, [this](tarn::socket::Socket&) { receive(); },
+             {.notServed = "Setup not received: ", .notWaited = "Cannot wait for the setup: "}) {}
 
 std::optional<JobSetup> SetupServer::wait(Clock::time_point deadline, StopRequest& stop) {
-    std::string error;
-    while (Clock::now() < deadline && stop.take() == StopRequest::Wish::None) {
-        const int polled = socket.poll(pollMs, error);
-        if (polled == 2) {
-            throw std::runtime_error("Cannot wait for the setup: " + error);
-        }
-        if (polled == 0) {
-            if (auto setup = receive()) {
-                return setup;
-            }
-        }
+    while (!received && Clock::now() < deadline && stop.take() == StopRequest::Wish::None) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+        server.serveOne(std::max(left, std::chrono::milliseconds(0)), stop.descriptor());
     }
-    return std::nullopt;
+    return std::exchange(received, std::nullopt);
 }
 
-std::optional<JobSetup> SetupServer::receive() {
+void SetupServer::receive() {
     const auto request = protocol.newRequest();
+    socket->receiveProtoBuf(request.get(), maxSetupBytes);
     try {
-        socket.receiveProtoBuf(request.get(), maxSetupBytes);
-    } catch (const std::exception& e) {
-        utils::logWarning(std::string("Setup not received: ") + e.what());
-        return std::nullopt;
-    }
-    try {
-        return protocol.read(*request);
+        received = protocol.read(*request);
     } catch (const std::invalid_argument& e) {
         utils::logWarning(std::string("Setup refused: ") + e.what());
         send({.refusal = e.what(), .warning = {}});
-        return std::nullopt;
     }
 }
 
 void SetupServer::answer(const SetupVerdict& verdict) {
     send(verdict);
-    socket.close();
+    socket->close();
 }
 
 void SetupServer::send(const SetupVerdict& verdict) {
     const auto reply = protocol.makeReply(verdict);
     try {
-        socket.sendProtoBuf(reply.get());
+        socket->sendProtoBuf(reply.get());
     } catch (const std::exception& e) {
         utils::logWarning(std::string("Setup answer not sent: ") + e.what());
     }

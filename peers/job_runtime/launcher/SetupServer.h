@@ -1,12 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "peers/job_runtime/JobSetup.h"
 #include "peers/job_runtime/SetupProtocol.h"
-#include "platform/socket/Socket.h"
+#include "platform/socket/RequestServer.h"
 
 namespace tarn::peers {
 
@@ -29,11 +30,13 @@ class SetupServer {
     void answer(const SetupVerdict& verdict);
 
   private:
-    std::optional<JobSetup> receive();
+    void receive();
     void send(const SetupVerdict& verdict);
 
     const SetupProtocol& protocol;
-    tarn::socket::Socket socket;
+    const std::unique_ptr<tarn::socket::Socket> socket;
+    tarn::socket::RequestServer server;
+    std::optional<JobSetup> received;
 };
 
 }  // namespace tarn::peers

@@ -17,6 +17,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds checkPeriod{1};
+
+// A service that lives forgets nobody; this is for what we have not thought of.
+constexpr std::chrono::minutes longestTrust{1};
 constexpr std::chrono::seconds leaveBound{2};
 
 // As long as a job that was just told to end normally takes.
@@ -63,9 +66,10 @@ bool RegistryEntry::leave() {
 }
 
 void RegistryEntry::work(const std::stop_token& token) {
+    const std::stop_callback waking(token, [this] { stopping.ring(); });
     if (claimId(token)) {
         enterFirst(token);
-        while (pause(token, checkPeriod)) {
+        while (awaitNextCheck(token)) {
             check();
         }
     }
@@ -163,6 +167,16 @@ void RegistryEntry::depart() {
 }
 
 // False when the thread is to end.
+bool RegistryEntry::awaitNextCheck(const std::stop_token& token) {
+    std::string error;
+    const bool isListed = state.lock()->standing == Standing::Listed;
+    if (isListed) {
+        proxy.awaitLoss(stopping.descriptor(), longestTrust, error);
+    }
+    return isListed && error.empty() ? !token.stop_requested() : pause(token, checkPeriod);
+}
+
+// The same after a time.
 bool RegistryEntry::pause(const std::stop_token& token, std::chrono::milliseconds length) {
     std::unique_lock lock(mutex);
     changed.wait_for(lock, token, length, [] { return false; });

@@ -10,6 +10,7 @@
 
 #include "peers/job_runtime/registration/Registration.h"
 #include "platform/os/FileDescriptor.h"
+#include "platform/os/WakeUp.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/resource_manager/RunningJob.h"
 #include "platform/socket/SocketEndpoint.h"
@@ -21,9 +22,10 @@ class JobClaim;
 
 /// This process's entry in the registry of running jobs, and the claim to its id. Both are seen to
 /// by a thread of its own, since neither is got at once: the claim may be held by a process that is
-/// about to end, and the resource manager may be away. Once entered, the entry is looked at every
-/// second, and made again when a new service has lost it. A service that is away is no reason to
-/// end: only what changes is logged.
+/// about to end, and the resource manager may be away. Once entered, the entry is looked at
+/// whenever the connection to the service was lost, and made again when a new service has lost it.
+/// A service that is away is no reason to end: it is asked every second, and only what changes is
+/// logged.
 class RegistryEntry : public Registration {
   public:
     /// Whether it may be the job, now that it has the claim; `hadToWait`: another process was the
@@ -59,6 +61,7 @@ class RegistryEntry : public Registration {
     bool connect(std::string& error);
     void check();
     void depart();
+    bool awaitNextCheck(const std::stop_token& token);
     bool pause(const std::stop_token& token, std::chrono::milliseconds length);
     bool change(Standing now, const std::string& why = {});
 
@@ -70,6 +73,8 @@ class RegistryEntry : public Registration {
     const MayBeTheJob mayBeTheJob;
     const os::FileDescriptor changes;
     tarn::utils::Synchronised<State> state;
+
+    os::WakeUp stopping;
 
     // The thread's.
     tarn::resource_manager::ResourceManagerProxy proxy;

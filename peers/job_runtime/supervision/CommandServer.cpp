@@ -1,6 +1,5 @@
 #include "peers/job_runtime/supervision/CommandServer.h"
 
-#include <chrono>
 #include <exception>
 #include <string>
 
@@ -19,7 +18,6 @@ using tarn::proto::api_job::JobToApiReplyStatus;
 
 namespace {
 
-constexpr std::uint32_t pollMs = 100;
 constexpr std::uint32_t maxRequestBytes = 65536;
 
 JobToApiReply makeReply(JobToApiReply::Type type) {
@@ -42,36 +40,10 @@ CommandServer::CommandServer(const tarn::socket::SocketEndpoint& endpoint, JobSt
     : status(status),
       stop(stop),
       persistence(persistence),
-      socket("Job command endpoint", tarn::socket::ClosePolicy::Flush) {
-    socket.createAndConnect(tarn::socket::Protocol::Reply, endpoint, 0);
-    thread = std::jthread([this](const std::stop_token& token) { serve(token); });
-}
-
-void CommandServer::serve(const std::stop_token& token) {
-    while (!token.stop_requested()) {
-        try {
-            serveOne();
-        } catch (const std::exception& e) {
-            failures.log(std::string("Command not served: ") + e.what());
-        }
-    }
-}
-
-void CommandServer::serveOne() {
-    std::string error;
-    const int polled = socket.poll(pollMs, error);
-    if (polled == 2) {
-        failures.log("Cannot wait for commands: " + error);
-        std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
-    }
-    if (polled != 0) {
-        return;
-    }
-    ApiToJobRequest request;
-    socket.receiveProtoBuf(&request, maxRequestBytes);
-    const auto reply = answerTo(request);
-    socket.sendProtoBuf(&reply);
-}
+      thread(tarn::socket::makeAnsweringSocket("Job command endpoint", endpoint),
+             tarn::socket::answering<Request>(
+                 maxRequestBytes, [this](const Request& request) { return answerTo(request); }),
+             {.notServed = "Command not served: ", .notWaited = "Cannot wait for commands: "}) {}
 
 JobToApiReply CommandServer::answerTo(const ApiToJobRequest& request) {
     switch (request.type()) {

@@ -1,11 +1,7 @@
 #pragma once
 
-#include <stop_token>
-#include <thread>
-
-#include "platform/socket/Socket.h"
+#include "platform/socket/RequestThread.h"
 #include "platform/socket/SocketEndpoint.h"
-#include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::proto::api_job {
 class ApiToJobRequest;
@@ -30,8 +26,6 @@ class CommandServer {
     using Request = tarn::proto::api_job::ApiToJobRequest;
     using Reply = tarn::proto::api_job::JobToApiReply;
 
-    void serve(const std::stop_token& token);
-    void serveOne();
     Reply answerTo(const Request& request);
     Reply destroy(const Request& request);
     bool forget();
@@ -39,9 +33,7 @@ class CommandServer {
     JobStatus& status;
     StopRequest& stop;
     Persistence& persistence;
-    tarn::socket::Socket socket;
-    utils::RepeatedFailure failures{utils::LogLevel::Warning};  // the thread's own
-    std::jthread thread;                                        // last: ends before what it uses
+    tarn::socket::RequestThread thread;  // last: ends before what it uses
 };
 
 }  // namespace tarn::peers

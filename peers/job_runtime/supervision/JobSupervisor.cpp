@@ -62,8 +62,7 @@ JobSupervisor::Clock::time_point JobSupervisor::nextDeadline() const {
 }
 
 void JobSupervisor::waitForSomething() const {
-    std::vector<int> inputs = {job.stop.signalDescriptor(), job.stop.wishDescriptor(),
-                               job.admission.descriptor()};
+    std::vector<int> inputs = {job.stop.descriptor(), job.admission.descriptor()};
     if (process) {
         const auto ofProcess = process->descriptors();
         inputs.insert(inputs.end(), ofProcess.begin(), ofProcess.end());

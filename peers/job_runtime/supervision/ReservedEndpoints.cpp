@@ -1,9 +1,8 @@
 #include "peers/job_runtime/supervision/ReservedEndpoints.h"
 
-#include <chrono>
-#include <exception>
+#include <stdexcept>
 
-#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/SocketListener.h"
 #include "platform/utils/Log.h"
 #include "proto/api_job.pb.h"
 
@@ -13,51 +12,50 @@ using tarn::socket::ClosePolicy;
 using tarn::socket::Protocol;
 using tarn::socket::SocketEndpoint;
 
-namespace {
-
-constexpr std::uint32_t pollMs = 100;
-
-void bindAll(tarn::socket::Socket& socket, Protocol protocol,
-             const std::vector<std::string>& endpoints) {
-    socket.create(protocol);
-    for (const auto& endpoint : endpoints) {
-        socket.connect(SocketEndpoint::FromString(endpoint), 0);
+/// Receives, and lets nothing in.
+class ReservedEndpoints::Drain : public tarn::socket::utils::SocketListener {
+  public:
+    explicit Drain(const std::vector<std::string>& endpoints)
+        : SocketListener(Protocol::Pull, "Reserved receiving endpoint") {
+        std::string error;
+        for (const auto& endpoint : endpoints) {
+            SocketEndpoint::FromString(endpoint);
+            addListenEndpoint(endpoint, error);
+        }
+        if (!start(error)) {
+            throw std::runtime_error(error);
+        }
     }
-}
-
-// Throws for anything larger than nothing, and has dropped it then.
-void dropOne(tarn::socket::Socket& socket) {
-    try {
-        tarn::proto::api_job::ApiToJobRequest any;
-        socket.receiveProtoBuf(&any, 0);
-    } catch (const std::exception&) {
-        utils::logDebug("Dropped a message on a reserved endpoint");
+    ~Drain() override {
+        std::string error;
+        stop(error);
     }
-}
 
-}  // namespace
+    std::shared_ptr<google::protobuf::Message> getBaseMessage() override {
+        return std::make_shared<tarn::proto::api_job::ApiToJobRequest>();
+    }
+    void handleMessage(std::shared_ptr<google::protobuf::Message>,
+                       std::shared_ptr<tarn::socket::Socket>) override {}
+
+  protected:
+    bool admits(std::string_view) override {
+        tarn::utils::logDebug("Dropped a message on a reserved endpoint");
+        return false;
+    }
+};
 
 ReservedEndpoints::ReservedEndpoints(const std::vector<std::string>& pullEndpoints,
                                      const std::vector<std::string>& publishEndpoints)
-    : pull("Reserved receiving endpoint", ClosePolicy::Discard),
-      publish("Reserved publishing endpoint", ClosePolicy::Discard) {
-    bindAll(pull, Protocol::Pull, pullEndpoints);
-    bindAll(publish, Protocol::Publish, publishEndpoints);
+    : publish("Reserved publishing endpoint", ClosePolicy::Discard) {
     if (!pullEndpoints.empty()) {
-        thread = std::jthread([this](const std::stop_token& token) { drop(token); });
+        pull = std::make_unique<Drain>(pullEndpoints);
+    }
+    publish.create(Protocol::Publish);
+    for (const auto& endpoint : publishEndpoints) {
+        publish.connect(SocketEndpoint::FromString(endpoint), 0);
     }
 }
 
-void ReservedEndpoints::drop(const std::stop_token& token) {
-    std::string error;
-    while (!token.stop_requested()) {
-        const int polled = pull.poll(pollMs, error);
-        if (polled == 0) {
-            dropOne(pull);
-        } else if (polled == 2) {  // an error that stays must not take a processor
-            std::this_thread::sleep_for(std::chrono::milliseconds(pollMs));
-        }
-    }
-}
+ReservedEndpoints::~ReservedEndpoints() = default;
 
 }  // namespace tarn::peers

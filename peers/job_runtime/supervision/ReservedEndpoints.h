@@ -1,9 +1,7 @@
 #pragma once
 
-#include <list>
-#include <stop_token>
+#include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/socket/Socket.h"
@@ -17,13 +15,13 @@ class ReservedEndpoints {
     /// Binds all of them; throws std::runtime_error, std::invalid_argument for a bad text.
     ReservedEndpoints(const std::vector<std::string>& pullEndpoints,
                       const std::vector<std::string>& publishEndpoints);
+    ~ReservedEndpoints();
 
   private:
-    void drop(const std::stop_token& token);
+    class Drain;
 
-    tarn::socket::Socket pull;
+    std::unique_ptr<Drain> pull;
     tarn::socket::Socket publish;
-    std::jthread thread;  // last: ends before what it uses
 };
 
 }  // namespace tarn::peers

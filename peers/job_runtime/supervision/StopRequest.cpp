@@ -22,11 +22,11 @@ StopRequest::Wish StopRequest::wish() {
 }
 
 StopRequest::Wish StopRequest::take() {
-    eventfd_t count = 0;
-    ::eventfd_read(wishes.get(), &count);
     if (signals.take()) {
         request(Wish::EndNow);
     }
+    eventfd_t count = 0;
+    ::eventfd_read(wishes.get(), &count);
     return wish();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/os/DescriptorSet.h"
 #include "platform/os/FileDescriptor.h"
 #include "platform/os/StopSignals.h"
 #include "platform/utils/Synchronised.h"
@@ -27,8 +28,7 @@ class StopRequest {
     Wish wish();
 
     /// For poll: readable when `take` has something new.
-    int signalDescriptor() const { return signals.descriptor(); }
-    int wishDescriptor() const { return wishes.get(); }
+    int descriptor() const { return inputs.descriptor(); }
 
     /// Turns what arrived at the descriptors into the wish, and gives it.
     Wish take();
@@ -36,6 +36,7 @@ class StopRequest {
   private:
     os::StopSignals signals;
     os::FileDescriptor wishes;
+    const os::DescriptorSet inputs{signals.descriptor(), wishes.get()};
     tarn::utils::Synchronised<Wish> current{Wish::None};
 };
 

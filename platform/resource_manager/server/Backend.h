@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <list>
 #include <string>
 
@@ -24,6 +25,9 @@ class Backend {
     virtual void unregisterJob(const std::string& uuid) = 0;
     virtual void setDeltacastConfiguration(const DeltacastConfiguration& configuration) = 0;
     virtual DeltacastConfiguration deltacastConfiguration() = 0;
+
+    /// As ResourceManagerProxy::awaitLoss. Whoever asks something meanwhile may wait as long.
+    virtual bool awaitLoss(int interruption, std::chrono::milliseconds bound) = 0;
 };
 
 }  // namespace tarn::resource_manager

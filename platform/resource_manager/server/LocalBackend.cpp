@@ -1,5 +1,8 @@
 #include "platform/resource_manager/server/LocalBackend.h"
 
+#include <poll.h>
+
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -54,6 +57,13 @@ void LocalBackend::setDeltacastConfiguration(const DeltacastConfiguration& confi
 
 DeltacastConfiguration LocalBackend::deltacastConfiguration() {
     return registry()->deltacastConfiguration();
+}
+
+// Nothing tells of the end of a registry in this process: it is taken for lost every second.
+bool LocalBackend::awaitLoss(int interruption, std::chrono::milliseconds bound) {
+    constexpr std::chrono::milliseconds period{1000};
+    pollfd input{.fd = interruption, .events = POLLIN, .revents = 0};
+    return ::poll(&input, 1, static_cast<int>(std::min(bound, period).count())) == 0;
 }
 
 }  // namespace tarn::resource_manager

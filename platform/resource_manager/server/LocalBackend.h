@@ -24,6 +24,7 @@ class LocalBackend : public Backend {
     void unregisterJob(const std::string& uuid) override;
     void setDeltacastConfiguration(const DeltacastConfiguration& configuration) override;
     DeltacastConfiguration deltacastConfiguration() override;
+    bool awaitLoss(int interruption, std::chrono::milliseconds bound) override;
 
   private:
     std::shared_ptr<Registry> registry() const;  // never null; throws

@@ -62,7 +62,7 @@ void addUsedResources(const Registry& registry, const Request& request, Reply& r
 RequestDispatcher::RequestDispatcher(std::shared_ptr<Registry> registry)
     : registry(std::move(registry)) {}
 
-Reply RequestDispatcher::answer(const Request& request) {
+Reply RequestDispatcher::answer(const Request& request) const {
     Reply reply;
     reply.set_type(request.type());
     try {
@@ -75,7 +75,7 @@ Reply RequestDispatcher::answer(const Request& request) {
     return reply;
 }
 
-void RequestDispatcher::serve(const Request& request, Reply& reply) {
+void RequestDispatcher::serve(const Request& request, Reply& reply) const {
     switch (request.type()) {
         case Request::REGISTER_JOB:
             require(request.has_job(), request, "job");

@@ -19,11 +19,11 @@ class RequestDispatcher {
 
     /// Always gives a reply; what went wrong stands in it. Does not throw.
     tarn::proto::resource_manager::Reply answer(
-        const tarn::proto::resource_manager::Request& request);
+        const tarn::proto::resource_manager::Request& request) const;
 
   private:
     void serve(const tarn::proto::resource_manager::Request& request,
-               tarn::proto::resource_manager::Reply& reply);
+               tarn::proto::resource_manager::Reply& reply) const;
 
     const std::shared_ptr<Registry> registry;
 };

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/socket/Exchange.h"
 #include "proto/resource_manager.pb.h"
 
 namespace tarn::resource_manager {
@@ -35,16 +36,16 @@ SocketBackend::SocketBackend(tarn::socket::SocketEndpoint endpoint)
     : SocketBackend(std::move(endpoint), Bounds()) {}
 
 SocketBackend::SocketBackend(tarn::socket::SocketEndpoint endpoint, Bounds bounds)
-    : endpoint(std::move(endpoint)) {
+    : endpoint(std::move(endpoint)), answerBound(bounds.answer) {
     auto locked = connection.lock();
-    locked->socket.setTimeout(bounds.answer);
+    locked->socket.watchConnection();
     locked->socket.createAndConnect(tarn::socket::Protocol::Request, this->endpoint,
                                     static_cast<std::uint32_t>(bounds.connecting.count()));
 }
 
 Reply SocketBackend::ask(const Request& request) {
     Reply reply;
-    exchange(request, reply);
+    receiveAnswer(request, reply);
     if (reply.type() != request.type()) {
         throw std::runtime_error("The resource manager answered another request");
     }
@@ -56,11 +57,10 @@ Reply SocketBackend::ask(const Request& request) {
     return reply;
 }
 
-void SocketBackend::exchange(const Request& request, Reply& reply) {
+void SocketBackend::receiveAnswer(const Request& request, Reply& reply) {
     auto locked = connection.lock();
     try {
-        locked->socket.sendProtoBuf(&request);
-        locked->socket.receiveProtoBuf(&reply, maxReplyBytes);
+        exchange(locked->socket, request, reply, maxReplyBytes, {.within = answerBound});
     } catch (const std::exception&) {
         locked->socket.connect(endpoint, /*timeoutMs=*/0);
         throw;
@@ -119,6 +119,11 @@ void SocketBackend::setDeltacastConfiguration(const DeltacastConfiguration& conf
     auto request = requestOf(Request::SET_DELTACAST_CONFIGURATION);
     *request.mutable_deltacast_configuration() = configuration.toProtoBuf();
     ask(request);
+}
+
+bool SocketBackend::awaitLoss(int interruption, std::chrono::milliseconds bound) {
+    return connection.lock()->socket.awaitLoss(interruption,
+                                               static_cast<std::uint32_t>(bound.count()));
 }
 
 DeltacastConfiguration SocketBackend::deltacastConfiguration() {

@@ -37,6 +37,7 @@ class SocketBackend : public Backend {
     void unregisterJob(const std::string& uuid) override;
     void setDeltacastConfiguration(const DeltacastConfiguration& configuration) override;
     DeltacastConfiguration deltacastConfiguration() override;
+    bool awaitLoss(int interruption, std::chrono::milliseconds bound) override;
 
   private:
     struct RegistryConnection {
@@ -44,10 +45,11 @@ class SocketBackend : public Backend {
     };
 
     tarn::proto::resource_manager::Reply ask(const tarn::proto::resource_manager::Request& request);
-    void exchange(const tarn::proto::resource_manager::Request& request,
-                  tarn::proto::resource_manager::Reply& reply);
+    void receiveAnswer(const tarn::proto::resource_manager::Request& request,
+                       tarn::proto::resource_manager::Reply& reply);
 
     const tarn::socket::SocketEndpoint endpoint;
+    const std::chrono::milliseconds answerBound;
     tarn::utils::Synchronised<RegistryConnection> connection;
 };
 

@@ -2,8 +2,6 @@
 
 #include <stdexcept>
 
-#include "platform/socket/zmq/SocketMonitor.h"
-
 namespace tarn::socket {
 
 namespace {
@@ -28,6 +26,10 @@ ConnectedSocket::ConnectedSocket(const SocketSettings& settings, const SocketEnd
     } else {
         connectAndAwaitHandshake(handshakeBound);
     }
+    // Not before: a socket can be watched by one at a time.
+    if (settings.isWatched && peer.transport() != Transport::InProcess) {
+        losses = std::make_unique<SocketMonitor>(*connected, ZMQ_EVENT_DISCONNECTED);
+    }
 }
 
 bool ConnectedSocket::isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound) {
@@ -49,6 +51,13 @@ void ConnectedSocket::follow() {
         connected = makeFor(settings, peer);
         connect();
     }
+}
+
+bool ConnectedSocket::awaitLoss(const os::Deadline& deadline, int descriptor) {
+    if (!losses) {
+        throw std::runtime_error("nothing tells of a loss in the same process");
+    }
+    return losses->waitForEvent(deadline, descriptor).has_value();
 }
 
 void ConnectedSocket::drop() {

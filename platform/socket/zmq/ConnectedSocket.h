@@ -5,6 +5,7 @@
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/zmq/InProcessNames.h"
+#include "platform/socket/zmq/SocketMonitor.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
@@ -25,6 +26,11 @@ class ConnectedSocket {
     /// wait for the unasked.
     void follow();
 
+    /// Of one that is watched, over IPC and TCP: waits until the connection is lost, or was since
+    /// this was asked last; false when the time has passed, or `descriptor` became readable, first.
+    /// Throws std::runtime_error in-process.
+    bool awaitLoss(const os::Deadline& deadline, int descriptor);
+
     /// Makes closing discard what is unsent, whatever the close policy.
     void drop();
 
@@ -38,6 +44,7 @@ class ConnectedSocket {
     const SocketSettings settings;
     const SocketEndpoint peer;
     std::unique_ptr<ZmqSocket> connected;
+    std::unique_ptr<SocketMonitor> losses;  // ends before what it watches
     InProcessNames::Binding binding = 0;
 };
 

@@ -38,8 +38,8 @@ SocketMonitor::~SocketMonitor() {
     zmq_socket_monitor(watched.handle(), nullptr, 0);
 }
 
-std::optional<int> SocketMonitor::waitForEvent(const os::Deadline& deadline) {
-    while (events.waitFor(ZMQ_POLLIN, deadline)) {
+std::optional<int> SocketMonitor::waitForEvent(const os::Deadline& deadline, int descriptor) {
+    while (events.waitFor(ZMQ_POLLIN, deadline, descriptor)) {
         zmq::message_t number;
         zmq::message_t address;
         if (events.receive(number) && number.more() && events.receive(address)) {

@@ -18,8 +18,9 @@ class SocketMonitor {
     SocketMonitor(const SocketMonitor&) = delete;
     SocketMonitor& operator=(const SocketMonitor&) = delete;
 
-    /// Takes the next event, a ZMQ_EVENT_... value; nothing when none came in time.
-    std::optional<int> waitForEvent(const os::Deadline& deadline);
+    /// Takes the next event, a ZMQ_EVENT_... value; nothing when none came in time, or before
+    /// `descriptor` (-1 for none) became readable.
+    std::optional<int> waitForEvent(const os::Deadline& deadline, int descriptor = -1);
 
   private:
     ZmqSocket& watched;

@@ -14,6 +14,13 @@ constexpr int flushMs = 1000;
 // would be most of the waiting.
 constexpr int reconnectMs = 10;
 
+// Who waits for a peer that may be away for long tries less and less often, down to this.
+constexpr int longestReconnectMs = 500;
+
+bool mayBeAwayForLong(const SocketSettings& settings) {
+    return settings.protocol == Protocol::Push || settings.isWatched;
+}
+
 // A topic comes behind the name of its command, or behind one byte.
 constexpr auto largestAnnouncement = static_cast<std::int64_t>(largestTopic + 10);
 
@@ -46,6 +53,9 @@ std::unique_ptr<ZmqSocket> makeZmqSocket(const SocketSettings& settings) {
     socket->set(option::sndhwm, settings.queueLength);
     socket->set(option::rcvhwm, settings.queueLength);
     socket->set(option::reconnect_ivl, reconnectMs);
+    if (mayBeAwayForLong(settings)) {
+        socket->set(option::reconnect_ivl_max, longestReconnectMs);
+    }
     socket->set(option::maxmsgsize, static_cast<std::int64_t>(largestMessage));
     setRoleOptions(*socket, settings.protocol);
     return socket;

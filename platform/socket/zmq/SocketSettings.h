@@ -12,6 +12,7 @@ struct SocketSettings {
     Protocol protocol = Protocol::None;
     ClosePolicy closePolicy = ClosePolicy::Discard;
     int queueLength = 1000;  ///< messages, per peer and direction
+    bool isWatched = false;  ///< whether a connecting socket can be asked for its losses
 };
 
 /// No message is larger on the wire, in bytes: a connection that brings a larger one is closed

@@ -1,4 +1,4 @@
-#include "platform/socket/Socket.h"
+#include "platform/socket/Exchange.h"
 #include "platform/utils/Log.h"
 #include "proto/service_engine.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
@@ -90,9 +90,8 @@ void ApiToServiceRequestHandler::setUpEngine(const std::string& ipcEndpoint,
     if (utils::isLogEnabled(utils::LogLevel::Trace)) {
         utils::logTrace(formatMessage("Sending " + request.DebugString()));
     }
-    socket.sendProtoBuf(&request);
     EngineToServiceReply reply;
-    socket.receiveProtoBuf(&reply, replyLimit);
+    socket::exchange(socket, request, reply, replyLimit);
     if (reply.type() == EngineToServiceReply::SETUP) {
         utils::logInfo(formatMessage("Job setup properly sent"));
         if (reply.has_success() && !reply.success()) {

@@ -1,11 +1,9 @@
 #include "service/devices/protocol/DeviceRequestSocket.h"
 
-#include <algorithm>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
-#include "platform/socket/NobodyListens.h"
+#include "platform/socket/Exchange.h"
 #include "proto/monitoring.pb.h"
 #include "service/devices/DeviceDoor.h"
 
@@ -15,8 +13,6 @@ namespace {
 
 constexpr std::uint32_t connectWithinMs = 500;
 constexpr std::uint32_t replyLimit = 524288;
-constexpr std::chrono::milliseconds quickAnswer{100};
-constexpr std::chrono::milliseconds betweenKnocks{500};
 constexpr std::chrono::milliseconds knockWithin{100};
 
 }  // namespace
@@ -43,7 +39,7 @@ bool DeviceRequestSocket::ask(const Request& request, Reply& reply,
                               std::chrono::milliseconds within) {
     const std::lock_guard lock(mutex);
     if (peer == Peer::Doubtful) {
-        checkSomebodyListens();
+        socket::checkSomebodyListens(socket, peerEndpoint, knockWithin);
     }
     peer = Peer::Doubtful;
     const bool answered = exchange(request, reply, within);
@@ -54,11 +50,13 @@ bool DeviceRequestSocket::ask(const Request& request, Reply& reply,
 bool DeviceRequestSocket::exchange(const Request& request, Reply& reply,
                                    std::chrono::milliseconds within) {
     socket.sendProtoBuf(&request);
-    if (!awaitAnswer(within)) {
-        return false;
+    const bool answered = socket::awaitAnswer(socket, {.within = within,
+                                                       .interruption = interruption.descriptor(),
+                                                       .looks = {.at = &peerEndpoint}});
+    if (answered) {
+        receive(reply);
     }
-    receive(reply);
-    return true;
+    return answered;
 }
 
 void DeviceRequestSocket::receive(Reply& reply) {
@@ -72,47 +70,11 @@ void DeviceRequestSocket::receive(Reply& reply) {
     }
 }
 
-// False when it was interrupted.
-bool DeviceRequestSocket::awaitAnswer(std::chrono::milliseconds within) {
-    auto left = within;
-    for (auto wait = std::min(left, quickAnswer); !hasAnswered(wait);
-         wait = std::min(left, betweenKnocks)) {
-        if (isInterrupted) {
-            return false;
-        }
-        left -= wait;
-        if (left.count() <= 0) {
-            throw std::runtime_error(socket.debugString() + ": nothing was received within " +
-                                     std::to_string(within.count()) + " ms");
-        }
-        checkSomebodyListens();
-    }
-    return true;
-}
-
-bool DeviceRequestSocket::hasAnswered(std::chrono::milliseconds within) {
-    std::string error;
-    const auto bound = static_cast<std::uint32_t>(within.count());
-    const int result = socket.pollWith(interruption.descriptor(), bound, error);
-    if (result != 0 && result != 1) {
-        throw std::runtime_error(error);
-    }
-    return result == 0;
-}
-
-void DeviceRequestSocket::checkSomebodyListens() const {
-    if (const auto why = socket::whyNobodyListens(peerEndpoint, knockWithin)) {
-        throw std::runtime_error(socket.debugString() + ": " + *why);
-    }
-}
-
 void DeviceRequestSocket::interrupt() {
-    isInterrupted = true;
     interruption.ring();
 }
 
 void DeviceRequestSocket::resume() {
-    isInterrupted = false;
     interruption.reset();
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -51,12 +50,8 @@ class DeviceRequestSocket {
 
     bool exchange(const Request& request, Reply& reply, std::chrono::milliseconds within);
     void receive(Reply& reply);
-    bool awaitAnswer(std::chrono::milliseconds within);
-    bool hasAnswered(std::chrono::milliseconds within);
-    void checkSomebodyListens() const;
 
     const std::chrono::milliseconds answerWithin;
-    std::atomic<bool> isInterrupted{false};
     os::WakeUp interruption;
 
     std::mutex mutex;

@@ -158,6 +158,28 @@ TEST(ConnectTest, AServerMayListenOnLocalhostAndBeCalledOnEveryInterface) {
     EXPECT_EQ(receive(*pull), "x");
 }
 
+TEST(ConnectTest, ALossIsToldOfWhatIsWatchedAlone) {
+    const auto endpoint = ipcEndpoint();
+    auto server = open(Protocol::Reply, endpoint);
+    const auto unwatched = open(Protocol::Request, endpoint, patienceMs);
+    EXPECT_THROW(unwatched->awaitLoss(-1, 0), std::invalid_argument);
+    EXPECT_THROW(unwatched->watchConnection(), std::invalid_argument);
+
+    Socket watched("watched", ClosePolicy::Discard);
+    watched.watchConnection();
+    watched.createAndConnect(Protocol::Request, endpoint, patienceMs);
+    EXPECT_FALSE(watched.awaitLoss(-1, 0));
+    server.reset();
+    EXPECT_TRUE(watched.awaitLoss(-1, patienceMs));
+}
+
+TEST(ConnectTest, NothingTellsOfALossInTheSameProcess) {
+    Socket watched("watched", ClosePolicy::Discard);
+    watched.watchConnection();
+    watched.createAndConnect(Protocol::Request, inProcessEndpoint(), 0);
+    EXPECT_THROW(watched.awaitLoss(-1, 0), std::runtime_error);
+}
+
 TEST(ConnectTest, EndpointsThatNoTextGivesAreRefused) {
     const std::string withZero("a\0b", 3);
     for (const auto& endpoint :

@@ -438,6 +438,23 @@ TEST_F(SocketListenerTest, ExceptionsOfTheHandlerAreLogged) {
     EXPECT_TRUE(log.has("ERROR Recorder > Failed handling message: unknown exception"));
 }
 
+TEST_F(SocketListenerTest, WhoSendsGarbageDoesNotFillTheLog) {
+    const auto endpoint = ipcEndpoint();
+    Recorder recorder;
+    recorder.limitMessagesTo(10);
+    add(recorder, endpoint);
+    start(recorder);
+    const auto push = sender(endpoint);
+    constexpr std::size_t many = 100;
+    for (std::size_t i = 0; i < many; ++i) {
+        send(*push, "larger than that");
+    }
+    send(*push, "next");
+    EXPECT_THAT(recorder.waitFor(1), ElementsAre("next"));
+    EXPECT_TRUE(log.contains("ERROR Recorder > Failed receiving message: "));
+    EXPECT_LT(log.lines().size(), many);
+}
+
 TEST_F(SocketListenerTest, DestroyingAStartedListenerStopsIt) {
     const auto endpoint = ipcEndpoint();
     {

@@ -17,16 +17,15 @@ bool isReadable(int descriptor) {
 TEST(StopRequest, WishesNothingAtFirst) {
     StopRequest stop;
     EXPECT_EQ(stop.take(), Wish::None);
-    EXPECT_FALSE(isReadable(stop.wishDescriptor()));
-    EXPECT_FALSE(isReadable(stop.signalDescriptor()));
+    EXPECT_FALSE(isReadable(stop.descriptor()));
 }
 
 TEST(StopRequest, AWishWakesTheOneWhoWaitsOnce) {
     StopRequest stop;
     stop.request(Wish::EndNow);
-    EXPECT_TRUE(isReadable(stop.wishDescriptor()));
+    EXPECT_TRUE(isReadable(stop.descriptor()));
     EXPECT_EQ(stop.take(), Wish::EndNow);
-    EXPECT_FALSE(isReadable(stop.wishDescriptor()));
+    EXPECT_FALSE(isReadable(stop.descriptor()));
 }
 
 TEST(StopRequest, AWeakerWishDoesNotUndoAStrongerOne) {
@@ -47,9 +46,9 @@ TEST(StopRequest, TheStopSignalsAreWishesAndEndNoProcess) {
     for (const int signal : {SIGTERM, SIGINT}) {
         StopRequest stop;
         ::raise(signal);
-        EXPECT_TRUE(isReadable(stop.signalDescriptor()));
+        EXPECT_TRUE(isReadable(stop.descriptor()));
         EXPECT_EQ(stop.take(), Wish::EndNow);
-        EXPECT_FALSE(isReadable(stop.signalDescriptor()));
+        EXPECT_FALSE(isReadable(stop.descriptor()));
     }
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <thread>
 
+#include "platform/os/WakeUp.h"
 #include "proto/resource_manager.pb.h"
 #include "tests/platform/resource_manager/Endpoints.h"
 #include "tests/platform/resource_manager/TestJobs.h"
@@ -93,6 +94,23 @@ TEST_F(SocketBackends, DeliverNothingOfAFailedRequestLater) {
     EXPECT_NE(refusalOf([&] { backend->registerJob(test::jobOfThisProcess("a")); }), "");
     startServer();
     expectThatTheNextRequestWorks();
+}
+
+TEST_F(SocketBackends, TellOfEachLossOfTheConnectionAndOfNothingElse) {
+    for (int life = 0; life < 2; ++life) {
+        expectThatTheNextRequestWorks();
+        EXPECT_FALSE(backend->awaitLoss(/*interruption=*/-1, std::chrono::milliseconds(1)));
+        server.close();
+        EXPECT_TRUE(backend->awaitLoss(/*interruption=*/-1, std::chrono::hours(1)));
+        EXPECT_FALSE(backend->awaitLoss(/*interruption=*/-1, std::chrono::milliseconds(1)));
+        startServer();
+    }
+}
+
+TEST_F(SocketBackends, AreWokenFromTheWaitForALoss) {
+    os::WakeUp interruption;
+    interruption.ring();
+    EXPECT_FALSE(backend->awaitLoss(interruption.descriptor(), std::chrono::hours(1)));
 }
 
 TEST_F(SocketBackends, FailToConnectInTimeWhereNobodyListens) {

@@ -1,4 +1,4 @@
-#include "gateway/DescriptorSet.h"
+#include "platform/os/DescriptorSet.h"
 
 #include <sys/epoll.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <system_error>
 
-namespace tarn::gateway {
+namespace tarn::os {
 
 namespace {
 
@@ -32,4 +32,4 @@ DescriptorSet::~DescriptorSet() {
     ::close(number);
 }
 
-}  // namespace tarn::gateway
+}  // namespace tarn::os

@@ -2,7 +2,7 @@
 
 #include <initializer_list>
 
-namespace tarn::gateway {
+namespace tarn::os {
 
 /// Several descriptors as one, which is readable when one of them is. They outlive this. Throws
 /// std::system_error.
@@ -19,4 +19,4 @@ class DescriptorSet {
     const int number;
 };
 
-}  // namespace tarn::gateway
+}  // namespace tarn::os
