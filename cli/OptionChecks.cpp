@@ -1,18 +1,11 @@
 #include "cli/OptionChecks.h"
 
-#include <exception>
-
-#include "platform/socket/SocketEndpoint.h"
-
 namespace tarn::cli {
 
-std::string checkEndpoint(const std::string& text) {
-    try {
-        socket::SocketEndpoint::FromString(text);
-        return "";
-    } catch (const std::exception& e) {
-        return e.what();
-    }
+std::string checkProperty(const std::string& text) {
+    const auto equals = text.find('=');
+    const bool good = equals != std::string::npos && equals > 0;
+    return good ? "" : "K=V is expected, with a name in front of the equals sign";
 }
 
 }  // namespace tarn::cli

@@ -4,7 +4,7 @@
 
 namespace tarn::cli {
 
-/// Checks of single options: the complaint, or empty text for a good value.
-std::string checkEndpoint(const std::string& text);
+/// A check of an option that is "K=V": the complaint, or empty text for a good value.
+std::string checkProperty(const std::string& text);
 
 }  // namespace tarn::cli

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <iosfwd>
 #include <optional>
 
 #include "platform/socket/SocketEndpoint.h"
+
+namespace tarn::program {
+class CommandLine;
+}
 
 namespace tarn::gateway {
 
@@ -14,10 +17,7 @@ struct GatewayOptions {
     tarn::socket::SocketEndpoint requests;  ///< the service's
 };
 
-/// Nothing when the process is to end at once, with `exitStatus`: 0 after --help and --version, 2
-/// for a line that makes no sense, which is said on `err`.
-std::optional<GatewayOptions> parseGatewayOptions(int argc, const char* const* argv,
-                                                  std::ostream& out, std::ostream& err,
-                                                  int& exitStatus);
+/// Nothing when the program is to end at once.
+std::optional<GatewayOptions> parseGatewayOptions(program::CommandLine& line);
 
 }  // namespace tarn::gateway

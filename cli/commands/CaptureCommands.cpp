@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <exception>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <thread>
@@ -60,7 +59,7 @@ std::string wordOf(Capture::State state) {
 }
 
 // An older service says nothing of the state.
-void showAsDocument(const Capture& capture, Output& output) {
+nlohmann::ordered_json documentOfCapture(const Capture& capture) {
     auto document = documentOf(capture.config());
     if (capture.has_state()) {
         document["state"] = wordOf(capture.state());
@@ -68,10 +67,10 @@ void showAsDocument(const Capture& capture, Output& output) {
     if (capture.has_problem()) {
         document["problem"] = capture.problem();
     }
-    output.document(document);
+    return document;
 }
 
-void showAsFields(const Capture& capture, Output& output) {
+Fields fieldsOf(const Capture& capture) {
     Fields fields;
     if (capture.has_state()) {
         fields.emplace_back("State", wordOf(capture.state()) + problemOf(capture));
@@ -80,14 +79,14 @@ void showAsFields(const Capture& capture, Output& output) {
     fields.insert(fields.end(), {{"Format", linesAndRate(config)},
                                  {"Pixels", pixelFormatOf(config)},
                                  {"Inputs", inputsOf(config)}});
-    output.fields(fields);
+    return fields;
 }
 
-ExitStatus show(const Session& session) {
+ExitStatus showCapture(const Session& session) {
     const Capture capture = session.service.capture();
-    session.format == Format::Json ? showAsDocument(capture, session.output)
-                                   : showAsFields(capture, session.output);
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOfCapture(capture); },
+        [&](Output& output) { output.fields(fieldsOf(capture)); });
 }
 
 CaptureConfig toMessage(const SetOptions& options) {
@@ -135,21 +134,21 @@ void waitUntilInForce(const CaptureConfig& wanted, ServiceClient& service) {
     }
 }
 
-ExitStatus set(const SetOptions& options, const Session& session) {
+ExitStatus setCapture(const SetOptions& options, const Session& session) {
     const CaptureConfig wanted = toMessage(options);
     session.service.configureCapture(wanted);
     if (options.wait) {
         waitUntilInForce(wanted, session.service);
     }
     const char* const state = options.wait ? "in force" : "accepted";
-    if (session.format == Format::Json) {
-        auto document = documentOf(wanted);
-        document["state"] = state;
-        session.output.document(document);
-    } else {
-        session.output.line(nameOf(wanted) + ": " + state);
-    }
-    return ExitStatus::Done;
+    return show(
+        session,
+        [&] {
+            auto document = documentOf(wanted);
+            document["state"] = state;
+            return document;
+        },
+        [&](Output& output) { output.line(nameOf(wanted) + ": " + state); });
 }
 
 std::string checkInput(const std::string& text) {
@@ -184,57 +183,58 @@ void addWord(CLI::App& command, const std::string& name, int& value, const Captu
         ->required();
 }
 
-void addShow(CLI::App& capture, Action& chosen) {
-    CLI::App* command = capture.add_subcommand("show", "Show the capture format in force");
-    command->footer(
-        "What the ingest service last said of itself, also when it does not run any more: its "
-        "state says so then.\n"
-        "Example:\n"
-        "  tarnctl capture show");
-    command->callback([&chosen] { chosen = show; });
-}
-
-void addSet(CLI::App& capture, Action& chosen) {
-    const auto options = std::make_shared<SetOptions>();
-    CLI::App* command =
-        capture.add_subcommand("set", "Have the ingest service restarted with another format");
-    addWord(*command, "--pixel-format", options->pixelFormat, pixelFormatWords(), "Pixels");
-    addWord(*command, "--line-count", options->lineCount, lineCountWords(), "Lines");
-    addWord(*command, "--field-mode", options->fieldMode, fieldModeWords(),
+void addOptions(CLI::App& line, SetOptions& options) {
+    addWord(line, "--pixel-format", options.pixelFormat, pixelFormatWords(), "Pixels");
+    addWord(line, "--line-count", options.lineCount, lineCountWords(), "Lines");
+    addWord(line, "--field-mode", options.fieldMode, fieldModeWords(),
             "Interlaced, progressive or segmented");
-    addWord(*command, "--frame-rate", options->frameRate, frameRateWords(),
+    addWord(line, "--frame-rate", options.frameRate, frameRateWords(),
             "Frames a second, where 2997 is 29.97");
-    command
-        ->add_option("--input", options->inputs,
-                     "A channel and its frame offset, 0 unless given; once for each channel")
+    line.add_option("--input", options.inputs,
+                    "A channel and its frame offset, 0 unless given; once for each channel")
         ->type_name("CHANNEL[:OFFSET]")
         ->expected(1)
         ->take_all()
         ->required()
         ->check(checkInput, "");
-    command->add_flag("--wait", options->wait, "Return when the format is in force, or after 15 s");
-    command->footer(
-        "The format is accepted when this returns without --wait, and may not be in force yet.\n"
-        "Example:\n"
-        "  tarnctl capture set --pixel-format uyvy422_8 --line-count 720 --field-mode p \\\n"
-        "      --frame-rate 50 --input 0 --input 1:-1 --wait");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) { return set(*options, session); };
-    });
+    line.add_flag("--wait", options.wait, "Return when the format is in force, or after 15 s");
 }
 
 }  // namespace
 
-void addCaptureCommands(CLI::App& app, Action& chosen) {
-    CLI::App* capture = app.add_subcommand("capture", "Show and change the capture format");
-    capture->require_subcommand(1);
-    capture->footer(
-        "Examples:\n"
-        "  tarnctl capture show\n"
-        "  tarnctl capture set --pixel-format uyvy422_8 --line-count 1080 --field-mode i \\\n"
-        "      --frame-rate 25 --input 0");
-    addShow(*capture, chosen);
-    addSet(*capture, chosen);
+Command captureFamily() {
+    return {.name = "capture",
+            .purpose = "Show and change the capture format",
+            .footer =
+                "Examples:\n"
+                "  tarnctl capture show\n"
+                "  tarnctl capture set --pixel-format uyvy422_8 --line-count 1080 "
+                "--field-mode i \\\n"
+                "      --frame-rate 25 --input 0"};
+}
+
+Command captureShowCommand() {
+    return {.name = "show",
+            .purpose = "Show the capture format in force",
+            .footer =
+                "What the ingest service last said of itself, also when it does not run any "
+                "more: its state says so then.\n"
+                "Example:\n"
+                "  tarnctl capture show",
+            .prepare = with(showCapture)};
+}
+
+Command captureSetCommand() {
+    return {.name = "set",
+            .purpose = "Have the ingest service restarted with another format",
+            .footer =
+                "The format is accepted when this returns without --wait, and may not be in "
+                "force yet.\n"
+                "Example:\n"
+                "  tarnctl capture set --pixel-format uyvy422_8 --line-count 720 "
+                "--field-mode p \\\n"
+                "      --frame-rate 50 --input 0 --input 1:-1 --wait",
+            .prepare = with(addOptions, setCapture)};
 }
 
 }  // namespace tarn::cli

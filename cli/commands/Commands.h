@@ -1,5 +1,9 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+#include <string>
+
 #include "cli/client/Session.h"
 
 namespace CLI {
@@ -8,34 +12,85 @@ class App;
 
 namespace tarn::cli {
 
-/// Each adds one family of commands to the command line; the command that is chosen there leaves
-/// its action in `chosen`, which outlives the parsing.
-void addInfoCommand(CLI::App& app, Action& chosen);
-void addJobsCommands(CLI::App& app, Action& chosen);
-void addEnginesCommands(CLI::App& app, Action& chosen);
-void addDevicesCommand(CLI::App& app, Action& chosen);
-void addTreeCommand(CLI::App& app, Action& chosen);
-void addEventsCommand(CLI::App& app, Action& chosen);
-void addStorageCommands(CLI::App& app, Action& chosen);
-void addCaptureCommands(CLI::App& app, Action& chosen);
-void addConfigCommands(CLI::App& app, Action& chosen);
+/// A command of tarnctl, or a family of them, which has nothing to prepare.
+struct Command {
+    /// Adds the command's options to its line, and gives what it does with them.
+    using Preparation = std::function<Action(CLI::App& line)>;
 
-/// The members of the jobs family.
-void addJobListCommand(CLI::App& jobs, Action& chosen);
-void addJobShowCommand(CLI::App& jobs, Action& chosen);
-void addJobSubmitCommand(CLI::App& jobs, Action& chosen);
-void addJobWatchCommand(CLI::App& jobs, Action& chosen);
-void addJobLogCommand(CLI::App& jobs, Action& chosen);
-void addJobStopCommand(CLI::App& jobs, Action& chosen);
+    std::string name;
+    std::string purpose;  ///< one line
+    std::string footer;   ///< examples, below the options
+    Preparation prepare = nullptr;
+};
 
-/// Members of the storage family.
-void addStorageTracksCommand(CLI::App& storage, Action& chosen);
-void addStorageShowCommand(CLI::App& storage, Action& chosen);
-void addStorageCreateCommand(CLI::App& storage, Action& chosen);
-void addStorageResizeCommand(CLI::App& storage, Action& chosen);
-void addStorageClearCommand(CLI::App& storage, Action& chosen);
-void addStorageDestroyCommand(CLI::App& storage, Action& chosen);
-void addStoragePropertiesCommand(CLI::App& storage, Action& chosen);
-void addStorageWorkersCommand(CLI::App& storage, Action& chosen);
+/// For a command that has options: `add` makes the members of an Options the options of the line,
+/// and `run` is called with what was given there.
+template <typename Options>
+Command::Preparation with(void (*add)(CLI::App& line, Options& options),
+                          ExitStatus (*run)(const Options& options, const Session& session)) {
+    return [add, run](CLI::App& line) -> Action {
+        const auto options = std::make_shared<Options>();
+        add(line, *options);
+        return [options, run](const Session& session) { return run(*options, session); };
+    };
+}
+
+/// For a command without options.
+inline Command::Preparation with(ExitStatus (*run)(const Session& session)) {
+    return [run](CLI::App&) -> Action { return run; };
+}
+
+// The commands, each in a file of its own or of its family.
+using CommandRow = Command();
+CommandRow infoCommand;
+CommandRow jobsFamily, jobListCommand, jobShowCommand, jobSubmitCommand, jobWatchCommand;
+CommandRow jobLogCommand, jobStopCommand;
+CommandRow enginesFamily, engineSubmitCommand;
+CommandRow devicesCommand;
+CommandRow treeCommand;
+CommandRow eventsCommand;
+CommandRow storageFamily, storageTracksCommand, storageShowCommand, storageCreateCommand;
+CommandRow storageResizeCommand, storageClearCommand, storageDestroyCommand;
+CommandRow storagePropertiesCommand, storageWorkersCommand, storageSpaceCommand;
+CommandRow storageTicketCommand;
+CommandRow captureFamily, captureShowCommand, captureSetCommand;
+CommandRow configFamily, configCheckCommand;
+
+/// All of them, in the order of the help; members behind their family.
+struct CommandPlace {
+    CommandRow* row;
+    const char* family = nullptr;  ///< null: directly below tarnctl
+};
+inline constexpr CommandPlace commandTable[] = {
+    {infoCommand},
+    {jobsFamily},
+    {jobListCommand, "jobs"},
+    {jobShowCommand, "jobs"},
+    {jobSubmitCommand, "jobs"},
+    {jobWatchCommand, "jobs"},
+    {jobLogCommand, "jobs"},
+    {jobStopCommand, "jobs"},
+    {enginesFamily},
+    {engineSubmitCommand, "engines"},
+    {devicesCommand},
+    {treeCommand},
+    {eventsCommand},
+    {storageFamily},
+    {storageTracksCommand, "storage"},
+    {storageShowCommand, "storage"},
+    {storageCreateCommand, "storage"},
+    {storageResizeCommand, "storage"},
+    {storageClearCommand, "storage"},
+    {storageDestroyCommand, "storage"},
+    {storagePropertiesCommand, "storage"},
+    {storageWorkersCommand, "storage"},
+    {storageSpaceCommand, "storage"},
+    {storageTicketCommand, "storage"},
+    {captureFamily},
+    {captureShowCommand, "capture"},
+    {captureSetCommand, "capture"},
+    {configFamily},
+    {configCheckCommand, "config"},
+};
 
 }  // namespace tarn::cli

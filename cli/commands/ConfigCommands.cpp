@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/commands/Commands.h"
@@ -62,38 +61,36 @@ void print(const std::string& file, const Problems& problems, Output& output) {
 
 ExitStatus checkFile(const std::string& file, const Session& session) {
     const Problems problems = service::configuration::checkConfigurationFile(file);
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(file, problems));
-    } else {
-        print(file, problems, session.output);
-    }
+    show(
+        session, [&] { return documentOf(file, problems); },
+        [&](Output& output) { print(file, problems, output); });
     const bool bad = std::any_of(problems.begin(), problems.end(), isError);
     return bad ? ExitStatus::Failed : ExitStatus::Done;
 }
 
-void addCheck(CLI::App& config, Action& chosen) {
-    const auto file = std::make_shared<std::string>();
-    CLI::App* command =
-        config.add_subcommand("check", "Say what is wrong with a configuration file");
-    command->add_option("FILE", *file, "The file")->required();
-    command->footer(
-        "Asks no service. The exit status is 1 if there is an error; warnings alone are 0.\n"
-        "Example:\n"
-        "  tarnctl config check /etc/TarnConfiguration.xml");
-    command->callback([file, &chosen] {
-        chosen = [file](const Session& session) { return checkFile(*file, session); };
-    });
+void addOptions(CLI::App& line, std::string& file) {
+    line.add_option("FILE", file, "The file")->required();
 }
 
 }  // namespace
 
-void addConfigCommands(CLI::App& app, Action& chosen) {
-    CLI::App* config = app.add_subcommand("config", "Check the service's configuration");
-    config->require_subcommand(1);
-    config->footer(
-        "Example:\n"
-        "  tarnctl config check /etc/TarnConfiguration.xml");
-    addCheck(*config, chosen);
+Command configFamily() {
+    return {.name = "config",
+            .purpose = "Check the service's configuration",
+            .footer =
+                "Example:\n"
+                "  tarnctl config check /etc/TarnConfiguration.xml"};
+}
+
+Command configCheckCommand() {
+    return {.name = "check",
+            .purpose = "Say what is wrong with a configuration file",
+            .footer =
+                "Asks no service. The exit status is 1 if there is an error; warnings alone "
+                "are 0.\n"
+                "Example:\n"
+                "  tarnctl config check /etc/TarnConfiguration.xml",
+            .prepare = with(addOptions, checkFile)};
 }
 
 }  // namespace tarn::cli

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "cli/client/ServiceClient.h"
@@ -40,26 +39,23 @@ Table tableOf(const DeviceNode& root) {
 
 ExitStatus listDevices(const Session& session) {
     const DeviceNode root = session.service.deviceTree();
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(root));
-    } else if (root.sub_devices().empty()) {
-        session.output.line("no devices");
-    } else {
-        session.output.table(tableOf(root));
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOf(root); },
+        [&](Output& output) { output.table(tableOf(root), "no devices"); });
 }
 
 }  // namespace
 
-void addDevicesCommand(CLI::App& app, Action& chosen) {
-    CLI::App* command = app.add_subcommand("devices", "List the devices that the service watches");
-    command->footer(
-        "Those that do not answer are not in the list; tarnctl tree shows what is below each.\n"
-        "Examples:\n"
-        "  tarnctl devices\n"
-        "  tarnctl devices --json | jq -r '.devices[].id'");
-    command->callback([&chosen] { chosen = listDevices; });
+Command devicesCommand() {
+    return {
+        .name = "devices",
+        .purpose = "List the devices that the service watches",
+        .footer =
+            "Those that do not answer are not in the list; tarnctl tree shows what is below each.\n"
+            "Examples:\n"
+            "  tarnctl devices\n"
+            "  tarnctl devices --json | jq -r '.devices[].id'",
+        .prepare = with(listDevices)};
 }
 
 }  // namespace tarn::cli

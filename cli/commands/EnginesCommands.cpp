@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/client/ServiceClient.h"
@@ -29,42 +28,43 @@ proto::api_service::ApiToServiceRequestEngineSubmission toMessage(const EngineOp
 
 ExitStatus submitEngine(const EngineOptions& engine, const Session& session) {
     const auto reply = session.service.submitEngine(toMessage(engine));
-    if (session.format == Format::Json) {
-        session.output.document(toJson(reply));
-    } else {
-        session.output.fields({{"Commands", reply.first_engine_endpoint()},
-                               {"Events", reply.second_engine_endpoint()},
-                               {"Third", reply.third_engine_endpoint()},
-                               {"Fourth", reply.fourth_engine_endpoint()}});
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return toJson(reply); },
+        [&](Output& output) {
+            output.fields({{"Commands", reply.first_engine_endpoint()},
+                           {"Events", reply.second_engine_endpoint()},
+                           {"Third", reply.third_engine_endpoint()},
+                           {"Fourth", reply.fourth_engine_endpoint()}});
+        });
 }
 
-void addSubmit(CLI::App& engines, Action& chosen) {
-    const auto engine = std::make_shared<EngineOptions>();
-    CLI::App* command = engines.add_subcommand("submit", "Hand the service an engine to launch");
-    command->add_option("--name", engine->name, "What operators call the engine")->required();
-    command->add_option("--settings", engine->settings, "What it does: a GStreamer launch line")
+void addOptions(CLI::App& line, EngineOptions& engine) {
+    line.add_option("--name", engine.name, "What operators call the engine")->required();
+    line.add_option("--settings", engine.settings, "What it does: a GStreamer launch line")
         ->required();
-    command->add_option("--option", engine->option, "A number that is handed on to the engine");
-    command->footer(
-        "The engine is accepted when this returns, and may not play yet.\n"
-        "Example:\n"
-        "  tarnctl engines submit --name mixer --settings 'audiotestsrc ! autoaudiosink'");
-    command->callback([engine, &chosen] {
-        chosen = [engine](const Session& session) { return submitEngine(*engine, session); };
-    });
+    line.add_option("--option", engine.option, "A number that is handed on to the engine");
 }
 
 }  // namespace
 
-void addEnginesCommands(CLI::App& app, Action& chosen) {
-    CLI::App* engines = app.add_subcommand("engines", "Submit engines");
-    engines->require_subcommand(1);
-    engines->footer(
-        "Example:\n"
-        "  tarnctl engines submit --name mixer --settings 'audiotestsrc ! autoaudiosink'");
-    addSubmit(*engines, chosen);
+Command enginesFamily() {
+    return {.name = "engines",
+            .purpose = "Submit engines",
+            .footer =
+                "Example:\n"
+                "  tarnctl engines submit --name mixer --settings 'audiotestsrc ! "
+                "autoaudiosink'"};
+}
+
+Command engineSubmitCommand() {
+    return {.name = "submit",
+            .purpose = "Hand the service an engine to launch",
+            .footer =
+                "The engine is accepted when this returns, and may not play yet.\n"
+                "Example:\n"
+                "  tarnctl engines submit --name mixer --settings 'audiotestsrc ! "
+                "autoaudiosink'",
+            .prepare = with(addOptions, submitEngine)};
 }
 
 }  // namespace tarn::cli

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "cli/client/ServiceClient.h"
@@ -44,23 +43,20 @@ void print(const ServiceToApiReplyInfo& info, Output& output) {
 
 ExitStatus showInfo(const Session& session) {
     const ServiceToApiReplyInfo info = session.service.info();
-    if (session.format == Format::Json) {
-        session.output.document(toJson(info));
-    } else {
-        print(info, session.output);
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return toJson(info); }, [&](Output& output) { print(info, output); });
 }
 
 }  // namespace
 
-void addInfoCommand(CLI::App& app, Action& chosen) {
-    CLI::App* command = app.add_subcommand("info", "Show what the service says of itself");
-    command->footer(
-        "Examples:\n"
-        "  tarnctl info\n"
-        "  tarnctl --endpoint tcp://server:5555 --timeout 0.5 info --json");
-    command->callback([&chosen] { chosen = showInfo; });
+Command infoCommand() {
+    return {.name = "info",
+            .purpose = "Show what the service says of itself",
+            .footer =
+                "Examples:\n"
+                "  tarnctl info\n"
+                "  tarnctl --endpoint tcp://server:5555 --timeout 0.5 info --json",
+            .prepare = with(showInfo)};
 }
 
 }  // namespace tarn::cli

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandError.h"
@@ -17,11 +16,10 @@ using proto::monitoring::DeviceNode;
 
 namespace {
 
-struct Options {
+struct ShownTree {
     TreeOptions tree;
     EventSource source;
     bool watch = false;
-    bool properties = false;
 };
 
 ExitStatus showTree(const TreeOptions& options, const Session& session) {
@@ -30,23 +28,29 @@ ExitStatus showTree(const TreeOptions& options, const Session& session) {
     if (device == nullptr) {
         throw CommandError(ExitStatus::Failed, "no device " + options.id);
     }
-    if (session.format == Format::Json) {
-        session.output.document({{"device_tree", toJson(*device)}});
-    } else {
-        session.output.drawing(drawTree(*device, options.details));
-    }
-    return ExitStatus::Done;
+    return show(
+        session,
+        [&] {
+            return nlohmann::ordered_json{{"device_tree", toJson(*device)}};
+        },
+        [&](Output& output) { output.drawing(drawTree(*device, options.details)); });
 }
 
-ExitStatus watchTree(const Options& options, const Session& session) {
+ExitStatus watchTree(const ShownTree& options, const Session& session) {
     const Interrupt interrupt;
     TreeWatch watch(options.tree, session);
     return followBatches(options.source, Ending::OnInterrupt, session.service, watch, interrupt);
 }
 
-void addOptions(CLI::App& command, Options& options) {
+ExitStatus showOrWatch(const ShownTree& options, const Session& session) {
+    return options.watch ? watchTree(options, session) : showTree(options.tree, session);
+}
+
+void addOptions(CLI::App& command, ShownTree& options) {
     command.add_option("ID", options.tree.id, "Only this device and what is below it");
-    command.add_flag("--properties", options.properties, "Also show the devices' properties");
+    command.add_flag_callback(
+        "--properties", [&options] { options.tree.details = Details::StatusesAndProperties; },
+        "Also show the devices' properties");
     auto* watch = command.add_flag("--watch", options.watch,
                                    "Show the tree again at every change, until Ctrl-C");
     addEventsEndpoint(command, options.source)->needs(watch);
@@ -54,23 +58,17 @@ void addOptions(CLI::App& command, Options& options) {
 
 }  // namespace
 
-void addTreeCommand(CLI::App& app, Action& chosen) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("tree", "Draw the tree of devices with their statuses");
-    addOptions(*command, *options);
-    command->footer(
-        "With --watch the changes come from the gateway. With --json each change is one line.\n"
-        "Examples:\n"
-        "  tarnctl tree\n"
-        "  tarnctl tree --watch host-monitor\n"
-        "  tarnctl tree --json | jq '.device_tree.sub_devices[].global_status'");
-    command->callback([options, &chosen] {
-        options->tree.details =
-            options->properties ? Details::StatusesAndProperties : Details::Statuses;
-        chosen = [options](const Session& session) {
-            return options->watch ? watchTree(*options, session) : showTree(options->tree, session);
-        };
-    });
+Command treeCommand() {
+    return {
+        .name = "tree",
+        .purpose = "Draw the tree of devices with their statuses",
+        .footer =
+            "With --watch the changes come from the gateway. With --json each change is one line.\n"
+            "Examples:\n"
+            "  tarnctl tree\n"
+            "  tarnctl tree --watch host-monitor\n"
+            "  tarnctl tree --json | jq '.device_tree.sub_devices[].global_status'",
+        .prepare = with(addOptions, showOrWatch)};
 }
 
 }  // namespace tarn::cli

@@ -2,8 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/OptionChecks.h"
 #include "cli/client/ServiceClient.h"
+#include "platform/program/Options.h"
 
 namespace tarn::cli {
 
@@ -18,8 +18,8 @@ namespace {
 constexpr auto defaultEventsEndpoint = "ipc:///tmp/events";
 
 SocketEndpoint endpointOf(const EventSource& source, ServiceClient& service) {
-    if (!source.endpoint.empty()) {
-        return SocketEndpoint::FromString(source.endpoint);
+    if (source.endpoint) {
+        return *source.endpoint;
     }
     return source.from == From::Service ? SocketEndpoint::FromString(defaultEventsEndpoint)
                                         : service.publishingEndpoint();
@@ -33,10 +33,9 @@ const char* remedyFor(From from) {
 }  // namespace
 
 CLI::Option* addEventsEndpoint(CLI::App& command, EventSource& source) {
-    return command
-        .add_option("--events-endpoint", source.endpoint,
-                    "Where the events are published; unless given, the service is asked")
-        ->check(checkEndpoint);
+    return program::addEndpoint(
+        command, "--events-endpoint", source.endpoint,
+        "Where the events are published; unless given, the service is asked");
 }
 
 ExitStatus followBatches(const EventSource& source, Ending ending, ServiceClient& service,

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <string>
+#include <optional>
 
 #include "cli/events/BatchFollower.h"
+#include "platform/socket/SocketEndpoint.h"
 
 namespace CLI {
 class App;
@@ -15,8 +16,8 @@ class ServiceClient;
 
 /// Where a command gets the service's events from.
 struct EventSource {
-    std::string
-        endpoint;  ///< empty: where the service's gateway publishes them, the service is asked
+    /// Nothing: where the service's gateway publishes them; the service is asked.
+    std::optional<socket::SocketEndpoint> endpoint;
     BatchSubscription::From from = BatchSubscription::From::Gateway;
 };
 

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <map>
-#include <memory>
 
 #include "cli/CommandError.h"
 #include "cli/Interrupt.h"
@@ -16,17 +15,16 @@ using Mode = EventsOptions::Mode;
 
 namespace {
 
-struct Options {
+struct ShownEvents {
     EventsOptions events;
     EventSource source;
-    bool follow = false;
-    bool bind = false;
 };
 
-ExitStatus showEvents(const Options& options, const Session& session) {
+ExitStatus showEvents(const ShownEvents& options, const Session& session) {
     const Interrupt interrupt;
     EventsWatch watch(options.events, session);
-    const Ending ending = options.follow ? Ending::OnInterrupt : Ending::AtTimeout;
+    const Ending ending =
+        options.events.mode == Mode::Follow ? Ending::OnInterrupt : Ending::AtTimeout;
     const ExitStatus status =
         followBatches(options.source, ending, session.service, watch, interrupt);
     watch.conclude();
@@ -37,8 +35,9 @@ ExitStatus showEvents(const Options& options, const Session& session) {
     return status;
 }
 
-void addOptions(CLI::App& command, Options& options) {
-    command.add_flag("--follow", options.follow, "Show them until Ctrl-C");
+void addOptions(CLI::App& command, ShownEvents& options) {
+    command.add_flag_callback(
+        "--follow", [&options] { options.events.mode = Mode::Follow; }, "Show them until Ctrl-C");
     command.add_option("--type", options.events.types, "Only events of this type; may be repeated")
         ->allow_extra_args(false)
         ->transform(CLI::CheckedTransformer(
@@ -49,29 +48,25 @@ void addOptions(CLI::App& command, Options& options) {
     command.add_option("--count", options.events.count, "End after so many events")
         ->check(CLI::PositiveNumber);
     addEventsEndpoint(command, options.source);
-    command.add_flag("--bind", options.bind,
-                     "Be the receiver of the service's events where there is no gateway; to be "
-                     "started before the service");
+    command.add_flag_callback(
+        "--bind", [&options] { options.source.from = BatchSubscription::From::Service; },
+        "Be the receiver of the service's events where there is no gateway; to be "
+        "started before the service");
 }
 
 }  // namespace
 
-void addEventsCommand(CLI::App& app, Action& chosen) {
-    const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("events", "Show what happens to devices");
-    addOptions(*command, *options);
-    command->footer(
-        "Without --follow it waits for one event, or --count of them, for the time-out at most.\n"
-        "With --json they are one document, and with --follow one line a batch.\n"
-        "Examples:\n"
-        "  tarnctl events --follow\n"
-        "  tarnctl events --type removed --count 2 --timeout 60");
-    command->callback([options, &chosen] {
-        options->events.mode = options->follow ? Mode::Follow : Mode::Some;
-        options->source.from =
-            options->bind ? BatchSubscription::From::Service : BatchSubscription::From::Gateway;
-        chosen = [options](const Session& session) { return showEvents(*options, session); };
-    });
+Command eventsCommand() {
+    return {.name = "events",
+            .purpose = "Show what happens to devices",
+            .footer =
+                "Without --follow it waits for one event, or --count of them, for the time-out at "
+                "most.\n"
+                "With --json they are one document, and with --follow one line a batch.\n"
+                "Examples:\n"
+                "  tarnctl events --follow\n"
+                "  tarnctl events --type removed --count 2 --timeout 60",
+            .prepare = with(addOptions, showEvents)};
 }
 
 }  // namespace tarn::cli

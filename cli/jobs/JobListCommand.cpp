@@ -1,13 +1,18 @@
 #include <CLI/CLI.hpp>
-#include <memory>
+#include <algorithm>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
 
+#include "cli/CommandError.h"
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
-#include "cli/jobs/JobStates.h"
+#include "cli/jobs/JobClient.h"
+#include "cli/jobs/JobReporter.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
 #include "cli/output/Table.h"
+#include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::cli {
@@ -19,16 +24,63 @@ using proto::api_service::RunningJob;
 namespace {
 
 struct ListOptions {
-    std::string property;
+    std::optional<std::string> property;
     std::string value;
-    bool filtered = false;
     bool states = false;
 };
 
+constexpr std::chrono::milliseconds longestAnswer(1000);
+constexpr std::size_t askedAtOnce =
+    100;  // each costs a socket, of which a process has a limited number
+
+std::optional<JobClient> startAsking(const ServiceClient& service, const RunningJob& job) {
+    try {
+        JobClient client(service.endpointOfJob(job.command_endpoint()),
+                         std::min(longestAnswer, service.timeout()));
+        client.sendStatusRequest();
+        return client;
+    } catch (const CommandError&) {
+        return std::nullopt;
+    }
+}
+
+std::string answerOf(std::optional<JobClient>& client) {
+    try {
+        return client ? stateText(client->receiveStatus().state()) : "no answer";
+    } catch (const CommandError&) {
+        return "no answer";
+    }
+}
+
+void askSome(const ServiceClient& service, std::span<const RunningJob> jobs,
+             std::vector<std::string>& states) {
+    std::vector<std::optional<JobClient>> clients;
+    clients.reserve(jobs.size());
+    for (const RunningJob& job : jobs) {
+        clients.push_back(startAsking(service, job));
+    }
+    for (auto& client : clients) {
+        states.push_back(answerOf(client));
+    }
+}
+
+// The state that each of the jobs answers, in the same order; "no answer" for one that stays
+// silent. They are asked at the same time, so that a silent one costs no more than a second.
+std::vector<std::string> askForStates(const ServiceClient& service,
+                                      const std::vector<RunningJob>& jobs) {
+    std::vector<std::string> states;
+    for (std::span<const RunningJob> left(jobs); !left.empty();) {
+        const auto some = left.first(std::min(askedAtOnce, left.size()));
+        askSome(service, some, states);
+        left = left.subspan(some.size());
+    }
+    return states;
+}
+
 ApiToServiceRequestGetJobs filterOf(const ListOptions& options) {
     ApiToServiceRequestGetJobs filter;
-    if (options.filtered) {
-        filter.set_property(options.property);
+    if (options.property) {
+        filter.set_property(*options.property);
         filter.set_value(options.value);
     }
     return filter;
@@ -71,36 +123,31 @@ ExitStatus listJobs(const ListOptions& options, const Session& session) {
     const auto jobs = session.service.jobs(filterOf(options));
     const auto states =
         options.states ? askForStates(session.service, jobs) : std::vector<std::string>();
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(jobs, states));
-    } else if (jobs.empty()) {
-        session.output.line("no running jobs");
-    } else {
-        session.output.table(tableOf(jobs, states));
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOf(jobs, states); },
+        [&](Output& output) { output.table(tableOf(jobs, states), "no running jobs"); });
+}
+
+void addOptions(CLI::App& line, ListOptions& options) {
+    auto* property = line.add_option("--property", options.property,
+                                     "Only jobs that have this property with --value");
+    auto* value = line.add_option("--value", options.value, "The property's value");
+    property->needs(value);
+    value->needs(property);
+    line.add_flag("--state", options.states,
+                  "Also ask each job for its state, for a second at most");
 }
 
 }  // namespace
 
-void addJobListCommand(CLI::App& jobs, Action& chosen) {
-    const auto options = std::make_shared<ListOptions>();
-    CLI::App* command = jobs.add_subcommand("list", "List the running jobs");
-    auto* property = command->add_option("--property", options->property,
-                                         "Only jobs that have this property with --value");
-    auto* value = command->add_option("--value", options->value, "The property's value");
-    property->needs(value);
-    value->needs(property);
-    command->add_flag("--state", options->states,
-                      "Also ask each job for its state, for a second at most");
-    command->footer(
-        "Examples:\n"
-        "  tarnctl jobs list\n"
-        "  tarnctl jobs list --property studio --value 2 --state");
-    command->callback([options, property, &chosen] {
-        options->filtered = property->count() > 0;
-        chosen = [options](const Session& session) { return listJobs(*options, session); };
-    });
+Command jobListCommand() {
+    return {.name = "list",
+            .purpose = "List the running jobs",
+            .footer =
+                "Examples:\n"
+                "  tarnctl jobs list\n"
+                "  tarnctl jobs list --property studio --value 2 --state",
+            .prepare = with(addOptions, listJobs)};
 }
 
 }  // namespace tarn::cli

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <thread>
 
@@ -90,33 +89,34 @@ ExitStatus showLog(const LogOptions& options, const Session& session) {
         printGrowing(lines, session);
         return follow(log, id, session);
     }
-    if (session.format == Format::Json) {
-        session.output.document({{"job_id", id}, {"log_file", file}, {"lines", lines}});
-    } else {
-        printGrowing(lines, session);
-    }
-    return ExitStatus::Done;
+    return show(
+        session,
+        [&] {
+            return nlohmann::ordered_json{{"job_id", id}, {"log_file", file}, {"lines", lines}};
+        },
+        [&](Output&) { printGrowing(lines, session); });
+}
+
+void addOptions(CLI::App& line, LogOptions& options) {
+    addJobOption(line, options.id);
+    line.add_option("--lines", options.lines, "How many lines at most")
+        ->check(CLI::Range(std::size_t{0}, mostLines))
+        ->capture_default_str();
+    line.add_flag("--follow", options.follow,
+                  "Go on with what is added, until the job is gone, or Ctrl-C");
 }
 
 }  // namespace
 
-void addJobLogCommand(CLI::App& jobs, Action& chosen) {
-    const auto options = std::make_shared<LogOptions>();
-    CLI::App* command = jobs.add_subcommand("log", "Show the end of a running job's log");
-    command->add_option("ID", options->id, "The job's id, or the beginning of it")->required();
-    command->add_option("--lines", options->lines, "How many lines at most")
-        ->check(CLI::Range(std::size_t{0}, mostLines))
-        ->capture_default_str();
-    command->add_flag("--follow", options->follow,
-                      "Go on with what is added, until the job is gone, or Ctrl-C");
-    command->footer(
-        "The log file is read where the job keeps it: on the server itself.\n"
-        "Examples:\n"
-        "  tarnctl jobs log 3f2a\n"
-        "  tarnctl jobs log 3f2a --follow --lines 0");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) { return showLog(*options, session); };
-    });
+Command jobLogCommand() {
+    return {.name = "log",
+            .purpose = "Show the end of a running job's log",
+            .footer =
+                "The log file is read where the job keeps it: on the server itself.\n"
+                "Examples:\n"
+                "  tarnctl jobs log 3f2a\n"
+                "  tarnctl jobs log 3f2a --follow --lines 0",
+            .prepare = with(addOptions, showLog)};
 }
 
 }  // namespace tarn::cli

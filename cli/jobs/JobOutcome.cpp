@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "cli/client/Session.h"
 #include "proto/job_monitoring.pb.h"
 
 namespace tarn::cli {
@@ -82,6 +83,16 @@ JobOutcome JobOutcome::fromEnd(const std::string& jobId, const JobEventEnd& end)
             break;
     }
     return {Kind::UnknownEnd, job + " ended for an unknown reason" + details(end)};
+}
+
+ExitStatus conclude(const JobOutcome& outcome, const Session& session) {
+    const ExitStatus status = outcome.exitStatus();
+    if (status != ExitStatus::Done) {
+        session.output.notice(outcome.text);
+    } else if (session.format == Format::Text) {
+        session.output.line(outcome.text);
+    }
+    return status;
 }
 
 }  // namespace tarn::cli

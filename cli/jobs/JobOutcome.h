@@ -10,6 +10,8 @@ class JobEventEnd;
 
 namespace tarn::cli {
 
+struct Session;
+
 /// How watching a job ended.
 struct JobOutcome {
     enum class Kind {
@@ -36,5 +38,9 @@ struct JobOutcome {
     static JobOutcome fromEnd(const std::string& jobId,
                               const proto::job_monitoring::JobEventEnd& end);
 };
+
+/// Says how a job ended: a line for people, and a notice in any case where that is not well. Gives
+/// the command's exit status.
+ExitStatus conclude(const JobOutcome& outcome, const Session& session);
 
 }  // namespace tarn::cli

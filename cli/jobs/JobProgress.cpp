@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "cli/output/ClockTime.h"
 #include "cli/output/TerminalText.h"
 #include "proto/job_monitoring.pb.h"
 
@@ -52,15 +53,6 @@ JobProgress JobProgress::fromEvent(const proto::job_monitoring::JobEventProgress
         progress.fraction = std::clamp(event.fraction(), 0.0, 1.0);
     }
     return progress;
-}
-
-std::string clockText(std::chrono::nanoseconds time) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-    const auto minutes = seconds / 60;
-    if (minutes < 60) {
-        return fmt::format("{}:{:02}", minutes, seconds % 60);
-    }
-    return fmt::format("{}:{:02}:{:02}", minutes / 60, minutes % 60, seconds % 60);
 }
 
 std::string progressText(const std::string& name, const JobProgress& progress) {

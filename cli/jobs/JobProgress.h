@@ -20,9 +20,6 @@ struct JobProgress {
     static JobProgress fromEvent(const proto::job_monitoring::JobEventProgress& event);
 };
 
-/// "0:07", "12:30", "1:02:03".
-std::string clockText(std::chrono::nanoseconds time);
-
 /// "cam1: 42 %, 0:12 of 0:30"; without a duration "cam1: at 0:12". Escaped.
 std::string progressText(const std::string& name, const JobProgress& progress);
 

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <CLI/CLI.hpp>
+
 #include "cli/CommandError.h"
 #include "cli/client/ServiceClient.h"
 #include "proto/api_service.pb.h"
@@ -42,6 +44,10 @@ const RunningJob& selectJob(const std::vector<RunningJob>& jobs, const std::stri
                          candidates.size()));
     }
     return *candidates.front();
+}
+
+void addJobOption(CLI::App& line, std::string& idOrPrefix) {
+    line.add_option("ID", idOrPrefix, "The job's id, or the beginning of it")->required();
 }
 
 RunningJob selectRunningJob(ServiceClient& service, const std::string& idOrPrefix) {

@@ -7,9 +7,16 @@ namespace tarn::proto::api_service {
 class RunningJob;
 }
 
+namespace CLI {
+class App;
+}
+
 namespace tarn::cli {
 
 class ServiceClient;
+
+/// The job that a command is about.
+void addJobOption(CLI::App& line, std::string& idOrPrefix);
 
 /// The job that an operator means: the one with this id, else the only one whose id begins with
 /// this text, which then is at least 4 characters. CommandError when there is none, or several.

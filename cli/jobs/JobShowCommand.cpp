@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
@@ -7,9 +5,9 @@
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobClient.h"
-#include "cli/jobs/JobProgress.h"
 #include "cli/jobs/JobReporter.h"
 #include "cli/jobs/JobSelection.h"
+#include "cli/output/ClockTime.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
 #include "proto/api_job.pb.h"
@@ -90,25 +88,20 @@ nlohmann::ordered_json documentOf(const RunningJob& job, const StatusAnswer& ans
 ExitStatus showJob(const std::string& id, const Session& session) {
     const RunningJob job = selectRunningJob(session.service, id);
     const StatusAnswer answer = askForStatus(session.service, job);
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(job, answer));
-    } else {
-        print(job, answer, session.output);
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOf(job, answer); },
+        [&](Output& output) { print(job, answer, output); });
 }
 
 }  // namespace
 
-void addJobShowCommand(CLI::App& jobs, Action& chosen) {
-    const auto id = std::make_shared<std::string>();
-    CLI::App* command = jobs.add_subcommand("show", "Show one running job and what it does");
-    command->add_option("ID", *id, "The job's id, or the beginning of it")->required();
-    command->footer(
-        "Example:\n"
-        "  tarnctl jobs show 3f2a");
-    command->callback(
-        [id, &chosen] { chosen = [id](const Session& session) { return showJob(*id, session); }; });
+Command jobShowCommand() {
+    return {.name = "show",
+            .purpose = "Show one running job and what it does",
+            .footer =
+                "Example:\n"
+                "  tarnctl jobs show 3f2a",
+            .prepare = with(addJobOption, showJob)};
 }
 
 }  // namespace tarn::cli

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandError.h"
@@ -73,11 +72,9 @@ void printOne(const StopResult& result, const Session& session) {
     if (result.state == StopResult::State::Failed) {
         throw CommandError(result.status, result.error);
     }
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(result));
-    } else {
-        print(result, session.output);
-    }
+    show(
+        session, [&] { return documentOf(result); },
+        [&](Output& output) { print(result, output); });
 }
 
 // That of the first that did not go well.
@@ -91,6 +88,9 @@ ExitStatus statusOf(const std::vector<StopResult>& results) {
 }
 
 ExitStatus stopJobs(const StopOptions& options, const Session& session) {
+    if (options.id.empty() && !options.all) {
+        throw CommandError(ExitStatus::Usage, "ID or --all is required (see tarnctl --help)");
+    }
     const auto jobs = options.which() == Which::All
                           ? session.service.jobs()
                           : std::vector{selectRunningJob(session.service, options.id)};
@@ -107,28 +107,25 @@ ExitStatus stopJobs(const StopOptions& options, const Session& session) {
     return statusOf(results);
 }
 
+void addOptions(CLI::App& line, StopOptions& options) {
+    auto* const id = line.add_option("ID", options.id, "The job's id, or the beginning of it");
+    line.add_flag("--all", options.all, "Every running job")->excludes(id);
+    line.add_flag("--for-good", options.forGood,
+                  "A persistent job is not started again with the service");
+    line.add_flag("--no-wait", options.noWait, "Return when the job has taken the order");
+}
+
 }  // namespace
 
-void addJobStopCommand(CLI::App& jobs, Action& chosen) {
-    const auto options = std::make_shared<StopOptions>();
-    CLI::App* command =
-        jobs.add_subcommand("stop", "Stop running jobs and wait until they are gone");
-    auto* const id = command->add_option("ID", options->id, "The job's id, or the beginning of it");
-    command->add_flag("--all", options->all, "Every running job")->excludes(id);
-    command->add_flag("--for-good", options->forGood,
-                      "A persistent job is not started again with the service");
-    command->add_flag("--no-wait", options->noWait, "Return when the job has taken the order");
-    command->footer(
-        "Examples:\n"
-        "  tarnctl jobs stop 3f2a\n"
-        "  tarnctl jobs stop 3f2a --for-good\n"
-        "  tarnctl jobs stop --all");
-    command->callback([options, id, &chosen] {
-        if (id->empty() && !options->all) {
-            throw CLI::RequiredError("ID or --all");
-        }
-        chosen = [options](const Session& session) { return stopJobs(*options, session); };
-    });
+Command jobStopCommand() {
+    return {.name = "stop",
+            .purpose = "Stop running jobs and wait until they are gone",
+            .footer =
+                "Examples:\n"
+                "  tarnctl jobs stop 3f2a\n"
+                "  tarnctl jobs stop 3f2a --for-good\n"
+                "  tarnctl jobs stop --all",
+            .prepare = with(addOptions, stopJobs)};
 }
 
 }  // namespace tarn::cli

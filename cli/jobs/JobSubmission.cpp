@@ -48,12 +48,6 @@ std::string checkUuid(const std::string& text) {
     return fits ? "" : "a UUID is expected, such as 6f1c0a52-63a4-4b0e-9d0e-2f1b8a7c4d11";
 }
 
-std::string checkProperty(const std::string& text) {
-    const auto equals = text.find('=');
-    const bool good = equals != std::string::npos && equals > 0;
-    return good ? "" : "K=V is expected, with a name in front of the equals sign";
-}
-
 std::string checkFileName(const std::string& text) {
     const bool good = !text.empty() && text.front() != '.' && text.find('/') == std::string::npos;
     return good ? "" : "a file name without a slash and without a dot at its beginning is expected";

@@ -23,7 +23,6 @@ proto::api_service::ApiToServiceRequestJobSubmission toMessage(const JobSubmissi
 
 /// Checks of single options: the complaint, or empty text for a good value.
 std::string checkUuid(const std::string& text);
-std::string checkProperty(const std::string& text);
 /// A plain file name that does not begin with a dot: the service would launch the job as not
 /// persistent for any other.
 std::string checkFileName(const std::string& text);

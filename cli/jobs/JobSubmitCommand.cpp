@@ -1,8 +1,8 @@
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/Interrupt.h"
+#include "cli/OptionChecks.h"
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobReporter.h"
@@ -24,7 +24,10 @@ struct SubmitOptions {
     bool wait = false;
 };
 
-RunningJob submit(const JobSubmission& submission, ServiceClient& service) {
+RunningJob submit(JobSubmission submission, ServiceClient& service) {
+    if (submission.id.empty()) {
+        submission.id = tarn::utils::UuidGenerator::Generate();
+    }
     const auto message = toMessage(submission);
     const auto reply = service.submitJob(message);
     RunningJob job;
@@ -61,8 +64,7 @@ ExitStatus waitFor(const RunningJob& job, const Session& session) {
         document["outcome_text"] = outcome.text;
         session.output.document(document);
     }
-    session.output.conclude(outcome, session.format);
-    return outcome.exitStatus();
+    return conclude(outcome, session);
 }
 
 ExitStatus submitJob(const SubmitOptions& options, const Session& session) {
@@ -97,22 +99,25 @@ void addOptions(CLI::App& command, SubmitOptions& options) {
 
 }  // namespace
 
-void addJobSubmitCommand(CLI::App& jobs, Action& chosen) {
-    const auto options = std::make_shared<SubmitOptions>();
-    CLI::App* command = jobs.add_subcommand("submit", "Hand the service a job to launch");
-    addOptions(*command, *options);
-    command->footer(
-        "Without --wait the job is accepted when this returns, and may not play yet.\n"
-        "Examples:\n"
-        "  tarnctl jobs submit --name test --pipeline 'videotestsrc ! autovideosink'\n"
-        "  tarnctl jobs submit --wait --property studio=2 \\\n"
-        "      --pipeline 'filesrc location=in.mp4 ! decodebin ! fakesink'");
-    command->callback([options, &chosen] {
-        if (options->submission.id.empty()) {
-            options->submission.id = tarn::utils::UuidGenerator::Generate();
-        }
-        chosen = [options](const Session& session) { return submitJob(*options, session); };
-    });
+Command jobsFamily() {
+    return {.name = "jobs",
+            .purpose = "List, submit, follow and stop jobs",
+            .footer =
+                "Examples:\n"
+                "  tarnctl jobs list\n"
+                "  tarnctl jobs submit --pipeline 'videotestsrc ! autovideosink'"};
+}
+
+Command jobSubmitCommand() {
+    return {.name = "submit",
+            .purpose = "Hand the service a job to launch",
+            .footer =
+                "Without --wait the job is accepted when this returns, and may not play yet.\n"
+                "Examples:\n"
+                "  tarnctl jobs submit --name test --pipeline 'videotestsrc ! autovideosink'\n"
+                "  tarnctl jobs submit --wait --property studio=2 \\\n"
+                "      --pipeline 'filesrc location=in.mp4 ! decodebin ! fakesink'",
+            .prepare = with(addOptions, submitJob)};
 }
 
 }  // namespace tarn::cli

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/Interrupt.h"
@@ -31,27 +30,22 @@ ExitStatus watchJob(const std::string& id, const Session& session) {
     const auto reporter = reporterFor(job, session);
     JobWatcher watcher(session.service, job);
     const JobOutcome outcome = watcher.watch(JobFollower::Begin::Running, *reporter, interrupt);
-    session.output.conclude(outcome, session.format);
-    return outcome.exitStatus();
+    return conclude(outcome, session);
 }
 
 }  // namespace
 
-void addJobWatchCommand(CLI::App& jobs, Action& chosen) {
-    const auto id = std::make_shared<std::string>();
-    CLI::App* command =
-        jobs.add_subcommand("watch", "Follow a running job until it ends, or Ctrl-C");
-    command->add_option("ID", *id, "The job's id, or the beginning of it")->required();
-    command->footer(
-        "The job's end is the exit status: 0 for the end of its stream. Ctrl-C leaves the job "
-        "alone.\n"
-        "With --json each event is one line.\n"
-        "Examples:\n"
-        "  tarnctl jobs watch 3f2a\n"
-        "  tarnctl --json jobs watch 3f2a | jq .type");
-    command->callback([id, &chosen] {
-        chosen = [id](const Session& session) { return watchJob(*id, session); };
-    });
+Command jobWatchCommand() {
+    return {.name = "watch",
+            .purpose = "Follow a running job until it ends, or Ctrl-C",
+            .footer =
+                "The job's end is the exit status: 0 for the end of its stream. Ctrl-C "
+                "leaves the job alone.\n"
+                "With --json each event is one line.\n"
+                "Examples:\n"
+                "  tarnctl jobs watch 3f2a\n"
+                "  tarnctl --json jobs watch 3f2a | jq .type",
+            .prepare = with(addJobOption, watchJob)};
 }
 
 }  // namespace tarn::cli

@@ -16,4 +16,13 @@ std::string clockTime(std::chrono::system_clock::time_point time) {
                        (sinceEpoch % 1000ms).count());
 }
 
+std::string clockText(std::chrono::nanoseconds time) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+    const auto minutes = seconds / 60;
+    if (minutes < 60) {
+        return fmt::format("{}:{:02}", minutes, seconds % 60);
+    }
+    return fmt::format("{}:{:02}:{:02}", minutes / 60, minutes % 60, seconds % 60);
+}
+
 }  // namespace tarn::cli

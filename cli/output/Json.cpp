@@ -11,21 +11,22 @@
 #include <vector>
 
 #include "cli/CommandError.h"
-#include "cli/output/Utf8Message.h"
 #include "platform/utils/EscapedText.h"
 #include "platform/utils/Utf8.h"
 
 namespace tarn::cli {
 
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
 using nlohmann::ordered_json;
 
 namespace {
 
-ordered_json convert(const google::protobuf::Message& message);
+ordered_json convert(const Message& message);
 
 // Protobuf's own conversion leaves extensions out. A message of ours has one at most: its content.
-void addExtensions(ordered_json& document, const google::protobuf::Message& message) {
-    std::vector<const google::protobuf::FieldDescriptor*> fields;
+void addExtensions(ordered_json& document, const Message& message) {
+    std::vector<const FieldDescriptor*> fields;
     message.GetReflection()->ListFields(message, &fields);
     for (const auto* const field : fields) {
         if (field->is_extension() && !field->is_repeated() && field->message_type() != nullptr) {
@@ -34,7 +35,7 @@ void addExtensions(ordered_json& document, const google::protobuf::Message& mess
     }
 }
 
-ordered_json convert(const google::protobuf::Message& message) {
+ordered_json convert(const Message& message) {
     google::protobuf::util::JsonPrintOptions options;
     options.preserve_proto_field_names = true;
     std::string text;
@@ -45,6 +46,46 @@ ordered_json convert(const google::protobuf::Message& message) {
     }
     addExtensions(document, message);
     return document;
+}
+
+void replaceInvalidUtf8(Message& message);
+
+void replaceInText(Message& message, const FieldDescriptor* field) {
+    const auto& fields = *message.GetReflection();
+    if (!field->is_repeated()) {
+        fields.SetString(&message, field,
+                         utils::replaceInvalidUtf8(fields.GetString(message, field)));
+        return;
+    }
+    for (int i = 0; i < fields.FieldSize(message, field); ++i) {
+        fields.SetRepeatedString(
+            &message, field, i,
+            utils::replaceInvalidUtf8(fields.GetRepeatedString(message, field, i)));
+    }
+}
+
+void replaceInMessages(Message& message, const FieldDescriptor* field) {
+    const auto& fields = *message.GetReflection();
+    if (!field->is_repeated()) {
+        return replaceInvalidUtf8(*fields.MutableMessage(&message, field));
+    }
+    for (int i = 0; i < fields.FieldSize(message, field); ++i) {
+        replaceInvalidUtf8(*fields.MutableRepeatedMessage(&message, field, i));
+    }
+}
+
+// Puts U+FFFD in the place of each byte that is no UTF-8, in every text of the message, its
+// extensions included. Fields that are bytes by definition stay as they are.
+void replaceInvalidUtf8(Message& message) {
+    std::vector<const FieldDescriptor*> present;
+    message.GetReflection()->ListFields(message, &present);
+    for (const auto* const field : present) {
+        if (field->type() == FieldDescriptor::TYPE_STRING) {
+            replaceInText(message, field);
+        } else if (field->cpp_type() == FieldDescriptor::CPPTYPE_MESSAGE) {
+            replaceInMessages(message, field);
+        }
+    }
 }
 
 void appendEscape(std::string& result, std::uint32_t codePoint) {
@@ -81,8 +122,8 @@ std::string textOf(const ordered_json& document, int indent) {
 }  // namespace
 
 // Protobuf drops some of the bytes that are no UTF-8 and lets others through, which are no JSON.
-ordered_json toJson(const google::protobuf::Message& message) {
-    const std::unique_ptr<google::protobuf::Message> copy(message.New());
+ordered_json toJson(const Message& message) {
+    const std::unique_ptr<Message> copy(message.New());
     copy->CopyFrom(message);
     replaceInvalidUtf8(*copy);
     return convert(*copy);

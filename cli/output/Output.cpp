@@ -4,8 +4,6 @@
 #include <ostream>
 
 #include "cli/CommandError.h"
-#include "cli/client/Session.h"
-#include "cli/jobs/JobOutcome.h"
 #include "cli/output/Json.h"
 #include "cli/output/StyledLine.h"
 #include "cli/output/Table.h"
@@ -33,7 +31,10 @@ void Output::fields(const Fields& fields) {
     }
 }
 
-void Output::table(const Table& table) {
+void Output::table(const Table& table, const std::string& ifEmpty) {
+    if (table.empty()) {
+        return line(ifEmpty);
+    }
     const auto lines = table.lines();
     out << bold(lines.front()) << '\n';
     std::for_each(lines.begin() + 1, lines.end(), [this](const auto& row) { out << row << '\n'; });
@@ -79,14 +80,6 @@ void Output::documentLine(const nlohmann::ordered_json& document) {
 
 void Output::plain(const std::string& text) {
     out << text;
-}
-
-void Output::conclude(const JobOutcome& outcome, Format format) {
-    if (outcome.exitStatus() != ExitStatus::Done) {
-        notice(outcome.text);
-    } else if (format == Format::Text) {
-        line(outcome.text);
-    }
 }
 
 void Output::notice(const std::string& text) {

@@ -12,8 +12,6 @@ namespace tarn::cli {
 
 class StyledLine;
 class Table;
-enum class Format : int;
-struct JobOutcome;
 
 /// Label and value; a value that is empty is not shown.
 using Fields = std::vector<std::pair<std::string, std::string>>;
@@ -27,7 +25,8 @@ class Output {
 
     void line(const std::string& text);
     void fields(const Fields& fields);
-    void table(const Table& table);
+    /// A table without rows is that line.
+    void table(const Table& table, const std::string& ifEmpty = "");
     void drawing(const std::vector<StyledLine>& lines);
 
     /// The same as the latest state of something that is being watched: in place of what is on the
@@ -42,9 +41,6 @@ class Output {
 
     /// Our own text, as it is.
     void plain(const std::string& text);
-
-    /// How a job ended: a line for people, and a notice in any case where that is not well.
-    void conclude(const JobOutcome& outcome, Format format);
 
     /// "tarnctl: <text>" on the error stream.
     void notice(const std::string& text);

@@ -14,6 +14,8 @@ class Table {
     /// As many cells as the header has; an empty one is shown as "-".
     void add(const std::vector<std::string>& row);
 
+    bool empty() const { return rows.size() == 1; }
+
     /// Lines without trailing blanks or newlines; the header first.
     std::vector<std::string> lines() const;
 

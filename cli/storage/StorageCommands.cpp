@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/client/ServiceClient.h"
@@ -22,20 +21,11 @@ ExitStatus showSpace(const Session& session) {
     request.set_type(Request::GET_REMAINING_SPACE);
     const auto answer =
         session.service.operateStorage(request).GetExtension(GetRemainingSpaceReply::base);
-    if (session.format == Format::Json) {
-        session.output.document(toJson(answer));
-    } else {
-        session.output.line(byteSizeText(std::to_string(answer.remaining_space())) + " left");
-    }
-    return ExitStatus::Done;
-}
-
-void addSpaceCommand(CLI::App& storage, Action& chosen) {
-    CLI::App* command = storage.add_subcommand("space", "Show how much room new tracks have");
-    command->footer(
-        "Example:\n"
-        "  tarnctl storage space");
-    command->callback([&chosen] { chosen = showSpace; });
+    return show(
+        session, [&] { return toJson(answer); },
+        [&](Output& output) {
+            output.line(byteSizeText(std::to_string(answer.remaining_space())) + " left");
+        });
 }
 
 struct TicketOptions {
@@ -43,42 +33,44 @@ struct TicketOptions {
     bool wait = false;
 };
 
-void addTicketCommand(CLI::App& storage, Action& chosen) {
-    const auto options = std::make_shared<TicketOptions>();
-    CLI::App* command = storage.add_subcommand("ticket", "Show what has become of an operation");
-    addTicketOption(*command, options->ticket);
-    addWaitOption(*command, options->wait);
-    command->footer(
-        "Example:\n"
-        "  tarnctl storage ticket 10000001 --wait");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) {
-            const auto wait = options->wait ? TicketWait::UntilTheEnd : TicketWait::No;
-            return reportTicket(options->ticket, wait, session);
-        };
-    });
+void addOptions(CLI::App& line, TicketOptions& options) {
+    addTicketOption(line, options.ticket);
+    addWaitOption(line, options.wait);
+}
+
+ExitStatus showTicket(const TicketOptions& options, const Session& session) {
+    return reportTicket(options.ticket, options.wait ? TicketWait::UntilTheEnd : TicketWait::No,
+                        session);
 }
 
 }  // namespace
 
-void addStorageCommands(CLI::App& app, Action& chosen) {
-    CLI::App* storage = app.add_subcommand("storage", "Loop storage: its tracks and its space");
-    storage->require_subcommand(1);
-    storage->footer(
-        "Slow operations give a ticket at once; --wait waits for their end.\n"
-        "Examples:\n"
-        "  tarnctl storage tracks\n"
-        "  tarnctl storage create --size 10G --wait");
-    addStorageTracksCommand(*storage, chosen);
-    addStorageShowCommand(*storage, chosen);
-    addStorageCreateCommand(*storage, chosen);
-    addStorageResizeCommand(*storage, chosen);
-    addStorageClearCommand(*storage, chosen);
-    addStorageDestroyCommand(*storage, chosen);
-    addStoragePropertiesCommand(*storage, chosen);
-    addStorageWorkersCommand(*storage, chosen);
-    addSpaceCommand(*storage, chosen);
-    addTicketCommand(*storage, chosen);
+Command storageFamily() {
+    return {.name = "storage",
+            .purpose = "Loop storage: its tracks and its space",
+            .footer =
+                "Slow operations give a ticket at once; --wait waits for their end.\n"
+                "Examples:\n"
+                "  tarnctl storage tracks\n"
+                "  tarnctl storage create --size 10G --wait"};
+}
+
+Command storageSpaceCommand() {
+    return {.name = "space",
+            .purpose = "Show how much room new tracks have",
+            .footer =
+                "Example:\n"
+                "  tarnctl storage space",
+            .prepare = with(showSpace)};
+}
+
+Command storageTicketCommand() {
+    return {.name = "ticket",
+            .purpose = "Show what has become of an operation",
+            .footer =
+                "Example:\n"
+                "  tarnctl storage ticket 10000001 --wait",
+            .prepare = with(addOptions, showTicket)};
 }
 
 }  // namespace tarn::cli

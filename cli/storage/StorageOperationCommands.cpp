@@ -1,10 +1,8 @@
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
-#include "cli/output/ByteSize.h"
 #include "cli/output/Output.h"
 #include "cli/storage/StorageOptions.h"
 #include "cli/storage/StorageTicket.h"
@@ -12,20 +10,21 @@
 
 namespace tarn::cli {
 
+using nlohmann::ordered_json;
 using namespace proto::loop_storage;
 
 namespace {
 
 struct OperationOptions {
     std::int64_t id = 0;
-    std::string size;
+    std::uint64_t size = 0;
     bool wait = false;
 };
 
 Request createRequest(const OperationOptions& options) {
     Request request;
     request.set_type(Request::CREATE_TRACK);
-    request.MutableExtension(CreateTrackRequest::base)->set_size(*parseByteSize(options.size));
+    request.MutableExtension(CreateTrackRequest::base)->set_size(options.size);
     return request;
 }
 
@@ -34,7 +33,7 @@ Request resizeRequest(const OperationOptions& options) {
     request.set_type(Request::RESIZE_TRACK);
     auto& content = *request.MutableExtension(ResizeTrackRequest::base);
     content.set_track_id(options.id);
-    content.set_size(*parseByteSize(options.size));
+    content.set_size(options.size);
     return request;
 }
 
@@ -53,12 +52,24 @@ ExitStatus begin(const Request& request, bool wait, const Session& session) {
     if (wait) {
         return reportTicket(ticket, TicketWait::UntilTheEnd, session);
     }
-    if (session.format == Format::Json) {
-        session.output.document({{"ticket", std::to_string(ticket)}});
-    } else {
-        session.output.line("ticket " + std::to_string(ticket));
-    }
-    return ExitStatus::Done;
+    return show(
+        session,
+        [&] {
+            return ordered_json{{"ticket", std::to_string(ticket)}};
+        },
+        [&](Output& output) { output.line("ticket " + std::to_string(ticket)); });
+}
+
+ExitStatus createTrack(const OperationOptions& options, const Session& session) {
+    return begin<CreateTrackReply>(createRequest(options), options.wait, session);
+}
+
+ExitStatus resizeTrack(const OperationOptions& options, const Session& session) {
+    return begin<ResizeTrackReply>(resizeRequest(options), options.wait, session);
+}
+
+ExitStatus destroyTrack(const OperationOptions& options, const Session& session) {
+    return begin<DestroyTrackReply>(destroyRequest(options), options.wait, session);
 }
 
 ExitStatus clearTrack(const OperationOptions& options, const Session& session) {
@@ -66,75 +77,71 @@ ExitStatus clearTrack(const OperationOptions& options, const Session& session) {
     request.set_type(Request::CLEAR_TRACK);
     request.MutableExtension(ClearTrackRequest::base)->set_track_id(options.id);
     session.service.operateStorage(request);
-    if (session.format == Format::Json) {
-        session.output.document({{"track_id", std::to_string(options.id)}, {"state", "cleared"}});
-    } else {
-        session.output.line("track " + std::to_string(options.id) + " cleared");
-    }
-    return ExitStatus::Done;
+    const auto id = std::to_string(options.id);
+    return show(
+        session,
+        [&] {
+            return ordered_json{{"track_id", id}, {"state", "cleared"}};
+        },
+        [&](Output& output) { output.line("track " + id + " cleared"); });
+}
+
+void addCreateOptions(CLI::App& line, OperationOptions& options) {
+    addSizeOption(line, options.size);
+    addWaitOption(line, options.wait);
+}
+
+void addResizeOptions(CLI::App& line, OperationOptions& options) {
+    addTrackOption(line, options.id);
+    addCreateOptions(line, options);
+}
+
+void addDestroyOptions(CLI::App& line, OperationOptions& options) {
+    addTrackOption(line, options.id);
+    addWaitOption(line, options.wait);
+}
+
+void addClearOptions(CLI::App& line, OperationOptions& options) {
+    addTrackOption(line, options.id);
 }
 
 }  // namespace
 
-void addStorageCreateCommand(CLI::App& storage, Action& chosen) {
-    const auto options = std::make_shared<OperationOptions>();
-    CLI::App* command = storage.add_subcommand("create", "Create a track");
-    addSizeOption(*command, options->size);
-    addWaitOption(*command, options->wait);
-    command->footer(
-        "Examples:\n"
-        "  tarnctl storage create --size 10G --wait\n"
-        "  tarnctl storage create --size 1.5TB");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) {
-            return begin<CreateTrackReply>(createRequest(*options), options->wait, session);
-        };
-    });
+Command storageCreateCommand() {
+    return {.name = "create",
+            .purpose = "Create a track",
+            .footer =
+                "Examples:\n"
+                "  tarnctl storage create --size 10G --wait\n"
+                "  tarnctl storage create --size 1.5TB",
+            .prepare = with(addCreateOptions, createTrack)};
 }
 
-void addStorageResizeCommand(CLI::App& storage, Action& chosen) {
-    const auto options = std::make_shared<OperationOptions>();
-    CLI::App* command = storage.add_subcommand("resize", "Give a track another size");
-    addTrackOption(*command, options->id);
-    addSizeOption(*command, options->size);
-    addWaitOption(*command, options->wait);
-    command->footer(
-        "Example:\n"
-        "  tarnctl storage resize 3 --size 20G --wait");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) {
-            return begin<ResizeTrackReply>(resizeRequest(*options), options->wait, session);
-        };
-    });
+Command storageResizeCommand() {
+    return {.name = "resize",
+            .purpose = "Give a track another size",
+            .footer =
+                "Example:\n"
+                "  tarnctl storage resize 3 --size 20G --wait",
+            .prepare = with(addResizeOptions, resizeTrack)};
 }
 
-void addStorageDestroyCommand(CLI::App& storage, Action& chosen) {
-    const auto options = std::make_shared<OperationOptions>();
-    CLI::App* command =
-        storage.add_subcommand("destroy", "Destroy a track, with all that is in it");
-    addTrackOption(*command, options->id);
-    addWaitOption(*command, options->wait);
-    command->footer(
-        "Example:\n"
-        "  tarnctl storage destroy 3 --wait");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) {
-            return begin<DestroyTrackReply>(destroyRequest(*options), options->wait, session);
-        };
-    });
+Command storageDestroyCommand() {
+    return {.name = "destroy",
+            .purpose = "Destroy a track, with all that is in it",
+            .footer =
+                "Example:\n"
+                "  tarnctl storage destroy 3 --wait",
+            .prepare = with(addDestroyOptions, destroyTrack)};
 }
 
-void addStorageClearCommand(CLI::App& storage, Action& chosen) {
-    const auto options = std::make_shared<OperationOptions>();
-    CLI::App* command =
-        storage.add_subcommand("clear", "Throw away all that is in a track; its size stays");
-    addTrackOption(*command, options->id);
-    command->footer(
-        "Example:\n"
-        "  tarnctl storage clear 3");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) { return clearTrack(*options, session); };
-    });
+Command storageClearCommand() {
+    return {.name = "clear",
+            .purpose = "Throw away all that is in a track; its size stays",
+            .footer =
+                "Example:\n"
+                "  tarnctl storage clear 3",
+            .prepare = with(addClearOptions, clearTrack)};
 }
 
 }  // namespace tarn::cli

@@ -3,7 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <charconv>
 
-#include "cli/output/ByteSize.h"
+#include "platform/program/Options.h"
 
 namespace tarn::cli {
 
@@ -32,13 +32,8 @@ void addTicketOption(CLI::App& command, std::int64_t& ticket) {
     command.add_option("N", ticket, "The operation's ticket")->required()->check(checkNumber);
 }
 
-void addSizeOption(CLI::App& command, std::string& size) {
-    command
-        .add_option(
-            "--size", size,
-            "Room for that many bytes: K, M, G, T are powers of 1024; KB, MB, GB, TB of 1000")
-        ->required()
-        ->check(checkByteSize);
+void addSizeOption(CLI::App& command, std::uint64_t& size) {
+    program::addSize(command, "--size", size, {}, "Room for that many bytes")->required();
 }
 
 void addWaitOption(CLI::App& command, bool& wait) {

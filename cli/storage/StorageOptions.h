@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 namespace CLI {
 class App;
@@ -17,8 +16,8 @@ void addWorkerOption(CLI::App& command, std::int64_t& id);
 
 void addTicketOption(CLI::App& command, std::int64_t& ticket);
 
-/// --size; the text is one of a size.
-void addSizeOption(CLI::App& command, std::string& size);
+/// --size, in bytes.
+void addSizeOption(CLI::App& command, std::uint64_t& size);
 
 void addWaitOption(CLI::App& command, bool& wait);
 

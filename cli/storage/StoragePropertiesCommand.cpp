@@ -1,10 +1,9 @@
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <nlohmann/json.hpp>
 
+#include "cli/OptionChecks.h"
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
-#include "cli/jobs/JobSubmission.h"
 #include "cli/output/Output.h"
 #include "cli/output/Table.h"
 #include "cli/storage/StorageOptions.h"
@@ -61,15 +60,11 @@ nlohmann::ordered_json documentOf(std::int64_t id, const GetTrackPropertiesReply
 }
 
 void print(const GetTrackPropertiesReply& answer, Output& output) {
-    if (answer.properties().empty()) {
-        output.line("no properties");
-        return;
-    }
     Table table({"NAME", "VALUE"});
     for (const auto& property : answer.properties()) {
         table.add({property.name(), property.value()});
     }
-    output.table(table);
+    output.table(table, "no properties");
 }
 
 /// Changes what is to be changed, and tells what is then there.
@@ -81,15 +76,13 @@ ExitStatus treatProperties(const PropertiesOptions& options, const Session& sess
         removeProperties(options, session.service);
     }
     const auto answer = askProperties(options.id, session.service);
-    if (session.format == Format::Json) {
-        session.output.document(documentOf(options.id, answer));
-    } else {
-        print(answer, session.output);
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOf(options.id, answer); },
+        [&](Output& output) { print(answer, output); });
 }
 
-void addChanges(CLI::App& command, PropertiesOptions& options) {
+void addOptions(CLI::App& command, PropertiesOptions& options) {
+    addTrackOption(command, options.id);
     command.require_subcommand(0, 1);
     command.add_subcommand("set", "Set properties; the others stay")
         ->add_option("N=V", options.set, "A name and its value")
@@ -102,20 +95,15 @@ void addChanges(CLI::App& command, PropertiesOptions& options) {
 
 }  // namespace
 
-void addStoragePropertiesCommand(CLI::App& storage, Action& chosen) {
-    const auto options = std::make_shared<PropertiesOptions>();
-    CLI::App* command =
-        storage.add_subcommand("properties", "Show, set and remove the properties of a track");
-    addTrackOption(*command, options->id);
-    addChanges(*command, *options);
-    command->footer(
-        "Examples:\n"
-        "  tarnctl storage properties 3\n"
-        "  tarnctl storage properties 3 set Name=studio Camera=2\n"
-        "  tarnctl storage properties 3 remove Camera");
-    command->callback([options, &chosen] {
-        chosen = [options](const Session& session) { return treatProperties(*options, session); };
-    });
+Command storagePropertiesCommand() {
+    return {.name = "properties",
+            .purpose = "Show, set and remove the properties of a track",
+            .footer =
+                "Examples:\n"
+                "  tarnctl storage properties 3\n"
+                "  tarnctl storage properties 3 set Name=studio Camera=2\n"
+                "  tarnctl storage properties 3 remove Camera",
+            .prepare = with(addOptions, treatProperties)};
 }
 
 }  // namespace tarn::cli

@@ -64,17 +64,20 @@ std::string wordOf(TicketStatus status) {
 void print(std::int64_t ticket, const GetTicketStatusReply& answer, const Session& session) {
     const auto number = std::to_string(ticket);
     const auto track = answer.has_track_id() ? std::to_string(answer.track_id()) : "";
-    if (session.format == Format::Json) {
-        nlohmann::ordered_json document = {{"ticket", number},
-                                           {"status", TicketStatus_Name(answer.status())}};
-        if (!track.empty()) {
-            document["track_id"] = track;
-        }
-        session.output.document(document);
-    } else {
-        session.output.line("ticket " + number + " " + wordOf(answer.status()) +
-                            (track.empty() ? "" : ": track " + track));
-    }
+    show(
+        session,
+        [&] {
+            nlohmann::ordered_json document = {{"ticket", number},
+                                               {"status", TicketStatus_Name(answer.status())}};
+            if (!track.empty()) {
+                document["track_id"] = track;
+            }
+            return document;
+        },
+        [&](Output& output) {
+            output.line("ticket " + number + " " + wordOf(answer.status()) +
+                        (track.empty() ? "" : ": track " + track));
+        });
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandError.h"
@@ -89,16 +88,11 @@ ordered_json documentOfTracks(const std::vector<StorageTrack>& tracks) {
 
 ExitStatus listTracks(const TrackFilter& filter, const Session& session) {
     const auto tree = askStorages(filter, session.service);
-    if (session.format == Format::Json) {
-        session.output.document(documentOfTracks(tree.tracks));
-    } else if (tree.storages.empty()) {
-        session.output.line("no loop storage");
-    } else if (tree.tracks.empty()) {
-        session.output.line("no tracks");
-    } else {
-        session.output.table(tableOf(tree));
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOfTracks(tree.tracks); },
+        [&](Output& output) {
+            output.table(tableOf(tree), tree.storages.empty() ? "no loop storage" : "no tracks");
+        });
 }
 
 ExitStatus showTrack(const TrackFilter& filter, const Session& session) {
@@ -113,12 +107,9 @@ ExitStatus showTrack(const TrackFilter& filter, const Session& session) {
                                                    ": name one with --storage, such as " +
                                                    tracks.front().storage);
     }
-    if (session.format == Format::Json) {
-        session.output.document(toJson(tracks.front()));
-    } else {
-        session.output.fields(fieldsOf(tracks.front()));
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return toJson(tracks.front()); },
+        [&](Output& output) { output.fields(fieldsOf(tracks.front())); });
 }
 
 void addStorageOption(CLI::App& command, TrackFilter& filter) {
@@ -126,32 +117,30 @@ void addStorageOption(CLI::App& command, TrackFilter& filter) {
                        "Only the storage that has this id in the device tree");
 }
 
-}  // namespace
-
-void addStorageTracksCommand(CLI::App& storage, Action& chosen) {
-    const auto filter = std::make_shared<TrackFilter>();
-    CLI::App* command = storage.add_subcommand("tracks", "List the tracks");
-    addStorageOption(*command, *filter);
-    command->footer(
-        "Examples:\n"
-        "  tarnctl storage tracks\n"
-        "  tarnctl storage tracks --json | jq -r '.tracks[].track_id'");
-    command->callback([filter, &chosen] {
-        chosen = [filter](const Session& session) { return listTracks(*filter, session); };
-    });
+void addShowOptions(CLI::App& line, TrackFilter& filter) {
+    addTrackOption(line, filter.id);
+    addStorageOption(line, filter);
 }
 
-void addStorageShowCommand(CLI::App& storage, Action& chosen) {
-    const auto filter = std::make_shared<TrackFilter>();
-    CLI::App* command = storage.add_subcommand("show", "Show one track");
-    addTrackOption(*command, filter->id);
-    addStorageOption(*command, *filter);
-    command->footer(
-        "Example:\n"
-        "  tarnctl storage show 3");
-    command->callback([filter, &chosen] {
-        chosen = [filter](const Session& session) { return showTrack(*filter, session); };
-    });
+}  // namespace
+
+Command storageTracksCommand() {
+    return {.name = "tracks",
+            .purpose = "List the tracks",
+            .footer =
+                "Examples:\n"
+                "  tarnctl storage tracks\n"
+                "  tarnctl storage tracks --json | jq -r '.tracks[].track_id'",
+            .prepare = with(addStorageOption, listTracks)};
+}
+
+Command storageShowCommand() {
+    return {.name = "show",
+            .purpose = "Show one track",
+            .footer =
+                "Example:\n"
+                "  tarnctl storage show 3",
+            .prepare = with(addShowOptions, showTrack)};
 }
 
 }  // namespace tarn::cli

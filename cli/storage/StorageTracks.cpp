@@ -3,8 +3,8 @@
 #include <chrono>
 #include <nlohmann/json.hpp>
 
-#include "cli/jobs/JobProgress.h"
 #include "cli/output/ByteSize.h"
+#include "cli/output/ClockTime.h"
 #include "cli/output/DeviceWords.h"
 #include "proto/monitoring.pb.h"
 

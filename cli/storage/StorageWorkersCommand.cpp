@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
-#include <memory>
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
@@ -52,14 +53,9 @@ ExitStatus listWorkers(const Session& session) {
     Request request;
     request.set_type(Request::GET_WORKERS);
     const auto answer = session.service.operateStorage(request).GetExtension(GetWorkersReply::base);
-    if (session.format == Format::Json) {
-        session.output.document(documentOfWorkers(answer));
-    } else if (answer.workers().empty()) {
-        session.output.line("no workers");
-    } else {
-        session.output.table(tableOf(answer));
-    }
-    return ExitStatus::Done;
+    return show(
+        session, [&] { return documentOfWorkers(answer); },
+        [&](Output& output) { output.table(tableOf(answer), "no workers"); });
 }
 
 ExitStatus evictWorker(std::int64_t id, const Session& session) {
@@ -67,34 +63,42 @@ ExitStatus evictWorker(std::int64_t id, const Session& session) {
     request.set_type(Request::EVICT_WORKER);
     request.MutableExtension(EvictWorkerRequest::base)->set_worker_id(id);
     session.service.operateStorage(request);
-    if (session.format == Format::Json) {
-        session.output.document({{"worker_id", std::to_string(id)}, {"state", "evicted"}});
-    } else {
-        session.output.line("worker " + std::to_string(id) + " evicted");
-    }
-    return ExitStatus::Done;
+    const auto number = std::to_string(id);
+    return show(
+        session,
+        [&] {
+            return nlohmann::ordered_json{{"worker_id", number}, {"state", "evicted"}};
+        },
+        [&](Output& output) { output.line("worker " + number + " evicted"); });
+}
+
+struct WorkersOptions {
+    std::int64_t id = 0;
+    bool evict = false;
+};
+
+ExitStatus listOrEvict(const WorkersOptions& options, const Session& session) {
+    return options.evict ? evictWorker(options.id, session) : listWorkers(session);
+}
+
+void addOptions(CLI::App& line, WorkersOptions& options) {
+    line.require_subcommand(0, 1);
+    CLI::App* const evict = line.add_subcommand(
+        "evict", "End what a worker does at its track, which is free then for another one");
+    addWorkerOption(*evict, options.id);
+    evict->callback([&options] { options.evict = true; });
 }
 
 }  // namespace
 
-void addStorageWorkersCommand(CLI::App& storage, Action& chosen) {
-    const auto id = std::make_shared<std::int64_t>(0);
-    CLI::App* command =
-        storage.add_subcommand("workers", "List who reads and writes tracks, and evict somebody");
-    command->require_subcommand(0, 1);
-    CLI::App* evict = command->add_subcommand(
-        "evict", "End what a worker does at its track, which is free then for another one");
-    addWorkerOption(*evict, *id);
-    command->footer(
-        "Examples:\n"
-        "  tarnctl storage workers\n"
-        "  tarnctl storage workers evict 12");
-    command->callback([id, evict, &chosen] {
-        const bool evicts = evict->parsed();
-        chosen = [id, evicts](const Session& session) {
-            return evicts ? evictWorker(*id, session) : listWorkers(session);
-        };
-    });
+Command storageWorkersCommand() {
+    return {.name = "workers",
+            .purpose = "List who reads and writes tracks, and evict somebody",
+            .footer =
+                "Examples:\n"
+                "  tarnctl storage workers\n"
+                "  tarnctl storage workers evict 12",
+            .prepare = with(addOptions, listOrEvict)};
 }
 
 }  // namespace tarn::cli

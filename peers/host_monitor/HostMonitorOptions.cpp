@@ -6,13 +6,14 @@
 #include <CLI/CLI.hpp>
 #include <array>
 
+#include "platform/program/CommandLine.h"
+#include "platform/program/Options.h"
+
 namespace tarn::peers::host_monitor {
 
-namespace {
+using socket::SocketEndpoint;
 
-constexpr int usageError = 2;
-constexpr double shortestInterval = 0.05;
-constexpr double longestInterval = 3600;
+namespace {
 
 std::string hostName() {
     std::array<char, HOST_NAME_MAX + 1> name{};
@@ -20,45 +21,20 @@ std::string hostName() {
                                                                                : "localhost";
 }
 
-// The library's own check of a range lets "nan" pass.
-std::string checkInterval(const std::string& text) {
-    double seconds = 0;
-    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
-    const bool fits = isNumber && seconds >= shortestInterval && seconds <= longestInterval;
-    return fits ? "" : "'" + text + "' is not between 0.05 and 3600 seconds";
-}
-
 }  // namespace
 
-std::optional<HostMonitorOptions> parseHostMonitorOptions(int argc, const char* const* argv,
-                                                          int& exitStatus) {
+std::optional<HostMonitorOptions> parseHostMonitorOptions(program::CommandLine& line) {
     HostMonitorOptions options;
+    options.endpoints = {SocketEndpoint::FromString("ipc:///tmp/host-monitor"),
+                         SocketEndpoint::FromString("ipc:///tmp/host-monitor-events")};
     options.name = hostName();
-    double seconds = 1;
-    bool pollOnly = false;
     CLI::App app("Tells the service how this machine is: processors, memory, disks, network");
-    app.add_option("--endpoint", options.endpoint, "Where the service asks")->capture_default_str();
-    auto* const events = app.add_option("--event-endpoint", options.eventEndpoint,
-                                        "Where the service is to listen for changes");
-    events->capture_default_str();
-    app.add_flag("--poll-only", pollOnly, "Sends no changes: the service has to ask")
-        ->excludes(events);
-    app.add_option("--interval", seconds, "Between two looks at the machine, in seconds")
-        ->check(checkInterval, "FLOAT in [0.05 - 3600]")
-        ->capture_default_str();
+    addDeviceOptions(app, options.endpoints);
+    program::addSeconds(app, "--interval", options.interval, {.least = 0.05, .most = 3600},
+                        "Between two looks at the machine, in seconds from 0.05 to 3600");
     app.add_option("--name", options.name, "What this machine is called; its id is Host-NAME")
         ->capture_default_str();
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& end) {
-        exitStatus = app.exit(end) == 0 ? 0 : usageError;
-        return std::nullopt;
-    }
-    options.interval = std::chrono::milliseconds(static_cast<long>(seconds * 1000));
-    if (pollOnly) {
-        options.eventEndpoint.clear();
-    }
-    return options;
+    return line.parse(app) ? std::optional(std::move(options)) : std::nullopt;
 }
 
 }  // namespace tarn::peers::host_monitor

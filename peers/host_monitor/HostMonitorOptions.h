@@ -4,17 +4,21 @@
 #include <optional>
 #include <string>
 
+#include "peers/device/DeviceOptions.h"
+
+namespace tarn::program {
+class CommandLine;
+}
+
 namespace tarn::peers::host_monitor {
 
 struct HostMonitorOptions {
-    std::string endpoint = "ipc:///tmp/host-monitor";
-    std::string eventEndpoint = "ipc:///tmp/host-monitor-events";  ///< empty: none, it is polled
+    DeviceEndpoints endpoints;
     std::chrono::milliseconds interval{1000};
     std::string name;  ///< of the machine
 };
 
-/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed.
-std::optional<HostMonitorOptions> parseHostMonitorOptions(int argc, const char* const* argv,
-                                                          int& exitStatus);
+/// Nothing when the program is to end at once.
+std::optional<HostMonitorOptions> parseHostMonitorOptions(program::CommandLine& line);
 
 }  // namespace tarn::peers::host_monitor

@@ -1,15 +1,16 @@
 #include "peers/ingest_service/IngestOptions.h"
 
 #include <CLI/CLI.hpp>
-#include <iostream>
 #include <map>
 #include <stdexcept>
 
+#include "platform/program/CommandLine.h"
+
 namespace tarn::peers::ingest_service {
 
-namespace {
+using socket::SocketEndpoint;
 
-constexpr int usageError = 2;
+namespace {
 
 const std::map<std::string, Substitute> substituteNames = {{"bars", Substitute::Bars},
                                                            {"black", Substitute::Black},
@@ -28,6 +29,21 @@ CaptureFormat existing(const CaptureFormat& format) {
         throw std::invalid_argument(problem);
     }
     return format;
+}
+
+// One of three.
+void addSourceOptions(CLI::App& app, IngestOptions& options) {
+    auto* const device = app.add_option("--device-prefix", options.devicePrefix,
+                                        "Channel 0 is captured from PREFIX0, if that is a device");
+    device->capture_default_str();
+    auto* const picture = app.add_flag_callback(
+        "--test-picture", [&options] { options.devicePrefix.clear(); }, "Captures from no device");
+    picture->excludes(device);
+    app.add_option("--source", options.source,
+                   "What a channel is captured from instead: live elements in the launch syntax of "
+                   "GStreamer, in which %channel stands for its number")
+        ->excludes(device)
+        ->excludes(picture);
 }
 
 }  // namespace
@@ -50,34 +66,19 @@ void addCaptureOptions(CLI::App& app, CaptureOrder& order) {
         ->capture_default_str();
 }
 
-std::optional<IngestOptions> parseIngestOptions(int argc, const char* const* argv,
-                                                int& exitStatus) {
+std::optional<IngestOptions> parseIngestOptions(program::CommandLine& line) {
     IngestOptions options;
+    options.endpoints = {SocketEndpoint::FromString("ipc:///tmp/deltacast"),
+                         SocketEndpoint::FromString("ipc:///tmp/deltacast-events")};
     CaptureOrder order;
-    bool pollOnly = false;
-    bool testPicture = false;
     CLI::App app("Captures SDI channels and offers each as frames in shared memory");
     addCaptureOptions(app, order);
-    app.add_option("--endpoint", options.endpoint, "Where the service asks")->capture_default_str();
-    auto* const events = app.add_option("--event-endpoint", options.eventEndpoint,
-                                        "Where the service is to listen for changes");
-    events->capture_default_str();
-    app.add_flag("--poll-only", pollOnly, "Sends no changes: the service has to ask")
-        ->excludes(events);
+    addDeviceOptions(app, options.endpoints);
     app.add_option("--socket-prefix", options.socketPrefix,
                    "Channel 0 is offered at PREFIX-channel-0, and so on")
         ->check(checkPrefix)
         ->capture_default_str();
-    auto* const device = app.add_option("--device-prefix", options.devicePrefix,
-                                        "Channel 0 is captured from PREFIX0, if that is a device");
-    device->capture_default_str();
-    auto* const picture =
-        app.add_flag("--test-picture", testPicture, "Captures from no device")->excludes(device);
-    app.add_option("--source", options.source,
-                   "What a channel is captured from instead: live elements in the launch syntax of "
-                   "GStreamer, in which %channel stands for its number")
-        ->excludes(device)
-        ->excludes(picture);
+    addSourceOptions(app, options);
     app.add_option("--without-signal", options.substitute,
                    "What is offered while a device gives nothing: bars, black, freeze (its last "
                    "frame), nothing")
@@ -88,25 +89,11 @@ std::optional<IngestOptions> parseIngestOptions(int argc, const char* const* arg
         ->check(CLI::Range(2U, 1000U))
         ->capture_default_str();
     app.footer("Exit status: 0 told to stop, 1 failed, 2 usage, or a format that does not exist.");
-    try {
-        app.parse(argc, argv);
+    const bool good = line.parse(app, [&] {
         options.format = existing(order.format);
         options.channels = parseChannels(order.inputList, order.frameOffsets);
-    } catch (const CLI::ParseError& end) {
-        exitStatus = app.exit(end) == 0 ? 0 : usageError;
-        return std::nullopt;
-    } catch (const std::invalid_argument& e) {
-        std::cerr << "KLN-SDI-Ingest-Service: " << e.what() << std::endl;
-        exitStatus = usageError;
-        return std::nullopt;
-    }
-    if (pollOnly) {
-        options.eventEndpoint.clear();
-    }
-    if (testPicture) {
-        options.devicePrefix.clear();
-    }
-    return options;
+    });
+    return good ? std::optional(std::move(options)) : std::nullopt;
 }
 
 }  // namespace tarn::peers::ingest_service

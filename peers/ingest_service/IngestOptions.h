@@ -4,12 +4,16 @@
 #include <string>
 #include <vector>
 
+#include "peers/device/DeviceOptions.h"
 #include "peers/ingest_service/channel/CaptureFormat.h"
 #include "peers/ingest_service/channel/ChannelList.h"
 #include "peers/ingest_service/channel/Substitute.h"
 
 namespace CLI {
 class App;
+}
+namespace tarn::program {
+class CommandLine;
 }
 
 namespace tarn::peers::ingest_service {
@@ -27,8 +31,7 @@ void addCaptureOptions(CLI::App& app, CaptureOrder& order);
 struct IngestOptions {
     CaptureFormat format;
     std::vector<Channel> channels;
-    std::string endpoint = "ipc:///tmp/deltacast";
-    std::string eventEndpoint = "ipc:///tmp/deltacast-events";  ///< empty: none, it is polled
+    DeviceEndpoints endpoints;
     std::string socketPrefix = "/tmp/KLN-SDI-Ingest-Service";
     std::string devicePrefix = "/dev/video";  ///< empty: no device is looked for
     std::string source;  ///< elements of the media library in the place of a device; empty: none
@@ -36,8 +39,7 @@ struct IngestOptions {
     unsigned patience = 25;  ///< so many frame times without a frame are a lost signal
 };
 
-/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed;
-/// a format that does not exist is one.
-std::optional<IngestOptions> parseIngestOptions(int argc, const char* const* argv, int& exitStatus);
+/// Nothing when the program is to end at once. A format that does not exist is a usage error.
+std::optional<IngestOptions> parseIngestOptions(program::CommandLine& line);
 
 }  // namespace tarn::peers::ingest_service

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -15,10 +16,9 @@
 #include "peers/job_runtime/supervision/Job.h"
 #include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
-#include "platform/os/ProcessDefaults.h"
+#include "platform/program/Program.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
-#include "platform/utils/log/ConsoleLogSink.h"
 
 namespace tarn::peers {
 
@@ -113,28 +113,22 @@ class Launcher {
     std::string logFile;
 };
 
-int launch(const LauncherOptions& options, const SetupProtocol& protocol) {
-    try {
-        resetInheritedState();
-        if (options.daemon) {
-            detach();
-        }
-        os::ignoreBrokenPipes();
-        os::raiseDescriptorLimit();
-        utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
-        return Launcher(options, protocol).run();
-    } catch (const std::exception& e) {
-        utils::logError(e.what());
-        return 1;
-    }
-}
-
 }  // namespace
 
 int runLauncher(int argc, char** argv, const std::string& purpose, const SetupProtocol& protocol) {
-    int exitStatus = 0;
-    const auto options = parseLauncherOptions(argc, argv, purpose, exitStatus);
-    return options ? launch(*options, protocol) : exitStatus;
+    program::CommandLine line(argc, argv, std::cout, std::cerr);
+    const auto options = parseLauncherOptions(line, purpose);
+    if (!options) {
+        return line.exitStatus();
+    }
+    return program::runBody([&] {
+        resetInheritedState();
+        if (options->daemon) {
+            detach();
+        }
+        program::setUpProcess();
+        return Launcher(*options, protocol).run();
+    });
 }
 
 }  // namespace tarn::peers

@@ -2,14 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <utility>
+
+#include "platform/program/CommandLine.h"
+#include "platform/program/Options.h"
 
 namespace tarn::peers::loop_storage {
 
 namespace {
 
-constexpr int usageError = 2;
-constexpr double shortestTimeOut = 0.1;
-constexpr double longestTimeOut = 3600;
+constexpr program::SecondsRange timeOuts{.least = 0.1, .most = 3600};
 constexpr std::size_t fewestClients = 8;
 constexpr std::size_t mostClients = 100'000;
 constexpr auto largestCapacity = std::uint64_t(1) << 60U;
@@ -19,10 +21,6 @@ std::optional<std::uint16_t> portFrom(const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, port);
     return result.ec == std::errc() && result.ptr == end ? std::optional(port) : std::nullopt;
-}
-
-std::chrono::milliseconds millisecondsFrom(double seconds) {
-    return std::chrono::milliseconds(static_cast<long>(seconds * 1000));
 }
 
 // "127.0.0.1:7000" or "[::1]:7000".
@@ -45,25 +43,28 @@ std::string checkAddress(const std::string& text) {
     return addressFrom(text) ? "" : "'" + text + "' is not ADDRESS:PORT";
 }
 
-// The library's own check of a range lets "nan" pass.
-std::string checkTimeOut(const std::string& text) {
-    double seconds = 0;
-    const bool isNumber = CLI::detail::lexical_cast(text, seconds);
-    const bool fits = isNumber && seconds >= shortestTimeOut && seconds <= longestTimeOut;
-    return fits ? "" : "'" + text + "' is not between 0.1 and 3600 seconds";
+void addServingOptions(CLI::App& app, LoopStorageOptions& options) {
+    program::addSeconds(
+        app, "--client-timeout", options.clientTimeOut, timeOuts,
+        "How long a client may leave a message half sent or an answer untaken, and how long "
+        "nothing may be heard of its machine over TCP, in seconds from 0.1 to 3600");
+    program::addSeconds(
+        app, "--idle-timeout", options.idleTimeOut, timeOuts,
+        "How long a client that neither reads nor writes a track may ask for nothing, in seconds "
+        "from 0.1 to 3600");
+    app.add_option("--clients", options.clients, "So many clients may be connected at a time")
+        ->check(CLI::Range(fewestClients, mostClients))
+        ->capture_default_str();
 }
 
 }  // namespace
 
-std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* const* argv,
-                                                          int& exitStatus) {
+std::optional<LoopStorageOptions> parseLoopStorageOptions(program::CommandLine& line) {
     LoopStorageOptions options;
     std::string directory;
     std::string verify;
     std::string tcp;
     std::uint64_t capacity = 0;
-    double seconds = 10;
-    double idleSeconds = 60;
     CLI::App app("Keeps tracks: rings on disk that one writes while others read");
     auto* const directoryOption =
         app.add_option("--directory", directory, "Where the tracks are; made if it is not there");
@@ -71,57 +72,32 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* 
                                 ->check(checkAddress, "ADDRESS:PORT");
     auto* const unixOption =
         app.add_option("--unix", options.unixPath, "Listens on a Unix socket of this path");
-    auto* const capacityOption =
-        app.add_option(
-               "--capacity", capacity,
-               "Bytes that all tracks may take together, also as 500M, 20GiB or 2T; without "
-               "it the disk alone limits them")
-            ->transform(CLI::AsSizeValue(/*kb_is_1000=*/false))
-            ->check(CLI::Range(std::uint64_t(1), largestCapacity));
-    app.add_option(
-           "--client-timeout", seconds,
-           "How long a client may leave a message half sent or an answer untaken, and how long "
-           "nothing may be heard of its machine over TCP, in seconds")
-        ->check(checkTimeOut, "FLOAT in [0.1 - 3600]")
-        ->capture_default_str();
-    app.add_option("--idle-timeout", idleSeconds,
-                   "How long a client that neither reads nor writes a track may ask for nothing, "
-                   "in seconds")
-        ->check(checkTimeOut, "FLOAT in [0.1 - 3600]")
-        ->capture_default_str();
-    app.add_option("--clients", options.clients, "So many clients may be connected at a time")
-        ->check(CLI::Range(fewestClients, mostClients))
-        ->capture_default_str();
+    program::addSize(app, "--capacity", capacity, {.least = 1, .most = largestCapacity},
+                     "All tracks together may take so many bytes; unless given, what the disk has");
+    addServingOptions(app, options);
     auto* const verifyOption =
-        app.add_option(
-               "--verify", verify,
-               "Compares every frame in this directory, or in this one track's folder, with "
-               "its checksum, says what is found, and ends: with 0 if all is well. No server "
-               "may use it meanwhile")
+        app.add_option("--verify", verify,
+                       "Compares every frame in this directory, or in this one track's folder, "
+                       "with its checksum, says what is found, and ends: with 0 if all is well. No "
+                       "server may use it meanwhile")
             ->excludes(directoryOption)
             ->excludes(tcpOption)
             ->excludes(unixOption);
-    try {
-        app.parse(argc, argv);
+    const bool good = line.parse(app, [&] {
         if (verifyOption->empty() && directoryOption->empty()) {
             throw CLI::RequiredError("--directory");
         }
         if (verifyOption->empty() && tcpOption->empty() && unixOption->empty()) {
             throw CLI::RequiredError("--tcp or --unix");
         }
-    } catch (const CLI::ParseError& end) {
-        exitStatus = app.exit(end) == 0 ? 0 : usageError;
-        return std::nullopt;
-    }
-    options.directory = directory;
-    options.verify = verify;
-    options.tcp = addressFrom(tcp);
-    if (!capacityOption->empty()) {
-        options.capacity = capacity;
-    }
-    options.clientTimeOut = millisecondsFrom(seconds);
-    options.idleTimeOut = millisecondsFrom(idleSeconds);
-    return options;
+        options.directory = directory;
+        options.verify = verify;
+        options.tcp = addressFrom(tcp);
+        if (capacity > 0) {
+            options.capacity = capacity;
+        }
+    });
+    return good ? std::optional(std::move(options)) : std::nullopt;
 }
 
 }  // namespace tarn::peers::loop_storage

@@ -6,6 +6,10 @@
 #include <optional>
 #include <string>
 
+namespace tarn::program {
+class CommandLine;
+}
+
 namespace tarn::peers::loop_storage {
 
 struct TcpAddress {
@@ -24,8 +28,7 @@ struct LoopStorageOptions {
     std::size_t clients = 1000;
 };
 
-/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed.
-std::optional<LoopStorageOptions> parseLoopStorageOptions(int argc, const char* const* argv,
-                                                          int& exitStatus);
+/// Nothing when the program is to end at once.
+std::optional<LoopStorageOptions> parseLoopStorageOptions(program::CommandLine& line);
 
 }  // namespace tarn::peers::loop_storage

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "cli/commands/Commands.h"
 #include "tests/cli/TarnctlFixture.h"
 
 namespace tarn::cli {
@@ -103,18 +104,14 @@ TEST(CommandLine, HelpNamesEveryCommand) {
 }
 
 TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {
-    const std::vector<std::vector<std::string>> commands = {{},
-                                                            {"info"},
-                                                            {"jobs"},
-                                                            {"jobs", "list"},
-                                                            {"jobs", "show"},
-                                                            {"jobs", "submit"},
-                                                            {"jobs", "watch"},
-                                                            {"jobs", "stop"},
-                                                            {"engines"},
-                                                            {"engines", "submit"},
-                                                            {"config"},
-                                                            {"config", "check"}};
+    std::vector<std::vector<std::string>> commands = {{}};
+    for (const CommandPlace& place : commandTable) {
+        auto& words = commands.emplace_back();
+        if (place.family != nullptr) {
+            words.emplace_back(place.family);
+        }
+        words.push_back(place.row().name);
+    }
     for (auto command : commands) {
         std::string name = "tarnctl";
         for (const auto& word : command) {

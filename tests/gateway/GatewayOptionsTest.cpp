@@ -4,8 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <sstream>
 #include <vector>
+
+#include "tests/support/CommandLines.h"
 
 namespace tarn::gateway {
 
@@ -14,22 +15,14 @@ using testing::HasSubstr;
 
 namespace {
 
-struct Parsed {
+struct Parsed : test::CommandLines {
+    Parsed() : CommandLines("tarnGateway") {}
     std::optional<GatewayOptions> options;
-    int exitStatus = -1;
-    std::string out;
-    std::string err;
 };
 
-Parsed parse(std::vector<const char*> line) {
-    line.insert(line.begin(), "tarnGateway");
-    std::ostringstream out;
-    std::ostringstream err;
+Parsed parse(const std::vector<const char*>& line) {
     Parsed parsed;
-    parsed.options = parseGatewayOptions(static_cast<int>(line.size()), line.data(), out, err,
-                                         parsed.exitStatus);
-    parsed.out = out.str();
-    parsed.err = err.str();
+    parsed.options = parsed.CommandLines::parse(parseGatewayOptions, line);
     return parsed;
 }
 

@@ -4,6 +4,10 @@
 #include <optional>
 #include <string>
 
+namespace tarn::program {
+class CommandLine;
+}
+
 namespace tarn::peers {
 
 /// What a launcher was started with.
@@ -15,8 +19,8 @@ struct LauncherOptions {
     std::chrono::milliseconds setupTimeout{10'000};
 };
 
-/// Nothing when the program is to end now, after help (status 0) or a usage error (2) was printed.
-std::optional<LauncherOptions> parseLauncherOptions(int argc, const char* const* argv,
-                                                    const std::string& purpose, int& exitStatus);
+/// Nothing when the program is to end at once. `purpose` is what its help says.
+std::optional<LauncherOptions> parseLauncherOptions(program::CommandLine& line,
+                                                    const std::string& purpose);
 
 }  // namespace tarn::peers

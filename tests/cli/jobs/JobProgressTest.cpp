@@ -1,5 +1,7 @@
 #include "cli/jobs/JobProgress.h"
 
+#include "cli/output/ClockTime.h"
+
 #include <gtest/gtest.h>
 
 #include <limits>

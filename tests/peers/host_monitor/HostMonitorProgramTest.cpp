@@ -156,7 +156,7 @@ TEST_F(HostMonitorProgramTest, ASecondOneOnTheSameEndpointEndsWithAMessage) {
 
 TEST_F(HostMonitorProgramTest, AnEndpointThatIsNoneEndsItWithAMessage) {
     const auto result = runProcess(command({"--event-endpoint", "nonsense"}));
-    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.exitStatus, 2);
     EXPECT_NE(result.err.find("nonsense"), std::string::npos) << result.err;
 }
 

@@ -2,31 +2,26 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/CommandLines.h"
+
 namespace tarn::peers::ingest_service {
 
+using socket::Protocol;
 using testing::HasSubstr;
 
 class IngestOptionsTest : public testing::Test {
   protected:
-    std::optional<IngestOptions> parse(std::vector<const char*> words) {
-        words.insert(words.begin(), "KLN-SDI-Ingest-Service");
-        testing::internal::CaptureStderr();
-        testing::internal::CaptureStdout();
-        auto options = parseIngestOptions(static_cast<int>(words.size()), words.data(), status);
-        out = testing::internal::GetCapturedStdout();
-        err = testing::internal::GetCapturedStderr();
-        return options;
+    std::optional<IngestOptions> parse(const std::vector<const char*>& words) {
+        return lines.parse(parseIngestOptions, words);
     }
 
     void expectUsageError(const std::vector<const char*>& words, const std::string& reason) {
         EXPECT_FALSE(parse(words));
-        EXPECT_EQ(status, 2);
-        EXPECT_THAT(err, HasSubstr(reason));
+        EXPECT_EQ(lines.exitStatus, 2);
+        EXPECT_THAT(lines.err, HasSubstr(reason));
     }
 
-    int status = 0;
-    std::string out;
-    std::string err;
+    test::CommandLines lines{"KLN-SDI-Ingest-Service"};
 };
 
 TEST_F(IngestOptionsTest, HaveDefaults) {
@@ -34,8 +29,8 @@ TEST_F(IngestOptionsTest, HaveDefaults) {
     ASSERT_TRUE(options);
     EXPECT_EQ(nameOf(options->format), "1080i25 uyvy422_8");
     ASSERT_EQ(options->channels.size(), 1U);
-    EXPECT_EQ(options->endpoint, "ipc:///tmp/deltacast");
-    EXPECT_EQ(options->eventEndpoint, "ipc:///tmp/deltacast-events");
+    EXPECT_EQ(options->endpoints.requests.toString(Protocol::None), "ipc:///tmp/deltacast");
+    EXPECT_EQ(options->endpoints.events->toString(Protocol::None), "ipc:///tmp/deltacast-events");
     EXPECT_EQ(options->devicePrefix, "/dev/video");
 }
 
@@ -49,7 +44,7 @@ TEST_F(IngestOptionsTest, SayWhatIsShownWithoutASignalAndWhenItIsLost) {
         {"nothing", Substitute::Nothing}};
     for (const auto& [word, substitute] : words) {
         const auto options = parse({"--without-signal", word, "--lost-after", "50"});
-        ASSERT_TRUE(options) << err;
+        ASSERT_TRUE(options) << lines.err;
         EXPECT_EQ(options->substitute, substitute) << word;
         EXPECT_EQ(options->patience, 50U);
     }
@@ -60,7 +55,7 @@ TEST_F(IngestOptionsTest, SayWhatIsShownWithoutASignalAndWhenItIsLost) {
 
 TEST_F(IngestOptionsTest, ASourceIsInThePlaceOfADevice) {
     const auto options = parse({"--source", "udpsrc port=500%channel"});
-    ASSERT_TRUE(options) << err;
+    ASSERT_TRUE(options) << lines.err;
     EXPECT_EQ(options->source, "udpsrc port=500%channel");
     expectUsageError({"--source", "x", "--test-picture"}, "excludes");
     expectUsageError({"--source", "x", "--device-prefix", "/dev/x"}, "excludes");
@@ -73,7 +68,7 @@ TEST_F(IngestOptionsTest, TakeTheFormatByNameOrByPlace) {
               "--frame-rate", "50"},
              {"rgb24", "1 2 ", "-1 0 ", "720", "p", "50"}}) {
         const auto options = parse(words);
-        ASSERT_TRUE(options) << err;
+        ASSERT_TRUE(options) << lines.err;
         EXPECT_EQ(nameOf(options->format), "720p50 rgb24");
         ASSERT_EQ(options->channels.size(), 2U);
         EXPECT_EQ(options->channels[1].number, 2U);
@@ -83,12 +78,12 @@ TEST_F(IngestOptionsTest, TakeTheFormatByNameOrByPlace) {
 
 TEST_F(IngestOptionsTest, TakeEmptyLists) {
     const auto options = parse({"rgb24", "", "", "720", "p", "50"});
-    ASSERT_TRUE(options) << err;
+    ASSERT_TRUE(options) << lines.err;
     EXPECT_TRUE(options->channels.empty());
 }
 
 TEST_F(IngestOptionsTest, PollOnlyNamesNoEventEndpoint) {
-    EXPECT_EQ(parse({"--poll-only"})->eventEndpoint, "");
+    EXPECT_FALSE(parse({"--poll-only"})->endpoints.events);
     expectUsageError({"--poll-only", "--event-endpoint", "ipc:///tmp/x"}, "--poll-only");
 }
 
@@ -112,8 +107,8 @@ TEST_F(IngestOptionsTest, RefuseASocketPrefixThatIsNoPath) {
 
 TEST_F(IngestOptionsTest, HelpEndsWithStatusZero) {
     EXPECT_FALSE(parse({"--help"}));
-    EXPECT_EQ(status, 0);
-    EXPECT_THAT(out, HasSubstr("--board0-input-list"));
+    EXPECT_EQ(lines.exitStatus, 0);
+    EXPECT_THAT(lines.out, HasSubstr("--board0-input-list"));
 }
 
 }  // namespace tarn::peers::ingest_service

@@ -4,22 +4,17 @@
 
 #include <vector>
 
+#include "tests/support/CommandLines.h"
+
 namespace tarn::peers::loop_storage {
 namespace {
 
 struct LoopStorageOptionsTest : testing::Test {
     std::optional<LoopStorageOptions> parse(std::vector<const char*> words) {
-        words.insert(words.begin(), {"tarnLoopStorage", "--directory", "/tracks"});
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        const auto options =
-            parseLoopStorageOptions(static_cast<int>(words.size()), words.data(), exitStatus);
-        testing::internal::GetCapturedStdout();
-        errors = testing::internal::GetCapturedStderr();
-        return options;
+        words.insert(words.begin(), {"--directory", "/tracks"});
+        return lines.parse(parseLoopStorageOptions, words);
     }
-    int exitStatus = -1;
-    std::string errors;
+    test::CommandLines lines{"tarnLoopStorage"};
 };
 
 TEST_F(LoopStorageOptionsTest, SizesAreHuman) {
@@ -30,12 +25,16 @@ TEST_F(LoopStorageOptionsTest, SizesAreHuman) {
     EXPECT_EQ(capacity("10M"), 10U << 20U);
     EXPECT_EQ(capacity("2 GiB"), 2ULL << 30U);
     EXPECT_EQ(capacity("3t"), 3ULL << 40U);
+    EXPECT_EQ(capacity("10MB"), 10'000'000U);
+    EXPECT_EQ(capacity("1.5GB"), 1'500'000'000U);
+    EXPECT_EQ(capacity("1P"), 1ULL << 50U);
 }
 
 TEST_F(LoopStorageOptionsTest, SizesThatAreNoneAreRefused) {
-    for (const char* const text : {"", "-1", "0", "ten", "1X", "99999999999999999999", "999999E"}) {
+    for (const char* const text : {"", "-1", "0", "ten", "1X", "99999999999999999999", "999999E",
+                                   "1025P", "nan", "-1G", "0.1"}) {
         EXPECT_FALSE(parse({"--unix", "/s", "--capacity", text})) << text;
-        EXPECT_EQ(exitStatus, 2) << text;
+        EXPECT_EQ(lines.exitStatus, 2) << text;
     }
 }
 
@@ -45,7 +44,7 @@ TEST_F(LoopStorageOptionsTest, AddressesHaveAHostAndAPort) {
     for (const char* const text : {"", "7000", ":7000", "127.0.0.1", "127.0.0.1:70000", "::1:7000",
                                    "127.0.0.1:", "127.0.0.1:7x"}) {
         EXPECT_FALSE(parse({"--tcp", text})) << text;
-        EXPECT_EQ(exitStatus, 2) << text;
+        EXPECT_EQ(lines.exitStatus, 2) << text;
     }
 }
 
@@ -62,20 +61,20 @@ TEST_F(LoopStorageOptionsTest, ClientsHaveTimesAndPlaces) {
     for (const char* const option : {"--client-timeout", "--idle-timeout", "--clients"}) {
         for (const char* const text : {"", "0", "-1", "nan", "100001", "many"}) {
             EXPECT_FALSE(parse({"--unix", "/s", option, text})) << option << text;
-            EXPECT_EQ(exitStatus, 2);
+            EXPECT_EQ(lines.exitStatus, 2);
         }
     }
 }
 
 TEST_F(LoopStorageOptionsTest, SomewhereItHasToListen) {
     EXPECT_FALSE(parse({}));
-    EXPECT_EQ(exitStatus, 2);
-    EXPECT_NE(errors.find("--tcp or --unix"), std::string::npos);
+    EXPECT_EQ(lines.exitStatus, 2);
+    EXPECT_NE(lines.err.find("--tcp or --unix"), std::string::npos);
 }
 
 TEST_F(LoopStorageOptionsTest, HelpIsNoError) {
     EXPECT_FALSE(parse({"--help"}));
-    EXPECT_EQ(exitStatus, 0);
+    EXPECT_EQ(lines.exitStatus, 0);
 }
 
 }  // namespace

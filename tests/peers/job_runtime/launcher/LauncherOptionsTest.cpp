@@ -4,16 +4,17 @@
 
 #include <vector>
 
+#include "tests/support/CommandLines.h"
+
 namespace tarn::peers {
 namespace {
 
 struct LauncherOptionsTest : testing::Test {
-    int exitStatus = -1;
+    test::CommandLines lines{"launcher"};
 
-    std::optional<LauncherOptions> parse(std::vector<const char*> arguments) {
-        arguments.insert(arguments.begin(), "launcher");
-        return parseLauncherOptions(static_cast<int>(arguments.size()), arguments.data(), "Runs",
-                                    exitStatus);
+    std::optional<LauncherOptions> parse(const std::vector<const char*>& arguments) {
+        return lines.parse([](auto& line) { return parseLauncherOptions(line, "Runs"); },
+                           arguments);
     }
 };
 
@@ -49,15 +50,15 @@ TEST_F(LauncherOptionsTest, ALabelMayLookLikeAnythingAtAll) {
 
 TEST_F(LauncherOptionsTest, HelpEndsWellAndWrongOptionsDoNot) {
     EXPECT_FALSE(parse({"--help"}));
-    EXPECT_EQ(exitStatus, 0);
+    EXPECT_EQ(lines.exitStatus, 0);
     EXPECT_FALSE(parse({}));
-    EXPECT_EQ(exitStatus, 2);
+    EXPECT_EQ(lines.exitStatus, 2);
     EXPECT_FALSE(parse({"-e", "x", "--nonsense"}));
-    EXPECT_EQ(exitStatus, 2);
+    EXPECT_EQ(lines.exitStatus, 2);
     EXPECT_FALSE(parse({"-e", "x", "--setup-timeout", "-1"}));
     EXPECT_FALSE(parse({"-e", "x", "--setup-timeout", "nan"}));
     EXPECT_FALSE(parse({"-e", "x", "--setup-timeout", "3601"}));
-    EXPECT_EQ(exitStatus, 2);
+    EXPECT_EQ(lines.exitStatus, 2);
 }
 
 }  // namespace

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "platform/socket/SocketEndpoint.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tarn::peers {
+
+class EventChannel;
+
+/// Where a device and the service meet.
+struct DeviceEndpoints {
+    socket::SocketEndpoint requests;
+    std::optional<socket::SocketEndpoint> events;  ///< nothing: it is polled
+};
+
+/// Adds --endpoint, --event-endpoint and --poll-only, with what `endpoints` holds as the defaults.
+void addDeviceOptions(CLI::App& app, DeviceEndpoints& endpoints);
+
+/// The channel to where the device's events go; null for a device that is polled.
+std::unique_ptr<EventChannel> openEvents(const DeviceEndpoints& endpoints);
+
+}  // namespace tarn::peers
