@@ -1,5 +1,7 @@
 // Stands between the service, which sends its events to one receiver, and all who want them.
 
+#include <signal.h>
+
 #include <exception>
 #include <iostream>
 #include <memory>
@@ -7,8 +9,8 @@
 #include "gateway/Gateway.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/Readiness.h"
-#include "gateway/SignalInput.h"
 #include "platform/os/ProcessDefaults.h"
+#include "platform/os/SignalInput.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/log/ConsoleLogSink.h"
 
@@ -23,7 +25,7 @@ int main(int argc, char** argv) {
     os::raiseDescriptorLimit();
     utils::setLogSink(std::make_shared<utils::ConsoleLogSink>(utils::LogLevel::Info));
     try {
-        gateway::SignalInput signals;
+        os::SignalInput signals{SIGINT, SIGTERM, SIGUSR1};
         gateway::Gateway relaying(*options);
         gateway::announceReadiness();
         relaying.run(signals);

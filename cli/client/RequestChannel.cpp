@@ -1,6 +1,5 @@
 #include "cli/client/RequestChannel.h"
 
-#include <algorithm>
 #include <exception>
 
 #include "cli/CommandError.h"
@@ -8,8 +7,6 @@
 #include "platform/socket/Socket.h"
 
 namespace tarn::cli {
-
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -37,7 +34,7 @@ void RequestChannel::ask(const google::protobuf::Message& request, google::proto
 void RequestChannel::send(const google::protobuf::Message& request,
                           std::chrono::milliseconds newBound) {
     bound = newBound;
-    deadline = Clock::now() + bound;
+    deadline.emplace(bound);
     open();
     try {
         socket->setTimeout(bound);
@@ -67,18 +64,18 @@ void RequestChannel::receive(google::protobuf::Message& reply) {
 // Looked at only when no answer comes: who is there answers before.
 int RequestChannel::poll(std::string& error) {
     if (absence == Absence::FailsAtOnce) {
-        const auto first = std::min(remaining(), beforeLooking);
+        const auto first = std::min(deadline->remaining(), beforeLooking);
         const int result = socket->poll(static_cast<std::uint32_t>(first.count()), error);
         if (result != 1) {
             return result;
         }
         refuseIfNobodyListens();
     }
-    return socket->poll(static_cast<std::uint32_t>(remaining().count()), error);
+    return socket->poll(static_cast<std::uint32_t>(deadline->remaining().count()), error);
 }
 
 void RequestChannel::refuseIfNobodyListens() const {
-    if (const auto reason = socket::whyNobodyListens(*endpoint, remaining())) {
+    if (const auto reason = socket::whyNobodyListens(*endpoint, deadline->remaining())) {
         throw CommandError(ExitStatus::NoAnswer, *reason);
     }
 }
@@ -90,10 +87,6 @@ void RequestChannel::open() {
     auto opened = std::make_unique<socket::Socket>("tarnctl", socket::ClosePolicy::Discard);
     opened->createAndConnect(socket::Protocol::Request, *endpoint, /*timeoutMs=*/0);
     socket = std::move(opened);
-}
-
-std::chrono::milliseconds RequestChannel::remaining() const {
-    return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()));
 }
 
 }  // namespace tarn::cli

@@ -2,7 +2,10 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include "platform/os/Deadline.h"
 
 namespace google::protobuf {
 class Message;
@@ -21,8 +24,6 @@ namespace tarn::cli {
 /// answer that cannot be read.
 class RequestChannel {
   public:
-    using Clock = std::chrono::steady_clock;
-
     /// What happens when nobody listens on the endpoint. Whoever has answered once is waited for in
     /// any case: a service that is started again, for one.
     enum class Absence { FailsAtOnce, IsWaitedOut };
@@ -46,13 +47,12 @@ class RequestChannel {
     void open();
     int poll(std::string& error);
     void refuseIfNobodyListens() const;
-    std::chrono::milliseconds remaining() const;
 
     std::unique_ptr<tarn::socket::SocketEndpoint> endpoint;
     std::string text;
     Absence absence;
     std::chrono::milliseconds bound{};
-    Clock::time_point deadline;
+    std::optional<os::Deadline> deadline;
     std::unique_ptr<tarn::socket::Socket> socket;
 };
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/os/FileDescriptor.h"
 #include "platform/os/StopSignals.h"
+#include "platform/os/WakeUp.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::peers {
@@ -18,7 +18,7 @@ class StopRequest {
 
     /// From now on the two signals are taken here: construct before threads are started. Throws
     /// std::system_error.
-    StopRequest();
+    StopRequest() = default;
 
     /// Any thread. A wish is kept until a stronger one comes.
     void request(Wish wish);
@@ -28,14 +28,14 @@ class StopRequest {
 
     /// For poll: readable when `take` has something new.
     int signalDescriptor() const { return signals.descriptor(); }
-    int wishDescriptor() const { return wishes.get(); }
+    int wishDescriptor() const { return wishes.descriptor(); }
 
     /// Turns what arrived at the descriptors into the wish, and gives it.
     Wish take();
 
   private:
     os::StopSignals signals;
-    os::FileDescriptor wishes;
+    os::WakeUp wishes;
     tarn::utils::Synchronised<Wish> current{Wish::None};
 };
 
