@@ -16,6 +16,7 @@
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "peers/pipeline_process/PipelineHost.h"
 #include "peers/pipeline_process/PluginLoader.h"
+#include "platform/os/ProcessDefaults.h"
 
 namespace {
 

@@ -38,8 +38,18 @@ FileReplacement::FileReplacement(std::string name, Options given)
     if (draft.empty()) {
         makeTemporary();
     } else {
-        constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
-        file = checkedDescriptor(::open(draft.c_str(), flags, options.mode), draft.c_str());
+        openDraft();
+    }
+}
+
+// What lies there and is no file is removed: the next one finds the way free.
+void FileReplacement::openDraft() {
+    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+    file = FileDescriptor(::open(draft.c_str(), flags, options.mode));
+    if (!file.isOpen()) {
+        const int failure = errno;
+        ::unlink(draft.c_str());
+        throw std::system_error(failure, std::generic_category(), draft);
     }
 }
 

@@ -48,6 +48,7 @@ class FileReplacement {
   private:
     static int renameFile(const char* from, const char* to);
 
+    void openDraft();
     void makeTemporary();
     void writeDraft(const std::string& content) const;
     void finish();

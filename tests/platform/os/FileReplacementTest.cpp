@@ -134,6 +134,15 @@ TEST_F(NamedDraftTest, WritesOverWhatACrashHasLeftThere) {
     EXPECT_EQ(files(), 1);
 }
 
+TEST_F(NamedDraftTest, IsNotWrittenThroughALinkWhichIsRemoved) {
+    folder.write("other", "old");
+    std::filesystem::create_symlink("other", draft);
+    EXPECT_THROW(FileReplacement(path, named()), std::system_error);
+    EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
+    FileReplacement(path, named()).commit("new");
+    EXPECT_EQ(test::readFile(path), "new");
+}
+
 TEST_F(NamedDraftTest, IsGoneAfterAFailureAndNothingIsWrittenInPlace) {
     folder.write("file", "old");
     for (const int failure : {EBUSY, EXDEV, EIO}) {
