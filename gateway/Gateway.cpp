@@ -1,13 +1,15 @@
 #include "gateway/Gateway.h"
 
+#include <signal.h>
+
 #include <algorithm>
 #include <exception>
 #include <optional>
 #include <stdexcept>
 
-#include "gateway/SignalInput.h"
 #include "gateway/relay/MonitoringAnswer.h"
 #include "platform/os/DescriptorSet.h"
+#include "platform/os/SignalInput.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
 
@@ -51,20 +53,20 @@ Gateway::Gateway(const GatewayOptions& options)
         formatMessage("started: " + events.debugString() + ", " + publisher.debugString()));
 }
 
-void Gateway::run(SignalInput& signals) {
+void Gateway::run(os::SignalInput& signals) {
     const os::DescriptorSet otherInput{signals.descriptor(), publisher.descriptor(),
                                        question.descriptor()};
-    auto request = SignalInput::Request::None;
+    int signal = 0;
     askWhenInDoubt();
-    while (request != SignalInput::Request::Stop) {
+    while (signal == 0 || signal == SIGUSR1) {
         const auto bound = letIn();
         if (awaitBatch(otherInput.descriptor(), bound)) {
             handOn();
         }
         takeAnswer();
         reportLosses(Clock::now());
-        request = signals.take();
-        if (request != SignalInput::Request::None) {
+        signal = signals.take();
+        if (signal != 0) {
             report();
         }
     }

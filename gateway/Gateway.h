@@ -15,9 +15,11 @@
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/Throttle.h"
 
-namespace tarn::gateway {
+namespace tarn::os {
 
-class SignalInput;
+}
+
+namespace tarn::gateway {
 
 /// Receives the service's batches and publishes them; newcomers are first sent the last tree. Where
 /// that may be outdated the service is asked for its tree. One thread, which waits for nothing but
@@ -27,8 +29,8 @@ class Gateway : public utils::MessageFormatter {
     /// Binds both endpoints; throws std::runtime_error when one is in use.
     explicit Gateway(const GatewayOptions& options);
 
-    /// Until a signal asks for the end.
-    void run(SignalInput& signals);
+    /// Until a signal asks for the end; at SIGUSR1 it only logs its figures, as it does then.
+    void run(os::SignalInput& signals);
 
   private:
     using Clock = std::chrono::steady_clock;

@@ -1,16 +1,18 @@
 // Stands between the service, which sends its events to one receiver, and all who want them.
 
+#include <signal.h>
+
 #include "gateway/Gateway.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/Readiness.h"
-#include "gateway/SignalInput.h"
+#include "platform/os/SignalInput.h"
 #include "platform/program/Program.h"
 
 int main(int argc, char** argv) {
     using namespace tarn;
     return program::run(argc, argv, gateway::parseGatewayOptions,
                         [](const gateway::GatewayOptions& options) {
-                            gateway::SignalInput signals;
+                            os::SignalInput signals{SIGINT, SIGTERM, SIGUSR1};
                             gateway::Gateway relaying(options);
                             gateway::announceReadiness();
                             relaying.run(signals);

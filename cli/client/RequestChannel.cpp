@@ -1,6 +1,5 @@
 #include "cli/client/RequestChannel.h"
 
-#include <algorithm>
 #include <exception>
 
 #include "cli/CommandError.h"

@@ -10,13 +10,13 @@
 #include "cli/commands/CaptureFormat.h"
 #include "cli/commands/Commands.h"
 #include "cli/output/Output.h"
+#include "platform/os/Deadline.h"
 #include "proto/api_service.pb.h"
 #include "proto/deltacast_configuration.pb.h"
 
 namespace tarn::cli {
 
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -123,10 +123,10 @@ std::string differenceTo(const CaptureConfig& wanted, ServiceClient& service) {
 }
 
 void waitUntilInForce(const CaptureConfig& wanted, ServiceClient& service) {
-    const auto giveUpAt = Clock::now() + longestChange;
+    const os::Deadline deadline(longestChange);
     for (auto difference = differenceTo(wanted, service); !difference.empty();
          difference = differenceTo(wanted, service)) {
-        if (Clock::now() >= giveUpAt) {
+        if (deadline.hasPassed()) {
             throw CommandError(ExitStatus::Failed,
                                nameOf(wanted) + " is not in force after 15 s: " + difference);
         }

@@ -18,7 +18,7 @@ using Wanted = BatchListener::Wanted;
 
 namespace {
 
-constexpr std::chrono::milliseconds longestWait = 200ms;  // Ctrl-C is looked at in between
+constexpr std::chrono::milliseconds longestWait = 1h;
 
 std::string inSeconds(std::chrono::milliseconds bound) {
     return fmt::format("{:g} s", std::chrono::duration<double>(bound).count());
@@ -37,7 +37,7 @@ ExitStatus BatchFollower::follow(BatchListener& listener, const Interrupt& inter
         if (interrupt.requested()) {
             return ExitStatus::Interrupted;
         }
-        const Received received = subscription.next(batch, nextWait());
+        const Received received = subscription.next(batch, nextWait(), interrupt.descriptor());
         if (received == Received::Batch && take(batch, listener) == Wanted::Enough) {
             return ExitStatus::Done;
         }

@@ -36,9 +36,11 @@ BatchSubscription::BatchSubscription(From from, const tarn::socket::SocketEndpoi
 BatchSubscription::~BatchSubscription() = default;
 
 BatchSubscription::Received BatchSubscription::next(proto::service_event::ServiceEventBatch& batch,
-                                                    std::chrono::milliseconds bound) {
+                                                    std::chrono::milliseconds bound,
+                                                    int interruption) {
     std::string error;
-    const int result = socket->poll(static_cast<std::uint32_t>(bound.count()), error);
+    const int result =
+        socket->pollWith(interruption, static_cast<std::uint32_t>(bound.count()), error);
     if (!error.empty()) {
         throw CommandError(ExitStatus::Failed, "cannot wait for events: " + error);
     }

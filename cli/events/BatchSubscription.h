@@ -27,8 +27,9 @@ class BatchSubscription {
     BatchSubscription(From from, const tarn::socket::SocketEndpoint& endpoint);
     ~BatchSubscription();
 
-    /// Waits for the next message; Nothing when `bound` passed.
-    Received next(proto::service_event::ServiceEventBatch& batch, std::chrono::milliseconds bound);
+    /// Waits for the next message; Nothing when `bound` passed, or `interruption` can be read.
+    Received next(proto::service_event::ServiceEventBatch& batch, std::chrono::milliseconds bound,
+                  int interruption);
 
   private:
     std::unique_ptr<tarn::socket::Socket> socket;

@@ -24,9 +24,10 @@ JobEventSubscription::JobEventSubscription(const socket::SocketEndpoint& eventEn
 
 JobEventSubscription::~JobEventSubscription() = default;
 
-std::optional<JobEvent> JobEventSubscription::next(std::chrono::milliseconds bound) {
+std::optional<JobEvent> JobEventSubscription::next(std::chrono::milliseconds bound,
+                                                   int interruption) {
     std::string error;
-    if (socket->poll(static_cast<std::uint32_t>(bound.count()), error) != 0) {
+    if (socket->pollWith(interruption, static_cast<std::uint32_t>(bound.count()), error) != 0) {
         return std::nullopt;
     }
     try {

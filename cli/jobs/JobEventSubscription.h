@@ -22,9 +22,10 @@ class JobEventSubscription {
     explicit JobEventSubscription(const tarn::socket::SocketEndpoint& eventEndpoint);
     ~JobEventSubscription();
 
-    /// The next event; nothing when `bound` passed, when a signal came, or for a message that is no
-    /// event.
-    std::optional<proto::job_monitoring::JobEvent> next(std::chrono::milliseconds bound);
+    /// The next event; nothing when `bound` passed, when `interruption` can be read, or for a
+    /// message that is no event.
+    std::optional<proto::job_monitoring::JobEvent> next(std::chrono::milliseconds bound,
+                                                        int interruption);
 
   private:
     std::unique_ptr<tarn::socket::Socket> socket;

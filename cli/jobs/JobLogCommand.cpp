@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <nlohmann/json.hpp>
-#include <thread>
 
 #include "cli/CommandError.h"
 #include "cli/Interrupt.h"
@@ -65,7 +64,7 @@ bool isGone(const std::string& id, ServiceClient& service) {
 ExitStatus follow(LogFile& log, const std::string& id, const Session& session) {
     const Interrupt interrupt;
     auto lookAt = Clock::now() + betweenListLooks;
-    while (!interrupt.requested()) {
+    do {
         const bool gone = Clock::now() >= lookAt && isGone(id, session.service);
         printGrowing(log.newLines(), session);  // the last ones were written before it was gone
         if (gone) {
@@ -74,8 +73,7 @@ ExitStatus follow(LogFile& log, const std::string& id, const Session& session) {
         if (Clock::now() >= lookAt) {
             lookAt = Clock::now() + betweenListLooks;
         }
-        std::this_thread::sleep_for(betweenReads);
-    }
+    } while (!interrupt.requestedWithin(betweenReads));
     return ExitStatus::Interrupted;
 }
 

@@ -7,13 +7,13 @@
 
 #include "cli/CommandError.h"
 #include "cli/client/ServiceClient.h"
+#include "platform/os/Deadline.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::cli {
 
 using namespace std::chrono_literals;
 using proto::api_service::RunningJob;
-using Clock = std::chrono::steady_clock;
 using State = StopResult::State;
 
 namespace {
@@ -95,13 +95,13 @@ std::vector<StopResult> tellToStop(const ServiceClient& service,
 }
 
 void waitUntilGone(ServiceClient& service, std::vector<StopResult>& results) {
-    const auto giveUpAt = Clock::now() + longestEnding;
+    const os::Deadline deadline(longestEnding);
     while (std::any_of(results.begin(), results.end(), isStopping)) {
         const auto listed = listedIds(service);
         for (auto& result : results) {
             if (isStopping(result) && !listed.contains(result.id)) {
                 result.state = State::Stopped;
-            } else if (isStopping(result) && Clock::now() >= giveUpAt) {
+            } else if (isStopping(result) && deadline.hasPassed()) {
                 result.state = State::Failed;
                 result.status = ExitStatus::Failed;
                 result.error = "job " + result.id + " took the order but still runs after 10 s";

@@ -19,7 +19,7 @@ namespace {
 
 // A question holds up the display, so it is short even where the operator is patient.
 constexpr std::chrono::milliseconds longestQuestion = 1s;
-constexpr std::chrono::milliseconds longestWait = 200ms;  // Ctrl-C is looked at in between
+constexpr std::chrono::milliseconds longestWait = 1h;
 
 std::chrono::milliseconds waitUntil(Clock::time_point then) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(then - Clock::now());
@@ -39,7 +39,8 @@ JobOutcome JobWatcher::watch(JobFollower::Begin begin, JobReporter& reporter,
                              const Interrupt& interrupt) {
     JobFollower follower(jobId, begin, service.timeout(), Clock::now());
     while (!follower.outcome() && !interrupt.requested()) {
-        if (const auto event = events.next(waitUntil(follower.nextCheck()))) {
+        if (const auto event =
+                events.next(waitUntil(follower.nextCheck()), interrupt.descriptor())) {
             if (follower.onEvent(*event, Clock::now())) {
                 reporter.event(*event, Clock::now());
             }

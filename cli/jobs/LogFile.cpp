@@ -20,20 +20,19 @@ namespace {
 constexpr off_t mostRead = 4 << 20;  // a job's log is replaced at 1 MiB
 
 // The name comes from the job: whatever it is, opening it must not wait, and it is only read.
-int openForReading(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+os::FileDescriptor openForReading(const std::string& path) {
+    os::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};
-    if (descriptor >= 0 && (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))) {
-        ::close(descriptor);
+    if (file.isOpen() && (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
+        file.close();
         errno = EINVAL;
-        return -1;
     }
-    return descriptor;
+    return file;
 }
 
-off_t sizeOf(int descriptor) {
+off_t sizeOf(const os::FileDescriptor& file) {
     struct stat status {};
-    return ::fstat(descriptor, &status) == 0 ? status.st_size : 0;
+    return ::fstat(file.get(), &status) == 0 ? status.st_size : 0;
 }
 
 void keepLast(std::vector<std::string>& lines, std::size_t count) {
@@ -44,22 +43,16 @@ void keepLast(std::vector<std::string>& lines, std::size_t count) {
 
 }  // namespace
 
-LogFile::LogFile(std::string file) : path(std::move(file)), descriptor(openForReading(path)) {
-    if (descriptor < 0) {
+LogFile::LogFile(std::string name) : path(std::move(name)), file(openForReading(path)) {
+    if (!file.isOpen()) {
         throw CommandError(ExitStatus::Failed, "cannot read the log file " + path + ": " +
                                                    std::generic_category().message(errno));
     }
 }
 
-LogFile::~LogFile() {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
-}
-
 std::vector<std::string> LogFile::lastLines(std::size_t count) {
     std::vector<std::string> lines;
-    position = std::max<off_t>(0, sizeOf(descriptor) - mostRead);
+    position = std::max<off_t>(0, sizeOf(file) - mostRead);
     const bool fromBegin = position == 0;
     readOn(lines);
     if (lines.size() < count && fromBegin && ::access((path + ".1").c_str(), R_OK) == 0) {
@@ -87,12 +80,12 @@ std::vector<std::string> LogFile::newLines() {
 }
 
 void LogFile::readOn(std::vector<std::string>& lines) {
-    if (position > sizeOf(descriptor)) {
+    if (position > sizeOf(file)) {
         position = 0;  // emptied in its place
     }
     std::array<char, 65536> buffer;
     for (off_t left = mostRead; left > 0;) {
-        const ssize_t count = ::pread(descriptor, buffer.data(), buffer.size(), position);
+        const ssize_t count = ::pread(file.get(), buffer.data(), buffer.size(), position);
         if (count <= 0) {
             return;
         }
@@ -115,14 +108,14 @@ void LogFile::add(const char* bytes, std::size_t count, std::vector<std::string>
 bool LogFile::wasReplaced() const {
     struct stat open {};
     struct stat named {};
-    return ::fstat(descriptor, &open) == 0 && ::stat(path.c_str(), &named) == 0 &&
+    return ::fstat(file.get(), &open) == 0 && ::stat(path.c_str(), &named) == 0 &&
            (open.st_ino != named.st_ino || open.st_dev != named.st_dev);
 }
 
 void LogFile::openNext() {
-    const int next = openForReading(path);
-    if (next >= 0) {
-        ::close(std::exchange(descriptor, next));
+    auto next = openForReading(path);
+    if (next.isOpen()) {
+        file = std::move(next);
         position = 0;
     }
 }

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/os/FileDescriptor.h"
+
 namespace tarn::cli {
 
 /// A job's log, which grows, and which its job replaces by an empty one when it is full: what was
@@ -17,9 +19,6 @@ class LogFile {
 
     /// CommandError (Failed) when it cannot be opened or is no regular file.
     explicit LogFile(std::string path);
-    ~LogFile();
-    LogFile(const LogFile&) = delete;
-    LogFile& operator=(const LogFile&) = delete;
 
     /// The last lines, at most `count` of them, from the file before where this one has fewer; no
     /// more than some MiB are read. What comes later is told by newLines.
@@ -35,7 +34,7 @@ class LogFile {
     void openNext();
 
     const std::string path;
-    int descriptor = -1;
+    os::FileDescriptor file;
     off_t position = 0;
     std::string unfinished;
 };

@@ -4,7 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <thread>
 
 #include "cli/CommandError.h"
 #include "cli/Interrupt.h"
@@ -34,13 +33,12 @@ bool goesOn(const GetTicketStatusReply& answer) {
 /// The last answer; nothing when the waiting was interrupted.
 std::optional<GetTicketStatusReply> follow(std::int64_t ticket, ServiceClient& service) {
     const Interrupt interrupt;
-    while (!interrupt.requested()) {
+    do {
         auto answer = askTicket(ticket, service);
         if (!goesOn(answer)) {
             return answer;
         }
-        std::this_thread::sleep_for(betweenTicketLooks);
-    }
+    } while (!interrupt.requestedWithin(betweenTicketLooks));
     return std::nullopt;
 }
 

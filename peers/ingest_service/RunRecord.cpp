@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "peers/ingest_service/channel/SharedMemory.h"
+#include "platform/os/Deadline.h"
 #include "platform/os/ProcessIdentity.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/utils/Log.h"
@@ -48,10 +49,10 @@ os::FileDescriptor openOwn(const std::string& path) {
 
 void lock(const os::FileDescriptor& file, const std::string& path) {
     constexpr int betweenTriesMs = 20;
-    const auto giveUpAt = std::chrono::steady_clock::now() + endingTime;
+    const os::Deadline deadline(endingTime);
     while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         check(errno == EWOULDBLOCK || errno == EINTR, path);
-        if (std::chrono::steady_clock::now() >= giveUpAt) {
+        if (deadline.hasPassed()) {
             throw std::runtime_error("another one is running: it holds " + path);
         }
         ::poll(nullptr, 0, betweenTriesMs);

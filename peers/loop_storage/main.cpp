@@ -8,6 +8,7 @@
 #include "peers/loop_storage/ring/BootId.h"
 #include "peers/loop_storage/ring/Verification.h"
 #include "peers/loop_storage/server/Server.h"
+#include "platform/os/StopSignals.h"
 #include "platform/program/Program.h"
 #include "platform/utils/Log.h"
 
@@ -16,12 +17,13 @@ namespace {
 using namespace tarn::peers::loop_storage;
 
 int serve(const LoopStorageOptions& options) {
+    const tarn::os::StopSignals stop;  // before there are threads
     Storage storage(options.directory, options.capacity, readBootId());
     SessionLimits limits;
     limits.patience = options.clientTimeOut;
     limits.idle = options.idleTimeOut;
     limits.clients = options.clients;
-    Server server(storage, limits);
+    Server server(storage, limits, stop.descriptor());
     if (!options.unixPath.empty()) {
         server.listenUnix(options.unixPath);
         tarn::utils::logInfo("Listens on " + options.unixPath);

@@ -16,6 +16,7 @@
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "peers/pipeline_process/PipelineHost.h"
 #include "peers/pipeline_process/PluginLoader.h"
+#include "platform/os/ProcessDefaults.h"
 
 namespace {
 
@@ -59,7 +60,7 @@ int runPipeline() {
 
 int main(int argc, char** argv) {
     // Who reads what a pipeline writes may go away: an error of the element, told as every other.
-    ::signal(SIGPIPE, SIG_IGN);
+    tarn::os::ignoreBrokenPipes();
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const pid_t launcher = argc == 2 ? parseProcessId(argv[1]) : 0;
     if (launcher <= 0 || ::fcntl(MessageChannel::pipelineDescriptor, F_SETFD, FD_CLOEXEC) != 0) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 
 namespace tarn::os {
 
@@ -16,11 +17,17 @@ class Deadline {
         return std::max(left, std::chrono::milliseconds(0));
     }
 
+    /// The same, as poll takes it; a longer time is cut to the longest that it can wait.
+    int remainingForPoll() const {
+        constexpr std::chrono::milliseconds longest(std::numeric_limits<int>::max());
+        return static_cast<int>(std::min(remaining(), longest).count());
+    }
+
     bool hasPassed() const { return Clock::now() >= end; }
 
   private:
     using Clock = std::chrono::steady_clock;
-    const Clock::time_point end;
+    Clock::time_point end;
 };
 
 }  // namespace tarn::os

@@ -2,6 +2,8 @@
 
 #include <initializer_list>
 
+#include "platform/os/FileDescriptor.h"
+
 namespace tarn::os {
 
 /// Several descriptors as one, which is readable when one of them is. They outlive this. Throws
@@ -9,14 +11,11 @@ namespace tarn::os {
 class DescriptorSet {
   public:
     DescriptorSet(std::initializer_list<int> members);
-    ~DescriptorSet();
-    DescriptorSet(const DescriptorSet&) = delete;
-    DescriptorSet& operator=(const DescriptorSet&) = delete;
 
-    int descriptor() const { return number; }
+    int descriptor() const { return set.get(); }
 
   private:
-    const int number;
+    const FileDescriptor set;
 };
 
 }  // namespace tarn::os

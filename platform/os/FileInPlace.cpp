@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/os/FileDescriptor.h"
+
 namespace tarn::os {
 
 namespace {
@@ -20,18 +22,15 @@ void checkInPlace(bool good, const std::string& what) {
 class OpenFile {
   public:
     explicit OpenFile(const std::string& path)
-        : path(path), descriptor(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC)) {
-        checkInPlace(descriptor >= 0, path);
-    }
-    ~OpenFile() { ::close(descriptor); }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
+        : path(path),
+          file(checkedDescriptor(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC),
+                                 path.c_str())) {}
 
     std::string read() const {
         struct stat facts {};
-        checkInPlace(::fstat(descriptor, &facts) == 0, path);
+        checkInPlace(::fstat(file.get(), &facts) == 0, path);
         std::string content(static_cast<std::size_t>(facts.st_size), '\0');
-        const ssize_t count = ::pread(descriptor, content.data(), content.size(), 0);
+        const ssize_t count = ::pread(file.get(), content.data(), content.size(), 0);
         checkInPlace(count >= 0, path);
         content.resize(static_cast<std::size_t>(count));
         return content;
@@ -41,21 +40,21 @@ class OpenFile {
     void reserve(std::size_t size) const {
         const bool isFull =
             size > 0 &&
-            ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0 &&
+            ::fallocate(file.get(), FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) != 0 &&
             (errno == ENOSPC || errno == EDQUOT);
         checkInPlace(!isFull, path);
     }
 
     void write(const std::string& content) const {
-        writeFromBeginning(descriptor, content, path);
-        checkInPlace(::ftruncate(descriptor, static_cast<off_t>(content.size())) == 0 &&
-                         ::fsync(descriptor) == 0,
+        writeFromBeginning(file.get(), content, path);
+        checkInPlace(::ftruncate(file.get(), static_cast<off_t>(content.size())) == 0 &&
+                         ::fsync(file.get()) == 0,
                      path);
     }
 
   private:
     const std::string& path;
-    const int descriptor;
+    const FileDescriptor file;
 };
 
 void putBack(const OpenFile& file, const std::string& content) {

@@ -17,8 +17,6 @@ namespace tarn::os {
 
 namespace {
 
-constexpr mode_t readableByAll = 0644;
-
 void check(bool good, const std::string& what) {
     if (!good) {
         throw std::system_error(errno, std::generic_category(), what);
@@ -32,64 +30,91 @@ std::string folderOf(const std::string& path) {
 
 }  // namespace
 
-FileReplacement::FileReplacement(std::string file, Rename rename)
-    : path(std::move(file)), rename(std::move(rename)), folder(folderOf(path)) {
-    makeTemporary();
+FileReplacement::FileReplacement(std::string name, Options given)
+    : path(std::move(name)),
+      options(std::move(given)),
+      folder(folderOf(path)),
+      draft(options.draft) {
+    if (draft.empty()) {
+        makeTemporary();
+    } else {
+        openDraft();
+    }
+}
+
+// What lies there and is no file is removed: the next one finds the way free.
+void FileReplacement::openDraft() {
+    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
+    file = FileDescriptor(::open(draft.c_str(), flags, options.mode));
+    if (!file.isOpen()) {
+        const int failure = errno;
+        ::unlink(draft.c_str());
+        throw std::system_error(failure, std::generic_category(), draft);
+    }
 }
 
 // Without one the file itself must do.
 void FileReplacement::makeTemporary() {
-    temporary = folder + "/.tarn-XXXXXX";
-    descriptor = ::mkostemp(temporary.data(), O_CLOEXEC);
-    if (descriptor >= 0) {
+    draft = folder + "/.tarn-XXXXXX";
+    file = FileDescriptor(::mkostemp(draft.data(), O_CLOEXEC));
+    const bool isForbidden = errno == EROFS || errno == EACCES || errno == EPERM;
+    if (!file.isOpen() && isForbidden && canBeWrittenInPlace(path)) {
+        draft.clear();
         return;
     }
-    const int failure = errno;
-    if ((failure == EROFS || failure == EACCES || failure == EPERM) && canBeWrittenInPlace(path)) {
-        temporary.clear();
-        return;
-    }
-    errno = failure;
-    check(false, temporary);
+    check(file.isOpen(), draft);
 }
 
 FileReplacement::~FileReplacement() {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-    }
-    if (!temporary.empty()) {
-        ::unlink(temporary.c_str());
+    if (!draft.empty()) {
+        ::unlink(draft.c_str());
     }
 }
 
 void FileReplacement::commit(const std::string& content) {
-    if (temporary.empty()) {
+    if (draft.empty()) {
         return writeInPlace(path, content);
     }
-    writeFromBeginning(descriptor, content, temporary);
-    check(::fchmod(descriptor, readableByAll) == 0 && ::fsync(descriptor) == 0, temporary);
-    if (rename(temporary.c_str(), path.c_str()) == 0) {
-        temporary.clear();
-        return syncFolder();
+    writeDraft(content);
+    if (options.rename(draft.c_str(), path.c_str()) == 0) {
+        return finish();
     }
     const bool isMountPoint = errno == EBUSY || errno == EXDEV;
-    check(isMountPoint, path);
+    check(isMountPoint && options.draft.empty(), path);
     writeInPlace(path, content);
+}
+
+// Some file systems cannot tell whether something is there in the same step.
+bool FileReplacement::commitUnlessThere(const std::string& content) {
+    writeDraft(content);
+    if (::renameat2(AT_FDCWD, draft.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0) {
+        if (errno == EEXIST) {
+            return false;
+        }
+        check(errno == EINVAL && options.rename(draft.c_str(), path.c_str()) == 0, path);
+    }
+    finish();
+    return true;
+}
+
+void FileReplacement::writeDraft(const std::string& content) const {
+    writeFromBeginning(file.get(), content, draft);
+    check(::fchmod(file.get(), options.mode) == 0 && ::fsync(file.get()) == 0, draft);
 }
 
 int FileReplacement::renameFile(const char* from, const char* to) {
     return ::rename(from, to);
 }
 
-void FileReplacement::syncFolder() const {
-    const int opened = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool synced = opened >= 0 && ::fsync(opened) == 0;
-    const int error = errno;
-    if (opened >= 0) {
-        ::close(opened);
-    }
-    errno = error;
-    check(synced, folder);
+// In place: its name is to be on the disk as well.
+void FileReplacement::finish() {
+    draft.clear();
+    syncFolder(folder);
+}
+
+void syncFolder(const std::string& folder) {
+    const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    check(opened.isOpen() && ::fsync(opened.get()) == 0, folder);
 }
 
 }  // namespace tarn::os

@@ -1,12 +1,12 @@
 #include "platform/os/ProcessIdentity.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <optional>
 #include <sstream>
 #include <string>
+
+#include "platform/os/SmallFile.h"
 
 namespace tarn::os {
 
@@ -17,26 +17,12 @@ struct ProcessStatus {
     std::uint64_t startTime = 0;
 };
 
-// One read: the kernel gives the whole line at once.
-std::string readStatusLine(pid_t id) {
-    const auto path = "/proc/" + std::to_string(id) + "/stat";
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) {
-        return {};
-    }
-    char buffer[2048];
-    ssize_t length;
-    do {
-        length = ::read(file, buffer, sizeof buffer);
-    } while (length < 0 && errno == EINTR);
-    ::close(file);
-    return length > 0 ? std::string(buffer, static_cast<std::size_t>(length)) : std::string();
-}
-
 // "id (name) state ...": the name may hold blanks and brackets, so the fields begin after the last
 // closing one. The state is the third field, the start time the twenty-second.
 std::optional<ProcessStatus> readStatus(pid_t id) {
-    const auto line = readStatusLine(id);
+    constexpr std::size_t longestLine = 2048;
+    const auto line =
+        readBeginning("/proc/" + std::to_string(id) + "/stat", longestLine).value_or("");
     const auto nameEnd = line.rfind(')');
     if (nameEnd == std::string::npos) {
         return std::nullopt;

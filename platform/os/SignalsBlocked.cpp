@@ -1,7 +1,5 @@
 #include "platform/os/SignalsBlocked.h"
 
-#include <initializer_list>
-
 namespace tarn::os {
 
 SignalsBlocked::SignalsBlocked() {
@@ -11,6 +9,15 @@ SignalsBlocked::SignalsBlocked() {
         sigdelset(&all, fault);
     }
     pthread_sigmask(SIG_BLOCK, &all, &before);
+}
+
+SignalsBlocked::SignalsBlocked(std::initializer_list<int> signals) {
+    sigset_t some;
+    sigemptyset(&some);
+    for (const int signal : signals) {
+        sigaddset(&some, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &some, &before);
 }
 
 SignalsBlocked::~SignalsBlocked() {

@@ -1,25 +1,15 @@
 #pragma once
 
-#include "platform/os/FileDescriptor.h"
+#include <signal.h>
+
+#include "platform/os/SignalInput.h"
 
 namespace tarn::os {
 
-/// SIGINT and SIGTERM to this process, as something to wait for.
-class StopSignals {
+/// SIGINT and SIGTERM: what tells a program to end.
+class StopSignals : public SignalInput {
   public:
-    /// From now on the two signals are taken here: construct before threads are started. Throws
-    /// std::system_error.
-    StopSignals();
-
-    /// Readable from the first signal on.
-    int descriptor() const { return signals.get(); }
-    bool isRaised() const;
-
-    /// Whether one has come since the last time; the descriptor is readable again at the next.
-    bool take();
-
-  private:
-    FileDescriptor signals;
+    StopSignals() : SignalInput({SIGINT, SIGTERM}) {}
 };
 
 }  // namespace tarn::os

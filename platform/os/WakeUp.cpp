@@ -1,36 +1,24 @@
 #include "platform/os/WakeUp.h"
 
-#include <poll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <system_error>
+#include "platform/os/Readable.h"
 
 namespace tarn::os {
 
-WakeUp::WakeUp() : number(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-    if (number < 0) {
-        throw std::system_error(errno, std::generic_category(), "eventfd");
-    }
-}
-
-WakeUp::~WakeUp() {
-    ::close(number);
-}
+WakeUp::WakeUp() : event(checkedDescriptor(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC), "eventfd")) {}
 
 void WakeUp::ring() {
-    ::eventfd_write(number, 1);
+    ::eventfd_write(event.get(), 1);
 }
 
 void WakeUp::waitFor(std::chrono::milliseconds bound) const {
-    pollfd item{number, POLLIN, 0};
-    ::poll(&item, 1, static_cast<int>(bound.count()));
+    becomesReadable(event.get(), Deadline(bound));
 }
 
 void WakeUp::reset() {
     eventfd_t count = 0;
-    ::eventfd_read(number, &count);
+    ::eventfd_read(event.get(), &count);
 }
 
 }  // namespace tarn::os

@@ -2,18 +2,17 @@
 
 #include <chrono>
 
+#include "platform/os/FileDescriptor.h"
+
 namespace tarn::os {
 
-/// A descriptor that becomes readable when somebody rings. Any thread.
+/// An event descriptor: becomes readable when somebody rings. Any thread.
 class WakeUp {
   public:
-    /// Throws std::runtime_error when no descriptor is left.
+    /// Throws std::system_error when no descriptor is left.
     WakeUp();
-    ~WakeUp();
-    WakeUp(const WakeUp&) = delete;
-    WakeUp& operator=(const WakeUp&) = delete;
 
-    int descriptor() const { return number; }
+    int descriptor() const { return event.get(); }
     void ring();
 
     /// Waits until somebody rings, or has rung, at most `bound`.
@@ -23,7 +22,7 @@ class WakeUp {
     void reset();
 
   private:
-    const int number;
+    const FileDescriptor event;
 };
 
 }  // namespace tarn::os

@@ -15,20 +15,6 @@ namespace tarn::socket {
 
 namespace {
 
-/// An address of a socket, either a path or a name that is no file.
-struct Address {
-    explicit Address(std::string_view text) {
-        text.copy(address.sun_path, sizeof(address.sun_path) - 1);
-        size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + text.size());
-    }
-    const sockaddr* get() const {
-        return static_cast<const sockaddr*>(static_cast<const void*>(&address));
-    }
-
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    socklen_t size;
-};
-
 [[noreturn]] void fail(const std::string& action) {
     throw std::runtime_error(action + ": " + std::generic_category().message(errno));
 }
@@ -37,26 +23,35 @@ struct Address {
     throw std::runtime_error("address already in use, " + by);
 }
 
-int makeSocket() {
-    const int number = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (number < 0) {
+os::FileDescriptor makeSocket() {
+    os::FileDescriptor made(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!made.isOpen()) {
         fail("cannot make a socket");
     }
-    return number;
+    return made;
 }
 
 /// errno, or 0.
 int connectTo(const std::string& path, const os::FileDescriptor& caller) {
-    const Address address(path);
-    return ::connect(caller.get(), address.get(), address.size) == 0 ? 0 : errno;
+    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+    if (path.size() >= sizeof address.sun_path) {
+        return ENAMETOOLONG;
+    }
+    path.copy(address.sun_path, path.size());
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
+    const void* const generic = &address;
+    return ::connect(caller.get(), static_cast<const sockaddr*>(generic), size) == 0 ? 0 : errno;
 }
 
-/// A name that only one socket on the machine can have, and that vanishes with it. A path that is
-/// too long for it is told apart by its end.
-std::string claimName(std::string_view path) {
-    constexpr std::string_view prefix("\0tarn.claim:", 12);
-    constexpr std::size_t most = sizeof(sockaddr_un::sun_path) - 1 - prefix.size();
-    return std::string(prefix).append(path.substr(path.size() - std::min(path.size(), most)));
+/// A path that is too long for the name of a claim is told apart by its end.
+os::NameClaim claim(std::string_view path) {
+    constexpr std::string_view prefix("tarn.claim:");
+    const auto length = std::min(path.size(), os::NameClaim::longestName - prefix.size());
+    const auto name = std::string(prefix).append(path.substr(path.size() - length));
+    if (auto taken = os::NameClaim::TryTake(name)) {
+        return std::move(*taken);
+    }
+    failInUse("somebody is about to listen on it");
 }
 
 void checkIsFree(const std::string& path) {
@@ -85,12 +80,12 @@ void checkIsFree(const std::string& path) {
 }  // namespace
 
 int knockOnIpcPath(const std::string& path) {
-    const os::FileDescriptor caller(makeSocket());
+    const auto caller = makeSocket();
     return connectTo(path, caller);
 }
 
 std::optional<pid_t> listenerOnIpcPath(const std::string& path) {
-    const os::FileDescriptor caller(makeSocket());
+    const auto caller = makeSocket();
     if (connectTo(path, caller) != 0) {
         return std::nullopt;
     }
@@ -102,14 +97,7 @@ std::optional<pid_t> listenerOnIpcPath(const std::string& path) {
     return listener.pid;
 }
 
-IpcPathClaim::IpcPathClaim(const std::string& path) : lock(makeSocket()) {
-    const Address name(claimName(path));
-    if (::bind(lock.get(), name.get(), name.size) != 0) {
-        if (errno == EADDRINUSE) {
-            failInUse("somebody is about to listen on it");
-        }
-        fail("cannot claim the path");
-    }
+IpcPathClaim::IpcPathClaim(const std::string& path) : name(claim(path)) {
     checkIsFree(path);
 }
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/os/FileDescriptor.h"
+#include "platform/os/NameClaim.h"
 
 namespace tarn::socket {
 
@@ -19,7 +19,7 @@ class IpcPathClaim {
     explicit IpcPathClaim(const std::string& path);
 
   private:
-    const os::FileDescriptor lock;
+    const os::NameClaim name;
 };
 
 /// errno of an attempt to connect to the IPC socket at the path, which is closed again at once; 0

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/os/FileDescriptor.h"
 #include "service/configuration/ConfigurationError.h"
 
 namespace tarn::service::configuration {
@@ -17,25 +18,22 @@ std::string systemReason() {
     return std::generic_category().message(errno);
 }
 
-/// A regular file that is open for reading, closed at the end.
+/// A regular file that is open for reading.
 class OpenFile {
   public:
     OpenFile(const std::string& path, const utils::IMessageFormatter& reader)
         : path(path),
           reader(reader),
           // Without O_NONBLOCK, opening a named pipe waits for its writer.
-          descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {
-        if (descriptor < 0) {
+          file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY)) {
+        if (!file.isOpen()) {
             throw ConfigurationError(reader, "Failed opening " + path, systemReason());
         }
     }
-    ~OpenFile() { ::close(descriptor); }
-    OpenFile(const OpenFile&) = delete;
-    OpenFile& operator=(const OpenFile&) = delete;
 
     std::size_t size() const {
         struct stat info = {};
-        if (::fstat(descriptor, &info) != 0 || !S_ISREG(info.st_mode)) {
+        if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
             throw ConfigurationError(reader, "Failed opening " + path, "not a regular file");
         }
         if (static_cast<std::size_t>(info.st_size) > largestConfigurationFile) {
@@ -49,7 +47,7 @@ class OpenFile {
         std::string content(size, '\0');
         std::size_t done = 0;
         while (done < size) {
-            const auto count = ::read(descriptor, content.data() + done, size - done);
+            const auto count = ::read(file.get(), content.data() + done, size - done);
             if (count < 0 && errno != EINTR) {
                 throw readFailure(systemReason());
             }
@@ -69,7 +67,7 @@ class OpenFile {
   private:
     const std::string& path;
     const utils::IMessageFormatter& reader;
-    const int descriptor;
+    const os::FileDescriptor file;
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <list>
 #include <string>
 
+#include "platform/os/Deadline.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/utils/Log.h"
 #include "proto/api_job.pb.h"
@@ -18,7 +19,6 @@ using resource_manager::RunningJob;
 using tarn::proto::api_job::ApiToJobRequest;
 using tarn::proto::api_job::JobToApiReply;
 using tarn::proto::api_job::JobToApiReplyStatus;
-using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t stateReplyLimit = 1 << 20;
 constexpr auto answerBound = 1s;  // of all of them together
@@ -73,7 +73,7 @@ void awaitEndingJobs(ResourceManagerProxy& resourceManager,
         return;
     }
     utils::logInfo("Waiting for " + std::to_string(jobs.size()) + " job(s) to end");
-    const auto deadline = Clock::now() + bound;
+    const os::Deadline deadline(bound);
     do {
         jobs.remove_if([&](const RunningJob& job) { return isGone(resourceManager, job); });
         if (jobs.empty()) {
@@ -82,7 +82,7 @@ void awaitEndingJobs(ResourceManagerProxy& resourceManager,
         if (pause(period)) {
             return;
         }
-    } while (Clock::now() < deadline);
+    } while (!deadline.hasPassed());
     utils::logWarning(std::to_string(jobs.size()) + " job(s) have not ended yet");
 }
 

@@ -3,6 +3,7 @@
 #include <google/protobuf/message.h>
 #include <google/protobuf/unknown_field_set.h>
 
+#include "platform/os/SignalsBlocked.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/UuidGenerator.h"
 #include "proto/job_monitoring.pb.h"
@@ -51,8 +52,10 @@ class Responder::Server {
 };
 
 Responder::Responder(const std::string& endpoint, Behaviour behaviour)
-    : server(std::make_unique<Server>(endpoint, std::move(behaviour))),
-      thread([this](const std::stop_token& stop) { server->run(stop); }) {}
+    : server(std::make_unique<Server>(endpoint, std::move(behaviour))) {
+    const os::SignalsBlocked duringStart;  // they are for the program that is tested
+    thread = std::jthread([this](const std::stop_token& stop) { server->run(stop); });
+}
 
 Responder::~Responder() {
     thread.request_stop();

@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "peers/host_monitor/readings/SmallFile.h"
+#include "peers/host_monitor/readings/KernelFiles.h"
 #include "peers/host_monitor/readings/Text.h"
 
 namespace tarn::peers::host_monitor {
@@ -80,7 +80,7 @@ std::map<std::string, NetworkCounters> parseNetworkCounters(std::string_view tex
 
 std::map<std::string, NetworkInterface> readNetworkInterfaces(const std::filesystem::path& root) {
     std::map<std::string, NetworkInterface> interfaces;
-    const auto text = readSmallFile(root / "proc/net/dev").value_or("");
+    const auto text = readKernelFile(root / "proc/net/dev").value_or("");
     for (const auto& [name, counters] : parseNetworkCounters(text)) {
         const auto folder = root / "sys/class/net" / name;
         const auto flags = readFlags(folder / "flags");

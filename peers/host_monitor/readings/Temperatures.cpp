@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "peers/host_monitor/readings/SmallFile.h"
+#include "peers/host_monitor/readings/KernelFiles.h"
 #include "peers/host_monitor/readings/Text.h"
 
 namespace tarn::peers::host_monitor {

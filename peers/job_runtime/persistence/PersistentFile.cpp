@@ -5,13 +5,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
 #include "platform/os/FileDescriptor.h"
+#include "platform/os/FileReplacement.h"
 
 namespace tarn::peers {
 
@@ -27,21 +27,6 @@ void check(bool good, const std::string& what) {
     }
 }
 
-void writeAll(int descriptor, const std::string& content, const std::string& path) {
-    std::size_t written = 0;
-    while (written < content.size()) {
-        const ssize_t count =
-            ::write(descriptor, content.data() + written, content.size() - written);
-        check(count >= 0 || errno == EINTR, path);
-        written += count > 0 ? static_cast<std::size_t>(count) : 0;
-    }
-}
-
-void syncFolder(const fs::path& folder) {
-    const os::FileDescriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    check(descriptor.isOpen() && ::fsync(descriptor.get()) == 0, folder.string());
-}
-
 // Where a file is written before it takes its place. The service reads every file of the folder
 // itself but nothing below it: what a crash leaves here starts no job, not even a job that has
 // ended for good since.
@@ -51,26 +36,6 @@ fs::path incomplete(const fs::path& file, const std::string& name) {
 
 void makeFolder(const fs::path& folder) {
     check(::mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder.string());
-}
-
-void writeSynced(const fs::path& file, const std::string& content) {
-    const os::FileDescriptor descriptor(
-        ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
-    check(descriptor.isOpen(), file.string());
-    writeAll(descriptor.get(), content, file.string());
-    check(::fsync(descriptor.get()) == 0, file.string());
-}
-
-// Some file systems cannot tell whether something is there in the same step.
-bool renamed(const fs::path& from, const fs::path& to, unsigned flags) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), flags) == 0) {
-        return true;
-    }
-    if (flags != 0 && errno == EEXIST) {
-        return false;
-    }
-    check(flags != 0 && errno == EINVAL && ::rename(from.c_str(), to.c_str()) == 0, to.string());
-    return true;
 }
 
 void removeIfThere(const fs::path& file) {
@@ -93,27 +58,16 @@ PersistentFile::PersistentFile(std::string file, const std::string& draftName)
 }
 
 void PersistentFile::write(const std::string& content) const {
-    put(content, 0);
+    replacement().commit(content);
 }
 
 bool PersistentFile::create(const std::string& content) const {
-    return put(content, RENAME_NOREPLACE);
+    return replacement().commitUnlessThere(content);
 }
 
-bool PersistentFile::put(const std::string& content, unsigned renameFlags) const {
+os::FileReplacement PersistentFile::replacement() const {
     makeFolder(draft.parent_path());
-    try {
-        writeSynced(draft, content);
-        if (!renamed(draft, path, renameFlags)) {
-            ::unlink(draft.c_str());
-            return false;
-        }
-    } catch (...) {
-        ::unlink(draft.c_str());
-        throw;
-    }
-    syncFolder(fs::path(path).parent_path());
-    return true;
+    return os::FileReplacement(path, {.draft = draft.string(), .mode = 0600});
 }
 
 std::string PersistentFile::read() const {
@@ -133,7 +87,7 @@ std::string PersistentFile::read() const {
 void PersistentFile::remove() const {
     removeIfThere(path);
     removeIfThere(draft);
-    syncFolder(fs::path(path).parent_path());
+    os::syncFolder(fs::path(path).parent_path().string());
 }
 
 }  // namespace tarn::peers

@@ -3,6 +3,10 @@
 #include <filesystem>
 #include <string>
 
+namespace tarn::os {
+class FileReplacement;
+}
+
 namespace tarn::peers {
 
 /// The file from which the service starts a job again after its own restart.
@@ -28,7 +32,7 @@ class PersistentFile {
     void remove() const;
 
   private:
-    bool put(const std::string& content, unsigned renameFlags) const;
+    os::FileReplacement replacement() const;
 
     const std::string path;
     const std::filesystem::path draft;

@@ -1,8 +1,6 @@
 #include "peers/job_runtime/pipeline/PipelineProcess.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,12 +8,6 @@
 #include <string_view>
 #include <system_error>
 
-// That header does not say it itself in the C library of Debian 12.
-extern "C" {
-#include <sys/pidfd.h>
-}
-
-#include "peers/job_runtime/pipeline/ProgramStart.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/pipeline_control.pb.h"
@@ -24,9 +16,10 @@ namespace tarn::peers {
 
 namespace {
 
+using namespace std::chrono_literals;
 using tarn::proto::pipeline_control::PipelineCommand;
 
-constexpr int killedWithinMs = 1000;
+static_assert(MessageChannel::pipelineDescriptor == os::Subprocess::channelNumber);
 
 std::pair<os::FileDescriptor, os::FileDescriptor> makePipe() {
     std::array<int, 2> ends{};
@@ -54,21 +47,16 @@ PipelineProcess::PipelineProcess() : lines(logOutput) {
     channel = std::make_unique<MessageChannel>(std::move(ourEnd), MessageChannel::maxReportBytes);
     output = std::move(readEnd);
     ::fcntl(output.get(), F_SETFL, O_NONBLOCK);
-    processId = startProgram({.path = besideThisProgram("tarnPipelineProcess"),
-                              .argument = std::to_string(::getpid()),
-                              .output = writeEnd.get(),
-                              .channel = theirEnd.get(),
-                              .channelNumber = MessageChannel::pipelineDescriptor});
-    exit = os::FileDescriptor(::pidfd_open(processId, 0));
+    process.emplace(os::Subprocess::Start{
+        .arguments = {os::besideThisProgram("tarnPipelineProcess"), std::to_string(::getpid())},
+        .output = writeEnd.get(),
+        .channel = theirEnd.get()});
 }
 
 PipelineProcess::~PipelineProcess() {
-    if (life == Life::Running) {
-        signalGroup(SIGKILL);
-        pollfd ended{.fd = exit.get(), .events = POLLIN, .revents = 0};
-        ::poll(&ended, 1, killedWithinMs);
-        end();
-    }
+    process.reset();  // killed, its last output can still be read
+    read();
+    lines.finish();
 }
 
 void PipelineProcess::parse(const std::string& pipeline,
@@ -96,13 +84,11 @@ void PipelineProcess::finish() {
 }
 
 void PipelineProcess::signalGroup(int signal) const {
-    if (life == Life::Running) {
-        ::kill(-processId, signal);
-    }
+    process->signal(signal);
 }
 
 std::array<int, 3> PipelineProcess::descriptors() const {
-    return {channelOpen ? channel->descriptor() : -1, output.get(), exit.get()};
+    return {channelOpen ? channel->descriptor() : -1, output.get(), process->descriptor()};
 }
 
 void PipelineProcess::read() {
@@ -126,19 +112,14 @@ bool PipelineProcess::nextReport(tarn::proto::pipeline_control::PipelineReport& 
 }
 
 std::optional<ProcessEnd> PipelineProcess::end() {
-    siginfo_t info{};
-    const auto id = static_cast<id_t>(processId);
-    if (::waitid(P_PID, id, &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == 0) {
+    const auto status = process->waitForEnd(0ms);
+    if (!status) {
         return std::nullopt;
     }
-    signalGroup(SIGKILL);  // before its id is given back and could name another group
-    ::waitid(P_PID, id, &info, WEXITED | WNOHANG);
-    life = Life::Reaped;
     read();
     lines.finish();
-    const bool exited = info.si_code == CLD_EXITED;
-    return exited ? ProcessEnd{.exitStatus = info.si_status, .signal = {}}
-                  : ProcessEnd{.exitStatus = {}, .signal = info.si_status};
+    return WIFEXITED(*status) ? ProcessEnd{.exitStatus = WEXITSTATUS(*status), .signal = {}}
+                              : ProcessEnd{.exitStatus = {}, .signal = WTERMSIG(*status)};
 }
 
 }  // namespace tarn::peers

@@ -11,6 +11,7 @@
 #include "peers/job_runtime/pipeline/OutputLines.h"
 #include "peers/job_runtime/pipeline/ProcessEnd.h"
 #include "peers/pipeline_channel/MessageChannel.h"
+#include "platform/os/Subprocess.h"
 
 namespace tarn::proto::pipeline_control {
 class PipelineReport;
@@ -41,7 +42,7 @@ class PipelineProcess {
     /// To the whole group.
     void signalGroup(int signal) const;
 
-    pid_t id() const { return processId; }
+    pid_t id() const { return process->id(); }
 
     /// For poll: reports, output, and the end of the process. Negative ones have no more to say.
     std::array<int, 3> descriptors() const;
@@ -62,15 +63,11 @@ class PipelineProcess {
   private:
     void readOutput();
 
-    enum class Life { Running, Reaped };
-
     std::unique_ptr<MessageChannel> channel;
     bool channelOpen = true;
     os::FileDescriptor output;
     OutputLines lines;
-    pid_t processId = -1;
-    os::FileDescriptor exit;
-    Life life = Life::Running;
+    std::optional<os::Subprocess> process;
 };
 
 }  // namespace tarn::peers

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <stop_token>
 #include <string>
 
-#include "platform/os/FileDescriptor.h"
+#include "platform/os/NameClaim.h"
 
 namespace tarn::peers {
 
@@ -23,7 +24,7 @@ class JobClaim {
     bool hadToWait() const { return waited; }
 
   private:
-    os::FileDescriptor holder;
+    std::optional<os::NameClaim> claim;
     bool waited = false;
 };
 

@@ -1,20 +1,17 @@
 #include "peers/job_runtime/registration/RegistryEntry.h"
 
-#include <sys/eventfd.h>
-
 #include <chrono>
 #include <exception>
 #include <utility>
 
 #include "peers/job_runtime/registration/JobClaim.h"
+#include "platform/os/Deadline.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::peers {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds checkPeriod{1};
 
@@ -36,8 +33,7 @@ RegistryEntry::RegistryEntry(tarn::resource_manager::RunningJob entry,
     : job(std::move(entry)),
       endpointText(resourcesEndpoint),
       endpoint(tarn::socket::SocketEndpoint::FromString(resourcesEndpoint).asPeer()),
-      mayBeTheJob(std::move(mayBeTheJob)),
-      changes(os::checkedDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
+      mayBeTheJob(std::move(mayBeTheJob)) {}
 
 RegistryEntry::~RegistryEntry() = default;
 
@@ -47,8 +43,7 @@ void RegistryEntry::enter() {
 }
 
 Registration::Standing RegistryEntry::take() {
-    eventfd_t count = 0;
-    ::eventfd_read(changes.get(), &count);
+    changes.reset();
     return state.lock()->standing;
 }
 
@@ -100,8 +95,8 @@ void RegistryEntry::enterFirst(const std::stop_token& token) {
     change(Standing::Entering);
     std::string error;
     auto standing = askToEnter(error);
-    const auto deadline = Clock::now() + replaceBound;
-    while (standing == Standing::Refused && claim->hadToWait() && Clock::now() < deadline &&
+    const os::Deadline deadline(replaceBound);
+    while (standing == Standing::Refused && claim->hadToWait() && !deadline.hasPassed() &&
            pause(token, againAfter)) {
         standing = askToEnter(error);
     }
@@ -190,7 +185,7 @@ bool RegistryEntry::change(Standing now, const std::string& why) {
         isNew = std::exchange(locked->standing, now) != now;
         locked->reason = why;
     }
-    ::eventfd_write(changes.get(), 1);
+    changes.ring();
     return isNew;
 }
 

@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "peers/job_runtime/registration/Registration.h"
-#include "platform/os/FileDescriptor.h"
 #include "platform/os/WakeUp.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/resource_manager/RunningJob.h"
@@ -40,7 +39,7 @@ class RegistryEntry : public Registration {
     void enter() override;
     Standing take() override;
     std::string reason() override;
-    int descriptor() const override { return changes.get(); }
+    int descriptor() const override { return changes.descriptor(); }
 
     /// Has the thread let go of the id and leave the registry, and waits up to 2 seconds for it:
     /// who finds no entry any more may be the job at once. False when the thread is still waiting
@@ -71,7 +70,7 @@ class RegistryEntry : public Registration {
     const std::string endpointText;
     const tarn::socket::SocketEndpoint endpoint;
     const MayBeTheJob mayBeTheJob;
-    const os::FileDescriptor changes;
+    os::WakeUp changes;
     tarn::utils::Synchronised<State> state;
 
     os::WakeUp stopping;

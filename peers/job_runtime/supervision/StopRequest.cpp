@@ -1,20 +1,15 @@
 #include "peers/job_runtime/supervision/StopRequest.h"
 
-#include <sys/eventfd.h>
-
 #include <algorithm>
 
 namespace tarn::peers {
-
-StopRequest::StopRequest()
-    : wishes(os::checkedDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
 
 void StopRequest::request(Wish wish) {
     {
         auto strongest = current.lock();
         *strongest = std::max(*strongest, wish);
     }
-    ::eventfd_write(wishes.get(), 1);
+    wishes.ring();
 }
 
 StopRequest::Wish StopRequest::wish() {
@@ -22,11 +17,10 @@ StopRequest::Wish StopRequest::wish() {
 }
 
 StopRequest::Wish StopRequest::take() {
-    if (signals.take()) {
+    if (signals.take() != 0) {
         request(Wish::EndNow);
     }
-    eventfd_t count = 0;
-    ::eventfd_read(wishes.get(), &count);
+    wishes.reset();  // last, so that what was just requested does not wake a second time
     return wish();
 }
 

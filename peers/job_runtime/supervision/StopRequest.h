@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/os/DescriptorSet.h"
-#include "platform/os/FileDescriptor.h"
 #include "platform/os/StopSignals.h"
+#include "platform/os/WakeUp.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::peers {
@@ -19,7 +19,7 @@ class StopRequest {
 
     /// From now on the two signals are taken here: construct before threads are started. Throws
     /// std::system_error.
-    StopRequest();
+    StopRequest() = default;
 
     /// Any thread. A wish is kept until a stronger one comes.
     void request(Wish wish);
@@ -35,8 +35,8 @@ class StopRequest {
 
   private:
     os::StopSignals signals;
-    os::FileDescriptor wishes;
-    const os::DescriptorSet inputs{signals.descriptor(), wishes.get()};
+    os::WakeUp wishes;
+    const os::DescriptorSet inputs{signals.descriptor(), wishes.descriptor()};
     tarn::utils::Synchronised<Wish> current{Wish::None};
 };
 

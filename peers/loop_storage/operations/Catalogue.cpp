@@ -46,12 +46,9 @@ os::FileDescriptor lockDirectory(const std::filesystem::path& directory) {
                                 "Cannot make directory " + directory.string());
     }
     const auto path = directory / "lock";
-    const int number = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (number < 0) {
-        throw std::system_error(errno, std::generic_category(), "Cannot open " + path.string());
-    }
-    os::FileDescriptor file(number);
-    if (::flock(number, LOCK_EX | LOCK_NB) != 0) {
+    auto file = os::checkedDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644),
+                                      ("Cannot open " + path.string()).c_str());
+    if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK) {
             throw std::runtime_error("Another server uses directory " + directory.string());
         }

@@ -1,9 +1,10 @@
 #include "peers/loop_storage/ring/BootId.h"
 
 #include <cerrno>
-#include <fstream>
 #include <string>
 #include <system_error>
+
+#include "platform/os/SmallFile.h"
 
 namespace tarn::peers::loop_storage {
 
@@ -15,9 +16,8 @@ constexpr auto bootIdFile = "/proc/sys/kernel/random/boot_id";
 
 // Half of the digits are as good as all of them; the dashes are no digits.
 BootId readBootId() {
-    std::ifstream file(bootIdFile);
-    std::string text;
-    std::getline(file, text);
+    constexpr std::size_t digitsAndDashes = 36;
+    auto text = os::readBeginning(bootIdFile, digitsAndDashes).value_or("");
     std::erase(text, '-');
     BootId id{};
     if (text.size() < id.size()) {

@@ -52,12 +52,12 @@ void prepare(Socket& socket, const SessionLimits& limits) {
 
 }  // namespace
 
-Server::Server(Storage& storage, const SessionLimits& limits)
+Server::Server(Storage& storage, const SessionLimits& limits, int stopDescriptor)
     : storage(storage),
       limits(limits),
-      stopSignals(context, SIGINT, SIGTERM),
+      stopInput(context, stopDescriptor),
       clients(limits.clients) {
-    stopSignals.async_wait([this](const auto& error, int) {
+    stopInput.async_wait(asio::posix::descriptor_base::wait_read, [this](const auto& error) {
         if (!error) {
             stop();
         }
@@ -65,6 +65,7 @@ Server::Server(Storage& storage, const SessionLimits& limits)
 }
 
 Server::~Server() {
+    stopInput.release();  // it stays the caller's
     if (localFile) {
         localFile->remove();
     }

@@ -3,7 +3,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
-#include <boost/asio/signal_set.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,10 +17,11 @@
 
 namespace tarn::peers::loop_storage {
 
-/// Accepts clients until a stop signal comes, and serves them on a few threads.
+/// Accepts clients until it is told to stop, and serves them on a few threads.
 class Server {
   public:
-    Server(Storage& storage, const SessionLimits& limits);
+    /// It ends once `stopDescriptor`, which is the caller's, can be read.
+    Server(Storage& storage, const SessionLimits& limits, int stopDescriptor);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -30,7 +31,7 @@ class Server {
     std::string listenTcp(const std::string& address, std::uint16_t port);
     void listenUnix(const std::string& path);
 
-    /// Returns after SIGINT or SIGTERM, when every client is gone.
+    /// Returns after it was told to stop, when every client is gone.
     void run();
 
   private:
@@ -45,7 +46,7 @@ class Server {
     Storage& storage;
     const SessionLimits limits;
     boost::asio::io_context context;
-    boost::asio::signal_set stopSignals;
+    boost::asio::posix::stream_descriptor stopInput;
     std::optional<boost::asio::ip::tcp::acceptor> tcp;
     std::optional<boost::asio::local::stream_protocol::acceptor> local;
     std::optional<socket::IpcFile> localFile;

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "platform/media_framework/trial/TrialOutput.h"
-#include "platform/media_framework/trial/TrialProcess.h"
+#include "platform/os/Subprocess.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::media_framework {
@@ -39,7 +39,7 @@ PluginTrial::PluginTrial(std::string program, std::chrono::milliseconds bound)
 std::optional<std::string> PluginTrial::failureOf(const std::string& plugin) const {
     try {
         const TrialOutput output;
-        TrialProcess process({program, plugin}, output.descriptor());
+        os::Subprocess process({.arguments = {program, plugin}, .output = output.descriptor()});
         const auto status = process.waitForEnd(bound);
         if (!status) {
             return withOutput("did not start within " + seconds(bound) + " when it was tried",

@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "platform/os/FileDescriptor.h"
+
 namespace tarn::media_framework {
 
 /// Takes what a process writes, up to a bound; what is beyond it the process cannot write. Nobody
@@ -10,17 +12,14 @@ class TrialOutput {
   public:
     /// Throws std::system_error.
     TrialOutput();
-    ~TrialOutput();
-    TrialOutput(const TrialOutput&) = delete;
-    TrialOutput& operator=(const TrialOutput&) = delete;
 
-    int descriptor() const { return file; }
+    int descriptor() const { return file.get(); }
 
     /// What was written so far, without line breaks at its end.
     std::string text() const;
 
   private:
-    const int file;
+    const os::FileDescriptor file;
 };
 
 }  // namespace tarn::media_framework

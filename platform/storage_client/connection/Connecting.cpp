@@ -25,12 +25,12 @@ constexpr int pauseBetweenTries = 10;
                   "Cannot connect to " + peer + ": " + std::generic_category().message(error));
 }
 
-int openSocket(int family, const std::string& peer) {
-    const int number = ::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (number < 0) {
+os::FileDescriptor openSocket(int family, const std::string& peer) {
+    os::FileDescriptor opened(::socket(family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!opened.isOpen()) {
         failConnect(peer, errno);
     }
-    return number;
+    return opened;
 }
 
 // errno of the attempt, 0 when it is connected.
@@ -65,8 +65,9 @@ int tryConnect(int socket, const sockaddr* address, socklen_t size, const os::De
 
 std::unique_ptr<Stream> connectedStream(int family, const sockaddr* address, socklen_t size,
                                         const std::string& peer, const os::Deadline& deadline) {
-    const int number = openSocket(family, peer);
-    auto stream = std::make_unique<Stream>(number, peer);
+    auto opened = openSocket(family, peer);
+    const int number = opened.get();
+    auto stream = std::make_unique<Stream>(std::move(opened), peer);
     if (const int error = tryConnect(number, address, size, deadline)) {
         failConnect(peer, error);
     }

@@ -44,8 +44,8 @@ void advance(std::vector<iovec>& parts, std::size_t& first, std::size_t sent) {
 
 }  // namespace
 
-Stream::Stream(int descriptor, std::string peer)
-    : descriptor(descriptor), peerName(std::move(peer)) {}
+Stream::Stream(os::FileDescriptor descriptor, std::string peer)
+    : descriptor(std::move(descriptor)), peerName(std::move(peer)) {}
 
 void Stream::send(std::vector<iovec> parts, const os::Deadline& deadline) {
     std::size_t first = 0;

@@ -21,8 +21,8 @@ using tarn::os::FileDescriptor;
 /// A connected socket whose every wait has an end. Failures are thrown as Failure.
 class Stream {
   public:
-    /// `descriptor` does not block and becomes the stream's; `peer` names the server in messages.
-    Stream(int descriptor, std::string peer);
+    /// `descriptor` does not block; `peer` names the server in messages.
+    Stream(os::FileDescriptor descriptor, std::string peer);
 
     /// All of the parts; their fields are used up.
     void send(std::vector<iovec> parts, const os::Deadline& deadline);

@@ -1,8 +1,6 @@
 #include "platform/utils/log/ConsoleOutput.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <array>
 #include <string>
@@ -22,14 +20,11 @@ ConsoleOutput::ConsoleOutput(int descriptor, std::size_t mostWaiting)
     : mostWaiting(mostWaiting), output(descriptor) {}
 
 ConsoleOutput::~ConsoleOutput() {
-    if (ending >= 0) {
-        ::eventfd_write(ending, 1);
+    if (ending) {
+        ending->ring();
     }
     if (thread.joinable()) {
         thread.join();
-    }
-    if (ending >= 0) {
-        ::close(ending);
     }
 }
 
@@ -66,14 +61,14 @@ void ConsoleOutput::startSending() {
     if (sending == Sending::Running) {
         return;
     }
-    if (ending < 0) {
-        ending = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    }
     if (sending == Sending::Ended) {
         thread.join();
         sending = Sending::Nothing;
     }
     try {
+        if (!ending) {
+            ending.emplace();
+        }
         const os::SignalsBlocked duringStart;
         thread = std::thread([this] { sendWaiting(); });
         sending = Sending::Running;
@@ -86,7 +81,7 @@ void ConsoleOutput::sendWaiting() {
     bool isEnding = false;
     while (true) {
         std::array<pollfd, 2> wanted{
-            {{output.descriptor(), POLLOUT, 0}, {isEnding ? -1 : ending, POLLIN, 0}}};
+            {{output.descriptor(), POLLOUT, 0}, {isEnding ? -1 : ending->descriptor(), POLLIN, 0}}};
         const int ready = ::poll(wanted.data(), wanted.size(), isEnding ? patienceMs : -1);
         isEnding = isEnding || wanted[1].revents != 0;
         const std::lock_guard lock(mutex);

@@ -4,9 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string_view>
 #include <thread>
 
+#include "platform/os/WakeUp.h"
 #include "platform/utils/log/ImmediateOutput.h"
 #include "platform/utils/log/PendingText.h"
 
@@ -42,7 +44,7 @@ class ConsoleOutput {
 
     const std::size_t mostWaiting;
     const ImmediateOutput output;
-    int ending = -1;  // an event descriptor, readable when the object ends; made when needed
+    std::optional<os::WakeUp> ending;  // rings when the object ends; made when needed
 
     std::mutex mutex;  // guards what follows
     PendingText waiting;

@@ -19,9 +19,9 @@ constexpr long noRoom = -1;
 constexpr long nobodyReads = -2;
 
 // With flags of its own, unlike a duplicate. Somebody else's pipe or terminal cannot be opened.
-int openAgain(int descriptor) {
+os::FileDescriptor openAgain(int descriptor) {
     const auto path = "/proc/self/fd/" + std::to_string(descriptor);
-    return ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    return os::FileDescriptor(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
 long resultOf(ssize_t written) {
@@ -47,13 +47,7 @@ ImmediateOutput::ImmediateOutput(int descriptor) : given(descriptor) {
         kind = Kind::Socket;
     } else if (S_ISFIFO(file.st_mode) || S_ISCHR(file.st_mode)) {
         reopened = openAgain(given);
-        kind = reopened >= 0 ? Kind::NeverWaits : Kind::MayWait;
-    }
-}
-
-ImmediateOutput::~ImmediateOutput() {
-    if (reopened >= 0) {
-        ::close(reopened);
+        kind = reopened.isOpen() ? Kind::NeverWaits : Kind::MayWait;
     }
 }
 

@@ -6,16 +6,18 @@
 #include <optional>
 
 #include "platform/os/FileReplacement.h"
+#include "platform/os/SmallFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/capture_format_record.pb.h"
-#include "service/devices/capture/SmallFile.h"
 
 namespace tarn::service::devices {
 
 namespace {
 
 using Record = CaptureFormatRecordFile::Record;
+
+constexpr std::size_t largestRecord = 1U << 20U;
 
 std::uint32_t checksumOf(Record record) {
     record.clear_checksum();
@@ -48,7 +50,7 @@ std::string CaptureFormatRecordFile::pathBeside(const std::string& formatFile) {
 Record CaptureFormatRecordFile::load() const {
     std::string problem = "it is damaged";
     try {
-        const auto content = path.empty() ? std::nullopt : readSmallFile(path);
+        const auto content = path.empty() ? std::nullopt : os::readWhole(path, largestRecord);
         if (!content) {
             return {};
         }

@@ -5,12 +5,18 @@
 #include <utility>
 
 #include "platform/os/FileReplacement.h"
+#include "platform/os/SmallFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/deltacast_configuration.pb.h"
-#include "service/devices/capture/SmallFile.h"
 
 namespace tarn::service::devices {
+
+namespace {
+
+constexpr std::size_t largestFormat = 1U << 20U;
+
+}  // namespace
 
 DeltacastConfigurationFile::DeltacastConfigurationFile(std::string path,
                                                        const utils::IMessageFormatter& formatter)
@@ -50,7 +56,7 @@ std::optional<DeltacastConfigurationFile::DeltacastConfig> DeltacastConfiguratio
     const {
     try {
         DeltacastConfig configuration;
-        const auto content = readSmallFile(path);
+        const auto content = os::readWhole(path, largestFormat);
         if (content && configuration.ParsePartialFromString(*content) &&
             configuration.IsInitialized()) {
             return configuration;
@@ -65,7 +71,7 @@ bool DeltacastConfigurationFile::load(DeltacastConfig& configuration) const {
     utils::logInfo(
         formatter.formatMessage("Restoring persistent deltacast configuration from file: " + path));
     try {
-        const auto content = readSmallFile(path);
+        const auto content = os::readWhole(path, largestFormat);
         if (!content) {
             utils::logInfo(formatter.formatMessage("Failed opening file"));
             return false;

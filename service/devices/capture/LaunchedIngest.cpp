@@ -1,11 +1,12 @@
 #include "service/devices/capture/LaunchedIngest.h"
 
 #include <exception>
-#include <fstream>
+#include <sstream>
 #include <string_view>
 #include <utility>
 
 #include "platform/os/FileReplacement.h"
+#include "platform/os/SmallFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 
@@ -43,7 +44,8 @@ void LaunchedIngest::showedItself(const os::ProcessIdentity& process, Time now) 
 // "ordered" and the time, or "launched", the number of the process and its start time.
 void LaunchedIngest::load() {
     std::string word;
-    std::ifstream file(path);
+    constexpr std::size_t longestLine = 128;
+    std::istringstream file(os::readBeginning(path, longestLine).value_or(""));
     file >> word;
     if (Time::rep time = 0; word == orderedWord && file >> time) {
         order = Time(Time::duration(time));

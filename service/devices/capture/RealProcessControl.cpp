@@ -19,8 +19,8 @@ namespace {
 constexpr std::chrono::milliseconds knockWithin{100};
 
 // What it refers to stays the same process, whoever gets the id later.
-int openProcess(pid_t id) {
-    return static_cast<int>(::syscall(SYS_pidfd_open, id, 0));
+os::FileDescriptor openProcess(pid_t id) {
+    return os::FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, id, 0)));
 }
 
 }  // namespace
@@ -45,22 +45,17 @@ bool RealProcessControl::isListenedTo(const socket::SocketEndpoint& endpoint) {
 }
 
 bool RealProcessControl::kill(const os::ProcessIdentity& process) {
-    const int number = openProcess(process.id);
-    if (number < 0) {
-        return false;
-    }
-    const os::FileDescriptor handle(number);
-    return stateOf(process) == State::Running &&
+    const auto handle = openProcess(process.id);
+    return handle.isOpen() && stateOf(process) == State::Running &&
            ::syscall(SYS_pidfd_send_signal, handle.get(), SIGKILL, nullptr, 0) == 0;
 }
 
 void RealProcessControl::awaitEnd(const os::ProcessIdentity& process,
                                   std::chrono::milliseconds duration, const std::stop_token& stop) {
-    const int number = openProcess(process.id);
-    if (number < 0) {
+    const auto handle = openProcess(process.id);
+    if (!handle.isOpen()) {
         return errno == ESRCH ? void() : realPause(duration, stop);
     }
-    const os::FileDescriptor handle(number);
     os::WakeUp interruption;
     const std::stop_callback interrupting(stop, [&] { interruption.ring(); });
     std::array<pollfd, 2> waited = {pollfd{handle.get(), POLLIN, 0},

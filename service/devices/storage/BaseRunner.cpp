@@ -24,10 +24,10 @@ void BaseRunner::start() {
     }
 }
 
-bool BaseRunner::waitUntil(std::chrono::steady_clock::time_point end) {
+bool BaseRunner::waitFor(std::chrono::milliseconds bound) {
     auto result = current.lock();
-    return finished.wait_until(result.lock(), end,
-                               [&] { return result->status == Status::Finished; });
+    return finished.wait_for(result.lock(), bound,
+                             [&] { return result->status == Status::Finished; });
 }
 
 void BaseRunner::join() {

@@ -41,8 +41,8 @@ class BaseRunner {
     /// The operation has failed before it began.
     void refuse(const std::string& reason) { finish(reason); }
 
-    /// Waits for the operation's end; false when it has not come by then.
-    bool waitUntil(std::chrono::steady_clock::time_point end);
+    /// Waits for the operation's end; false when it has not come within the bound.
+    bool waitFor(std::chrono::milliseconds bound);
 
     /// Joins the thread. An operation that still runs there is left to the server, and has failed
     /// as far as this object knows; that takes 5 s at most.

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/os/Deadline.h"
 #include "service/devices/storage/CreateTrackRunner.h"
 #include "service/devices/storage/DeleteTrackRunner.h"
 #include "service/devices/storage/ResizeTrackRunner.h"
@@ -78,10 +79,10 @@ std::optional<TrackTasks::Found> TrackTasks::find(std::int64_t ticket) const {
 }
 
 void TrackTasks::joinAll(std::chrono::milliseconds patience) {
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const os::Deadline deadline(patience);
     const auto running = std::exchange(tables.lock()->unjoined, {});
     for (const auto& runner : running) {
-        runner->waitUntil(end);
+        runner->waitFor(deadline.remaining());
     }
     for (const auto& runner : running) {
         runner->join();

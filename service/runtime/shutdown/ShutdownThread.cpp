@@ -1,5 +1,7 @@
 #include "service/runtime/shutdown/ShutdownThread.h"
 
+#include <signal.h>
+
 #include <utility>
 
 namespace tarn::service {
@@ -8,7 +10,8 @@ ShutdownThread::ShutdownThread(StopSignal& signal, Actions actions, std::chrono:
     : signal(signal),
       actions(std::move(actions)),
       grace(grace),
-      thread([this] { threadFunction(); }) {}
+      thread([this] { threadFunction(); }),
+      othersLeaveSignals{SIGINT, SIGQUIT} {}
 
 ShutdownThread::~ShutdownThread() {
     enter(MainThread::GivenUp);

@@ -6,11 +6,14 @@
 #include <mutex>
 #include <thread>
 
+#include "platform/os/SignalsBlocked.h"
 #include "service/runtime/shutdown/StopSignal.h"
 
 namespace tarn::service {
 
-/// Runs the shutdown when a stop signal arrives. The signal makes the start-up break off, and the
+/// Runs the shutdown when a stop signal arrives. From then on that it is made the signals meet its
+/// thread alone, which waits for a descriptor: not the one that makes it, nor those that that one
+/// starts, which may be in any wait. The signal makes the start-up break off, and the
 /// main thread says when it has come to rest: the shutdown waits for that, but not for long, since
 /// a step of the start-up may take for ever.
 ///
@@ -52,7 +55,8 @@ class ShutdownThread {
     std::mutex mutex;
     std::condition_variable changed;
     MainThread mainThread = MainThread::StartingUp;  // guarded by mutex
-    std::thread thread;                              // last: it uses the others
+    std::thread thread;                              // after all that it uses
+    const os::SignalsBlocked othersLeaveSignals;     // after the thread, which takes them
 };
 
 }  // namespace tarn::service

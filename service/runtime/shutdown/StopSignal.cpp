@@ -10,6 +10,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "platform/os/Readable.h"
+
 namespace tarn::service {
 
 namespace {
@@ -56,17 +58,8 @@ bool StopSignal::requested() const {
 }
 
 bool StopSignal::waitFor(std::chrono::milliseconds duration) const {
-    const auto deadline = std::chrono::steady_clock::now() + duration;
-    while (!requested()) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-            deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0) {
-            return false;
-        }
-        pollfd readable{wakeUp[0], POLLIN, 0};
-        ::poll(&readable, 1, static_cast<int>(left.count()));
-    }
-    return true;
+    os::becomesReadable(wakeUp[0], os::Deadline(duration));
+    return requested();
 }
 
 int StopSignal::wait() {

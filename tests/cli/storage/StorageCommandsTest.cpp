@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
 
-#include <csignal>
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/StorageFixture.h"
@@ -126,7 +127,7 @@ TEST_F(StorageCommandsTest, TheServersOwnTicketsMayHaveFailed) {
 TEST_F(StorageCommandsTest, CtrlCEndsTheWaitingAndNotTheOperation) {
     storageAnswers([](const Request&, Reply& reply) {
         reply.MutableExtension(GetTicketStatusReply::base)->set_status(TICKET_RUNNING);
-        std::raise(SIGINT);
+        ::kill(::getpid(), SIGINT);
     });
     const auto run = tarnctl({"storage", "ticket", "5", "--wait"});
     EXPECT_EQ(run.status, ExitStatus::Interrupted);

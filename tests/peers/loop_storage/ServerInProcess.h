@@ -1,13 +1,11 @@
 #pragma once
 
-#include <signal.h>
-#include <unistd.h>
-
 #include <memory>
 #include <thread>
 
 #include "peers/loop_storage/operations/Storage.h"
 #include "peers/loop_storage/server/Server.h"
+#include "platform/os/WakeUp.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {
@@ -15,14 +13,14 @@ namespace tarn::test {
 /// The server in the test's own process, where its disk can be a FaultyDisk, which must outlive it.
 class ServerInProcess {
   public:
-    ServerInProcess() : server(storage, peers::loop_storage::SessionLimits{}) {
+    ServerInProcess() : server(storage, peers::loop_storage::SessionLimits{}, stop.descriptor()) {
         const auto address = server.listenTcp("127.0.0.1", 0);
         tcpPort = static_cast<std::uint16_t>(std::stoi(address.substr(address.find(':') + 1)));
         server.listenUnix(socketPath());
         thread = std::thread([this] { server.run(); });
     }
     ~ServerInProcess() {
-        ::kill(::getpid(), SIGTERM);
+        stop.ring();
         thread.join();
         storage.finish();
     }
@@ -37,6 +35,7 @@ class ServerInProcess {
     }
 
   private:
+    os::WakeUp stop;
     const TemporaryFolder folder;
     peers::loop_storage::Storage storage{
         folder.path() / "tracks", std::nullopt, {'b', 'o', 'o', 't'}};

@@ -20,11 +20,11 @@ class FileReplacementTest : public testing::Test {
         return std::distance(std::filesystem::directory_iterator(folder.path()), {});
     }
 
-    static FileReplacement::Rename refusedWith(int failure) {
-        return [failure](const char*, const char*) {
+    static FileReplacement::Options refusedWith(int failure) {
+        return {.rename = [failure](const char*, const char*) {
             errno = failure;
             return -1;
-        };
+        }};
     }
 
     ino_t number() const {
@@ -103,6 +103,62 @@ TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
     EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
 }
 
+class NamedDraftTest : public FileReplacementTest {
+  protected:
+    FileReplacement::Options named() const { return {.draft = draft, .mode = 0600}; }
+    FileReplacement::Options refusedNamed(int failure) const {
+        auto options = named();
+        options.rename = refusedWith(failure).rename;
+        return options;
+    }
+
+    const std::string draft = (folder.path() / "draft").string();
+};
+
+TEST_F(NamedDraftTest, TakesThePlaceWithTheModeThatWasAskedFor) {
+    folder.write("file", "old");
+    FileReplacement replacement(path, named());
+    EXPECT_EQ(test::readFile(draft), "");
+    replacement.commit("new");
+    EXPECT_EQ(test::readFile(path), "new");
+    struct stat facts {};
+    ASSERT_EQ(::stat(path.c_str(), &facts), 0);
+    EXPECT_EQ(facts.st_mode & 0777U, 0600U);
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(NamedDraftTest, WritesOverWhatACrashHasLeftThere) {
+    folder.write("draft", std::string(100, 'x'));
+    FileReplacement(path, named()).commit("new");
+    EXPECT_EQ(test::readFile(path), "new");
+    EXPECT_EQ(files(), 1);
+}
+
+TEST_F(NamedDraftTest, IsNotWrittenThroughALinkWhichIsRemoved) {
+    folder.write("other", "old");
+    std::filesystem::create_symlink("other", draft);
+    EXPECT_THROW(FileReplacement(path, named()), std::system_error);
+    EXPECT_EQ(test::readFile(folder.path() / "other"), "old");
+    FileReplacement(path, named()).commit("new");
+    EXPECT_EQ(test::readFile(path), "new");
+}
+
+TEST_F(NamedDraftTest, IsGoneAfterAFailureAndNothingIsWrittenInPlace) {
+    folder.write("file", "old");
+    for (const int failure : {EBUSY, EXDEV, EIO}) {
+        EXPECT_THROW(FileReplacement(path, refusedNamed(failure)).commit("new"), std::system_error);
+        EXPECT_EQ(test::readFile(path), "old");
+        EXPECT_EQ(files(), 1);
+    }
+}
+
+TEST_F(NamedDraftTest, IsCommittedUnlessSomethingIsThere) {
+    EXPECT_TRUE(FileReplacement(path, named()).commitUnlessThere("first"));
+    EXPECT_FALSE(FileReplacement(path, named()).commitUnlessThere("second"));
+    EXPECT_EQ(test::readFile(path), "first");
+    EXPECT_EQ(files(), 1);
+}
+
 // A limit of the file's size stands for a disk that is full in the middle. Ends the process: with 0
 // when what the file held is back.
 [[noreturn]] void writeBeyondALimit(const std::string& path) {
@@ -115,7 +171,7 @@ TEST_F(FileReplacementTest, DoesNotFollowALinkInPlaceOfTheFile) {
         return -1;
     };
     try {
-        FileReplacement(path, refused).commit(std::string(10'000, 'y'));
+        FileReplacement(path, {.rename = refused}).commit(std::string(10'000, 'y'));
     } catch (const std::system_error&) {
         ::_exit(test::readFile(path) == before ? 0 : 1);
     }

@@ -34,4 +34,15 @@ TEST(SignalsBlocked, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
     ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
 }
 
+TEST(SignalsBlocked, AreOnlyThoseThatAreNamed) {
+    {
+        const SignalsBlocked blocked{SIGINT, SIGQUIT};
+        EXPECT_TRUE(isBlocked(SIGINT));
+        EXPECT_TRUE(isBlocked(SIGQUIT));
+        EXPECT_FALSE(isBlocked(SIGTERM));
+    }
+    EXPECT_FALSE(isBlocked(SIGINT));
+    EXPECT_FALSE(isBlocked(SIGQUIT));
+}
+
 }  // namespace tarn::os

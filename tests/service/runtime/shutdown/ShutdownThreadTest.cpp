@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <future>
 
@@ -15,6 +16,14 @@ class ShutdownThreadTest : public testing::Test {
         return {[this](int number) { ran.set_value(number); }, [this] { ended.set_value(); }};
     }
 
+    static void signalProcess(int number) { ::kill(::getpid(), number); }
+
+    static bool isBlockedHere(int number) {
+        sigset_t now;
+        ::pthread_sigmask(SIG_BLOCK, nullptr, &now);
+        return ::sigismember(&now, number) == 1;
+    }
+
     StopSignal stop;
     std::promise<int> ran;
     std::future<int> result = ran.get_future();
@@ -25,7 +34,7 @@ class ShutdownThreadTest : public testing::Test {
 TEST_F(ShutdownThreadTest, RunsTheShutdownWhenASignalArrives) {
     ShutdownThread thread(stop, recorder());
     thread.allowShutdown();
-    raise(SIGINT);
+    signalProcess(SIGINT);
     ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
     EXPECT_EQ(result.get(), SIGINT);
 }
@@ -33,15 +42,15 @@ TEST_F(ShutdownThreadTest, RunsTheShutdownWhenASignalArrives) {
 TEST_F(ShutdownThreadTest, HandlesQuitLikeInterrupt) {
     ShutdownThread thread(stop, recorder());
     thread.allowShutdown();
-    raise(SIGQUIT);
+    signalProcess(SIGQUIT);
     ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
     EXPECT_EQ(result.get(), SIGQUIT);
 }
 
 TEST_F(ShutdownThreadTest, LetsTheStartUpComeToRestFirst) {
     ShutdownThread thread(stop, recorder(), 1h);
-    raise(SIGINT);
-    EXPECT_TRUE(stop.requested());
+    signalProcess(SIGINT);
+    EXPECT_TRUE(stop.waitFor(10s));
     EXPECT_EQ(result.wait_for(50ms), std::future_status::timeout);
     thread.allowShutdown();
     EXPECT_EQ(result.wait_for(10s), std::future_status::ready);
@@ -49,7 +58,7 @@ TEST_F(ShutdownThreadTest, LetsTheStartUpComeToRestFirst) {
 
 TEST_F(ShutdownThreadTest, DoesNotWaitForAStepThatTakesForEver) {
     ShutdownThread thread(stop, recorder(), 1ms);
-    raise(SIGINT);
+    signalProcess(SIGINT);
     ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
     EXPECT_EQ(result.get(), SIGINT);
     EXPECT_EQ(end.wait_for(10s), std::future_status::ready);
@@ -65,7 +74,7 @@ TEST_F(ShutdownThreadTest, LetsTheMainThreadEndTheProcessIfItComesToRestMeanwhil
     {
         ShutdownThread thread(stop, actions, 1ms);
         running = &thread;
-        raise(SIGINT);
+        signalProcess(SIGINT);
         EXPECT_EQ(result.wait_for(10s), std::future_status::ready);
     }
     EXPECT_EQ(end.wait_for(0s), std::future_status::timeout);
@@ -74,7 +83,7 @@ TEST_F(ShutdownThreadTest, LetsTheMainThreadEndTheProcessIfItComesToRestMeanwhil
 TEST_F(ShutdownThreadTest, EndsTheProcessOnlyWhenTheMainThreadIsStuck) {
     {
         ShutdownThread thread(stop, recorder());
-        raise(SIGINT);
+        signalProcess(SIGINT);
         thread.allowShutdown();
     }
     EXPECT_EQ(end.wait_for(0s), std::future_status::timeout);
@@ -83,7 +92,7 @@ TEST_F(ShutdownThreadTest, EndsTheProcessOnlyWhenTheMainThreadIsStuck) {
 TEST_F(ShutdownThreadTest, IsWaitedForByTheEndOfTheObject) {
     {
         ShutdownThread thread(stop, recorder());
-        raise(SIGINT);
+        signalProcess(SIGINT);
         thread.allowShutdown();
     }
     EXPECT_EQ(result.wait_for(0s), std::future_status::ready);
@@ -92,7 +101,7 @@ TEST_F(ShutdownThreadTest, IsWaitedForByTheEndOfTheObject) {
 TEST_F(ShutdownThreadTest, DoesNothingWhenTheStartUpGaveUp) {
     {
         ShutdownThread thread(stop, recorder());
-        raise(SIGINT);
+        signalProcess(SIGINT);
     }
     EXPECT_EQ(result.wait_for(0s), std::future_status::timeout);
 }
@@ -107,11 +116,34 @@ TEST_F(ShutdownThreadTest, EndsWithoutASignal) {
 
 TEST_F(ShutdownThreadTest, CountsTheFirstSignalOnly) {
     ShutdownThread thread(stop, recorder());
-    raise(SIGQUIT);
-    raise(SIGINT);
+    signalProcess(SIGQUIT);
+    ASSERT_TRUE(stop.waitFor(10s));
+    signalProcess(SIGINT);
     thread.allowShutdown();
     ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
     EXPECT_EQ(result.get(), SIGQUIT);
+}
+
+// A thread that waits for a condition may be told of a signal only when it is woken by another.
+TEST_F(ShutdownThreadTest, TakesTheSignalsFromAllOtherThreads) {
+    {
+        ShutdownThread thread(stop, recorder());
+        thread.allowShutdown();
+        auto startedLater = std::async(
+            std::launch::async, [] { return isBlockedHere(SIGINT) && isBlockedHere(SIGQUIT); });
+        EXPECT_TRUE(startedLater.get());
+        for (const int number : {SIGINT, SIGQUIT}) {
+            EXPECT_TRUE(isBlockedHere(number)) << number;
+        }
+        EXPECT_FALSE(isBlockedHere(SIGTERM));  // it still ends the process
+        ::pthread_kill(::pthread_self(), SIGINT);
+        EXPECT_FALSE(stop.requested());
+        signalProcess(SIGQUIT);
+        ASSERT_EQ(result.wait_for(10s), std::future_status::ready);
+        EXPECT_EQ(result.get(), SIGQUIT);
+    }
+    EXPECT_FALSE(isBlockedHere(SIGINT));
+    EXPECT_FALSE(isBlockedHere(SIGQUIT));
 }
 
 }  // namespace tarn::service

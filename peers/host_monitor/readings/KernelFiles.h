@@ -9,7 +9,7 @@ namespace tarn::peers::host_monitor {
 
 /// The content, at most its first 4 MiB; nothing when it cannot be read. For files of the kernel,
 /// whose size is not known before.
-std::optional<std::string> readSmallFile(const std::filesystem::path& path);
+std::optional<std::string> readKernelFile(const std::filesystem::path& path);
 
 /// The content without blanks around it; nothing when it cannot be read.
 std::optional<std::string> readWord(const std::filesystem::path& path);

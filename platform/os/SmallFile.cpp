@@ -1,0 +1,44 @@
+#include "platform/os/SmallFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+
+#include "platform/os/FileDescriptor.h"
+
+namespace tarn::os {
+
+std::optional<std::string> readBeginning(const std::string& path, std::size_t most) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file.isOpen()) {
+        return std::nullopt;
+    }
+    std::string content;
+    std::array<char, 16384> chunk{};
+    while (content.size() < most) {
+        const auto count =
+            ::read(file.get(), chunk.data(), std::min(chunk.size(), most - content.size()));
+        if (count < 0 && errno != EINTR) {
+            return std::nullopt;
+        }
+        if (count == 0) {
+            break;
+        }
+        content.append(chunk.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    }
+    return content;
+}
+
+std::optional<std::string> readWhole(const std::string& path, std::size_t most) {
+    auto content = readBeginning(path, most + 1);
+    if (content && content->size() > most) {
+        throw std::length_error("it has more than " + std::to_string(most) + " bytes");
+    }
+    return content;
+}
+
+}  // namespace tarn::os
