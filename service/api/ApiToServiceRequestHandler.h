@@ -16,19 +16,11 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/RepeatedFailure.h"
+#include "proto/api_service.fwd.h"
+#include "proto/loop_storage.fwd.h"
+#include "proto/service_engine.fwd.h"
 #include "service/api/HandlerFrame.h"
 
-namespace tarn::proto::api_service {
-class ApiToServiceRequest;
-class ApiToServiceRequestJobSubmission;
-}  // namespace tarn::proto::api_service
-namespace tarn::proto::loop_storage {
-class Reply;
-class Request;
-}  // namespace tarn::proto::loop_storage
-namespace tarn::proto::service_engine {
-class ServiceToEngineRequest;
-}
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
 }

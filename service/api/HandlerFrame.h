@@ -5,9 +5,8 @@
 #include <string>
 #include <utility>
 
-namespace tarn::proto::api_service {
-class ServiceToApiReply;
-}
+#include "proto/api_service.fwd.h"
+
 namespace tarn::socket {
 class Socket;
 }

@@ -11,10 +11,7 @@
 #include "peers/job_runtime/pipeline/OutputLines.h"
 #include "peers/job_runtime/pipeline/ProcessEnd.h"
 #include "peers/pipeline_channel/MessageChannel.h"
-
-namespace tarn::proto::pipeline_control {
-class PipelineReport;
-}  // namespace tarn::proto::pipeline_control
+#include "proto/pipeline_control.fwd.h"
 
 namespace tarn::peers {
 

@@ -6,11 +6,7 @@
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/RepeatedFailure.h"
-
-namespace tarn::proto::api_job {
-class ApiToJobRequest;
-class JobToApiReply;
-}  // namespace tarn::proto::api_job
+#include "proto/api_job.fwd.h"
 
 namespace tarn::peers {
 

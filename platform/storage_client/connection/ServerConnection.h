@@ -11,11 +11,7 @@
 #include "platform/storage_client/calls/Failure.h"
 #include "platform/storage_client/calls/TrackDescriptions.h"
 #include "platform/storage_client/connection/Stream.h"
-
-namespace tarn::proto::storage_wire {
-class Request;
-class Answer;
-}  // namespace tarn::proto::storage_wire
+#include "proto/storage_wire.fwd.h"
 
 namespace tarn::storage_client {
 
