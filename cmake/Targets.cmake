@@ -32,6 +32,7 @@ function(tarn_unit_tests name)
     target_link_libraries(test_${name} PRIVATE ${ARG_LINKS} tarn_warnings
                                                GTest::gmock GTest::gtest_main Threads::Threads)
     tarn_compile_together(test_${name})
+    tarn_use_test_headers(test_${name})
     gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
                          PROPERTIES TIMEOUT 60 LABELS unit)
 endfunction()
