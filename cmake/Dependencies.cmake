@@ -20,4 +20,3 @@ pkg_check_modules(GStreamer REQUIRED IMPORTED_TARGET gstreamer-1.0)
 pkg_check_modules(IsaL REQUIRED IMPORTED_TARGET libisal)  # checksums at the speed of memory
 find_path(RAPIDXML_INCLUDE_DIR rapidxml/rapidxml.hpp REQUIRED)
 pkg_check_modules(GStreamerBase REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-base-1.0)
-pkg_check_modules(Fuse REQUIRED IMPORTED_TARGET fuse3)  # the tests' own disks

@@ -6,12 +6,11 @@ function(tarn_compile_together target)
 endfunction()
 
 # tarn_library(socket SOURCES a.cpp ... LINKS tarn::utils ... PRIVATE_LINKS ...)
-#   a static library tarn::socket; headers are included by their path from the project's root.
+#   a static library tarn::socket.
 function(tarn_library name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
     add_library(tarn_${name} STATIC ${ARG_SOURCES})
     add_library(tarn::${name} ALIAS tarn_${name})
-    target_include_directories(tarn_${name} PUBLIC ${CMAKE_SOURCE_DIR})
     target_link_libraries(tarn_${name} PUBLIC ${ARG_LINKS} Threads::Threads
                                        PRIVATE ${ARG_PRIVATE_LINKS} tarn_warnings)
     tarn_compile_together(tarn_${name})
@@ -21,7 +20,6 @@ endfunction()
 function(tarn_program name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(${name} PRIVATE ${ARG_LINKS} tarn_warnings Threads::Threads)
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
     tarn_compile_together(${name})
@@ -31,10 +29,10 @@ endfunction()
 function(tarn_unit_tests name)
     cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
     add_executable(test_${name} ${ARG_SOURCES})
-    target_include_directories(test_${name} PRIVATE ${CMAKE_SOURCE_DIR})
     target_link_libraries(test_${name} PRIVATE ${ARG_LINKS} tarn_warnings
                                                GTest::gmock GTest::gtest_main Threads::Threads)
     tarn_compile_together(test_${name})
+    tarn_use_test_headers(test_${name})
     gtest_discover_tests(test_${name} TEST_PREFIX ${name}. DISCOVERY_MODE PRE_TEST
                          PROPERTIES TIMEOUT 60 LABELS unit)
 endfunction()

@@ -3,6 +3,8 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+# Headers are included by their path from the project's root.
+include_directories(${CMAKE_SOURCE_DIR})
 
 find_program(CCACHE ccache)
 if(CCACHE)

@@ -7,29 +7,10 @@
 
 #include "cli/client/RequestChannel.h"
 #include "platform/socket/SocketEndpoint.h"
-
-namespace tarn::proto::api_service {
-class ApiToServiceRequest;
-class ApiToServiceRequestEngineSubmission;
-class ApiToServiceRequestGetJobs;
-class ApiToServiceRequestJobSubmission;
-class RunningJob;
-class ServiceToApiReply;
-class ServiceToApiReplyEngineSubmission;
-class ServiceToApiReplyGetDeltacast;
-class ServiceToApiReplyInfo;
-class ServiceToApiReplyJobSubmission;
-}  // namespace tarn::proto::api_service
-namespace tarn::proto::deltacast_configuration {
-class DeltacastConfig;
-}
-namespace tarn::proto::loop_storage {
-class Reply;
-class Request;
-}  // namespace tarn::proto::loop_storage
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
+#include "proto/api_service.fwd.h"
+#include "proto/deltacast_configuration.fwd.h"
+#include "proto/loop_storage.fwd.h"
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::cli {
 

@@ -5,9 +5,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn::proto::deltacast_configuration {
-class DeltacastConfig;
-}
+#include "proto/deltacast_configuration.fwd.h"
 
 namespace tarn::cli {
 

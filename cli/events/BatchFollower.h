@@ -6,10 +6,7 @@
 #include "cli/ExitStatus.h"
 #include "cli/events/BatchSequence.h"
 #include "cli/events/BatchSubscription.h"
-
-namespace tarn::proto::service_event {
-class ServiceEventBatch;
-}
+#include "proto/service_event.fwd.h"
 
 namespace tarn::cli {
 

@@ -4,9 +4,7 @@
 #include <optional>
 #include <string>
 
-namespace tarn::proto::service_event {
-class ServiceEventBatch;
-}
+#include "proto/service_event.fwd.h"
 
 namespace tarn::cli {
 

@@ -3,9 +3,7 @@
 #include <chrono>
 #include <memory>
 
-namespace tarn::proto::service_event {
-class ServiceEventBatch;
-}
+#include "proto/service_event.fwd.h"
 
 namespace tarn::socket {
 class Socket;

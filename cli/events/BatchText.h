@@ -5,13 +5,8 @@
 #include <string>
 #include <vector>
 
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
-namespace tarn::proto::service_event {
-class ServiceEvent;
-class ServiceEventBatch;
-}  // namespace tarn::proto::service_event
+#include "proto/monitoring.fwd.h"
+#include "proto/service_event.fwd.h"
 
 namespace tarn::cli {
 

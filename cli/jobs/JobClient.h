@@ -3,12 +3,7 @@
 #include <chrono>
 
 #include "cli/client/RequestChannel.h"
-
-namespace tarn::proto::api_job {
-class ApiToJobRequest;
-class JobToApiReply;
-class JobToApiReplyStatus;
-}  // namespace tarn::proto::api_job
+#include "proto/api_job.fwd.h"
 
 namespace tarn::cli {
 

@@ -4,9 +4,7 @@
 #include <memory>
 #include <optional>
 
-namespace tarn::proto::job_monitoring {
-class JobEvent;
-}
+#include "proto/job_monitoring.fwd.h"
 
 namespace tarn::socket {
 class Socket;

@@ -5,10 +5,7 @@
 #include <string>
 
 #include "cli/jobs/JobOutcome.h"
-
-namespace tarn::proto::job_monitoring {
-class JobEvent;
-}
+#include "proto/job_monitoring.fwd.h"
 
 namespace tarn::cli {
 

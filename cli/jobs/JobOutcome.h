@@ -3,10 +3,7 @@
 #include <string>
 
 #include "cli/ExitStatus.h"
-
-namespace tarn::proto::job_monitoring {
-class JobEventEnd;
-}
+#include "proto/job_monitoring.fwd.h"
 
 namespace tarn::cli {
 

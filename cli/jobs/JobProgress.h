@@ -5,9 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace tarn::proto::job_monitoring {
-class JobEventProgress;
-}
+#include "proto/job_monitoring.fwd.h"
 
 namespace tarn::cli {
 

@@ -3,9 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn::proto::api_service {
-class RunningJob;
-}
+#include "proto/api_service.fwd.h"
 
 namespace CLI {
 class App;

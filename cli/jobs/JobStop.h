@@ -6,10 +6,7 @@
 
 #include "cli/ExitStatus.h"
 #include "cli/jobs/JobClient.h"
-
-namespace tarn::proto::api_service {
-class RunningJob;
-}
+#include "proto/api_service.fwd.h"
 
 namespace tarn::cli {
 

@@ -3,9 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn::proto::api_service {
-class ApiToServiceRequestJobSubmission;
-}
+#include "proto/api_service.fwd.h"
 
 namespace tarn::cli {
 

@@ -7,10 +7,7 @@
 #include "cli/jobs/JobEventSubscription.h"
 #include "cli/jobs/JobFollower.h"
 #include "cli/jobs/JobOutcome.h"
-
-namespace tarn::proto::api_service {
-class RunningJob;
-}
+#include "proto/api_service.fwd.h"
 
 namespace tarn::cli {
 

@@ -2,11 +2,7 @@
 
 #include <string>
 
-namespace tarn::proto::monitoring {
-class DeviceNode;
-class GlobalStatus;
-class NamedStatus;
-}  // namespace tarn::proto::monitoring
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::cli {
 

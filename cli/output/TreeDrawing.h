@@ -3,10 +3,7 @@
 #include <vector>
 
 #include "cli/output/StyledLine.h"
-
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::cli {
 

@@ -6,10 +6,7 @@
 #include <vector>
 
 #include "cli/output/Output.h"
-
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::cli {
 

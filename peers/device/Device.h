@@ -6,14 +6,11 @@
 #include <string>
 
 #include "peers/device/DifferencePublisher.h"
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::device_tree {
 class DeviceNode;
 }
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceReply;
-class TarnServiceToDeviceRequest;
-}  // namespace tarn::proto::monitoring
 
 namespace tarn::peers {
 

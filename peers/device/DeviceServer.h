@@ -7,11 +7,7 @@
 
 #include "platform/socket/RequestServer.h"
 #include "platform/socket/SocketEndpoint.h"
-
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceReply;
-class TarnServiceToDeviceRequest;
-}  // namespace tarn::proto::monitoring
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::peers {
 

@@ -4,11 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "proto/monitoring.fwd.h"
+
 namespace tarn::device_tree {
 class DeviceNode;
-}
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
 }
 
 namespace tarn::peers {

@@ -2,9 +2,7 @@
 
 #include <string>
 
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::peers {
 

@@ -5,13 +5,10 @@
 #include <string>
 
 #include "peers/job_runtime/JobSetup.h"
+#include "proto/job_monitoring.fwd.h"
 
 namespace google::protobuf {
 class Message;
-}
-
-namespace tarn::proto::job_monitoring {
-class JobDescription;
 }
 
 namespace tarn::peers {

@@ -6,11 +6,7 @@
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "peers/pipeline_process/BusText.h"
 #include "peers/pipeline_process/GstPointers.h"
-
-namespace tarn::proto::pipeline_control {
-class PipelineCommand;
-class PipelineReport;
-}  // namespace tarn::proto::pipeline_control
+#include "proto/pipeline_control.fwd.h"
 
 namespace tarn::peers {
 

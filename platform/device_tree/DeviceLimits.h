@@ -3,10 +3,7 @@
 #include <cstddef>
 #include <string>
 
-namespace tarn::proto::monitoring {
-class DeviceNode;
-class DeviceToTarnServiceEvent;
-}  // namespace tarn::proto::monitoring
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::device_tree {
 

@@ -9,10 +9,7 @@
 #include "platform/device_tree/NamedStatus.h"
 #include "platform/device_tree/Property.h"
 #include "platform/device_tree/persistent/CopyOnWrite.h"
-
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::device_tree {
 

@@ -2,9 +2,7 @@
 
 #include <memory>
 
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::device_tree {
 class DeviceNode;

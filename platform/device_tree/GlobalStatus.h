@@ -3,9 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace tarn::proto::monitoring {
-class GlobalStatus;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::device_tree {
 

@@ -4,9 +4,7 @@
 #include <string>
 #include <variant>
 
-namespace tarn::proto::monitoring {
-class NamedStatus;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::device_tree {
 

@@ -3,9 +3,7 @@
 #include <string>
 #include <vector>
 
-namespace tarn::proto::dictionary {
-class ComponentsDictionary;
-}
+#include "proto/dictionary.fwd.h"
 
 namespace tarn::dictionary {
 

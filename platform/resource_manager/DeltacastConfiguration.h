@@ -3,9 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace tarn::proto::resource_manager {
-class DeltacastConfiguration;
-}
+#include "proto/resource_manager.fwd.h"
 
 namespace tarn::resource_manager {
 

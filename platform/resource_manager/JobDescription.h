@@ -2,9 +2,7 @@
 
 #include <string>
 
-namespace tarn::proto::job_monitoring {
-class JobDescription;
-}
+#include "proto/job_monitoring.fwd.h"
 
 namespace tarn::resource_manager {
 

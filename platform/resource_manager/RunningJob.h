@@ -7,10 +7,7 @@
 
 #include "platform/os/ProcessIdentity.h"
 #include "platform/resource_manager/JobDescription.h"
-
-namespace tarn::proto::resource_manager {
-class RunningJob;
-}
+#include "proto/resource_manager.fwd.h"
 
 namespace tarn::resource_manager {
 

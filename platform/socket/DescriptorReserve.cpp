@@ -74,7 +74,7 @@ int acceptUnlessShort(int listening, sockaddr* address, socklen_t* size, int fla
 }  // namespace
 
 void DescriptorReserve::Report() {
-    static auto& nextLine = *new utils::Synchronised<Clock::time_point>();
+    static auto& nextLine = *new tarn::utils::Synchronised<Clock::time_point>();
     if (turnedAway == 0) {
         return;
     }
@@ -82,9 +82,9 @@ void DescriptorReserve::Report() {
     auto next = nextLine.lock();
     if (now >= *next) {
         *next = now + betweenLines;
-        utils::logWarning("Sockets > turned away " + std::to_string(turnedAway.exchange(0)) +
-                          " connections: of " + std::to_string(limit()) +
-                          " file descriptors the last ones are kept for other work");
+        tarn::utils::logWarning("Sockets > turned away " + std::to_string(turnedAway.exchange(0)) +
+                                " connections: of " + std::to_string(limit()) +
+                                " file descriptors the last ones are kept for other work");
     }
 }
 

@@ -146,8 +146,8 @@ SocketEndpoint SocketEndpoint::FromString(const std::string& text) {
     try {
         return parse(text);
     } catch (const BadText& reason) {
-        throw std::invalid_argument("bad endpoint " + utils::quotedText(text, longestShown) + ": " +
-                                    reason.what());
+        throw std::invalid_argument("bad endpoint " + tarn::utils::quotedText(text, longestShown) +
+                                    ": " + reason.what());
     }
 }
 

@@ -17,16 +17,11 @@
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/RepeatedFailure.h"
 #include "proto/api_service.pb.h"
+#include "proto/loop_storage.fwd.h"
+#include "proto/service_engine.fwd.h"
 #include "service/api/HandlerFrame.h"
 #include "service/api/JobList.h"
 
-namespace tarn::proto::loop_storage {
-class Reply;
-class Request;
-}  // namespace tarn::proto::loop_storage
-namespace tarn::proto::service_engine {
-class ServiceToEngineRequest;
-}
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
 }

@@ -1,10 +1,7 @@
 #pragma once
 
 #include "platform/utils/MessageFormatter.h"
-
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::service::devices {
 

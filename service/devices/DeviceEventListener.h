@@ -9,11 +9,8 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketListener.h"
 #include "platform/utils/Synchronised.h"
+#include "proto/monitoring.fwd.h"
 #include "service/devices/RefusedDevices.h"
-
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
-}
 
 namespace tarn::service::devices {
 

@@ -11,10 +11,8 @@
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/Synchronised.h"
+#include "proto/service_event.fwd.h"
 
-namespace tarn::proto::service_event {
-class ServiceEvent;
-}
 namespace tarn::service {
 class EventEmitter;
 }

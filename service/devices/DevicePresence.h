@@ -5,10 +5,7 @@
 #include <string>
 
 #include "platform/utils/Synchronised.h"
-
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::service::devices {
 

@@ -14,11 +14,8 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/Synchronised.h"
+#include "proto/service_event.fwd.h"
 
-namespace tarn::proto::service_event {
-class ServiceEvent;
-class ServiceEventBatch;
-}  // namespace tarn::proto::service_event
 namespace tarn::device_tree {
 class DeviceNode;
 }

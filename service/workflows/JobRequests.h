@@ -9,11 +9,7 @@
 
 #include "platform/resource_manager/RunningJob.h"
 #include "platform/socket/SocketTypes.h"
-
-namespace tarn::proto::api_job {
-class ApiToJobRequest;
-class JobToApiReply;
-}  // namespace tarn::proto::api_job
+#include "proto/api_job.fwd.h"
 
 namespace tarn::service {
 

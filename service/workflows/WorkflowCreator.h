@@ -10,14 +10,9 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/Synchronised.h"
+#include "proto/job_monitoring.fwd.h"
+#include "proto/service_job.fwd.h"
 
-namespace tarn::proto::job_monitoring {
-class JobDescription;
-}
-namespace tarn::proto::service_job {
-class ServiceToJobRequest;
-class ServiceToJobRequestSetup;
-}  // namespace tarn::proto::service_job
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
 }

@@ -9,12 +9,8 @@
 #include <thread>
 #include <vector>
 
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
-namespace tarn::proto::service_event {
-class ServiceEventBatch;
-}
+#include "proto/monitoring.fwd.h"
+#include "proto/service_event.fwd.h"
 
 namespace tarn::test {
 

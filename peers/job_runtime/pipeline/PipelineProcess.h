@@ -12,10 +12,7 @@
 #include "peers/job_runtime/pipeline/ProcessEnd.h"
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "platform/os/Subprocess.h"
-
-namespace tarn::proto::pipeline_control {
-class PipelineReport;
-}  // namespace tarn::proto::pipeline_control
+#include "proto/pipeline_control.fwd.h"
 
 namespace tarn::peers {
 

@@ -2,11 +2,7 @@
 
 #include "platform/socket/RequestThread.h"
 #include "platform/socket/SocketEndpoint.h"
-
-namespace tarn::proto::api_job {
-class ApiToJobRequest;
-class JobToApiReply;
-}  // namespace tarn::proto::api_job
+#include "proto/api_job.fwd.h"
 
 namespace tarn::peers {
 

@@ -8,10 +8,7 @@
 #include <vector>
 
 #include "proto/job_monitoring.pb.h"
-
-namespace tarn::proto::pipeline_control {
-class PipelineReport;
-}  // namespace tarn::proto::pipeline_control
+#include "proto/pipeline_control.fwd.h"
 
 namespace tarn::peers {
 

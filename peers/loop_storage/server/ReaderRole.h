@@ -8,10 +8,7 @@
 #include <vector>
 
 #include "peers/loop_storage/operations/Storage.h"
-
-namespace tarn::proto::storage_wire {
-class Answer;
-}
+#include "proto/storage_wire.fwd.h"
 
 namespace tarn::peers::loop_storage {
 

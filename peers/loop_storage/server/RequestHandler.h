@@ -3,11 +3,7 @@
 #include <functional>
 
 #include "peers/loop_storage/operations/Storage.h"
-
-namespace tarn::proto::storage_wire {
-class Request;
-class Answer;
-}  // namespace tarn::proto::storage_wire
+#include "proto/storage_wire.fwd.h"
 
 namespace tarn::peers::loop_storage {
 

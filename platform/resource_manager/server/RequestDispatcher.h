@@ -4,11 +4,7 @@
 #include <string>
 
 #include "platform/resource_manager/registry/Registry.h"
-
-namespace tarn::proto::resource_manager {
-class Reply;
-class Request;
-}  // namespace tarn::proto::resource_manager
+#include "proto/resource_manager.fwd.h"
 
 namespace tarn::resource_manager {
 

@@ -6,11 +6,7 @@
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Synchronised.h"
-
-namespace tarn::proto::resource_manager {
-class Reply;
-class Request;
-}  // namespace tarn::proto::resource_manager
+#include "proto/resource_manager.fwd.h"
 
 namespace tarn::resource_manager {
 

@@ -21,8 +21,8 @@ int mostSockets() {
 }
 
 // Never destroyed: sockets in static objects may be opened and closed while the process exits.
-utils::Synchronised<std::weak_ptr<Context>>& current() {
-    static auto& instance = *new utils::Synchronised<std::weak_ptr<Context>>;
+tarn::utils::Synchronised<std::weak_ptr<Context>>& current() {
+    static auto& instance = *new tarn::utils::Synchronised<std::weak_ptr<Context>>;
     return instance;
 }
 

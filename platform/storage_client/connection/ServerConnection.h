@@ -11,11 +11,7 @@
 #include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_client/connection/Stream.h"
 #include "platform/storage_client/connection/TrackDescriptions.h"
-
-namespace tarn::proto::storage_wire {
-class Request;
-class Answer;
-}  // namespace tarn::proto::storage_wire
+#include "proto/storage_wire.fwd.h"
 
 namespace tarn::storage_client {
 

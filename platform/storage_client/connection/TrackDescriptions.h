@@ -7,9 +7,7 @@
 #include <memory>
 #include <vector>
 
-namespace tarn::proto::storage_wire {
-class Track;
-}
+#include "proto/storage_wire.fwd.h"
 
 namespace tarn::storage_client {
 

@@ -2,9 +2,8 @@
 
 #include <string>
 
-namespace tarn::proto::capture_format_record {
-class CaptureFormatRecord;
-}
+#include "proto/capture_format_record.fwd.h"
+
 namespace tarn::utils {
 class IMessageFormatter;
 }

@@ -3,9 +3,8 @@
 #include <optional>
 #include <string>
 
-namespace tarn::proto::deltacast_configuration {
-class DeltacastConfig;
-}
+#include "proto/deltacast_configuration.fwd.h"
+
 namespace tarn::utils {
 class IMessageFormatter;
 }

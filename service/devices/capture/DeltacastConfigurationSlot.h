@@ -3,10 +3,8 @@
 #include <memory>
 
 #include "platform/utils/Synchronised.h"
+#include "proto/deltacast_configuration.fwd.h"
 
-namespace tarn::proto::deltacast_configuration {
-class DeltacastConfig;
-}
 namespace tarn::utils {
 class IMessageFormatter;
 }

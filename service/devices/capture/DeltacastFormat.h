@@ -3,11 +3,10 @@
 #include <cstdint>
 #include <string>
 
+#include "proto/deltacast_configuration.fwd.h"
+
 namespace tarn::device_tree {
 class DeviceNode;
-}
-namespace tarn::proto::deltacast_configuration {
-class DeltacastConfig;
 }
 
 namespace tarn::service::devices {

@@ -7,11 +7,7 @@
 #include "platform/os/WakeUp.h"
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
-
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceReply;
-class TarnServiceToDeviceRequest;
-}  // namespace tarn::proto::monitoring
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::service::devices {
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/socket/SocketEndpoint.h"
+#include "proto/monitoring.fwd.h"
 #include "service/devices/ControllerThread.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DevicePublisher.h"
@@ -16,11 +17,6 @@
 #include "service/devices/protocol/DeviceRequestSocket.h"
 #include "service/devices/protocol/EventEndpointRules.h"
 #include "service/devices/protocol/NamedEventEndpoint.h"
-
-namespace tarn::proto::monitoring {
-class DeviceNode;
-class GetDescriptionReply;
-}  // namespace tarn::proto::monitoring
 
 namespace tarn::service::devices {
 

@@ -7,28 +7,12 @@
 #include <stop_token>
 #include <string>
 
+#include "proto/loop_storage.fwd.h"
 #include "service/devices/ControllerThread.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DevicePublisher.h"
 #include "service/devices/Pause.h"
 #include "service/devices/storage/StorageConnection.h"
-
-namespace tarn::proto::loop_storage {
-class ClearTrackRequest;
-class CreateTrackRequest;
-class DestroyTrackRequest;
-class EvictWorkerRequest;
-class GetRemainingSpaceRequest;
-class GetTicketStatusRequest;
-class GetTrackPropertiesRequest;
-class GetTrackSizeRequest;
-class GetWorkersRequest;
-class RemoveTrackPropertiesRequest;
-class Reply;
-class Request;
-class ResizeTrackRequest;
-class SetTrackPropertiesRequest;
-}  // namespace tarn::proto::loop_storage
 
 namespace tarn::service::devices {
 

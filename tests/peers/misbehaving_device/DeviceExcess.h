@@ -2,9 +2,7 @@
 
 #include <cstddef>
 
-namespace tarn::proto::monitoring {
-class DeviceNode;
-}
+#include "proto/monitoring.fwd.h"
 
 namespace tarn::test {
 

@@ -4,11 +4,8 @@
 #include <cstdint>
 
 #include "platform/socket/Socket.h"
+#include "proto/monitoring.fwd.h"
 #include "tests/peers/misbehaving_device/Misbehaviour.h"
-
-namespace tarn::proto::monitoring {
-class DeviceToTarnServiceEvent;
-}
 
 namespace tarn::test {
 
