@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "benchmarks/ChildProcess.h"
+#include "tests/support/ForkedProcess.h"
 
 namespace tarn::benchmarks {
 
@@ -34,8 +34,8 @@ class BareRelay {
 
     const Steps steps;
     const std::string endpoint;
-    std::unique_ptr<ChildProcess> first;
-    std::unique_ptr<ChildProcess> last;
+    std::unique_ptr<test::ForkedProcess> first;
+    std::unique_ptr<test::ForkedProcess> last;
 };
 
 }  // namespace tarn::benchmarks

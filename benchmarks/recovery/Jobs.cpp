@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 #include "platform/utils/UuidGenerator.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Api.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/JobCommands.h"
 
 namespace tarn::benchmarks {

@@ -13,8 +13,8 @@
 
 #include "benchmarks/recovery/ByHand.h"
 #include "benchmarks/recovery/Jobs.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Api.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/Installation.h"
 #include "tests/system/JobCommands.h"
 #include "tests/system/Service.h"

@@ -11,7 +11,7 @@
 
 #include "tests/chaos/DeviceObservation.h"
 #include "tests/chaos/Observation.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Installation.h"
 #include "tests/system/Processes.h"
 

@@ -5,7 +5,7 @@
 
 #include "proto/job_monitoring.pb.h"
 #include "tests/chaos/Observation.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/JobCommands.h"
 
 namespace tarn::chaos {

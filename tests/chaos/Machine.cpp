@@ -137,7 +137,7 @@ test::Ending Machine::interruptService() {
 }
 
 void Machine::start(Companion& companion) {
-    companion.run = std::make_unique<test::Program>(companion.command);
+    companion.run = std::make_unique<test::Process>(companion.command);
 }
 
 void Machine::killHard(Companion& companion) {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 
 #include "tests/chaos/StorageDisk.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::chaos {
 
@@ -68,7 +68,7 @@ void Storage::start() {
     if (places.storage.port == 0) {
         command.insert(command.end(), {"--unix", places.storageListener()});
     }
-    run = std::make_unique<test::Program>(command);
+    run = std::make_unique<test::Process>(command);
     const auto serves = [this] {
         StorageError error;
         return connectStorage(places.storage, error) != nullptr;

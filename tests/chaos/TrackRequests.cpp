@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "tests/service/devices/StorageRequests.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::chaos {
 

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 
 namespace tarn::test {
@@ -67,8 +67,7 @@ void CaptureBed::configureIngest(const std::string& commandLine,
 }
 
 void CaptureBed::configureMisbehaving(const std::string& options) const {
-    configureIngest(std::string(TARN_PROGRAM_FOLDER "/misbehavingIngest --endpoint ") + endpoint +
-                    " " + options);
+    configureIngest(builtProgram("misbehavingIngest") + " --endpoint " + endpoint + " " + options);
 }
 
 void CaptureBed::TearDown() {
@@ -89,10 +88,10 @@ void CaptureBed::TearDown() {
     EXPECT_EQ(entriesOf("/tmp", programName), std::vector<std::string>());
 }
 
-std::unique_ptr<Program> CaptureBed::startIngest(const std::vector<std::string>& options) {
+std::unique_ptr<Process> CaptureBed::startIngest(const std::vector<std::string>& options) {
     std::vector<std::string> command = {program};
     command.insert(command.end(), options.begin(), options.end());
-    auto ingest = std::make_unique<Program>(command);
+    auto ingest = std::make_unique<Process>(command);
     EXPECT_TRUE(ingest->output().waitFor("answers on", 0).has_value());
     return ingest;
 }
@@ -169,8 +168,8 @@ std::uintmax_t CaptureBed::frameSize(unsigned channel) {
     return run.exitStatus == 0 ? fs::file_size(file) : 0;
 }
 
-std::unique_ptr<Program> CaptureBed::startReader(unsigned channel) {
-    return std::make_unique<Program>(std::vector<std::string>{
+std::unique_ptr<Process> CaptureBed::startReader(unsigned channel) {
+    return std::make_unique<Process>(std::vector<std::string>{
         "gst-launch-1.0", "shmsrc", "socket-path=" + channelSocket(channel), "!", "fakesink"});
 }
 

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "tests/support/Process.h"
-#include "tests/system/Program.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {
@@ -24,7 +23,7 @@ class CaptureBed : public SystemTest {
     void configureMisbehaving(const std::string& options) const;
 
     /// Starts one by hand and waits until it answers.
-    static std::unique_ptr<Program> startIngest(const std::vector<std::string>& options);
+    static std::unique_ptr<Process> startIngest(const std::vector<std::string>& options);
 
     static ProcessResult tarnctl(std::vector<std::string> arguments);
 
@@ -48,7 +47,7 @@ class CaptureBed : public SystemTest {
     /// In bytes, as a reader of the channel gets it; 0 when it gets none.
     static std::uintmax_t frameSize(unsigned channel);
     /// One that reads until the channel ends.
-    static std::unique_ptr<Program> startReader(unsigned channel);
+    static std::unique_ptr<Process> startReader(unsigned channel);
 
     static std::vector<pid_t> ingestProcesses();
     static std::vector<pid_t> misbehavingProcesses();

@@ -7,10 +7,10 @@
 
 #include "proto/api_service.pb.h"
 #include "proto/monitoring.pb.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/Process.h"
 #include "tests/system/Api.h"
 #include "tests/system/CaptureBed.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/Processes.h"
 
 namespace tarn::test {

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/Eventually.h"
 #include "tests/system/CaptureBed.h"
-#include "tests/system/Eventually.h"
 
 namespace tarn::test {
 

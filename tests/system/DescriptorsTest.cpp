@@ -11,7 +11,7 @@
 #include <iterator>
 
 #include "platform/os/FileDescriptor.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
 
@@ -97,7 +97,7 @@ class Descriptors : public SystemTest {
     }
 
     void startLimitedService() {
-        limitedRun = std::make_unique<Program>(limited(Service::program));
+        limitedRun = std::make_unique<Process>(limited(Service::program));
         ASSERT_TRUE(limitedRun->output().waitFor("Receiving on ", 0));
         ASSERT_TRUE(api().info());  // one who is in before the others
     }
@@ -122,7 +122,7 @@ class Descriptors : public SystemTest {
         EXPECT_LT(processorTimeOf(process) - before, elapsed / 4);
     }
 
-    std::unique_ptr<Program> limitedRun;
+    std::unique_ptr<Process> limitedRun;
 };
 
 TEST_F(Descriptors, thatRunShortCostNobodyWhoIsInAnything) {
@@ -134,7 +134,7 @@ TEST_F(Descriptors, thatRunShortCostNobodyWhoIsInAnythingOverTcp) {
     configureSections(
         "<Endpoints><RequestsEndpoint>tcp://127.0.0.1:47811</RequestsEndpoint></Endpoints>"
         "<Resources><TcpPorts interface=\"127.0.0.1\" from=\"47820\" to=\"47840\"/></Resources>");
-    limitedRun = std::make_unique<Program>(limited(Service::program));
+    limitedRun = std::make_unique<Process>(limited(Service::program));
     ASSERT_TRUE(limitedRun->output().waitFor("Receiving on ", 0));
     auto idle = onPort(47811);
     idle.connect(1100);
@@ -146,7 +146,7 @@ TEST_F(Descriptors, thatRunShortCostNobodyWhoIsInAnythingOverTcp) {
 }
 
 TEST_F(Descriptors, doNotEndTheGatewayWhenTheyRunShort) {
-    Program gateway(limited("/opt/halden/halden-tarn-gateway/bin/tarnGateway"));
+    Process gateway(limited("/opt/halden/halden-tarn-gateway/bin/tarnGateway"));
     ASSERT_TRUE(gateway.output().waitFor("started: ", 0));
     auto subscribers = onPath("/tmp/events.pub");
     subscribers.connect(1100);
@@ -157,7 +157,7 @@ TEST_F(Descriptors, doNotEndTheGatewayWhenTheyRunShort) {
 }
 
 TEST_F(Descriptors, ofJobsAreLimitedAsTheServiceWasStarted) {
-    limitedRun = std::make_unique<Program>(std::vector<std::string>{
+    limitedRun = std::make_unique<Process>(std::vector<std::string>{
         "sh", "-c", std::string("ulimit -S -n 512; exec ") + Service::program});
     ASSERT_TRUE(limitedRun->output().waitFor("Receiving on ", 0));
     const auto job = startJob({.pipeline = endless});

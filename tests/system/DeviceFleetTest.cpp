@@ -5,7 +5,7 @@
 #include <iostream>
 #include <random>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/GatewayFollower.h"
 #include "tests/system/SystemTest.h"
 
@@ -46,7 +46,7 @@ class Member {
         if (!polled) {
             command.insert(command.end(), {"--event-endpoint", endpoint() + "-events"});
         }
-        run = std::make_unique<Program>(command);
+        run = std::make_unique<Process>(command);
         isHalted = false;
     }
 
@@ -89,7 +89,7 @@ class Member {
 
   private:
     const bool polled;
-    std::unique_ptr<Program> run;
+    std::unique_ptr<Process> run;
     bool isHalted = false;
 };
 
@@ -127,7 +127,7 @@ class DeviceFleet : public SystemTest {
     }
 
     void startGateway() {
-        gateway = std::make_unique<Program>(std::vector<std::string>{gatewayProgram});
+        gateway = std::make_unique<Process>(std::vector<std::string>{gatewayProgram});
     }
 
     unsigned anyNumber() { return static_cast<unsigned>(random()); }
@@ -165,7 +165,7 @@ class DeviceFleet : public SystemTest {
 
     const unsigned seed = setting("TARN_SEED", 1);
     std::mt19937 random{seed};
-    std::unique_ptr<Program> gateway;
+    std::unique_ptr<Process> gateway;
     std::vector<std::unique_ptr<Member>> fleet;
 };
 

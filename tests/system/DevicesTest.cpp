@@ -3,8 +3,8 @@
 
 #include "platform/socket/Socket.h"
 #include "proto/service_event.pb.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {
@@ -62,18 +62,18 @@ class Devices : public SystemTest {
     }
 
     /// One that prints a line for each request.
-    static std::unique_ptr<Program> misbehavingDevice(const std::vector<std::string>& options,
+    static std::unique_ptr<Process> misbehavingDevice(const std::vector<std::string>& options,
                                                       const std::string& endpoint = device) {
         std::vector<std::string> command = {TARN_MISBEHAVING_DEVICE, "--endpoint", endpoint,
                                             "--print-requests"};
         command.insert(command.end(), options.begin(), options.end());
-        auto program = std::make_unique<Program>(command);
+        auto program = std::make_unique<Process>(command);
         EXPECT_TRUE(program->output().waitFor("READY"));
         return program;
     }
 
-    static std::unique_ptr<Program> startDevice() {
-        return std::make_unique<Program>(std::vector<std::string>{hostMonitor, "--endpoint", device,
+    static std::unique_ptr<Process> startDevice() {
+        return std::make_unique<Process>(std::vector<std::string>{hostMonitor, "--endpoint", device,
                                                                   "--event-endpoint",
                                                                   "ipc:///tmp/test-device-events"});
     }
@@ -178,7 +178,7 @@ TEST_F(Devices, thatHangAtEveryStepDoNotHoldUpTheShutdown) {
         {"--replies", "silence", "--good-replies", "1", "--event-endpoint",
          "ipc:///tmp/test-device2-events"},
         {"--delay", "60000"}};
-    std::vector<std::unique_ptr<Program>> devices;
+    std::vector<std::unique_ptr<Process>> devices;
     std::string sections = deviceSection("ipc:///tmp/test-device-away");
     for (std::size_t n = 0; n < hanging.size(); ++n) {
         const auto endpoint = device + std::to_string(n);

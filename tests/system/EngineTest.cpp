@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
 

@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/GatewayFollower.h"
 #include "tests/system/SystemTest.h"
 
@@ -22,7 +22,7 @@ class HaltedGateway : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
-        gateway = std::make_unique<Program>(std::vector<std::string>{gatewayProgram});
+        gateway = std::make_unique<Process>(std::vector<std::string>{gatewayProgram});
         ASSERT_TRUE(gateway->output().waitFor("Gateway > started"));
     }
 
@@ -39,7 +39,7 @@ class HaltedGateway : public SystemTest {
         SystemTest::TearDown();
     }
 
-    Program& startDevice(const std::string& id, std::vector<std::string> options) {
+    Process& startDevice(const std::string& id, std::vector<std::string> options) {
         const auto path = "/tmp/device-" + id;
         sections += "<TarnProtocolDevice type=\"Generic\"><MonitoringInterface>ipc://" + path +
                     "</MonitoringInterface></TarnProtocolDevice>\n";
@@ -47,7 +47,7 @@ class HaltedGateway : public SystemTest {
         options.insert(options.begin(),
                        {TARN_MISBEHAVING_DEVICE, "--id", id, "--endpoint", "ipc://" + path,
                         "--event-endpoint", "ipc://" + path + "-events"});
-        return *devices.emplace_back(std::make_unique<Program>(options));
+        return *devices.emplace_back(std::make_unique<Process>(options));
     }
 
     /// 10,000 nodes, in devices whose descriptions are not too large.
@@ -60,8 +60,8 @@ class HaltedGateway : public SystemTest {
     Devices whatTheServiceSays() { return devicesOfTheService(api()); }
 
     std::string sections;
-    std::unique_ptr<Program> gateway;
-    std::vector<std::unique_ptr<Program>> devices;
+    std::unique_ptr<Process> gateway;
+    std::vector<std::unique_ptr<Process>> devices;
     std::vector<std::string> sockets;
 };
 

@@ -2,7 +2,7 @@
 #include <functional>
 #include <set>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {

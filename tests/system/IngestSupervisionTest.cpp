@@ -3,9 +3,9 @@
 #include <chrono>
 #include <filesystem>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
 #include "tests/system/CaptureBed.h"
-#include "tests/system/Eventually.h"
 
 // The service with ingest services that misbehave.
 namespace tarn::test {
@@ -21,7 +21,7 @@ class IngestSupervision : public CaptureBed {
     static constexpr auto reconfigured = "Service reconfigured!";
 
     /// A process whose id the ingest service tells. Ends it.
-    void expectToBeLeftAloneByANewFormat(Program& stranger) {
+    void expectToBeLeftAloneByANewFormat(Process& stranger) {
         const auto run = setFormat({"720", "p", "50"}, {"0"});
         EXPECT_EQ(run.exitStatus, 0) << run.err;
         EXPECT_TRUE(service().waitForLog("but another process answers"));
@@ -93,7 +93,7 @@ TEST_F(IngestSupervision, anIngestServiceThatIgnoresTheStopCommandIsKilled) {
 }
 
 TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
-    Program stranger({"sleep", "1000"});
+    Process stranger({"sleep", "1000"});
     configureMisbehaving("--pid " + std::to_string(stranger.id()));
     startService();
     expectToBeLeftAloneByANewFormat(stranger);
@@ -102,12 +102,12 @@ TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
 // In its own namespaces, and with another path to the same socket, it is in no table of ours, and
 // the id that it tells is a stranger's here.
 TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
-    Program stranger({"sleep", "1000"});
+    Process stranger({"sleep", "1000"});
     std::filesystem::create_directory("/tmp/elsewhere");
     std::filesystem::create_symlink("/tmp/elsewhere/deltacast", "/tmp/deltacast");
-    configureIngest("exec unshare --net --pid --fork --kill-child " TARN_PROGRAM_FOLDER
-                    "/misbehavingIngest --endpoint ipc:///tmp/elsewhere/deltacast --pid " +
-                    std::to_string(stranger.id()));
+    configureIngest(
+        "exec unshare --net --pid --fork --kill-child " + builtProgram("misbehavingIngest") +
+        " --endpoint ipc:///tmp/elsewhere/deltacast --pid " + std::to_string(stranger.id()));
     startService();
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
     expectToBeLeftAloneByANewFormat(stranger);

@@ -4,7 +4,7 @@
 
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 

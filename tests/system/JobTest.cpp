@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
 

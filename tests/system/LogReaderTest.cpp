@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"
 
@@ -19,7 +19,7 @@ class LogReader : public SystemTest {
     void startServiceInto(const std::string& reader) {
         const auto command = std::string("{ ") + Service::program + "; echo $? > " + statusFile +
                              "; } 2>&1 | " + reader;
-        shell = std::make_unique<Program>(std::vector<std::string>{"sh", "-c", command});
+        shell = std::make_unique<Process>(std::vector<std::string>{"sh", "-c", command});
         ASSERT_TRUE(eventually([this] { return api().info().has_value(); }));
     }
 
@@ -47,7 +47,7 @@ class LogReader : public SystemTest {
     }
 
     static constexpr auto statusFile = "/tmp/status-of-the-service";
-    std::unique_ptr<Program> shell;
+    std::unique_ptr<Process> shell;
 };
 
 TEST_F(LogReader, thatGoesLeavesTheServiceRunningAndStoppable) {

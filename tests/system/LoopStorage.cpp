@@ -8,7 +8,7 @@
 #include <stdexcept>
 
 #include "service/devices/storage/StorageConnection.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 
@@ -71,15 +71,15 @@ void LoopStorage::useStorage(Over transport, const std::string& furtherSections)
                       address.address + "</InterfaceAddress></Storage>" + furtherSections);
 }
 
-Program& LoopStorage::startStorage(Over transport) {
+Process& LoopStorage::startStorage(Over transport) {
     return startStorage(listening(transport, socketPath), addressOf(transport));
 }
 
-Program& LoopStorage::startStorage(const std::vector<std::string>& options,
+Process& LoopStorage::startStorage(const std::vector<std::string>& options,
                                    const StorageAddress& reachedAt) {
     std::vector<std::string> command = {program, "--directory", tracksFolder};
     command.insert(command.end(), options.begin(), options.end());
-    server = std::make_unique<Program>(command);
+    server = std::make_unique<Process>(command);
     StorageError error;
     const auto serves = [&] { return connectStorage(reachedAt, error) != nullptr; };
     if (!eventually(serves, std::chrono::seconds(20))) {

@@ -29,10 +29,10 @@ class LoopStorage : public SystemTest {
     void useStorage(Over transport, const std::string& furtherSections = {}) const;
 
     /// Starts the server and waits until it serves; its tracks are those of the one before.
-    Program& startStorage(Over transport);
-    Program& startStorage(const std::vector<std::string>& options,
+    Process& startStorage(Over transport);
+    Process& startStorage(const std::vector<std::string>& options,
                           const service::devices::StorageAddress& reachedAt);
-    Program& storageServer() { return *server; }
+    Process& storageServer() { return *server; }
 
     /// Both, and waits until the storage is in the tree.
     void startServiceWithStorage(Over transport);
@@ -58,7 +58,7 @@ class LoopStorage : public SystemTest {
     static constexpr auto socketPath = "/run/loops";
 
   private:
-    std::unique_ptr<Program> server;
+    std::unique_ptr<Process> server;
 };
 
 /// A status or a property as text; "absent" without it.

@@ -6,9 +6,9 @@
 #include <nlohmann/json.hpp>
 #include <thread>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
 #include "tests/support/Process.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/LoopStorage.h"
 #include "tests/system/TrackWorker.h"
 

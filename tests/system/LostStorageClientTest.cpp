@@ -5,8 +5,8 @@
 #include <memory>
 #include <thread>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/FarMachine.h"
 #include "tests/system/LoopStorage.h"
 #include "tests/system/TrackWorker.h"

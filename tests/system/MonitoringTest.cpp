@@ -2,8 +2,8 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/Process.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {
@@ -36,7 +36,7 @@ class Monitoring : public SystemTest {
         SystemTest::TearDown();
     }
 
-    static void end(std::unique_ptr<Program>& program) {
+    static void end(std::unique_ptr<Process>& program) {
         if (program) {
             program->signal(SIGTERM);
             EXPECT_EQ(program->waitForEnd(20s), Ending::exited(0)) << program->output().text();
@@ -45,12 +45,12 @@ class Monitoring : public SystemTest {
     }
 
     void startGateway() {
-        gateway = std::make_unique<Program>(std::vector<std::string>{gatewayProgram});
+        gateway = std::make_unique<Process>(std::vector<std::string>{gatewayProgram});
         ASSERT_TRUE(gateway->output().waitFor("Gateway > started"));
     }
 
     void startHostMonitor() {
-        hostMonitor = std::make_unique<Program>(
+        hostMonitor = std::make_unique<Process>(
             std::vector<std::string>{hostMonitorProgram, "--name", "studio"});
     }
 
@@ -66,8 +66,8 @@ class Monitoring : public SystemTest {
         return tarnctl({"devices"}).out.find("Host-studio") != std::string::npos;
     }
 
-    std::unique_ptr<Program> gateway;
-    std::unique_ptr<Program> hostMonitor;
+    std::unique_ptr<Process> gateway;
+    std::unique_ptr<Process> hostMonitor;
 };
 
 TEST_F(Monitoring, theHostIsInTheListAndInTheTree) {
@@ -87,7 +87,7 @@ TEST_F(Monitoring, theHostIsInTheListAndInTheTree) {
 TEST_F(Monitoring, aFollowerSeesTheHostComeGoAndComeAgain) {
     startGateway();
     startServiceWithHost();
-    Program follower(commandLine({"events", "--follow"}));
+    Process follower(commandLine({"events", "--follow"}));
     // What happens before it listens it does not see.
     const auto comesAndGoes = [&] {
         startHostMonitor();
@@ -109,7 +109,7 @@ TEST_F(Monitoring, aTreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
     startGateway();
     startHostMonitor();
     startServiceWithHost();
-    Program watcher(commandLine({"tree", "--watch", "Host-studio.memory"}));
+    Process watcher(commandLine({"tree", "--watch", "Host-studio.memory"}));
     EXPECT_TRUE(watcher.output().waitFor("Available: "));
     end(gateway);
     startGateway();
@@ -136,7 +136,7 @@ TEST_F(Monitoring, withoutAGatewayItIsSaidWithinTheTimeout) {
 }
 
 TEST_F(Monitoring, withoutAGatewayTheEventsCanBeReceivedInItsPlace) {
-    Program receiver(commandLine({"events", "--bind", "--follow", "--count", "1"}));
+    Process receiver(commandLine({"events", "--bind", "--follow", "--count", "1"}));
     ASSERT_TRUE(eventually([] { return ::access("/tmp/events", F_OK) == 0; }));
     startHostMonitor();
     startServiceWithHost();

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/Processes.h"
 
 namespace tarn::test {

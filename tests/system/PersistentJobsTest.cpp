@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "proto/service_job.pb.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/PersistentFixture.h"
 #include "tests/system/Processes.h"
 

@@ -6,7 +6,7 @@
 
 #include "platform/socket/Socket.h"
 #include "proto/monitoring.pb.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {
@@ -32,11 +32,11 @@ class RefusedDevices : public SystemTest {
         std::filesystem::remove("/tmp/odd-device-events");
     }
 
-    Program& startDevice(const char* endpoint, const std::vector<std::string>& options) {
+    Process& startDevice(const char* endpoint, const std::vector<std::string>& options) {
         std::vector<std::string> command = {TARN_MISBEHAVING_DEVICE, "--endpoint", endpoint,
                                             "--print-requests"};
         command.insert(command.end(), options.begin(), options.end());
-        devices.push_back(std::make_unique<Program>(command));
+        devices.push_back(std::make_unique<Process>(command));
         EXPECT_TRUE(devices.back()->output().waitFor("READY"));
         return *devices.back();
     }
@@ -78,7 +78,7 @@ class RefusedDevices : public SystemTest {
 
     static constexpr auto tooDeep = "parts: 0 Refused: more than 64 levels deep";
 
-    std::vector<std::unique_ptr<Program>> devices;
+    std::vector<std::unique_ptr<Process>> devices;
 };
 
 TEST_F(RefusedDevices, oneThatIsTooDeepIsInErrorAndEverybodyCanReadTheTree) {

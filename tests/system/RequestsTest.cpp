@@ -2,7 +2,7 @@
 #include <random>
 #include <thread>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/RawSocket.h"
 #include "tests/system/SystemTest.h"
 

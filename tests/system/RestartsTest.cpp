@@ -3,10 +3,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/LoopbackSender.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/PersistentFixture.h"
 
 namespace tarn::test {
@@ -132,7 +132,7 @@ TEST_F(Restarts, areInTheLogThatTheClientShows) {
     EXPECT_TRUE(follower.waitForOut("Played again in 1000 ms"));
     EXPECT_TRUE(job.destroy());
     const auto followed = follower.wait();
-    EXPECT_EQ(followed.exitStatus, 0) << followed.err;
+    EXPECT_EQ(followed.exitStatus, 0) << followed.out;
     EXPECT_NE(followed.out.find("Asked to end for good"), std::string::npos) << followed.out;
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/system/Program.h"
+#include "tests/support/Process.h"
 
 namespace tarn::test {
 
@@ -44,7 +44,7 @@ class Service {
     void killHard();
 
   private:
-    Program run;
+    Process run;
 };
 
 }  // namespace tarn::test

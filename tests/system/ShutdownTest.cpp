@@ -9,8 +9,8 @@
 #include <list>
 #include <thread>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/HungJob.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"

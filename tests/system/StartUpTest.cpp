@@ -30,7 +30,7 @@ TEST_F(StartUp, withoutAConfigurationFileTheServiceRunsOnItsDefaults) {
 
 // Its error stream goes nowhere: what comes, comes on the standard output.
 TEST_F(StartUp, helpPrintsTheOptionsAndExitsWithOne) {
-    Program help({"sh", "-c", std::string("exec ") + Service::program + " --help 2>/dev/null"});
+    Process help({"sh", "-c", std::string("exec ") + Service::program + " --help 2>/dev/null"});
     EXPECT_EQ(help.waitForEnd(std::chrono::seconds(10)), Ending::exited(1));
     EXPECT_THAT(
         help.output().all(),
@@ -39,13 +39,13 @@ TEST_F(StartUp, helpPrintsTheOptionsAndExitsWithOne) {
 }
 
 TEST_F(StartUp, helpLogsNothing) {
-    Program help({"sh", "-c", std::string("exec ") + Service::program + " --help >/dev/null"});
+    Process help({"sh", "-c", std::string("exec ") + Service::program + " --help >/dev/null"});
     EXPECT_EQ(help.waitForEnd(std::chrono::seconds(10)), Ending::exited(1));
     EXPECT_THAT(help.output().all(), IsEmpty());
 }
 
 TEST_F(StartUp, anUnknownOptionEndsTheProcessAbnormally) {
-    Program wrong({Service::program, "--no-such-option"});
+    Process wrong({Service::program, "--no-such-option"});
     EXPECT_EQ(wrong.waitForEnd(std::chrono::seconds(20)), Ending::signalled(SIGABRT));
     EXPECT_TRUE(wrong.output().contains("no-such-option"));
 }
@@ -101,7 +101,7 @@ TEST_F(StartUp, withoutAnIngestServiceNoneIsWaitedFor) {
 
 // Programs that are the service but for one thing that goes wrong.
 TEST_F(StartUp, withoutMonitoringTheServiceSaysSoAndServes) {
-    Program service({TARN_SERVICE_WITHOUT_MONITORING});
+    Process service({TARN_SERVICE_WITHOUT_MONITORING});
     EXPECT_TRUE(service.output().waitFor("Receiving on "));
     const auto& log = service.output();
     const auto heading = log.find("ERROR failed setting up system monitoring:");
@@ -113,14 +113,14 @@ TEST_F(StartUp, withoutMonitoringTheServiceSaysSoAndServes) {
 }
 
 TEST_F(StartUp, aFrameworkLoggerThatIsRefusedEndsTheServiceWithStatusOne) {
-    Program service({TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
+    Process service({TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(1));
     ASSERT_EQ(service.output().all().size(), 1U) << service.output().text();
     EXPECT_TRUE(service.output().all().front().ends_with("ERROR Failed setting KLN logger"));
 }
 
 TEST_F(StartUp, aFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
-    Program service({"env", "KLN_LOGGER_THROWS=too late", TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
+    Process service({"env", "KLN_LOGGER_THROWS=too late", TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(1));
     ASSERT_EQ(service.output().all().size(), 1U) << service.output().text();
     EXPECT_TRUE(

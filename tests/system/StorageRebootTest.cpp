@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/LoopStorage.h"
 #include "tests/system/TrackWorker.h"
 

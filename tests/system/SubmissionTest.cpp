@@ -4,9 +4,9 @@
 #include <iostream>
 
 #include "platform/utils/UuidGenerator.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
 #include "tests/support/Process.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {

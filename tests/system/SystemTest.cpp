@@ -6,8 +6,8 @@
 #include <iostream>
 #include <stdexcept>
 
+#include "tests/support/Eventually.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/Installation.h"
 #include "tests/system/Processes.h"
 

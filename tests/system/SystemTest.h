@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/Process.h"
 #include "tests/system/Api.h"
 #include "tests/system/Installation.h"
 #include "tests/system/Job.h"
-#include "tests/system/Program.h"
 #include "tests/system/Service.h"
 
 namespace tarn::test {

@@ -1,6 +1,6 @@
 #include "platform/utils/UuidGenerator.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/Process.h"
-#include "tests/system/Eventually.h"
 #include "tests/system/SystemTest.h"
 
 namespace tarn::test {

@@ -7,7 +7,7 @@
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 #include "tests/system/FakeJob.h"
 #include "tests/system/Processes.h"
 #include "tests/system/SystemTest.h"

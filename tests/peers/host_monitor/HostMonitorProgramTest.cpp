@@ -30,7 +30,7 @@ struct HostMonitorProgramTest : testing::Test {
     Socket service{"service", ClosePolicy::Discard};
 
     std::vector<std::string> command(const std::vector<std::string>& options) const {
-        std::vector<std::string> words = {TARN_PROGRAM_FOLDER "/tarnHostMonitor",
+        std::vector<std::string> words = {builtProgram("tarnHostMonitor"),
                                           "--endpoint",
                                           endpoint,
                                           "--name",

@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "tests/peers/ingest_service/IngestBed.h"
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 
 // The built program with devices that fail, fall silent and come back.
 namespace tarn::test {

@@ -35,7 +35,7 @@ TEST_F(PersistentJobTest, DestroyKeepsTheFile) {
     job->play();
     job->client().destroy(JobClient::End::UntilNextStart);
     EXPECT_TRUE(job->events.waitForEnd());
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
     EXPECT_TRUE(fileExists());
 }
 

@@ -11,8 +11,8 @@
 #include "peers/job_runtime/persistence/JobClaim.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "proto/job_monitoring.pb.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/peers/support/TestService.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Process.h"
 

@@ -17,7 +17,6 @@
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobClient.h"
 #include "tests/peers/support/JobEvents.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/peers/support/TestService.h"
 #include "tests/support/LogCapture.h"
 

@@ -1,14 +1,16 @@
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 #include <poll.h>
 
+#include "platform/os/Deadline.h"
 #include "tests/support/MachineTime.h"
 
 namespace tarn::test {
 
 namespace {
 
-bool askUntil(const std::function<bool()>& isOver, const std::function<bool()>& condition) {
+template <typename IsOver>
+bool askUntil(IsOver isOver, const std::function<bool()>& condition) {
     constexpr int askAgainAfterMs = 5;
     while (!condition()) {
         if (isOver()) {
@@ -22,8 +24,8 @@ bool askUntil(const std::function<bool()>& isOver, const std::function<bool()>& 
 }  // namespace
 
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds bound) {
-    const auto end = std::chrono::steady_clock::now() + bound;
-    return askUntil([&] { return std::chrono::steady_clock::now() >= end; }, condition);
+    const os::Deadline deadline(bound);
+    return askUntil([&] { return deadline.hasPassed(); }, condition);
 }
 
 bool eventuallyWithin(std::chrono::milliseconds bound, const std::function<bool()>& condition) {
