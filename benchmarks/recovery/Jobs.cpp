@@ -7,8 +7,8 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "tests/support/Eventually.h"
-#include "tests/system/Api.h"
-#include "tests/system/JobCommands.h"
+#include "tests/system/harness/Api.h"
+#include "tests/system/harness/JobCommands.h"
 
 namespace tarn::benchmarks {
 

@@ -6,7 +6,7 @@
 #include "proto/job_monitoring.pb.h"
 #include "tests/chaos/Observation.h"
 #include "tests/support/Eventually.h"
-#include "tests/system/JobCommands.h"
+#include "tests/system/harness/JobCommands.h"
 
 namespace tarn::chaos {
 

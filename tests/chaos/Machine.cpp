@@ -7,7 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "tests/system/Installation.h"
+#include "tests/system/harness/Installation.h"
 
 namespace tarn::chaos {
 

@@ -19,7 +19,7 @@
 #include "tests/chaos/Storage.h"
 #include "tests/chaos/StorageDisk.h"
 #include "tests/support/Process.h"
-#include "tests/system/Service.h"
+#include "tests/system/harness/Service.h"
 
 namespace tarn::chaos {
 

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "tests/system/SystemTest.h"
+#include "tests/system/harness/SystemTest.h"
 
 namespace tarn::test {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "proto/service_job.pb.h"
-#include "tests/system/RawSocket.h"
-#include "tests/system/Service.h"
+#include "tests/system/harness/RawSocket.h"
+#include "tests/system/harness/Service.h"
 
 namespace tarn::test {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "tests/system/RawSocket.h"
+#include "tests/system/harness/RawSocket.h"
 
 namespace tarn::test {
 
