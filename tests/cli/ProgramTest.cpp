@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/FakeGateway.h"
-#include "tests/cli/FakeJob.h"
 #include "tests/cli/FakeService.h"
 #include "tests/cli/TarnctlFixture.h"
+#include "tests/support/FakeJob.h"
 #include "tests/support/Process.h"
 
 // The program as it is built, in a process of its own.

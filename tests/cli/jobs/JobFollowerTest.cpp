@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/cli/FakeJob.h"
+#include "tests/support/FakeJob.h"
 
 namespace tarn::cli {
 

@@ -34,6 +34,10 @@ void write(const std::string& path, const std::string& text) {
 
 }  // namespace
 
+void removeConfiguration() {
+    std::filesystem::remove(configurationFile);
+}
+
 void writeConfiguration(const std::string& text) {
     write(configurationFile, text);
 }
@@ -50,6 +54,11 @@ std::string writeProgram(const std::string& path, const std::string& text) {
     write(path, text);
     std::filesystem::permissions(path, std::filesystem::perms::owner_all);
     return path;
+}
+
+std::string idleLauncher() {
+    const auto program = writeProgram("/tmp/does-nothing", "#!/bin/sh\nexit 0\n");
+    return "<Paths><WorkflowLauncher>" + program + "</WorkflowLauncher></Paths>";
 }
 
 std::vector<std::string> socketFiles() {

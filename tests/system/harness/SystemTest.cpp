@@ -35,6 +35,7 @@ SystemTest::SystemTest() {
 }
 
 void SystemTest::SetUp() {
+    removeConfiguration();  // of a test before this one: a machine has one configuration file
     logEverything();
 }
 

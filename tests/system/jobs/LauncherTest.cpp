@@ -1,8 +1,13 @@
+#include <gmock/gmock.h>
+
+#include <optional>
 #include <regex>
 
 #include "platform/utils/UuidGenerator.h"
+#include "tests/support/FakeSetupPeer.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/FakeJob.h"
+#include "tests/support/Responder.h"
+#include "tests/system/harness/RawSocket.h"
 #include "tests/system/harness/SystemTest.h"
 
 namespace tarn::test {
@@ -12,6 +17,9 @@ namespace job = proto::service_job;
 namespace {
 
 using namespace std::chrono_literals;
+using Setup = job::ServiceToJobRequestSetup;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 class Launcher : public SystemTest {
   protected:
@@ -20,9 +28,42 @@ class Launcher : public SystemTest {
         startService();
     }
 
-    void startWithFakeJobs() {
-        configureSections(FakeJob::launcherSection());
+    /// The one that is configured does nothing: the test is in the place of what it launches.
+    void startWithIdleLauncher(const std::string& sections = {}) {
+        configureSections(idleLauncher() + sections);
         startService();
+    }
+
+    /// Waits for the launch of a job whose command line holds `label`; the command line.
+    std::string launchOf(const std::string& label) {
+        const auto line = service().log().waitFor("-l " + label + " -e ");
+        EXPECT_TRUE(line) << "no job was launched for " << label;
+        return line.value_or("");
+    }
+
+    static std::string setupEndpointIn(const std::string& command) {
+        const auto begin = command.find("ipc://", command.find(" -e "));
+        return command.substr(begin, command.find(' ', begin) - begin);
+    }
+
+    /// Submits; the job that is launched takes its setup and answers with `reply`, or never.
+    Setup launch(const JobOrder& order, const google::protobuf::Message* reply,
+                 const std::string& label = {}) {
+        EXPECT_TRUE(api().submit(order));
+        const auto command = launchOf(label.empty() ? order.id : label);
+        peer.emplace(setupEndpointIn(command), request, reply);
+        EXPECT_TRUE(peer->gotRequest());
+        return request.GetExtension(Setup::base);
+    }
+
+    static job::JobToServiceReply setupReply(bool success, const std::string& error = {}) {
+        job::JobToServiceReply reply;
+        reply.set_type(job::JobToServiceReply::SETUP);
+        reply.set_success(success);
+        if (!error.empty()) {
+            reply.set_error_message(error);
+        }
+        return reply;
     }
 
     // The client has its answer before the launch; the failure is in the log, and the next request
@@ -33,7 +74,15 @@ class Launcher : public SystemTest {
         EXPECT_TRUE(api().jobs()->empty());
     }
 
+    void TearDown() override {
+        peer.reset();  // and its socket file
+        SystemTest::TearDown();
+    }
+
     const std::string id = utils::UuidGenerator::Generate();
+    const job::JobToServiceReply nothing;  // no bytes
+    job::ServiceToJobRequest request;
+    std::optional<FakeSetupPeer> peer;
 };
 
 TEST_F(Launcher, thatDoesNotExistIsAFailedSetup) {
@@ -50,108 +99,84 @@ TEST_F(Launcher, thatIsNotExecutableIsAFailedSetup) {
 }
 
 TEST_F(Launcher, thatEndsAtOnceIsAFailedSetup) {
-    startWithFakeJobs();
+    startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
 TEST_F(Launcher, getsTheSetupOfTheJob) {
-    startWithFakeJobs();
-    const auto order =
-        JobOrder{.pipeline = "a pipeline",
-                 .id = id,
-                 .name = "camera",
-                 .properties = {{"b", {"1", "2"}}, {"a", {"3"}}, {"Endpoint", {"x"}}}};
-    const auto given = api().submit(order);
+    startWithIdleLauncher();
+    const auto given =
+        api().submit({.pipeline = "a pipeline",
+                      .id = id,
+                      .name = "camera",
+                      .properties = {{"b", {"1", "2"}}, {"a", {"3"}}, {"Endpoint", {"x"}}}});
     ASSERT_TRUE(given);
-    FakeJob fake(service(), id);
-    EXPECT_NE(
-        fake.command().find("Creating workflow: KLN_PLUGINS=${KLN_PLUGINS}: /tmp/does-nothing"),
-        std::string::npos)
-        << fake.command();
-    EXPECT_TRUE(fake.command().ends_with(" -d &")) << fake.command();
+    const auto command = launchOf(id);
+    EXPECT_THAT(command,
+                HasSubstr("Creating workflow: KLN_PLUGINS=${KLN_PLUGINS}: /tmp/does-nothing"));
+    EXPECT_THAT(command, EndsWith(" -d &"));
 
-    const auto setup = fake.takeSetup();
-    ASSERT_TRUE(setup);
-    EXPECT_EQ(setup->job_description().name(), "camera");
-    EXPECT_EQ(setup->job_configuration(), "a pipeline");
-    EXPECT_EQ(setup->first_job_endpoint(), given->commandEndpoint);
-    EXPECT_EQ(setup->second_job_endpoint(), given->eventEndpoint);
-    EXPECT_EQ(setup->resources_endpoint(), "ipc:///tmp/resource");
-    EXPECT_FALSE(setup->has_persistent_file_path());
-    EXPECT_FALSE(setup->has_persistent_job_name());
-    ASSERT_EQ(setup->resources_to_reserve_size(), 3);
-    EXPECT_EQ(setup->resources_to_reserve(0).name(), "Endpoint");
-    EXPECT_EQ(setup->resources_to_reserve(0).values(0), given->commandEndpoint);
-    EXPECT_EQ(setup->resources_to_reserve(0).values(1), given->eventEndpoint);
-    EXPECT_EQ(setup->resources_to_reserve(1).name(), "a");
-    EXPECT_EQ(setup->resources_to_reserve(2).name(), "b");
-
-    job::JobToServiceReply reply;
-    reply.set_type(job::JobToServiceReply::SETUP);
-    reply.set_success(true);
-    fake.answer(reply);
+    const auto reply = setupReply(true);
+    peer.emplace(setupEndpointIn(command), request, &reply);
+    ASSERT_TRUE(peer->gotRequest());
+    const auto setup = request.GetExtension(Setup::base);
+    EXPECT_EQ(setup.job_description().name(), "camera");
+    EXPECT_EQ(setup.job_configuration(), "a pipeline");
+    EXPECT_EQ(setup.first_job_endpoint(), given->commandEndpoint);
+    EXPECT_EQ(setup.second_job_endpoint(), given->eventEndpoint);
+    EXPECT_EQ(setup.resources_endpoint(), "ipc:///tmp/resource");
+    EXPECT_FALSE(setup.has_persistent_file_path());
+    EXPECT_FALSE(setup.has_persistent_job_name());
+    ASSERT_EQ(setup.resources_to_reserve_size(), 3);
+    EXPECT_EQ(setup.resources_to_reserve(0).name(), "Endpoint");
+    EXPECT_EQ(setup.resources_to_reserve(0).values(0), given->commandEndpoint);
+    EXPECT_EQ(setup.resources_to_reserve(0).values(1), given->eventEndpoint);
+    EXPECT_EQ(setup.resources_to_reserve(1).name(), "a");
+    EXPECT_EQ(setup.resources_to_reserve(2).name(), "b");
     EXPECT_TRUE(service().waitForLog("INFO  Workflow creator > Job setup properly sent"));
 }
 
 TEST_F(Launcher, ofAPersistentJobIsLabelledWithItsName) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit(
-        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"}));
-    FakeJob fake(service(), "keep.job");
-    const auto setup = fake.takeSetup();
-    ASSERT_TRUE(setup);
-    EXPECT_EQ(setup->persistent_file_path(), "/usr/share/TarnJobs/keep.job");
-    EXPECT_EQ(setup->persistent_job_name(), "keep.job");
-    fake.answerBytes("");
+    startWithIdleLauncher();
+    const auto setup =
+        launch({.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"},
+               &nothing, "keep.job");
+    EXPECT_EQ(setup.persistent_file_path(), "/usr/share/TarnJobs/keep.job");
+    EXPECT_EQ(setup.persistent_job_name(), "keep.job");
     expectFailure("Received wrong type of reply to job setup request");
 }
 
 TEST_F(Launcher, ofAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id, .name = "cam1", .persistent = true}));
-    FakeJob fake(service(), id);
-    const auto setup = fake.takeSetup();
-    ASSERT_TRUE(setup);
-    EXPECT_TRUE(std::regex_match(setup->persistent_file_path(),
+    startWithIdleLauncher();
+    const auto setup =
+        launch({.pipeline = "p", .id = id, .name = "cam1", .persistent = true}, &nothing);
+    EXPECT_TRUE(std::regex_match(setup.persistent_file_path(),
                                  std::regex("/usr/share/TarnJobs/[0-9]{8}-[0-9]{6}_cam1")))
-        << setup->persistent_file_path();
-    EXPECT_FALSE(setup->has_persistent_job_name());
-    fake.answerBytes("");
+        << setup.persistent_file_path();
+    EXPECT_FALSE(setup.has_persistent_job_name());
 }
 
 TEST_F(Launcher, getsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
-    configureSections(FakeJob::launcherSection() +
-                      "<Paths><PersistentJobsFolder><none/></PersistentJobsFolder></Paths>");
-    startService();
-    ASSERT_TRUE(api().submit(
-        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"}));
-    FakeJob fake(service(), id);
-    const auto setup = fake.takeSetup();
-    ASSERT_TRUE(setup);
-    EXPECT_FALSE(setup->has_persistent_file_path());
+    startWithIdleLauncher("<Paths><PersistentJobsFolder><none/></PersistentJobsFolder></Paths>");
+    const auto setup = launch(
+        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"}, &nothing);
+    EXPECT_FALSE(setup.has_persistent_file_path());
     EXPECT_TRUE(service().waitForLog(
         "Job cannot be set as persistent, as no persistent job folder has been configured."));
-    fake.answerBytes("");
 }
 
 TEST_F(Launcher, getsNoFileForANameThatLeavesTheFolder) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit(
-        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "../../etc/x"}));
-    FakeJob fake(service(), id);
-    const auto setup = fake.takeSetup();
-    ASSERT_TRUE(setup);
-    EXPECT_FALSE(setup->has_persistent_file_path());
+    startWithIdleLauncher();
+    const auto setup = launch(
+        {.pipeline = "p", .id = id, .persistent = true, .persistentName = "../../etc/x"}, &nothing);
+    EXPECT_FALSE(setup.has_persistent_file_path());
     EXPECT_TRUE(service().waitForLog("../../etc/x"));
-    fake.answerBytes("");
 }
 
 TEST_F(Launcher, thatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
-    FakeJob fake(service(), id);
-    ASSERT_TRUE(fake.takeSetup());
+    startWithIdleLauncher();
+    launch({.pipeline = "p", .id = id}, nullptr);
     const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
     EXPECT_LT(time.elapsed(), 8s);
@@ -159,63 +184,44 @@ TEST_F(Launcher, thatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
 }
 
 TEST_F(Launcher, thatAnswersWithAnotherTypeIsReported) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
-    FakeJob fake(service(), id);
-    ASSERT_TRUE(fake.takeSetup());
+    startWithIdleLauncher();
     job::JobToServiceReply reply;
     reply.set_success(true);
-    fake.answer(reply);
+    launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Received wrong type of reply to job setup request");
 }
 
 TEST_F(Launcher, thatRefusesIsReportedWithItsReason) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
-    FakeJob fake(service(), id);
-    ASSERT_TRUE(fake.takeSetup());
-    job::JobToServiceReply reply;
-    reply.set_type(job::JobToServiceReply::SETUP);
-    reply.set_success(false);
-    reply.set_error_message("no such camera");
-    fake.answer(reply);
+    startWithIdleLauncher();
+    const auto reply = setupReply(false, "no such camera");
+    launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Job setup failed: no such camera");
 }
 
 TEST_F(Launcher, thatAnswersWithRandomBytesIsReported) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
-    FakeJob fake(service(), id);
-    ASSERT_TRUE(fake.takeSetup());
-    fake.answerBytes("\xff\xfe\x01random");
+    startWithIdleLauncher();
+    const auto reply = garbage();
+    launch({.pipeline = "p", .id = id}, reply.get());
     expectFailure("Failed starting external job: ");
 }
 
 TEST_F(Launcher, thatAnswersWithTooMuchIsReported) {
-    startWithFakeJobs();
-    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
-    FakeJob fake(service(), id);
-    ASSERT_TRUE(fake.takeSetup());
-    job::JobToServiceReply reply;
-    reply.set_type(job::JobToServiceReply::SETUP);
-    reply.set_success(false);
-    reply.set_error_message(std::string(600'000, 'x'));
-    fake.answer(reply);
+    startWithIdleLauncher();
+    const auto reply = setupReply(false, std::string(600'000, 'x'));
+    launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Failed starting external job: ");
 }
 
 TEST_F(Launcher, thatAnswersTooLateOrNeverHoldsTheServiceForFiveSeconds) {
-    startWithFakeJobs();
+    startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
-    FakeJob fake(service(), id);
-    ASSERT_TRUE(fake.takeSetup());
+    RawSocket late(RawSocket::Kind::Reply);
+    late.bind(setupEndpointIn(launchOf(id)));
+    ASSERT_TRUE(late.receive(5s));
     const MachineTime time;
     expectFailure("Failed starting external job: ");
     EXPECT_LT(time.elapsed(), 8s);
-    job::JobToServiceReply late;
-    late.set_type(job::JobToServiceReply::SETUP);
-    late.set_success(true);
-    fake.answer(late);
+    late.send({setupReply(true).SerializeAsString()});
     EXPECT_TRUE(api().info());
     EXPECT_FALSE(service().log().contains("Job setup properly sent"));
 }

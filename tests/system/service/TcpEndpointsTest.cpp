@@ -8,7 +8,6 @@
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "tests/support/Eventually.h"
-#include "tests/system/FakeJob.h"
 #include "tests/system/harness/Processes.h"
 #include "tests/system/harness/SystemTest.h"
 
@@ -59,7 +58,7 @@ TEST_F(TcpEndpoints, aRangeOfPortZeroIsLikeOneThatIsUsedUp) {
 }
 
 TEST_F(TcpEndpoints, onWhichOthersListenAreGivenWithAWarningWhereThereIsNothingElse) {
-    sections = FakeJob::launcherSection();
+    sections = idleLauncher();
     socket::Socket listener("listener", socket::ClosePolicy::Discard);
     listener.create(socket::Protocol::Reply);
     for (const auto* endpoint : {"tcp://127.0.0.1:30000", "tcp://127.0.0.1:30001"}) {
@@ -74,7 +73,7 @@ TEST_F(TcpEndpoints, onWhichOthersListenAreGivenWithAWarningWhereThereIsNothingE
 }
 
 TEST_F(TcpEndpoints, jobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
-    sections = FakeJob::launcherSection();
+    sections = idleLauncher();
     startOn("127.0.0.1", range("127.0.0.1", 30009, 30000));
     Api client("tcp://127.0.0.1:20100");
     const auto job = client.submit({.pipeline = endless});
@@ -86,7 +85,7 @@ TEST_F(TcpEndpoints, jobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
 }
 
 TEST_F(TcpEndpoints, withoutARangePortsAreGivenBlindlyWithAWarning) {
-    sections = FakeJob::launcherSection();
+    sections = idleLauncher();
     startOn("127.0.0.1", range("other", 30000, 30009));
     Api client("tcp://127.0.0.1:20100");
     const auto job = client.submit({.pipeline = endless});
@@ -99,7 +98,7 @@ TEST_F(TcpEndpoints, withoutARangePortsAreGivenBlindlyWithAWarning) {
 }
 
 TEST_F(TcpEndpoints, everyRunGivesTheSamePortsInTheSameOrder) {
-    sections = FakeJob::launcherSection();
+    sections = idleLauncher();
     std::set<std::string> first;
     for (int run = 0; run < 2; ++run) {
         startOn("127.0.0.1", range("127.0.0.1", 30000, 39999));

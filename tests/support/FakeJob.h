@@ -8,7 +8,7 @@
 #include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 #include "proto/job_monitoring.pb.h"
-#include "tests/cli/Responder.h"
+#include "tests/support/Responder.h"
 
 namespace tarn::socket {
 class Socket;
@@ -16,7 +16,7 @@ class Socket;
 
 namespace tarn::test {
 
-/// A running job as tarnctl sees it: answers commands, and publishes one event over and over, so
+/// A running job as its clients see it: answers commands, and publishes one event over and over, so
 /// that it does not matter when somebody subscribes. Thread-safe.
 class FakeJob {
   public:
@@ -60,6 +60,9 @@ class FakeJob {
     std::unique_ptr<socket::Socket> events;
     Responder responder;
 };
+
+/// A running job's entry in the service's list, with endpoints of its own.
+proto::api_service::RunningJob runningJob(const std::string& id, const std::string& name);
 
 /// Events, by what they say.
 proto::job_monitoring::JobEvent progressEvent(double fraction);

@@ -1,7 +1,6 @@
-#include "tests/cli/FakeJob.h"
+#include "tests/support/FakeJob.h"
 
 #include "platform/socket/Socket.h"
-#include "tests/cli/FakeService.h"
 
 namespace tarn::test {
 
@@ -112,6 +111,15 @@ void FakeJob::publish() {
     if (locked->event) {
         events->sendProtoBuf(locked->event.get());
     }
+}
+
+proto::api_service::RunningJob runningJob(const std::string& id, const std::string& name) {
+    proto::api_service::RunningJob job;
+    job.mutable_job_description()->set_job_id(id);
+    job.mutable_job_description()->set_name(name);
+    job.set_command_endpoint(newEndpoint());
+    job.set_event_endpoint(newEndpoint());
+    return job;
 }
 
 JobEvent progressEvent(double fraction) {

@@ -1,4 +1,4 @@
-#include "tests/service/support/FakeSetupPeer.h"
+#include "tests/support/FakeSetupPeer.h"
 
 #include "platform/socket/Socket.h"
 
