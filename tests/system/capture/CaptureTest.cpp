@@ -68,7 +68,7 @@ class Capture : public CaptureBed {
     }
 };
 
-TEST_F(Capture, anUnreachableIngestServiceIsStartedWithTheDefaultFormat) {
+TEST_F(Capture, AnUnreachableIngestServiceIsStartedWithTheDefaultFormat) {
     configureIngest();
     startService();
     const auto& log = service().log();
@@ -84,7 +84,7 @@ TEST_F(Capture, anUnreachableIngestServiceIsStartedWithTheDefaultFormat) {
     EXPECT_FALSE(std::filesystem::exists(persistentFile)) << "the default format is not kept";
 }
 
-TEST_F(Capture, aRunningIngestServiceIsLeftAsItIs) {
+TEST_F(Capture, ARunningIngestServiceIsLeftAsItIs) {
     configureIngest();
     const auto ingest = startIngest({"--line-count", "720", "--field-mode", "p"});
     startService();
@@ -95,7 +95,7 @@ TEST_F(Capture, aRunningIngestServiceIsLeftAsItIs) {
     EXPECT_EQ(ingest->waitForEnd(20s), Ending::exited(0));
 }
 
-TEST_F(Capture, aNewFormatIsInForceAndThePictureFollows) {
+TEST_F(Capture, ANewFormatIsInForceAndThePictureFollows) {
     configureIngest();
     startService();
     const auto before = ingestProcesses();
@@ -108,7 +108,7 @@ TEST_F(Capture, aNewFormatIsInForceAndThePictureFollows) {
     EXPECT_TRUE(std::filesystem::exists(persistentFile));
 }
 
-TEST_F(Capture, aFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
+TEST_F(Capture, AFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
     configureIngest();
     startService();
     const auto run = setFormat({"1080", "i", "60"}, {"0"});
@@ -121,7 +121,7 @@ TEST_F(Capture, aFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
     EXPECT_EQ(setFormat({"1080", "i", "25"}, {"0"}).exitStatus, 0) << "it is not stuck";
 }
 
-TEST_F(Capture, aKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
+TEST_F(Capture, AKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
     configureIngest();
     startService();
     const auto killed = ingestProcesses().at(0);
@@ -133,7 +133,7 @@ TEST_F(Capture, aKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
     EXPECT_EQ(sharedMemory().size(), 1U) << "what the killed one left is removed";
 }
 
-TEST_F(Capture, aDeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
+TEST_F(Capture, ADeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
     configureIngest();
     const auto ingest = startIngest({"--line-count", "576", "--test-picture"});
     startService();
@@ -155,7 +155,7 @@ TEST_F(Capture, aDeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
     EXPECT_EQ(again->waitForEnd(20s), Ending::exited(0));
 }
 
-TEST_F(Capture, aKilledIngestServiceComesBackInItsFormat) {
+TEST_F(Capture, AKilledIngestServiceComesBackInItsFormat) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
@@ -172,7 +172,7 @@ TEST_F(Capture, aKilledIngestServiceComesBackInItsFormat) {
     EXPECT_EQ(sharedMemory().size(), 1U) << "what the killed ones left is removed";
 }
 
-TEST_F(Capture, oneThatTheServiceBeforeStartedComesBackToo) {
+TEST_F(Capture, OneThatTheServiceBeforeStartedComesBackToo) {
     configureIngest();
     startService();
     service().killHard();
@@ -183,7 +183,7 @@ TEST_F(Capture, oneThatTheServiceBeforeStartedComesBackToo) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(Capture, aServiceThatStopsDoesNotStartItAgain) {
+TEST_F(Capture, AServiceThatStopsDoesNotStartItAgain) {
     configureIngest();
     startService();
     ::kill(ingestProcesses().at(0), SIGKILL);
@@ -198,7 +198,7 @@ TEST_F(Capture, aServiceThatStopsDoesNotStartItAgain) {
     }
 }
 
-TEST_F(Capture, theLastFormatComesBackAfterServiceAndIngestWereKilled) {
+TEST_F(Capture, TheLastFormatComesBackAfterServiceAndIngestWereKilled) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
@@ -210,7 +210,7 @@ TEST_F(Capture, theLastFormatComesBackAfterServiceAndIngestWereKilled) {
     EXPECT_EQ(format(), "720p50 uyvy422_8 2");
 }
 
-TEST_F(Capture, anIngestServiceThatLivesOnIsFoundByTheNextService) {
+TEST_F(Capture, AnIngestServiceThatLivesOnIsFoundByTheNextService) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -222,7 +222,7 @@ TEST_F(Capture, anIngestServiceThatLivesOnIsFoundByTheNextService) {
     EXPECT_EQ(format(), "720p50 uyvy422_8 0");
 }
 
-TEST_F(Capture, aJobReadsAChannel) {
+TEST_F(Capture, AJobReadsAChannel) {
     configureIngest();
     startService();
     const auto run = tarnctl({"jobs", "submit", "--wait", "--pipeline",
@@ -234,7 +234,7 @@ TEST_F(Capture, aJobReadsAChannel) {
     EXPECT_EQ(std::filesystem::file_size("/tmp/recording"), 10U * 1920 * 1080 * 2);
 }
 
-TEST_F(Capture, severalReconfigurationsLeaveNothingBehind) {
+TEST_F(Capture, SeveralReconfigurationsLeaveNothingBehind) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -254,7 +254,7 @@ TEST_F(Capture, severalReconfigurationsLeaveNothingBehind) {
         << descriptorsOf(service().id()) << " instead of " << descriptors;
 }
 
-TEST_F(Capture, withoutAnIngestServiceThereIsNoPauseAndTheRequestsAreRefused) {
+TEST_F(Capture, WithoutAnIngestServiceThereIsNoPauseAndTheRequestsAreRefused) {
     configure("<TarnHubConfig/>\n");
     startService();
     EXPECT_FALSE(service().log().contains("Deltacast handler"));

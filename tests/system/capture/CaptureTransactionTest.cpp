@@ -49,7 +49,7 @@ class CaptureFileThatIsAMountPoint : public CaptureTransaction {
     }
 };
 
-TEST_F(CaptureTransaction, aFormatThatIsRefusedGivesWayToTheLastOneThatRan) {
+TEST_F(CaptureTransaction, AFormatThatIsRefusedGivesWayToTheLastOneThatRan) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -63,7 +63,7 @@ TEST_F(CaptureTransaction, aFormatThatIsRefusedGivesWayToTheLastOneThatRan) {
     EXPECT_EQ(frameSize(0), 1280U * 720 * 2);
 }
 
-TEST_F(CaptureTransaction, aFormatThatIsRefusedDoesNotOutliveARestart) {
+TEST_F(CaptureTransaction, AFormatThatIsRefusedDoesNotOutliveARestart) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -77,7 +77,7 @@ TEST_F(CaptureTransaction, aFormatThatIsRefusedDoesNotOutliveARestart) {
     EXPECT_EQ(frameSize(0), 1280U * 720 * 2);
 }
 
-TEST_F(CaptureTransaction, withoutOneThatRanTheDefaultFormatIsTaken) {
+TEST_F(CaptureTransaction, WithoutOneThatRanTheDefaultFormatIsTaken) {
     configureIngest();
     startService();
     const auto before = service().logLength();
@@ -89,7 +89,7 @@ TEST_F(CaptureTransaction, withoutOneThatRanTheDefaultFormatIsTaken) {
     EXPECT_TRUE(isInForce("1080i25 uyvy422_8 0"));
 }
 
-TEST_F(CaptureTransaction, afterARefusedFormatTheNextOneIsLaunchedInTheNextCycle) {
+TEST_F(CaptureTransaction, AfterARefusedFormatTheNextOneIsLaunchedInTheNextCycle) {
     configureIngest();
     startService();
     orderTheImpossible();
@@ -103,7 +103,7 @@ TEST_F(CaptureTransaction, afterARefusedFormatTheNextOneIsLaunchedInTheNextCycle
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
 
-TEST_F(CaptureTransaction, anOrderThatAStopInterruptedIsCarriedOutByTheNextService) {
+TEST_F(CaptureTransaction, AnOrderThatAStopInterruptedIsCarriedOutByTheNextService) {
     configureMisbehaving("--ignore-stop");
     startService();
     orderFormat({"720", "p", "50"}, {"0"});
@@ -117,7 +117,7 @@ TEST_F(CaptureTransaction, anOrderThatAStopInterruptedIsCarriedOutByTheNextServi
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
 
-TEST_F(CaptureTransaction, anOrderThatAKillInterruptedIsCarriedOutByTheNextService) {
+TEST_F(CaptureTransaction, AnOrderThatAKillInterruptedIsCarriedOutByTheNextService) {
     configureMisbehaving("--ignore-stop");
     startService();
     orderFormat({"720", "p", "50"}, {"0"});
@@ -130,7 +130,7 @@ TEST_F(CaptureTransaction, anOrderThatAKillInterruptedIsCarriedOutByTheNextServi
     EXPECT_NE(misbehavingProcesses(), stubborn);
 }
 
-TEST_F(CaptureTransaction, theLastFormatComesBackAfterAKillAndAReboot) {
+TEST_F(CaptureTransaction, TheLastFormatComesBackAfterAKillAndAReboot) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
@@ -142,7 +142,7 @@ TEST_F(CaptureTransaction, theLastFormatComesBackAfterAKillAndAReboot) {
     EXPECT_EQ(frameSize(2), 1280U * 720 * 2);
 }
 
-TEST_F(CaptureFileThatIsAMountPoint, keepsTheLastFormat) {
+TEST_F(CaptureFileThatIsAMountPoint, KeepsTheLastFormat) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"576", "i", "25"}, {"0", "1", "2"}).exitStatus, 0);
@@ -154,7 +154,7 @@ TEST_F(CaptureFileThatIsAMountPoint, keepsTheLastFormat) {
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
 
-TEST_F(CaptureFileThatIsAMountPoint, keepsTheLastFormatInAFolderThatCannotBeWritten) {
+TEST_F(CaptureFileThatIsAMountPoint, KeepsTheLastFormatInAFolderThatCannotBeWritten) {
     const auto* const folder = "/tmp/closed";
     const auto file = std::string(folder) + "/format";
     std::filesystem::create_directory(folder);

@@ -40,7 +40,7 @@ class IngestSupervision : public CaptureBed {
     }
 };
 
-TEST_F(IngestSupervision, anIngestServiceThatNeedsFourSecondsIsWaitedFor) {
+TEST_F(IngestSupervision, AnIngestServiceThatNeedsFourSecondsIsWaitedFor) {
     configureMisbehaving("--start-after 4");
     startService();
     EXPECT_TRUE(service().log().contains(reconfigured));
@@ -48,7 +48,7 @@ TEST_F(IngestSupervision, anIngestServiceThatNeedsFourSecondsIsWaitedFor) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(IngestSupervision, anInterruptWhileOneIsWaitedForLogsNoError) {
+TEST_F(IngestSupervision, AnInterruptWhileOneIsWaitedForLogsNoError) {
     configureMisbehaving("--start-after 9");
     launchService();
     ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
@@ -59,7 +59,7 @@ TEST_F(IngestSupervision, anInterruptWhileOneIsWaitedForLogsNoError) {
     EXPECT_FALSE(service().log().find("ERROR", before)) << service().log().text();
 }
 
-TEST_F(IngestSupervision, anIngestServiceThatNeedsNineSecondsIsWaitedFor) {
+TEST_F(IngestSupervision, AnIngestServiceThatNeedsNineSecondsIsWaitedFor) {
     configureMisbehaving("--start-after 9");
     startService();
     EXPECT_TRUE(service().waitForLog(reconfigured));
@@ -67,7 +67,7 @@ TEST_F(IngestSupervision, anIngestServiceThatNeedsNineSecondsIsWaitedFor) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(IngestSupervision, anIngestServiceThatNeedsTwelveSecondsIsGivenUpAndTakenWhenItAnswers) {
+TEST_F(IngestSupervision, AnIngestServiceThatNeedsTwelveSecondsIsGivenUpAndTakenWhenItAnswers) {
     configureMisbehaving("--start-after 12");
     startService();
     EXPECT_TRUE(service().log().contains(startFailed));
@@ -76,7 +76,7 @@ TEST_F(IngestSupervision, anIngestServiceThatNeedsTwelveSecondsIsGivenUpAndTaken
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(IngestSupervision, anIngestServiceThatIgnoresTheStopCommandIsKilled) {
+TEST_F(IngestSupervision, AnIngestServiceThatIgnoresTheStopCommandIsKilled) {
     configureMisbehaving("--ignore-stop");
     startService();
     const auto stubborn = misbehavingProcesses();
@@ -92,7 +92,7 @@ TEST_F(IngestSupervision, anIngestServiceThatIgnoresTheStopCommandIsKilled) {
     EXPECT_NE(misbehavingProcesses(), stubborn);
 }
 
-TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
+TEST_F(IngestSupervision, AStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
     Process stranger({"sleep", "1000"});
     configureMisbehaving("--pid " + std::to_string(stranger.id()));
     startService();
@@ -101,7 +101,7 @@ TEST_F(IngestSupervision, aStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
 
 // In its own namespaces, and with another path to the same socket, it is in no table of ours, and
 // the id that it tells is a stranger's here.
-TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
+TEST_F(IngestSupervision, AStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
     Process stranger({"sleep", "1000"});
     std::filesystem::create_directory("/tmp/elsewhere");
     std::filesystem::create_symlink("/tmp/elsewhere/deltacast", "/tmp/deltacast");
@@ -114,7 +114,7 @@ TEST_F(IngestSupervision, aStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNames
     std::filesystem::remove_all("/tmp/elsewhere");
 }
 
-TEST_F(IngestSupervision, withoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {
+TEST_F(IngestSupervision, WithoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {
     for (const auto* pid : {"none", "many"}) {
         configureMisbehaving(std::string("--pid ") + pid);
         auto& run = startService();
@@ -135,7 +135,7 @@ TEST_F(IngestSupervision, withoutAUsableProcessIdTheIngestServiceIsOnlyToldToSto
     }
 }
 
-TEST_F(IngestSupervision, anIngestServiceThatDiesAtOnceStopsNothingElse) {
+TEST_F(IngestSupervision, AnIngestServiceThatDiesAtOnceStopsNothingElse) {
     configureMisbehaving("--die-at-once");
     startService();
     EXPECT_TRUE(service().log().contains(startFailed));
@@ -144,7 +144,7 @@ TEST_F(IngestSupervision, anIngestServiceThatDiesAtOnceStopsNothingElse) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(IngestSupervision, jobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain) {
+TEST_F(IngestSupervision, JobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain) {
     configureMisbehaving("");
     startService();
     const auto job = startJob({.pipeline = endless, .persistent = true, .persistentName = "kept"});
@@ -166,7 +166,7 @@ TEST_F(IngestSupervision, jobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain
     EXPECT_TRUE(back.destroy(JobCommands::End::ForGood));
 }
 
-TEST_F(IngestSupervision, anIngestServiceThatAnswersWronglyIsNeverRunning) {
+TEST_F(IngestSupervision, AnIngestServiceThatAnswersWronglyIsNeverRunning) {
     configureMisbehaving("--answers wrong-type");
     startService();
     EXPECT_TRUE(service().log().contains("Failed polling device: unexpected reply type"));
@@ -174,7 +174,7 @@ TEST_F(IngestSupervision, anIngestServiceThatAnswersWronglyIsNeverRunning) {
     EXPECT_EQ(format(), "tarnctl: No device\n");
 }
 
-TEST_F(IngestSupervision, anIngestServiceThatDoesNotDescribeItselfIsNeverRunning) {
+TEST_F(IngestSupervision, AnIngestServiceThatDoesNotDescribeItselfIsNeverRunning) {
     configureMisbehaving("--no-description");
     startService();
     EXPECT_TRUE(service().log().contains("Failed pinging device: "));
@@ -182,7 +182,7 @@ TEST_F(IngestSupervision, anIngestServiceThatDoesNotDescribeItselfIsNeverRunning
     EXPECT_EQ(format(), "tarnctl: No device\n");
 }
 
-TEST_F(IngestSupervision, aStopEndsTheLookForTheIngestService) {
+TEST_F(IngestSupervision, AStopEndsTheLookForTheIngestService) {
     configureIngest();
     launchService();
     ASSERT_TRUE(service().waitForLog("Leaving some time for Deltacast handler"));
@@ -190,14 +190,14 @@ TEST_F(IngestSupervision, aStopEndsTheLookForTheIngestService) {
     EXPECT_FALSE(service().log().contains("... Done"));
 }
 
-TEST_F(IngestSupervision, aStopEndsTheWaitForASlowIngestService) {
+TEST_F(IngestSupervision, AStopEndsTheWaitForASlowIngestService) {
     configureMisbehaving("--start-after 1000");
     launchService();
     ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
     expectPromptStop(4s);
 }
 
-TEST_F(IngestSupervision, aStopEndsTheWaitForAnIngestServiceThatDoesNotEnd) {
+TEST_F(IngestSupervision, AStopEndsTheWaitForAnIngestServiceThatDoesNotEnd) {
     configureMisbehaving("--ignore-stop");
     startService();
     orderFormat({"720", "p", "50"}, {"0"});

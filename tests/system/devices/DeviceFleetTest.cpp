@@ -179,7 +179,7 @@ void expectEqual(const Devices& actual, const Devices& expected, const std::stri
     }
 }
 
-TEST_F(DeviceFleet, isSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
+TEST_F(DeviceFleet, IsSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
     startService();
     const GatewayFollower first(published);
     const GatewayFollower second(published);
@@ -207,7 +207,7 @@ TEST_F(DeviceFleet, isSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
     expectEqual(newcomer.devices(), said, "at a newcomer");
 }
 
-TEST_F(DeviceFleet, isSeenAsItIsAfterTheGatewayAndTheServiceWereKilled) {
+TEST_F(DeviceFleet, IsSeenAsItIsAfterTheGatewayAndTheServiceWereKilled) {
     startService();
     const GatewayFollower follower(published);
     ASSERT_TRUE(follower.waitForBatchAfter(0));

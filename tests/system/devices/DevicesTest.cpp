@@ -90,7 +90,7 @@ class Devices : public SystemTest {
     socket::Socket events{"events", socket::ClosePolicy::Discard};
 };
 
-TEST_F(Devices, anEmptyBatchIsSentEverySecondWhenNothingHappens) {
+TEST_F(Devices, AnEmptyBatchIsSentEverySecondWhenNothingHappens) {
     listen("ipc:///tmp/events");
     startService();
     nextBatch();
@@ -105,7 +105,7 @@ TEST_F(Devices, anEmptyBatchIsSentEverySecondWhenNothingHappens) {
     EXPECT_EQ(devicesInTheTree(), 0);
 }
 
-TEST_F(Devices, anEventsEndpointOnEveryInterfaceIsReachedAsThisMachine) {
+TEST_F(Devices, AnEventsEndpointOnEveryInterfaceIsReachedAsThisMachine) {
     configureSections("<Endpoints><EventsEndpoint>tcp://*:20200</EventsEndpoint></Endpoints>");
     listen("tcp://127.0.0.1:20200");
     startService();
@@ -113,7 +113,7 @@ TEST_F(Devices, anEventsEndpointOnEveryInterfaceIsReachedAsThisMachine) {
     EXPECT_EQ(api().info()->events_endpoint(), "tcp://*:20200");
 }
 
-TEST_F(Devices, withoutAReceiverOfEventsTheServiceSaysSoOnceAndServes) {
+TEST_F(Devices, WithoutAReceiverOfEventsTheServiceSaysSoOnceAndServes) {
     startService();
     EXPECT_TRUE(service().waitForLog(
         "ERROR Internal Event Emitter > Failed creating event emitter socket: "));
@@ -122,7 +122,7 @@ TEST_F(Devices, withoutAReceiverOfEventsTheServiceSaysSoOnceAndServes) {
     EXPECT_EQ(service().log().count("Internal Event Emitter"), 1U);
 }
 
-TEST_F(Devices, aDeviceThatIsKilledLeavesTheTreeAndComesBack) {
+TEST_F(Devices, ADeviceThatIsKilledLeavesTheTreeAndComesBack) {
     listen("ipc:///tmp/events");
     auto running = startDevice();
     startServiceWithDevice();
@@ -138,7 +138,7 @@ TEST_F(Devices, aDeviceThatIsKilledLeavesTheTreeAndComesBack) {
     EXPECT_EQ(running->waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
 }
 
-TEST_F(Devices, aDeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
+TEST_F(Devices, ADeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
     listen("ipc:///tmp/events");
     const auto running = startDevice();
     startServiceWithDevice();
@@ -153,7 +153,7 @@ TEST_F(Devices, aDeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
     EXPECT_EQ(running->waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
 }
 
-TEST_F(Devices, aDeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
+TEST_F(Devices, ADeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
     const auto running = misbehavingDevice({"--event-endpoint", "ipc:///tmp/test-device-events"});
     startServiceWithDevice();
     ASSERT_TRUE(running->output().waitFor("REQUEST PING"));
@@ -171,7 +171,7 @@ TEST_F(Devices, aDeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
 
 // One hangs in each step: before its description, at its first poll, at its first ping, in the
 // middle of an answer; and one is not there.
-TEST_F(Devices, thatHangAtEveryStepDoNotHoldUpTheShutdown) {
+TEST_F(Devices, ThatHangAtEveryStepDoNotHoldUpTheShutdown) {
     const std::vector<std::vector<std::string>> hanging = {
         {"--replies", "silence"},
         {"--replies", "silence", "--good-replies", "1"},
@@ -206,7 +206,7 @@ TEST_F(Devices, thatHangAtEveryStepDoNotHoldUpTheShutdown) {
     }
 }
 
-TEST_F(Devices, aDeviceThatHangsDoesNotHoldUpTheShutdown) {
+TEST_F(Devices, ADeviceThatHangsDoesNotHoldUpTheShutdown) {
     const auto running = startDevice();
     startServiceWithDevice();
     ASSERT_TRUE(eventually([this] { return devicesInTheTree() == 1; }));

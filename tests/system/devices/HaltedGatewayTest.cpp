@@ -65,7 +65,7 @@ class HaltedGateway : public SystemTest {
     std::vector<std::string> sockets;
 };
 
-TEST_F(HaltedGateway, leavesNoFollowerWithAnOldTree) {
+TEST_F(HaltedGateway, LeavesNoFollowerWithAnOldTree) {
     startLargeDevices();
     auto& changing = startDevice("changing", {"--seed", "7", "--changes", "23"});
     configureSections(sections);

@@ -70,7 +70,7 @@ class Monitoring : public SystemTest {
     std::unique_ptr<Process> hostMonitor;
 };
 
-TEST_F(Monitoring, theHostIsInTheListAndInTheTree) {
+TEST_F(Monitoring, TheHostIsInTheListAndInTheTree) {
     startGateway();
     startHostMonitor();
     startServiceWithHost();
@@ -84,7 +84,7 @@ TEST_F(Monitoring, theHostIsInTheListAndInTheTree) {
     EXPECT_EQ(tarnctl({"tree", "nobody"}).exitStatus, 1);
 }
 
-TEST_F(Monitoring, aFollowerSeesTheHostComeGoAndComeAgain) {
+TEST_F(Monitoring, AFollowerSeesTheHostComeGoAndComeAgain) {
     startGateway();
     startServiceWithHost();
     Process follower(commandLine({"events", "--follow"}));
@@ -105,7 +105,7 @@ TEST_F(Monitoring, aFollowerSeesTheHostComeGoAndComeAgain) {
     EXPECT_EQ(follower.waitForEnd(20s), Ending::exited(130)) << follower.output().text();
 }
 
-TEST_F(Monitoring, aTreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
+TEST_F(Monitoring, ATreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
     startGateway();
     startHostMonitor();
     startServiceWithHost();
@@ -125,7 +125,7 @@ TEST_F(Monitoring, aTreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
     EXPECT_EQ(watcher.waitForEnd(20s), Ending::exited(130)) << watcher.output().text();
 }
 
-TEST_F(Monitoring, withoutAGatewayItIsSaidWithinTheTimeout) {
+TEST_F(Monitoring, WithoutAGatewayItIsSaidWithinTheTimeout) {
     startServiceWithHost();
     const auto result = tarnctl({"events", "--follow", "--timeout", "0.3"});
     EXPECT_EQ(result.exitStatus, 3);
@@ -135,7 +135,7 @@ TEST_F(Monitoring, withoutAGatewayItIsSaidWithinTheTimeout) {
     EXPECT_LT(result.duration, 5s);
 }
 
-TEST_F(Monitoring, withoutAGatewayTheEventsCanBeReceivedInItsPlace) {
+TEST_F(Monitoring, WithoutAGatewayTheEventsCanBeReceivedInItsPlace) {
     Process receiver(commandLine({"events", "--bind", "--follow", "--count", "1"}));
     ASSERT_TRUE(eventually([] { return ::access("/tmp/events", F_OK) == 0; }));
     startHostMonitor();

@@ -29,7 +29,7 @@ class Engines : public SystemTest {
     }
 };
 
-TEST_F(Engines, anEngineRunsAnswersAndEndsWhenItIsToldTo) {
+TEST_F(Engines, AnEngineRunsAnswersAndEndsWhenItIsToldTo) {
     startService();
     const auto endpoints = submit("mixer", endless);
     ASSERT_TRUE(endpoints);
@@ -43,14 +43,14 @@ TEST_F(Engines, anEngineRunsAnswersAndEndsWhenItIsToldTo) {
     EXPECT_EQ(end->reason(), Job::End::DESTROYED);
 }
 
-TEST_F(Engines, hostileTextsTouchNothing) {
+TEST_F(Engines, HostileTextsTouchNothing) {
     startService();
     ASSERT_TRUE(submit("x; touch /tmp/hit", "$(touch /tmp/hit) `touch /tmp/hit`"));
     EXPECT_TRUE(api().info());
     EXPECT_NE(::access("/tmp/hit", F_OK), 0);
 }
 
-TEST_F(Engines, aLauncherThatDoesNotExistIsLoggedAndTheNextRequestIsServed) {
+TEST_F(Engines, ALauncherThatDoesNotExistIsLoggedAndTheNextRequestIsServed) {
     configureSections("<Paths><EngineLauncher>/no/such/launcher</EngineLauncher></Paths>");
     startService();
     ASSERT_TRUE(submit("mixer", endless));

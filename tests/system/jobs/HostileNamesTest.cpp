@@ -85,7 +85,7 @@ const std::vector<Place> places = {
 
 class AHostileText : public SystemTest, public ::testing::WithParamInterface<Place> {};
 
-TEST_P(AHostileText, touchesNothingAndTheNextRequestIsServed) {
+TEST_P(AHostileText, TouchesNothingAndTheNextRequestIsServed) {
     startService();
     const auto etcBefore = entriesOf("/etc");
     for (const auto& hostile : hostileTexts) {

@@ -21,7 +21,7 @@ class Jobs : public SystemTest {
     }
 };
 
-TEST_F(Jobs, aJobRunsToTheEndOfItsStream) {
+TEST_F(Jobs, AJobRunsToTheEndOfItsStream) {
     // Live for three seconds, so that it is seen to run and the subscription is there before the
     // end.
     const auto job = startJob(
@@ -36,7 +36,7 @@ TEST_F(Jobs, aJobRunsToTheEndOfItsStream) {
     EXPECT_TRUE(service().waitForLog("Job setup properly sent"));
 }
 
-TEST_F(Jobs, aRunningJobIsFoundByItsIdAndItsProperties) {
+TEST_F(Jobs, ARunningJobIsFoundByItsIdAndItsProperties) {
     const auto job = startJob({.pipeline = endless,
                                .name = "camera one",
                                .properties = {{"studio", {"2", "3"}}, {"Endpoint", {"mine"}}}});
@@ -53,7 +53,7 @@ TEST_F(Jobs, aRunningJobIsFoundByItsIdAndItsProperties) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(Jobs, aJobReportsItsProgressAndEndsWhenItIsAskedTo) {
+TEST_F(Jobs, AJobReportsItsProgressAndEndsWhenItIsAskedTo) {
     const auto job = startJob({.pipeline = endless});
     EXPECT_TRUE(job->waitForEvent(
         [](const Job::Event& event) { return event.type() == Job::Event::PROGRESS; }));
@@ -64,7 +64,7 @@ TEST_F(Jobs, aJobReportsItsProgressAndEndsWhenItIsAskedTo) {
     EXPECT_TRUE(eventuallyWithin(3s, [&] { return !isListed(job->id()); }));
 }
 
-TEST_F(Jobs, aPipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) {
+TEST_F(Jobs, APipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) {
     ASSERT_TRUE(api().submit({.pipeline = "videotestsrc ! nosuchelement ! fakesink"}));
     EXPECT_TRUE(waitForRefusal("no element \"nosuchelement\""));
     const auto job = startJob({.pipeline = endless});
@@ -72,7 +72,7 @@ TEST_F(Jobs, aPipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) 
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(Jobs, aJobWithTheIdOfARunningOneIsNotLaunched) {
+TEST_F(Jobs, AJobWithTheIdOfARunningOneIsNotLaunched) {
     const auto job = startJob({.pipeline = endless});
     const auto oneLauncher = [] { return processesRunning("tarnWorkflowLauncher").size() == 1; };
     ASSERT_TRUE(eventually(oneLauncher));  // the one that detached from it may still be ending
@@ -87,7 +87,7 @@ TEST_F(Jobs, aJobWithTheIdOfARunningOneIsNotLaunched) {
 
 class CrashingJob : public Jobs, public ::testing::WithParamInterface<int> {};
 
-TEST_P(CrashingJob, namesTheSignalInItsLastEventAndLeavesTheListWithinTwoSeconds) {
+TEST_P(CrashingJob, NamesTheSignalInItsLastEventAndLeavesTheListWithinTwoSeconds) {
     const auto other = startJob({.pipeline = endless});
     const auto job = startJob({.pipeline = endless});
     const auto status = job->status();
@@ -107,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, CrashingJob, ::testing::Values(SIGSEGV, SIGKIL
                              return std::string("sig") + ::sigabbrev_np(test.param);
                          });
 
-TEST_F(Jobs, aJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
+TEST_F(Jobs, AJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
     const auto job = startJob({.pipeline = endless});
     const auto launchers = processesRunning("tarnWorkflowLauncher");
     ASSERT_FALSE(launchers.empty());
@@ -123,7 +123,7 @@ TEST_F(Jobs, aJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
     }
 }
 
-TEST_F(Jobs, manyJobsRunAtOnceAndAllEndWithTheService) {
+TEST_F(Jobs, ManyJobsRunAtOnceAndAllEndWithTheService) {
     constexpr std::size_t many = 8;
     for (std::size_t i = 0; i < many; ++i) {
         ASSERT_TRUE(api().submit({.pipeline = endless}));

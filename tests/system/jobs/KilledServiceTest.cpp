@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 
 class KilledService : public SystemTest {};
 
-TEST_F(KilledService, leavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
+TEST_F(KilledService, LeavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
     startService();
     const auto job = startJob({.pipeline = endless, .properties = {{"studio", {"1"}}}});
     service().killHard();
@@ -45,7 +45,7 @@ SQLite::Database otherUserOfTheRegistry() {
     throw std::runtime_error("there is no registry");
 }
 
-TEST_F(KilledService, leavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
+TEST_F(KilledService, LeavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
     startService();
     auto other = otherUserOfTheRegistry();
     std::optional<SQLite::Transaction> held(std::in_place, other,
@@ -62,7 +62,7 @@ TEST_F(KilledService, leavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(KilledService, leavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
+TEST_F(KilledService, LeavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
     startService();
     const auto job = startJob({.pipeline = endless});
     service().killHard();
@@ -73,7 +73,7 @@ TEST_F(KilledService, leavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
     EXPECT_EQ(end->reason(), Job::End::DESTROYED);
 }
 
-TEST_F(KilledService, tenTimesInARowDoesNotDisturbTheJob) {
+TEST_F(KilledService, TenTimesInARowDoesNotDisturbTheJob) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto pipeline = job->status()->pipeline_pid();
@@ -86,7 +86,7 @@ TEST_F(KilledService, tenTimesInARowDoesNotDisturbTheJob) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(KilledService, tenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinASecond) {
+TEST_F(KilledService, TenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinASecond) {
     startService();
     std::map<std::string, std::pair<std::unique_ptr<Job>, int>> jobs;  // with their process
     for (int n = 0; n < 6; ++n) {
@@ -109,7 +109,7 @@ TEST_F(KilledService, tenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinAS
     }
 }
 
-TEST_F(KilledService, aJobThatEndedMeanwhileIsNotListedByTheNextOne) {
+TEST_F(KilledService, AJobThatEndedMeanwhileIsNotListedByTheNextOne) {
     startService();
     const auto job = startJob({.pipeline = endless});
     service().killHard();

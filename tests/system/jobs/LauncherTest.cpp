@@ -85,26 +85,26 @@ class Launcher : public SystemTest {
     std::optional<FakeSetupPeer> peer;
 };
 
-TEST_F(Launcher, thatDoesNotExistIsAFailedSetup) {
+TEST_F(Launcher, ThatDoesNotExistIsAFailedSetup) {
     startWithLauncher("/no/such/launcher");
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, thatIsNotExecutableIsAFailedSetup) {
+TEST_F(Launcher, ThatIsNotExecutableIsAFailedSetup) {
     configure("");
     startWithLauncher("/etc/TarnConfiguration.xml");
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, thatEndsAtOnceIsAFailedSetup) {
+TEST_F(Launcher, ThatEndsAtOnceIsAFailedSetup) {
     startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, getsTheSetupOfTheJob) {
+TEST_F(Launcher, GetsTheSetupOfTheJob) {
     startWithIdleLauncher();
     const auto given =
         api().submit({.pipeline = "a pipeline",
@@ -137,7 +137,7 @@ TEST_F(Launcher, getsTheSetupOfTheJob) {
     EXPECT_TRUE(service().waitForLog("INFO  Workflow creator > Job setup properly sent"));
 }
 
-TEST_F(Launcher, ofAPersistentJobIsLabelledWithItsName) {
+TEST_F(Launcher, OfAPersistentJobIsLabelledWithItsName) {
     startWithIdleLauncher();
     const auto setup =
         launch({.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"},
@@ -147,7 +147,7 @@ TEST_F(Launcher, ofAPersistentJobIsLabelledWithItsName) {
     expectFailure("Received wrong type of reply to job setup request");
 }
 
-TEST_F(Launcher, ofAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob) {
+TEST_F(Launcher, OfAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob) {
     startWithIdleLauncher();
     const auto setup =
         launch({.pipeline = "p", .id = id, .name = "cam1", .persistent = true}, &nothing);
@@ -157,7 +157,7 @@ TEST_F(Launcher, ofAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob
     EXPECT_FALSE(setup.has_persistent_job_name());
 }
 
-TEST_F(Launcher, getsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
+TEST_F(Launcher, GetsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
     startWithIdleLauncher("<Paths><PersistentJobsFolder><none/></PersistentJobsFolder></Paths>");
     const auto setup = launch(
         {.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"}, &nothing);
@@ -166,7 +166,7 @@ TEST_F(Launcher, getsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
         "Job cannot be set as persistent, as no persistent job folder has been configured."));
 }
 
-TEST_F(Launcher, getsNoFileForANameThatLeavesTheFolder) {
+TEST_F(Launcher, GetsNoFileForANameThatLeavesTheFolder) {
     startWithIdleLauncher();
     const auto setup = launch(
         {.pipeline = "p", .id = id, .persistent = true, .persistentName = "../../etc/x"}, &nothing);
@@ -174,7 +174,7 @@ TEST_F(Launcher, getsNoFileForANameThatLeavesTheFolder) {
     EXPECT_TRUE(service().waitForLog("../../etc/x"));
 }
 
-TEST_F(Launcher, thatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
+TEST_F(Launcher, ThatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
     startWithIdleLauncher();
     launch({.pipeline = "p", .id = id}, nullptr);
     const MachineTime time;
@@ -183,7 +183,7 @@ TEST_F(Launcher, thatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
     EXPECT_TRUE(service().log().contains("Service terminated"));
 }
 
-TEST_F(Launcher, thatAnswersWithAnotherTypeIsReported) {
+TEST_F(Launcher, ThatAnswersWithAnotherTypeIsReported) {
     startWithIdleLauncher();
     job::JobToServiceReply reply;
     reply.set_success(true);
@@ -191,28 +191,28 @@ TEST_F(Launcher, thatAnswersWithAnotherTypeIsReported) {
     expectFailure("Received wrong type of reply to job setup request");
 }
 
-TEST_F(Launcher, thatRefusesIsReportedWithItsReason) {
+TEST_F(Launcher, ThatRefusesIsReportedWithItsReason) {
     startWithIdleLauncher();
     const auto reply = setupReply(false, "no such camera");
     launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Job setup failed: no such camera");
 }
 
-TEST_F(Launcher, thatAnswersWithRandomBytesIsReported) {
+TEST_F(Launcher, ThatAnswersWithRandomBytesIsReported) {
     startWithIdleLauncher();
     const auto reply = garbage();
     launch({.pipeline = "p", .id = id}, reply.get());
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, thatAnswersWithTooMuchIsReported) {
+TEST_F(Launcher, ThatAnswersWithTooMuchIsReported) {
     startWithIdleLauncher();
     const auto reply = setupReply(false, std::string(600'000, 'x'));
     launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, thatAnswersTooLateOrNeverHoldsTheServiceForFiveSeconds) {
+TEST_F(Launcher, ThatAnswersTooLateOrNeverHoldsTheServiceForFiveSeconds) {
     startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
     RawSocket late(RawSocket::Kind::Reply);

@@ -39,7 +39,7 @@ class PersistentJobs : public PersistentFixture {
     }
 };
 
-TEST_F(PersistentJobs, comeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
+TEST_F(PersistentJobs, ComeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
     const auto kept = startJob(persistent("kept"));
     const auto passing = startJob({.pipeline = endless});
     ASSERT_TRUE(fs::exists(file("kept")));
@@ -56,7 +56,7 @@ TEST_F(PersistentJobs, comeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
     EXPECT_TRUE(eventually([] { return processesRunning("-l kept ").size() == 1; }));
 }
 
-TEST_F(PersistentJobs, thatStillRunAreLeftAlone) {
+TEST_F(PersistentJobs, ThatStillRunAreLeftAlone) {
     const auto job = startJob(persistent("kept"));
     const auto pipeline = job->status()->pipeline_pid();
     service().killHard();
@@ -68,7 +68,7 @@ TEST_F(PersistentJobs, thatStillRunAreLeftAlone) {
     expectLaunchers(1);
 }
 
-TEST_F(PersistentJobs, comeBackAfterAPowerCutAndOthersDoNot) {
+TEST_F(PersistentJobs, ComeBackAfterAPowerCutAndOthersDoNot) {
     const auto kept = startJob(persistent("kept"));
     const auto passing = startJob({.pipeline = endless});
     cutThePower();
@@ -80,7 +80,7 @@ TEST_F(PersistentJobs, comeBackAfterAPowerCutAndOthersDoNot) {
     expectLaunchers(1);
 }
 
-TEST_F(PersistentJobs, thatWereEndedForGoodDoNotComeBack) {
+TEST_F(PersistentJobs, ThatWereEndedForGoodDoNotComeBack) {
     const auto job = startJob(persistent("kept"));
     EXPECT_TRUE(job->destroy());
     EXPECT_TRUE(eventually([] { return !fs::exists(file("kept")); }));
@@ -92,7 +92,7 @@ TEST_F(PersistentJobs, thatWereEndedForGoodDoNotComeBack) {
     EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
 }
 
-TEST_F(PersistentJobs, thatReachTheEndOfTheirStreamDoNotComeBack) {
+TEST_F(PersistentJobs, ThatReachTheEndOfTheirStreamDoNotComeBack) {
     const auto job = startJob(persistent("short",
                                          "videotestsrc is-live=true num-buffers=75 "
                                          "! video/x-raw,framerate=25/1 ! fakesink"));
@@ -100,7 +100,7 @@ TEST_F(PersistentJobs, thatReachTheEndOfTheirStreamDoNotComeBack) {
     EXPECT_TRUE(eventually([] { return !fs::exists(file("short")); }));
 }
 
-TEST_F(PersistentJobs, haveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
+TEST_F(PersistentJobs, HaveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
     EXPECT_EQ(service().stop(), Ending::exited(0));
     const std::string victim = "/etc/victim";
     std::ofstream(victim) << "precious";
@@ -119,7 +119,7 @@ TEST_F(PersistentJobs, haveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
     expectLaunchers(0);
 }
 
-TEST_F(PersistentJobs, mayBeCalledWhatNoFileCanBe) {
+TEST_F(PersistentJobs, MayBeCalledWhatNoFileCanBe) {
     JobOrder order{.pipeline = endless, .name = "studio 2/cam1", .persistent = true};
     const auto job = startJob(order);
     EXPECT_TRUE(job->status()->persistent());
@@ -130,7 +130,7 @@ TEST_F(PersistentJobs, mayBeCalledWhatNoFileCanBe) {
     EXPECT_TRUE(again->destroy());
 }
 
-TEST_F(PersistentJobs, comeBackAmongFilesThatAreNone) {
+TEST_F(PersistentJobs, ComeBackAmongFilesThatAreNone) {
     const auto job = startJob(persistent("kept"));
     EXPECT_EQ(service().stop(), Ending::exited(0));
     constexpr int badFiles = 200;
@@ -147,7 +147,7 @@ TEST_F(PersistentJobs, comeBackAmongFilesThatAreNone) {
     expectLaunchers(1);
 }
 
-TEST_F(PersistentJobs, anInterruptWhileTheyComeBackLeavesOutTheRestAndStopsTheOthers) {
+TEST_F(PersistentJobs, AnInterruptWhileTheyComeBackLeavesOutTheRestAndStopsTheOthers) {
     for (int n = 0; n < 5; ++n) {
         startJob(persistent("kept" + std::to_string(n)));
     }

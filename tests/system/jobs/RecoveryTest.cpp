@@ -53,7 +53,7 @@ class Recovery : public PersistentFixture {
     }
 };
 
-TEST_F(Recovery, ofADeletedRegistryJobsRegisterThemselvesAgain) {
+TEST_F(Recovery, OfADeletedRegistryJobsRegisterThemselvesAgain) {
     const auto jobs = startJobs(3);
     service().killHard();
     deleteRegistry();
@@ -61,7 +61,7 @@ TEST_F(Recovery, ofADeletedRegistryJobsRegisterThemselvesAgain) {
     expectListedWithin(2s, jobs);
 }
 
-TEST_F(Recovery, ofADamagedRegistryItIsPutAsideAndJobsRegisterThemselvesAgain) {
+TEST_F(Recovery, OfADamagedRegistryItIsPutAsideAndJobsRegisterThemselvesAgain) {
     const auto jobs = startJobs(3);
     service().killHard();
     ASSERT_EQ(registryFiles(".registry").size(), 1U);
@@ -72,7 +72,7 @@ TEST_F(Recovery, ofADamagedRegistryItIsPutAsideAndJobsRegisterThemselvesAgain) {
     EXPECT_EQ(registryFiles(".damaged-1").size(), 1U);
 }
 
-TEST_F(Recovery, ofADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
+TEST_F(Recovery, OfADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
     const auto job = startJob(persistent("kept"));
     const auto pipeline = job->status()->pipeline_pid();
     for (int n = 0; n < 3; ++n) {
@@ -85,7 +85,7 @@ TEST_F(Recovery, ofADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
     }
 }
 
-TEST_F(Recovery, anEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBeforeItEnds) {
+TEST_F(Recovery, AnEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBeforeItEnds) {
     const auto job = startJob(persistent("kept"));
     const auto pipeline = job->status()->pipeline_pid();
     ASSERT_EQ(::kill(pipeline, SIGSTOP), 0);  // so that it takes its time
@@ -101,7 +101,7 @@ TEST_F(Recovery, anEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBefore
     EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
 }
 
-TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
+TEST_F(Recovery, TwoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
     JobOrder order = persistent("");
     order.name = "same";
     const auto first = startJob(order);
@@ -115,7 +115,7 @@ TEST_F(Recovery, twoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
     expectLaunchers(3);
 }
 
-TEST_F(Recovery, aPersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUntilItIsThere) {
+TEST_F(Recovery, APersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUntilItIsThere) {
     const std::string folder = "/tmp/media";
     fs::create_directory(folder);
     const auto job = startJob(
@@ -136,7 +136,7 @@ TEST_F(Recovery, aPersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUnt
     EXPECT_TRUE(find(job->id()));
 }
 
-TEST_F(Recovery, aNewPersistentJobThatCannotBePreparedIsRefusedAndNotKept) {
+TEST_F(Recovery, ANewPersistentJobThatCannotBePreparedIsRefusedAndNotKept) {
     ASSERT_TRUE(api().submit(persistent("kept", "videotestsrc ! filesink location=/nowhere/file")));
     EXPECT_TRUE(waitForRefusal());
     EXPECT_FALSE(fs::exists(file("kept")));
@@ -164,7 +164,7 @@ class FullDisk : public Recovery {
     }
 };
 
-TEST_F(FullDisk, aNewJobRunsAndSaysThatItIsNotPersistent) {
+TEST_F(FullDisk, ANewJobRunsAndSaysThatItIsNotPersistent) {
     fill();
     const auto job = startJob(persistent("new"));
     EXPECT_FALSE(job->status()->persistent());
@@ -173,7 +173,7 @@ TEST_F(FullDisk, aNewJobRunsAndSaysThatItIsNotPersistent) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(FullDisk, aJobThatComesBackStaysPersistent) {
+TEST_F(FullDisk, AJobThatComesBackStaysPersistent) {
     const auto job = startJob(persistent("kept"));
     EXPECT_EQ(service().stop(), Ending::exited(0));
     fill();

@@ -55,7 +55,7 @@ class Restarts : public PersistentFixture {
     }
 };
 
-TEST_F(Restarts, areTriedWithPatienceAndShownAsWhatTheyAre) {
+TEST_F(Restarts, AreTriedWithPatienceAndShownAsWhatTheyAre) {
     const auto job = submitted(persistent("wobbly", failing));
     ASSERT_TRUE(job.waitForEvent(isWaiting));
     ASSERT_TRUE(eventually([&] { return job.status()->restarts() == 3; }, 30s));
@@ -75,7 +75,7 @@ TEST_F(Restarts, areTriedWithPatienceAndShownAsWhatTheyAre) {
     EXPECT_TRUE(eventually([] { return !fs::exists(file("wobbly")); }));
 }
 
-TEST_F(Restarts, followALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
+TEST_F(Restarts, FollowALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
     LoopbackSender sender;
     const auto job = submitted(
         persistent("feed", "tcpclientsrc host=127.0.0.1 port=" + std::to_string(sender.port()) +
@@ -99,7 +99,7 @@ TEST_F(Restarts, followALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
     EXPECT_TRUE(fs::exists(file("feed")));
 }
 
-TEST_F(Restarts, endWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {
+TEST_F(Restarts, EndWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {
     const auto kept = startJob(persistent("kept"));
     const auto ended = startJob(persistent("ended"));
     EXPECT_EQ(tarnctl({"jobs", "stop", kept->id()}).exitStatus, 0);
@@ -108,7 +108,7 @@ TEST_F(Restarts, endWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {
     EXPECT_FALSE(fs::exists(file("ended")));
 }
 
-TEST_F(Restarts, endWithAStopOfEverythingForGood) {
+TEST_F(Restarts, EndWithAStopOfEverythingForGood) {
     for (int n = 0; n < 3; ++n) {
         startJob(persistent("job" + std::to_string(n)));
     }
@@ -120,7 +120,7 @@ TEST_F(Restarts, endWithAStopOfEverythingForGood) {
     }
 }
 
-TEST_F(Restarts, areInTheLogThatTheClientShows) {
+TEST_F(Restarts, AreInTheLogThatTheClientShows) {
     const auto job = submitted(persistent("wobbly", failing));
     ASSERT_TRUE(job.waitForEvent(isWaiting));
     const auto shown = tarnctl({"jobs", "log", job.id()});

@@ -36,7 +36,7 @@ class Submissions : public SystemTest {
     }
 };
 
-TEST_F(Submissions, ofPipelinesThatOpenSlowlyHoldTheNextRequestUpForAMomentEach) {
+TEST_F(Submissions, OfPipelinesThatOpenSlowlyHoldTheNextRequestUpForAMomentEach) {
     constexpr int many = 20;
     const auto began = std::chrono::steady_clock::now();
     const MachineTime time;
@@ -53,7 +53,7 @@ TEST_F(Submissions, ofPipelinesThatOpenSlowlyHoldTheNextRequestUpForAMomentEach)
     EXPECT_TRUE(eventually([this] { return api().jobs()->empty(); }));  // none was ready in time
 }
 
-TEST_F(Submissions, ofAnIdCountAgainAsSoonAsItsJobIsNotListed) {
+TEST_F(Submissions, OfAnIdCountAgainAsSoonAsItsJobIsNotListed) {
     const auto id = utils::UuidGenerator::Generate();
     for (int round = 0; round < 15; ++round) {
         const auto job = startJob({.pipeline = endless, .id = id});
@@ -67,7 +67,7 @@ TEST_F(Submissions, ofAnIdCountAgainAsSoonAsItsJobIsNotListed) {
     }
 }
 
-TEST_F(Submissions, ofAnIdCountAgainAsSoonAsItsJobHasSaidThatItEnded) {
+TEST_F(Submissions, OfAnIdCountAgainAsSoonAsItsJobHasSaidThatItEnded) {
     const auto id = utils::UuidGenerator::Generate();
     for (int round = 0; round < 15; ++round) {
         const auto job = startJob({.pipeline = endless, .id = id});
@@ -76,7 +76,7 @@ TEST_F(Submissions, ofAnIdCountAgainAsSoonAsItsJobHasSaidThatItEnded) {
     }
 }
 
-TEST_F(Submissions, thatAreRefusedTellTheClientWhyAtOnce) {
+TEST_F(Submissions, ThatAreRefusedTellTheClientWhyAtOnce) {
     const MachineTime time;
     const auto result = submitAndWait("videotestsrc ! nosuchelement ! fakesink");
     EXPECT_LT(time.elapsed(), 2s);
@@ -85,7 +85,7 @@ TEST_F(Submissions, thatAreRefusedTellTheClientWhyAtOnce) {
     EXPECT_TRUE(waitForRefusal("no element \"nosuchelement\""));
 }
 
-TEST_F(Submissions, thatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedUntilThen) {
+TEST_F(Submissions, ThatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedUntilThen) {
     const auto result = submitAndWait(slowOrder().pipeline);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.err, HasSubstr("the pipeline was not ready in time"));
@@ -93,7 +93,7 @@ TEST_F(Submissions, thatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedU
     EXPECT_FALSE(service().log().contains("Failed starting external job"));
 }
 
-TEST_F(Submissions, whoseFolderIsGoneSayThatTheyAreNotPersistent) {
+TEST_F(Submissions, WhoseFolderIsGoneSayThatTheyAreNotPersistent) {
     const auto id = utils::UuidGenerator::Generate();
     ASSERT_EQ(runProcess({"rm", "-rf", "/usr/share/TarnJobs"}).exitStatus, 0);
     const auto job =

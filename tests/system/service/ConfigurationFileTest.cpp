@@ -126,7 +126,7 @@ class ConfigurationFile : public SystemTest {
 class BadConfigurationFile : public ConfigurationFile,
                              public ::testing::WithParamInterface<BadFile> {};
 
-TEST_P(BadConfigurationFile, isReportedAndTheServiceRunsOnItsDefaults) {
+TEST_P(BadConfigurationFile, IsReportedAndTheServiceRunsOnItsDefaults) {
     configure(GetParam().content);
     expectTheDefaults(GetParam().text);
 }
@@ -134,17 +134,17 @@ TEST_P(BadConfigurationFile, isReportedAndTheServiceRunsOnItsDefaults) {
 INSTANTIATE_TEST_SUITE_P(Files, BadConfigurationFile, ::testing::ValuesIn(badFiles),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST_F(ConfigurationFile, aFolderInItsPlaceIsReported) {
+TEST_F(ConfigurationFile, AFolderInItsPlaceIsReported) {
     std::filesystem::create_directory(path);
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, aPipeInItsPlaceHangsNothing) {
+TEST_F(ConfigurationFile, APipeInItsPlaceHangsNothing) {
     ASSERT_EQ(::mkfifo(path, 0600), 0);
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, aHundredMegabytesAreReported) {
+TEST_F(ConfigurationFile, AHundredMegabytesAreReported) {
     std::ofstream file(path, std::ios::binary);
     const std::string block(1u << 20, ' ');
     for (int i = 0; i < 100; ++i) {
@@ -155,14 +155,14 @@ TEST_F(ConfigurationFile, aHundredMegabytesAreReported) {
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, aParseErrorStandsAloneAndItsLineInALineOfItsOwn) {
+TEST_F(ConfigurationFile, AParseErrorStandsAloneAndItsLineInALineOfItsOwn) {
     configure("<TarnHubConfig>\n<Paths>\n</Paths\n<\n");
     expectTheDefaults(std::string("Failed reading ") + path + ": expected >");
     EXPECT_TRUE(service().log().contains(std::string("Parsing of ") + path + " ended in line 4"));
     EXPECT_FALSE(service().log().contains("expected > ("));
 }
 
-TEST_F(ConfigurationFile, whatFollowsAZeroByteIsNotRead) {
+TEST_F(ConfigurationFile, WhatFollowsAZeroByteIsNotRead) {
     configure(inRoot("") + std::string("\0</nonsense>\n", 13));
     startService();
     EXPECT_FALSE(service().log().contains("Using default configuration"));
@@ -171,7 +171,7 @@ TEST_F(ConfigurationFile, whatFollowsAZeroByteIsNotRead) {
 }
 
 // It is stored as it is, and refused when the ingest service is to be started with it.
-TEST_F(ConfigurationFile, aDefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) {
+TEST_F(ConfigurationFile, ADefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) {
     configureSections(
         "<TarnProtocolDevice type=\"Deltacast\"><MonitoringInterface>ipc:///tmp/nobody"
         "</MonitoringInterface></TarnProtocolDevice><DeltacastService>"
@@ -188,7 +188,7 @@ TEST_F(ConfigurationFile, aDefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) 
     EXPECT_FALSE(std::filesystem::exists("/tmp/started"));
 }
 
-TEST_F(ConfigurationFile, aGoodFileIsUsed) {
+TEST_F(ConfigurationFile, AGoodFileIsUsed) {
     configureSections(
         "<Endpoints><requestsendpoint>ipc:///tmp/elsewhere</requestsendpoint></Endpoints>"
         "<KLN><Plugin>/no/such/plugin.so</Plugin></KLN>"
@@ -205,7 +205,7 @@ TEST_F(ConfigurationFile, aGoodFileIsUsed) {
     EXPECT_TRUE(elsewhere.info());
 }
 
-TEST_F(ConfigurationFile, aFolderOfJobsThatCannotBeMadeDoesNotStopTheService) {
+TEST_F(ConfigurationFile, AFolderOfJobsThatCannotBeMadeDoesNotStopTheService) {
     configureSections("<Paths><PersistentJobsFolder>/no/such/place</PersistentJobsFolder></Paths>");
     startService();
     EXPECT_TRUE(service().log().contains("Failed creating/checking folders: "));

@@ -125,12 +125,12 @@ class Descriptors : public SystemTest {
     std::unique_ptr<Process> limitedRun;
 };
 
-TEST_F(Descriptors, thatRunShortCostNobodyWhoIsInAnything) {
+TEST_F(Descriptors, ThatRunShortCostNobodyWhoIsInAnything) {
     startLimitedService();
     expectServedInSpiteOf(onPath("/tmp/requests"));
 }
 
-TEST_F(Descriptors, thatRunShortCostNobodyWhoIsInAnythingOverTcp) {
+TEST_F(Descriptors, ThatRunShortCostNobodyWhoIsInAnythingOverTcp) {
     configureSections(
         "<Endpoints><RequestsEndpoint>tcp://127.0.0.1:47811</RequestsEndpoint></Endpoints>"
         "<Resources><TcpPorts interface=\"127.0.0.1\" from=\"47820\" to=\"47840\"/></Resources>");
@@ -145,7 +145,7 @@ TEST_F(Descriptors, thatRunShortCostNobodyWhoIsInAnythingOverTcp) {
     EXPECT_EQ(limitedRun->waitForEnd(30s), Ending::exited(0));
 }
 
-TEST_F(Descriptors, doNotEndTheGatewayWhenTheyRunShort) {
+TEST_F(Descriptors, DoNotEndTheGatewayWhenTheyRunShort) {
     Process gateway(limited("/opt/halden/halden-tarn-gateway/bin/tarnGateway"));
     ASSERT_TRUE(gateway.output().waitFor("started: ", 0));
     auto subscribers = onPath("/tmp/events.pub");
@@ -156,7 +156,7 @@ TEST_F(Descriptors, doNotEndTheGatewayWhenTheyRunShort) {
     EXPECT_EQ(gateway.waitForEnd(20s), Ending::exited(0));
 }
 
-TEST_F(Descriptors, ofJobsAreLimitedAsTheServiceWasStarted) {
+TEST_F(Descriptors, OfJobsAreLimitedAsTheServiceWasStarted) {
     limitedRun = std::make_unique<Process>(std::vector<std::string>{
         "sh", "-c", std::string("ulimit -S -n 512; exec ") + Service::program});
     ASSERT_TRUE(limitedRun->output().waitFor("Receiving on ", 0));

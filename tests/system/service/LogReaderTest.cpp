@@ -50,7 +50,7 @@ class LogReader : public SystemTest {
     std::unique_ptr<Process> shell;
 };
 
-TEST_F(LogReader, thatGoesLeavesTheServiceRunningAndStoppable) {
+TEST_F(LogReader, ThatGoesLeavesTheServiceRunningAndStoppable) {
     startServiceInto("head -n 1");
     for (int i = 0; i < 10; ++i) {
         ASSERT_TRUE(api().info());  // logs some lines
@@ -62,7 +62,7 @@ TEST_F(LogReader, thatGoesLeavesTheServiceRunningAndStoppable) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(LogReader, thatNeverReadsHoldsNobodyUp) {
+TEST_F(LogReader, ThatNeverReadsHoldsNobodyUp) {
     startServiceInto("sleep 1000");
     for (int i = 0; i < 300; ++i) {
         ASSERT_TRUE(api().info()) << "after " << i << " requests";

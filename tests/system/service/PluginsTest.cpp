@@ -22,7 +22,7 @@ class Plugins : public SystemTest {
     }
 };
 
-TEST_F(Plugins, thatCrashOrThrowOrEndTheProcessAreSkippedAndTheOthersLoaded) {
+TEST_F(Plugins, ThatCrashOrThrowOrEndTheProcessAreSkippedAndTheOthersLoaded) {
     configureSections("<KLN><Plugin>" + plugin("CrashingPlugin") + "</Plugin><Plugin>" +
                       plugin("StaticallyThrowingPlugin") + "</Plugin><Plugin>" +
                       plugin("EndingPlugin") + "</Plugin><Plugin>" + plugin("GoodPlugin") +
@@ -35,13 +35,13 @@ TEST_F(Plugins, thatCrashOrThrowOrEndTheProcessAreSkippedAndTheOthersLoaded) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Plugins, thatNeverComeBackAreSkippedInTime) {
+TEST_F(Plugins, ThatNeverComeBackAreSkippedInTime) {
     configureSections("<KLN><Plugin>" + plugin("HangingPlugin") + "</Plugin></KLN>");
     startService();
     expectSkipped("HangingPlugin", "did not start within 10 s when it was tried: started ");
 }
 
-TEST_F(Plugins, ofTheShippedConfigurationLeaveNothingToComplainOf) {
+TEST_F(Plugins, OfTheShippedConfigurationLeaveNothingToComplainOf) {
     configure(readFile(TARN_SHIPPED_CONFIGURATION));
     startService();
     for (const auto& line : service().log().all()) {

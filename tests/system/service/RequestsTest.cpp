@@ -42,7 +42,7 @@ class Requests : public SystemTest {
 
 class UnservedRequests : public Requests, public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(UnservedRequests, getNoReplyAndTheNextOneIsServed) {
+TEST_P(UnservedRequests, GetNoReplyAndTheNextOneIsServed) {
     raw.sendRequest(GetParam());
     expectOnlyInfoIsAnswered();
     // The answer may be here before the log is.
@@ -61,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(Types, UnservedRequests,
                              return bytes.empty() ? "none" : "type" + std::to_string(bytes[1]);
                          });
 
-TEST_F(Requests, bytesThatAreNoRequestAreDroppedWithALogLine) {
+TEST_F(Requests, BytesThatAreNoRequestAreDroppedWithALogLine) {
     std::mt19937 random(1);
     constexpr std::size_t messages = 50;
     for (std::size_t i = 0; i < messages; ++i) {
@@ -77,7 +77,7 @@ TEST_F(Requests, bytesThatAreNoRequestAreDroppedWithALogLine) {
     })) << service().log().text();
 }
 
-TEST_F(Requests, messagesInOtherShapesDoNotStopTheService) {
+TEST_F(Requests, MessagesInOtherShapesDoNotStopTheService) {
     raw.send({"not behind an empty frame"});
     raw.send({"", "one", "two", "three"});
     raw.send({"", ""});
@@ -86,20 +86,20 @@ TEST_F(Requests, messagesInOtherShapesDoNotStopTheService) {
     EXPECT_TRUE(service().isRunning());
 }
 
-TEST_F(Requests, aRequestOverTenMebibytesIsRefusedAndTheSameClientIsServedOn) {
+TEST_F(Requests, ARequestOverTenMebibytesIsRefusedAndTheSameClientIsServedOn) {
     constexpr std::size_t tooMuch = (10u << 20) + 1;
     api().send(submissionOf({.pipeline = std::string(tooMuch, 'x')}));
     EXPECT_TRUE(service().waitForLog("Failed receiving API request: "));
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Requests, aMessageThatTheTransportRefusesDoesNotStopTheService) {
+TEST_F(Requests, AMessageThatTheTransportRefusesDoesNotStopTheService) {
     raw.sendRequest(std::string(65u << 20, 'x'));
     EXPECT_FALSE(raw.receive(100ms));
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Requests, missingExtensionsReadAsEmptyOnes) {
+TEST_F(Requests, MissingExtensionsReadAsEmptyOnes) {
     const auto jobs = api().ask(requestOfType(Api::Request::GET_JOBS));
     ASSERT_TRUE(jobs);
     EXPECT_EQ(jobs->type(), Api::Reply::GET_JOBS);
@@ -118,13 +118,13 @@ TEST_F(Requests, missingExtensionsReadAsEmptyOnes) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Requests, anUnknownIdIsAnsweredWithoutAJob) {
+TEST_F(Requests, AnUnknownIdIsAnsweredWithoutAJob) {
     const auto reply = api().job("6b0c4ca5-0f0c-4a5e-9d5f-0d7f2f3a1b2c");
     ASSERT_TRUE(reply);
     EXPECT_FALSE(reply->has_running_job());
 }
 
-TEST_F(Requests, clientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
+TEST_F(Requests, ClientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
     constexpr int clients = 30;
     for (int i = 0; i < clients; ++i) {
         RawSocket vanishing(RawSocket::Kind::Dealer);
@@ -135,7 +135,7 @@ TEST_F(Requests, clientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
     EXPECT_TRUE(service().isRunning());
 }
 
-TEST_F(Requests, manyClientsAtOnceAreAllAnswered) {
+TEST_F(Requests, ManyClientsAtOnceAreAllAnswered) {
     constexpr int clients = 8;
     constexpr int each = 50;
     std::atomic<int> answered = 0;
@@ -153,7 +153,7 @@ TEST_F(Requests, manyClientsAtOnceAreAllAnswered) {
     EXPECT_EQ(answered, clients * each);
 }
 
-TEST_F(Requests, oneClientIsAnsweredAgainAndAgain) {
+TEST_F(Requests, OneClientIsAnsweredAgainAndAgain) {
     constexpr int many = 500;
     for (int i = 0; i < many; ++i) {
         ASSERT_TRUE(api().info()) << "request " << i;

@@ -62,7 +62,7 @@ class Shutdown : public SystemTest {
 
 class StopSignal : public Shutdown, public ::testing::WithParamInterface<int> {};
 
-TEST_P(StopSignal, runsTheWholeSequenceAndEndsWithStatusZero) {
+TEST_P(StopSignal, RunsTheWholeSequenceAndEndsWithStatusZero) {
     startService();
     service().signal(GetParam());
     EXPECT_EQ(service().waitForEnd(), Ending::exited(0));
@@ -76,7 +76,7 @@ INSTANTIATE_TEST_SUITE_P(Signals, StopSignal, ::testing::Values(SIGINT, SIGQUIT)
                              return std::string("sig") + ::sigabbrev_np(test.param);
                          });
 
-TEST_F(Shutdown, isNotHeldUpByAStepOfTheStartThatTakesForEver) {
+TEST_F(Shutdown, IsNotHeldUpByAStepOfTheStartThatTakesForEver) {
     configureSections("<KLN><Plugin>" TARN_STUCK_PLUGIN "</Plugin></KLN>");
     launchService();
     ASSERT_TRUE(eventually([this] { return hasMapped(service().id(), TARN_STUCK_PLUGIN); }));
@@ -87,7 +87,7 @@ TEST_F(Shutdown, isNotHeldUpByAStepOfTheStartThatTakesForEver) {
     EXPECT_THAT(service().log().all().back(), ::testing::HasSubstr("Service terminated"));
 }
 
-TEST_F(Shutdown, withoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
+TEST_F(Shutdown, WithoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
     startService();
     EXPECT_EQ(service().stop(), Ending::exited(0));
     const auto begin = service().log().find("Terminating running jobs");
@@ -96,7 +96,7 @@ TEST_F(Shutdown, withoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
     EXPECT_EQ(*end, *begin + 1);
 }
 
-TEST_F(Shutdown, sigtermEndsTheProcessWithoutTheSequence) {
+TEST_F(Shutdown, SigtermEndsTheProcessWithoutTheSequence) {
     startService();
     service().signal(SIGTERM);
     EXPECT_EQ(service().waitForEnd(), Ending::signalled(SIGTERM));
@@ -106,7 +106,7 @@ TEST_F(Shutdown, sigtermEndsTheProcessWithoutTheSequence) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Shutdown, manyInterruptsAtOnceRunTheSequenceOnce) {
+TEST_F(Shutdown, ManyInterruptsAtOnceRunTheSequenceOnce) {
     startService();
     for (int i = 0; i < 20; ++i) {
         service().interrupt();
@@ -116,14 +116,14 @@ TEST_F(Shutdown, manyInterruptsAtOnceRunTheSequenceOnce) {
     EXPECT_EQ(service().log().count("Service terminated"), 1u);
 }
 
-TEST_F(Shutdown, anIdleServiceStopsWithinASecond) {
+TEST_F(Shutdown, AnIdleServiceStopsWithinASecond) {
     startService();
     const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
     EXPECT_LT(time.elapsed(), 2500ms);
 }
 
-TEST_F(Shutdown, runningJobsAreToldToEndAndDo) {
+TEST_F(Shutdown, RunningJobsAreToldToEndAndDo) {
     startService();
     const auto first = startJob({.pipeline = endless});
     const auto second = startJob({.pipeline = endless});
@@ -164,7 +164,7 @@ class HungJobs : public Shutdown, public ::testing::WithParamInterface<int> {
     std::list<FakeJob> jobs;
 };
 
-TEST_P(HungJobs, costFiveSecondsTogetherAndEachHasItsOrder) {
+TEST_P(HungJobs, CostFiveSecondsTogetherAndEachHasItsOrder) {
     startService();
     for (int n = 0; n < GetParam(); ++n) {
         addJob();
@@ -184,7 +184,7 @@ TEST_P(HungJobs, costFiveSecondsTogetherAndEachHasItsOrder) {
 
 INSTANTIATE_TEST_SUITE_P(Number, HungJobs, ::testing::Values(1, 4, 24));
 
-TEST_F(Shutdown, aServiceBesideAnotherOnTheSameRegistryLeavesItsJobsAlone) {
+TEST_F(Shutdown, AServiceBesideAnotherOnTheSameRegistryLeavesItsJobsAlone) {
     startService();
     const auto job = startJob({.pipeline = endless});
     configureSections(
@@ -201,7 +201,7 @@ TEST_F(Shutdown, aServiceBesideAnotherOnTheSameRegistryLeavesItsJobsAlone) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(Shutdown, aJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
+TEST_F(Shutdown, AJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto launchers = processesRunning("tarnWorkflowLauncher");
@@ -220,7 +220,7 @@ TEST_F(Shutdown, aJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
 }
 
 // Interrupts after each further line of the start-up, until the service serves.
-TEST_F(Shutdown, anInterruptAtAnyMomentOfTheStartRunsTheSequence) {
+TEST_F(Shutdown, AnInterruptAtAnyMomentOfTheStartRunsTheSequence) {
     const auto lines = [this] {
         startService();
         const auto count = service().logLength();
@@ -237,7 +237,7 @@ TEST_F(Shutdown, anInterruptAtAnyMomentOfTheStartRunsTheSequence) {
     }
 }
 
-TEST_F(Shutdown, anInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) {
+TEST_F(Shutdown, AnInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) {
     for (int i = 0; i < 20; ++i) {
         Service starting;
         for (int n = 0; n < i; ++n) {
@@ -257,7 +257,7 @@ TEST_F(Shutdown, anInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) 
 // `delay` submissions are answered before the interrupt comes into the loop.
 class SubmissionLoop : public Shutdown, public ::testing::WithParamInterface<int> {};
 
-TEST_P(SubmissionLoop, isEndedByAnInterruptWithNothingLeftRunning) {
+TEST_P(SubmissionLoop, IsEndedByAnInterruptWithNothingLeftRunning) {
     startService();
     std::atomic<int> answered = 0;
     std::jthread client([&](const std::stop_token& stop) {
@@ -277,7 +277,7 @@ TEST_P(SubmissionLoop, isEndedByAnInterruptWithNothingLeftRunning) {
 
 INSTANTIATE_TEST_SUITE_P(Answered, SubmissionLoop, ::testing::Values(0, 1, 2, 3, 5, 8));
 
-TEST_F(Shutdown, withoutAResourceManagerTheServiceServesAndStops) {
+TEST_F(Shutdown, WithoutAResourceManagerTheServiceServesAndStops) {
     std::filesystem::create_directory("/tmp/taken");
     configureSections(
         "<Endpoints><ResourcesEndpoint>ipc:///tmp/taken</ResourcesEndpoint></Endpoints>");

@@ -16,7 +16,7 @@ using testing::MatchesRegex;
 
 class StartUp : public SystemTest {};
 
-TEST_F(StartUp, withoutAConfigurationFileTheServiceRunsOnItsDefaults) {
+TEST_F(StartUp, WithoutAConfigurationFileTheServiceRunsOnItsDefaults) {
     startService();
     EXPECT_TRUE(service().log().contains("WARN  Warning: "));
     EXPECT_TRUE(service().log().contains("Failed opening /etc/TarnConfiguration.xml"));
@@ -29,7 +29,7 @@ TEST_F(StartUp, withoutAConfigurationFileTheServiceRunsOnItsDefaults) {
 }
 
 // Its error stream goes nowhere: what comes, comes on the standard output.
-TEST_F(StartUp, helpPrintsTheOptionsAndExitsWithOne) {
+TEST_F(StartUp, HelpPrintsTheOptionsAndExitsWithOne) {
     Process help({"sh", "-c", std::string("exec ") + Service::program + " --help 2>/dev/null"});
     EXPECT_EQ(help.waitForEnd(std::chrono::seconds(10)), Ending::exited(1));
     EXPECT_THAT(
@@ -38,19 +38,19 @@ TEST_F(StartUp, helpPrintsTheOptionsAndExitsWithOne) {
     EXPECT_FALSE(std::filesystem::exists("/usr/share/TarnJobs"));
 }
 
-TEST_F(StartUp, helpLogsNothing) {
+TEST_F(StartUp, HelpLogsNothing) {
     Process help({"sh", "-c", std::string("exec ") + Service::program + " --help >/dev/null"});
     EXPECT_EQ(help.waitForEnd(std::chrono::seconds(10)), Ending::exited(1));
     EXPECT_THAT(help.output().all(), IsEmpty());
 }
 
-TEST_F(StartUp, anUnknownOptionEndsTheProcessAbnormally) {
+TEST_F(StartUp, AnUnknownOptionEndsTheProcessAbnormally) {
     Process wrong({Service::program, "--no-such-option"});
     EXPECT_EQ(wrong.waitForEnd(std::chrono::seconds(20)), Ending::signalled(SIGABRT));
     EXPECT_TRUE(wrong.output().contains("no-such-option"));
 }
 
-TEST_F(StartUp, withoutALoggerConfigurationTheServiceLogsToTheConsoleAndServes) {
+TEST_F(StartUp, WithoutALoggerConfigurationTheServiceLogsToTheConsoleAndServes) {
     std::filesystem::remove(
         "/opt/halden/halden-tarn-service/config/halden-tarn-service.logger.config");
     launchService();
@@ -58,7 +58,7 @@ TEST_F(StartUp, withoutALoggerConfigurationTheServiceLogsToTheConsoleAndServes) 
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(StartUp, aRequestsEndpointThatCannotBeOpenedEndsTheServiceWithStatusZero) {
+TEST_F(StartUp, ARequestsEndpointThatCannotBeOpenedEndsTheServiceWithStatusZero) {
     std::filesystem::create_directory("/tmp/taken");
     configureSections(
         "<Endpoints><RequestsEndpoint>ipc:///tmp/taken</RequestsEndpoint></Endpoints>");
@@ -67,7 +67,7 @@ TEST_F(StartUp, aRequestsEndpointThatCannotBeOpenedEndsTheServiceWithStatusZero)
     EXPECT_TRUE(service().log().contains("Failed creating request reception socket: "));
 }
 
-TEST_F(StartUp, badEndpointTextsEndTheServiceWithStatusOne) {
+TEST_F(StartUp, BadEndpointTextsEndTheServiceWithStatusOne) {
     configureSections("<Endpoints><RequestsEndpoint>nonsense</RequestsEndpoint></Endpoints>");
     EXPECT_EQ(launchService().waitForEnd(), Ending::exited(1));
     EXPECT_TRUE(service().log().contains("Could not setup request endpoint: "));
@@ -77,7 +77,7 @@ TEST_F(StartUp, badEndpointTextsEndTheServiceWithStatusOne) {
     EXPECT_TRUE(service().log().contains("Could not setup event endpoint: "));
 }
 
-TEST_F(StartUp, aResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
+TEST_F(StartUp, AResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
     configureSections("<Endpoints><ResourcesEndpoint>nonsense</ResourcesEndpoint></Endpoints>");
     EXPECT_EQ(launchService().waitForEnd(), Ending::exited(0));
     EXPECT_TRUE(service().log().contains("ERROR Terminated with exception %"));
@@ -87,7 +87,7 @@ TEST_F(StartUp, aResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
 }
 
 // The pause for one takes three seconds. A busy machine may make a start or two as slow.
-TEST_F(StartUp, withoutAnIngestServiceNoneIsWaitedFor) {
+TEST_F(StartUp, WithoutAnIngestServiceNoneIsWaitedFor) {
     bool isQuick = false;
     for (int attempt = 0; attempt < 5 && !isQuick; ++attempt) {
         const auto begin = std::chrono::steady_clock::now();
@@ -100,7 +100,7 @@ TEST_F(StartUp, withoutAnIngestServiceNoneIsWaitedFor) {
 }
 
 // Programs that are the service but for one thing that goes wrong.
-TEST_F(StartUp, withoutMonitoringTheServiceSaysSoAndServes) {
+TEST_F(StartUp, WithoutMonitoringTheServiceSaysSoAndServes) {
     Process service({TARN_SERVICE_WITHOUT_MONITORING});
     EXPECT_TRUE(service.output().waitFor("Receiving on "));
     const auto& log = service.output();
@@ -112,14 +112,14 @@ TEST_F(StartUp, withoutMonitoringTheServiceSaysSoAndServes) {
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
 }
 
-TEST_F(StartUp, aFrameworkLoggerThatIsRefusedEndsTheServiceWithStatusOne) {
+TEST_F(StartUp, AFrameworkLoggerThatIsRefusedEndsTheServiceWithStatusOne) {
     Process service({TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(1));
     ASSERT_EQ(service.output().all().size(), 1U) << service.output().text();
     EXPECT_TRUE(service.output().all().front().ends_with("ERROR Failed setting KLN logger"));
 }
 
-TEST_F(StartUp, aFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
+TEST_F(StartUp, AFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
     Process service({"env", "KLN_LOGGER_THROWS=too late", TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(1));
     ASSERT_EQ(service.output().all().size(), 1U) << service.output().text();
@@ -127,12 +127,12 @@ TEST_F(StartUp, aFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
         service.output().all().front().ends_with("ERROR Failed setting KLN logger: too late"));
 }
 
-TEST_F(StartUp, theFolderOfPersistentJobsIsCreated) {
+TEST_F(StartUp, TheFolderOfPersistentJobsIsCreated) {
     startService();
     EXPECT_TRUE(std::filesystem::is_directory("/usr/share/TarnJobs"));
 }
 
-TEST_F(StartUp, aSecondServiceDoesNotTakeTheEndpointAway) {
+TEST_F(StartUp, ASecondServiceDoesNotTakeTheEndpointAway) {
     auto& first = startService();
     Service second;
     EXPECT_EQ(second.waitForEnd(), Ending::exited(0));

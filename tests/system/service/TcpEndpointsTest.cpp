@@ -36,7 +36,7 @@ class TcpEndpoints : public SystemTest {
     std::string sections;
 };
 
-TEST_F(TcpEndpoints, aRangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
+TEST_F(TcpEndpoints, ARangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
     startOn("127.0.0.1", range("127.0.0.1", 30000, 30000));
     Api client("tcp://127.0.0.1:20100");
     ASSERT_TRUE(client.info());
@@ -48,7 +48,7 @@ TEST_F(TcpEndpoints, aRangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
     EXPECT_FALSE(service().log().contains("Creating workflow: "));
 }
 
-TEST_F(TcpEndpoints, aRangeOfPortZeroIsLikeOneThatIsUsedUp) {
+TEST_F(TcpEndpoints, ARangeOfPortZeroIsLikeOneThatIsUsedUp) {
     startOn("127.0.0.1", range("127.0.0.1", 0, 0));
     Api client("tcp://127.0.0.1:20100");
     client.send(submissionOf({.pipeline = endless}));
@@ -57,7 +57,7 @@ TEST_F(TcpEndpoints, aRangeOfPortZeroIsLikeOneThatIsUsedUp) {
     EXPECT_TRUE(client.info());
 }
 
-TEST_F(TcpEndpoints, onWhichOthersListenAreGivenWithAWarningWhereThereIsNothingElse) {
+TEST_F(TcpEndpoints, OnWhichOthersListenAreGivenWithAWarningWhereThereIsNothingElse) {
     sections = idleLauncher();
     socket::Socket listener("listener", socket::ClosePolicy::Discard);
     listener.create(socket::Protocol::Reply);
@@ -72,7 +72,7 @@ TEST_F(TcpEndpoints, onWhichOthersListenAreGivenWithAWarningWhereThereIsNothingE
     EXPECT_TRUE(service().waitForLog(job->eventEndpoint + " is given all the same"));
 }
 
-TEST_F(TcpEndpoints, jobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
+TEST_F(TcpEndpoints, JobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
     sections = idleLauncher();
     startOn("127.0.0.1", range("127.0.0.1", 30009, 30000));
     Api client("tcp://127.0.0.1:20100");
@@ -84,7 +84,7 @@ TEST_F(TcpEndpoints, jobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
     }
 }
 
-TEST_F(TcpEndpoints, withoutARangePortsAreGivenBlindlyWithAWarning) {
+TEST_F(TcpEndpoints, WithoutARangePortsAreGivenBlindlyWithAWarning) {
     sections = idleLauncher();
     startOn("127.0.0.1", range("other", 30000, 30009));
     Api client("tcp://127.0.0.1:20100");
@@ -97,7 +97,7 @@ TEST_F(TcpEndpoints, withoutARangePortsAreGivenBlindlyWithAWarning) {
     EXPECT_LE(port, 20000);
 }
 
-TEST_F(TcpEndpoints, everyRunGivesTheSamePortsInTheSameOrder) {
+TEST_F(TcpEndpoints, EveryRunGivesTheSamePortsInTheSameOrder) {
     sections = idleLauncher();
     std::set<std::string> first;
     for (int run = 0; run < 2; ++run) {
@@ -112,7 +112,7 @@ TEST_F(TcpEndpoints, everyRunGivesTheSamePortsInTheSameOrder) {
 }
 
 // The ports come in the same order again, and nobody remembers that the first ones are held.
-TEST_F(TcpEndpoints, ofALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJobHolds) {
+TEST_F(TcpEndpoints, OfALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJobHolds) {
     sections = "<Paths><PersistentJobsFolder>/tmp/jobs</PersistentJobsFolder></Paths>";
     startOn("127.0.0.1", range("127.0.0.1", 30000, 30999));
     const auto passing = Api(requests).submit({.pipeline = endless});
@@ -141,7 +141,7 @@ TEST_F(TcpEndpoints, ofALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJob
     EXPECT_EQ(client.job(passing->id)->running_job().command_endpoint(), passing->commandEndpoint);
 }
 
-TEST_F(TcpEndpoints, aJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
+TEST_F(TcpEndpoints, AJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
     startOn("*", range("*", 30000, 30099));
     Api client("tcp://127.0.0.1:20100");
     const auto address = client.submit({.pipeline = endless});
@@ -156,7 +156,7 @@ TEST_F(TcpEndpoints, aJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
     EXPECT_EQ(end->reason(), Job::End::DESTROYED);
 }
 
-TEST_F(TcpEndpoints, resourcesOnEveryInterfaceAreReachedOnThisHost) {
+TEST_F(TcpEndpoints, ResourcesOnEveryInterfaceAreReachedOnThisHost) {
     configureSections(
         "<Endpoints><ResourcesEndpoint>tcp://*:20300</ResourcesEndpoint></Endpoints>");
     startService();

@@ -36,7 +36,7 @@ class LoopStorageOver : public LoopStorage, public testing::WithParamInterface<O
     std::string id() const { return storageId(GetParam()); }
 };
 
-TEST_P(LoopStorageOver, isDescribedWithItsTracks) {
+TEST_P(LoopStorageOver, IsDescribedWithItsTracks) {
     begin();
     const auto track = storage_requests::createTrack(megabyte);
     const auto number = end(take(track)).GetExtension(GetTicketStatusReply::base).track_id();
@@ -79,7 +79,7 @@ TEST_P(LoopStorageOver, isDescribedWithItsTracks) {
     EXPECT_EQ(statusOf(described, "EndTimepoint"), "-1");
 }
 
-TEST_P(LoopStorageOver, aTrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
+TEST_P(LoopStorageOver, ATrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
     begin();
     createTrack(megabyte);
     const auto track = createTrack(megabyte);
@@ -106,7 +106,7 @@ TEST_P(LoopStorageOver, aTrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
     EXPECT_TRUE(node(id()));
 }
 
-TEST_P(LoopStorageOver, showsWhoWritesAndWhoReadsATrack) {
+TEST_P(LoopStorageOver, ShowsWhoWritesAndWhoReadsATrack) {
     begin();
     const auto track = createTrack(megabyte);
     const auto trackId = id() + "_track_" + std::to_string(track);
@@ -139,7 +139,7 @@ TEST_P(LoopStorageOver, showsWhoWritesAndWhoReadsATrack) {
 }
 
 // Somebody has cut the file: what lay behind is as unreadable as a bad sector.
-TEST_P(LoopStorageOver, aFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
+TEST_P(LoopStorageOver, AFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
     begin();
     const auto track = createTrack(megabyte);
     const auto trackId = id() + "_track_" + std::to_string(track);
@@ -162,7 +162,7 @@ TEST_P(LoopStorageOver, aFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
     }));
 }
 
-TEST_P(LoopStorageOver, aResizingThatReachesAnotherSizeHasFailed) {
+TEST_P(LoopStorageOver, AResizingThatReachesAnotherSizeHasFailed) {
     begin();
     const auto track = createTrack(megabyte);
     {
@@ -185,7 +185,7 @@ TEST_P(LoopStorageOver, aResizingThatReachesAnotherSizeHasFailed) {
     EXPECT_LT(reached, static_cast<std::int64_t>(megabyte));
 }
 
-TEST_P(LoopStorageOver, givesTicketsInOneRowAndDoesWhatTheySay) {
+TEST_P(LoopStorageOver, GivesTicketsInOneRowAndDoesWhatTheySay) {
     begin();
     EXPECT_EQ(take(storage_requests::createTrack(megabyte)), 10000001);
     const auto first = end(10000001).GetExtension(GetTicketStatusReply::base);
@@ -199,7 +199,7 @@ TEST_P(LoopStorageOver, givesTicketsInOneRowAndDoesWhatTheySay) {
     EXPECT_TRUE(eventually([this] { return node(id())->sub_devices_size() == 0; }));
 }
 
-TEST_P(LoopStorageOver, leavesTheTreeWhenItsServerIsKilledAndComesBack) {
+TEST_P(LoopStorageOver, LeavesTheTreeWhenItsServerIsKilledAndComesBack) {
     begin();
     const auto track = createTrack(megabyte);
     ASSERT_TRUE(eventually([this] { return node(id())->sub_devices_size() == 1; }));
@@ -222,7 +222,7 @@ TEST_P(LoopStorageOver, leavesTheTreeWhenItsServerIsKilledAndComesBack) {
 INSTANTIATE_TEST_SUITE_P(Transports, LoopStorageOver, testing::Values(Over::UnixSocket, Over::Tcp),
                          transportName);
 
-TEST_F(LoopStorage, isTriedAgainEveryFiveSecondsWhileItIsNotThere) {
+TEST_F(LoopStorage, IsTriedAgainEveryFiveSecondsWhileItIsNotThere) {
     useStorage(Over::UnixSocket);
     startService();
     const std::string complaint = "LoopStorageDeviceController on " + std::string(socketPath);
@@ -234,7 +234,7 @@ TEST_F(LoopStorage, isTriedAgainEveryFiveSecondsWhileItIsNotThere) {
     EXPECT_TRUE(service().waitForLog(complaint + " > Storage API version "));
 }
 
-TEST_F(LoopStorage, tellsWhyAnOperationFailed) {
+TEST_F(LoopStorage, TellsWhyAnOperationFailed) {
     startServiceWithStorage(Over::UnixSocket);
     for (const auto ticket : {take(destroyTrack(77)), take(resizeTrack(77, megabyte))}) {
         const auto failed = end(ticket);
@@ -255,7 +255,7 @@ TEST_F(LoopStorage, tellsWhyAnOperationFailed) {
     EXPECT_EQ(node(storageId(Over::UnixSocket))->sub_devices_size(), 0);
 }
 
-TEST_F(LoopStorage, servesRequestsOnPropertiesAndClears) {
+TEST_F(LoopStorage, ServesRequestsOnPropertiesAndClears) {
     startServiceWithStorage(Over::UnixSocket);
     const auto track = createTrack(megabyte);
     EXPECT_EQ(ask(setProperties(track, {{"a", "1"}, {"b", "2"}})).type(),
@@ -268,7 +268,7 @@ TEST_F(LoopStorage, servesRequestsOnPropertiesAndClears) {
     EXPECT_EQ(ask(clearTrack(track)).type(), Reply::CLEAR_TRACK);
 }
 
-TEST_F(LoopStorage, showsAThousandTracks) {
+TEST_F(LoopStorage, ShowsAThousandTracks) {
     startServiceWithStorage(Over::UnixSocket);
     std::vector<std::int64_t> tickets;
     for (int i = 0; i < 1000; ++i) {
@@ -287,7 +287,7 @@ TEST_F(LoopStorage, showsAThousandTracks) {
     EXPECT_TRUE(eventually([&] { return tracks() == 999; }));
 }
 
-TEST_F(LoopStorage, thatHangsLeavesTheTreeAndHoldsNobodyUpForLong) {
+TEST_F(LoopStorage, ThatHangsLeavesTheTreeAndHoldsNobodyUpForLong) {
     startServiceWithStorage(Over::UnixSocket);
     storageServer().signal(SIGSTOP);
     const MachineTime time;
@@ -298,7 +298,7 @@ TEST_F(LoopStorage, thatHangsLeavesTheTreeAndHoldsNobodyUpForLong) {
     EXPECT_TRUE(eventually([this] { return node(storageId(Over::UnixSocket)).has_value(); }, 15s));
 }
 
-TEST_F(LoopStorage, thatHangsHoldsTheShutdownUpForSecondsOnly) {
+TEST_F(LoopStorage, ThatHangsHoldsTheShutdownUpForSecondsOnly) {
     startServiceWithStorage(Over::UnixSocket);
     storageServer().signal(SIGSTOP);
     take(storage_requests::createTrack(megabyte));
@@ -309,7 +309,7 @@ TEST_F(LoopStorage, thatHangsHoldsTheShutdownUpForSecondsOnly) {
     EXPECT_THAT(service().log().all().back(), HasSubstr("Service terminated"));
 }
 
-TEST_F(LoopStorage, aCallToAServerThatHangsCanBeInterrupted) {
+TEST_F(LoopStorage, ACallToAServerThatHangsCanBeInterrupted) {
     startStorage(Over::UnixSocket);
     service::devices::StorageError error;
     const auto connection = service::devices::connectStorage(addressOf(Over::UnixSocket), error);
@@ -325,7 +325,7 @@ TEST_F(LoopStorage, aCallToAServerThatHangsCanBeInterrupted) {
     EXPECT_EQ(tarn_storage_error_get_type(error.get()), TARN_STORAGE_ERROR_CONNECTION);
 }
 
-TEST_F(LoopStorage, operationsThatRunEndBeforeTheServiceDoes) {
+TEST_F(LoopStorage, OperationsThatRunEndBeforeTheServiceDoes) {
     startServiceWithStorage(Over::UnixSocket);
     for (int i = 0; i < 20; ++i) {
         take(storage_requests::createTrack(megabyte));
@@ -342,7 +342,7 @@ ProcessResult tarnctl(std::vector<std::string> arguments) {
     return runProcess(arguments);
 }
 
-TEST_F(LoopStorage, isOperatedFromTheCommandLine) {
+TEST_F(LoopStorage, IsOperatedFromTheCommandLine) {
     startServiceWithStorage(Over::UnixSocket);
     const auto created = tarnctl({"create", "--size", "1M", "--wait"});
     EXPECT_EQ(created.exitStatus, 0) << created.err;
@@ -363,7 +363,7 @@ TEST_F(LoopStorage, isOperatedFromTheCommandLine) {
     EXPECT_THAT(again.err, HasSubstr(track));
 }
 
-TEST_F(LoopStorage, letsAnOperatorEndWhatAWorkerDoes) {
+TEST_F(LoopStorage, LetsAnOperatorEndWhatAWorkerDoes) {
     startServiceWithStorage(Over::UnixSocket);
     const auto track = createTrack(megabyte);
     TrackWriter stuck(addressOf(Over::UnixSocket), track, "camera");
@@ -382,7 +382,7 @@ TEST_F(LoopStorage, letsAnOperatorEndWhatAWorkerDoes) {
     EXPECT_THAT(again.err, HasSubstr("There is no worker " + id));
 }
 
-TEST_F(LoopStorage, isReportedAsMissingWhereNoneIsConfigured) {
+TEST_F(LoopStorage, IsReportedAsMissingWhereNoneIsConfigured) {
     startService();
     const auto refused = ask(remainingSpace());
     EXPECT_EQ(refused.type(), Reply::ERROR);

@@ -63,7 +63,7 @@ class LostStorageClient : public LoopStorage {
     std::int64_t track = -1;
 };
 
-TEST_F(LostStorageClient, thatWroteLeavesTheTrackToTheNextWriter) {
+TEST_F(LostStorageClient, ThatWroteLeavesTheTrackToTheNextWriter) {
     const auto lost = attachFromThere<TrackWriter>("lost");
     lost->write(1, 1000);
     ASSERT_TRUE(shows("WritersList", "lost"));
@@ -80,7 +80,7 @@ TEST_F(LostStorageClient, thatWroteLeavesTheTrackToTheNextWriter) {
 }
 
 // The frame that it asked for is sent to nobody; all of it fits into what the system keeps.
-TEST_F(LostStorageClient, thatIsSentSomethingIsDetached) {
+TEST_F(LostStorageClient, ThatIsSentSomethingIsDetached) {
     const auto lost = attachFromThere<TrackReader>("lost");
     EXPECT_FALSE(lost->read(0ms));
     ASSERT_TRUE(shows("ReadersList", "lost"));
@@ -89,7 +89,7 @@ TEST_F(LostStorageClient, thatIsSentSomethingIsDetached) {
     EXPECT_TRUE(shows("ReadersList", "", bound));
 }
 
-TEST_F(LostStorageClient, noticesThatTheServerIsLost) {
+TEST_F(LostStorageClient, NoticesThatTheServerIsLost) {
     const auto reader = attachFromThere<TrackReader>("follower");
     EXPECT_FALSE(reader->read(0ms));
     far.pullTheCable();

@@ -16,7 +16,7 @@ ProcessResult tarnctl(std::vector<std::string> arguments) {
 
 class Tarnctl : public SystemTest {};
 
-TEST_F(Tarnctl, saysAtOnceThatNobodyListens) {
+TEST_F(Tarnctl, SaysAtOnceThatNobodyListens) {
     const auto result = tarnctl({"info", "--timeout", "60"});
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_LT(result.duration, 30s);
@@ -27,7 +27,7 @@ TEST_F(Tarnctl, saysAtOnceThatNobodyListens) {
     EXPECT_EQ(overTcp.err, "tarnctl: nobody listens on tcp://localhost:5999\n");
 }
 
-TEST_F(Tarnctl, saysAtOnceThatAServiceWasKilled) {
+TEST_F(Tarnctl, SaysAtOnceThatAServiceWasKilled) {
     startService().killHard();
     const auto result = tarnctl({"info", "--timeout", "60"});
     EXPECT_EQ(result.exitStatus, 3);
@@ -36,19 +36,19 @@ TEST_F(Tarnctl, saysAtOnceThatAServiceWasKilled) {
     startService();  // takes over what the killed one left
 }
 
-TEST_F(Tarnctl, waitsForAServiceThatIsBeingStarted) {
+TEST_F(Tarnctl, WaitsForAServiceThatIsBeingStarted) {
     launchService();
     EXPECT_EQ(tarnctl({"info", "--timeout", "20", "--wait-for-service"}).exitStatus, 0);
 }
 
-TEST_F(Tarnctl, showsTheService) {
+TEST_F(Tarnctl, ShowsTheService) {
     startService();
     const auto result = tarnctl({"info"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_NE(result.out.find("TarnService"), std::string::npos) << result.out;
 }
 
-TEST_F(Tarnctl, submitsAJobAndWaitsForItsEnd) {
+TEST_F(Tarnctl, SubmitsAJobAndWaitsForItsEnd) {
     startService();
     const auto good = tarnctl({"jobs", "submit", "--wait", "--pipeline",
                                "videotestsrc is-live=true num-buffers=30 ! fakesink"});
@@ -58,7 +58,7 @@ TEST_F(Tarnctl, submitsAJobAndWaitsForItsEnd) {
     EXPECT_EQ(bad.exitStatus, 1) << bad.out << bad.err;
 }
 
-TEST_F(Tarnctl, waitsForJobsThatAreOverAtOnce) {
+TEST_F(Tarnctl, WaitsForJobsThatAreOverAtOnce) {
     startService();
     for (int i = 0; i < 5; ++i) {
         const auto result = tarnctl(
@@ -67,7 +67,7 @@ TEST_F(Tarnctl, waitsForJobsThatAreOverAtOnce) {
     }
 }
 
-TEST_F(Tarnctl, listsShowsAndStopsAJob) {
+TEST_F(Tarnctl, ListsShowsAndStopsAJob) {
     startService();
     const auto id = utils::UuidGenerator::Generate();
     ASSERT_EQ(tarnctl({"jobs", "submit", "--id", id, "--name", "camera", "--property", "studio=2",
@@ -88,7 +88,7 @@ TEST_F(Tarnctl, listsShowsAndStopsAJob) {
     EXPECT_EQ(tarnctl({"jobs", "show", id}).exitStatus, 1);
 }
 
-TEST_F(Tarnctl, listsAJobWhoseTextsAreNoUtf8) {
+TEST_F(Tarnctl, ListsAJobWhoseTextsAreNoUtf8) {
     startService();
     const std::string bytes = "a\xc0\xaf\xff";
     const auto job = startJob({.pipeline = endless, .id = bytes, .name = bytes});
@@ -103,7 +103,7 @@ TEST_F(Tarnctl, listsAJobWhoseTextsAreNoUtf8) {
     EXPECT_NE(table.out.find("a\\xc0\\xaf\\xff"), std::string::npos) << table.out;
 }
 
-TEST_F(Tarnctl, showsAForgedLineAsAPartOfItsOwn) {
+TEST_F(Tarnctl, ShowsAForgedLineAsAPartOfItsOwn) {
     startService();
     const std::string name = "cam\n2026-11-21 10:00:00,123 FATAL forged\x1b[2J\xc2\x9b";
     const auto id = utils::UuidGenerator::Generate();
