@@ -108,12 +108,12 @@ TEST_F(ListenerHandlersTest, AnEndpointIsAddedOnceTheHandlerInProgressHasReturne
 
 TEST_F(ListenerHandlersTest, AReplyListenerAnswers) {
     const auto endpoint = ipcEndpoint();
-    ListenerRecorder recorder(Protocol::Reply);
-    recorder.reaction = [](const std::string& text, Socket& socket) {
+    ListenerRecorder own(Protocol::Reply);
+    own.reaction = [](const std::string& text, Socket& socket) {
         send(socket, "answer to " + text);
     };
-    add(recorder, endpoint);
-    start(recorder);
+    add(own, endpoint);
+    start(own);
     const auto request = open(Protocol::Request, endpoint, patienceMs);
     send(*request, "a");
     EXPECT_EQ(receive(*request), "answer to a");

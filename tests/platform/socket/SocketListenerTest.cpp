@@ -77,15 +77,15 @@ TEST_F(SocketListenerTest, AnEndpointThatIsRemovedIsFreeAndItsConnectionsAreOver
 
 TEST_F(SocketListenerTest, AnEndpointCanBeRemovedAndAddedAgainAtOnce) {
     for (const auto& endpoint : {ipcEndpoint(), tcpEndpoint(), inProcessEndpoint()}) {
-        ListenerRecorder recorder;
-        add(recorder, endpoint);
-        start(recorder);
+        ListenerRecorder own;
+        add(own, endpoint);
+        start(own);
         for (int round = 0; round < 3; ++round) {
-            remove(recorder, endpoint);
-            add(recorder, endpoint);
+            remove(own, endpoint);
+            add(own, endpoint);
         }
         send(*sender(endpoint), "hello");
-        EXPECT_THAT(recorder.waitFor(1), ElementsAre("hello"));
+        EXPECT_THAT(own.waitFor(1), ElementsAre("hello"));
     }
 }
 
@@ -201,9 +201,9 @@ TEST_F(SocketListenerTest, ManyThreadsMayAddAtOnce) {
 TEST_F(SocketListenerTest, DestroyingAStartedListenerStopsIt) {
     const auto endpoint = ipcEndpoint();
     {
-        ListenerRecorder recorder;
-        add(recorder, endpoint);
-        start(recorder);
+        ListenerRecorder own;
+        add(own, endpoint);
+        start(own);
     }
     EXPECT_NO_THROW(open(Protocol::Pull, endpoint));
 }
