@@ -59,13 +59,11 @@ Machine::Machine(const Places& places) : where(places) {
         "</PersistentJobsFolder>" + captureFormatFile + "</Paths>" + where.configuration());
     others.push_back(
         {.name = "gateway",
-         .command = {"prlimit", underFewDescriptors, "--",
-                     "/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events", where.events,
-                     "--publish", where.published, "--requests", where.requests}});
-    others.push_back(
-        {.name = "host monitor",
-         .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
-                     where.monitor, "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
+         .command = {"prlimit", underFewDescriptors, "--", test::gatewayProgram, "--events",
+                     where.events, "--publish", where.published, "--requests", where.requests}});
+    others.push_back({.name = "host monitor",
+                      .command = {test::hostMonitorProgram, "--endpoint", where.monitor,
+                                  "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
     others.push_back({.name = OddDevice::name, .command = odd.command()});
     for (auto& companion : others) {
         start(companion);

@@ -46,7 +46,7 @@ std::vector<std::string> entriesOf(const fs::path& folder, const std::string& be
 }  // namespace
 
 void CaptureBed::configureIngest() const {
-    configureIngest(program);
+    configureIngest(ingestProgram);
 }
 
 void CaptureBed::configureIngest(const std::string& commandLine,
@@ -89,16 +89,11 @@ void CaptureBed::TearDown() {
 }
 
 std::unique_ptr<Process> CaptureBed::startIngest(const std::vector<std::string>& options) {
-    std::vector<std::string> command = {program};
+    std::vector<std::string> command = {ingestProgram};
     command.insert(command.end(), options.begin(), options.end());
     auto ingest = std::make_unique<Process>(command);
     EXPECT_TRUE(ingest->output().waitFor("answers on", 0).has_value());
     return ingest;
-}
-
-ProcessResult CaptureBed::tarnctl(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "/opt/halden/halden-tarn-service/bin/tarnctl");
-    return runProcess(arguments, {}, 40s);
 }
 
 namespace {

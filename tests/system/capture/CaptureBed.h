@@ -25,8 +25,6 @@ class CaptureBed : public SystemTest {
     /// Starts one by hand and waits until it answers.
     static std::unique_ptr<Process> startIngest(const std::vector<std::string>& options);
 
-    static ProcessResult tarnctl(std::vector<std::string> arguments);
-
     struct Lines {
         std::string count;
         std::string fieldMode;
@@ -55,8 +53,6 @@ class CaptureBed : public SystemTest {
     static std::size_t descriptorsOf(pid_t process);
 
     static constexpr auto persistentFile = "/tmp/deltacast.format";
-    static constexpr auto program =
-        "/opt/halden/halden-kln-sdi-ingest-service/bin/KLN-SDI-Ingest-Service";
     static constexpr auto endpoint = "ipc:///tmp/deltacast";
 };
 

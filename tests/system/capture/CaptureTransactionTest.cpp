@@ -96,9 +96,10 @@ TEST_F(CaptureTransaction, AfterARefusedFormatTheNextOneIsLaunchedInTheNextCycle
     ASSERT_TRUE(service().waitForLog("> ... Failed"));
     orderFormat({"720", "p", "50"}, {"0"});
     EXPECT_TRUE(eventuallyWithin(3s, [&] {
-        return service().log().contains("Starting Deltacast service: " + std::string(program) +
-                                        " --pixel-format uyvy422_8 --board0-input-list '0 ' "
-                                        "--board0-input-frameoffset '0 ' --line-count 720");
+        return service().log().contains(
+            "Starting Deltacast service: " + std::string(ingestProgram) +
+            " --pixel-format uyvy422_8 --board0-input-list '0 ' "
+            "--board0-input-frameoffset '0 ' --line-count 720");
     }));
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
@@ -162,7 +163,7 @@ TEST_F(CaptureFileThatIsAMountPoint, KeepsTheLastFormatInAFolderThatCannotBeWrit
     std::ofstream(file).flush();
     ASSERT_EQ(::mount("/tmp/outside", file.c_str(), nullptr, MS_BIND, nullptr), 0);
     ASSERT_EQ(::mount(nullptr, folder, nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
-    configureIngest(program, file);
+    configureIngest(ingestProgram, file);
     startService();
     EXPECT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
     EXPECT_TRUE(service().log().contains("Save OK"));

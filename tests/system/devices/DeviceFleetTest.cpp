@@ -18,7 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto published = publishedEvents;
-constexpr auto gatewayProgram = "/opt/halden/halden-tarn-gateway/bin/tarnGateway";
 
 unsigned setting(const char* name, unsigned usual) {
     const char* const text = std::getenv(name);

@@ -16,7 +16,6 @@ using proto::api_service::ServiceToApiReplyGetMonitoringInfo;
 using proto::service_event::ServiceEvent;
 using proto::service_event::ServiceEventBatch;
 
-constexpr auto hostMonitor = "/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor";
 constexpr auto device = "ipc:///tmp/test-device";
 
 class Devices : public SystemTest {
@@ -73,8 +72,8 @@ class Devices : public SystemTest {
     }
 
     static std::unique_ptr<Process> startDevice() {
-        return std::make_unique<Process>(std::vector<std::string>{hostMonitor, "--endpoint", device,
-                                                                  "--event-endpoint",
+        return std::make_unique<Process>(std::vector<std::string>{hostMonitorProgram, "--endpoint",
+                                                                  device, "--event-endpoint",
                                                                   "ipc:///tmp/test-device-events"});
     }
 

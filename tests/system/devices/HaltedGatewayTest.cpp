@@ -15,7 +15,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto published = publishedEvents;
-constexpr auto gatewayProgram = "/opt/halden/halden-tarn-gateway/bin/tarnGateway";
 constexpr auto lostBatch = "Internal Event Emitter > Failed sending events on ";
 
 class HaltedGateway : public SystemTest {

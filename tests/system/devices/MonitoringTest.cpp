@@ -12,19 +12,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto gatewayProgram = "/opt/halden/halden-tarn-gateway/bin/tarnGateway";
-constexpr auto hostMonitorProgram = "/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor";
-constexpr auto tarnctlProgram = "/opt/halden/halden-tarn-service/bin/tarnctl";
-
-std::vector<std::string> commandLine(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), tarnctlProgram);
-    return arguments;
-}
-
-ProcessResult tarnctl(std::vector<std::string> arguments) {
-    return runProcess(commandLine(std::move(arguments)));
-}
-
 class Monitoring : public SystemTest {
   protected:
     void TearDown() override {
@@ -87,7 +74,7 @@ TEST_F(Monitoring, TheHostIsInTheListAndInTheTree) {
 TEST_F(Monitoring, AFollowerSeesTheHostComeGoAndComeAgain) {
     startGateway();
     startServiceWithHost();
-    Process follower(commandLine({"events", "--follow"}));
+    Process follower(tarnctlCommand({"events", "--follow"}));
     // What happens before it listens it does not see.
     const auto comesAndGoes = [&] {
         startHostMonitor();
@@ -109,7 +96,7 @@ TEST_F(Monitoring, ATreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
     startGateway();
     startHostMonitor();
     startServiceWithHost();
-    Process watcher(commandLine({"tree", "--watch", "Host-studio.memory"}));
+    Process watcher(tarnctlCommand({"tree", "--watch", "Host-studio.memory"}));
     EXPECT_TRUE(watcher.output().waitFor("Available: "));
     end(gateway);
     startGateway();
@@ -136,7 +123,7 @@ TEST_F(Monitoring, WithoutAGatewayItIsSaidWithinTheTimeout) {
 }
 
 TEST_F(Monitoring, WithoutAGatewayTheEventsCanBeReceivedInItsPlace) {
-    Process receiver(commandLine({"events", "--bind", "--follow", "--count", "1"}));
+    Process receiver(tarnctlCommand({"events", "--bind", "--follow", "--count", "1"}));
     ASSERT_TRUE(eventually([] { return ::access("/tmp/events", F_OK) == 0; }));
     startHostMonitor();
     startServiceWithHost();

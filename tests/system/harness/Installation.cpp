@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace tarn::test {
 
@@ -33,6 +34,15 @@ void write(const std::string& path, const std::string& text) {
 }
 
 }  // namespace
+
+std::vector<std::string> tarnctlCommand(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "/opt/halden/halden-tarn-service/bin/tarnctl");
+    return arguments;
+}
+
+ProcessResult tarnctl(std::vector<std::string> arguments, std::chrono::milliseconds bound) {
+    return runProcess(tarnctlCommand(std::move(arguments)), {}, bound);
+}
 
 void removeConfiguration() {
     std::filesystem::remove(configurationFile);

@@ -17,11 +17,6 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 namespace monitoring = proto::job_monitoring;
 
-ProcessResult tarnctl(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "/opt/halden/halden-tarn-service/bin/tarnctl");
-    return runProcess(arguments);
-}
-
 class Restarts : public PersistentFixture {
   protected:
     static constexpr auto failing =
@@ -127,8 +122,7 @@ TEST_F(Restarts, AreInTheLogThatTheClientShows) {
     EXPECT_EQ(shown.exitStatus, 0) << shown.err;
     EXPECT_NE(shown.out.find("Played again in 500 ms"), std::string::npos) << shown.out;
 
-    Process follower(
-        {"/opt/halden/halden-tarn-service/bin/tarnctl", "jobs", "log", job.id(), "--follow"});
+    Process follower(tarnctlCommand({"jobs", "log", job.id(), "--follow"}));
     EXPECT_TRUE(follower.waitForOut("Played again in 1000 ms"));
     EXPECT_TRUE(job.destroy());
     const auto followed = follower.wait();

@@ -31,8 +31,7 @@ class Submissions : public SystemTest {
     }
 
     static ProcessResult submitAndWait(const std::string& pipeline) {
-        return runProcess({"/opt/halden/halden-tarn-service/bin/tarnctl", "jobs", "submit",
-                           "--wait", "--pipeline", pipeline});
+        return tarnctl({"jobs", "submit", "--wait", "--pipeline", pipeline});
     }
 };
 

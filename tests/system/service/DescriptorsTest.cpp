@@ -146,7 +146,7 @@ TEST_F(Descriptors, ThatRunShortCostNobodyWhoIsInAnythingOverTcp) {
 }
 
 TEST_F(Descriptors, DoNotEndTheGatewayWhenTheyRunShort) {
-    Process gateway(limited("/opt/halden/halden-tarn-gateway/bin/tarnGateway"));
+    Process gateway(limited(gatewayProgram));
     ASSERT_TRUE(gateway.output().waitFor("started: ", 0));
     auto subscribers = onPath("/tmp/events.pub");
     subscribers.connect(1100);

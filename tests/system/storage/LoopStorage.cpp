@@ -25,7 +25,6 @@ using service::devices::StorageError;
 
 namespace {
 
-constexpr auto program = "/opt/halden/halden-tarn-loop-storage/bin/tarnLoopStorage";
 constexpr std::uint16_t port = 20300;
 
 std::vector<std::string> listening(Over transport, const std::string& path) {
@@ -77,7 +76,7 @@ Process& LoopStorage::startStorage(Over transport) {
 
 Process& LoopStorage::startStorage(const std::vector<std::string>& options,
                                    const StorageAddress& reachedAt) {
-    std::vector<std::string> command = {program, "--directory", tracksFolder};
+    std::vector<std::string> command = {loopStorageProgram, "--directory", tracksFolder};
     command.insert(command.end(), options.begin(), options.end());
     server = std::make_unique<Process>(command);
     StorageError error;
@@ -119,16 +118,11 @@ Reply LoopStorage::ask(const Request& request) {
 std::int64_t LoopStorage::take(const Request& request) {
     const auto reply = ask(request);
     EXPECT_TRUE(reply.success()) << reply.error_message();
-    switch (reply.type()) {
-        case Reply::CREATE_TRACK:
-            return reply.GetExtension(CreateTrackReply::base).ticket();
-        case Reply::RESIZE_TRACK:
-            return reply.GetExtension(ResizeTrackReply::base).ticket();
-        case Reply::DESTROY_TRACK:
-            return reply.GetExtension(DestroyTrackReply::base).ticket();
-        default:
-            throw std::runtime_error("no ticket was given");
+    const auto ticket = ticketIn(reply);
+    if (ticket == 0) {
+        throw std::runtime_error("no ticket was given");
     }
+    return ticket;
 }
 
 Reply LoopStorage::end(std::int64_t ticket) {

@@ -336,29 +336,29 @@ TEST_F(LoopStorage, OperationsThatRunEndBeforeTheServiceDoes) {
     EXPECT_TRUE(eventually([&] { return node(id) && node(id)->sub_devices_size() == 20; }));
 }
 
-ProcessResult tarnctl(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(),
-                     {"/opt/halden/halden-tarn-service/bin/tarnctl", "--timeout", "10", "storage"});
-    return runProcess(arguments);
+ProcessResult storageCommand(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"--timeout", "10", "storage"});
+    return tarnctl(std::move(arguments));
 }
 
 TEST_F(LoopStorage, IsOperatedFromTheCommandLine) {
     startServiceWithStorage(Over::UnixSocket);
-    const auto created = tarnctl({"create", "--size", "1M", "--wait"});
+    const auto created = storageCommand({"create", "--size", "1M", "--wait"});
     EXPECT_EQ(created.exitStatus, 0) << created.err;
     EXPECT_THAT(created.out, HasSubstr("ticket 10000001 finished: track "));
     const auto track = created.out.substr(created.out.rfind(' ') + 1, 1);
-    EXPECT_THAT(tarnctl({"properties", track, "set", "Name=studio"}).out, HasSubstr("studio"));
+    EXPECT_THAT(storageCommand({"properties", track, "set", "Name=studio"}).out,
+                HasSubstr("studio"));
     EXPECT_TRUE(eventually(
-        [] { return tarnctl({"tracks"}).out.find("Name=studio") != std::string::npos; }));
-    EXPECT_THAT(tarnctl({"show", track}).out, HasSubstr("1 MiB"));
-    EXPECT_EQ(tarnctl({"resize", track, "--size", "2M", "--wait"}).exitStatus, 0);
-    EXPECT_EQ(tarnctl({"ticket", "10000002"}).out, "ticket 10000002 finished\n");
-    EXPECT_THAT(tarnctl({"space"}).out, HasSubstr("iB left"));
-    EXPECT_EQ(tarnctl({"clear", track}).exitStatus, 0);
-    EXPECT_EQ(tarnctl({"properties", track, "remove", "Name"}).out, "no properties\n");
-    EXPECT_EQ(tarnctl({"destroy", track, "--wait"}).exitStatus, 0);
-    const auto again = tarnctl({"destroy", track, "--wait"});
+        [] { return storageCommand({"tracks"}).out.find("Name=studio") != std::string::npos; }));
+    EXPECT_THAT(storageCommand({"show", track}).out, HasSubstr("1 MiB"));
+    EXPECT_EQ(storageCommand({"resize", track, "--size", "2M", "--wait"}).exitStatus, 0);
+    EXPECT_EQ(storageCommand({"ticket", "10000002"}).out, "ticket 10000002 finished\n");
+    EXPECT_THAT(storageCommand({"space"}).out, HasSubstr("iB left"));
+    EXPECT_EQ(storageCommand({"clear", track}).exitStatus, 0);
+    EXPECT_EQ(storageCommand({"properties", track, "remove", "Name"}).out, "no properties\n");
+    EXPECT_EQ(storageCommand({"destroy", track, "--wait"}).exitStatus, 0);
+    const auto again = storageCommand({"destroy", track, "--wait"});
     EXPECT_EQ(again.exitStatus, 1);
     EXPECT_THAT(again.err, HasSubstr(track));
 }
@@ -367,17 +367,17 @@ TEST_F(LoopStorage, LetsAnOperatorEndWhatAWorkerDoes) {
     startServiceWithStorage(Over::UnixSocket);
     const auto track = createTrack(megabyte);
     TrackWriter stuck(addressOf(Over::UnixSocket), track, "camera");
-    const auto listed = tarnctl({"workers"});
+    const auto listed = storageCommand({"workers"});
     EXPECT_THAT(listed.out, HasSubstr("writer"));
     EXPECT_THAT(listed.out, HasSubstr("camera"));
     EXPECT_THAT(listed.out, HasSubstr("process " + std::to_string(::getpid())));
-    const auto document = nlohmann::json::parse(tarnctl({"workers", "--json"}).out);
+    const auto document = nlohmann::json::parse(storageCommand({"workers", "--json"}).out);
     const std::string id = document["workers"][0]["worker_id"];
-    EXPECT_EQ(tarnctl({"workers", "evict", id}).out, "worker " + id + " evicted\n");
-    EXPECT_TRUE(eventually([] { return tarnctl({"workers"}).out == "no workers\n"; }));
+    EXPECT_EQ(storageCommand({"workers", "evict", id}).out, "worker " + id + " evicted\n");
+    EXPECT_TRUE(eventually([] { return storageCommand({"workers"}).out == "no workers\n"; }));
     EXPECT_TRUE(eventually([&] { return end(take(destroyTrack(track))).success(); }));
     EXPECT_THROW(stuck.write(1, 10), std::runtime_error);
-    const auto again = tarnctl({"workers", "evict", id});
+    const auto again = storageCommand({"workers", "evict", id});
     EXPECT_EQ(again.exitStatus, 1);
     EXPECT_THAT(again.err, HasSubstr("There is no worker " + id));
 }
@@ -387,7 +387,7 @@ TEST_F(LoopStorage, IsReportedAsMissingWhereNoneIsConfigured) {
     const auto refused = ask(remainingSpace());
     EXPECT_EQ(refused.type(), Reply::ERROR);
     EXPECT_EQ(refused.error_message(), "Storage device controller not found");
-    const auto run = tarnctl({"space"});
+    const auto run = storageCommand({"space"});
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_THAT(run.err, HasSubstr("Storage device controller not found"));
 }

@@ -9,11 +9,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-ProcessResult tarnctl(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "/opt/halden/halden-tarn-service/bin/tarnctl");
-    return runProcess(arguments);
-}
-
 class Tarnctl : public SystemTest {};
 
 TEST_F(Tarnctl, SaysAtOnceThatNobodyListens) {
