@@ -22,9 +22,8 @@ void FakeDevice::begin() {
     auto socket = std::make_unique<socket::Socket>("fake device", socket::ClosePolicy::Flush);
     socket->createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(address),
                              0);
-    thread = std::jthread([this, socket = std::move(socket)](const std::stop_token& stop) {
-        run(*socket, stop);
-    });
+    thread = std::jthread(
+        [this, socket = std::move(socket)](const std::stop_token& stop) { run(*socket, stop); });
 }
 
 void FakeDevice::die() {
