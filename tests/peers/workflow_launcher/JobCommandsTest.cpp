@@ -3,7 +3,9 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {

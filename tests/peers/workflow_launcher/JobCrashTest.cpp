@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {

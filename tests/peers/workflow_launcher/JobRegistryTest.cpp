@@ -1,4 +1,5 @@
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {

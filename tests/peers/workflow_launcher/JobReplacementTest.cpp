@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {

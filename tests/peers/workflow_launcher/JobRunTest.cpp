@@ -1,6 +1,8 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {

@@ -4,6 +4,7 @@
 
 #include "platform/socket/Socket.h"
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
 
 namespace tarn::test {

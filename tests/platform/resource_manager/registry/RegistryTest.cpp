@@ -11,8 +11,8 @@
 
 namespace tarn::resource_manager {
 
-using test::deadJob;
 using tarn::test::ForkedProcess;
+using test::deadJob;
 using test::idOf;
 using test::idsOf;
 using test::jobOf;
