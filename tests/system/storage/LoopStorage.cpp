@@ -25,18 +25,17 @@ using service::devices::StorageError;
 
 namespace {
 
-constexpr std::uint16_t port = 20300;
-
 std::vector<std::string> listening(Over transport, const std::string& path) {
     return transport == Over::Tcp
-               ? std::vector<std::string>{"--tcp", "127.0.0.1:" + std::to_string(port)}
+               ? std::vector<std::string>{"--tcp", "127.0.0.1:" + std::to_string(storagePort)}
                : std::vector<std::string>{"--unix", path};
 }
 
 }  // namespace
 
 StorageAddress LoopStorage::addressOf(Over transport) {
-    return transport == Over::Tcp ? StorageAddress{"127.0.0.1", port} : StorageAddress{socketPath};
+    return transport == Over::Tcp ? StorageAddress{"127.0.0.1", storagePort}
+                                  : StorageAddress{socketPath};
 }
 
 void LoopStorage::TearDown() {
@@ -62,10 +61,10 @@ void LoopStorage::TearDown() {
 
 void LoopStorage::useStorage(Over transport, const std::string& furtherSections) const {
     const auto address = addressOf(transport);
-    const auto elements =
-        transport == Over::Tcp
-            ? "<InterfaceType>tcp</InterfaceType><TcpPort>" + std::to_string(port) + "</TcpPort>"
-            : std::string("<InterfaceType>unix</InterfaceType>");
+    const auto elements = transport == Over::Tcp
+                              ? "<InterfaceType>tcp</InterfaceType><TcpPort>" +
+                                    std::to_string(storagePort) + "</TcpPort>"
+                              : std::string("<InterfaceType>unix</InterfaceType>");
     configureSections("<Storage type=\"LoopStorage\">" + elements + "<InterfaceAddress>" +
                       address.address + "</InterfaceAddress></Storage>" + furtherSections);
 }

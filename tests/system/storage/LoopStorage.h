@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,11 +13,14 @@
 
 namespace tarn::test {
 
+constexpr std::uint64_t megabyte = 1 << 20;
+constexpr std::uint16_t storagePort = 20300;
+
 /// How the service reaches the storage server.
 enum class Over { UnixSocket, Tcp };
 
-/// A service with a loop storage server, which are both the built programs. Over TCP by the port
-/// 20300 of the test's own loopback network.
+/// A service with a loop storage server, which are both the built programs. Over TCP by
+/// `storagePort` of the test's own loopback network.
 class LoopStorage : public SystemTest {
   protected:
     using Request = storage_requests::Request;

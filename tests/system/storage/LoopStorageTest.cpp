@@ -22,7 +22,6 @@ using namespace storage_requests;
 using Clock = std::chrono::steady_clock;
 using testing::HasSubstr;
 
-constexpr std::uint64_t megabyte = 1 << 20;
 constexpr auto noConnection = "No connection to storage server";
 
 std::string transportName(const testing::TestParamInfo<Over>& transport) {

@@ -19,8 +19,6 @@ using namespace std::chrono_literals;
 using namespace storage_requests;
 using service::devices::StorageAddress;
 
-constexpr std::uint64_t megabyte = 1 << 20;
-constexpr auto port = 20300;
 // Two seconds are what the system can do; what is on its way may be noticed a little later.
 constexpr auto patience = "2";
 constexpr auto bound = 10s;
@@ -30,7 +28,7 @@ class LostStorageClient : public LoopStorage {
     void SetUp() override {
         LoopStorage::SetUp();
         startStorage({"--unix", socketPath, "--client-timeout", patience, "--tcp",
-                      FarMachine::addressHere + (":" + std::to_string(port))},
+                      FarMachine::addressHere + (":" + std::to_string(storagePort))},
                      StorageAddress{socketPath});
         useStorage(Over::UnixSocket);
         startService();
@@ -43,8 +41,8 @@ class LostStorageClient : public LoopStorage {
     std::unique_ptr<Worker> attachFromThere(const std::string& name) {
         std::unique_ptr<Worker> worker;
         far.run([&] {
-            worker = std::make_unique<Worker>(StorageAddress{FarMachine::addressHere, port}, track,
-                                              name);
+            worker = std::make_unique<Worker>(StorageAddress{FarMachine::addressHere, storagePort},
+                                              track, name);
         });
         return worker;
     }

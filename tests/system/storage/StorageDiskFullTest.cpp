@@ -19,7 +19,6 @@ using namespace proto::loop_storage;
 using namespace storage_requests;
 using testing::HasSubstr;
 
-constexpr std::uint64_t megabyte = 1 << 20;
 constexpr auto noSpace = "No space left on device";
 
 class StorageDiskFull : public LoopStorage {

@@ -18,7 +18,6 @@ namespace {
 using service::devices::connectStorage;
 using service::devices::StorageError;
 
-constexpr std::uint64_t megabyte = 1 << 20;
 constexpr auto bootId = "/proc/sys/kernel/random/boot_id";
 constexpr int frames = 47;
 
