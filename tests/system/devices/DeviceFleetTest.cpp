@@ -17,8 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto published = publishedEvents;
-
 unsigned setting(const char* name, unsigned usual) {
     const char* const text = std::getenv(name);
     return text == nullptr ? usual : static_cast<unsigned>(std::stoul(text));
@@ -180,12 +178,12 @@ void expectEqual(const Devices& actual, const Devices& expected, const std::stri
 
 TEST_F(DeviceFleet, IsSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
     startService();
-    const GatewayFollower first(published);
-    const GatewayFollower second(published);
+    const GatewayFollower first(publishedEvents);
+    const GatewayFollower second(publishedEvents);
     // One that subscribes and never reads.
     socket::Socket slow("Slow", socket::ClosePolicy::Discard);
     slow.createAndConnect(socket::Protocol::Subscribe,
-                          socket::SocketEndpoint::FromString(published), 0);
+                          socket::SocketEndpoint::FromString(publishedEvents), 0);
 
     for (unsigned n = 0; n < setting("TARN_FLEET_ACTIONS", 40); ++n) {
         act();
@@ -201,14 +199,14 @@ TEST_F(DeviceFleet, IsSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
         expectEqual(follower->devices(), said, "at a subscriber");
         EXPECT_EQ(follower->problems(), std::vector<std::string>());
     }
-    const GatewayFollower newcomer(published);
+    const GatewayFollower newcomer(publishedEvents);
     EXPECT_TRUE(newcomer.waitForBatchAfter(0));
     expectEqual(newcomer.devices(), said, "at a newcomer");
 }
 
 TEST_F(DeviceFleet, IsSeenAsItIsAfterTheGatewayAndTheServiceWereKilled) {
     startService();
-    const GatewayFollower follower(published);
+    const GatewayFollower follower(publishedEvents);
     ASSERT_TRUE(follower.waitForBatchAfter(0));
     gateway->signal(SIGKILL);
     gateway->waitForEnd(10s);

@@ -18,7 +18,7 @@ using proto::service_event::ServiceEventBatch;
 
 constexpr auto device = "ipc:///tmp/test-device";
 
-class Devices : public SystemTest {
+class DevicesTest : public SystemTest {
   protected:
     void TearDown() override {
         events.close();
@@ -89,7 +89,7 @@ class Devices : public SystemTest {
     socket::Socket events{"events", socket::ClosePolicy::Discard};
 };
 
-TEST_F(Devices, AnEmptyBatchIsSentEverySecondWhenNothingHappens) {
+TEST_F(DevicesTest, AnEmptyBatchIsSentEverySecondWhenNothingHappens) {
     listen("ipc:///tmp/events");
     startService();
     nextBatch();
@@ -104,7 +104,7 @@ TEST_F(Devices, AnEmptyBatchIsSentEverySecondWhenNothingHappens) {
     EXPECT_EQ(devicesInTheTree(), 0);
 }
 
-TEST_F(Devices, AnEventsEndpointOnEveryInterfaceIsReachedAsThisMachine) {
+TEST_F(DevicesTest, AnEventsEndpointOnEveryInterfaceIsReachedAsThisMachine) {
     configureSections("<Endpoints><EventsEndpoint>tcp://*:20200</EventsEndpoint></Endpoints>");
     listen("tcp://127.0.0.1:20200");
     startService();
@@ -112,7 +112,7 @@ TEST_F(Devices, AnEventsEndpointOnEveryInterfaceIsReachedAsThisMachine) {
     EXPECT_EQ(api().info()->events_endpoint(), "tcp://*:20200");
 }
 
-TEST_F(Devices, WithoutAReceiverOfEventsTheServiceSaysSoOnceAndServes) {
+TEST_F(DevicesTest, WithoutAReceiverOfEventsTheServiceSaysSoOnceAndServes) {
     startService();
     EXPECT_TRUE(service().waitForLog(
         "ERROR Internal Event Emitter > Failed creating event emitter socket: "));
@@ -121,7 +121,7 @@ TEST_F(Devices, WithoutAReceiverOfEventsTheServiceSaysSoOnceAndServes) {
     EXPECT_EQ(service().log().count("Internal Event Emitter"), 1U);
 }
 
-TEST_F(Devices, ADeviceThatIsKilledLeavesTheTreeAndComesBack) {
+TEST_F(DevicesTest, ADeviceThatIsKilledLeavesTheTreeAndComesBack) {
     listen("ipc:///tmp/events");
     auto running = startDevice();
     startServiceWithDevice();
@@ -137,7 +137,7 @@ TEST_F(Devices, ADeviceThatIsKilledLeavesTheTreeAndComesBack) {
     EXPECT_EQ(running->waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
 }
 
-TEST_F(Devices, ADeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
+TEST_F(DevicesTest, ADeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
     listen("ipc:///tmp/events");
     const auto running = startDevice();
     startServiceWithDevice();
@@ -152,7 +152,7 @@ TEST_F(Devices, ADeviceThatIsHaltedLeavesTheTreeAndComesBackWhenItGoesOn) {
     EXPECT_EQ(running->waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
 }
 
-TEST_F(Devices, ADeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
+TEST_F(DevicesTest, ADeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
     const auto running = misbehavingDevice({"--event-endpoint", "ipc:///tmp/test-device-events"});
     startServiceWithDevice();
     ASSERT_TRUE(running->output().waitFor("REQUEST PING"));
@@ -170,7 +170,7 @@ TEST_F(Devices, ADeviceThatTellsItsEventsIsPingedEveryThreeSeconds) {
 
 // One hangs in each step: before its description, at its first poll, at its first ping, in the
 // middle of an answer; and one is not there.
-TEST_F(Devices, ThatHangAtEveryStepDoNotHoldUpTheShutdown) {
+TEST_F(DevicesTest, ThatHangAtEveryStepDoNotHoldUpTheShutdown) {
     const std::vector<std::vector<std::string>> hanging = {
         {"--replies", "silence"},
         {"--replies", "silence", "--good-replies", "1"},
@@ -205,7 +205,7 @@ TEST_F(Devices, ThatHangAtEveryStepDoNotHoldUpTheShutdown) {
     }
 }
 
-TEST_F(Devices, ADeviceThatHangsDoesNotHoldUpTheShutdown) {
+TEST_F(DevicesTest, ADeviceThatHangsDoesNotHoldUpTheShutdown) {
     const auto running = startDevice();
     startServiceWithDevice();
     ASSERT_TRUE(eventually([this] { return devicesInTheTree() == 1; }));

@@ -14,7 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto published = publishedEvents;
 constexpr auto lostBatch = "Internal Event Emitter > Failed sending events on ";
 
 class HaltedGateway : public SystemTest {
@@ -69,7 +68,7 @@ TEST_F(HaltedGateway, LeavesNoFollowerWithAnOldTree) {
     auto& changing = startDevice("changing", {"--seed", "7", "--changes", "23"});
     configureSections(sections);
     startService();
-    const GatewayFollower follower(published);
+    const GatewayFollower follower(publishedEvents);
     ASSERT_TRUE(eventually([&] { return follower.devices().size() == 5; }, 20s));
 
     const auto before = changing.output().all().size();
@@ -84,7 +83,7 @@ TEST_F(HaltedGateway, LeavesNoFollowerWithAnOldTree) {
     EXPECT_EQ(said.size(), 5U);
     EXPECT_EQ(follower.devices(), said);
     EXPECT_EQ(follower.problems(), std::vector<std::string>());
-    const GatewayFollower newcomer(published);
+    const GatewayFollower newcomer(publishedEvents);
     EXPECT_TRUE(newcomer.waitForBatchAfter(0));
     EXPECT_EQ(newcomer.devices(), said);
 }

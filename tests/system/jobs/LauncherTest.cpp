@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "platform/utils/UuidGenerator.h"
+#include "proto/service_job.pb.h"
 #include "tests/support/FakeSetupPeer.h"
 #include "tests/support/MachineTime.h"
 #include "tests/support/Responder.h"
