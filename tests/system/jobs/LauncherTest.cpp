@@ -18,7 +18,7 @@ namespace job = proto::service_job;
 namespace {
 
 using namespace std::chrono_literals;
-using Setup = job::ServiceToJobRequestSetup;
+using JobSetup = job::ServiceToJobRequestSetup;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
@@ -48,13 +48,13 @@ class Launcher : public SystemTest {
     }
 
     /// Submits; the job that is launched takes its setup and answers with `reply`, or never.
-    Setup launch(const JobOrder& order, const google::protobuf::Message* reply,
-                 const std::string& label = {}) {
+    JobSetup launch(const JobOrder& order, const google::protobuf::Message* reply,
+                    const std::string& label = {}) {
         EXPECT_TRUE(api().submit(order));
         const auto command = launchOf(label.empty() ? order.id : label);
         peer.emplace(setupEndpointIn(command), request, reply);
         EXPECT_TRUE(peer->gotRequest());
-        return request.GetExtension(Setup::base);
+        return request.GetExtension(JobSetup::base);
     }
 
     static job::JobToServiceReply setupReply(bool success, const std::string& error = {}) {
@@ -121,7 +121,7 @@ TEST_F(Launcher, GetsTheSetupOfTheJob) {
     const auto reply = setupReply(true);
     peer.emplace(setupEndpointIn(command), request, &reply);
     ASSERT_TRUE(peer->gotRequest());
-    const auto setup = request.GetExtension(Setup::base);
+    const auto setup = request.GetExtension(JobSetup::base);
     EXPECT_EQ(setup.job_description().name(), "camera");
     EXPECT_EQ(setup.job_configuration(), "a pipeline");
     EXPECT_EQ(setup.first_job_endpoint(), given->commandEndpoint);
