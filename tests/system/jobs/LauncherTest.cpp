@@ -7,7 +7,6 @@
 #include "proto/service_job.pb.h"
 #include "tests/support/FakeSetupPeer.h"
 #include "tests/support/MachineTime.h"
-#include "tests/support/Responder.h"
 #include "tests/system/harness/RawSocket.h"
 #include "tests/system/harness/SystemTest.h"
 
@@ -201,8 +200,11 @@ TEST_F(Launcher, ThatRefusesIsReportedWithItsReason) {
 
 TEST_F(Launcher, ThatAnswersWithRandomBytesIsReported) {
     startWithIdleLauncher();
-    const auto reply = garbage();
-    launch({.pipeline = "p", .id = id}, reply.get());
+    ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
+    RawSocket raw(RawSocket::Kind::Reply);
+    raw.bind(setupEndpointIn(launchOf(id)));
+    ASSERT_TRUE(raw.receive(5s));
+    raw.send({"\xff\xfe\x01random"});
     expectFailure("Failed starting external job: ");
 }
 
