@@ -76,9 +76,7 @@ struct RegistryEntryTest : testing::Test {
             std::optional<JobClaim> claim;
             hold(claim);
             entry->enter();
-            for (int n = 0; n < pauses; ++n) {
-                test::pauseBetweenTries();
-            }
+            eventually([pauses, n = 0]() mutable { return n++ == pauses; });
             claim.reset();
             afterwards();
             EXPECT_TRUE(eventually([&] {

@@ -18,6 +18,7 @@
 #include "tests/peers/support/JobClient.h"
 #include "tests/peers/support/JobEvents.h"
 #include "tests/peers/support/TestService.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::peers {
