@@ -27,7 +27,7 @@ class BareRelay {
     std::string exit() const { return endpoint + ".pub"; }
 
     /// The process at the exit.
-    pid_t publisher() const { return last->processId(); }
+    pid_t publisher() const { return last->id(); }
 
   private:
     std::string middle() const { return endpoint + ".relay"; }
