@@ -37,10 +37,10 @@ void enlarge(const std::string& from, const std::string& to) {
 BareRelay::BareRelay(Steps steps)
     : steps(steps), endpoint("ipc:///tmp/" + utils::UuidGenerator::Generate()) {
     const bool isLong = steps == Steps::Three;
-    last = std::make_unique<ChildProcess>(
+    last = std::make_unique<test::ForkedProcess>(
         [this, isLong] { publish(isLong ? middle() : entry(), exit()); });
     if (isLong) {
-        first = std::make_unique<ChildProcess>([this] { enlarge(entry(), middle()); });
+        first = std::make_unique<test::ForkedProcess>([this] { enlarge(entry(), middle()); });
     }
 }
 

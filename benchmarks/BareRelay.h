@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "benchmarks/ChildProcess.h"
+#include "tests/support/ForkedProcess.h"
 
 namespace tarn::benchmarks {
 
@@ -27,15 +27,15 @@ class BareRelay {
     std::string exit() const { return endpoint + ".pub"; }
 
     /// The process at the exit.
-    pid_t publisher() const { return last->processId(); }
+    pid_t publisher() const { return last->id(); }
 
   private:
     std::string middle() const { return endpoint + ".relay"; }
 
     const Steps steps;
     const std::string endpoint;
-    std::unique_ptr<ChildProcess> first;
-    std::unique_ptr<ChildProcess> last;
+    std::unique_ptr<test::ForkedProcess> first;
+    std::unique_ptr<test::ForkedProcess> last;
 };
 
 }  // namespace tarn::benchmarks

@@ -1,5 +1,4 @@
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,6 +18,7 @@
 #include "platform/socket/Socket.h"
 #include "proto/api_service.pb.h"
 #include "proto/monitoring.pb.h"
+#include "tests/support/Spawn.h"
 
 namespace tarn::benchmarks {
 
@@ -123,27 +123,20 @@ DeviceToTarnServiceReply askIngest(const std::string& endpoint,
 /// The process's own start: until it answers, when it is started by hand.
 void measureOwnStart(int round, Samples& samples) {
     const bool isEven = round % 2 == 0;
-    std::string words[] = {program,
-                           "uyvy422_8",
-                           "0",
-                           "0",
-                           isEven ? "720" : "576",
-                           isEven ? "p" : "i",
-                           "25",
-                           "--endpoint",
-                           "ipc:///tmp/by-hand",
-                           "--poll-only",
-                           "--socket-prefix",
-                           "/tmp/by-hand"};
-    char* arguments[std::size(words) + 1] = {};
-    for (std::size_t i = 0; i < std::size(words); ++i) {
-        arguments[i] = words[i].data();
-    }
+    const std::vector<std::string> command = {program,
+                                              "uyvy422_8",
+                                              "0",
+                                              "0",
+                                              isEven ? "720" : "576",
+                                              isEven ? "p" : "i",
+                                              "25",
+                                              "--endpoint",
+                                              "ipc:///tmp/by-hand",
+                                              "--poll-only",
+                                              "--socket-prefix",
+                                              "/tmp/by-hand"};
     const auto begin = Clock::now();
-    pid_t child = 0;
-    if (const int error = ::posix_spawn(&child, program, nullptr, nullptr, arguments, environ)) {
-        throw std::system_error(error, std::generic_category(), program);
-    }
+    const auto child = test::spawn(command);
     askIngest("ipc:///tmp/by-hand", TarnServiceToDeviceRequest::GET_DESCRIPTION);
     samples.add(Clock::now() - begin);
     askIngest("ipc:///tmp/by-hand", TarnServiceToDeviceRequest::CONTROL);

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "benchmarks/ChildProcess.h"
+#include "tests/support/ForkedProcess.h"
 
 namespace tarn::benchmarks {
 
@@ -23,7 +23,7 @@ class DeviceProcess {
 
   private:
     const int count;
-    const ChildProcess process;
+    const test::ForkedProcess process;
 };
 
 }  // namespace tarn::benchmarks

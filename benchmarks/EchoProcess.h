@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "benchmarks/ChildProcess.h"
+#include "tests/support/ForkedProcess.h"
 
 namespace tarn::benchmarks {
 
@@ -18,7 +18,7 @@ class EchoProcess {
 
   private:
     const std::string endpoint;
-    const ChildProcess process;
+    const test::ForkedProcess process;
 };
 
 }  // namespace tarn::benchmarks

@@ -1,10 +1,7 @@
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <stdexcept>
-#include <system_error>
 
 #include "benchmarks/BenchmarkJob.h"
 #include "benchmarks/Benchmarks.h"
@@ -12,6 +9,7 @@
 #include "platform/socket/Exchange.h"
 #include "platform/utils/UuidGenerator.h"
 #include "proto/service_job.pb.h"
+#include "tests/support/Spawn.h"
 
 namespace tarn::benchmarks {
 
@@ -26,16 +24,8 @@ constexpr int rounds = 30;
 constexpr std::uint32_t replyLimit = 1 << 20;
 
 void spawnLauncher(const std::string& label, const std::string& setupEndpoint) {
-    std::string words[] = {launcher, "-l", label, "-e", setupEndpoint, "-d"};
-    char* arguments[7] = {};
-    for (std::size_t i = 0; i < 6; ++i) {
-        arguments[i] = words[i].data();
-    }
-    pid_t child = 0;
-    if (const int error = ::posix_spawn(&child, launcher, nullptr, nullptr, arguments, environ)) {
-        throw std::system_error(error, std::generic_category(), launcher);
-    }
-    ::waitpid(child, nullptr, 0);  // it detaches
+    ::waitpid(test::spawn({launcher, "-l", label, "-e", setupEndpoint, "-d"}), nullptr,
+              0);  // it detaches
 }
 
 BenchmarkJob startByHand() {

@@ -1,16 +1,17 @@
 #include "benchmarks/StorageServer.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <stdexcept>
 #include <system_error>
 #include <vector>
+
+#include "platform/os/FileDescriptor.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/Spawn.h"
 
 namespace tarn::benchmarks {
 
@@ -26,27 +27,9 @@ std::filesystem::path makeFolder() {
     return name;
 }
 
-std::string programBesideThis(const std::string& name) {
-    return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / name).string();
-}
-
-pid_t start(std::vector<std::string> words) {
-    std::vector<char*> arguments;
-    for (auto& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    ::posix_spawn_file_actions_init(&files);
-    ::posix_spawn_file_actions_addopen(&files, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    pid_t child = -1;
-    const int error =
-        ::posix_spawn(&child, arguments[0], &files, nullptr, arguments.data(), environ);
-    ::posix_spawn_file_actions_destroy(&files);
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), words[0]);
-    }
-    return child;
+pid_t startSilently(const std::vector<std::string>& command) {
+    const os::FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+    return test::spawn(command, {.err = nowhere.get()});
 }
 
 }  // namespace
@@ -59,14 +42,14 @@ void StorageErrors::check() const {
 
 StorageServer::StorageServer()
     : path(makeFolder()),
-      child(start({programBesideThis("tarnLoopStorage"), "--directory", path / "tracks", "--unix",
-                   socketPath(), "--tcp", "127.0.0.1:" + std::to_string(port)})) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!StorageConnection(tarn_storage_connection_create_uds(socketPath().c_str(), error))) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            error.check();
-        }
-        ::poll(nullptr, 0, 5);
+      child(startSilently({test::builtProgram("tarnLoopStorage"), "--directory", path / "tracks",
+                           "--unix", socketPath(), "--tcp", "127.0.0.1:" + std::to_string(port)})) {
+    const auto answers = [this] {
+        return StorageConnection(tarn_storage_connection_create_uds(socketPath().c_str(), error)) !=
+               nullptr;
+    };
+    if (!test::eventually(answers)) {
+        error.check();
     }
 }
 

@@ -1,14 +1,13 @@
 #include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <stdexcept>
-#include <system_error>
 #include <vector>
 
 #include "benchmarks/Benchmarks.h"
 #include "benchmarks/Samples.h"
+#include "platform/os/FileDescriptor.h"
+#include "tests/support/Spawn.h"
 
 namespace tarn::benchmarks {
 
@@ -16,33 +15,10 @@ namespace {
 
 constexpr int rounds = 100;
 
-std::string besideThisProgram(const std::string& name) {
-    char path[4096];
-    const auto size = ::readlink("/proc/self/exe", path, sizeof path);
-    if (size <= 0) {
-        throw std::runtime_error("cannot read /proc/self/exe");
-    }
-    const std::string self(path, static_cast<std::size_t>(size));
-    return self.substr(0, self.rfind('/') + 1) + name;
-}
-
-void run(std::vector<std::string> words, Samples& samples) {
-    std::vector<char*> arguments;
-    for (auto& word : words) {
-        arguments.push_back(word.data());
-    }
-    arguments.push_back(nullptr);
-    posix_spawn_file_actions_t files;
-    ::posix_spawn_file_actions_init(&files);
-    ::posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+void run(const std::vector<std::string>& words, Samples& samples) {
+    const os::FileDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     const auto begin = std::chrono::steady_clock::now();
-    pid_t child = 0;
-    const int error =
-        ::posix_spawn(&child, arguments[0], &files, nullptr, arguments.data(), environ);
-    ::posix_spawn_file_actions_destroy(&files);
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), words[0]);
-    }
+    const auto child = test::spawn(words, {.out = nowhere.get()});
     int status = -1;
     ::waitpid(child, &status, 0);
     samples.add(std::chrono::steady_clock::now() - begin);
@@ -54,7 +30,7 @@ void run(std::vector<std::string> words, Samples& samples) {
 }  // namespace
 
 void measureToolStart() {
-    const auto tool = besideThisProgram("tarnctl");
+    const auto tool = test::builtProgram("tarnctl");
     Samples warmUp;
     run({tool, "info"}, warmUp);
     Samples info;

@@ -8,7 +8,7 @@
 #include "platform/socket/Socket.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/UuidGenerator.h"
-#include "tests/system/Program.h"
+#include "tests/support/Process.h"
 
 namespace tarn::benchmarks {
 
@@ -26,7 +26,7 @@ void startOne() {
     const auto& id =
         request.GetExtension(ServiceToJobRequestSetup::base).job_description().job_id();
     const auto endpoint = "ipc:///tmp/" + utils::UuidGenerator::Generate();
-    test::Program program({launcher, "-l", id, "-e", endpoint, "-d"});
+    test::Process program({launcher, "-l", id, "-e", endpoint, "-d"});
     socket::Socket socket("Setup", socket::ClosePolicy::Discard);
     socket.createAndConnect(socket::Protocol::Request, socket::SocketEndpoint::FromString(endpoint),
                             appearsWithinMs);

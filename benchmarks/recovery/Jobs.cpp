@@ -6,9 +6,9 @@
 #include <stdexcept>
 
 #include "platform/utils/UuidGenerator.h"
-#include "tests/system/Api.h"
-#include "tests/system/Eventually.h"
-#include "tests/system/JobCommands.h"
+#include "tests/support/Eventually.h"
+#include "tests/system/harness/Api.h"
+#include "tests/system/harness/JobCommands.h"
 
 namespace tarn::benchmarks {
 

@@ -13,11 +13,11 @@
 
 #include "benchmarks/recovery/ByHand.h"
 #include "benchmarks/recovery/Jobs.h"
-#include "tests/system/Api.h"
-#include "tests/system/Eventually.h"
-#include "tests/system/Installation.h"
-#include "tests/system/JobCommands.h"
-#include "tests/system/Service.h"
+#include "tests/support/Eventually.h"
+#include "tests/system/harness/Api.h"
+#include "tests/system/harness/Installation.h"
+#include "tests/system/harness/JobCommands.h"
+#include "tests/system/harness/Service.h"
 
 namespace tarn::benchmarks {
 

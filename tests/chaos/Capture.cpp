@@ -4,8 +4,8 @@
 
 #include "proto/api_service.pb.h"
 #include "proto/monitoring.pb.h"
-#include "tests/system/Api.h"
-#include "tests/system/Processes.h"
+#include "tests/system/harness/Api.h"
+#include "tests/system/harness/Processes.h"
 
 namespace tarn::chaos {
 

@@ -2,7 +2,7 @@
 #include <signal.h>
 
 #include "tests/chaos/Chaos.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::chaos {
 

@@ -11,9 +11,9 @@
 
 #include "tests/chaos/DeviceObservation.h"
 #include "tests/chaos/Observation.h"
-#include "tests/system/Eventually.h"
-#include "tests/system/Installation.h"
-#include "tests/system/Processes.h"
+#include "tests/support/Eventually.h"
+#include "tests/system/harness/Installation.h"
+#include "tests/system/harness/Processes.h"
 
 namespace tarn::chaos {
 

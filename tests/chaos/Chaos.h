@@ -19,8 +19,8 @@
 #include "tests/chaos/TrackRequests.h"
 #include "tests/storage_sequences/Client.h"
 #include "tests/storage_sequences/TrackModel.h"
-#include "tests/system/Api.h"
-#include "tests/system/GatewayFollower.h"
+#include "tests/system/devices/GatewayFollower.h"
+#include "tests/system/harness/Api.h"
 
 namespace tarn::chaos {
 

@@ -5,8 +5,8 @@
 
 #include "proto/job_monitoring.pb.h"
 #include "tests/chaos/Observation.h"
-#include "tests/system/Eventually.h"
-#include "tests/system/JobCommands.h"
+#include "tests/support/Eventually.h"
+#include "tests/system/harness/JobCommands.h"
 
 namespace tarn::chaos {
 

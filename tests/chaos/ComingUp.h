@@ -10,7 +10,7 @@
 #include "tests/chaos/Machine.h"
 #include "tests/chaos/Model.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/Api.h"
+#include "tests/system/harness/Api.h"
 
 namespace tarn::chaos {
 

@@ -8,8 +8,8 @@
 #include "proto/monitoring.pb.h"
 #include "proto/service_event.pb.h"
 #include "tests/chaos/Machine.h"
-#include "tests/system/Api.h"
-#include "tests/system/GatewayFollower.h"
+#include "tests/system/devices/GatewayFollower.h"
+#include "tests/system/harness/Api.h"
 
 namespace tarn::chaos {
 

@@ -5,7 +5,7 @@
 
 #include "tests/chaos/Chaos.h"
 #include "tests/chaos/VanishingHost.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::chaos {
 

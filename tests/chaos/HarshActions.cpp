@@ -10,10 +10,10 @@
 #include "tests/chaos/DeviceObservation.h"
 #include "tests/chaos/IdleConnections.h"
 #include "tests/chaos/Observation.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/Eventually.h"
-#include "tests/system/Job.h"
-#include "tests/system/JobCommands.h"
+#include "tests/system/harness/Job.h"
+#include "tests/system/harness/JobCommands.h"
 
 namespace tarn::chaos {
 

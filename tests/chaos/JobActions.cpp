@@ -9,7 +9,7 @@
 #include "proto/job_monitoring.pb.h"
 #include "tests/chaos/Chaos.h"
 #include "tests/chaos/Observation.h"
-#include "tests/system/JobCommands.h"
+#include "tests/system/harness/JobCommands.h"
 
 namespace tarn::chaos {
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "tests/chaos/Model.h"
-#include "tests/system/OutputLines.h"
+#include "tests/support/OutputLines.h"
 
 namespace tarn::chaos {
 

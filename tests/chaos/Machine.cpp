@@ -7,7 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "tests/system/Installation.h"
+#include "tests/system/harness/Installation.h"
 
 namespace tarn::chaos {
 
@@ -59,13 +59,11 @@ Machine::Machine(const Places& places) : where(places) {
         "</PersistentJobsFolder>" + captureFormatFile + "</Paths>" + where.configuration());
     others.push_back(
         {.name = "gateway",
-         .command = {"prlimit", underFewDescriptors, "--",
-                     "/opt/halden/halden-tarn-gateway/bin/tarnGateway", "--events", where.events,
-                     "--publish", where.published, "--requests", where.requests}});
-    others.push_back(
-        {.name = "host monitor",
-         .command = {"/opt/halden/halden-tarn-host-monitor/bin/tarnHostMonitor", "--endpoint",
-                     where.monitor, "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
+         .command = {"prlimit", underFewDescriptors, "--", test::gatewayProgram, "--events",
+                     where.events, "--publish", where.published, "--requests", where.requests}});
+    others.push_back({.name = "host monitor",
+                      .command = {test::hostMonitorProgram, "--endpoint", where.monitor,
+                                  "--event-endpoint", where.monitorEvents, "--name", "chaos"}});
     others.push_back({.name = OddDevice::name, .command = odd.command()});
     for (auto& companion : others) {
         start(companion);
@@ -137,7 +135,7 @@ test::Ending Machine::interruptService() {
 }
 
 void Machine::start(Companion& companion) {
-    companion.run = std::make_unique<test::Program>(companion.command);
+    companion.run = std::make_unique<test::Process>(companion.command);
 }
 
 void Machine::killHard(Companion& companion) {

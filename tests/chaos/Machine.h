@@ -18,8 +18,8 @@
 #include "tests/chaos/Places.h"
 #include "tests/chaos/Storage.h"
 #include "tests/chaos/StorageDisk.h"
-#include "tests/system/Program.h"
-#include "tests/system/Service.h"
+#include "tests/support/Process.h"
+#include "tests/system/harness/Service.h"
 
 namespace tarn::chaos {
 
@@ -27,7 +27,7 @@ namespace tarn::chaos {
 struct Companion {
     std::string name;
     std::vector<std::string> command;
-    std::unique_ptr<test::Program> run = {};
+    std::unique_ptr<test::Process> run = {};
 };
 
 /// The private machine with the server on it: the service and the loop storage, which may be

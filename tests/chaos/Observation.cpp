@@ -6,8 +6,8 @@
 #include "tests/chaos/DeviceObservation.h"
 #include "tests/chaos/ListeningSockets.h"
 #include "tests/chaos/Machine.h"
-#include "tests/system/JobCommands.h"
-#include "tests/system/Processes.h"
+#include "tests/system/harness/JobCommands.h"
+#include "tests/system/harness/Processes.h"
 
 namespace tarn::chaos {
 

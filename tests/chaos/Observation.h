@@ -5,7 +5,7 @@
 
 #include "tests/chaos/Places.h"
 #include "tests/chaos/World.h"
-#include "tests/system/Api.h"
+#include "tests/system/harness/Api.h"
 
 namespace tarn::chaos {
 

@@ -1,4 +1,5 @@
 #include "tests/chaos/Places.h"
+#include "tests/system/harness/Installation.h"
 
 namespace tarn::chaos {
 
@@ -65,8 +66,7 @@ std::string Places::configuration() const {
 
 // Of a format that costs little.
 std::string Places::ingestConfiguration() const {
-    const std::string program =
-        "/opt/halden/halden-kln-sdi-ingest-service/bin/KLN-SDI-Ingest-Service";
+    const std::string program = test::ingestProgram;
     return "<TarnProtocolDevice type=\"Deltacast\">" + element("MonitoringInterface", ingest) +
            "</TarnProtocolDevice>" +
            element(

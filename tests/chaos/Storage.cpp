@@ -5,7 +5,8 @@
 #include <stdexcept>
 
 #include "tests/chaos/StorageDisk.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
+#include "tests/system/harness/Installation.h"
 
 namespace tarn::chaos {
 
@@ -15,7 +16,6 @@ using service::devices::StoragePointer;
 
 namespace {
 
-constexpr auto program = "/opt/halden/halden-tarn-loop-storage/bin/tarnLoopStorage";
 constexpr std::chrono::seconds longestStart{20};
 constexpr std::chrono::seconds storageEndsWithin{20};
 
@@ -63,12 +63,12 @@ void askWorkers(Tracks& tracks, tarn_storage_connection* storage, tarn_storage_e
 }  // namespace
 
 void Storage::start() {
-    std::vector<std::string> command{program, "--directory", StorageDisk::folder, "--tcp",
-                                     "0.0.0.0:" + std::to_string(Places::tcpPort)};
+    std::vector<std::string> command{test::loopStorageProgram, "--directory", StorageDisk::folder,
+                                     "--tcp", "0.0.0.0:" + std::to_string(Places::tcpPort)};
     if (places.storage.port == 0) {
         command.insert(command.end(), {"--unix", places.storageListener()});
     }
-    run = std::make_unique<test::Program>(command);
+    run = std::make_unique<test::Process>(command);
     const auto serves = [this] {
         StorageError error;
         return connectStorage(places.storage, error) != nullptr;

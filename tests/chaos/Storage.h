@@ -10,7 +10,7 @@
 
 #include "tests/chaos/Places.h"
 #include "tests/chaos/World.h"
-#include "tests/system/Program.h"
+#include "tests/support/Process.h"
 
 namespace tarn::chaos {
 
@@ -42,7 +42,7 @@ class Storage {
 
   private:
     const Places& places;
-    std::unique_ptr<test::Program> run;
+    std::unique_ptr<test::Process> run;
 };
 
 }  // namespace tarn::chaos

@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "tests/service/devices/StorageRequests.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::chaos {
 
@@ -11,6 +11,7 @@ using namespace proto::loop_storage;
 using proto::api_service::ApiToServiceRequest;
 using proto::api_service::ApiToServiceRequestLoopStorage;
 using proto::api_service::ServiceToApiReplyLoopStorage;
+using test::storage_requests::ticketIn;
 
 namespace {
 
@@ -27,19 +28,6 @@ Request requestOf(const TrackChange& change) {
             break;
     }
     return test::storage_requests::createTrack(change.size);
-}
-
-std::int64_t ticketIn(const Reply& reply) {
-    switch (reply.type()) {
-        case Reply::CREATE_TRACK:
-            return reply.GetExtension(CreateTrackReply::base).ticket();
-        case Reply::RESIZE_TRACK:
-            return reply.GetExtension(ResizeTrackReply::base).ticket();
-        case Reply::DESTROY_TRACK:
-            return reply.GetExtension(DestroyTrackReply::base).ticket();
-        default:
-            return 0;
-    }
 }
 
 std::string reasonIn(const Reply& reply) {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "proto/loop_storage.pb.h"
-#include "tests/system/Api.h"
+#include "tests/system/harness/Api.h"
 
 namespace tarn::chaos {
 

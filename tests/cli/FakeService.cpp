@@ -145,13 +145,4 @@ void FakeService::answerUsually(State& state, const Request& request, Reply& rep
     }
 }
 
-RunningJob runningJob(const std::string& id, const std::string& name) {
-    RunningJob job;
-    job.mutable_job_description()->set_job_id(id);
-    job.mutable_job_description()->set_name(name);
-    job.set_command_endpoint(newEndpoint());
-    job.set_event_endpoint(newEndpoint());
-    return job;
-}
-
 }  // namespace tarn::test

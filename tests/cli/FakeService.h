@@ -7,7 +7,8 @@
 
 #include "platform/utils/Synchronised.h"
 #include "proto/api_service.pb.h"
-#include "tests/cli/Responder.h"
+#include "tests/support/FakeJob.h"
+#include "tests/support/Responder.h"
 
 namespace tarn::test {
 
@@ -62,8 +63,5 @@ class FakeService {
     mutable utils::Synchronised<State> state;
     Responder responder;
 };
-
-/// A running job's entry in the list.
-proto::api_service::RunningJob runningJob(const std::string& id, const std::string& name);
 
 }  // namespace tarn::test

@@ -5,9 +5,9 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/FakeGateway.h"
-#include "tests/cli/FakeJob.h"
 #include "tests/cli/FakeService.h"
 #include "tests/cli/TarnctlFixture.h"
+#include "tests/support/FakeJob.h"
 #include "tests/support/Process.h"
 
 // The program as it is built, in a process of its own.
@@ -24,6 +24,7 @@ using testing::Not;
 namespace {
 
 const std::string program = TARNCTL_PROGRAM;
+constexpr auto Apart = Process::Outputs::Apart;
 
 class ProgramTest : public testing::Test {
   protected:
@@ -131,7 +132,7 @@ TEST_F(ProgramTest, ShowsProgressAsLinesWithoutATerminal) {
     FakeJob job(firstId, "cam1");
     service.runs(job.entry());
     job.publishes(test::progressEvent(0.42));
-    Process watch(line({"jobs", "watch", "3f2a"}));
+    Process watch(line({"jobs", "watch", "3f2a"}), {}, Apart);
     EXPECT_TRUE(watch.waitForErr("cam1: 42 %, 0:42 of 1:40\n"));
     job.publishes(test::endEvent(JobEventEnd::END_OF_STREAM));
     const auto result = watch.wait();
@@ -157,7 +158,7 @@ TEST_F(ProgramTest, WritesEachEventAsALineOfJson) {
     FakeJob job(firstId, "cam1");
     service.runs(job.entry());
     job.publishes(test::progressEvent(0.42));
-    Process watch(line({"jobs", "watch", firstId, "--json"}));
+    Process watch(line({"jobs", "watch", firstId, "--json"}), {}, Apart);
     EXPECT_TRUE(watch.waitForOut("\n"));
     job.publishes(test::endEvent(JobEventEnd::DESTROYED));
     const auto result = watch.wait();
@@ -171,7 +172,8 @@ TEST_F(ProgramTest, LeavesTheJobAloneOnCtrlC) {
     FakeJob job(firstId, "cam1");
     service.launches(job.entry());
     job.publishes(test::progressEvent(0.42));
-    Process submit(line({"jobs", "submit", "--pipeline", "p", "--id", firstId, "--wait"}));
+    Process submit(line({"jobs", "submit", "--pipeline", "p", "--id", firstId, "--wait"}), {},
+                   Apart);
     ASSERT_TRUE(submit.waitForErr("42 %"));
     submit.signal(SIGINT);
     const auto result = submit.wait();
@@ -183,7 +185,8 @@ TEST_F(ProgramTest, LeavesTheJobAloneOnCtrlC) {
 TEST_F(ProgramTest, FollowsEventsUntilCtrlC) {
     test::FakeGateway gateway;
     gateway.publishes(test::withAdded(test::numbered(1), "cam1"));
-    Process events(line({"events", "--follow", "--events-endpoint", gateway.endpoint()}));
+    Process events(line({"events", "--follow", "--events-endpoint", gateway.endpoint()}), {},
+                   Apart);
     EXPECT_TRUE(events.waitForOut("added    cam1 (host)\n"));
     gateway.publishes(test::withRemoved(test::numbered(2), "cam1"));
     EXPECT_TRUE(events.waitForOut("removed  cam1 (generic)\n"));
@@ -215,7 +218,8 @@ TEST_F(ProgramTest, WatchesTheTreeUntilCtrlC) {
                  {{"TERM", "xterm"}, {"NO_COLOR", ""}});
     EXPECT_TRUE(tree.waitForOut("\x1b[33mwarning: disk full\x1b[0m\x1b[K"));
     EXPECT_TRUE(tree.waitForOut("\x1b[33mwarning: disk fuller\x1b[0m\x1b[K"));
-    Process plain(line({"tree", "--watch", "--json", "--events-endpoint", gateway.endpoint()}));
+    Process plain(line({"tree", "--watch", "--json", "--events-endpoint", gateway.endpoint()}), {},
+                  Apart);
     EXPECT_TRUE(plain.waitForOut("disk fuller"));
     plain.signal(SIGINT);
     const auto result = plain.wait();

@@ -69,7 +69,7 @@ void GatewayBed::startGateway() {
 int GatewayBed::stopGateway(int signal) {
     program->signal(signal);
     const auto result = program->wait();
-    EXPECT_TRUE(result.exitStatus == 0 || result.signal == signal) << result.err;
+    EXPECT_TRUE(result.exitStatus == 0 || result.signal == signal) << result.out;
     return result.exitStatus;
 }
 

@@ -128,8 +128,8 @@ TEST_F(GatewayProgramTest, GarbageIsDroppedAndSaid) {
     gateway().signal(SIGINT);
     const auto result = gateway().wait();
     EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_THAT(result.err, HasSubstr("a message of 7 bytes that is no batch of the service"));
-    EXPECT_THAT(result.err, HasSubstr("dropped 100;"));
+    EXPECT_THAT(result.out, HasSubstr("a message of 7 bytes that is no batch of the service"));
+    EXPECT_THAT(result.out, HasSubstr("dropped 100;"));
     EXPECT_LT(std::count(result.err.begin(), result.err.end(), '\n'), 10) << result.err;
 }
 

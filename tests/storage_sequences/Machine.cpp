@@ -69,7 +69,7 @@ StorageAddress Machine::tcpAddress() const {
 }
 
 void Machine::launchServer() {
-    server = std::make_unique<test::Program>(std::vector<std::string>{
+    server = std::make_unique<test::Process>(std::vector<std::string>{
         places.server, "--directory", places.folder / "tracks", "--unix", unixAddress().address,
         "--tcp", "127.0.0.1:" + std::to_string(places.port)});
 }

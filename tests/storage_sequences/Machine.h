@@ -10,7 +10,7 @@
 #include "tests/failing_disk/Chances.h"
 #include "tests/failing_disk/Disk.h"
 #include "tests/failing_disk/Mount.h"
-#include "tests/system/Program.h"
+#include "tests/support/Process.h"
 
 namespace tarn::storage_sequences {
 
@@ -67,7 +67,7 @@ class Machine {
     Boots& boots;
     failing_disk::Disk plates;
     failing_disk::Mount mount;
-    std::unique_ptr<test::Program> server;
+    std::unique_ptr<test::Process> server;
     std::string logs;
 };
 

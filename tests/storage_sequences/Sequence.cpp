@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::storage_sequences {
 

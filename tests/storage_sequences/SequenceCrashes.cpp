@@ -2,7 +2,7 @@
 #include <thread>
 
 #include "tests/storage_sequences/Sequence.h"
-#include "tests/system/Eventually.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::storage_sequences {
 

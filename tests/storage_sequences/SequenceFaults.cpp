@@ -3,8 +3,8 @@
 #include <thread>
 
 #include "tests/storage_sequences/Sequence.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
-#include "tests/system/Eventually.h"
 
 namespace tarn::storage_sequences {
 

@@ -3,191 +3,150 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
+#include <ostream>
 #include <system_error>
 
 namespace tarn::test {
 
 namespace {
 
-void check(int error, const std::string& what) {
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category(), what);
-    }
-}
+struct Pipe {
+    os::FileDescriptor readEnd;
+    os::FileDescriptor writeEnd;
+};
 
-std::array<int, 2> makePipe() {
+Pipe makePipe() {
     std::array<int, 2> ends{};
-    check(::pipe2(ends.data(), O_CLOEXEC) == 0 ? 0 : errno, "pipe2");
-    return ends;
-}
-
-void closeEnd(int& descriptor) {
-    if (descriptor >= 0) {
-        ::close(descriptor);
-        descriptor = -1;
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe2");
     }
+    return {os::FileDescriptor(ends[0]), os::FileDescriptor(ends[1])};
 }
 
-std::vector<std::string> environmentWith(const std::map<std::string, std::string>& additions) {
-    std::vector<std::string> result;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string text = *entry;
-        if (!additions.contains(text.substr(0, text.find('=')))) {
-            result.push_back(text);
-        }
-    }
-    for (const auto& [name, value] : additions) {
-        result.push_back(name + "=" + value);
-    }
-    return result;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    std::transform(texts.begin(), texts.end(), std::back_inserter(pointers),
-                   [](std::string& text) { return text.data(); });
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-int millisecondsUntil(std::chrono::steady_clock::time_point then) {
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(then - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max(left, std::chrono::milliseconds(0)).count());
+Ending endingOf(int status) {
+    return WIFSIGNALED(status) ? Ending::signalled(WTERMSIG(status))
+                               : Ending::exited(WEXITSTATUS(status));
 }
 
 }  // namespace
 
-Process::Process(const std::vector<std::string>& command,
-                 const std::map<std::string, std::string>& environment) {
-    auto outEnds = makePipe();
-    auto errEnds = makePipe();
-    out.readEnd = outEnds[0];
-    err.readEnd = errEnds[0];
-    try {
-        spawn(command, environment, outEnds[1], errEnds[1]);
-    } catch (...) {
-        for (int* end : {&out.readEnd, &err.readEnd, &outEnds[1], &errEnds[1]}) {
-            closeEnd(*end);
-        }
-        throw;
+std::ostream& operator<<(std::ostream& out, const Ending& ending) {
+    switch (ending.how) {
+        case Ending::How::Exited:
+            return out << "exit status " << ending.value;
+        case Ending::How::Signalled:
+            return out << "ended by signal " << ending.value;
+        case Ending::How::StillRunning:
+            break;
     }
-    closeEnd(outEnds[1]);
-    closeEnd(errEnds[1]);
+    return out << "still running";
+}
+
+Process::Process(const std::vector<std::string>& command, const Environment& environment,
+                 Outputs outputs)
+    : outputs(outputs),
+      child(start(command, environment)),
+      collector([this](const std::stop_token& stop) { collect(stop); }) {}
+
+pid_t Process::start(const std::vector<std::string>& command, const Environment& environment) {
+    auto first = makePipe();
+    auto second = outputs == Outputs::Apart ? makePipe() : Pipe{};
+    const int errEnd = second.writeEnd.isOpen() ? second.writeEnd.get() : first.writeEnd.get();
+    const auto id = spawn(command, {.out = first.writeEnd.get(), .err = errEnd}, environment);
+    out.readEnd = std::move(first.readEnd);
+    err.readEnd = std::move(second.readEnd);
+    return id;
 }
 
 Process::~Process() {
-    if (pid > 0) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, nullptr, 0);
+    if (isRunning()) {
+        signal(SIGKILL);
+        waitForEnd();
     }
-    closeEnd(out.readEnd);
-    closeEnd(err.readEnd);
+    closeOutput();
 }
 
-void Process::spawn(const std::vector<std::string>& command,
-                    const std::map<std::string, std::string>& environment, int outEnd, int errEnd) {
-    auto arguments = command;
-    auto variables = environmentWith(environment);
-    posix_spawn_file_actions_t actions;
-    check(::posix_spawn_file_actions_init(&actions), "posix_spawn_file_actions_init");
-    ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    ::posix_spawn_file_actions_adddup2(&actions, outEnd, STDOUT_FILENO);
-    ::posix_spawn_file_actions_adddup2(&actions, errEnd, STDERR_FILENO);
-    const int error = ::posix_spawnp(&pid, arguments.front().c_str(), &actions, nullptr,
-                                     pointersTo(arguments).data(), pointersTo(variables).data());
-    ::posix_spawn_file_actions_destroy(&actions);
-    pid = error == 0 ? pid : -1;
-    check(error, "cannot start " + command.front());
+void Process::closeOutput() {
+    readerGoes = true;
+    collector = {};
+    out.readEnd.close();
+    err.readEnd.close();
+}
+
+void Process::collect(const std::stop_token& stop) {
+    constexpr int lookForStopMs = 50;
+    while (!readerGoes && (out.readEnd.isOpen() || err.readEnd.isOpen())) {
+        std::array<pollfd, 2> sources = {pollfd{out.readEnd.get(), POLLIN, 0},
+                                         pollfd{err.readEnd.get(), POLLIN, 0}};
+        if (::poll(sources.data(), sources.size(), lookForStopMs) == 0 && stop.stop_requested()) {
+            break;
+        }
+        for (Stream* stream : {&out, &err}) {
+            if (sources[stream == &out ? 0 : 1].revents != 0) {
+                stream->read();
+            }
+        }
+    }
+    out.lines.close();
+    err.lines.close();
+}
+
+void Process::Stream::read() {
+    std::array<char, 65536> buffer{};
+    const auto got = ::read(readEnd.get(), buffer.data(), buffer.size());
+    if (got <= 0) {
+        readEnd.close();
+        lines.close();
+    } else {
+        lines.append({buffer.data(), static_cast<std::size_t>(got)});
+    }
 }
 
 void Process::signal(int number) const {
-    if (pid > 0) {
-        ::kill(pid, number);
+    if (ending == Ending{}) {
+        child.signal(number);
     }
 }
 
-bool Process::waitForOut(const std::string& part, std::chrono::milliseconds bound) {
-    return waitForText(out, part, bound);
+bool Process::waitForOut(const std::string& part, std::chrono::milliseconds bound) const {
+    return out.lines.waitForText(part, bound);
 }
 
-bool Process::waitForErr(const std::string& part, std::chrono::milliseconds bound) {
-    return waitForText(err, part, bound);
+bool Process::waitForErr(const std::string& part, std::chrono::milliseconds bound) const {
+    const bool isApart = outputs == Outputs::Apart;
+    return (isApart ? err : out).lines.waitForText(part, bound);
 }
 
-bool Process::waitForText(const Pipe& pipe, const std::string& part,
-                          std::chrono::milliseconds bound) {
-    const auto until = Clock::now() + bound;
-    while (pipe.text.find(part) == std::string::npos) {
-        if (!readMore(until)) {
-            return false;
-        }
+Ending Process::waitForEnd(std::chrono::milliseconds bound) {
+    int status = 0;
+    if (ending == Ending{} && child.waitForEnd(bound) && ::waitpid(id(), &status, 0) == id()) {
+        ending = endingOf(status);
+        collector = {};
     }
-    return true;
-}
-
-// False when both pipes are at their end, or the time has come.
-bool Process::readMore(Clock::time_point until) {
-    std::array<pollfd, 2> ends = {pollfd{out.readEnd, POLLIN, 0}, pollfd{err.readEnd, POLLIN, 0}};
-    if ((out.readEnd < 0 && err.readEnd < 0) ||
-        ::poll(ends.data(), ends.size(), millisecondsUntil(until)) <= 0) {
-        return false;
-    }
-    for (Pipe* pipe : {&out, &err}) {
-        if (pipe->readEnd < 0 || ends[pipe == &out ? 0 : 1].revents == 0) {
-            continue;
-        }
-        std::array<char, 4096> chunk{};
-        const auto count = ::read(pipe->readEnd, chunk.data(), chunk.size());
-        if (count <= 0) {
-            closeEnd(pipe->readEnd);
-        } else {
-            pipe->text.append(chunk.data(), static_cast<std::size_t>(count));
-        }
-    }
-    return true;
-}
-
-// Whoever inherited the pipes may hold them open longer than the program lives.
-void Process::reap(Clock::time_point until) {
-    const auto descriptor = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
-    check(descriptor >= 0 ? 0 : errno, "pidfd_open");
-    pollfd end = {descriptor, POLLIN, 0};
-    if (::poll(&end, 1, millisecondsUntil(until)) <= 0) {
-        ::kill(pid, SIGKILL);
-    }
-    ::close(descriptor);
+    return ending;
 }
 
 ProcessResult Process::wait(std::chrono::milliseconds bound) {
-    const auto until = Clock::now() + bound;
-    while (readMore(until)) {
+    if (waitForEnd(bound) == Ending{}) {
+        signal(SIGKILL);
+        waitForEnd();
     }
-    reap(until);
-    int status = 0;
-    check(::waitpid(pid, &status, 0) == pid ? 0 : errno, "waitpid");
-    pid = -1;
-    ProcessResult result;
-    result.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    result.out = out.text;
-    result.err = err.text;
-    result.duration = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - started);
-    return result;
+    const bool hasExited = ending.how == Ending::How::Exited;
+    return {
+        .exitStatus = hasExited ? ending.value : -1,
+        .signal = hasExited ? 0 : ending.value,
+        .out = out.lines.text(),
+        .err = err.lines.text(),
+        .duration = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - started)};
 }
 
-ProcessResult runProcess(const std::vector<std::string>& command,
-                         const std::map<std::string, std::string>& environment,
+ProcessResult runProcess(const std::vector<std::string>& command, const Environment& environment,
                          std::chrono::milliseconds bound) {
-    return Process(command, environment).wait(bound);
+    return Process(command, environment, Process::Outputs::Apart).wait(bound);
 }
 
 }  // namespace tarn::test

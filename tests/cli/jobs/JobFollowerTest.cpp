@@ -2,13 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/cli/FakeJob.h"
+#include "tests/support/FakeJob.h"
 
 namespace tarn::cli {
 
 using namespace std::chrono_literals;
 using namespace proto::job_monitoring;
-using Kind = JobOutcome::Kind;
+using OutcomeKind = JobOutcome::Kind;
 
 namespace {
 
@@ -31,7 +31,7 @@ TEST_F(JobFollowerTest, EndsWithTheLastEvent) {
     auto follower = running();
     EXPECT_TRUE(follower.onEvent(from("a", test::endEvent(JobEventEnd::END_OF_STREAM)), start));
     ASSERT_TRUE(follower.outcome());
-    EXPECT_EQ(follower.outcome()->kind, Kind::EndOfStream);
+    EXPECT_EQ(follower.outcome()->kind, OutcomeKind::EndOfStream);
     EXPECT_EQ(follower.outcome()->text, "job a ended: end of stream");
 }
 
@@ -57,7 +57,7 @@ TEST_F(JobFollowerTest, WaitsForASubmittedJobUntilTheTimeOut) {
     EXPECT_FALSE(follower.outcome());
     follower.onPresence(Presence::Absent, start + 5s);
     ASSERT_TRUE(follower.outcome());
-    EXPECT_EQ(follower.outcome()->kind, Kind::NotStarted);
+    EXPECT_EQ(follower.outcome()->kind, OutcomeKind::NotStarted);
     EXPECT_EQ(follower.outcome()->text, "job a did not start; see the service's log");
 }
 
@@ -70,7 +70,7 @@ TEST_F(JobFollowerTest, GivesAJobThatLeftTheListASecondForItsLastEvent) {
     EXPECT_FALSE(follower.outcome());
     follower.onEvent(from("a", test::endBySignal(11)), start + 20999ms);
     ASSERT_TRUE(follower.outcome());
-    EXPECT_EQ(follower.outcome()->kind, Kind::Crashed);
+    EXPECT_EQ(follower.outcome()->kind, OutcomeKind::Crashed);
 }
 
 TEST_F(JobFollowerTest, GivesUpAJobThatLeftTheListWithoutALastEvent) {
@@ -78,7 +78,7 @@ TEST_F(JobFollowerTest, GivesUpAJobThatLeftTheListWithoutALastEvent) {
     follower.onPresence(Presence::Absent, start + 2s);
     follower.onPresence(Presence::Absent, start + 3s);
     ASSERT_TRUE(follower.outcome());
-    EXPECT_EQ(follower.outcome()->kind, Kind::Gone);
+    EXPECT_EQ(follower.outcome()->kind, OutcomeKind::Gone);
     EXPECT_EQ(follower.outcome()->text, "job a is gone and did not say why; see the service's log");
 }
 
@@ -97,7 +97,7 @@ TEST_F(JobFollowerTest, GivesUpWhenNobodyAnswersForTheTimeOut) {
     EXPECT_FALSE(follower.outcome());
     follower.onPresence(Presence::Unknown, start + 15s);
     ASSERT_TRUE(follower.outcome());
-    EXPECT_EQ(follower.outcome()->kind, Kind::NoAnswer);
+    EXPECT_EQ(follower.outcome()->kind, OutcomeKind::NoAnswer);
 }
 
 TEST_F(JobFollowerTest, StartsCountingSilenceAnewAfterAnEvent) {

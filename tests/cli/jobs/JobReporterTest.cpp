@@ -7,7 +7,7 @@
 
 #include <sstream>
 
-#include "tests/cli/FakeJob.h"
+#include "tests/support/FakeJob.h"
 
 namespace tarn::cli {
 

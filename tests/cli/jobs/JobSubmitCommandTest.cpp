@@ -3,8 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tests/cli/FakeJob.h"
 #include "tests/cli/TarnctlFixture.h"
+#include "tests/support/FakeJob.h"
 
 namespace tarn::cli {
 

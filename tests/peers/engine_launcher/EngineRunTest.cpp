@@ -7,8 +7,8 @@
 #include "proto/service_engine.pb.h"
 #include "tests/peers/support/JobClient.h"
 #include "tests/peers/support/JobEvents.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/peers/support/TestService.h"
+#include "tests/support/Process.h"
 
 namespace tarn::test {
 namespace {
@@ -38,9 +38,9 @@ struct EngineRunTest : testing::Test {
         return *request.MutableExtension(ServiceToEngineRequestSetup::base);
     }
     EngineToServiceReply launch() {
-        launcher = std::make_unique<StartedProgram>(
-            "tarnEngineLauncher", std::vector<std::string>{"-e", service.endpointText("setup"),
-                                                           "--log-folder", service.pathOf("log")});
+        launcher = std::make_unique<Process>(std::vector<std::string>{
+            builtProgram("tarnEngineLauncher"), "-e", service.endpointText("setup"), "--log-folder",
+            service.pathOf("log")});
         EngineToServiceReply reply;
         ask(service.endpointText("setup"), request, reply);
         return reply;
@@ -51,7 +51,7 @@ struct EngineRunTest : testing::Test {
     ServiceToEngineRequest request;
     const JobClient client{service.endpointText("first")};
     JobEvents events{service.endpointText("second")};
-    std::unique_ptr<StartedProgram> launcher;
+    std::unique_ptr<Process> launcher;
 };
 
 TEST_F(EngineRunTest, AnEngineRunsUntilItIsDestroyed) {
@@ -63,7 +63,7 @@ TEST_F(EngineRunTest, AnEngineRunsUntilItIsDestroyed) {
     const auto end = events.waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->reason(), JobEventEnd::DESTROYED);
-    EXPECT_EQ(launcher->exitStatus(), 0);
+    EXPECT_EQ(launcher->waitForEnd(), Ending::exited(0));
     for (const auto* name : {"setup", "first", "second", "third", "fourth"}) {
         EXPECT_FALSE(std::filesystem::exists(service.pathOf(name))) << name;
     }
@@ -108,7 +108,7 @@ TEST_F(EngineRunTest, WithoutAResourcesEndpointItRunsUnregistered) {
     EXPECT_FALSE(service.lists(engineId()));
     EXPECT_NE(readFile(client.status().log_file()).find("not registered"), std::string::npos);
     client.destroy();
-    EXPECT_EQ(launcher->exitStatus(), 0);
+    EXPECT_EQ(launcher->waitForEnd(), Ending::exited(0));
 }
 
 TEST_F(EngineRunTest, SettingsThatAreNoPipelineAreRefused) {
@@ -121,7 +121,7 @@ TEST_F(EngineRunTest, SettingsThatAreNoPipelineAreRefused) {
     if (!reply.success()) {  // a busy machine may need longer than the answer may take
         EXPECT_EQ(reply.error_message(), end->message());
     }
-    EXPECT_EQ(launcher->exitStatus(), 1);
+    EXPECT_EQ(launcher->waitForEnd(), Ending::exited(1));
 }
 
 }  // namespace

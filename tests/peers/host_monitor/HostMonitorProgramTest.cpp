@@ -6,6 +6,7 @@
 #include "platform/socket/Socket.h"
 #include "proto/monitoring.pb.h"
 #include "tests/peers/support/JobClient.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -30,7 +31,7 @@ struct HostMonitorProgramTest : testing::Test {
     Socket service{"service", ClosePolicy::Discard};
 
     std::vector<std::string> command(const std::vector<std::string>& options) const {
-        std::vector<std::string> words = {TARN_PROGRAM_FOLDER "/tarnHostMonitor",
+        std::vector<std::string> words = {builtProgram("tarnHostMonitor"),
                                           "--endpoint",
                                           endpoint,
                                           "--name",
@@ -117,12 +118,8 @@ TEST_F(HostMonitorProgramTest, PollOnlyNamesNoEventEndpointAndIsAlwaysUpToDate) 
     start({"--poll-only"});
     const auto first = describe();
     EXPECT_FALSE(first.has_event_endpoint());
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    bool hasChanged = false;
-    while (!hasChanged && std::chrono::steady_clock::now() < deadline) {
-        hasChanged = describe().SerializeAsString() != first.SerializeAsString();
-    }
-    EXPECT_TRUE(hasChanged);
+    EXPECT_TRUE(
+        eventually([&] { return describe().SerializeAsString() != first.SerializeAsString(); }));
 }
 
 TEST_F(HostMonitorProgramTest, TheStopCommandEndsIt) {

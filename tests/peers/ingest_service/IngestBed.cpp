@@ -8,7 +8,6 @@
 
 #include "platform/socket/Socket.h"
 #include "tests/peers/support/JobClient.h"
-#include "tests/peers/support/StartedProgram.h"
 
 namespace tarn::test {
 
@@ -16,7 +15,7 @@ using namespace tarn::proto::monitoring;
 using tarn::device_tree::DeviceNode;
 
 std::vector<std::string> IngestBed::commandWith(const std::vector<std::string>& options) const {
-    std::vector<std::string> words = {TARN_PROGRAM_FOLDER "/KLN-SDI-Ingest-Service",
+    std::vector<std::string> words = {builtProgram("KLN-SDI-Ingest-Service"),
                                       "--endpoint",
                                       endpoint,
                                       "--event-endpoint",

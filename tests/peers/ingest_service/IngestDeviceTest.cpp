@@ -6,7 +6,7 @@
 #include <fstream>
 
 #include "tests/peers/ingest_service/IngestBed.h"
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 
 // The built program with devices that fail, fall silent and come back.
 namespace tarn::test {
@@ -68,6 +68,19 @@ class IngestDeviceTest : public IngestBed {
         std::ifstream file(folder.path() / "frames", std::ios::binary);
         file.seekg(line * 720 * 2 + 1);
         return file.get();
+    }
+
+    /// Whether the lines of a frame that a reader gets are black and white by turns.
+    bool fieldsDiffer() {
+        const int first = luminance(0);
+        std::ifstream file(folder.path() / "frames", std::ios::binary);
+        for (int line = 1; line < 576; ++line) {
+            file.seekg(line * 720 * 2 + 1);
+            if (file.get() != (line % 2 == 0 ? first : white + black - first)) {
+                return false;
+            }
+        }
+        return true;
     }
     static constexpr int white = 235;
     static constexpr int red = 81;
@@ -178,13 +191,8 @@ TEST_F(IngestDeviceTest, AnInterlacedFormatIsMadeOfAProgressiveDevice) {
         "videotestsrc is-live=true pattern=blink ! "
         "video/x-raw,format=UYVY,width=720,height=576,framerate=50/1,interlace-mode=progressive");
     ASSERT_TRUE(becomes("locked"));
-    const int first = luminance(0);
-    std::ifstream file(folder.path() / "frames", std::ios::binary);
-    for (int line = 1; line < 576; ++line) {
-        file.seekg(line * 720 * 2 + 1);
-        const int expected = line % 2 == 0 ? first : white + black - first;
-        ASSERT_EQ(file.get(), expected) << "line " << line;
-    }
+    // A picture that a busy machine has lost leaves two of the same colour beside each other.
+    EXPECT_TRUE(eventually([this] { return fieldsDiffer(); }));
 }
 
 TEST_F(IngestDeviceTest, AnInterlacedFormatIsTakenAsItIsFromAnInterlacedDevice) {

@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "tests/peers/ingest_service/IngestBed.h"
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {

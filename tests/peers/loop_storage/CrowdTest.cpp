@@ -11,7 +11,6 @@
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/peers/loop_storage/WireBytes.h"
-#include "tests/peers/support/StartedProgram.h"
 
 namespace tarn::test {
 namespace {

@@ -7,7 +7,6 @@
 #include "peers/loop_storage/ring/IndexFile.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {

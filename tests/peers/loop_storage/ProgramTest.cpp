@@ -15,7 +15,7 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string program = TARN_PROGRAM_FOLDER "/tarnLoopStorage";
+const std::string program = builtProgram("tarnLoopStorage");
 
 TEST(LoopStorageProgramTest, BothStopSignalsEndItInOrder) {
     for (const int signal : {SIGTERM, SIGINT}) {

@@ -9,7 +9,7 @@
 #include "tests/peers/loop_storage/FaultyDisk.h"
 #include "tests/peers/loop_storage/ServerInProcess.h"
 #include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {

@@ -19,7 +19,7 @@ StorageProgram::StorageProgram(std::vector<std::string> options)
 }
 
 std::vector<std::string> StorageProgram::command() const {
-    std::vector<std::string> words = {TARN_PROGRAM_FOLDER "/tarnLoopStorage",
+    std::vector<std::string> words = {builtProgram("tarnLoopStorage"),
                                       "--directory",
                                       directory().string(),
                                       "--unix",
@@ -33,7 +33,7 @@ std::vector<std::string> StorageProgram::command() const {
 void StorageProgram::start() {
     program = std::make_unique<Process>(command());
     if (!program->waitForErr("Serves ")) {
-        throw std::runtime_error("the server does not start: " + program->wait().err);
+        throw std::runtime_error("the server does not start: " + program->wait().out);
     }
 }
 

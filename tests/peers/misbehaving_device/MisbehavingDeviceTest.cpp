@@ -36,7 +36,7 @@ struct MisbehavingDeviceTest : testing::Test {
 
     void start(std::vector<std::string> options) {
         options.insert(options.begin(),
-                       {TARN_PROGRAM_FOLDER "/misbehavingDevice", "--endpoint", endpoint});
+                       {builtProgram("misbehavingDevice"), "--endpoint", endpoint});
         device = std::make_unique<Process>(options);
         ASSERT_TRUE(device->waitForOut("READY"));
     }

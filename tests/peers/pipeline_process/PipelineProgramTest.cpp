@@ -1,16 +1,16 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Process.h"
 
 namespace tarn::test {
 namespace {
 
 TEST(PipelineProgram, IsNotStartedByHand) {
-    StartedProgram program("tarnPipelineProcess", {});
-    EXPECT_EQ(program.exitStatus(), 2);
-    StartedProgram withNonsense("tarnPipelineProcess", {"12x"});
-    EXPECT_EQ(withNonsense.exitStatus(), 2);
+    Process program({builtProgram("tarnPipelineProcess")});
+    EXPECT_EQ(program.waitForEnd(), Ending::exited(2));
+    Process withNonsense({builtProgram("tarnPipelineProcess"), "12x"});
+    EXPECT_EQ(withNonsense.waitForEnd(), Ending::exited(2));
 }
 
 }  // namespace

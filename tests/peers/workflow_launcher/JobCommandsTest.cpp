@@ -3,7 +3,9 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {
@@ -23,7 +25,7 @@ struct JobCommandsTest : WorkflowFixture {
         const auto end = job.events.waitForEnd();
         ASSERT_TRUE(end);
         EXPECT_EQ(end->reason(), JobEventEnd::DESTROYED);
-        EXPECT_EQ(job.launcher->exitStatus(), 0);
+        EXPECT_EQ(job.launcher->waitForEnd(), Ending::exited(0));
     }
 
     // A file without its index cannot be read: it was not written to the end then.
@@ -88,7 +90,7 @@ TEST_F(JobCommandsTest, SignalsEndTheJobAsDestroyDoes) {
         const auto file = pathOf("recording" + std::to_string(signal));
         const auto job =
             playing("videotestsrc is-live=true ! jpegenc ! qtmux ! filesink location=" + file);
-        job->launcher->process().signal(signal);
+        job->launcher->signal(signal);
         endsDestroyed(*job);
         EXPECT_TRUE(isWhole(file));
     }
@@ -108,7 +110,7 @@ TEST_F(JobCommandsTest, AHungPipelineIsKilledAndASecondDestroyIsAnswered) {
     EXPECT_EQ(end->signal(), SIGKILL);
     EXPECT_LT(time.elapsed(), std::chrono::seconds(9));
     EXPECT_FALSE(pipeline.isRunning());
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {
@@ -30,19 +32,19 @@ TEST_F(JobCrashTest, ACrashOfThePipelineIsToldWithItsSignalAndTheJobLeavesTheLis
     EXPECT_EQ(end->message(), "killed by signal 11 (Segmentation fault)");
     EXPECT_TRUE(
         eventuallyWithin(std::chrono::seconds(2), [&] { return !service.lists(job->id()); }));
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
 }
 
 TEST_F(JobCrashTest, ThePipelineDoesNotOutliveItsLauncher) {
     const WatchedProcess pipeline(job->client().status().pipeline_pid());
-    job->launcher->process().signal(SIGKILL);
+    job->launcher->signal(SIGKILL);
     EXPECT_TRUE(pipeline.waitForEnd());
 }
 
 TEST_F(JobCrashTest, AHungPipelineDoesNotOutliveItsLauncherEither) {
     const WatchedProcess pipeline(job->client().status().pipeline_pid());
     pipeline.signal(SIGSTOP);
-    job->launcher->process().signal(SIGKILL);
+    job->launcher->signal(SIGKILL);
     EXPECT_TRUE(pipeline.waitForEnd());
 }
 

@@ -1,4 +1,5 @@
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {
@@ -29,7 +30,7 @@ TEST_F(JobRegistryTest, AJobGoesOnAndEndsInGoodTimeWithoutAService) {
     EXPECT_EQ(job->client().status().state(), JOB_STATE_PLAYING);
     EXPECT_TRUE(job->client().destroy().success());
     EXPECT_TRUE(job->events.waitForEnd());
-    EXPECT_EQ(job->launcher->exitStatus(std::chrono::seconds(10)), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(std::chrono::seconds(10)), Ending::exited(0));
 }
 
 struct JobWithoutARegistryTest : WorkflowFixture {};
@@ -45,7 +46,7 @@ TEST_F(JobWithoutARegistryTest, PlaysAndWarnsAndRegistersWhenThereIsOne) {
     EXPECT_TRUE(job->client().destroy().success());
     EXPECT_TRUE(job->events.waitForEnd());
     EXPECT_FALSE(service.lists(job->id()));
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
 }
 
 }  // namespace

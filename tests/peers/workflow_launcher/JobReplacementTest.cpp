@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {
@@ -44,7 +45,7 @@ TEST_F(JobReplacementTest, WhoIsNotListedAnyMoreIsReplaceableAtOnce) {
         ASSERT_TRUE(reply.success()) << "round " << round << ": " << reply.error_message();
         ASSERT_TRUE(next->events.waitForState(JOB_STATE_PLAYING)) << "round " << round;
         EXPECT_TRUE(service.lists(id));
-        EXPECT_EQ(job->launcher->exitStatus(), 0);
+        EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
         job = std::move(next);
     }
 }
@@ -99,22 +100,22 @@ TEST_F(JobReplacementTest, WhoIsNotListedAndPlaysIsNotReplacedWhileItPlays) {
     const auto end = second->events.waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_NE(end->message().find("Already running: "), std::string::npos) << end->message();
-    EXPECT_EQ(second->launcher->exitStatus(), 1);
-    EXPECT_EQ(service.job(job->id()).getProcess().id, job->launcher->process().id());
+    EXPECT_EQ(second->launcher->waitForEnd(), Ending::exited(1));
+    EXPECT_EQ(service.job(job->id()).getProcess().id, job->launcher->id());
 }
 
 TEST_F(JobReplacementTest, WhoEndsWhileItsPersistentSelfWaitsIsReplacedByIt) {
     const auto [job, second] = playTwice();
     job->client().destroy(JobClient::End::UntilNextStart);
     EXPECT_TRUE(second->events.waitForState(JOB_STATE_PLAYING)) << second->log();
-    EXPECT_EQ(service.job(job->id()).getProcess().id, second->launcher->process().id());
+    EXPECT_EQ(service.job(job->id()).getProcess().id, second->launcher->id());
 }
 
 TEST_F(JobReplacementTest, WhoEndsForGoodIsNotReplacedByItsPersistentSelf) {
     const auto [job, second] = playTwice();
     job->client().destroy(JobClient::End::ForGood);
     EXPECT_TRUE(second->events.waitForEnd());
-    EXPECT_EQ(second->launcher->exitStatus(), 1);
+    EXPECT_EQ(second->launcher->waitForEnd(), Ending::exited(1));
     EXPECT_FALSE(std::filesystem::exists(pathOf("persistent")));
 }
 
@@ -130,7 +131,7 @@ TEST_F(JobReplacementTest, WhoComesBackFromAFileThatIsGoneStaysAway) {
     ASSERT_TRUE(end);
     EXPECT_NE(end->message().find("Ended for good meanwhile: "), std::string::npos)
         << end->message();
-    EXPECT_EQ(job->launcher->exitStatus(), 1);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(1));
     EXPECT_FALSE(std::filesystem::exists(pathOf("persistent")));
 }
 

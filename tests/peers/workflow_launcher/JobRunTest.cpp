@@ -1,6 +1,8 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {
@@ -20,14 +22,14 @@ TEST_F(JobRunTest, AJobPlaysToTheEndOfItsStream) {
     EXPECT_EQ(end->exit_status(), 0) << job->log();
     EXPECT_FALSE(end->has_signal());
     EXPECT_TRUE(job->events.has(JobEvent::PROGRESS));
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
 }
 
 TEST_F(JobRunTest, EveryEventCarriesTheIdAndTheEndIsTheLast) {
     const auto job = makeJob(short_);
     job->play();
     EXPECT_TRUE(job->events.waitForEnd());
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
     for (const auto& event : job->events.all()) {
         EXPECT_EQ(event.job_id(), job->id());
     }
@@ -40,7 +42,7 @@ TEST_F(JobRunTest, AnAcknowledgedJobIsListedAndAnswersAndItsPrivateEndpointIsGon
     job->play();
     EXPECT_EQ(service.job(job->id()).getCommandEndpoint(), job->endpoint("command"));
     EXPECT_EQ(service.job(job->id()).getEventEndpoint(), job->endpoint("event"));
-    EXPECT_EQ(service.job(job->id()).getProcess().id, job->launcher->process().id());
+    EXPECT_EQ(service.job(job->id()).getProcess().id, job->launcher->id());
     EXPECT_EQ(job->client().status().job_description().job_id(), job->id());
     EXPECT_TRUE(eventually([&] { return !std::filesystem::exists(job->setupPath()); }));
 }
@@ -48,7 +50,7 @@ TEST_F(JobRunTest, AnAcknowledgedJobIsListedAndAnswersAndItsPrivateEndpointIsGon
 TEST_F(JobRunTest, AnEndedJobLeavesTheRegistryAndNoFiles) {
     const auto job = makeJob(short_);
     job->play();
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
     EXPECT_FALSE(service.lists(job->id()));
     for (const auto* kind : {"job-setup", "job-command", "job-event"}) {
         EXPECT_FALSE(std::filesystem::exists(pathOf(kind))) << kind;
@@ -88,14 +90,14 @@ TEST_F(JobRunTest, AFailureGivesTheMediaLibrarysMessageAndDetail) {
     ASSERT_TRUE(end);
     EXPECT_EQ(end->reason(), JobEventEnd::FAILED);
     EXPECT_EQ(end->message(), failure->message());
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
 }
 
 TEST_F(JobRunTest, TheLogHoldsWhatTheJobIsAndWhatThePipelineWrites) {
     const auto job =
         makeJob("videotestsrc num-buffers=1 ! video/x-raw,width=16,height=16 ! fakesink dump=true");
     job->play();
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
     const auto log = job->log();
     for (const auto& part :
          {std::string("Job job\n"), "Job id " + job->id(),
@@ -108,7 +110,7 @@ TEST_F(JobRunTest, TheLogHoldsWhatTheJobIsAndWhatThePipelineWrites) {
 TEST_F(JobRunTest, ADetachedJobIsASessionOfItsOwnAndItsStarterReturns) {
     const auto job = makeJob(endless);
     job->launch({"-d"});
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
     ASSERT_TRUE(job->setUp().success());
     const WatchedProcess launcher(service.job(job->id()).getProcess().id);
     EXPECT_EQ(::getsid(launcher.id()), launcher.id());

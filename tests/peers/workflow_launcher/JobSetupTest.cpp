@@ -4,6 +4,7 @@
 
 #include "platform/socket/Socket.h"
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
 
 namespace tarn::test {
@@ -19,7 +20,7 @@ struct JobSetupTest : WorkflowFixture {
         EXPECT_EQ(reply.type(), JobToServiceReply::SETUP);
         const auto reason = reply.success() ? endOf(job) : reply.error_message();
         EXPECT_FALSE(service.lists(job.id()));
-        EXPECT_EQ(job.launcher->exitStatus(), 1);
+        EXPECT_EQ(job.launcher->waitForEnd(), Ending::exited(1));
         EXPECT_FALSE(std::filesystem::exists(job.setupPath()));
         return reason;
     }
@@ -92,7 +93,7 @@ TEST_F(JobSetupTest, BytesThatAreNoRequestAreLoggedAndTheNextGoodOneIsTaken) {
 TEST_F(JobSetupTest, ALauncherThatIsNeverSetUpEnds) {
     const auto job = makeJob(endless);
     job->launch({"--setup-timeout", "0.2"});
-    EXPECT_EQ(job->launcher->exitStatus(), 1);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(1));
     EXPECT_NE(job->log().find("No setup arrived"), std::string::npos);
     EXPECT_FALSE(std::filesystem::exists(job->setupPath()));
 }
@@ -101,8 +102,8 @@ TEST_F(JobSetupTest, ALauncherThatWaitsForItsSetupEndsOnASignal) {
     const auto job = makeJob(endless);
     job->launch();
     ASSERT_TRUE(eventually([&] { return std::filesystem::exists(job->setupPath()); }));
-    job->launcher->process().signal(SIGTERM);
-    EXPECT_TRUE(job->launcher->exitStatus(std::chrono::seconds(5)));
+    job->launcher->signal(SIGTERM);
+    EXPECT_NE(job->launcher->waitForEnd(std::chrono::seconds(5)), Ending{});
 }
 
 // The first may be about to end: that is waited for, longer than the answer may take.
@@ -117,9 +118,9 @@ TEST_F(JobSetupTest, ASecondJobWithTheIdOfARunningOneIsRefusedAndTouchesNothing)
     const auto end = second->events.waitForEnd();
     ASSERT_TRUE(end);
     EXPECT_EQ(end->message(), "Job is not registered: Already running: job " + first->id());
-    EXPECT_EQ(second->launcher->exitStatus(), 1);
+    EXPECT_EQ(second->launcher->waitForEnd(), Ending::exited(1));
     EXPECT_EQ(readFile(file), "of the first");
-    EXPECT_EQ(service.job(first->id()).getProcess().id, first->launcher->process().id());
+    EXPECT_EQ(service.job(first->id()).getProcess().id, first->launcher->id());
 }
 
 TEST_F(JobSetupTest, AnEndpointThatIsTakenIsARefusalAndTheJobIsNotListed) {
@@ -144,7 +145,7 @@ TEST_F(JobSetupTest, ARefusalIsTheLastEventOfTheJob) {
     EXPECT_TRUE(time.elapsed() < std::chrono::milliseconds(100) || !isRefusedByTheAnswer);
     EXPECT_EQ(end->reason(), JobEventEnd::FAILED);
     EXPECT_EQ(end->message(), "no element \"nosuchsink\"");
-    EXPECT_EQ(job->launcher->exitStatus(), 1);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(1));
 }
 
 TEST_F(JobSetupTest, WhoSubscribesToARefusedJobAMomentLaterIsToldToo) {

@@ -3,6 +3,8 @@
 #include <filesystem>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {
@@ -35,7 +37,7 @@ TEST_F(PersistentJobTest, DestroyKeepsTheFile) {
     job->play();
     job->client().destroy(JobClient::End::UntilNextStart);
     EXPECT_TRUE(job->events.waitForEnd());
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
     EXPECT_TRUE(fileExists());
 }
 

@@ -5,7 +5,9 @@
 #include <fstream>
 
 #include "tests/peers/workflow_launcher/WorkflowFixture.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/MachineTime.h"
+#include "tests/support/WatchedProcess.h"
 
 namespace tarn::test {
 namespace {
@@ -28,8 +30,8 @@ struct SlowPipelineTest : WorkflowFixture {
     std::unique_ptr<TestJob> makeHung() {
         auto job = makeJob(endless);
         job->launch();
-        EXPECT_TRUE(eventually([&] { return childOf(job->launcher->process().id()) > 0; }));
-        WatchedProcess(childOf(job->launcher->process().id())).signal(SIGSTOP);
+        EXPECT_TRUE(eventually([&] { return childOf(job->launcher->id()) > 0; }));
+        WatchedProcess(childOf(job->launcher->id())).signal(SIGSTOP);
         return job;
     }
 
@@ -63,7 +65,7 @@ struct SlowPipelineTest : WorkflowFixture {
         EXPECT_EQ(end->reason(), JobEventEnd::FAILED);
         EXPECT_EQ(end->message(), "the pipeline was not ready in time");
         EXPECT_FALSE(service.lists(job.id()));
-        EXPECT_EQ(job.launcher->exitStatus(), 1);
+        EXPECT_EQ(job.launcher->waitForEnd(), Ending::exited(1));
         EXPECT_NE(job.log().find("Job setup failed: the pipeline was not ready in time"),
                   std::string::npos);
     }
@@ -107,7 +109,7 @@ TEST_F(SlowPipelineTest, IsStoppedAtOnceWhileItGetsReady) {
         EXPECT_LT(time.elapsed(), 2s);
         EXPECT_EQ(end->reason(), JobEventEnd::DESTROYED);
         EXPECT_FALSE(pipeline.isRunning());
-        EXPECT_TRUE(job->launcher->exitStatus());
+        EXPECT_NE(job->launcher->waitForEnd(), Ending{});
     }
 }
 
@@ -134,7 +136,7 @@ TEST_F(SlowPipelineTest, OfAPersistentJobThatComesBackIsTriedAgain) {
     EXPECT_TRUE(service.lists(job->id()));
     std::ifstream reader(pathOf("fifo"));
     EXPECT_TRUE(job->events.waitForEnd());
-    EXPECT_EQ(job->launcher->exitStatus(), 0);
+    EXPECT_EQ(job->launcher->waitForEnd(), Ending::exited(0));
 }
 
 TEST_F(SlowPipelineTest, HasNoMoreTimeInALaterRun) {
@@ -144,7 +146,7 @@ TEST_F(SlowPipelineTest, HasNoMoreTimeInALaterRun) {
     ASSERT_TRUE(job->events.waitForState(JOB_STATE_PLAYING));
     const auto first = job->client().status().pipeline_pid();
     WatchedProcess(first).signal(SIGSEGV);
-    const auto second = [&] { return childOf(job->launcher->process().id()); };
+    const auto second = [&] { return childOf(job->launcher->id()); };
     ASSERT_TRUE(eventually([&] { return second() > 0 && second() != first; }));
     const WatchedProcess hung(second());
     hung.signal(SIGSTOP);

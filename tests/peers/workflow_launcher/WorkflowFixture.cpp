@@ -22,10 +22,15 @@ TestJob::TestJob(const TestService& service, std::string jobName, const std::str
 }
 
 void TestJob::launch(const std::vector<std::string>& options) {
-    std::vector<std::string> arguments = {"-l",           name,       "-e", endpoint("setup"),
-                                          "--log-folder", logFolder()};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    launcher = std::make_unique<StartedProgram>("tarnWorkflowLauncher", arguments);
+    std::vector<std::string> command = {builtProgram("tarnWorkflowLauncher"),
+                                        "-l",
+                                        name,
+                                        "-e",
+                                        endpoint("setup"),
+                                        "--log-folder",
+                                        logFolder()};
+    command.insert(command.end(), options.begin(), options.end());
+    launcher = std::make_unique<Process>(command);
 }
 
 JobToServiceReply TestJob::setUp() const {

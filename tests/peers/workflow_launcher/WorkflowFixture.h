@@ -9,8 +9,8 @@
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobClient.h"
 #include "tests/peers/support/JobEvents.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/peers/support/TestService.h"
+#include "tests/support/Process.h"
 
 namespace tarn::test {
 
@@ -35,7 +35,7 @@ class TestJob {
 
     tarn::proto::service_job::ServiceToJobRequest request;
     JobEvents events;
-    std::unique_ptr<StartedProgram> launcher;
+    std::unique_ptr<Process> launcher;
 
   private:
     std::string logFolder() const;

@@ -48,26 +48,26 @@ class TreeSerialiserTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(TreeSerialiserTest, givesTheBytesOfTheMessage) {
+TEST_F(TreeSerialiserTest, GivesTheBytesOfTheMessage) {
     expectSame();
     expectSame();
 }
 
-TEST_F(TreeSerialiserTest, followsANewFirstMiddleAndLastSubDevice) {
+TEST_F(TreeSerialiserTest, FollowsANewFirstMiddleAndLastSubDevice) {
     for (const auto* id : {"a", "d25x", "z"}) {
         add(root, DeviceNode(id, "", DeviceClass::Generic));
         expectSame();
     }
 }
 
-TEST_F(TreeSerialiserTest, followsTheRemovalOfTheFirstAMiddleAndTheLastSubDevice) {
+TEST_F(TreeSerialiserTest, FollowsTheRemovalOfTheFirstAMiddleAndTheLastSubDevice) {
     for (const auto* id : {"d10", "d25", "d39"}) {
         ASSERT_TRUE(root.removeSubDevice(id, false, error));
         expectSame();
     }
 }
 
-TEST_F(TreeSerialiserTest, followsAStatusAndTheRootsOwnFields) {
+TEST_F(TreeSerialiserTest, FollowsAStatusAndTheRootsOwnFields) {
     root.updateStatusValue("d20", NamedStatus("Load", 0.75));
     expectSame();
     root.setGlobalStatus({GlobalStatus::Level::Error, std::string(200, 'x')});
@@ -75,7 +75,7 @@ TEST_F(TreeSerialiserTest, followsAStatusAndTheRootsOwnFields) {
     expectSame();
 }
 
-TEST_F(TreeSerialiserTest, followsTheLastSubDeviceGoingAndANewFirst) {
+TEST_F(TreeSerialiserTest, FollowsTheLastSubDeviceGoingAndANewFirst) {
     for (int i = 10; i < 40; ++i) {
         ASSERT_TRUE(root.removeSubDevice("d" + std::to_string(i), false, error));
     }
@@ -84,7 +84,7 @@ TEST_F(TreeSerialiserTest, followsTheLastSubDeviceGoingAndANewFirst) {
     expectSame();
 }
 
-TEST_F(TreeSerialiserTest, takesAnotherTreeOfTheSameIdsForAnother) {
+TEST_F(TreeSerialiserTest, TakesAnotherTreeOfTheSameIdsForAnother) {
     DeviceNode other("root", "Other", DeviceClass::System);
     DeviceNode device("d20", "another", DeviceClass::Capture);
     add(device, DeviceNode("d21", "below", DeviceClass::Capture));
@@ -93,7 +93,7 @@ TEST_F(TreeSerialiserTest, takesAnotherTreeOfTheSameIdsForAnother) {
     expectSame();
 }
 
-TEST_F(TreeSerialiserTest, takesEmptyTextsAndNodesWithoutFields) {
+TEST_F(TreeSerialiserTest, TakesEmptyTextsAndNodesWithoutFields) {
     root = DeviceNode("", "", DeviceClass::Generic);
     add(root, DeviceNode("", "", DeviceClass::Generic));
     expectSame();
@@ -101,7 +101,7 @@ TEST_F(TreeSerialiserTest, takesEmptyTextsAndNodesWithoutFields) {
     expectSame();
 }
 
-TEST_F(TreeSerialiserTest, givesADeepTreeWhoseDeepestNodeChanges) {
+TEST_F(TreeSerialiserTest, GivesADeepTreeWhoseDeepestNodeChanges) {
     root = chain(90);
     expectSame();
     root.updateGlobalStatus("leaf", {GlobalStatus::Level::Warning, "hot"});
@@ -110,7 +110,7 @@ TEST_F(TreeSerialiserTest, givesADeepTreeWhoseDeepestNodeChanges) {
 
 class RandomTreesSerialised : public testing::TestWithParam<unsigned> {};
 
-TEST_P(RandomTreesSerialised, areAsTheirMessages) {
+TEST_P(RandomTreesSerialised, AreAsTheirMessages) {
     RandomModels models(GetParam());
     TreeSerialiser serialiser;
     DeviceNode root = models.tree(3).toDeviceNode();

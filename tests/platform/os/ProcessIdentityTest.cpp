@@ -6,12 +6,12 @@
 
 #include <limits>
 
-#include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/ForkedProcess.h"
 
 namespace tarn::os {
 
-using resource_manager::test::ChildProcess;
+using test::ForkedProcess;
 
 TEST(ProcessIdentity, KnowsThisProcess) {
     const auto self = ProcessIdentity::ofThisProcess();
@@ -38,7 +38,7 @@ TEST(ProcessIdentity, CallsIdsThatCannotBeProcessesDead) {
 }
 
 TEST(ProcessIdentity, CallsAZombieDeadThoughItsIdStillExists) {
-    ChildProcess child;
+    ForkedProcess child;
     const auto identity = child.identity();
     EXPECT_TRUE(isAlive(identity));
     child.killAndLeaveZombie();
@@ -47,7 +47,7 @@ TEST(ProcessIdentity, CallsAZombieDeadThoughItsIdStillExists) {
 }
 
 TEST(ProcessIdentity, CallsAReapedProcessDead) {
-    ChildProcess child;
+    ForkedProcess child;
     const auto identity = child.identity();
     child.killAndReap();
     EXPECT_FALSE(isAlive(identity));

@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
-#include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/Pipe.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/ForkedProcess.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::resource_manager {
@@ -190,8 +190,8 @@ class ProxiesOfJobs : public Proxies {
 
     const test::Pipe startOfSecond;
     // Forked before this process has threads of its own.
-    test::ChildProcess first{[this] { serve(); }};
-    test::ChildProcess second{[this] {
+    tarn::test::ForkedProcess first{[this] { serve(); }};
+    tarn::test::ForkedProcess second{[this] {
         if (startOfSecond.wait()) {
             serve();
         }

@@ -15,6 +15,7 @@
 #include "proto/resource_manager.pb.h"
 #include "tests/platform/resource_manager/Endpoints.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -109,11 +110,10 @@ TEST_F(RequestHandlers, StoreWhatTheyCouldNotWhenSomebodyAsksAgain) {
     job.registerJob(jobOfThisProcess("a"));
     EXPECT_TRUE(log.contains("ERROR ResourceManager > Cannot store a change of the registry: "));
     held.reset();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!log.contains("The registry is stored again") &&
-           std::chrono::steady_clock::now() < deadline) {
+    EXPECT_TRUE(tarn::test::eventually([&] {
         job.runningJobWithUuid("a");
-    }
+        return log.contains("The registry is stored again");
+    }));
     EXPECT_THAT(idsOf(RegistryFile(file).load().jobs), ElementsAre("a"));
 }
 

@@ -9,6 +9,7 @@
 
 #include "tests/platform/socket/RawPeer.h"
 #include "tests/platform/socket/SocketTestSupport.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/ResidentMemory.h"
 #include "tests/support/SilentSubscriber.h"
 
@@ -75,10 +76,7 @@ class CatchUpPublisherTest : public testing::Test {
 };
 
 void awaitClosed(tarn::test::SilentSubscriber& subscriber) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (subscriber.isConnected()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-    }
+    ASSERT_TRUE(tarn::test::eventually([&] { return !subscriber.isConnected(); }));
 }
 
 std::vector<std::string> receiveAll(Socket& socket, const std::string& last) {
@@ -197,11 +195,7 @@ TEST_F(CatchUpPublisherTest, WhoComesInTheConnectionOfAnotherIsANewcomer) {
 TEST_F(CatchUpPublisherTest, TellsWhetherSomebodyWaits) {
     EXPECT_FALSE(publisher.hasAnnouncements());
     const auto socket = subscriber();
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!publisher.hasAnnouncements() && std::chrono::steady_clock::now() < deadline) {
-        pollfd ready{.fd = publisher.descriptor(), .events = POLLIN, .revents = 0};
-        ::poll(&ready, 1, 10000);
-    }
+    EXPECT_TRUE(tarn::test::eventually([&] { return publisher.hasAnnouncements(); }));
     EXPECT_EQ(publisher.nextAnnouncement(), Announcement::Came);
     EXPECT_FALSE(publisher.hasAnnouncements());
 }

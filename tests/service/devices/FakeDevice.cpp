@@ -18,7 +18,12 @@ FakeDevice::~FakeDevice() {
 }
 
 void FakeDevice::begin() {
-    thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
+    die();
+    auto socket = std::make_unique<socket::Socket>("fake device", socket::ClosePolicy::Flush);
+    socket->createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(address),
+                             0);
+    thread = std::jthread(
+        [this, socket = std::move(socket)](const std::stop_token& stop) { run(*socket, stop); });
 }
 
 void FakeDevice::die() {
@@ -69,10 +74,7 @@ FakeDevice::Request FakeDevice::lastRequest() {
     return requests.back();
 }
 
-void FakeDevice::run(const std::stop_token& stop) {
-    socket::Socket socket("fake device", socket::ClosePolicy::Flush);
-    socket.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(address),
-                            0);
+void FakeDevice::run(socket::Socket& socket, const std::stop_token& stop) {
     while (!stop.stop_requested()) {
         std::string error;
         if (socket.poll(10, error) != 0) {

@@ -10,6 +10,10 @@
 #include "platform/device_tree/DeviceNode.h"
 #include "proto/monitoring.pb.h"
 
+namespace tarn::socket {
+class Socket;
+}
+
 namespace tarn::test {
 
 /// A device that speaks the monitoring protocol from a thread of its own, as well as it is told to.
@@ -24,7 +28,7 @@ class FakeDevice {
 
     const std::string& endpoint() const { return address; }
 
-    void begin();
+    void begin();  ///< it can be reached when this returns
     void die();
 
     void describeAs(device_tree::DeviceNode node);
@@ -44,7 +48,7 @@ class FakeDevice {
     Request lastRequest();
 
   private:
-    void run(const std::stop_token& stop);
+    void run(socket::Socket& socket, const std::stop_token& stop);
     void answerTo(const Request& request, proto::monitoring::DeviceToTarnServiceReply& reply) const;
 
     const std::string address;

@@ -88,4 +88,17 @@ Request removeProperties(std::int64_t track, const std::vector<std::string>& nam
     });
 }
 
+std::int64_t ticketIn(const Reply& reply) {
+    switch (reply.type()) {
+        case Reply::CREATE_TRACK:
+            return reply.GetExtension(CreateTrackReply::base).ticket();
+        case Reply::RESIZE_TRACK:
+            return reply.GetExtension(ResizeTrackReply::base).ticket();
+        case Reply::DESTROY_TRACK:
+            return reply.GetExtension(DestroyTrackReply::base).ticket();
+        default:
+            return 0;
+    }
+}
+
 }  // namespace tarn::test::storage_requests

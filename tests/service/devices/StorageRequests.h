@@ -26,4 +26,7 @@ Request workers();
 Request evictWorker(std::int64_t worker);
 Request removeProperties(std::int64_t track, const std::vector<std::string>& names);
 
+/// The ticket of a change of a track that was taken on; 0 where there is none.
+std::int64_t ticketIn(const proto::loop_storage::Reply& reply);
+
 }  // namespace tarn::test::storage_requests

@@ -10,6 +10,7 @@
 #include "platform/device_tree/DeviceNode.h"
 #include "tests/service/support/BatchReceiver.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::service {
 
@@ -63,11 +64,7 @@ class EventEmitterTest : public testing::Test {
     }
 
     bool awaitLosses(std::size_t count) const {
-        const auto bound = steady_clock::now() + std::chrono::seconds(20);
-        while (losses() < count && steady_clock::now() < bound) {
-            std::this_thread::yield();
-        }
-        return losses() >= count;
+        return test::eventually([&] { return losses() >= count; });
     }
 
     /// Closes the receiver and adds devices "0", "1", ... until a batch is lost; the last one.
@@ -75,13 +72,11 @@ class EventEmitterTest : public testing::Test {
         pushAdded(emitter, "0");
         receiver->next();
         receiver.reset();
-        const auto bound = steady_clock::now() + std::chrono::seconds(20);
         int pushed = 0;
-        while (losses() == 0) {
-            EXPECT_LT(steady_clock::now(), bound);
+        EXPECT_TRUE(test::eventually([&] {
             pushAdded(emitter, std::to_string(++pushed));
-            std::this_thread::yield();
-        }
+            return losses() > 0;
+        }));
         return std::to_string(pushed);
     }
 

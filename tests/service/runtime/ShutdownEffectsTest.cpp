@@ -10,8 +10,8 @@
 #include "service/devices/DeviceController.h"
 #include "service/runtime/shutdown/ShutdownSequence.h"
 #include "tests/service/support/BatchReceiver.h"
-#include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/FakeSetupPeer.h"
 
 namespace tarn::service {
 

@@ -5,8 +5,8 @@
 
 #include "platform/socket/Socket.h"
 #include "proto/api_job.pb.h"
-#include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/FakeSetupPeer.h"
 #include "tests/support/Process.h"
 
 namespace tarn::service {

@@ -11,8 +11,8 @@
 
 #include "proto/service_job.pb.h"
 #include "service/workflows/WorkflowCreator.h"
-#include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/FakeSetupPeer.h"
 
 namespace tarn::service {
 

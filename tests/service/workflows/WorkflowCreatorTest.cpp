@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "proto/service_job.pb.h"
-#include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/FakeSetupPeer.h"
 
 namespace tarn::service {
 

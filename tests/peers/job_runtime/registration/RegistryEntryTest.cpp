@@ -11,8 +11,8 @@
 #include "peers/job_runtime/registration/JobClaim.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "proto/job_monitoring.pb.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/peers/support/TestService.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Process.h"
 
@@ -76,9 +76,7 @@ struct RegistryEntryTest : testing::Test {
             std::optional<JobClaim> claim;
             hold(claim);
             entry->enter();
-            for (int n = 0; n < pauses; ++n) {
-                test::pauseBetweenTries();
-            }
+            eventually([pauses, n = 0]() mutable { return n++ == pauses; });
             claim.reset();
             afterwards();
             EXPECT_TRUE(eventually([&] {

@@ -17,8 +17,8 @@
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobClient.h"
 #include "tests/peers/support/JobEvents.h"
-#include "tests/peers/support/StartedProgram.h"
 #include "tests/peers/support/TestService.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::peers {

@@ -11,7 +11,7 @@
 #include "tests/peers/loop_storage/ServerInProcess.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/TestTrack.h"
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::test {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::test {

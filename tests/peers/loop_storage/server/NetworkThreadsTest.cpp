@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::test {

@@ -13,7 +13,7 @@
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/peers/loop_storage/TestTrack.h"
-#include "tests/peers/support/StartedProgram.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::test {
 namespace {

@@ -6,9 +6,9 @@
 #include <chrono>
 #include <optional>
 
-#include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/Pipe.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/ForkedProcess.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::resource_manager {
@@ -150,7 +150,7 @@ TEST_F(RegistryFiles, RefusesARecordThatCannotBeRead) {
 TEST_F(RegistryFiles, AreConsistentAfterTheirWriterWasKilled) {
     for (int round = 0; round < 10; ++round) {
         const test::Pipe progress;
-        test::ChildProcess writer([&] {
+        tarn::test::ForkedProcess writer([&] {
             RegistryFile file(path());
             for (int i = 0;; ++i) {
                 const auto contents = file.load();

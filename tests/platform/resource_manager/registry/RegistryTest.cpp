@@ -5,13 +5,13 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/ForkedProcess.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::resource_manager {
 
-using test::ChildProcess;
+using tarn::test::ForkedProcess;
 using test::deadJob;
 using test::idOf;
 using test::idsOf;
@@ -68,7 +68,7 @@ TEST_F(RegistryRules, LooksUpAStartTimeThatIsNotKnown) {
 }
 
 TEST_F(RegistryRules, RefusesAnIdThatRuns) {
-    const ChildProcess child;
+    const ForkedProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
     EXPECT_EQ(refusal(jobOfThisProcess("a")),
               "Already running: job a, as process " + std::to_string(child.identity().id));
@@ -106,7 +106,7 @@ TEST_F(RegistryRules, FreesWhatAJobHeldWhenItLeaves) {
 }
 
 TEST_F(RegistryRules, LetsOnlyTheProcessThatRegisteredAJobRemoveIt) {
-    const ChildProcess child;
+    const ForkedProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
     EXPECT_THAT(
         refusalOf([&] { registry.unregisterJob("a", os::ProcessIdentity::ofThisProcess()); }),
@@ -211,8 +211,8 @@ TEST_F(RegistryWithDeadJobs, LetsAnotherJobTakeTheirEndpoints) {
 }
 
 TEST_F(RegistryWithDeadJobs, RemovesAZombieAndAReapedJob) {
-    ChildProcess zombie;
-    ChildProcess reaped;
+    ForkedProcess zombie;
+    ForkedProcess reaped;
     registry.registerJob(jobOf(zombie.identity(), "zombie"));
     registry.registerJob(jobOf(reaped.identity(), "reaped"));
     zombie.killAndLeaveZombie();

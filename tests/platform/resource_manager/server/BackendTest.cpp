@@ -9,9 +9,9 @@
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
 #include "platform/resource_manager/server/LocalBackend.h"
 #include "platform/resource_manager/server/SocketBackend.h"
-#include "tests/platform/resource_manager/ChildProcess.h"
 #include "tests/platform/resource_manager/Endpoints.h"
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/ForkedProcess.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::resource_manager {
@@ -125,14 +125,14 @@ TEST_P(Backends, LetAJobLeave) {
 }
 
 TEST_P(Backends, DoNotLetAJobRemoveAnother) {
-    const test::ChildProcess child;
+    const tarn::test::ForkedProcess child;
     backend->registerJob(jobOf(child.identity(), "a"));
     EXPECT_THAT(refusalOf([&] { backend->unregisterJob("a"); }), HasSubstr("another process"));
     EXPECT_THAT(idsOf(backend->runningJobs()), ElementsAre("a"));
 }
 
 TEST_P(Backends, ClearDeadJobs) {
-    test::ChildProcess child;
+    tarn::test::ForkedProcess child;
     backend->registerJob(jobOf(child.identity(), "a"));
     backend->registerJob(jobOfThisProcess("b"));
     child.killAndLeaveZombie();

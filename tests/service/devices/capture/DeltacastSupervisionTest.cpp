@@ -1,5 +1,3 @@
-#include <future>
-
 #include "platform/device_tree/DeviceNode.h"
 #include "tests/service/devices/DeltacastBed.h"
 
@@ -56,39 +54,6 @@ class DeltacastSupervisionTest : public test::DeltacastBed {
     static constexpr auto lost = "Impossible to ping or to poll the Service...";
     static constexpr auto foundAgain = "Changing status from Unreachable to Running";
     static constexpr auto lostAgain = "Changing status from Running to Unreachable";
-};
-
-/// Who waits for the start lets time pass as the controller does. The service does not run at
-/// first.
-class WithItsOwnPause : public DeltacastSupervisionTest {
-  protected:
-    void SetUp() override {
-        device.begin();
-        device.answerWith(FakeDevice::Answer::WrongType);
-        auto all = dependencies();
-        all.pause = [this, managed = all.pause, test = std::this_thread::get_id()](
-                        milliseconds duration, const std::stop_token& stop) {
-            if (std::this_thread::get_id() != test) {
-                return managed(duration, stop);
-            }
-            waits.push_back(duration);
-            ofWait = stop;
-            onWait();
-        };
-        controller.emplace(device.endpoint(), all);
-        pause.await();
-    }
-
-    /// It is described first: until then it does not count as running.
-    void revive() {
-        device.answerWith(FakeDevice::Answer::Good);
-        controller->applyDefaultConfiguration();
-        next();
-    }
-
-    std::function<void()> onWait = [] {};
-    std::stop_token ofWait;
-    std::vector<milliseconds> waits;
 };
 
 TEST_F(DeltacastSupervisionTest, NamesTheEndpointInItsLogLines) {
@@ -346,85 +311,6 @@ TEST_F(DeltacastSupervisionTest, SaysWhenAnotherThreadDoesItsWork) {
     EXPECT_FALSE(log.contains("PROPER THREAD"));
     controller->disconnectFromService();
     EXPECT_TRUE(log.has(line("ERROR", "THIS FUNCTION IS NOT CALLED IN THE PROPER THREAD!")));
-}
-
-TEST_F(DeltacastSupervisionTest, HasStartedWhenTheServiceRuns) {
-    watchLiving();
-    const auto neverAsked = [](milliseconds) -> bool { throw std::logic_error("it waits"); };
-    EXPECT_TRUE(controller->waitForDeviceStarted(10, neverAsked));
-}
-
-TEST_F(DeltacastSupervisionTest, HasNotStartedAfterAsManySecondsAsWereGiven) {
-    watch();
-    std::vector<milliseconds> waits;
-    const auto note = [&](milliseconds duration) {
-        waits.push_back(duration);
-        return false;
-    };
-    EXPECT_FALSE(controller->waitForDeviceStarted(3, note));
-    EXPECT_THAT(waits, ElementsAre(second, second, second));
-}
-
-TEST_F(DeltacastSupervisionTest, HasNotStartedWhenTheWaitingIsGivenUp) {
-    watch();
-    int waits = 0;
-    EXPECT_FALSE(controller->waitForDeviceStarted(0, [&](milliseconds) { return ++waits == 50; }));
-    EXPECT_EQ(waits, 50) << "0 is no limit";
-}
-
-TEST_F(DeltacastSupervisionTest, HasStartedWhenTheServiceRunsWhileItIsWaitedForWithoutLimit) {
-    watchLiving();
-    device.answerWith(FakeDevice::Answer::WrongType);
-    next();
-    ASSERT_EQ(controller->getStatus(), Status::Unreachable);
-    int waits = 0;
-    EXPECT_TRUE(controller->waitForDeviceStarted(0, [&](milliseconds) {
-        if (++waits == 30) {
-            device.answerWith(FakeDevice::Answer::Good);
-            next();
-        }
-        return waits == 60;
-    }));
-    EXPECT_EQ(waits, 30);
-}
-
-TEST_F(WithItsOwnPause, HasNotStartedAfterAsManySecondsAsWereGiven) {
-    EXPECT_FALSE(controller->waitForDeviceStarted(3));
-    EXPECT_THAT(waits, ElementsAre(second, second, second));
-}
-
-TEST_F(WithItsOwnPause, HasStartedWithoutAWaitWhenTheServiceRuns) {
-    revive();
-    EXPECT_TRUE(controller->waitForDeviceStarted(3));
-    EXPECT_THAT(waits, testing::IsEmpty());
-}
-
-TEST_F(WithItsOwnPause, HasStartedWhenTheServiceRunsWhileItIsWaitedFor) {
-    onWait = [this] {
-        if (waits.size() == 2) {
-            revive();
-        }
-    };
-    EXPECT_TRUE(controller->waitForDeviceStarted(0));
-    EXPECT_THAT(waits, ElementsAre(second, second));
-}
-
-TEST_F(WithItsOwnPause, HasNotStartedWhenItIsStoppedAndItsWaitIsEnded) {
-    onWait = [this] {
-        EXPECT_FALSE(ofWait.stop_requested());
-        controller->stop();
-        EXPECT_TRUE(ofWait.stop_requested());
-    };
-    EXPECT_FALSE(controller->waitForDeviceStarted(0));
-    EXPECT_THAT(waits, ElementsAre(second));
-}
-
-TEST_F(DeltacastSupervisionTest, HasNotStartedWhenItIsStopped) {
-    watch();
-    EXPECT_FALSE(controller->waitForDeviceStarted(0, [&](milliseconds) {
-        controller->stop();
-        return false;
-    }));
 }
 
 TEST_F(DeltacastSupervisionTest, IsUnreachableOnceItIsStopped) {

@@ -4,11 +4,11 @@
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <stop_token>
 #include <system_error>
 #include <thread>
@@ -17,6 +17,7 @@
 #include "platform/socket/Socket.h"
 #include "service/devices/capture/ProcessControl.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/ForkedProcess.h"
 #include "tests/support/Process.h"
 
 namespace tarn::service::devices {
@@ -147,19 +148,12 @@ class Holder {
             ::listen(listener.get(), 1) != 0) {
             throw std::system_error(errno, std::generic_category(), "cannot listen");
         }
-        child = ::fork();
-        while (child == 0) {
-            ::pause();
-        }
+        child.emplace();
     }
-    ~Holder() {
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-    }
-    pid_t id() const { return child; }
+    pid_t id() const { return child->id(); }
 
   private:
-    pid_t child = -1;
+    std::optional<test::ForkedProcess> child;
 };
 
 struct UnixAddress {

@@ -1,14 +1,13 @@
 // The loop storages among the devices that the manager makes controllers for.
 #include <gmock/gmock.h>
 
-#include <thread>
-
 #include "platform/device_tree/DeviceNode.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 #include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/devices/storage/TrackTasks.h"
 #include "tests/service/fake_storage/FakeStorage.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/Eventually.h"
 
 namespace tarn::service::devices {
 
@@ -53,11 +52,7 @@ TEST_F(LoopStoragesTest, AreAllWatchedAndTheLastOneTakesTheRequests) {
     ASSERT_TRUE(bed.devices.initFromConfiguration(errors));
     EXPECT_EQ(bed.devices.getLoopStorageController()->messageHeader(),
               "LoopStorageDeviceController on studio:4711");
-    const auto both = [this] { return bed.devices.getTree().lock()->size() == 3; };
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!both() && std::chrono::steady_clock::now() < end) {
-        std::this_thread::yield();
-    }
+    EXPECT_TRUE(test::eventually([this] { return bed.devices.getTree().lock()->size() == 3; }));
     const DeviceNode tree = *bed.devices.getTree().lock();
     EXPECT_TRUE(tree.getDeviceById("Storage-unix-/run/one"));
     EXPECT_TRUE(tree.getDeviceById("Storage-tcp-studio:4711"));

@@ -9,8 +9,8 @@
 #include "platform/socket/Socket.h"
 #include "platform/utils/EscapedText.h"
 #include "proto/api_job.pb.h"
-#include "tests/service/support/FakeSetupPeer.h"
 #include "tests/service/support/ServiceBed.h"
+#include "tests/support/FakeSetupPeer.h"
 
 namespace tarn::service {
 
