@@ -16,7 +16,7 @@
 #include "platform/utils/Throttle.h"
 
 namespace tarn::os {
-
+class SignalInput;
 }
 
 namespace tarn::gateway {

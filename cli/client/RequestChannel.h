@@ -2,10 +2,7 @@
 
 #include <chrono>
 #include <memory>
-#include <optional>
 #include <string>
-
-#include "platform/os/Deadline.h"
 
 namespace google::protobuf {
 class Message;
@@ -25,6 +22,8 @@ namespace tarn::cli {
 /// answer that cannot be read.
 class RequestChannel {
   public:
+    using Clock = std::chrono::steady_clock;
+
     /// What happens when nobody listens on the endpoint. Whoever has answered once is waited for in
     /// any case: a service that is started again, for one.
     enum class Absence { FailsAtOnce, IsWaitedOut };

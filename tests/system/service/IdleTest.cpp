@@ -63,7 +63,7 @@ class Idle : public SystemTest {
     }
 };
 
-TEST_F(Idle, neitherTheServiceNorAJobIsWokenForNothing) {
+TEST_F(Idle, NeitherTheServiceNorAJobIsWokenForNothing) {
     startService();
     ASSERT_TRUE(api().submit({.pipeline = pipeline}));
     for (const auto* const more : {"second", "third"}) {
