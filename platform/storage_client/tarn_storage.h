@@ -258,6 +258,8 @@ typedef struct tarn_storage_part {
 tarn_storage_writer* tarn_storage_writer_create(tarn_storage_connection* connection,
                                                 int64_t track_id, const char* worker_name,
                                                 tarn_storage_error* error);
+/* Another one may attach when it returns; a server that does not answer is waited for 200 ms. Flush
+ * before: of frames that are still on their way nobody tells how they fared. */
 void tarn_storage_writer_destroy(tarn_storage_writer* writer);
 /* The time point of the track's newest frame when the writer attached; -1 when it was empty. */
 int64_t tarn_storage_writer_get_end_at_start(const tarn_storage_writer* writer);

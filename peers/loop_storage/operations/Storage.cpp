@@ -112,13 +112,15 @@ std::unique_ptr<Attachment> Storage::attach(std::int64_t id, Track::WorkerKind k
     client.name = workerName(client.name);
     const auto worker = attached.add({.kind = kind, .track = id, .client = std::move(client)});
     return std::make_unique<Attachment>(
-        track, kind, [this, track, kind, worker] { release(track, kind, worker); });
+        track, kind, [this, track, kind, worker](std::shared_ptr<const void> kept) {
+            release(track, kind, worker, std::move(kept));
+        });
 }
 
 // A writer's track is brought to the disk before the next writer may come. Files are closed where
 // the disk may be waited for.
 void Storage::release(const std::shared_ptr<Track>& track, Track::WorkerKind kind,
-                      std::int64_t worker) {
+                      std::int64_t worker, std::shared_ptr<const void> kept) {
     attached.remove(worker);
     if (kind == Track::WorkerKind::Reader) {
         if (auto files = track->detach(kind)) {
@@ -126,7 +128,7 @@ void Storage::release(const std::shared_ptr<Track>& track, Track::WorkerKind kin
         }
         return;
     }
-    const auto end = [track, kind] {
+    const auto end = [track, kind, kept = std::move(kept)] {
         closeTrack(*track);
         track->detach(kind);
     };

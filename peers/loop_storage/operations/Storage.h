@@ -22,21 +22,25 @@ namespace tarn::peers::loop_storage {
 /// files happens on a thread of the storage.
 class Attachment {
   public:
-    Attachment(std::shared_ptr<Track> track, Track::WorkerKind kind,
-               std::function<void()> onRelease)
+    using Release = std::function<void(std::shared_ptr<const void> kept)>;
+
+    Attachment(std::shared_ptr<Track> track, Track::WorkerKind kind, Release onRelease)
         : held(std::move(track)), role(kind), onRelease(std::move(onRelease)) {}
-    ~Attachment() { onRelease(); }
+    ~Attachment() { onRelease(std::move(kept)); }
     Attachment(const Attachment&) = delete;
     Attachment& operator=(const Attachment&) = delete;
 
     Track& track() const { return *held; }
     const std::shared_ptr<Track>& shared() const { return held; }
     Track::WorkerKind kind() const { return role; }
+    /// Lives until the track is free for another one, which is after this object is gone.
+    void keepUntilReleased(std::shared_ptr<const void> object) { kept = std::move(object); }
 
   private:
     const std::shared_ptr<Track> held;
     const Track::WorkerKind role;
-    const std::function<void()> onRelease;
+    const Release onRelease;
+    std::shared_ptr<const void> kept;
 };
 
 /// Everything that a server keeps, and the threads that work on it: one for the long operations,
@@ -78,7 +82,8 @@ class Storage {
     std::int64_t queue(Operation operation);
     void run(std::int64_t ticket, const Operation& operation);
     void checkStop() const;
-    void release(const std::shared_ptr<Track>& track, Track::WorkerKind kind, std::int64_t worker);
+    void release(const std::shared_ptr<Track>& track, Track::WorkerKind kind, std::int64_t worker,
+                 std::shared_ptr<const void> kept);
 
     Catalogue tracks;
     Tickets operations;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
+#include "platform/os/FileDescriptor.h"
 #include "platform/storage_wire/SendBuffer.h"
 #include "platform/utils/Log.h"
 #include "proto/storage_wire.pb.h"
@@ -98,13 +99,13 @@ void Session::end() {
     }
     state = State::Closed;
     boost::system::error_code ignored;
-    socket.close(ignored);
     patience.cancel(ignored);
     ticketWait.cancel(ignored);
     storage.tickets().callOff(awaitedTicket, this);
     reader.reset();
     leaving.reset();
     writer.reset();
+    socket.close(ignored);
     onEnd();
 }
 
@@ -126,8 +127,18 @@ void Session::receive() {
                            }));
 }
 
+// A writer that has said that it leaves sees the end of the connection when the next one may come.
+void Session::giveSocketToWriter() {
+    if (writer && state != State::Closed) {
+        boost::system::error_code ignored;
+        writer->held()->keepUntilReleased(
+            std::make_shared<os::FileDescriptor>(socket.release(ignored)));
+    }
+}
+
 void Session::received(std::size_t size) {
     if (size == 0 || state == State::Closed) {
+        giveSocketToWriter();
         end();
         return;
     }

@@ -80,6 +80,7 @@ class Session : public std::enable_shared_from_this<Session>,
 
     void receive();
     void received(std::size_t size);
+    void giveSocketToWriter();
     void parse();
     bool readMore();
     void noteInput();

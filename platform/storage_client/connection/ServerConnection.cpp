@@ -13,6 +13,9 @@ namespace {
 // Well below the time after which a server lets go.
 constexpr auto longestIdle = std::chrono::seconds(30);
 
+// A server that hangs holds up nobody who leaves.
+constexpr std::chrono::milliseconds longestLeaving{200};
+
 iovec part(const void* bytes, std::size_t size) {
     return {.iov_base = const_cast<void*>(bytes), .iov_len = size};
 }
@@ -248,6 +251,13 @@ void ServerConnection::reserveForWorker() {
                       "The connection already serves a reader or a writer");
     }
     state = State::WorkersOnly;
+}
+
+void ServerConnection::leave() noexcept {
+    if (state == State::WorkersOnly) {
+        stream->finish(os::Deadline(longestLeaving));
+    }
+    state = State::Broken;
 }
 
 }  // namespace tarn::storage_client

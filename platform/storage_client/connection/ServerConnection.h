@@ -63,6 +63,9 @@ class ServerConnection {
     Milliseconds timeOut() const { return bound; }
     /// From now on only one worker uses it. Throws when another does already.
     void reserveForWorker();
+    /// The worker leaves: waits until the server has let go of it, for a moment at most. What the
+    /// server has not answered by then is not heard of any more. Never throws.
+    void leave() noexcept;
     TrackDescriptions& descriptions() { return known; }
 
   private:

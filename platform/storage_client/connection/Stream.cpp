@@ -131,6 +131,15 @@ void Stream::endWithoutPeer(std::chrono::milliseconds bound) const {
     storage_wire::endWithoutPeer(descriptor.get(), bound);
 }
 
+void Stream::finish(const os::Deadline& deadline) noexcept {
+    std::array<char, 4096> ignored{};
+    ::shutdown(descriptor.get(), SHUT_WR);
+    pollfd input{.fd = descriptor.get(), .events = POLLIN, .revents = 0};
+    while (::poll(&input, 1, deadline.remainingForPoll()) > 0 &&
+           ::recv(descriptor.get(), ignored.data(), ignored.size(), MSG_DONTWAIT) > 0) {
+    }
+}
+
 void Stream::interrupt() const {
     ::shutdown(descriptor.get(), SHUT_RDWR);
 }

@@ -40,6 +40,10 @@ class Stream {
     /// Everything fails when nothing has been heard of the peer for so long.
     void endWithoutPeer(std::chrono::milliseconds bound) const;
 
+    /// Says that nothing more will come, and waits until the peer has ended it too, or the
+    /// deadline; what still comes is thrown away. Never throws.
+    void finish(const os::Deadline& deadline) noexcept;
+
     /// From any thread: everything fails from now on, also what another thread waits for.
     void interrupt() const;
 

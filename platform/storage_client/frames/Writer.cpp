@@ -65,6 +65,10 @@ struct tarn_storage_writer {
         connection.reserveForWorker();
     }
 
+    ~tarn_storage_writer() { connection.leave(); }
+    tarn_storage_writer(const tarn_storage_writer&) = delete;
+    tarn_storage_writer& operator=(const tarn_storage_writer&) = delete;
+
     void write(std::int64_t timePoint, const std::vector<ServerConnection::Part>& parts) {
         const auto bytes = sizeOf(parts);
         check(timePoint, bytes);

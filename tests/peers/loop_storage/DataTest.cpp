@@ -47,6 +47,15 @@ INSTANTIATE_TEST_SUITE_P(Over, DataTest, testing::Values(Transport::Unix, Transp
                              return chosen.param == Transport::Unix ? "Unix" : "Tcp";
                          });
 
+TEST_P(DataTest, AWriterThatHasLeftIsReplacedAtOnce) {
+    for (int i = 0; i < 100; ++i) {
+        auto next = connect();
+        ASSERT_TRUE(next.beWriter(0)) << i << ": " << next.errorMessage();
+        ASSERT_EQ(next.write(i, frameOf(i, 20'000)), 0) << next.errorMessage();
+        ASSERT_EQ(next.flush(), 0) << next.errorMessage();
+    }
+}
+
 TEST_P(DataTest, WhatIsWrittenIsRead) {
     ASSERT_TRUE(writer.beWriter(0));
     ASSERT_EQ(writer.write(10, "ten"), 0);
