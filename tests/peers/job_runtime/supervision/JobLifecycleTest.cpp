@@ -12,13 +12,13 @@ using tarn::proto::job_monitoring::JobEventEnd;
 using Due = JobLifecycle::Due;
 using Ending = RunFacts::Ending;
 using Event = JobLifecycle::Event;
-using State = JobLifecycle::State;
+using Stage = JobLifecycle::State;
 
-constexpr std::initializer_list<State> allStates = {
-    State::Checking, State::Checked, State::Preparing, State::Ready, State::Waiting, State::Over};
+constexpr std::initializer_list<Stage> allStates = {
+    Stage::Checking, Stage::Checked, Stage::Preparing, Stage::Ready, Stage::Waiting, Stage::Over};
 
 struct JobLifecycleTest : testing::Test {
-    void expectMoves(Event event, const std::vector<std::pair<State, State>>& moves) {
+    void expectMoves(Event event, const std::vector<std::pair<Stage, Stage>>& moves) {
         for (const auto state : allStates) {
             auto expected = state;
             for (const auto& [from, to] : moves) {
@@ -46,25 +46,25 @@ struct JobLifecycleTest : testing::Test {
 };
 
 TEST_F(JobLifecycleTest, EachEventMovesTheStatesThatItIsMeantFor) {
-    expectMoves(Event::Parsed, {{State::Checking, State::Checked}});
-    expectMoves(Event::Admitted, {{State::Checked, State::Preparing}});
-    expectMoves(Event::Prepared, {{State::Preparing, State::Ready}});
-    expectMoves(Event::RunBegun, {{State::Waiting, State::Checking}});
-    expectMoves(Event::RunLost, {{State::Checking, State::Waiting},
-                                 {State::Checked, State::Waiting},
-                                 {State::Preparing, State::Waiting},
-                                 {State::Ready, State::Waiting}});
+    expectMoves(Event::Parsed, {{Stage::Checking, Stage::Checked}});
+    expectMoves(Event::Admitted, {{Stage::Checked, Stage::Preparing}});
+    expectMoves(Event::Prepared, {{Stage::Preparing, Stage::Ready}});
+    expectMoves(Event::RunBegun, {{Stage::Waiting, Stage::Checking}});
+    expectMoves(Event::RunLost, {{Stage::Checking, Stage::Waiting},
+                                 {Stage::Checked, Stage::Waiting},
+                                 {Stage::Preparing, Stage::Waiting},
+                                 {Stage::Ready, Stage::Waiting}});
     for (const auto state : allStates) {
-        EXPECT_EQ(JobLifecycle::After(state, Event::Ended), State::Over);
+        EXPECT_EQ(JobLifecycle::After(state, Event::Ended), Stage::Over);
     }
 }
 
 TEST_F(JobLifecycleTest, ARunIsThereUntilTheJobWaitsOrIsOver) {
     getReady();
-    EXPECT_EQ(job.state(), State::Ready);
+    EXPECT_EQ(job.state(), Stage::Ready);
     EXPECT_TRUE(job.isRunning());
     failAt(start + 1s);
-    EXPECT_EQ(job.state(), State::Waiting);
+    EXPECT_EQ(job.state(), Stage::Waiting);
     EXPECT_FALSE(job.isRunning());
     job.take(Event::Ended);
     EXPECT_TRUE(job.isOver());
@@ -77,7 +77,7 @@ TEST_F(JobLifecycleTest, WhatComesOutOfTurnMovesNothing) {
     getReady();
     EXPECT_FALSE(job.take(Event::Prepared));
     EXPECT_FALSE(job.take(Event::Parsed));
-    EXPECT_EQ(job.state(), State::Ready);
+    EXPECT_EQ(job.state(), Stage::Ready);
 }
 
 TEST_F(JobLifecycleTest, ARunThatIsNotReadyInFourAndAHalfSecondsHasFailed) {
@@ -144,7 +144,7 @@ TEST_F(JobLifecycleTest, TheNextRunComesAfterTheDelayAndBeginsAnew) {
     EXPECT_EQ(job.takeDue(start + 1499ms), Due::Nothing);
     EXPECT_EQ(job.takeDue(start + 1500ms), Due::NextRun);
     job.beginRun(start + 2s);
-    EXPECT_EQ(job.state(), State::Checking);
+    EXPECT_EQ(job.state(), Stage::Checking);
     EXPECT_FALSE(job.isClosed());
     EXPECT_EQ(job.deadline(), start + 6500ms);
     EXPECT_EQ(job.judged({}).reason, JobEventEnd::CRASHED);  // nothing of the last one's failure
