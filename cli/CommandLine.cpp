@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <string_view>
+#include <string>
 
 #include "cli/CommandError.h"
 #include "cli/client/ServiceClient.h"
@@ -51,7 +51,7 @@ bool mayAskForHelp(const std::string& argument) {
 // To make all commands takes longer than to read the line. Those whose first word does not stand in
 // it count for a help only.
 bool isNeeded(const CommandPlace& place, const std::vector<std::string>& arguments) {
-    const std::string_view word = place.family == nullptr ? place.row().name : place.family;
+    const std::string word = place.family == nullptr ? place.row().name : place.family;
     return std::find(arguments.begin(), arguments.end(), word) != arguments.end() ||
            std::any_of(arguments.begin(), arguments.end(), mayAskForHelp);
 }
