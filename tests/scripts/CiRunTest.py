@@ -63,11 +63,18 @@ class CiRun(ProjectTest):
         self.assertEqual(result.returncode, 0, result.stdout)
         self.assertIn("== Tests that needed a second try: 3\ntest asan-ubsan: a.Test1\n", result.stdout)
 
-    def test_more_than_three_second_tries_fail_the_run(self):
-        self.let_tests_say(failed_once(1) + "\n" + failed_once(2))
+    def test_more_than_three_second_tries_under_dev_fail_the_run(self):
+        self.let_tests_say("\n".join(failed_once(number) for number in range(1, 5)))
         result = self.run_ci()
         self.assertEqual(result.returncode, 1)
-        self.assertIn("== Tests that needed a second try: 6\n", result.stdout)
+        self.assertIn("== Failed: more than 3 under dev\n", result.stdout)
+
+    def test_sanitizers_have_a_limit_of_their_own(self):
+        self.step("test", 'case "$1" in dev) ;; *) for i in 1 2 3 4 5 6 7; do echo "1/9 Test #$i: a.Test$i ...***Failed 1 sec"; done ;; esac')
+        result = self.run_ci()
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("needed a second try: 14\n", result.stdout)
+        self.assertIn("== Failed: more than 12 under sanitizers\n", result.stdout)
 
     def test_a_test_that_is_skipped_needed_no_second_try(self):
         self.let_tests_say("1/1 Test #1: a.Test ...***Skipped   0.01 sec")
