@@ -75,7 +75,8 @@ int connectLater() {
 // In a process of its own, where nothing is connected yet.
 TEST(NotifyEventDeathTest, ConnectsLaterWhenTheFirstAttemptFailed) {
 #if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer takes a pipe to look at an exception, and ends the process without";
+    GTEST_SKIP()
+        << "the sanitizer takes a pipe to look at an exception, and ends the process without";
 #endif
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(std::exit(connectLater()), testing::ExitedWithCode(0), "");
