@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <future>
 
 namespace tarn::service {
@@ -65,10 +66,10 @@ TEST_F(ShutdownThreadTest, DoesNotWaitForAStepThatTakesForEver) {
 }
 
 TEST_F(ShutdownThreadTest, LetsTheMainThreadEndTheProcessIfItComesToRestMeanwhile) {
-    ShutdownThread* running = nullptr;
+    std::atomic<ShutdownThread*> running{nullptr};
     auto actions = recorder();
     actions.shutdown = [&](int number) {
-        running->allowShutdown();
+        running.load()->allowShutdown();
         ran.set_value(number);
     };
     {
