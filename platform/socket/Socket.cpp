@@ -123,6 +123,10 @@ bool Socket::owesAnswer() const {
     return !impl->envelope.isEmpty();
 }
 
+Peer Socket::sender() const {
+    return impl->lastReceived.peer();
+}
+
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {
     receiveProtoBuf(message, maxBytes, [](std::string_view) { return true; });
 }
@@ -163,6 +167,7 @@ void Socket::close() {
     impl->connection.reset();
     impl->listening.reset();
     impl->envelope.clear();
+    impl->lastReceived = {};
     impl->answered.reset();
     impl->subscriberCame = false;
     impl->settings.protocol = Protocol::None;

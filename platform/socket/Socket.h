@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/socket/Peer.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketTypes.h"
 
@@ -96,6 +97,10 @@ class Socket {
 
     /// Whether, on Reply, the last request that was received has not been answered yet.
     bool owesAnswer() const;
+
+    /// Who sent the message that was received last; this process itself when none was. Over IPC he
+    /// can be another than who connected: a connection can be handed on.
+    Peer sender() const;
 
     /// Receives one message and parses it (required fields need not be set). A message over
     /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops

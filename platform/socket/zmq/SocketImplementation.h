@@ -10,6 +10,7 @@
 #include "platform/socket/zmq/BoundSocket.h"
 #include "platform/socket/zmq/ConnectedSocket.h"
 #include "platform/socket/zmq/Envelope.h"
+#include "platform/socket/zmq/Origin.h"
 #include "platform/socket/zmq/SocketRole.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
@@ -24,6 +25,7 @@ struct Socket::Implementation {
     std::unique_ptr<ConnectedSocket> connection;
     std::unique_ptr<BoundSocket> listening;
     Envelope envelope;
+    Origin lastReceived;
     // An answer that polling has taken: only that tells it from a late one to an earlier request.
     std::optional<zmq::message_t> answered;
     // Somebody has subscribed, and was not asked for yet.
@@ -61,6 +63,7 @@ struct Socket::Implementation {
         named([&] {
             followPublisher();
             auto frame = receive();
+            lastReceived = Origin(frame);
             try {
                 take(frame);
             } catch (...) {

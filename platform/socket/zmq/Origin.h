@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <zmq.hpp>
+
+#include "platform/socket/Peer.h"
+
+namespace tarn::socket {
+
+/// What the messaging library notes of the connection that a message came by. Cheap to take for
+/// each message; the kernel is asked only when somebody wants to know who that is.
+class Origin {
+  public:
+    Origin() = default;
+    explicit Origin(zmq::message_t& frame);
+
+    Peer peer() const;
+
+  private:
+    Peer overIpc() const;
+
+    // Of the connection, as long as it is there; then it may be another's.
+    int descriptor = -1;
+    // Over TCP the numeric address, over IPC "localhost:UID:GID:PID", as it was when he connected;
+    // empty in-process.
+    std::string address;
+    std::string key;
+};
+
+}  // namespace tarn::socket
