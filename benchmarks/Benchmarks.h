@@ -10,6 +10,10 @@ void measureApiLatency();
 /// From a submission until the job plays, against starting the same launcher by hand.
 void measureJobStart();
 
+/// The pipeline process of a job from its start until its pipeline is parsed, in its cell and
+/// without one. Needs no service.
+void measureJobCell();
+
 /// Memory, processor use and wake-ups while nobody asks anything: of the service and the gateway,
 /// then of a job's launcher as well, with three jobs.
 void measureIdleService();

@@ -14,6 +14,7 @@ struct Entry {
 constexpr Entry entries[] = {
     {"api-latency", tarn::benchmarks::measureApiLatency},
     {"job-start", tarn::benchmarks::measureJobStart},
+    {"job-cell", tarn::benchmarks::measureJobCell},
     {"tool-start", tarn::benchmarks::measureToolStart},
     {"idle", tarn::benchmarks::measureIdleService},
     {"loop-storage", tarn::benchmarks::measureLoopStorage},

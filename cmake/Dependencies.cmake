@@ -17,6 +17,7 @@ find_package(SQLite3 REQUIRED)
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(ZeroMQ REQUIRED IMPORTED_TARGET libzmq)
 pkg_check_modules(GStreamer REQUIRED IMPORTED_TARGET gstreamer-1.0)
+pkg_check_modules(Seccomp REQUIRED IMPORTED_TARGET libseccomp)
 pkg_check_modules(IsaL REQUIRED IMPORTED_TARGET libisal)  # checksums at the speed of memory
 find_path(RAPIDXML_INCLUDE_DIR rapidxml/rapidxml.hpp REQUIRED)
 pkg_check_modules(GStreamerBase REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-base-1.0)

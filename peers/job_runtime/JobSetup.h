@@ -1,10 +1,12 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/resource_manager/RunningJob.h"
+#include "proto/service.fwd.h"
 
 namespace tarn::peers {
 
@@ -20,6 +22,8 @@ struct JobSetup {
     std::string persistentFile;                      ///< empty: not persistent
     std::string persistentContent;                   ///< what that file holds
     bool comesBack = false;                          ///< it was read from that file
+    /// What confines the pipeline; none: what a service says whose configuration says nothing.
+    std::shared_ptr<const tarn::service::proto::JobCell> cell = {};
 };
 
 }  // namespace tarn::peers

@@ -18,6 +18,7 @@ struct ReleaseWith {
 using GstElementPtr = std::unique_ptr<GstElement, ReleaseWith<gst_object_unref>>;
 using GstBusPtr = std::unique_ptr<GstBus, ReleaseWith<gst_object_unref>>;
 using GstMessagePtr = std::unique_ptr<GstMessage, ReleaseWith<gst_message_unref>>;
+using GstIteratorPtr = std::unique_ptr<GstIterator, ReleaseWith<gst_iterator_free>>;
 using GErrorPtr = std::unique_ptr<GError, ReleaseWith<g_error_free>>;
 using GCharPtr = std::unique_ptr<gchar, ReleaseWith<g_free>>;
 using GCharArrayPtr = std::unique_ptr<gchar*, ReleaseWith<g_strfreev>>;

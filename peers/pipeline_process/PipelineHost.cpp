@@ -7,7 +7,9 @@
 
 #include <exception>
 #include <iostream>
+#include <vector>
 
+#include "peers/pipeline_process/ElementRules.h"
 #include "peers/pipeline_process/PipelineParser.h"
 #include "peers/pipeline_process/UnaskedEnd.h"
 #include "proto/pipeline_control.pb.h"
@@ -38,8 +40,9 @@ struct PipelineHost::Callbacks {
     }
 };
 
-PipelineHost::PipelineHost(os::FileDescriptor end)
+PipelineHost::PipelineHost(os::FileDescriptor end, EnterCell enter)
     : channel(std::move(end), MessageChannel::maxCommandBytes),
+      enter(std::move(enter)),
       loop(g_main_loop_new(nullptr, FALSE)) {
     channelWatch = g_unix_fd_add(channel.descriptor(), GIOCondition(G_IO_IN | G_IO_HUP | G_IO_ERR),
                                  Callbacks::channelReady, this);
@@ -94,16 +97,39 @@ void PipelineHost::parse(const Command& command) {
     for (const auto& variable : command.environment()) {
         ::setenv(variable.name().c_str(), variable.value().c_str(), /*replace=*/1);
     }
-    std::string error;
-    pipeline = parsePipeline(command.pipeline(), error);
-    if (!pipeline) {
+    Report report;
+    report.set_type(Report::PARSED);
+    auto error = enterCellOf(command, report, enter);
+    if (error.empty()) {
+        error = build(command);
+    }
+    if (!error.empty()) {
         return endWithFailure({error, {}});
     }
     bus.reset(gst_element_get_bus(pipeline.get()));
     gst_bus_add_watch(bus.get(), Callbacks::busMessage, this);
-    Report report;
-    report.set_type(Report::PARSED);
     channel.send(report);
+}
+
+// Empty, or why there is none.
+std::string PipelineHost::build(const Command& command) {
+    const auto& cell = command.cell();
+    const std::vector<std::string> refused(cell.refused_elements().begin(),
+                                           cell.refused_elements().end());
+    refuseElements(refused);
+    std::string error;
+    auto parsed = parsePipeline(command.pipeline(), error);
+    if (!parsed) {
+        return error + explainRefusal(error, refused);
+    }
+    const auto outside =
+        cell.folders_are_named()
+            ? writesOutside(*parsed, {cell.write_folders().begin(), cell.write_folders().end()})
+            : std::nullopt;
+    if (!outside) {
+        pipeline = std::move(parsed);
+    }
+    return outside.value_or(std::string());
 }
 
 void PipelineHost::prepare() {

@@ -5,6 +5,7 @@
 
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "peers/pipeline_process/BusText.h"
+#include "peers/pipeline_process/CellOfJob.h"
 #include "peers/pipeline_process/GstPointers.h"
 #include "proto/pipeline_control.fwd.h"
 
@@ -15,7 +16,8 @@ namespace tarn::peers {
 /// process with it.
 class PipelineHost {
   public:
-    explicit PipelineHost(os::FileDescriptor channel);
+    /// `enter` confines this process before it looks at a pipeline's text.
+    PipelineHost(os::FileDescriptor channel, EnterCell enter);
     ~PipelineHost();
     PipelineHost(const PipelineHost&) = delete;
     PipelineHost& operator=(const PipelineHost&) = delete;
@@ -33,6 +35,7 @@ class PipelineHost {
     void takeCommands();
     void handle(const Command& command);
     void parse(const Command& command);
+    std::string build(const Command& command);
     void prepare();
     void play();
     void finish();
@@ -53,6 +56,7 @@ class PipelineHost {
     void end(int status);
 
     MessageChannel channel;
+    const EnterCell enter;
     GMainLoop* const loop;
     GstElementPtr pipeline;
     GstBusPtr bus;

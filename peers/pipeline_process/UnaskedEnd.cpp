@@ -7,7 +7,6 @@ namespace tarn::peers {
 
 namespace {
 
-using GstIteratorPtr = std::unique_ptr<GstIterator, ReleaseWith<gst_iterator_free>>;
 using GstQueryPtr = std::unique_ptr<GstQuery, ReleaseWith<gst_query_unref>>;
 
 bool isLive(GstElement& source) {

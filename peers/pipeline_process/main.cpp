@@ -45,14 +45,27 @@ bool startMediaLibrary() {
     return false;
 }
 
-int runPipeline() {
+// Who changes his user is not told of his parent's end any more.
+tarn::cell::CellReport enterCell(const tarn::cell::Cell& cell, pid_t launcher) {
+    auto report = tarn::cell::enter(cell);
+    if (!bindLifeTo(launcher)) {
+        ::_exit(1);
+    }
+    return report;
+}
+
+// The media library is started outside of the cell, while the setup is still on its way: it reads
+// what belongs to the machine, not to a client, starts no thread, and takes longer than the cell.
+int runPipeline(pid_t launcher) {
     if (!startMediaLibrary()) {
         return 1;
     }
     const char* const plugins = ::getenv("KLN_PLUGINS");
     tarn::peers::loadPlugins(plugins != nullptr ? plugins : "");
     tarn::os::FileDescriptor channel(MessageChannel::pipelineDescriptor);
-    tarn::peers::PipelineHost host(std::move(channel));
+    tarn::peers::PipelineHost host(std::move(channel), [launcher](const tarn::cell::Cell& cell) {
+        return enterCell(cell, launcher);
+    });
     return host.run();
 }
 
@@ -71,7 +84,7 @@ int main(int argc, char** argv) {
         return 1;
     }
     try {
-        return runPipeline();
+        return runPipeline(launcher);
     } catch (const std::exception& e) {
         std::cerr << "error: " << e.what() << std::endl;
         return 1;

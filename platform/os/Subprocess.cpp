@@ -85,18 +85,25 @@ class Attributes {
     posix_spawnattr_t attributes{};
 };
 
+// Ends with a null pointer, as the kernel wants it.
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (auto& text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 pid_t spawn(Subprocess::Start& start) {
     const FileActions files(start);
     const Attributes attributes(start.group);
     checkError(files.error(), "posix_spawn_file_actions");
-    std::vector<char*> arguments;
-    for (auto& argument : start.arguments) {
-        arguments.push_back(argument.data());
-    }
-    arguments.push_back(nullptr);
+    const auto arguments = pointersTo(start.arguments);
+    const auto own = start.environment ? pointersTo(*start.environment) : std::vector<char*>();
     pid_t id = -1;
     checkError(::posix_spawn(&id, arguments.front(), files.get(), attributes.get(),
-                             arguments.data(), environ),
+                             arguments.data(), start.environment ? own.data() : environ),
                start.arguments.front());
     return id;
 }

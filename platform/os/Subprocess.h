@@ -26,6 +26,8 @@ class Subprocess {
         int output = -1;   ///< for its standard output and error; this process's own unless given
         int channel = -1;  ///< handed on as well, as `channelNumber`, when given
         Group group = Group::Own;
+        /// "NAME=value" each; this process's own unless given.
+        std::optional<std::vector<std::string>> environment = std::nullopt;
     };
     static constexpr int channelNumber = 3;
 

@@ -67,6 +67,10 @@ void takeStorage(const XmlNode& element, ConfigurationSettings& settings, Owner)
     settings.loopStorages.push_back(std::move(storage));
 }
 
+void takeJobCell(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
+    readJobCell(element, settings.jobCell, owner);
+}
+
 std::vector<Setting> named(const std::vector<std::string>& names) {
     std::vector<Setting> settings;
     for (const auto& name : names) {
@@ -96,6 +100,7 @@ const std::vector<SettingsSection>& settingsTable() {
         {"DeltacastService", named(DeltacastServiceConfigurationHandler::elementNames()),
          takeDeltacastService},
         {"Storage", named(LoopStorageConfigurationHandler::elementNames()), takeStorage},
+        {"Jobs", named(jobCellElementNames()), takeJobCell},
     };
     return table;
 }

@@ -8,6 +8,7 @@
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
+#include "service/workflows/JobCellSetup.h"
 #include "service/workflows/launch/ShellQuote.h"
 
 namespace tarn::service {
@@ -114,6 +115,12 @@ bool WorkflowCreator::createWorkflow(
     setup.set_first_job_endpoint(firstJobEndpoint);
     setup.set_second_job_endpoint(secondJobEndpoint);
     setup.set_resources_endpoint(dependencies.configuration.getResourcesEndpoint());
+    if (const auto refused = describeCell(dependencies.configuration.getJobCell(), properties,
+                                          *setup.mutable_cell());
+        !refused.empty()) {
+        utils::logWarning(formatMessage("Job " + utils::printable(uuid) +
+                                        " asks for more than jobs may have: " + refused));
+    }
     auto resources = properties;
     resources["Endpoint"] = {firstJobEndpoint, secondJobEndpoint};
     addResources(setup, resources);

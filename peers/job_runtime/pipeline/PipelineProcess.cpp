@@ -8,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "peers/job_runtime/pipeline/PipelineEnvironment.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/pipeline_control.pb.h"
@@ -50,7 +51,8 @@ PipelineProcess::PipelineProcess() : lines(logOutput) {
     process.emplace(os::Subprocess::Start{
         .arguments = {os::besideThisProgram("tarnPipelineProcess"), std::to_string(::getpid())},
         .output = writeEnd.get(),
-        .channel = theirEnd.get()});
+        .channel = theirEnd.get(),
+        .environment = pipelineEnvironment()});
 }
 
 PipelineProcess::~PipelineProcess() {
@@ -60,7 +62,8 @@ PipelineProcess::~PipelineProcess() {
 }
 
 void PipelineProcess::parse(const std::string& pipeline,
-                            const std::map<std::string, std::string>& environment) {
+                            const std::map<std::string, std::string>& environment,
+                            const tarn::service::proto::JobCell& cell) {
     auto command = makeCommand(PipelineCommand::PARSE);
     command.set_pipeline(pipeline);
     for (const auto& [name, value] : environment) {
@@ -68,6 +71,7 @@ void PipelineProcess::parse(const std::string& pipeline,
         variable->set_name(name);
         variable->set_value(value);
     }
+    *command.mutable_cell() = cell;
     channel->send(command);
 }
 

@@ -13,6 +13,7 @@
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "platform/os/Subprocess.h"
 #include "proto/pipeline_control.fwd.h"
+#include "proto/service.fwd.h"
 
 namespace tarn::peers {
 
@@ -31,7 +32,8 @@ class PipelineProcess {
     PipelineProcess& operator=(const PipelineProcess&) = delete;
 
     /// Commands throw std::runtime_error when the process cannot be told.
-    void parse(const std::string& pipeline, const std::map<std::string, std::string>& environment);
+    void parse(const std::string& pipeline, const std::map<std::string, std::string>& environment,
+               const tarn::service::proto::JobCell& cell);
     void prepare();
     void play();
     void finish();

@@ -17,6 +17,7 @@
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/pipeline_control.pb.h"
+#include "proto/service.pb.h"
 
 namespace tarn::peers {
 
@@ -25,6 +26,16 @@ using namespace tarn::proto::job_monitoring;
 namespace {
 
 using State = JobLifecycle::State;
+using tarn::service::proto::JobCell;
+
+void logCellOf(const tarn::proto::pipeline_control::PipelineReport& report) {
+    if (report.has_cell()) {
+        utils::logInfo("Cell: " + utils::printable(report.cell(), JobVoice::mostLogText));
+    }
+    for (const auto& lack : report.cell_lacks()) {
+        utils::logWarning("Cell: " + utils::printable(lack, JobVoice::mostLogText));
+    }
+}
 
 void logWarningOf(const tarn::proto::pipeline_control::PipelineReport& report) {
     utils::logWarning(
@@ -159,6 +170,7 @@ void JobSupervisor::takeReports(Clock::time_point now) {
 void JobSupervisor::handle(const Report& report, Clock::time_point now) {
     switch (report.type()) {
         case Report::PARSED:
+            logCellOf(report);
             lifecycle.take(JobLifecycle::Event::Parsed);
             return job.admission.checked();
         case Report::PREPARED:
@@ -202,7 +214,10 @@ void JobSupervisor::startRun(Clock::time_point now) {
     }
     job.status.update([&](JobStatus::Reply& status) { status.set_pipeline_pid(process->id()); });
     voice.show(JOB_STATE_STARTING);
-    command([&](PipelineProcess& told) { told.parse(job.setup.pipeline, job.setup.environment); });
+    const auto& cell = job.setup.cell ? *job.setup.cell : JobCell::default_instance();
+    command([&](PipelineProcess& told) {
+        told.parse(job.setup.pipeline, job.setup.environment, cell);
+    });
 }
 
 void JobSupervisor::playAgain(Clock::time_point now) {

@@ -40,6 +40,14 @@ struct PipelineHostTest : testing::Test {
         channel.send(command);
     }
 
+    void parseInCell(const std::string& pipeline, const tarn::service::proto::JobCell& cell) {
+        PipelineCommand command;
+        command.set_type(PipelineCommand::PARSE);
+        command.set_pipeline(pipeline);
+        *command.mutable_cell() = cell;
+        channel.send(command);
+    }
+
     PipelineReport next() {
         PipelineReport report;
         auto input = MessageChannel::Input::Open;
@@ -63,9 +71,16 @@ struct PipelineHostTest : testing::Test {
 
     std::pair<os::FileDescriptor, os::FileDescriptor> ends = MessageChannel::makePair();
     MessageChannel channel{std::move(ends.first), MessageChannel::maxReportBytes};
+    // This process is to stay free: what it was to enter is kept.
+    std::optional<cell::Cell> entered;
+    cell::CellReport became{.built = "four walls", .missing = {}, .notes = {}};
+    EnterCell enter = [this](const cell::Cell& wanted) {
+        entered = wanted;
+        return became;
+    };
     int status = -1;
     int expectedStatus = 0;
-    std::thread host{[this] { status = PipelineHost(std::move(ends.second)).run(); }};
+    std::thread host{[this] { status = PipelineHost(std::move(ends.second), enter).run(); }};
 };
 
 TEST_F(PipelineHostTest, GoesThroughItsStepsToTheEndOfTheStream) {
@@ -78,6 +93,38 @@ TEST_F(PipelineHostTest, GoesThroughItsStepsToTheEndOfTheStream) {
     EXPECT_EQ(next().type(), PipelineReport::PLAYING);
     EXPECT_EQ(next().type(), PipelineReport::PROGRESS);
     EXPECT_EQ(nextOf(PipelineReport::END_OF_STREAM).type(), PipelineReport::END_OF_STREAM);
+}
+
+TEST_F(PipelineHostTest, TheCellIsEnteredBeforeTheTextIsLookedAt) {
+    parseInCell("videotestsrc ! fakesink", {});
+    const auto report = next();
+    EXPECT_EQ(report.type(), PipelineReport::PARSED);
+    EXPECT_EQ(report.cell(), "four walls");
+    EXPECT_TRUE(entered);
+    command(PipelineCommand::FINISH);
+    EXPECT_EQ(next().type(), PipelineReport::END_OF_STREAM);
+}
+
+TEST_F(PipelineHostTest, APipelineWhoseCellLacksSomethingIsNotBuiltWhereThatIsRequired) {
+    expectedStatus = 1;
+    became.missing = {"a door"};
+    tarn::service::proto::JobCell cell;
+    cell.set_required(true);
+    parseInCell("videotestsrc ! nosuchsink", cell);
+    const auto report = next();
+    EXPECT_EQ(report.type(), PipelineReport::FAILURE);
+    EXPECT_EQ(report.message(), "the job's cell cannot be built: a door");
+}
+
+TEST_F(PipelineHostTest, APipelineThatWritesElsewhereIsNotBuilt) {
+    expectedStatus = 1;
+    tarn::service::proto::JobCell cell;
+    cell.set_folders_are_named(true);
+    cell.add_write_folders("/srv");
+    parseInCell("videotestsrc ! filesink name=out location=/tmp/x", cell);
+    const auto report = next();
+    EXPECT_EQ(report.type(), PipelineReport::FAILURE);
+    EXPECT_EQ(report.message(), "out: /tmp/x is not below a folder that jobs may write to");
 }
 
 TEST_F(PipelineHostTest, FinishingWhatHasNotPlayedIsTheEnd) {

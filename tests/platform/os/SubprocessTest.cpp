@@ -197,5 +197,15 @@ TEST_F(SubprocessTest, BesideThisProgramIsInItsFolder) {
     EXPECT_EQ(besideThisProgram("another"), (self.parent_path() / "another").string());
 }
 
+TEST_F(SubprocessTest, HasTheEnvironmentThatItIsGivenAndNothingElse) {
+    ::setenv("OF_THE_TEST", "1", 1);
+    auto start = shell("env");
+    start.environment = {"A=b c", "PATH=/usr/bin:/bin"};
+    const auto text = run(std::move(start));
+    EXPECT_NE(text.find("A=b c\n"), std::string::npos);
+    EXPECT_EQ(text.find("OF_THE_TEST"), std::string::npos);
+    EXPECT_NE(run(shell("env")).find("OF_THE_TEST=1\n"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace tarn::os

@@ -51,6 +51,14 @@ TEST_F(ExampleConfigurationTest, NamesOnlyThePluginThatIsShipped) {
                     "/opt/halden/halden-tarn-storage/lib64/libhalden-tarn-storage-kln.so"));
 }
 
+TEST_F(ExampleConfigurationTest, ConfinesJobs) {
+    ASSERT_TRUE(handler.readConfigurationFile(examplePath, error)) << error;
+    EXPECT_TRUE(handler.getJobCell().isGiven);
+    EXPECT_THAT(handler.getJobCell().writeFolders, testing::ElementsAre("/srv/tarn"));
+    EXPECT_THAT(handler.getJobCell().refusedElements, testing::Contains("fdsink"));
+    EXPECT_EQ(handler.getJobCell().user, "tarn-job");
+}
+
 TEST_F(ExampleConfigurationTest, ItsExamplesAreAccepted) {
     ASSERT_TRUE(read(withExamples())) << error;
     EXPECT_EQ(ports("*"), std::pair(10000U, 20000U));
