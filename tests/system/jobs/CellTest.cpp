@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <signal.h>
+
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -27,9 +29,17 @@ class Cells : public SystemTest {
         SystemTest::SetUp();
         fs::create_directories(media);
         fs::create_directories(recordings);
+        fs::permissions(recordings, fs::perms::all);  // also for a user of the jobs' own
+        startServiceWith("<User>" + user() + "</User>");
+    }
+
+    virtual std::string user() const { return "no-such-user"; }
+
+    void startServiceWith(const std::string& settings) {
         configureSections(std::string("<KLN><Plugin>") + TARN_EXPLOIT_PLUGIN +
                           "</Plugin></KLN><Jobs><ReadFolder>" + media +
-                          "</ReadFolder><WriteFolder>" + recordings + "</WriteFolder></Jobs>");
+                          "</ReadFolder><WriteFolder>" + recordings + "</WriteFolder>" + settings +
+                          "</Jobs>");
         startService();
     }
 
@@ -179,6 +189,50 @@ TEST_F(Cells, TheJobsLogSaysWhatItsCellIsMadeOf) {
     EXPECT_THAT(logOf(*job), HasSubstr("no capabilities"));
     EXPECT_THAT(logOf(*job), HasSubstr("it goes on as user"));
     EXPECT_TRUE(job->destroy());
+}
+
+class CellsOfAnotherUser : public Cells {
+  protected:
+    std::string user() const override { return "nobody"; }
+
+    void SetUp() override {
+        Cells::SetUp();
+        job = startJob({.pipeline = endless});
+        if (logOf(*job).find("user nobody") == std::string::npos) {
+            EXPECT_TRUE(job->destroy());
+            GTEST_SKIP() << "there is one user here: " << logOf(*job);
+        }
+    }
+
+    std::unique_ptr<Job> job;
+};
+
+TEST_F(CellsOfAnotherUser, AnIntruderIsKeptOutBySocketFilesToo) {
+    // With shared memory in its pipeline it may open Unix sockets.
+    auto outcomes = exploit("connect /tmp/requests;connect /tmp/resource;write " +
+                                std::string(recordings) + "/new;read /proc/self/status",
+                            "videotestsrc name=shm ! fakesink");
+    EXPECT_EQ(outcomes["connect /tmp/requests"], "EACCES");
+    EXPECT_EQ(outcomes["connect /tmp/resource"], "EACCES");
+    EXPECT_EQ(outcomes["write /tmp/jobs/recordings/new"], "done");
+    EXPECT_EQ(outcomes["read /proc/self/status"], "done");
+    EXPECT_TRUE(job->destroy());
+}
+
+TEST_F(CellsOfAnotherUser, AJobEndsWhenItIsAskedToAndWithItsLauncher) {
+    EXPECT_TRUE(job->destroy());
+    EXPECT_EQ(job->waitForEnd()->reason(), End::DESTROYED);
+    const auto other = startJob({.pipeline = endless});
+    const auto launchers = processesRunning("tarnWorkflowLauncher");
+    ASSERT_FALSE(launchers.empty());
+    for (const auto& launcher : launchers) {
+        ::kill(launcher.id, SIGKILL);
+    }
+    EXPECT_TRUE(eventually([] { return processesRunning("tarnPipelineProcess").empty(); }));
+    EXPECT_TRUE(eventually([&] { return !isListed(other->id()); }));
+    for (const auto& endpoint : {other->where().commandEndpoint, other->where().eventEndpoint}) {
+        fs::remove(endpoint.substr(std::string("ipc://").size()));
+    }
 }
 
 }  // namespace
