@@ -96,6 +96,8 @@ class Building {
         limit(RLIMIT_NOFILE, cell.limits.descriptors, "descriptors");
         if (hasUserOfItsOwn) {
             limit(RLIMIT_NPROC, cell.limits.processes, "processes");
+        } else if (cell.limits.processes > 0) {
+            note("no limit of processes: it would count all that its user runs");
         }
     }
 

@@ -91,6 +91,11 @@ TEST(PrivilegesInCell, ItBecomesTheUserWithHisGroupsAlone) {
                               std::to_string(nobody.groups.size()) + " EPERM 0000000000000000");
 }
 
+TEST(PrivilegesInCell, ALimitOfProcessesIsForAUserOfItsOwn) {
+    const auto tried = tryInCell({.limits = {.processes = 5}}, [] { return std::string(); });
+    EXPECT_THAT(tried.report.notes, Contains(HasSubstr("no limit of processes")));
+}
+
 TEST(PrivilegesInCell, AUserThatIsNotThereIsTold) {
     const auto tried = tryInCell({.user = "no-such-user"}, [] { return std::string("goes on"); });
     EXPECT_THAT(tried.report.notes, Contains(HasSubstr("there is no user no-such-user")));
