@@ -204,6 +204,10 @@ TEST_F(SubprocessTest, HasTheEnvironmentThatItIsGivenAndNothingElse) {
     const auto text = run(std::move(start));
     EXPECT_NE(text.find("A=b c\n"), std::string::npos);
     EXPECT_EQ(text.find("OF_THE_TEST"), std::string::npos);
+}
+
+TEST_F(SubprocessTest, HasTheEnvironmentOfThisProcessWhereItIsGivenNone) {
+    ::setenv("OF_THE_TEST", "1", 1);
     EXPECT_NE(run(shell("env")).find("OF_THE_TEST=1\n"), std::string::npos);
 }
 
