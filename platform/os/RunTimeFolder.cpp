@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
+#include <vector>
 
 #include "platform/os/FileDescriptor.h"
 #include "platform/os/TrustedListener.h"
@@ -31,6 +32,14 @@ bool canBeWritten(const std::string& folder) {
 std::string userRuntimeFolder() {
     const char* const folder = std::getenv("XDG_RUNTIME_DIR");
     return folder != nullptr && *folder == '/' ? folder : "/run/user/" + std::to_string(::getuid());
+}
+
+// What the system's service manager has made for the unit that this process is of; the first, where
+// there are several. Empty where there is none.
+std::string folderOfUnit() {
+    const char* const folders = std::getenv("RUNTIME_DIRECTORY");
+    const std::string all = folders != nullptr && *folders == '/' ? folders : "";
+    return all.substr(0, all.find(':'));
 }
 
 [[noreturn]] void fail(const std::string& folder, const std::string& reason) {
@@ -82,15 +91,21 @@ void makePrivateFolder(const std::string& path) {
 }
 
 std::string claimFolder() {
-    try {
-        auto folder = runTimeFolder() + "/claims";
-        makePrivateFolder(folder);
-        return folder;
-    } catch (const std::runtime_error&) {
-        auto folder = "/tmp/halden-tarn-claims-" + std::to_string(::geteuid());
-        makePrivateFolder(folder);
-        return folder;
+    std::vector<std::string> candidates{runTimeFolder() + "/claims"};
+    if (const auto folder = folderOfUnit(); !folder.empty()) {
+        candidates.push_back(folder + "/claims");
     }
+    for (const auto& folder : candidates) {
+        try {
+            makePrivateFolder(folder);
+            return folder;
+        } catch (const std::runtime_error&) {
+            // The last one says why there is none.
+        }
+    }
+    auto last = "/tmp/halden-tarn-claims-" + std::to_string(::geteuid());
+    makePrivateFolder(last);
+    return last;
 }
 
 }  // namespace tarn::os

@@ -10,8 +10,9 @@ namespace tarn::os {
 std::string runTimeFolder();
 
 /// A folder that only this process's user can look into, for the locks that claims are:
-/// "claims" in the run-time folder, or "/tmp/halden-tarn-claims-UID" where there is no such one.
-/// All processes of one user on one machine have the same. Makes it, with mode 0700. Throws
+/// "claims" in the run-time folder, or in the one of the unit that this process is of
+/// (RUNTIME_DIRECTORY), or "/tmp/halden-tarn-claims-UID" where there is no such one. All processes
+/// of one user that may write in the same folders have the same. Makes it, with mode 0700. Throws
 /// std::runtime_error when it cannot be made, and when what is there is no folder or another
 /// user's, whom the message names.
 std::string claimFolder();

@@ -14,6 +14,7 @@
 #include "platform/os/FileDescriptor.h"
 #include "platform/os/TrustedListener.h"
 #include "platform/os/UserName.h"
+#include "platform/socket/KeptIpcName.h"
 
 namespace tarn::socket {
 
@@ -84,6 +85,9 @@ void checkIsFree(const std::string& path) {
         fail("cannot look at the file");
     }
     if (isKept(file)) {
+        if ((file.st_mode & S_IWUSR) != 0) {
+            NamesKeptForGood::Note(path);
+        }
         return;
     }
     if (!S_ISSOCK(file.st_mode)) {

@@ -151,6 +151,35 @@ TEST(KeptNameTest, APipeOfOursKeepsTheNameAndIsReplaced) {
     const auto push = open(Protocol::Push, endpoint, patienceMs);
     send(*push, "x");
     EXPECT_EQ(receive(*pull), "x");
+    pull->close();
+    fs::remove(path);
+}
+
+TEST(KeptNameTest, OneThatIsKeptForGoodIsKeptOnWhenItsHolderLeaves) {
+    const auto endpoint = ipcEndpoint();
+    const auto path = "/tmp/" + endpoint.host();
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    for (int i = 0; i < 2; ++i) {
+        auto pull = open(Protocol::Pull, endpoint);
+        EXPECT_TRUE(fs::is_socket(path));
+        pull.reset();
+        EXPECT_TRUE(fs::is_fifo(path));
+        EXPECT_EQ(fs::status(path).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+    }
+    // A file that came instead is somebody's.
+    auto pull = open(Protocol::Pull, endpoint);
+    fs::remove(path);
+    std::ofstream(path) << "precious";
+    pull.reset();
+    EXPECT_TRUE(fs::is_regular_file(path));
+    fs::remove(path);
+}
+
+TEST(KeptNameTest, OneThatIsKeptUntilSomebodyComesIsFreeWhenHeLeaves) {
+    const auto endpoint = ipcEndpoint();
+    const KeptIpcName kept(endpoint);
+    open(Protocol::Pull, endpoint).reset();
+    EXPECT_FALSE(fs::exists("/tmp/" + endpoint.host()));
 }
 
 TEST(KeptNameTest, IsFreeAgainWhereNobodyCame) {
