@@ -6,6 +6,7 @@
 
 #include "cli/CommandError.h"
 #include "platform/socket/Socket.h"
+#include "platform/socket/TrustedEndpoint.h"
 #include "proto/service_event.pb.h"
 
 namespace tarn::cli {
@@ -24,6 +25,9 @@ constexpr int longestQueue = 64;
 
 BatchSubscription::BatchSubscription(From from, const tarn::socket::SocketEndpoint& endpoint)
     : socket(std::make_unique<Socket>("events", ClosePolicy::Discard)) {
+    if (const auto why = tarn::socket::whyNotTrusted(endpoint); why && from == From::Gateway) {
+        throw CommandError(ExitStatus::Failed, *why);
+    }
     try {
         socket->setQueueLength(longestQueue);
         socket->createAndConnect(from == From::Gateway ? Protocol::Subscribe : Protocol::Pull,

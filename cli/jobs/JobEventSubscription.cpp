@@ -3,7 +3,9 @@
 #include <exception>
 #include <string>
 
+#include "cli/CommandError.h"
 #include "platform/socket/Socket.h"
+#include "platform/socket/TrustedEndpoint.h"
 #include "proto/job_monitoring.pb.h"
 
 namespace tarn::cli {
@@ -19,6 +21,9 @@ constexpr std::uint32_t largestEvent = 1024 * 1024;
 JobEventSubscription::JobEventSubscription(const socket::SocketEndpoint& eventEndpoint)
     : socket(std::make_unique<tarn::socket::Socket>("job events",
                                                     tarn::socket::ClosePolicy::Discard)) {
+    if (const auto why = tarn::socket::whyNotTrusted(eventEndpoint)) {
+        throw CommandError(ExitStatus::Failed, *why);
+    }
     socket->createAndConnect(tarn::socket::Protocol::Subscribe, eventEndpoint, /*timeoutMs=*/0);
 }
 

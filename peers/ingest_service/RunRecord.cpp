@@ -18,6 +18,7 @@
 #include "peers/ingest_service/channel/SharedMemory.h"
 #include "platform/os/Deadline.h"
 #include "platform/os/ProcessIdentity.h"
+#include "platform/os/UserName.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/utils/Log.h"
 
@@ -36,13 +37,22 @@ void check(bool good, const std::string& what) {
     }
 }
 
+[[noreturn]] void failTaken(const std::string& path, uid_t owner) {
+    throw std::runtime_error(path + " is in the way; it belongs to " + os::describeUser(owner) +
+                             ": remove it, as that user or as root");
+}
+
 os::FileDescriptor openOwn(const std::string& path) {
+    struct stat facts {};
+    // The system may refuse what another user has made in a folder like /tmp, and not say whose.
+    if (::lstat(path.c_str(), &facts) == 0 && facts.st_uid != ::geteuid()) {
+        failTaken(path, facts.st_uid);
+    }
     auto file = os::checkedDescriptor(
         ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600), path.c_str());
-    struct stat facts {};
     check(::fstat(file.get(), &facts) == 0, path);
     if (!S_ISREG(facts.st_mode) || facts.st_uid != ::geteuid()) {
-        throw std::runtime_error(path + " belongs to somebody else");
+        failTaken(path, facts.st_uid);
     }
     return file;
 }

@@ -11,11 +11,13 @@
 #include <cstring>
 #include <exception>
 #include <iostream>
+#include <string>
 #include <utility>
 
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "peers/pipeline_process/PipelineHost.h"
 #include "peers/pipeline_process/PluginLoader.h"
+#include "platform/os/ConnectGuard.h"
 #include "platform/os/ProcessDefaults.h"
 
 namespace {
@@ -32,6 +34,12 @@ pid_t parseProcessId(const char* text) {
 // The launcher may be gone before the kernel was asked to tell of it.
 bool bindLifeTo(pid_t launcher) {
     return ::prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && ::getppid() == launcher;
+}
+
+// An element that reads another's pictures from shared memory, for one, asks for them by the path
+// of a socket that anybody may have made.
+void reportRefusedListener(const std::string& path, const std::string& why) {
+    std::cerr << "error: not connected to " << path << ": " << why << std::endl;
 }
 
 bool startMediaLibrary() {
@@ -74,6 +82,7 @@ int runPipeline(pid_t launcher) {
 int main(int argc, char** argv) {
     // Who reads what a pipeline writes may go away: an error of the element, told as every other.
     tarn::os::ignoreBrokenPipes();
+    tarn::os::ConnectGuard::Install(reportRefusedListener);
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     const pid_t launcher = argc == 2 ? parseProcessId(argv[1]) : 0;
     if (launcher <= 0 || ::fcntl(MessageChannel::pipelineDescriptor, F_SETFD, FD_CLOEXEC) != 0) {

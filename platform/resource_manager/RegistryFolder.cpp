@@ -3,16 +3,15 @@
 #include <SQLiteCpp/Exception.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <utility>
 
+#include "platform/os/RunTimeFolder.h"
 #include "platform/resource_manager/registry/RegistryFile.h"
 #include "platform/utils/Log.h"
 
@@ -22,24 +21,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr auto systemFolder = "/run/halden-tarn";
 constexpr std::size_t longestReadablePart = 100;
 constexpr int mostDamagedFiles = 100;
-
-bool canBeWritten(const std::string& folder) {
-    std::error_code ignored;
-    fs::create_directories(folder, ignored);
-    return ::access(folder.c_str(), W_OK | X_OK) == 0;
-}
-
-std::string userRuntimeFolder() {
-    const char* const folder = std::getenv("XDG_RUNTIME_DIR");
-    return folder != nullptr && *folder == '/' ? folder : fmt::format("/run/user/{}", ::getuid());
-}
-
-std::string defaultFolder() {
-    return canBeWritten(systemFolder) ? systemFolder : userRuntimeFolder() + "/halden-tarn";
-}
 
 // FNV-1a: the same in every build, since a new service must find the file of the one before.
 std::uint64_t stableHash(const std::string& text) {
@@ -92,7 +75,7 @@ RegistryFolder::Opened read(const std::string& file) {
 
 RegistryFolder::RegistryFolder(std::string path)
     : MessageFormatter("ResourceManager"),
-      chosenPath(path.empty() ? defaultFolder() : std::move(path)) {}
+      chosenPath(path.empty() ? os::runTimeFolder() : std::move(path)) {}
 
 std::string RegistryFolder::pathFor(const std::string& endpointText) const {
     return fmt::format("{}/{}-{:016x}.registry", chosenPath, readablePart(endpointText),

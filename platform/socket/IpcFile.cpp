@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "platform/socket/KeptIpcName.h"
+
 namespace tarn::socket {
 
 IpcFile::Identity IpcFile::IdentityOf(const std::string& path) {
@@ -15,7 +17,8 @@ IpcFile::Identity IpcFile::IdentityOf(const std::string& path) {
 IpcFile::IpcFile(std::string path) : path(std::move(path)), identity(IdentityOf(this->path)) {}
 
 void IpcFile::remove() const {
-    if (identity != Identity{} && IdentityOf(path) == identity) {
+    if (identity != Identity{} && IdentityOf(path) == identity &&
+        !NamesKeptForGood::PutBack(path)) {
         ::unlink(path.c_str());
     }
 }

@@ -12,8 +12,8 @@ class IpcFile {
     /// Takes note of the file that is at `path` now.
     explicit IpcFile(std::string path);
 
-    /// Removes the file if it is still the same one. Exact while the socket is open, since nothing
-    /// else can have its inode.
+    /// Removes the file if it is still the same one; a name that was kept for good (KeptIpcName.h)
+    /// is kept on. Exact while the socket is open, since nothing else can have its inode.
     void remove() const;
 
   private:

@@ -3,13 +3,18 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <filesystem>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
+
+#include "platform/os/FileDescriptor.h"
+#include "platform/os/TrustedListener.h"
+#include "platform/os/UserName.h"
+#include "platform/socket/KeptIpcName.h"
 
 namespace tarn::socket {
 
@@ -43,15 +48,32 @@ int connectTo(const std::string& path, const os::FileDescriptor& caller) {
     return ::connect(caller.get(), static_cast<const sockaddr*>(generic), size) == 0 ? 0 : errno;
 }
 
-/// A path that is too long for the name of a claim is told apart by its end.
-os::NameClaim claim(std::string_view path) {
-    constexpr std::string_view prefix("tarn.claim:");
-    const auto length = std::min(path.size(), os::NameClaim::longestName - prefix.size());
-    const auto name = std::string(prefix).append(path.substr(path.size() - length));
-    if (auto taken = os::NameClaim::TryTake(name)) {
+os::NameClaim claim(const std::string& path) {
+    if (auto taken = os::NameClaim::TryTake("ipc:" + path)) {
         return std::move(*taken);
     }
     failInUse("somebody is about to listen on it");
+}
+
+[[noreturn]] void failTaken(const std::string& what, uid_t owner) {
+    throw std::runtime_error(what + "; it belongs to " + os::describeUser(owner) +
+                             ": end what made it, and remove it as that user or as root");
+}
+
+// In a folder like /tmp only the owner of a file removes it.
+bool mayRemove(const std::string& path, const struct stat& file) {
+    struct stat folder {};
+    const auto parent = std::filesystem::path(path).parent_path();
+    const auto self = ::geteuid();
+    return self == 0 || file.st_uid == self || ::stat(parent.c_str(), &folder) != 0 ||
+           (folder.st_mode & S_ISVTX) == 0 || folder.st_uid == self;
+}
+
+// A pipe that was made before anybody else could take the name: it holds nothing.
+bool isKept(const struct stat& file) {
+    const auto self = ::geteuid();
+    return S_ISFIFO(file.st_mode) &&
+           (file.st_uid == self || (self == 0 && os::isTrustedListener(file.st_uid)));
 }
 
 void checkIsFree(const std::string& path) {
@@ -62,8 +84,17 @@ void checkIsFree(const std::string& path) {
         }
         fail("cannot look at the file");
     }
+    if (isKept(file)) {
+        if ((file.st_mode & S_IWUSR) != 0) {
+            NamesKeptForGood::Note(path);
+        }
+        return;
+    }
     if (!S_ISSOCK(file.st_mode)) {
-        throw std::runtime_error("a file that is no socket is in the way");
+        failTaken("a file that is no socket is in the way", file.st_uid);
+    }
+    if (!os::isTrustedListener(file.st_uid) || !mayRemove(path, file)) {
+        failTaken("a socket is in the way", file.st_uid);
     }
     switch (knockOnIpcPath(path)) {
         case ECONNREFUSED:  // left behind
@@ -71,7 +102,7 @@ void checkIsFree(const std::string& path) {
             return;
         case EACCES:
         case EPERM:
-            throw std::runtime_error("the socket file belongs to somebody else");
+            failTaken("a socket is in the way", file.st_uid);
         default:  // accepted, or would be: the queue is full, or it is of another socket type
             failInUse("somebody listens on it");
     }

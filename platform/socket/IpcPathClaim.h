@@ -13,9 +13,11 @@ namespace tarn::socket {
 /// whatever is in its way; so one claims first that nobody else's file is.
 class IpcPathClaim {
   public:
-    /// Throws std::runtime_error, without the path in it, when a file is there that is no socket,
-    /// when somebody listens on the path, or when somebody else holds a claim on it, in any
-    /// process. The socket file of somebody who is gone may be replaced.
+    /// Throws std::runtime_error, without the path in it, when a file is there that is no socket or
+    /// that another user made, whom the message names, when somebody listens on the path, or when
+    /// another process of this user holds a claim on it. The socket file of somebody who is gone
+    /// may be replaced, and so may a named pipe of this user's: that is how a name is kept from
+    /// others before anybody listens.
     explicit IpcPathClaim(const std::string& path);
 
   private:

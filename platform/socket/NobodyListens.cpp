@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "platform/socket/IpcPathClaim.h"
+#include "platform/socket/TrustedEndpoint.h"
 #include "platform/socket/zmq/ConnectedSocket.h"
 
 namespace tarn::socket {
@@ -21,6 +22,9 @@ std::string pathOf(const SocketEndpoint& endpoint) {
 }
 
 std::optional<std::string> problemOfIpc(const SocketEndpoint& endpoint) {
+    if (auto why = whyNotTrusted(endpoint)) {
+        return why;
+    }
     const int failure = knockOnIpcPath(pathOf(endpoint));
     switch (failure) {
         case ENOENT:

@@ -48,7 +48,9 @@ class Socket {
     /// Connecting: waits until the peer has answered the handshake, `timeoutMs` at most, else
     /// throws; 0 does not wait (the connection is made, and made again, in the background). The
     /// host "*" means "localhost". A second call replaces the first connection and drops what it
-    /// held.
+    /// held. Over IPC nobody is connected to but root, this process's own user and the services'
+    /// (platform/os/TrustedListener.h): somebody else's socket throws, and where nobody waits it is
+    /// passed over, which the log says, until the right one is there.
     ///
     /// Binding: `timeoutMs` is not used. An IPC path on which somebody listens, or which is no
     /// socket, throws; a stale socket file is replaced. Publish, Pull and Reply may bind several

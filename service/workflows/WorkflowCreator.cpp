@@ -4,6 +4,7 @@
 
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/socket/Exchange.h"
+#include "platform/socket/KeptIpcName.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
@@ -135,6 +136,8 @@ bool WorkflowCreator::createWorkflow(
     }
 
     try {
+        // The launcher's command line tells everybody where it will listen.
+        const socket::KeptIpcName untilItListens(socket::SocketEndpoint::FromString(ipcEndpoint));
         launch(persistentJobName.empty() ? uuid : persistentJobName, ipcEndpoint);
         return setUpJob(ipcEndpoint, request);
     } catch (const std::exception& e) {

@@ -1,6 +1,7 @@
 #include "peers/job_runtime/launcher/SetupServer.h"
 
 #include <google/protobuf/message.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <exception>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "peers/job_runtime/supervision/StopRequest.h"
+#include "platform/os/UserName.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers {
@@ -15,6 +17,17 @@ namespace tarn::peers {
 namespace {
 
 constexpr std::uint32_t maxSetupBytes = 11U << 20U;
+
+// Whoever sets a job up has it run what he likes, as this user.
+std::optional<std::string> whyNotSetUpBy(const tarn::socket::Peer& sender) {
+    if (sender.transport != tarn::socket::Transport::Ipc ||
+        (sender.user && (sender.user->user == 0 || sender.user->user == ::geteuid()))) {
+        return std::nullopt;
+    }
+    return "Access denied: only " + os::describeUser(::geteuid()) +
+           " and root set this job up, not " +
+           (sender.user ? os::describeUser(sender.user->user) : "somebody unknown");
+}
 
 }  // namespace
 
@@ -36,12 +49,19 @@ std::optional<JobSetup> SetupServer::wait(Clock::time_point deadline, StopReques
 void SetupServer::receive() {
     const auto request = protocol.newRequest();
     socket->receiveProtoBuf(request.get(), maxSetupBytes);
+    if (const auto why = whyNotSetUpBy(socket->sender())) {
+        return refuse(*why);
+    }
     try {
         received = protocol.read(*request);
     } catch (const std::invalid_argument& e) {
-        utils::logWarning(std::string("Setup refused: ") + e.what());
-        send({.refusal = e.what(), .warning = {}});
+        refuse(e.what());
     }
+}
+
+void SetupServer::refuse(const std::string& why) {
+    utils::logWarning("Setup refused: " + why);
+    send({.refusal = why, .warning = {}});
 }
 
 void SetupServer::answer(const SetupVerdict& verdict) {

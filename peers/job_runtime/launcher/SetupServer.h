@@ -21,7 +21,8 @@ class SetupServer {
     /// Binds; throws std::runtime_error, std::invalid_argument for a bad endpoint.
     SetupServer(const std::string& endpoint, const SetupProtocol& protocol);
 
-    /// The first valid setup; others are refused and waiting goes on. Nothing when `deadline` has
+    /// The first valid setup that this process's own user sends, or root; others are refused and
+    /// waiting goes on. Nothing when `deadline` has
     /// passed or a stop is wished.
     std::optional<JobSetup> wait(Clock::time_point deadline, StopRequest& stop);
 
@@ -31,6 +32,7 @@ class SetupServer {
 
   private:
     void receive();
+    void refuse(const std::string& why);
     void send(const SetupVerdict& verdict);
 
     const SetupProtocol& protocol;

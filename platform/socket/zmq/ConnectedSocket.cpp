@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "platform/socket/TrustedEndpoint.h"
+
 namespace tarn::socket {
 
 namespace {
@@ -12,6 +14,12 @@ std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketE
     // every interface, and on the loopback address, all have.
     socket->set(zmq::sockopt::ipv6, peer.host() != "localhost");
     return socket;
+}
+
+void checkIsTrusted(const SocketEndpoint& peer) {
+    if (const auto why = whyNotTrusted(peer)) {
+        throw std::runtime_error(*why);
+    }
 }
 
 }  // namespace
@@ -74,13 +82,20 @@ void ConnectedSocket::connect() {
     }
 }
 
+// Each attempt that failed is looked at: an impostor is no reason to wait for long.
 void ConnectedSocket::connectAndAwaitHandshake(std::chrono::milliseconds bound) {
-    SocketMonitor monitor(*connected, ZMQ_EVENT_HANDSHAKE_SUCCEEDED);
+    checkIsTrusted(peer);
+    SocketMonitor monitor(*connected, ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_CONNECT_RETRIED);
     connect();
-    if (!monitor.waitForEvent(os::Deadline(bound))) {
-        throw std::runtime_error("nobody answered on " + peer.toString(settings.protocol) +
-                                 " within " + std::to_string(bound.count()) + " ms");
+    const os::Deadline deadline(bound);
+    while (const auto event = monitor.waitForEvent(deadline)) {
+        if (*event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
+            return;
+        }
+        checkIsTrusted(peer);
     }
+    throw std::runtime_error("nobody answered on " + peer.toString(settings.protocol) + " within " +
+                             std::to_string(bound.count()) + " ms");
 }
 
 }  // namespace tarn::socket

@@ -14,7 +14,9 @@ namespace tarn::socket {
 class ConnectedSocket {
   public:
     /// Waits until the peer has answered the handshake, at most `handshakeBound`; 0 does not wait,
-    /// and in-process there is nothing to wait for. Throws std::runtime_error.
+    /// and in-process there is nothing to wait for. Throws std::runtime_error, and does not wait
+    /// any longer when the peer is an impostor (TrustedListener); without waiting, nothing is sent
+    /// to one, which is said in the log.
     ConnectedSocket(const SocketSettings& settings, const SocketEndpoint& endpoint,
                     std::chrono::milliseconds handshakeBound);
 

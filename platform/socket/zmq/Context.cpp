@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "platform/os/ConnectGuard.h"
+#include "platform/socket/zmq/RefusedListeners.h"
 #include "platform/socket/zmq/ZmqError.h"
 #include "platform/utils/Synchronised.h"
 
@@ -55,6 +57,7 @@ Context::Context()
     context.set(zmq::ctxopt::max_sockets, mostSockets());
     context.set(zmq::ctxopt::blocky, 0);  // what is not told to linger does not
     context.set(zmq::ctxopt::ipv6, 1);
+    os::ConnectGuard::Install(logRefusedListener);
 }
 
 }  // namespace tarn::socket

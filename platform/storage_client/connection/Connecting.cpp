@@ -4,12 +4,16 @@
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <system_error>
 
+#include "platform/os/TrustedListener.h"
 #include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_client/connection/HostLookup.h"
 #include "platform/storage_wire/SendBuffer.h"
@@ -33,6 +37,12 @@ os::FileDescriptor openSocket(int family, const std::string& peer) {
     return opened;
 }
 
+void checkIsTrusted(const std::string& path, const std::optional<std::string>& why) {
+    if (why) {
+        throw Failure(TARN_STORAGE_ERROR_CONNECTION, "Cannot connect to " + path + ": " + *why);
+    }
+}
+
 // errno of the attempt, 0 when it is connected.
 int waitForConnect(int socket, const os::Deadline& deadline) {
     pollfd ready{.fd = socket, .events = POLLOUT, .revents = 0};
@@ -47,8 +57,10 @@ int waitForConnect(int socket, const os::Deadline& deadline) {
 }
 
 // A full queue of a Unix socket refuses at once: it is tried again until the deadline.
+// Not through the C library: a program whose own connections are guarded (os::ConnectGuard) trusts
+// fewer users than one trusts as a loop storage.
 int tryConnect(int socket, const sockaddr* address, socklen_t size, const os::Deadline& deadline) {
-    while (::connect(socket, address, size) != 0) {
+    while (::syscall(SYS_connect, socket, address, size) != 0) {
         if (errno == EINPROGRESS) {
             return waitForConnect(socket, deadline);
         }
@@ -71,6 +83,7 @@ std::unique_ptr<Stream> connectedStream(int family, const sockaddr* address, soc
     if (const int error = tryConnect(number, address, size, deadline)) {
         failConnect(peer, error);
     }
+    checkIsTrusted(peer, os::whyNotTrusted(number, os::storageUser));
     storage_wire::makeSendBufferLarge(number);
     return stream;
 }
@@ -108,6 +121,7 @@ std::unique_ptr<Stream> connectUnix(const std::string& path, const os::Deadline&
     }
     path.copy(address.sun_path, sizeof address.sun_path - 1);
     const void* const generic = &address;
+    checkIsTrusted(path, os::whyNotTrusted(path, os::storageUser));
     return connectedStream(AF_UNIX, static_cast<const sockaddr*>(generic), sizeof address, path,
                            deadline);
 }

@@ -1,4 +1,5 @@
 #include "platform/socket/Exchange.h"
+#include "platform/socket/KeptIpcName.h"
 #include "platform/utils/Log.h"
 #include "proto/service_engine.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
@@ -66,6 +67,8 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
         return;
     }
     try {
+        // The launcher's command line tells everybody where it will listen.
+        const socket::KeptIpcName untilItListens(socket::SocketEndpoint::FromString(ipcEndpoint));
         launchEngine(ipcEndpoint);
         setUpEngine(
             ipcEndpoint,

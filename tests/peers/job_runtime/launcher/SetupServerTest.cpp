@@ -1,14 +1,19 @@
 #include "peers/job_runtime/launcher/SetupServer.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <future>
 #include <stdexcept>
 
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "proto/service_job.pb.h"
 #include "tests/peers/support/JobClient.h"
+#include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/OtherUser.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::peers {
@@ -111,6 +116,49 @@ TEST_F(SetupServerTest, GivesNothingWhenTheDeadlineHasPassedOrAStopIsWished) {
 TEST_F(SetupServerTest, AnAnswerThatNobodyWaitsForIsAWarning) {
     server.answer({});
     EXPECT_TRUE(log.contains("WARN Setup answer not sent: "));
+}
+
+// The file of its socket is closed to him, which is not all that keeps him out.
+TEST(SetUpByAnotherUser, IsRefusedAndWaitingGoesOn) {
+    if (!test::canBeOthers()) {
+        GTEST_SKIP() << "there is one user only";
+    }
+    namespace fs = std::filesystem;
+    const test::TemporaryFolder folder;
+    fs::permissions(folder.path(), fs::perms::all);
+    const auto path = folder.path() / "setup";
+    const auto open = folder.path() / "open";
+    // He is made before there are threads, and waits until he is let in.
+    const auto other = ::fork();
+    if (other == 0) {
+        ::_exit(test::eventually([&] { return fs::exists(open); }) &&
+                        test::doneAs({},
+                                     [&] {
+                                         const auto reply = test::setUp(
+                                             "ipc://" + path.string(),
+                                             SetupServerTest::request(ServiceToJobRequest::SETUP));
+                                         return !reply.success() &&
+                                                reply.error_message() ==
+                                                    "Access denied: only user root (0) and root "
+                                                    "set this job up, not user 61001";
+                                     })
+                    ? 0
+                    : 1);
+    }
+    const test::LogCapture log;
+    const FakeProtocol protocol;
+    StopRequest stop;
+    SetupServer server("ipc://" + path.string(), protocol);
+    fs::permissions(path, fs::perms::all);
+    folder.write("open", "");
+    auto waiting =
+        std::async(std::launch::async, [&] { return server.wait(Clock::now() + 30s, stop); });
+    int status = -1;
+    ::waitpid(other, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(log.contains("WARN Setup refused: Access denied: "));
+    stop.request(StopRequest::Wish::EndNow);
+    EXPECT_FALSE(waiting.get());
 }
 
 }  // namespace

@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <string>
 
 #include "platform/storage_client/tarn_storage.h"
 #include "platform/storage_wire/Greeting.h"
 #include "platform/storage_wire/MessageHeader.h"
 #include "tests/platform/storage_client/FakeServer.h"
+#include "tests/support/ImpostorSocket.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {
 namespace {
@@ -45,6 +48,24 @@ TEST_F(ConnectionTest, AServerThatSaysNothingIsATimeOutWithinItsBound) {
     EXPECT_EQ(connection, nullptr);
     EXPECT_EQ(type(), TARN_STORAGE_ERROR_TIMEOUT);
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+}
+
+TEST_F(ConnectionTest, AnotherUsersSocketIsNoServer) {
+    if (!canBeOthers()) {
+        GTEST_SKIP() << "there is one user only";
+    }
+    const TemporaryFolder folder;
+    const auto path = (folder.path() / "socket").string();
+    for (const auto file : {ImpostorSocket::File::Ours, ImpostorSocket::File::Impostors}) {
+        std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+        const ImpostorSocket impostor(path, file);
+        connection = tarn_storage_connection_create_uds(path.c_str(), error);
+        EXPECT_EQ(connection, nullptr);
+        EXPECT_EQ(type(), TARN_STORAGE_ERROR_CONNECTION);
+        EXPECT_TRUE(message().starts_with("Cannot connect to " + path + ": ")) << message();
+        EXPECT_NE(message().find("user 61001"), std::string::npos) << message();
+        EXPECT_EQ(impostor.loot(), "");
+    }
 }
 
 TEST_F(ConnectionTest, AnotherProgramIsToldFromAServer) {
