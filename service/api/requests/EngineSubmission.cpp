@@ -20,7 +20,8 @@ constexpr std::uint32_t replyLimit = 524288;
 
 ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& submission,
                                     const std::vector<std::string>& endpoints,
-                                    const std::string& resourcesEndpoint) {
+                                    const std::string& resourcesEndpoint,
+                                    const access::Owner& owner) {
     ServiceToEngineRequest request;
     request.set_type(ServiceToEngineRequest::SETUP);
     auto& setup = *request.MutableExtension(ServiceToEngineRequestSetup::base);
@@ -35,6 +36,9 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
     resource.set_name("Endpoint");
     resource.mutable_values()->Add(endpoints.begin(), endpoints.end());
     setup.set_resources_endpoint(resourcesEndpoint);
+    if (!owner.isNobody()) {
+        *setup.mutable_owner() = owner.toProtoBuf();
+    }
     return request;
 }
 
@@ -68,7 +72,8 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
         setUpEngine(
             ipcEndpoint,
             setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
-                         endpoints, dependencies.configuration.getResourcesEndpoint()));
+                         endpoints, dependencies.configuration.getResourcesEndpoint(),
+                         access::Owner(frame.sender())));
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed starting external job: ") + e.what()));
     }
