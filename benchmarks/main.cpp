@@ -13,6 +13,7 @@ struct Entry {
 
 constexpr Entry entries[] = {
     {"api-latency", tarn::benchmarks::measureApiLatency},
+    {"access-check", tarn::benchmarks::measureAccessCheck},
     {"job-start", tarn::benchmarks::measureJobStart},
     {"tool-start", tarn::benchmarks::measureToolStart},
     {"idle", tarn::benchmarks::measureIdleService},
