@@ -77,7 +77,7 @@ void changeGroup(const char* action, const std::string& user, const std::string&
             const auto said =
                 os::readBeginning(fmt::format("/proc/self/fd/{}", output.get()), mostOutput);
             giveUp(fmt::format("{} {} {} {} failed: {}", groupTool, action, user, group,
-                             said.value_or("")));
+                               said.value_or("")));
         }
     } catch (const std::system_error& e) {
         giveUp(fmt::format("{} cannot be run: {}", groupTool, e.what()));
