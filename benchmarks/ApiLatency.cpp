@@ -25,14 +25,6 @@ std::string requestBytes(ApiToServiceRequest::ApiToServiceRequestType type) {
     return request.SerializeAsString();
 }
 
-void callMany(BareSocket& socket, const std::string& request, Samples& samples) {
-    for (int i = 0; i < callsPerRound; ++i) {
-        const auto begin = std::chrono::steady_clock::now();
-        socket.ask(request);
-        samples.add(std::chrono::steady_clock::now() - begin);
-    }
-}
-
 // In turns, so that whatever else the machine does meets both alike.
 void compare(const std::string& name, ApiToServiceRequest::ApiToServiceRequestType type) {
     const auto request = requestBytes(type);
@@ -45,14 +37,14 @@ void compare(const std::string& name, ApiToServiceRequest::ApiToServiceRequestTy
     BareSocket service(BareSocket::Kind::Request, serviceAddress);
     BareSocket bare(BareSocket::Kind::Request, echo.address());
     Samples warmUp;
-    callMany(service, request, warmUp);
-    callMany(bare, request, warmUp);
+    timeCalls(service, request, callsPerRound, warmUp);
+    timeCalls(bare, request, callsPerRound, warmUp);
 
     Samples served;
     Samples echoed;
     for (int i = 0; i < rounds; ++i) {
-        callMany(service, request, served);
-        callMany(bare, request, echoed);
+        timeCalls(service, request, callsPerRound, served);
+        timeCalls(bare, request, callsPerRound, echoed);
     }
     report(name, served, "bare echo of " + std::to_string(replySize) + " bytes", echoed);
 }

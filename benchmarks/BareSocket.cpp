@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "benchmarks/Samples.h"
+
 namespace tarn::benchmarks {
 
 namespace {
@@ -149,6 +151,14 @@ bool BareSocket::receive(std::string& bytes, std::chrono::milliseconds within) {
     check(zmq_msg_recv(message.get(), socket, 0) >= 0, "receive");
     bytes = message.text();
     return true;
+}
+
+void timeCalls(BareSocket& socket, const std::string& request, int calls, Samples& samples) {
+    for (int i = 0; i < calls; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        socket.ask(request);
+        samples.add(std::chrono::steady_clock::now() - begin);
+    }
 }
 
 }  // namespace tarn::benchmarks

@@ -7,6 +7,8 @@
 
 namespace tarn::benchmarks {
 
+class Samples;
+
 /// A messaging socket without anything of ours on top: what the measurements are compared with.
 /// Throws std::runtime_error.
 class BareSocket {
@@ -52,5 +54,8 @@ class BareSocket {
     const Context context;
     void* const socket;
 };
+
+/// Asks so often, one after the other, and adds how long each took.
+void timeCalls(BareSocket& socket, const std::string& request, int calls, Samples& samples);
 
 }  // namespace tarn::benchmarks

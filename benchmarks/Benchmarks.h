@@ -7,6 +7,9 @@ namespace tarn::benchmarks {
 /// GET_INFO, and GET_JOBS with 100 jobs, against a bare echo of the same sizes.
 void measureApiLatency();
 
+/// A request whose sender's level is looked up, against the same without.
+void measureAccessCheck();
+
 /// From a submission until the job plays, against starting the same launcher by hand.
 void measureJobStart();
 

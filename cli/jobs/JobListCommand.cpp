@@ -8,6 +8,7 @@
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobClient.h"
+#include "cli/jobs/JobOwnerText.h"
 #include "cli/jobs/JobReporter.h"
 #include "cli/output/Json.h"
 #include "cli/output/Output.h"
@@ -101,7 +102,7 @@ ordered_json documentOf(const std::vector<RunningJob>& jobs,
 }
 
 Table tableOf(const std::vector<RunningJob>& jobs, const std::vector<std::string>& states) {
-    std::vector<std::string> header = {"ID", "NAME", "COMMAND ENDPOINT", "EVENT ENDPOINT"};
+    std::vector<std::string> header = {"ID", "NAME", "OWNER", "COMMAND ENDPOINT", "EVENT ENDPOINT"};
     if (!states.empty()) {
         header.insert(header.begin() + 2, "STATE");
     }
@@ -109,8 +110,8 @@ Table tableOf(const std::vector<RunningJob>& jobs, const std::vector<std::string
     std::size_t index = 0;
     for (const RunningJob& job : jobs) {
         std::vector<std::string> row = {job.job_description().job_id(),
-                                        job.job_description().name(), job.command_endpoint(),
-                                        job.event_endpoint()};
+                                        job.job_description().name(), ownerText(job),
+                                        job.command_endpoint(), job.event_endpoint()};
         if (!states.empty()) {
             row.insert(row.begin() + 2, states[index++]);
         }

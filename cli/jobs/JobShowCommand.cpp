@@ -5,6 +5,7 @@
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
 #include "cli/jobs/JobClient.h"
+#include "cli/jobs/JobOwnerText.h"
 #include "cli/jobs/JobReporter.h"
 #include "cli/jobs/JobSelection.h"
 #include "cli/output/ClockTime.h"
@@ -68,6 +69,7 @@ void print(const RunningJob& job, const StatusAnswer& answer, Output& output) {
                      {"Name", description.name()},
                      {"Description", description.description()},
                      {"Creator", description.creator()},
+                     {"Owner", ownerText(job)},
                      {"Commands", job.command_endpoint()},
                      {"Events", job.event_endpoint()}};
     const Fields state = answer.status ? fieldsOf(*answer.status) : Fields{{"State", answer.error}};

@@ -54,7 +54,8 @@ JobSetup EngineSetup::read(const google::protobuf::Message& message) const {
     result.label = setup.engine_name() + "_" + description.getJobId();
     result.job = tarn::resource_manager::RunningJob(
         description, setup.first_engine_endpoint(), setup.second_engine_endpoint(),
-        tarn::os::ProcessIdentity::ofThisProcess(), toResources(setup.resources_to_reserve()));
+        tarn::os::ProcessIdentity::ofThisProcess(), toResources(setup.resources_to_reserve()),
+        tarn::access::Owner(setup.owner()));
     result.pipeline = setup.engine_settings();
     result.environment["ENGINE_OPTION"] = std::to_string(setup.engine_option());
     result.pullEndpoints = {setup.third_engine_endpoint()};

@@ -58,7 +58,7 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
     result.job = tarn::resource_manager::RunningJob(
         tarn::resource_manager::JobDescription(setup.job_description()), setup.first_job_endpoint(),
         setup.second_job_endpoint(), tarn::os::ProcessIdentity::ofThisProcess(),
-        toResources(setup.resources_to_reserve()));
+        toResources(setup.resources_to_reserve()), tarn::access::Owner(setup.owner()));
     result.pipeline = setup.job_configuration();
     result.resourcesEndpoint = setup.resources_endpoint();
     result.persistentFile = fileOf(setup);

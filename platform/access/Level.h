@@ -19,9 +19,12 @@ enum class Level {
 std::string_view nameOf(Level level);
 std::optional<Level> levelNamed(std::string_view name);
 
-/// root and this process's own user are admin; others have the level of the groups that they are
-/// in: tarn-read, tarn-operate, tarn-admin. A group that is not on the machine gives nobody
-/// anything. Looks into the group data base; any thread.
+/// Whether it is root, or this process's own user.
+bool isTrusted(const os::PeerUser& user);
+
+/// Who is trusted is admin; others have the level of the groups that they are in: tarn-read,
+/// tarn-operate, tarn-admin. A group that is not in this machine's own file of groups gives nobody
+/// anything. Any thread.
 Level levelOf(const os::PeerUser& user);
 
 }  // namespace tarn::access

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/access/Gatekeeper.h"
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/registry/Registry.h"
 #include "platform/resource_manager/registry/StaleSockets.h"
@@ -34,11 +35,24 @@ std::shared_ptr<Registry> openRegistry(const std::string& folder,
     return registry;
 }
 
+tarn::proto::resource_manager::Reply refusal(const tarn::proto::resource_manager::Request& request,
+                                             const std::string& reason) {
+    tarn::proto::resource_manager::Reply reply;
+    reply.set_type(request.type());
+    reply.set_success(false);
+    reply.set_error_message(reason);
+    return reply;
+}
+
 tarn::socket::RequestServer::Serve serving(const std::shared_ptr<Registry>& registry) {
     using tarn::proto::resource_manager::Request;
+    const auto gatekeeper = std::make_shared<access::Gatekeeper>(formatter().formatMessage(""));
     auto answer = tarn::socket::answering<Request>(
-        maxRequestBytes, [dispatcher = RequestDispatcher(registry)](const Request& request) {
-            return dispatcher.answer(request);
+        maxRequestBytes, [dispatcher = RequestDispatcher(registry), gatekeeper](
+                             const Request& request, const tarn::socket::Peer& sender) {
+            const auto refused =
+                gatekeeper->refusalOfOthers(sender, Request::Type_Name(request.type()));
+            return refused ? refusal(request, *refused) : dispatcher.answer(request);
         });
     return [answer = std::move(answer), registry](tarn::socket::Socket& socket) {
         answer(socket);

@@ -29,15 +29,16 @@ const std::shared_ptr<const RunningJob::Content>& RunningJob::emptyContent() {
 RunningJob::RunningJob() : content(emptyContent()) {}
 
 RunningJob::RunningJob(JobDescription description, std::string commandEndpoint,
-                       std::string eventEndpoint, os::ProcessIdentity process, Resources resources)
+                       std::string eventEndpoint, os::ProcessIdentity process, Resources resources,
+                       access::Owner owner)
     : content(std::make_shared<const Content>(
           Content{std::move(description), std::move(commandEndpoint), std::move(eventEndpoint),
-                  process, std::move(resources)})) {}
+                  process, std::move(resources), std::move(owner)})) {}
 
 RunningJob::RunningJob(const tarn::proto::resource_manager::RunningJob& job)
     : RunningJob(JobDescription(job.job_description()), job.command_endpoint(),
                  job.event_endpoint(), {job.process_id(), job.process_start_time()},
-                 resourcesOf(job)) {}
+                 resourcesOf(job), access::Owner(job.owner())) {}
 
 const std::vector<std::string>& RunningJob::getValuesOf(const std::string& resource) const {
     static const auto* const none = new std::vector<std::string>();
@@ -56,6 +57,9 @@ tarn::proto::resource_manager::RunningJob RunningJob::toProtoBuf() const {
         auto* const resource = message.add_resources();
         resource->set_name(name);
         resource->mutable_values()->Add(values.begin(), values.end());
+    }
+    if (!content->owner.isNobody()) {
+        *message.mutable_owner() = content->owner.toProtoBuf();
     }
     return message;
 }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/Owner.h"
 #include "platform/os/ProcessIdentity.h"
 #include "platform/resource_manager/JobDescription.h"
 #include "proto/resource_manager.fwd.h"
@@ -20,7 +21,7 @@ class RunningJob {
 
     RunningJob();
     RunningJob(JobDescription description, std::string commandEndpoint, std::string eventEndpoint,
-               os::ProcessIdentity process, Resources resources);
+               os::ProcessIdentity process, Resources resources, access::Owner owner = {});
     explicit RunningJob(const tarn::proto::resource_manager::RunningJob& job);
 
     const JobDescription& getJobDescription() const { return content->description; }
@@ -28,6 +29,7 @@ class RunningJob {
     const std::string& getEventEndpoint() const { return content->eventEndpoint; }
     const os::ProcessIdentity& getProcess() const { return content->process; }
     const Resources& getResources() const { return content->resources; }
+    const access::Owner& getOwner() const { return content->owner; }
 
     /// The values of one resource; empty when the job has none of that name.
     const std::vector<std::string>& getValuesOf(const std::string& resource) const;
@@ -45,6 +47,7 @@ class RunningJob {
         std::string eventEndpoint;
         os::ProcessIdentity process;
         Resources resources;
+        access::Owner owner;
     };
     static const std::shared_ptr<const Content>& emptyContent();
 

@@ -30,7 +30,8 @@ struct CatchUpPublisher::Implementation {
           wire(std::move(publisherWire)),
           listening({.protocol = Protocol::Publish,
                      .closePolicy = ClosePolicy::Flush,
-                     .queueLength = queueLength}) {}
+                     .queueLength = queueLength,
+                     .audience = Audience::Clients}) {}
 
     ZmqSocket& socket() { return listening.socket(); }
     std::string describe() const;

@@ -20,6 +20,8 @@ namespace tarn::socket {
 /// It is admitted once, whatever it subscribes to, and gets everything; a topic that is too long
 /// (over 256 bytes) ends its connection.
 ///
+/// Over IPC it is there for clients (Audience).
+///
 /// One thread at a time. Throws std::runtime_error, with the name and the endpoint in it;
 /// ZmqContextTerminationException while the context is being terminated.
 class CatchUpPublisher {

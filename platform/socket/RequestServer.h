@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "platform/socket/Socket.h"
@@ -15,7 +16,8 @@ namespace tarn::socket {
 
 /// A socket that answers at the endpoint, and lets what is unsent out for up to a second when it is
 /// closed. Throws std::runtime_error, also when somebody listens there already.
-std::unique_ptr<Socket> makeAnsweringSocket(std::string name, const SocketEndpoint& endpoint);
+std::unique_ptr<Socket> makeAnsweringSocket(std::string name, const SocketEndpoint& endpoint,
+                                            Audience audience = Audience::OwnPrograms);
 
 /// Answers the requests that come in on a socket of the Reply role, one after the other in arrival
 /// order, on its caller's thread; RequestThread has one of its own. What goes wrong with a request
@@ -50,15 +52,22 @@ class RequestServer {
     tarn::utils::RepeatedFailure notWaited;
 };
 
-/// For requests that are messages of one type, of at most `largestRequest` bytes: `answer` gives
-/// the reply, or nothing where the request gets none. Bytes that are no request have no sender any
-/// more who could be answered.
+/// For requests that are messages of one type, of at most `largestRequest` bytes: `answer` is given
+/// the request, and who sent it if it takes that, and gives the reply, or nothing where the request
+/// gets none. Bytes that are no request have no sender any more who could be answered.
 template <typename Request, typename Answer>
 RequestServer::Serve answering(std::uint32_t largestRequest, Answer answer) {
     return [largestRequest, answer = std::move(answer)](Socket& socket) {
         Request request;
         socket.receiveProtoBuf(&request, largestRequest);
-        if (const auto reply = std::optional(answer(request))) {
+        const auto reply = [&] {
+            if constexpr (std::is_invocable_v<const Answer&, const Request&, const Peer&>) {
+                return std::optional(answer(request, socket.sender()));
+            } else {
+                return std::optional(answer(request));
+            }
+        }();
+        if (reply) {
             socket.sendProtoBuf(&*reply);
         }
     };

@@ -26,6 +26,13 @@ void Socket::setQueueLength(int messages) {
     impl->settings.queueLength = messages;
 }
 
+void Socket::setAudience(Audience audience) {
+    if (impl->isOpen()) {
+        throw std::invalid_argument(debugString() + ": whom it is for is set before opening");
+    }
+    impl->settings.audience = audience;
+}
+
 void Socket::setTimeout(milliseconds bound) {
     impl->bound = bound;
 }
@@ -124,7 +131,8 @@ bool Socket::owesAnswer() const {
 }
 
 Peer Socket::sender() const {
-    return impl->lastReceived.peer();
+    return impl->lastReceived.peer(impl->listening ? impl->listening->onlyTransport()
+                                                   : std::nullopt);
 }
 
 void Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes) {

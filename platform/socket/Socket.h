@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/socket/Audience.h"
 #include "platform/socket/Peer.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketTypes.h"
@@ -36,6 +37,10 @@ class Socket {
     /// The longest queue of messages that wait to be sent or received, per peer; 1000 by default.
     /// Before create or connect.
     void setQueueLength(int messages);
+
+    /// Whom the files of IPC endpoints that are bound are for; OwnPrograms by default. Before
+    /// create or connect.
+    void setAudience(Audience audience);
 
     /// Shortens or lengthens the bound of sends and receives. Any time.
     void setTimeout(std::chrono::milliseconds bound);

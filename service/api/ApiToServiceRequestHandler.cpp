@@ -21,6 +21,7 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
     : MessageFormatter("Api requests handler"),
       serviceName(serviceName),
       dependencies(std::move(dependencies)),
+      gatekeeper(formatMessage(""), this->dependencies.steadyNow),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
@@ -45,6 +46,7 @@ void ApiToServiceRequestHandler::start(const std::string& name) {
 void ApiToServiceRequestHandler::requestThreadFunction(const socket::SocketEndpoint& endpoint) {
     socket::Socket socket("RequestHandlerSocket", socket::ClosePolicy::Discard);
     try {
+        socket.setAudience(socket::Audience::Clients);
         socket.createAndConnect(socket::Protocol::Reply, endpoint, 0);
     } catch (const std::exception& e) {
         reportFailedStart(e.what());
@@ -87,9 +89,17 @@ void ApiToServiceRequestHandler::serveOne(socket::Socket& socket) {
     for (const auto& kind : served) {
         if (kind.type == request.type()) {
             HandlerFrame(forFrames, kind.labels, kind.replyType, socket)
-                .run([&](HandlerFrame& frame) { (this->*kind.handler)(request, frame); });
+                .run([&](HandlerFrame& frame) { serve(kind, request, frame); });
         }
     }
+}
+
+void ApiToServiceRequestHandler::serve(const Served& kind, Request& request, HandlerFrame& frame) {
+    if (const auto refused = gatekeeper.refusal(kind.level(request), frame.sender(),
+                                                Request::ApiToServiceRequestType_Name(kind.type))) {
+        return frame.refuse(*refused);
+    }
+    (this->*kind.handler)(request, frame);
 }
 
 bool ApiToServiceRequestHandler::receive(Request& request, socket::Socket& socket) {

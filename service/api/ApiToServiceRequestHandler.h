@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/access/Gatekeeper.h"
 #include "platform/dictionary/ComponentsDictionary.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
@@ -21,6 +22,7 @@
 #include "proto/service_engine.fwd.h"
 #include "service/api/HandlerFrame.h"
 #include "service/api/JobList.h"
+#include "service/api/RequestLevels.h"
 
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
@@ -44,7 +46,7 @@ class WorkflowCreator;
 /// time. The handlers run on the request thread only and need no lock among themselves.
 ///
 /// A further request is its message in proto/api_service.proto, a handler in requests/, and here
-/// the handler's declaration and its line in the table at the end.
+/// the handler's declaration and its line in the table at the end, with the level that it needs.
 class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
   public:
     /// What the handlers work with; the references must outlive the object.
@@ -85,9 +87,13 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     /// Does what is the request's own: the frame times it and sends its reply when it returns.
     using Handler = void (ApiToServiceRequestHandler::*)(Request&, HandlerFrame&);
 
+    /// What one must be allowed to make a request.
+    using LevelNeeded = access::Level (*)(const Request&);
+
     /// A kind of request that is served; every other kind is left without an answer.
     struct Served {
         Request::ApiToServiceRequestType type;
+        LevelNeeded level;
         Handler handler;
         Reply::ServiceToApiReplyType replyType;
         HandlerFrame::Labels labels;
@@ -96,6 +102,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
     void serve(socket::Socket& socket);
     void serveOne(socket::Socket& socket);
+    void serve(const Served& kind, Request& request, HandlerFrame& frame);
     bool receive(Request& request, socket::Socket& socket);
     void reportFailedStart(const std::string& reason);
 
@@ -137,6 +144,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     std::atomic<bool> stopFlag{false};
 
     // The request thread's own:
+    access::Gatekeeper gatekeeper;
     utils::RepeatedFailure sendFailures;
     const HandlerFrame::Dependencies forFrames;
     JobList jobList;
@@ -154,39 +162,48 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 // Request and reply types have the same number in the first line only.
 inline constexpr ApiToServiceRequestHandler::Served ApiToServiceRequestHandler::served[] = {
     {Request::GET_INFO,
+     requests::always<access::Level::Read>,
      &ApiToServiceRequestHandler::handleGetInfoRequest,
      Reply::INFO,
      {"GetInfo request ", "GetInfo reply "}},
     {Request::JOB_SUBMISSION,
+     requests::levelOfSubmission,
      &ApiToServiceRequestHandler::handleJobSubmissionRequest,
      Reply::JOB_SUBMISSION,
      {"JobSubmission request ", "JobSubmission reply "}},
     {Request::ENGINE_SUBMISSION,
+     requests::always<access::Level::Admin>,
      &ApiToServiceRequestHandler::handleEngineSubmissionRequest,
      Reply::ENGINE_SUBMISSION,
      {"EngineSubmission request ", "EngineSubmission reply "}},
     {Request::GET_JOBS,
+     requests::always<access::Level::Read>,
      &ApiToServiceRequestHandler::handleGetJobsRequest,
      Reply::GET_JOBS,
      {"GetJobs request ", "GetJobs reply "}},
     {Request::GET_JOB_BY_UUID,
+     requests::always<access::Level::Read>,
      &ApiToServiceRequestHandler::handleGetJobByUuidRequest,
      Reply::GET_JOB_BY_UUID,
      {"GetJobByUuid request ", "GetJobByUuid reply "}},
     {Request::GET_MONITORING_INFO,
+     requests::always<access::Level::Read>,
      &ApiToServiceRequestHandler::handleGetMonitoringInfoRequest,
      Reply::GET_MONITORING_INFO,
      {"GetMonitoringInfo request ", "GetMonitoringInfo reply "}},
     {Request::GET_DELTACAST,
+     requests::always<access::Level::Read>,
      &ApiToServiceRequestHandler::handleGetDeltacastRequest,
      Reply::GET_DELTACAST,
      {"GetDeltacast request ", "GetDeltacast reply "}},
     // The ingest process may be restarting.
     {Request::CONFIGURE_DELTACAST,
+     requests::always<access::Level::Operate>,
      &ApiToServiceRequestHandler::handleConfigureDeltacastRequest,
      Reply::CONFIGURE_DELTACAST,
      {"ConfigureDeltacast request ", "ConfigureDeltacast reply ", std::chrono::seconds(50)}},
     {Request::LOOP_STORAGE,
+     requests::levelOfStorageRequest,
      &ApiToServiceRequestHandler::handleLoopStorageRequest,
      Reply::LOOP_STORAGE,
      {"LoopStorage request ", "LoopStorage reply"}},

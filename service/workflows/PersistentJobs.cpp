@@ -106,7 +106,7 @@ void WorkflowCreator::recreate(const ServiceToJobRequestSetup& stored, const std
     }
     createWorkflow(ipcEndpoint, firstJobEndpoint, secondJobEndpoint, stored.job_description(),
                    propertiesOf(stored), stored.job_configuration(), stored.persistent_file_path(),
-                   stored.persistent_job_name(), file);
+                   stored.persistent_job_name(), file, access::Owner(stored.owner()));
 }
 
 }  // namespace tarn::service

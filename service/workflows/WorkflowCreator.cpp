@@ -97,7 +97,8 @@ bool WorkflowCreator::createWorkflow(
     const std::string& secondJobEndpoint,
     const tarn::proto::job_monitoring::JobDescription& jobDescription, const Properties& properties,
     const std::string& jobConfiguration, const std::string& persistentFilePath,
-    const std::string& persistentJobName, const std::string& restoredFromFile) {
+    const std::string& persistentJobName, const std::string& restoredFromFile,
+    const access::Owner& owner) {
     const std::string& uuid = jobDescription.job_id();
     if (isRunning(uuid)) {
         utils::logWarning(formatMessage("Will not (re)create job with UUID " +
@@ -133,6 +134,9 @@ bool WorkflowCreator::createWorkflow(
     }
     if (!restoredFromFile.empty()) {
         setup.set_restored_from_file(restoredFromFile);
+    }
+    if (!owner.isNobody()) {
+        *setup.mutable_owner() = owner.toProtoBuf();
     }
 
     try {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/Owner.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/MessageFormatter.h"
 #include "platform/utils/Synchronised.h"
@@ -69,13 +70,13 @@ class WorkflowCreator : public tarn::utils::MessageFormatter {
     /// exchange failed, since the launcher has been started by then. Everything is logged; does not
     /// throw. `persistentFilePath` and `persistentJobName` are empty for a job that is not
     /// persistent. `restoredFromFile` is the file that a job comes back from: the job's own from
-    /// then on, whatever `persistentFilePath` says.
+    /// then on, whatever `persistentFilePath` says. `owner` is who submitted it.
     bool createWorkflow(const std::string& ipcEndpoint, const std::string& firstJobEndpoint,
                         const std::string& secondJobEndpoint,
                         const tarn::proto::job_monitoring::JobDescription& jobDescription,
                         const Properties& properties, const std::string& jobConfiguration,
                         const std::string& persistentFilePath, const std::string& persistentJobName,
-                        const std::string& restoredFromFile = {});
+                        const std::string& restoredFromFile = {}, const access::Owner& owner = {});
 
     /// Starts the job of every regular file in the persistent jobs folder, with fresh endpoints;
     /// one that still runs is left alone. Files are read only; what is wrong with one is logged and

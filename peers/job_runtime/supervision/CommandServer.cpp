@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "peers/job_runtime/persistence/Persistence.h"
 #include "peers/job_runtime/supervision/JobStatus.h"
@@ -35,17 +36,36 @@ JobToApiReply refusal(const std::string& reason) {
 
 }  // namespace
 
-CommandServer::CommandServer(const tarn::socket::SocketEndpoint& endpoint, JobStatus& status,
-                             StopRequest& stop, Persistence& persistence)
-    : status(status),
+CommandServer::CommandServer(const tarn::socket::SocketEndpoint& endpoint, access::Owner owner,
+                             JobStatus& status, StopRequest& stop, Persistence& persistence)
+    : owner(std::move(owner)),
+      status(status),
       stop(stop),
       persistence(persistence),
-      thread(tarn::socket::makeAnsweringSocket("Job command endpoint", endpoint),
+      thread(tarn::socket::makeAnsweringSocket("Job command endpoint", endpoint,
+                                               tarn::socket::Audience::Clients),
              tarn::socket::answering<Request>(
-                 maxRequestBytes, [this](const Request& request) { return answerTo(request); }),
+                 maxRequestBytes,
+                 [this](const Request& request, const tarn::socket::Peer& sender) {
+                     return answerTo(request, sender);
+                 }),
              {.notServed = "Command not served: ", .notWaited = "Cannot wait for commands: "}) {}
 
-JobToApiReply CommandServer::answerTo(const ApiToJobRequest& request) {
+// Asking for what the job does not know is answered by saying so.
+access::Level CommandServer::levelFor(const ApiToJobRequest& request,
+                                      const tarn::socket::Peer& sender) const {
+    if (request.type() != ApiToJobRequest::DESTROY) {
+        return access::Level::Read;
+    }
+    return owner.is(sender) ? access::Level::Operate : access::Level::Admin;
+}
+
+JobToApiReply CommandServer::answerTo(const ApiToJobRequest& request,
+                                      const tarn::socket::Peer& sender) {
+    if (const auto refused = gatekeeper.refusal(levelFor(request, sender), sender,
+                                                ApiToJobRequest::Type_Name(request.type()))) {
+        return refusal(*refused);
+    }
     switch (request.type()) {
         case ApiToJobRequest::STATUS: {
             auto reply = makeReply(JobToApiReply::STATUS);

@@ -12,6 +12,7 @@ using namespace tarn::proto::job_monitoring;
 
 EventPublisher::EventPublisher(const tarn::socket::SocketEndpoint& endpoint, std::string id)
     : jobId(std::move(id)), socket("Job event endpoint", tarn::socket::ClosePolicy::Flush) {
+    socket.setAudience(tarn::socket::Audience::Clients);
     socket.createAndConnect(tarn::socket::Protocol::Publish, endpoint, 0);
 }
 

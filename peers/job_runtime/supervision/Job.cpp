@@ -66,7 +66,8 @@ std::optional<std::string> Job::bindEndpoints() {
     try {
         reserved = std::make_unique<ReservedEndpoints>(setup.pullEndpoints, setup.publishEndpoints);
         commands = std::make_unique<CommandServer>(
-            SocketEndpoint::FromString(setup.job.getCommandEndpoint()), status, stop, persistence);
+            SocketEndpoint::FromString(setup.job.getCommandEndpoint()), setup.job.getOwner(),
+            status, stop, persistence);
         return std::nullopt;
     } catch (const std::exception& e) {
         return e.what();

@@ -50,6 +50,7 @@ ReservedEndpoints::ReservedEndpoints(const std::vector<std::string>& pullEndpoin
     if (!pullEndpoints.empty()) {
         pull = std::make_unique<Drain>(pullEndpoints);
     }
+    publish.setAudience(tarn::socket::Audience::Clients);
     publish.create(Protocol::Publish);
     for (const auto& endpoint : publishEndpoints) {
         publish.connect(SocketEndpoint::FromString(endpoint), 0);

@@ -54,7 +54,7 @@ RunningJob withCompleteProcess(const RunningJob& job) {
                                  " is not running");
     }
     return RunningJob(job.getJobDescription(), job.getCommandEndpoint(), job.getEventEndpoint(),
-                      process, job.getResources());
+                      process, job.getResources(), job.getOwner());
 }
 
 // Why `wanted` cannot enter beside `other`, if that is alive; empty when it can.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "platform/socket/IpcListener.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/socket/zmq/SocketMonitor.h"
 
@@ -23,7 +24,8 @@ std::string addressOf(const SocketEndpoint& endpoint) {
 
 }  // namespace
 
-BoundSocket::BoundSocket(const SocketSettings& settings) : bound(makeZmqSocket(settings)) {}
+BoundSocket::BoundSocket(const SocketSettings& settings)
+    : audience(settings.audience), bound(makeZmqSocket(settings)) {}
 
 BoundSocket::~BoundSocket() {
     unbind(all);
@@ -53,8 +55,9 @@ std::string BoundSocket::bind(const SocketEndpoint& endpoint) {
 
 std::string BoundSocket::bindIpc(const std::string& address) {
     try {
-        const IpcPathClaim claim(address.substr(ipcPrefix.size()));
-        return bound->bind(address);
+        const auto path = address.substr(ipcPrefix.size());
+        const IpcPathClaim claim(path);
+        return bound->bind(address, listenOnIpcPath(path, audience));
     } catch (const ZmqContextTerminationException&) {
         throw;
     } catch (const std::runtime_error& reason) {
@@ -71,6 +74,17 @@ void BoundSocket::remove(const SocketEndpoint& endpoint) {
         removed.splice(removed.begin(), all, found);
         unbind(removed);
     }
+}
+
+std::optional<Transport> BoundSocket::onlyTransport() const {
+    std::optional<Transport> only;
+    for (const auto& one : all) {
+        if (only && *only != one.endpoint.transport()) {
+            return std::nullopt;
+        }
+        only = one.endpoint.transport();
+    }
+    return only;
 }
 
 std::string BoundSocket::describe(Protocol protocol) const {

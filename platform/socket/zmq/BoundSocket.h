@@ -27,6 +27,9 @@ class BoundSocket {
     /// yet may be lost. Does nothing when it is not one of the endpoints.
     void remove(const SocketEndpoint& endpoint);
 
+    /// Nothing when it is bound to endpoints of several, or to none.
+    std::optional<Transport> onlyTransport() const;
+
     ZmqSocket& socket() { return *bound; }
     /// The endpoints, for logs; empty when there are none.
     std::string describe(Protocol protocol) const;
@@ -44,6 +47,7 @@ class BoundSocket {
     void unbindInProcessName(const Bound& name);
     void unbindAddresses(const std::list<Bound>& those);
 
+    const Audience audience;
     const std::unique_ptr<ZmqSocket> bound;
     std::list<Bound> all;
 };

@@ -1,9 +1,13 @@
 #include "platform/socket/zmq/Origin.h"
 
+#include <fcntl.h>
+
 #include <charconv>
 #include <optional>
 #include <string_view>
 #include <utility>
+
+#include "platform/os/FileDescriptor.h"
 
 namespace tarn::socket {
 
@@ -49,7 +53,17 @@ Origin::Origin(zmq::message_t& frame) : address(noteOf(frame, "Peer-Address")) {
     }
 }
 
-Peer Origin::peer() const {
+// A client whose address the library could not ask for, since he had gone by then, may have said
+// one of his own.
+Peer Origin::peer(std::optional<Transport> only) const {
+    auto peer = noted();
+    if (only && peer.transport != *only) {
+        return {.transport = *only, .user = {}, .key = {}, .address = {}};
+    }
+    return peer;
+}
+
+Peer Origin::noted() const {
     if (address.empty()) {
         return {};
     }
@@ -62,7 +76,9 @@ Peer Origin::peer() const {
 
 Peer Origin::overIpc() const {
     Peer peer{.transport = Transport::Ipc, .user = userNoted(address), .key = {}, .address = {}};
-    auto now = os::peerUserOf(descriptor);
+    // A second descriptor stays this connection's, should the first become another's meanwhile.
+    const os::FileDescriptor held(::fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+    auto now = os::peerUserOf(held.get());
     if (peer.user && now && now->user == peer.user->user && now->group == peer.user->group &&
         now->process == peer.user->process) {
         peer.user->groups = std::move(now->groups);

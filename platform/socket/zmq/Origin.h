@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <zmq.hpp>
 
@@ -14,9 +15,12 @@ class Origin {
     Origin() = default;
     explicit Origin(zmq::message_t& frame);
 
-    Peer peer() const;
+    /// `only` is the transport of all that the receiving socket is bound to, if they have one in
+    /// common: somebody of whom another is noted, or nothing, is somebody unknown who came by it.
+    Peer peer(std::optional<Transport> only) const;
 
   private:
+    Peer noted() const;
     Peer overIpc() const;
 
     // Of the connection, as long as it is there; then it may be another's.

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "platform/socket/Audience.h"
 #include "platform/socket/SocketTypes.h"
 #include "platform/socket/zmq/ZmqSocket.h"
 
@@ -13,6 +14,7 @@ struct SocketSettings {
     ClosePolicy closePolicy = ClosePolicy::Discard;
     int queueLength = 1000;  ///< messages, per peer and direction
     bool isWatched = false;  ///< whether a connecting socket can be asked for its losses
+    Audience audience = Audience::OwnPrograms;  ///< of the files that IPC endpoints are bound to
 };
 
 /// No message is larger on the wire, in bytes: a connection that brings a larger one is closed

@@ -1,8 +1,13 @@
 #include "platform/socket/zmq/ZmqSocket.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
+#include <system_error>
 #include <utility>
 
 namespace tarn::socket {
@@ -29,6 +34,23 @@ std::string ZmqSocket::bind(const std::string& address) {
         socket.bind(address);
         return socket.get(zmq::sockopt::last_endpoint);
     });
+}
+
+std::string ZmqSocket::bind(const std::string& address, const os::FileDescriptor& listening) {
+    const int given = ::fcntl(listening.get(), F_DUPFD_CLOEXEC, 0);
+    if (given < 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot listen on " + address);
+    }
+    set(zmq::sockopt::use_fd, given);
+    try {
+        auto bound = bind(address);
+        set(zmq::sockopt::use_fd, -1);  // the next address is not listened on there
+        return bound;
+    } catch (...) {  // the library takes nothing then
+        ::close(given);
+        set(zmq::sockopt::use_fd, -1);
+        throw;
+    }
 }
 
 // C, since most who unbind cannot do anything about a failure.

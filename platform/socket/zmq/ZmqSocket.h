@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/os/Deadline.h"
+#include "platform/os/FileDescriptor.h"
 #include "platform/socket/zmq/Context.h"
 #include "platform/socket/zmq/ZmqError.h"
 
@@ -30,6 +31,10 @@ class ZmqSocket {
 
     /// Returns the address as the library resolved it, which unbinding asks for.
     std::string bind(const std::string& address);
+
+    /// The same with a descriptor that listens there already. It may be closed then: the library
+    /// has one of its own.
+    std::string bind(const std::string& address, const os::FileDescriptor& listening);
 
     /// Takes the address that bind returned; false when that was over already, and never throws.
     bool unbind(const std::string& address);

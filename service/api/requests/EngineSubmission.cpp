@@ -22,7 +22,8 @@ constexpr std::uint32_t replyLimit = 524288;
 
 ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& submission,
                                     const std::vector<std::string>& endpoints,
-                                    const configuration::ConfigurationHandler& configuration) {
+                                     const configuration::ConfigurationHandler& configuration,
+                                     const access::Owner& owner) {
     ServiceToEngineRequest request;
     request.set_type(ServiceToEngineRequest::SETUP);
     auto& setup = *request.MutableExtension(ServiceToEngineRequestSetup::base);
@@ -38,6 +39,9 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
     resource.mutable_values()->Add(endpoints.begin(), endpoints.end());
     setup.set_resources_endpoint(configuration.getResourcesEndpoint());
     describeCell(configuration.getJobCell(), {}, *setup.mutable_cell());
+    if (!owner.isNobody()) {
+        *setup.mutable_owner() = owner.toProtoBuf();
+    }
     return request;
 }
 
@@ -73,7 +77,7 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
         setUpEngine(
             ipcEndpoint,
             setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
-                         endpoints, dependencies.configuration));
+                         endpoints, dependencies.configuration, access::Owner(frame.sender())));
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed starting external job: ") + e.what()));
     }

@@ -16,11 +16,13 @@ using tarn::proto::api_service::ServiceToApiReplyGetJobs;
 
 namespace {
 
-// All three fields of a job record.
 void fill(tarn::proto::api_service::RunningJob& target, const resource_manager::RunningJob& job) {
     target.set_command_endpoint(job.getCommandEndpoint());
     target.set_event_endpoint(job.getEventEndpoint());
     *target.mutable_job_description() = job.getJobDescription().toProtoJobDescription();
+    if (!job.getOwner().isNobody()) {
+        *target.mutable_owner() = job.getOwner().toProtoBuf();
+    }
 }
 
 }  // namespace

@@ -77,10 +77,10 @@ void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request, Ha
 
     const auto& submission = *request.MutableExtension(ApiToServiceRequestJobSubmission::base);
     const auto persistence = persistenceOf(submission);
-    dependencies.workflows.createWorkflow(ipcEndpoint, endpoints[0], endpoints[1],
-                                          submission.job_description(), propertiesOf(submission),
-                                          submission.job_configuration(), persistence.filePath,
-                                          persistence.jobName);
+    dependencies.workflows.createWorkflow(
+        ipcEndpoint, endpoints[0], endpoints[1], submission.job_description(),
+        propertiesOf(submission), submission.job_configuration(), persistence.filePath,
+        persistence.jobName, /*restoredFromFile=*/{}, access::Owner(frame.sender()));
 }
 
 }  // namespace tarn::service

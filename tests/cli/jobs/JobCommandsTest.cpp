@@ -23,15 +23,16 @@ class JobCommandsTest : public TarnctlFixture {};
 
 }  // namespace
 
-TEST_F(JobCommandsTest, ListShowsIdNameAndEndpoints) {
-    const auto job = test::runningJob(firstId, "cam1");
+TEST_F(JobCommandsTest, ListShowsIdNameOwnerAndEndpoints) {
+    auto job = test::runningJob(firstId, "cam1");
+    job.mutable_owner()->set_user(0);
     service.runs(job);
     service.runs(test::runningJob(secondId, ""));
     const CommandResult run = tarnctl({"jobs", "list"});
     EXPECT_EQ(run.status, ExitStatus::Done);
-    EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +COMMAND ENDPOINT +EVENT ENDPOINT\n"
-                                               "3f2a[-0-9a-f]+  cam1  ipc:.*\n"
-                                               "3f2b[-0-9a-f]+  -     ipc:.*\n"));
+    EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +OWNER +COMMAND ENDPOINT +EVENT ENDPOINT\n"
+                                               "3f2a[-0-9a-f]+  cam1  root   ipc:.*\n"
+                                               "3f2b[-0-9a-f]+  -     -      ipc:.*\n"));
     EXPECT_THAT(run.out, HasSubstr(job.command_endpoint() + "  " + job.event_endpoint()));
 }
 

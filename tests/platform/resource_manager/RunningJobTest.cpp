@@ -34,6 +34,14 @@ TEST(RunningJob, KeepsEverythingOverAMessage) {
     EXPECT_EQ(copy.getResources(), job.getResources());
 }
 
+TEST(RunningJob, KeepsItsOwnerOverAMessage) {
+    access::Owner owner;
+    owner.user = 0;
+    const RunningJob job({}, "", "", {}, {}, owner);
+    EXPECT_EQ(RunningJob(job.toProtoBuf()).getOwner().user, 0U);
+    EXPECT_TRUE(RunningJob(RunningJob().toProtoBuf()).getOwner().isNobody());
+}
+
 TEST(RunningJob, JoinsResourcesOfTheSameName) {
     tarn::proto::resource_manager::RunningJob message;
     for (const auto* value : {"x", "y"}) {

@@ -47,8 +47,8 @@ struct CommandServerTest : testing::Test {
     StopRequest stop;
     Persistence persistence{setup};
     const std::string endpoint = "ipc://" + (folder.path() / "commands").string();
-    CommandServer server{tarn::socket::SocketEndpoint::FromString(endpoint), status, stop,
-                         persistence};
+    CommandServer server{tarn::socket::SocketEndpoint::FromString(endpoint), access::Owner(),
+                         status, stop, persistence};
     const test::JobClient client{endpoint};
 };
 
