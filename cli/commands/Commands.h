@@ -55,6 +55,7 @@ CommandRow storagePropertiesCommand, storageWorkersCommand, storageSpaceCommand;
 CommandRow storageTicketCommand;
 CommandRow captureFamily, captureShowCommand, captureSetCommand;
 CommandRow configFamily, configCheckCommand;
+CommandRow doctorCommand;
 
 /// All of them, in the order of the help; members behind their family.
 struct CommandPlace {
@@ -91,6 +92,7 @@ inline constexpr CommandPlace commandTable[] = {
     {captureSetCommand, "capture"},
     {configFamily},
     {configCheckCommand, "config"},
+    {doctorCommand},
 };
 
 }  // namespace tarn::cli
