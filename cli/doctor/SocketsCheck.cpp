@@ -72,6 +72,10 @@ void checkFile(const Place& place, const SocketEndpoint& endpoint, const Machine
                  place.unit});
         return;
     }
+    if (S_ISFIFO(state.st_mode)) {  // keeps the name while nobody is there
+        findings.push_back({Gravity::Error, place.endpoint + ": nobody listens", startOf(place)});
+        return;
+    }
     if (!S_ISSOCK(state.st_mode)) {
         findings.push_back({Gravity::Error, path + " is no socket",
                             "remove it, then: systemctl restart " + place.unit});

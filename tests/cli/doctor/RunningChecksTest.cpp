@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -120,6 +121,12 @@ TEST_F(DoctorsProcesses, ASocketOnWhichNobodyListensAnyMoreIsAnError) {
     ::close(left);
     EXPECT_THAT(textsOf(checkSockets(machine)),
                 Contains(HasSubstr("error: ipc:///tmp/requests: nobody listens")));
+}
+
+TEST_F(DoctorsProcesses, APipeThatKeepsTheNameOfASocketIsNobody) {
+    ASSERT_EQ(::mkfifo(machine.at("/tmp/requests").c_str(), 0600), 0);
+    EXPECT_THAT(textsOf(checkSockets(machine)),
+                Contains("error: ipc:///tmp/requests: nobody listens"));
 }
 
 TEST_F(DoctorsProcesses, AFileInTheWayIsAnError) {
