@@ -4,9 +4,9 @@
 
 #include "gateway/Gateway.h"
 #include "gateway/GatewayOptions.h"
-#include "gateway/Readiness.h"
 #include "platform/os/SignalInput.h"
 #include "platform/program/Program.h"
+#include "platform/program/Readiness.h"
 
 int main(int argc, char** argv) {
     using namespace tarn;
@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
                         [](const gateway::GatewayOptions& options) {
                             os::SignalInput signals{SIGINT, SIGTERM, SIGUSR1};
                             gateway::Gateway relaying(options);
-                            gateway::announceReadiness();
+                            program::announceReadiness();
                             relaying.run(signals);
                             return program::done;
                         });

@@ -56,6 +56,7 @@ CommandRow storageTicketCommand;
 CommandRow captureFamily, captureShowCommand, captureSetCommand;
 CommandRow configFamily, configCheckCommand;
 CommandRow accessFamily, accessGrantCommand, accessRevokeCommand, accessListCommand;
+CommandRow doctorCommand;
 
 /// All of them, in the order of the help; members behind their family.
 struct CommandPlace {
@@ -96,6 +97,7 @@ inline constexpr CommandPlace commandTable[] = {
     {accessGrantCommand, "access"},
     {accessRevokeCommand, "access"},
     {accessListCommand, "access"},
+    {doctorCommand},
 };
 
 }  // namespace tarn::cli

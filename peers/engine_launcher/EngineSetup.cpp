@@ -48,6 +48,7 @@ JobSetup EngineSetup::read(const google::protobuf::Message& message) const {
         throw std::invalid_argument("The engine setup request has no setup");
     }
     const auto& setup = request.GetExtension(ServiceToEngineRequestSetup::base);
+    refuseLaterVersion(setup);
     checkEndpoints(setup);
     const auto description = newDescription(setup.engine_name());
     JobSetup result;

@@ -9,6 +9,7 @@
 #include "peers/host_monitor/readings/HostReader.h"
 #include "platform/os/StopSignals.h"
 #include "platform/program/Program.h"
+#include "platform/program/Readiness.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/monitoring.pb.h"
@@ -30,6 +31,7 @@ int monitorHost(const HostMonitorOptions& options) {
     });
     tarn::utils::logInfo("Host-" + tarn::utils::printable(options.name) + " answers on " +
                          options.endpoints.requests.toString(tarn::socket::Protocol::None));
+    tarn::program::announceReadiness();
     runDevice(device, server, signals, options.interval, sample);
     tarn::utils::logInfo("Ended");
     return tarn::program::done;

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "peers/job_runtime/JobSetup.h"
@@ -34,6 +35,18 @@ class SetupProtocol {
     virtual std::unique_ptr<google::protobuf::Message> makeReply(
         const SetupVerdict& verdict) const = 0;
 };
+
+/// A setup of a later version may say what this launcher would leave out: better no job than half
+/// of one. Throws std::invalid_argument.
+template <typename Setup>
+void refuseLaterVersion(const Setup& setup) {
+    if (setup.version() > Setup::CURRENT) {
+        throw std::invalid_argument("The setup is of version " + std::to_string(setup.version()) +
+                                    ", and this launcher takes " +
+                                    std::to_string(static_cast<int>(Setup::CURRENT)) +
+                                    " at most: it is older than the service");
+    }
+}
 
 /// The registry's record of a job in this process. `resources` is a repeated field of
 /// ResourceToReserve.

@@ -10,6 +10,7 @@
 #include "peers/loop_storage/server/Server.h"
 #include "platform/os/StopSignals.h"
 #include "platform/program/Program.h"
+#include "platform/program/Readiness.h"
 #include "platform/utils/Log.h"
 
 namespace {
@@ -34,6 +35,7 @@ int serve(const LoopStorageOptions& options) {
     }
     tarn::utils::logInfo("Serves " + std::to_string(storage.catalogue().ids().size()) +
                          " tracks in " + options.directory.string());
+    tarn::program::announceReadiness();
     server.run();
     storage.finish();  // it may still want to answer clients that are gone
     tarn::utils::logInfo("Ended");

@@ -45,6 +45,7 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
         throw std::invalid_argument("The job setup request has no setup");
     }
     const auto& setup = request.GetExtension(ServiceToJobRequestSetup::base);
+    refuseLaterVersion(setup);
     if (setup.job_description().job_id().empty()) {
         throw std::invalid_argument("The job has no id");
     }

@@ -52,6 +52,7 @@ void ApiToServiceRequestHandler::requestThreadFunction(const socket::SocketEndpo
         reportFailedStart(e.what());
         return;
     }
+    dependencies.serving();
     serve(socket);
 }
 
@@ -74,6 +75,7 @@ void ApiToServiceRequestHandler::serve(socket::Socket& socket) {
     try {
         while (!stopFlag) {
             server.serveOne(pollPeriod);
+            dependencies.alive();
         }
     } catch (const socket::ZmqContextTerminationException& e) {
         utils::logInfo(formatMessage(

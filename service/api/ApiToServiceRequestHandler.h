@@ -59,6 +59,8 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
         SteadyNow steadyNow;
         std::function<std::time_t()> wallNow;
         dictionary::ComponentsDictionary dictionary;
+        std::function<void()> serving = [] {};  ///< called once the endpoint can be reached
+        std::function<void()> alive = [] {};    ///< called after each round of the request loop
     };
 
     ApiToServiceRequestHandler(const std::string& serviceName, Dependencies dependencies);

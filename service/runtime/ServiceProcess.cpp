@@ -19,6 +19,7 @@
 #include "service/runtime/CommandLine.h"
 #include "service/runtime/DeadJobCleaner.h"
 #include "service/runtime/DeltacastStartUp.h"
+#include "service/runtime/ManagerReports.h"
 #include "service/runtime/shutdown/ShutdownSequence.h"
 #include "service/runtime/shutdown/ShutdownThread.h"
 #include "service/workflows/EndingJobs.h"
@@ -87,6 +88,7 @@ int ServiceProcess::run(int argc, const char* const* argv) {
     if (printHelpIfAskedFor(argc, argv)) {
         return 1;
     }
+    GetManagerReports();  // takes what it needs out of the environment while there are no threads
     if (registerLoggers() == Step::Failed) {
         return 1;
     }
@@ -99,6 +101,7 @@ int ServiceProcess::run(int argc, const char* const* argv) {
 
 int ServiceProcess::runUntilStopped(const RunningParts& parts) {
     ShutdownThread shutdown(stop, {[&parts](int signal) {
+                                       GetManagerReports().stopping();
                                        runShutdownSequence(signal, parts);
                                        parts.api.releaseWaiters();
                                    },

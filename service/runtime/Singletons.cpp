@@ -19,6 +19,7 @@
 #include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/devices/storage/TrackTasks.h"
 #include "service/events/EventEmitter.h"
+#include "service/runtime/ManagerReports.h"
 #include "service/workflows/ShellCommand.h"
 #include "service/workflows/WorkflowCreator.h"
 #include "service/workflows/launch/FreeEndpoint.h"
@@ -57,8 +58,14 @@ ApiToServiceRequestHandler& GetApiToServiceRequestHandler() {
         "", {GetWorkflowCreator(), resource_manager::GetResourceManagerProxy(),
              configuration::GetConfigurationHandler(), devices::GetDeviceManager(), runShellCommand,
              std::chrono::steady_clock::now, [] { return std::time(nullptr); },
-             dictionary::ComponentsDictionary()});
+             dictionary::ComponentsDictionary(), [] { GetManagerReports().ready(); },
+             [] { GetManagerReports().alive(); }});
     return handler;
+}
+
+ManagerReports& GetManagerReports() {
+    static ManagerReports reports(os::ServiceManager::takenFromEnvironment());
+    return reports;
 }
 
 namespace devices {

@@ -42,6 +42,15 @@ WorkflowCreator::Properties propertiesOf(const ServiceToJobRequestSetup& setup) 
     return properties;
 }
 
+// A file that a later service has written waits for the next one of its kind.
+void refuseLaterVersion(const ServiceToJobRequestSetup& setup) {
+    if (setup.version() > ServiceToJobRequestSetup::CURRENT) {
+        throw std::runtime_error("it is of version " + std::to_string(setup.version()) +
+                                 ", and this service takes " +
+                                 std::to_string(ServiceToJobRequestSetup::CURRENT) + " at most");
+    }
+}
+
 }  // namespace
 
 void WorkflowCreator::regeneratePersistentJobs(const std::function<bool()>& breakOff) {
@@ -84,7 +93,9 @@ void WorkflowCreator::regeneratePersistentJob(const std::string& path) {
             utils::logError(formatMessage("Failed deserializing message"));
             return;
         }
-        recreate(request.GetExtension(ServiceToJobRequestSetup::base), path);
+        const auto& setup = request.GetExtension(ServiceToJobRequestSetup::base);
+        refuseLaterVersion(setup);
+        recreate(setup, path);
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed reading file: ") + e.what()));
     }

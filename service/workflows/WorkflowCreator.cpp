@@ -112,6 +112,7 @@ bool WorkflowCreator::createWorkflow(
     ServiceToJobRequest request;
     request.set_type(ServiceToJobRequest::SETUP);
     auto& setup = *request.MutableExtension(ServiceToJobRequestSetup::base);
+    setup.set_version(ServiceToJobRequestSetup::CURRENT);
     *setup.mutable_job_description() = jobDescription;
     setup.set_job_configuration(jobConfiguration);
     setup.set_first_job_endpoint(firstJobEndpoint);

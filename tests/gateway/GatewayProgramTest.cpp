@@ -4,8 +4,8 @@
 
 #include <fstream>
 
-#include "tests/gateway/DatagramReceiver.h"
 #include "tests/gateway/GatewayBed.h"
+#include "tests/support/DatagramReceiver.h"
 #include "tests/support/TemporaryFolder.h"
 
 // The program as it is built, in a process of its own.

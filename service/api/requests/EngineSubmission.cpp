@@ -27,6 +27,7 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
     ServiceToEngineRequest request;
     request.set_type(ServiceToEngineRequest::SETUP);
     auto& setup = *request.MutableExtension(ServiceToEngineRequestSetup::base);
+    setup.set_version(ServiceToEngineRequestSetup::CURRENT);
     setup.set_engine_name(submission.engine_name());
     setup.set_engine_settings(submission.engine_settings());
     setup.set_engine_option(submission.engine_option());

@@ -64,6 +64,13 @@ TEST_F(EngineSetupTest, RefusesWhatIsNoSetup) {
     EXPECT_THROW(protocol.read(request), std::invalid_argument);
 }
 
+TEST_F(EngineSetupTest, RefusesAVersionAboveItsOwn) {
+    setup().set_version(ServiceToEngineRequestSetup::CURRENT);
+    EXPECT_NO_THROW(protocol.read(request));
+    setup().set_version(ServiceToEngineRequestSetup::CURRENT + 1);
+    EXPECT_THROW(protocol.read(request), std::invalid_argument);
+}
+
 TEST_F(EngineSetupTest, RefusesBadEndpoints) {
     setup().set_fourth_engine_endpoint("nonsense");
     EXPECT_THROW(protocol.read(request), std::invalid_argument);

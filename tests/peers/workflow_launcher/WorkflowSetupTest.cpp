@@ -46,6 +46,15 @@ TEST_F(WorkflowSetupTest, TakesAllOfASetup) {
     EXPECT_FALSE(read.comesBack);
 }
 
+TEST_F(WorkflowSetupTest, TakesTheVersionsUpToItsOwn) {
+    EXPECT_EQ(setup().version(), 1U);  // of a service that knew none
+    EXPECT_NO_THROW(protocol.read(request));
+    setup().set_version(ServiceToJobRequestSetup::CURRENT);
+    EXPECT_NO_THROW(protocol.read(request));
+    setup().set_version(ServiceToJobRequestSetup::CURRENT + 1);
+    EXPECT_THROW(protocol.read(request), std::invalid_argument);
+}
+
 TEST_F(WorkflowSetupTest, AFileThatTheJobComesFromIsItsFileWhateverItNames) {
     setup().set_persistent_file_path("/etc/victim");
     setup().set_restored_from_file("/var/jobs/x");

@@ -9,7 +9,8 @@ ApiBed::ApiBed(const std::string& sections)
                   dictionary::ComponentsDictionary(folder.write(
                       "dictionary.xml",
                       "<ComponentsDictionary><Component name=\"a\" version=\"1\" kind=\"source\">"
-                      "first</Component></ComponentsDictionary>\n"))}) {}
+                      "first</Component></ComponentsDictionary>\n")),
+                  [this] { ++reachable; }, [this] { ++rounds; }}) {}
 
 void ApiBed::start() {
     start(endpoint);

@@ -35,6 +35,8 @@ class ApiBed : public ServiceBed {
     const std::string endpoint = uniqueEndpoint();
     std::atomic<std::chrono::seconds> clockStep{std::chrono::seconds(0)};  ///< added at each look
     std::atomic<std::time_t> wallClock{0};
+    std::atomic<int> reachable{0};  ///< how often the server said so
+    std::atomic<int> rounds{0};     ///< of its loop
     service::ApiToServiceRequestHandler server;
     socket::Socket client{"client", socket::ClosePolicy::Discard};
 

@@ -114,6 +114,24 @@ TEST(ApiServerThatCouldNotStart, CanBeTerminatedAtAnyTime) {
     }
 }
 
+TEST_F(ApiLifecycle, IsSaidToBeReachableOnceAndToLiveAfterEachRound) {
+    bed.start();
+    bed.settle();
+    EXPECT_EQ(bed.reachable, 1);
+    bed.settle();  // answered in a round of its own, so the one before is over
+    EXPECT_GE(bed.rounds, 1);
+    bed.server.terminate();
+    EXPECT_GE(bed.rounds, 2);
+    EXPECT_EQ(bed.reachable, 1);
+}
+
+TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedIsNotSaidToBeReachable) {
+    startInVain();
+    bed.server.terminate();
+    EXPECT_EQ(bed.reachable, 0);
+    EXPECT_EQ(bed.rounds, 0);
+}
+
 TEST_F(ApiLifecycle, AMissingDictionaryIsLoggedAndTheServerAnswers) {
     std::filesystem::remove(bed.folder.path() / "dictionary.xml");
     bed.start();

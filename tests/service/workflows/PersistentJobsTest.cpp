@@ -128,6 +128,28 @@ TEST_F(PersistentJobs, AJobGetsWhatItsFileSaysAndFreshEndpoints) {
         bed.log.has("INFO Workflow creator > Restoring persistent job in file: " + pathOf("x")));
 }
 
+TEST_F(PersistentJobs, AJobOfAnEarlierVersionIsSetUpInTheServicesOwn) {
+    ASSERT_FALSE(storedJob("uuid-1").GetExtension(ServiceToJobRequestSetup::base).has_version());
+    store(storedJob("uuid-1"), "x");
+    regenerate();
+    ASSERT_THAT(bed.commands(), SizeIs(1));
+    EXPECT_EQ(setup(0).version(), ServiceToJobRequestSetup::CURRENT);
+}
+
+TEST_F(PersistentJobs, AJobOfALaterVersionWaitsForALaterService) {
+    auto later = storedJob("uuid-1");
+    later.MutableExtension(ServiceToJobRequestSetup::base)
+        ->set_version(ServiceToJobRequestSetup::CURRENT + 1);
+    store(later, "x");
+    regenerate();
+    EXPECT_THAT(bed.commands(), IsEmpty());
+    EXPECT_TRUE(
+        bed.log.has("ERROR Workflow creator > Failed reading file: it is of version 3, and this "
+                    "service takes 2 at "
+                    "most"));
+    EXPECT_TRUE(fs::exists(pathOf("x")));
+}
+
 TEST_F(PersistentJobs, AJobIsToldTheFileThatItComesFromBesideTheOneThatIsNamedThere) {
     auto planted = storedJob("uuid-1");
     planted.MutableExtension(ServiceToJobRequestSetup::base)

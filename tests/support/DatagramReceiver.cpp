@@ -1,4 +1,4 @@
-#include "tests/gateway/DatagramReceiver.h"
+#include "tests/support/DatagramReceiver.h"
 
 #include <poll.h>
 #include <sys/socket.h>

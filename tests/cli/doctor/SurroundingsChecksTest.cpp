@@ -1,0 +1,123 @@
+#include <gmock/gmock.h>
+
+#include "cli/doctor/Checks.h"
+#include "cli/doctor/FirewallRules.h"
+#include "tests/cli/doctor/TestMachine.h"
+
+// What the machine gives: space, a clock, a firewall, a kernel.
+namespace tarn::cli {
+
+using namespace std::chrono_literals;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+constexpr auto nft = "/usr/sbin/nft";
+
+class DoctorsSurroundings : public testing::Test {
+  protected:
+    TestMachine test;
+    Machine& machine = test.machine;
+};
+
+}  // namespace
+
+TEST_F(DoctorsSurroundings, SpaceThatBecomesShortIsAWarningThenAnError) {
+    EXPECT_THAT(textsOf(checkSpace(machine)), IsEmpty());
+    test.left.available = 9;
+    EXPECT_THAT(textsOf(checkSpace(machine)), Contains("warning: /tmp has 9 % of its space left"));
+    test.left.available = 1;
+    EXPECT_THAT(textsOf(checkSpace(machine)), Contains("error: /tmp has 1 % of its space left"));
+}
+
+TEST_F(DoctorsSurroundings, FilesThatBecomeFewAreFoundWhereTheyAreBounded) {
+    test.left.freeFiles = 0;
+    EXPECT_THAT(textsOf(checkSpace(machine)), Contains("error: /tmp has 0 % of its files left"));
+    test.left.allFiles = 0;
+    EXPECT_THAT(textsOf(checkSpace(machine)), IsEmpty());
+}
+
+TEST_F(DoctorsSurroundings, AClockThatNobodyKeepsRightIsAWarning) {
+    EXPECT_THAT(textsOf(checkClock(machine)), IsEmpty());
+    machine.clockIsSynchronised = [] { return false; };
+    EXPECT_THAT(textsOf(checkClock(machine)),
+                ElementsAre("warning: nothing keeps this machine's clock right"));
+    machine.clockIsSynchronised = [] { return std::nullopt; };
+    EXPECT_THAT(textsOf(checkClock(machine)),
+                ElementsAre("not seen: the kernel does not say whether the clock is right"));
+}
+
+TEST_F(DoctorsSurroundings, AClockThatWasSetBackShowsInItsFiles) {
+    test.write("/var/log/halden-tarn/service.log", "");
+    EXPECT_THAT(textsOf(checkClock(machine)), IsEmpty());
+    machine.now = [] { return std::chrono::system_clock::now() - 1h; };
+    EXPECT_THAT(
+        textsOf(checkClock(machine)),
+        ElementsAre("warning: /var/log/halden-tarn/service.log was written later than now: the "
+                    "clock was set back"));
+}
+
+TEST_F(DoctorsSurroundings, TheFirewallIsAskedForOpenEndpointsOnly) {
+    machine.settings.requestsEndpoint = "tcp://127.0.0.1:5555";
+    machine.settings.eventsEndpoint = "tcp://localhost:5556";
+    machine.settings.resourcesEndpoint = "tcp://[::1]:5557";
+    EXPECT_THAT(textsOf(checkFirewall(machine)), IsEmpty());
+    EXPECT_THAT(test.ran, IsEmpty());
+}
+
+TEST_F(DoctorsSurroundings, AnOpenEndpointWithoutARuleIsAWarning) {
+    machine.settings.requestsEndpoint = "tcp://*:5555";
+    test.programs[nft] = {
+        0, "table inet filter {\n\tchain input {\n\t\ttcp dport 22 accept\n\t}\n}\n"};
+    EXPECT_THAT(textsOf(checkFirewall(machine)),
+                ElementsAre(HasSubstr("warning: tcp://*:5555 can be reached")));
+    test.programs[nft] = {0, "tcp dport 5555 ip saddr 10.0.0.0/8 accept\n"};
+    EXPECT_THAT(textsOf(checkFirewall(machine)), IsEmpty());
+}
+
+TEST_F(DoctorsSurroundings, AFirewallThatCannotBeSeenIsSaid) {
+    machine.settings.requestsEndpoint = "tcp://10.0.0.1:5555";
+    EXPECT_THAT(textsOf(checkFirewall(machine)), ElementsAre(HasSubstr("not seen: ")));
+    test.programs[nft] = {1, "Operation not permitted"};
+    machine.asRoot = false;
+    const auto findings = checkFirewall(machine);
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0].remedy, "run this as root");
+}
+
+TEST(FirewallRules, APortIsNamedAloneInASetOrInARange) {
+    for (const auto rule :
+         {"tcp dport 5555 drop", "\t\ttcp dport { 22, 5555 } accept", "tcp dport 5000-6000 accept",
+          "tcp dport { 22, 5000-6000, 80 } drop", "meta l4proto tcp th dport 5555 drop",
+          "iifname \"eth0\" tcp dport != 5555 accept"}) {
+        EXPECT_TRUE(saysAnythingOf(5555, rule)) << rule;
+    }
+    for (const auto rule :
+         {"", "udp dport 5555 drop", "tcp sport 5555 drop", "tcp dport 55555 drop",
+          "tcp dport { 22, 80 } ip saddr 5555", "tcp dport", "tcp dport {", "tcp dport x-y",
+          "tcp dport 5556-6000 accept"}) {
+        EXPECT_FALSE(saysAnythingOf(5555, rule)) << rule;
+    }
+}
+
+TEST(FirewallRules, WhatComesInMayBeDroppedUnlessItIsAllowed) {
+    EXPECT_TRUE(saysAnythingOf(5555, "type filter hook input priority filter; policy drop;"));
+    EXPECT_FALSE(saysAnythingOf(5555, "type filter hook input priority filter; policy accept;"));
+    EXPECT_FALSE(saysAnythingOf(5555, "type filter hook output priority filter; policy drop;"));
+}
+
+TEST_F(DoctorsSurroundings, WhatTheKernelLacksIsAWarningEach) {
+    EXPECT_EQ(checkKernel(machine).size(), 2U);
+    test.write("/proc/sys/kernel/seccomp/actions_avail",
+               "kill_process kill_thread trap errno log allow\n");
+    test.write("/sys/fs/cgroup/cgroup.controllers", "cpu memory\n");
+    EXPECT_THAT(textsOf(checkKernel(machine)), IsEmpty());
+    machine.landlockVersion = [] { return 0; };
+    EXPECT_THAT(textsOf(checkKernel(machine)),
+                ElementsAre(HasSubstr("warning: the kernel has no Landlock")));
+}
+
+}  // namespace tarn::cli
