@@ -134,16 +134,17 @@ std::optional<CheckpointRecord> IndexScan::lastCheckpoint(IndexContent& content)
     return before && !isComplete(*last, *before, content.track.slots) ? before : last;
 }
 
-// A checkpoint and the records that it speaks of go to the disk with one sync, in any order. Where
-// one of them is missing the machine has stopped before that sync was over: nobody was promised
-// anything yet. One that is damaged was there.
+// A checkpoint and the records of the frames that it speaks of go to the disk with one sync, in any
+// order. Where one is missing of what the ring held then, the machine has stopped before that sync
+// was over: nobody was promised anything yet. One that is damaged was there.
 bool IndexScan::isComplete(const CheckpointRecord& last, const CheckpointRecord& before,
                            std::uint64_t slots) const {
     const auto end = last.nextSequence;
-    if (end <= before.nextSequence) {
+    const auto begin =
+        std::max({before.nextSequence, last.oldest.value_or(0), end - std::min(end, slots)});
+    if (end <= begin) {
         return true;
     }
-    const auto begin = std::max(before.nextSequence, end - std::min(end, slots));
     const auto there = std::count_if(records.begin(), records.end(), [&](const auto& record) {
         const auto after = record.frame.sequence - begin;
         return record.frame.sequence >= begin && after % slots < end - begin;
