@@ -3,6 +3,7 @@
 if(NOT TARN_SANITIZERS)
     set(Boost_USE_STATIC_LIBS ON)
     find_library(TARN_STATIC_PROTOBUF libprotobuf.a REQUIRED)
+    find_library(TARN_STATIC_ZMQ libzmq.a REQUIRED)
     add_link_options(LINKER:--gc-sections)
 endif()
 find_package(Threads REQUIRED)

@@ -36,23 +36,55 @@ Checkpoints::~Checkpoints() {
     thread.join();
 }
 
+void Checkpoints::noteWriting() {
+    if (isLooking || isLooking.exchange(true)) {
+        return;
+    }
+    { const std::lock_guard lock(mutex); }  // who is about to wait has not seen it
+    changed.notify_all();
+}
+
 void Checkpoints::run() {
-    std::unique_lock lock(mutex);
-    for (int looks = 1; !changed.wait_for(lock, lookEvery, [this] { return mustEnd; }); ++looks) {
-        lock.unlock();
-        look(looks % looksBetween == 0);
-        lock.lock();
+    while (waitForWriting()) {
+        lookUntilNothingIsLeft();
     }
 }
 
-void Checkpoints::look(bool isTime) {
+bool Checkpoints::waitForWriting() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return mustEnd || isLooking; });
+    return !mustEnd;
+}
+
+bool Checkpoints::waitForNextLook() {
+    std::unique_lock lock(mutex);
+    return !changed.wait_for(lock, lookEvery, [this] { return mustEnd; });
+}
+
+// It counts as asleep before it looks: what is written meanwhile wakes it again.
+void Checkpoints::lookUntilNothingIsLeft() {
+    for (int looks = 1; waitForNextLook(); ++looks) {
+        isLooking = false;
+        if (!look(looks % looksBetween == 0) && !isLooking) {
+            return;
+        }
+        isLooking = true;
+    }
+}
+
+bool Checkpoints::look(bool isTime) {
+    bool isAnythingLeft = false;
     for (const auto& track : catalogue.all()) {
-        if (track->needsCheckpoint(Track::Need::Urgent)) {
+        const bool isUrgent = track->needsCheckpoint(Track::Need::Urgent);
+        const bool isCommitted = track->needsCheckpoint(Track::Need::Committed);
+        isAnythingLeft = isAnythingLeft || isUrgent || isCommitted;
+        if (isUrgent) {
             have(track, Track::Need::Urgent);
-        } else if (isTime && track->needsCheckpoint(Track::Need::Committed)) {
+        } else if (isTime && isCommitted) {
             have(track, Track::Need::Committed);
         }
     }
+    return isAnythingLeft;
 }
 
 // One at a time for each track: a disk that hangs must not gather them.

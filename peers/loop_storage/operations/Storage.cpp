@@ -112,7 +112,7 @@ std::unique_ptr<Attachment> Storage::attach(std::int64_t id, Track::WorkerKind k
     client.name = workerName(client.name);
     const auto worker = attached.add({.kind = kind, .track = id, .client = std::move(client)});
     return std::make_unique<Attachment>(
-        track, kind, [this, track, kind, worker](std::shared_ptr<const void> kept) {
+        track, kind, checkpoints, [this, track, kind, worker](std::shared_ptr<const void> kept) {
             release(track, kind, worker, std::move(kept));
         });
 }

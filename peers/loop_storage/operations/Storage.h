@@ -24,8 +24,12 @@ class Attachment {
   public:
     using Release = std::function<void(std::shared_ptr<const void> kept)>;
 
-    Attachment(std::shared_ptr<Track> track, Track::WorkerKind kind, Release onRelease)
-        : held(std::move(track)), role(kind), onRelease(std::move(onRelease)) {}
+    Attachment(std::shared_ptr<Track> track, Track::WorkerKind kind, Checkpoints& checkpoints,
+               Release onRelease)
+        : held(std::move(track)),
+          role(kind),
+          checkpoints(checkpoints),
+          onRelease(std::move(onRelease)) {}
     ~Attachment() { onRelease(std::move(kept)); }
     Attachment(const Attachment&) = delete;
     Attachment& operator=(const Attachment&) = delete;
@@ -33,12 +37,15 @@ class Attachment {
     Track& track() const { return *held; }
     const std::shared_ptr<Track>& shared() const { return held; }
     Track::WorkerKind kind() const { return role; }
+    /// A place was reserved in the track, or a frame committed.
+    void noteWriting() const { checkpoints.noteWriting(); }
     /// Lives until the track is free for another one, which is after this object is gone.
     void keepUntilReleased(std::shared_ptr<const void> object) { kept = std::move(object); }
 
   private:
     const std::shared_ptr<Track> held;
     const Track::WorkerKind role;
+    Checkpoints& checkpoints;
     const Release onRelease;
     std::shared_ptr<const void> kept;
 };

@@ -1,6 +1,7 @@
 #include "peers/loop_storage/ring/IndexScan.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "peers/loop_storage/StorageError.h"
 
@@ -116,18 +117,39 @@ void IndexScan::takeLimit(IndexContent& content) const {
     }
 }
 
-// The two are written in turn, so that a torn one leaves the one before it.
+// The two are written in turn, so that one that did not come to its end leaves the one before it.
 std::optional<CheckpointRecord> IndexScan::lastCheckpoint(IndexContent& content) const {
     std::optional<CheckpointRecord> last;
+    std::optional<CheckpointRecord> before;
     for (std::uint64_t i = 0; i < 2; ++i) {
         const auto record = decodeCheckpoint(head.data() + index_layout::checkpointOffset(i));
         if (!record) {
             content.notes.emplace_back("A damaged checkpoint");
         } else if (!last || record->count > last->count) {
-            last = record;
+            before = std::exchange(last, record);
+        } else {
+            before = record;
         }
     }
-    return last;
+    return before && !isComplete(*last, *before, content.track.slots) ? before : last;
+}
+
+// A checkpoint and the records of the frames that it speaks of go to the disk with one sync, in any
+// order. Where one is missing of what the ring held then, the machine has stopped before that sync
+// was over: nobody was promised anything yet. One that is damaged was there.
+bool IndexScan::isComplete(const CheckpointRecord& last, const CheckpointRecord& before,
+                           std::uint64_t slots) const {
+    const auto end = last.nextSequence;
+    const auto begin =
+        std::max({before.nextSequence, last.oldest.value_or(0), end - std::min(end, slots)});
+    if (end <= begin) {
+        return true;
+    }
+    const auto there = std::count_if(records.begin(), records.end(), [&](const auto& record) {
+        const auto after = record.frame.sequence - begin;
+        return record.frame.sequence >= begin && after % slots < end - begin;
+    });
+    return static_cast<std::uint64_t>(there) + damaged >= end - begin;
 }
 
 // Without a checkpoint there is no word of what was on the disk that records could be held against:

@@ -31,7 +31,7 @@ inline constexpr std::uint64_t slotOffset(std::uint64_t slot) {
 /// One reading of an index file: what can be said of its track, whatever has happened to the bytes.
 ///
 /// Who wrote the file last decides how much of it is believed. The newer of the two checkpoints
-/// tells (the other may have been torn while it was written):
+/// tells, or, if that was torn or the records that it speaks of are not all there, the other:
 ///
 ///   Closed     it carries no boot: nobody has written since, and all records are true
 ///   InUse      it carries the boot of this machine as it runs now, or there is none: the writer
@@ -64,6 +64,8 @@ class IndexScan {
     void takeSlot(const char* bytes, std::uint64_t slot, const TrackRecord& track);
     void readCheckpoint(IndexContent& content, const BootId& boot);
     std::optional<CheckpointRecord> lastCheckpoint(IndexContent& content) const;
+    bool isComplete(const CheckpointRecord& last, const CheckpointRecord& before,
+                    std::uint64_t slots) const;
     void doubt(IndexContent& content, const CheckpointRecord& last) const;
     std::uint64_t firstUncleared() const;
     std::uint64_t firstIn(const IndexContent& content) const;

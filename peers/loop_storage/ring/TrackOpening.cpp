@@ -56,7 +56,8 @@ void Track::keepFolder() {
 // Until a writer comes nothing else would bring to the disk what a server that was killed had
 // written, and the checkpoint that it left would hold after the next stop of the machine: frames
 // that were acknowledged would go then, and what was cleared since would come back. What must go
-// from the index is gone from the disk before a checkpoint says that the rest is true.
+// from the index is gone from the disk before a checkpoint says that the rest is true; and what is
+// missing then is not taken for what did not get there, so both places for checkpoints say so.
 void Track::closeAsFound(const IndexContent& content, const DiskFile& data, const IndexFile& index,
                          const std::vector<std::uint64_t>& gone) {
     try {
@@ -74,13 +75,15 @@ void Track::closeAsFound(const IndexContent& content, const DiskFile& data, cons
                 index.put(LimitRecord{.count = count, .limit = ring->limit()});
             }
             index.sync();
-            index.put(CheckpointRecord{.count = ++checkpointCount,
-                                       .nextSequence = ring->nextSequence(),
-                                       .limit = ring->limit(),
-                                       .oldest = oldestSequence(),
-                                       .boot = {},
-                                       .lost = ring->lost()});
-            index.sync();
+            for (int place = 0; place < 2; ++place) {
+                index.put(CheckpointRecord{.count = ++checkpointCount,
+                                           .nextSequence = ring->nextSequence(),
+                                           .limit = ring->limit(),
+                                           .oldest = oldestSequence(),
+                                           .boot = {},
+                                           .lost = ring->lost()});
+                index.sync();
+            }
         });
     } catch (const std::system_error&) {
         return;  // it has failed by that, and can be read

@@ -18,6 +18,7 @@ bool WriterRole::mustWaitFor(std::uint64_t size) const {
 void WriterRole::begun(const FrameInfo& place) {
     frame = place;
     written = 0;
+    attachment->noteWriting();
 }
 
 void WriterRole::begin(std::int64_t timePoint, std::uint64_t size) {
@@ -34,6 +35,7 @@ void WriterRole::write(std::string_view piece) {
 void WriterRole::commit() {
     const DiskAccess access;
     attachment->track().commit(frame);
+    attachment->noteWriting();
 }
 
 std::string_view WriterRole::at(std::uint64_t offset, std::uint64_t size) const {

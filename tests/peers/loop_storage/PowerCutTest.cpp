@@ -60,6 +60,30 @@ TEST_F(PowerCutTest, WhatIsFoundAfterAKillIsOnTheDiskBeforeAnybodyIsServed) {
     EXPECT_EQ(found.nextSequence, 5U);
 }
 
+TEST_F(PowerCutTest, WhatIsFoundAfterAPowerCutIsFoundByEveryLaterServer) {
+    put(0, 4);
+    track->checkpoint();
+    put(5, 16);  // and over the first of these
+    track.reopenAfterPowerCut();
+    const auto found = track.frames();
+    EXPECT_THAT(
+        found, ElementsAre(lineOf(11), lineOf(12), lineOf(13), lineOf(14), lineOf(15), lineOf(16)));
+    track.reopenAfterKill();
+    EXPECT_EQ(track.frames(), found);
+    track.reopenAfterPowerCut();
+    EXPECT_EQ(track.frames(), found);
+}
+
+TEST_F(PowerCutTest, WhatADataFileHasLostInBetweenDoesNotCostWhatCameAfterIt) {
+    put(0, 7);
+    track.write("data.0", readFile(track.file("data.0")).substr(0, 4 * frameSize));
+    track.reopenAfterKill();
+    const auto found = track.frames();
+    EXPECT_THAT(found, ElementsAre(lineOf(2), lineOf(3), lineOf(7)));
+    track.reopenAfterPowerCut();
+    EXPECT_EQ(track.frames(), found);
+}
+
 TEST_F(PowerCutTest, AClearingAfterAKillIsNotUndone) {
     put(0, 2);
     track->checkpoint();

@@ -38,6 +38,9 @@ std::vector<std::string> badStreams() {
         // a frame that announces more than there is memory
         greeting() + std::string("\2\x7f\xff\xff\xff\xff\xff\xff\xff", 9) + "...",
         std::string("\xff\0\0\0\0\0\0\0\1\x7f\3\0CURVE", 17) + std::string(47, '\0'),
+        // of what is not linked in
+        std::string("\xff\0\0\0\0\0\0\0\1\x7f\3\0GSSAPI", 18) + std::string(46, '\0') +
+            std::string("\4\x16\x8INITIATE\0\0\0\0\0\0\0\0\0\0\0\0\0", 24),
         std::string("\1\0\5\0hello", 9),  // the first version of the protocol
     };
     for (const std::size_t count : {1U, 10U, 64U, 1000U, 50000U}) {

@@ -5,6 +5,7 @@
 #include "tests/support/Eventually.h"
 #include "tests/system/harness/Processes.h"
 #include "tests/system/harness/SystemTest.h"
+#include "tests/system/storage/LoopStorage.h"
 
 namespace tarn::test {
 
@@ -44,7 +45,7 @@ class Sleep {
     const Clock::time_point begin = Clock::now();
 };
 
-class Idle : public SystemTest {
+class Idle : public LoopStorage {
   protected:
     /// A recording that grows by one picture ten times a second: what tells that time passes.
     static constexpr auto pipeline =
@@ -79,6 +80,16 @@ TEST_F(Idle, NeitherTheServiceNorAJobIsWokenForNothing) {
     ASSERT_TRUE(holds(80));
     ofService.expectAtMost(6);
     ofLauncher.expectAtMost(2);
+}
+
+TEST_F(Idle, NorIsALoopStorageThatNobodyUses) {
+    startService();
+    startStorage(Over::UnixSocket);
+    ASSERT_TRUE(api().submit({.pipeline = pipeline}));
+    ASSERT_TRUE(holds(20));
+    const Sleep ofStorage(processesRunning("tarnLoopStorage").front().id);
+    ASSERT_TRUE(holds(80));
+    ofStorage.expectAtMost(1);
 }
 
 }  // namespace
