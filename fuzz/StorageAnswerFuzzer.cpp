@@ -27,7 +27,7 @@ using tarn::fuzz::StorageAnswers;
 using tarn::os::FileDescriptor;
 
 constexpr std::chrono::milliseconds timeOut{5};  // nothing more will come
-constexpr std::size_t mostAnswered = 150000;  // fits into a socket
+constexpr std::size_t mostAnswered = 150000;     // fits into a socket
 
 /// A server that has said all that it will ever say.
 class SpokenServer {
