@@ -17,6 +17,7 @@
 #include "fuzz/support/QuietLog.h"
 #include "fuzz/support/Require.h"
 #include "fuzz/support/ShellWords.h"
+#include "platform/utils/Synchronised.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 #include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/devices/storage/TrackTasks.h"
@@ -56,7 +57,7 @@ class Bed {
     }
 
     void feed(const ApiRequests& input) {
-        answers = &input;
+        launches.lock()->answers = &input;
         int awaited = 1;
         for (const auto& request : input.request()) {
             awaited += isServed(request.type()) ? 1 : 0;
@@ -70,7 +71,7 @@ class Bed {
             kind = receive();
         }
         require(kind == ServiceToApiReply::INFO);
-        peer.reset();
+        launches.lock()->peer.reset();
     }
 
   private:
@@ -97,31 +98,36 @@ class Bed {
     // On the server's thread, in the place of a shell.
     void launch(const std::string& command) {
         const auto label = command.find(" -l ");
-        require(fuzz::isHarmlessToShell(label == std::string::npos
-                                            ? std::string_view()
-                                            : std::string_view(command).substr(label)));
         const bool isJob = label != std::string::npos;
-        if (isJob ? !answers->has_job_answer() : !answers->has_engine_answer()) {
-            throw std::runtime_error("nothing can be launched");
-        }
-        // After the label, which may hold anything.
+        require(!isJob || fuzz::isHarmlessToShell(std::string_view(command).substr(label)));
+        // Behind the label, which may hold anything.
         const auto endpoint = command.substr(command.rfind(" -e ") + 4);
-        peer.reset();
-        peer.emplace(endpoint.substr(0, endpoint.find(' ')),
-                     isJob ? Message(taken.job) : Message(taken.engine),
-                     isJob ? static_cast<const google::protobuf::Message*>(&answers->job_answer())
-                           : &answers->engine_answer());
+        launches.lock()->answerAt(endpoint.substr(0, endpoint.find(' ')), isJob);
     }
 
-    using Message = google::protobuf::Message&;
-    struct {
+    /// What the input says of launched jobs and engines, and the last of them.
+    struct Launches {
+        void answerAt(const std::string& endpoint, bool isJob) {
+            if (isJob ? !answers->has_job_answer() : !answers->has_engine_answer()) {
+                throw std::runtime_error("nothing can be launched");
+            }
+            peer.reset();
+            if (isJob) {
+                peer.emplace(endpoint, job, &answers->job_answer());
+            } else {
+                peer.emplace(endpoint, engine, &answers->engine_answer());
+            }
+        }
+
+        const ApiRequests* answers = nullptr;
         proto::service_job::ServiceToJobRequest job;
         proto::service_engine::ServiceToEngineRequest engine;
-    } taken;
-    const ApiRequests* answers = nullptr;
+        std::optional<test::FakeSetupPeer> peer;
+    };
+
+    utils::Synchronised<Launches> launches;
     test::FakeStorage storage{"/run/loops"};
     service::devices::TrackTasks tasks;
-    std::optional<test::FakeSetupPeer> peer;
     test::ApiBed bed{
         "<Storage type=\"LoopStorage\"><InterfaceType>unix</InterfaceType>"
         "<InterfaceAddress>/run/loops</InterfaceAddress></Storage>"
@@ -139,6 +145,7 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const test::FakeStorage beforeTheBed("/run/first");  // its network outlives the bed
     static std::unique_ptr<Bed> bed;
     static unsigned inputs = 0;
     ApiRequests input;
