@@ -37,7 +37,14 @@ constexpr std::chrono::seconds sessionEndsWithin{20};
 
 /// Tracks that inputs leave behind are there for the next ones, for a while.
 struct Bed {
+    ~Bed() {
+        storage.finish();
+        context.restart();
+        context.poll();  // what the storage's threads have left for sessions that are over
+    }
+
     tarn::fuzz::PrivateFolder folder;
+    boost::asio::io_context context;
     Storage storage{folder.path(), capacity, BootId{'b'}};
 };
 
@@ -91,15 +98,18 @@ void checkAnswers(std::string_view bytes) {
     }
 }
 
-void run(Storage& storage, std::string_view bytes) {
+void run(Bed& bed, std::string_view bytes) {
     std::array<int, 2> ends{};
     require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) == 0);
     Client client(ends[0]);
-    boost::asio::io_context context;
+    auto& context = bed.context;
+    context.restart();
     Session::Socket socket(context, boost::asio::generic::stream_protocol(AF_UNIX, 0), ends[1]);
     bool ended = false;
     const SessionLimits limits;
-    std::make_shared<Session>(std::move(socket), storage, limits, [&] { ended = true; })->start();
+    std::make_shared<Session>(std::move(socket), bed.storage, limits, [&] {
+        ended = true;
+    })->start();
     const auto deadline = std::chrono::steady_clock::now() + sessionEndsWithin;
     bool sending = true;
     while (!ended) {
@@ -134,8 +144,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     StorageSession input;
     input.ParsePartialFromArray(data, static_cast<int>(size));
     const auto greeting = tarn::storage_wire::makeGreeting();
-    run(bed->storage,
-        std::string(greeting.data(), greeting.size()) +
-            tarn::fuzz::framedSteps(input, [](const auto& step) { return step.request(); }));
+    run(*bed, std::string(greeting.data(), greeting.size()) +
+                  tarn::fuzz::framedSteps(input, [](const auto& step) { return step.request(); }));
     return 0;
 }
