@@ -47,5 +47,5 @@ set(TARN_FILE_BY_FILE
     CACHE STRING "Targets that are compiled file by file all the same")
 if(TARN_UNITY_BUILD)
     # A class of one file with a member of a type of that file: taken for one of a header.
-    target_compile_options(tarn_warnings INTERFACE -Wno-subobject-linkage)
+    target_compile_options(tarn_warnings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 endif()

@@ -52,6 +52,22 @@ std::optional<Kind> kindOf(Kind parent, int field) {
     return std::nullopt;
 }
 
+// The parsers of the subscribers take no more bytes for a field's number and for a length; what
+// reads them here would.
+constexpr int longestHead = 5;
+
+bool readLength(CodedInputStream& input, int& length) {
+    const int begin = input.CurrentPosition();
+    return input.ReadVarintSizeAsInt(&length) && input.CurrentPosition() - begin <= longestHead;
+}
+
+// 0 at the end of the message, and for what is no number.
+std::uint32_t readTag(CodedInputStream& input) {
+    const int begin = input.CurrentPosition();
+    const auto tag = input.ReadTag();
+    return input.CurrentPosition() - begin <= longestHead ? tag : 0;
+}
+
 // Groups are refused: nobody sends them.
 bool skip(Wire::WireType type, CodedInputStream& input) {
     std::uint64_t number = 0;
@@ -64,7 +80,7 @@ bool skip(Wire::WireType type, CodedInputStream& input) {
         case Wire::WIRETYPE_FIXED32:
             return input.Skip(4);
         case Wire::WIRETYPE_LENGTH_DELIMITED:
-            return input.ReadVarintSizeAsInt(&length) && input.Skip(length);
+            return readLength(input, length) && input.Skip(length);
         default:
             return false;
     }
@@ -89,8 +105,8 @@ class Scan {
             return skip(tag.type, input);
         }
         int length = 0;
-        return depth < deepest && input.ReadVarintSizeAsInt(&length) &&
-               length <= input.BytesUntilLimit() && isMessageOfLength(*kind, length, depth, known);
+        return depth < deepest && readLength(input, length) && length <= input.BytesUntilLimit() &&
+               isMessageOfLength(*kind, length, depth, known);
     }
 
   private:
@@ -103,7 +119,7 @@ class Scan {
     }
 
     bool isMessage(Kind kind, int depth) {
-        while (const std::uint32_t raw = input.ReadTag()) {
+        while (const std::uint32_t raw = readTag(input)) {
             const Tag tag(raw);
             if (!isField(tag, kindOf(kind, tag.field), depth, {})) {
                 return false;
@@ -114,7 +130,7 @@ class Scan {
 
     bool isNode(int depth, std::string_view known) {
         KnownTree knownHere(known);
-        while (const std::uint32_t raw = input.ReadTag()) {
+        while (const std::uint32_t raw = readTag(input)) {
             const Tag tag(raw);
             const auto kind = kindOf(Kind::Node, tag.field);
             const bool good = kind == Kind::Node && tag.type == Wire::WIRETYPE_LENGTH_DELIMITED
@@ -129,8 +145,7 @@ class Scan {
 
     bool isSubDevice(int depth, KnownTree& known) {
         int length = 0;
-        if (depth >= deepest || !input.ReadVarintSizeAsInt(&length) ||
-            length > input.BytesUntilLimit()) {
+        if (depth >= deepest || !readLength(input, length) || length > input.BytesUntilLimit()) {
             return false;
         }
         const auto begin = static_cast<std::size_t>(input.CurrentPosition());
@@ -191,7 +206,7 @@ std::optional<ScannedBatch> scanBatch(std::string_view bytes, std::string_view k
     known.next();
     ScannedBatch batch;
     std::size_t begin = 0;
-    while (const std::uint32_t raw = input.ReadTag()) {
+    while (const std::uint32_t raw = readTag(input)) {
         const Tag tag(raw);
         if (isOfTheGateway(tag.field) || (isTree(tag) && !batch.tree.empty()) ||
             !scan.isField(tag, kindInBatch(tag.field), 0, known.bytes())) {

@@ -76,9 +76,9 @@ std::string TreeQuestion::answerWithinBound() {
     ApiToServiceRequest request;
     request.set_type(ApiToServiceRequest::GET_MONITORING_INFO);
     socket.sendProtoBuf(&request);
-    const bool answered = tarn::socket::awaitAnswer(
+    const bool hasAnswer = tarn::socket::awaitAnswer(
         socket, {.within = answerWithin, .interruption = stopping.descriptor()});
-    return answered ? socket.receiveBytes(largestAnswer) : std::string();
+    return hasAnswer ? socket.receiveBytes(largestAnswer) : std::string();
 }
 
 }  // namespace tarn::gateway

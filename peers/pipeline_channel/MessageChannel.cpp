@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 
 namespace tarn::peers {
@@ -21,7 +22,7 @@ void appendLength(std::string& frame, std::size_t length) {
     }
 }
 
-std::size_t readLength(const std::string& frame) {
+std::size_t readLength(std::string_view frame) {
     std::size_t length = 0;
     for (std::size_t i = 0; i < headerBytes; ++i) {
         length |= std::size_t{static_cast<unsigned char>(frame[i])} << (8 * i);
@@ -68,6 +69,7 @@ void MessageChannel::send(const google::protobuf::MessageLite& message) {
 
 MessageChannel::Input MessageChannel::read() {
     std::array<char, 65536> buffer;
+    received.erase(0, std::exchange(handedOut, 0));
     // One message at most is kept ahead of what `next` has handed out.
     while (received.size() <= maxBytes + headerBytes) {
         const ssize_t count = ::recv(end.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
@@ -84,21 +86,22 @@ MessageChannel::Input MessageChannel::read() {
 }
 
 bool MessageChannel::next(google::protobuf::MessageLite& message) {
-    if (received.size() < headerBytes) {
+    const auto left = std::string_view(received).substr(handedOut);
+    if (left.size() < headerBytes) {
         return false;
     }
-    const std::size_t length = readLength(received);
+    const std::size_t length = readLength(left);
     if (length > maxBytes) {
         throw std::runtime_error("pipeline channel: message of " + std::to_string(length) +
                                  " bytes is too large");
     }
-    if (received.size() < headerBytes + length) {
+    if (left.size() < headerBytes + length) {
         return false;
     }
-    if (!message.ParsePartialFromArray(received.data() + headerBytes, static_cast<int>(length))) {
+    if (!message.ParsePartialFromArray(left.data() + headerBytes, static_cast<int>(length))) {
         throw std::runtime_error("pipeline channel: message cannot be parsed");
     }
-    received.erase(0, headerBytes + length);
+    handedOut += headerBytes + length;
     return true;
 }
 

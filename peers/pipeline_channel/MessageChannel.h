@@ -52,6 +52,7 @@ class MessageChannel {
     os::FileDescriptor end;
     const std::size_t maxBytes;
     std::string received;
+    std::size_t handedOut = 0;  // so much of its beginning
 };
 
 }  // namespace tarn::peers

@@ -112,12 +112,12 @@ void EventEmitter::sendBatches(socket::Socket& socket) {
             awaitOccasion();
         }
         room = awaitRoom(socket);
-        auto batch = takeBatch();
+        auto taken = takeBatch();
         ServiceEventBatch message;
         message.set_service_sequence(++number);
         message.set_service_instance(instance);
-        if (send(batch, message, socket) == Delivery::Failed && room == Room::None) {
-            oweTreeOf(std::move(batch));
+        if (send(taken, message, socket) == Delivery::Failed && room == Room::None) {
+            oweTreeOf(std::move(taken));
         }
     }
 }

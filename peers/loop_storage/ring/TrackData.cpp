@@ -131,10 +131,10 @@ Track::Reading Track::stillThere(const Reading& reading) const {
     return ring->holds(reading.frame.sequence) ? reading : overtaken(reading.frame.sequence);
 }
 
-Track::Reading Track::unreadable(Reading reading, const std::system_error& failure) const {
-    errors.note(failure);
+Track::Reading Track::unreadable(Reading reading, const std::system_error& problem) const {
+    errors.note(problem);
     reading.result = ReadResult::Unreadable;
-    reading.failure = failure.what();
+    reading.failure = problem.what();
     return stillThere(reading);
 }
 

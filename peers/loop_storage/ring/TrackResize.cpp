@@ -120,17 +120,17 @@ IndexContent Track::resizedContent(std::uint64_t reached, bool inPlace) const {
 
 void Track::prepareData(const IndexContent& content, bool inPlace,
                         const std::function<void()>& check) const {
-    const auto files = openFiles();
+    const auto opened = openFiles();
     if (inPlace) {
-        files->data.allocate(content.track.dataSize, check);
-        files->data.sync();
+        opened->data.allocate(content.track.dataSize, check);
+        opened->data.sync();
         return;
     }
     const DiskFile data(dataPath(content.track.generation), DiskFile::Mode::CreateNew);
     data.allocate(content.track.dataSize, check);
     for (std::size_t i = 0; i < content.frames.size(); ++i) {
         check();
-        copyFrame(*files, dataSize, ring->all()[i], data, content.frames[i].position);
+        copyFrame(*opened, dataSize, ring->all()[i], data, content.frames[i].position);
     }
     data.sync();
     syncFolder(trackFolder);

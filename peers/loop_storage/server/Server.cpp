@@ -23,7 +23,6 @@ namespace {
 
 namespace asio = boost::asio;
 
-constexpr int queuedClients = 128;
 constexpr std::size_t goneWithoutDescriptors = 16;
 constexpr std::size_t descriptorsOfWorker = 4;  // at most: shared memory, and the track's files
 constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);

@@ -1,6 +1,7 @@
 #include "platform/resource_manager/registry/PropertyMatch.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 namespace tarn::resource_manager {
@@ -11,23 +12,25 @@ char folded(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-bool sameLetter(char a, char b) {
-    return folded(a) == folded(b);
+std::string folded(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](char c) { return folded(c); });
+    return text;
 }
 
-template <typename SameCharacter>
-bool fits(std::string_view candidate, std::string_view wanted, PropertyMatch::Compared compared,
-          SameCharacter same) {
+// Both texts come from outside: the time that this takes grows with their lengths, not with the
+// product of these.
+bool holds(std::string_view candidate, std::string_view wanted) {
+    return ::memmem(candidate.data(), candidate.size(), wanted.data(), wanted.size()) != nullptr;
+}
+
+bool fits(std::string_view candidate, std::string_view wanted, PropertyMatch::Compared compared) {
     switch (compared) {
         case PropertyMatch::Compared::WholeValue:
-            return candidate.size() == wanted.size() &&
-                   std::equal(wanted.begin(), wanted.end(), candidate.begin(), same);
+            return candidate == wanted;
         case PropertyMatch::Compared::Beginning:
-            return candidate.size() >= wanted.size() &&
-                   std::equal(wanted.begin(), wanted.end(), candidate.begin(), same);
+            return candidate.starts_with(wanted);
         case PropertyMatch::Compared::AnyPart:
-            return wanted.empty() || std::search(candidate.begin(), candidate.end(), wanted.begin(),
-                                                 wanted.end(), same) != candidate.end();
+            return wanted.empty() || holds(candidate, wanted);
     }
     return false;
 }
@@ -36,12 +39,12 @@ bool fits(std::string_view candidate, std::string_view wanted, PropertyMatch::Co
 
 bool PropertyMatch::holdsFor(const RunningJob& job) const {
     const auto& values = job.getValuesOf(property);
-    const bool found =
-        std::any_of(values.begin(), values.end(), [this](const std::string& candidate) {
-            return letters == Letters::CaseIgnored
-                       ? fits(candidate, value, compared, sameLetter)
-                       : fits(candidate, value, compared, std::equal_to<>());
-        });
+    const auto isFolded = letters == Letters::CaseIgnored;
+    const auto sought = isFolded ? folded(value) : value;
+    const bool found = std::any_of(values.begin(), values.end(), [&](const std::string& candidate) {
+        return isFolded ? fits(folded(candidate), sought, compared)
+                        : fits(candidate, sought, compared);
+    });
     return found == (wanted == Wanted::Matching);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/utils/Log.h"
@@ -23,15 +25,22 @@ std::string shown(const RunningJob& job) {
     return "job " + tarn::utils::printable(idOf(job));
 }
 
+using Endpoints = std::unordered_set<std::string_view>;
+
 // Nobody holds an empty value: jobs whose endpoints were not chosen yet do not exclude each other.
-const std::string* sharedEndpoint(const RunningJob& a, const RunningJob& b) {
-    const auto& held = a.getValuesOf(exclusiveResource);
-    for (const auto& wanted : b.getValuesOf(exclusiveResource)) {
-        if (!wanted.empty() && std::find(held.begin(), held.end(), wanted) != held.end()) {
-            return &wanted;
-        }
-    }
-    return nullptr;
+Endpoints endpointsOf(const RunningJob& job) {
+    const auto& values = job.getValuesOf(exclusiveResource);
+    Endpoints endpoints(values.begin(), values.end());
+    endpoints.erase(std::string_view());
+    return endpoints;
+}
+
+// One look-up for each that is held: both jobs may have made up thousands.
+const std::string* heldOf(const Endpoints& wanted, const RunningJob& other) {
+    const auto& held = other.getValuesOf(exclusiveResource);
+    const auto found = std::find_if(held.begin(), held.end(),
+                                    [&](const auto& value) { return wanted.contains(value); });
+    return found == held.end() ? nullptr : &*found;
 }
 
 std::string describe(const os::ProcessIdentity& process) {
@@ -58,13 +67,14 @@ RunningJob withCompleteProcess(const RunningJob& job) {
 }
 
 // Why `wanted` cannot enter beside `other`, if that is alive; empty when it can.
-std::string conflictWith(const RunningJob& other, const RunningJob& wanted) {
+std::string conflictWith(const RunningJob& other, const RunningJob& wanted,
+                         const Endpoints& endpoints) {
     if (idOf(other) == idOf(wanted)) {
         return other.getProcess() == wanted.getProcess()
                    ? std::string()
                    : "Already running: " + shown(wanted) + ", as " + describe(other.getProcess());
     }
-    const auto* const endpoint = sharedEndpoint(other, wanted);
+    const auto* const endpoint = heldOf(endpoints, other);
     return endpoint == nullptr
                ? std::string()
                : "Endpoint " + tarn::utils::printable(*endpoint) + " is held by " + shown(other);
@@ -137,10 +147,11 @@ void Registry::registerJob(const RunningJob& wanted) {
     if (locked->state != State::Open) {
         throw std::runtime_error("The service is stopping: " + shown(job) + " cannot register");
     }
+    const auto endpoints = endpointsOf(job);
     RegistryChange change;
     change.entered = job;
     for (const auto& other : runningJobs()) {
-        const auto conflict = conflictWith(other, job);
+        const auto conflict = conflictWith(other, job, endpoints);
         if (conflict.empty()) {
             continue;
         }

@@ -112,6 +112,24 @@ TEST(BatchScanner, RefusesATreeWithGarbageInIt) {
     EXPECT_FALSE(scanBatch(std::string("\x0a\x05garba", 7)));
 }
 
+// Or all subscribers would be sent what none of them can read.
+TEST(BatchScanner, RefusesNumbersThatAreLongerThanParsersReadThem) {
+    using namespace std::string_literals;
+    const auto longLength = "\x80\x80\x80\x80\x80\0"s;
+    const auto inNode = [](const std::string& bytes) {
+        return "\x0a"s + static_cast<char>(bytes.size()) + bytes;
+    };
+    for (const auto& bytes :
+         {"\x0a" + longLength, "\x8a" + longLength + "\0"s, inNode("\x0a" + longLength),
+          inNode("\x3a" + longLength), inNode("\xba" + longLength + "\0"s)}) {
+        EXPECT_FALSE(parses(bytes));
+        EXPECT_FALSE(scanBatch(bytes));
+    }
+    const auto stillRead = "\x0a\x80\x80\x80\x80\0"s;
+    EXPECT_TRUE(parses(stillRead));
+    EXPECT_TRUE(scanBatch(stillRead));
+}
+
 TEST(BatchScanner, GoesAsDeepAsParsersDo) {
     EXPECT_TRUE(scanBatch(chain(90).SerializeAsString()));
     const auto tooDeep = chain(200).SerializeAsString();

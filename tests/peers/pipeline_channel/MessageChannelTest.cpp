@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "proto/pipeline_control.pb.h"
+#include "tests/support/MachineTime.h"
 
 namespace tarn::peers {
 namespace {
@@ -67,6 +68,28 @@ TEST_F(MessageChannelTest, BytesThatAreNoMessageAreRefused) {
     theirsWrites(std::string("\x02\0\0\0\xFF\xFF", 6));
     PipelineCommand command;
     EXPECT_THROW(ours.next(command), std::runtime_error);
+}
+
+// A process that has been taken over may send the smallest ones without end.
+TEST(MessageChannel, TakesNoLongerForMessagesThatCameTogether) {
+    constexpr std::size_t most = std::size_t{8} << 20U;
+    const std::string empty(4 * 16384, '\0');
+    auto [near, far] = MessageChannel::makePair();
+    MessageChannel ours(std::move(near), most);
+    std::size_t sent = 0;
+    for (; sent < most; sent += empty.size()) {
+        ASSERT_EQ(::send(far.get(), empty.data(), empty.size(), 0),
+                  static_cast<ssize_t>(empty.size()));
+        ours.read();
+    }
+    const test::MachineTime time;
+    PipelineCommand command;
+    std::size_t taken = 0;
+    while (ours.next(command)) {
+        ++taken;
+    }
+    EXPECT_EQ(taken, sent / 4);
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(10));
 }
 
 TEST_F(MessageChannelTest, TheEndIsSeenAfterTheLastMessage) {

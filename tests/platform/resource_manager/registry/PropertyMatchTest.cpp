@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/platform/resource_manager/TestJobs.h"
+#include "tests/support/MachineTime.h"
 
 namespace tarn::resource_manager {
 
@@ -70,6 +71,20 @@ TEST_F(PropertyMatching, NegatedHoldsForAllOthers) {
     EXPECT_TRUE(match.holdsFor(job));
     match.property = "Nothing";
     EXPECT_TRUE(match.holdsFor(job));
+}
+
+// Whoever may register a job and ask could otherwise hold up everybody for minutes.
+TEST_F(PropertyMatching, TakesNoLongerForTextsThatRepeatThemselves) {
+    const auto hostile =
+        test::jobOf({1, 1}, "id", {{"Studio", {std::string(std::size_t{1} << 20U, 'a')}}});
+    const tarn::test::MachineTime time;
+    for (const auto letters :
+         {PropertyMatch::Letters::Distinct, PropertyMatch::Letters::CaseIgnored}) {
+        const PropertyMatch match{"Studio", std::string(std::size_t{1} << 19U, 'a') + "b",
+                                  Compared::AnyPart, letters};
+        EXPECT_FALSE(match.holdsFor(hostile));
+    }
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(10));
 }
 
 }  // namespace tarn::resource_manager

@@ -8,6 +8,7 @@
 #include "tests/platform/resource_manager/TestJobs.h"
 #include "tests/support/ForkedProcess.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/MachineTime.h"
 
 namespace tarn::resource_manager {
 
@@ -88,6 +89,19 @@ TEST_F(RegistryRules, RefusesAnEndpointThatARunningJobHolds) {
     EXPECT_EQ(refusal(jobOfThisProcess("b", {"tcp://h:3", "tcp://h:2"})),
               "Endpoint tcp://h:2 is held by job a");
     EXPECT_THAT(registry.usedResources("Endpoint"), ElementsAre("tcp://h:1", "tcp://h:2"));
+}
+
+TEST_F(RegistryRules, TakesNoLongerForJobsThatHoldThousandsOfEndpoints) {
+    constexpr int many = 400000;
+    std::vector<std::string> of[2];
+    for (int i = 0; i < many; ++i) {
+        of[i % 2].push_back("tcp://h:" + std::to_string(many + i));
+    }
+    const auto self = os::ProcessIdentity::ofThisProcess();
+    const tarn::test::MachineTime time;
+    registry.registerJob(jobOf(self, "a", {{"Endpoint", of[0]}}));
+    registry.registerJob(jobOf(self, "b", {{"Endpoint", of[1]}}));
+    EXPECT_LT(time.elapsed(), std::chrono::seconds(10));
 }
 
 TEST_F(RegistryRules, LetsJobsShareOtherResourcesAndEmptyEndpoints) {
