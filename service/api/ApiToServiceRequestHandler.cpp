@@ -22,6 +22,7 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
       serviceName(serviceName),
       dependencies(std::move(dependencies)),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
+      submissionLimits(formatMessage(""), this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
 ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {

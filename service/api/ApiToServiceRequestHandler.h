@@ -21,6 +21,7 @@
 #include "proto/service_engine.fwd.h"
 #include "service/api/HandlerFrame.h"
 #include "service/api/JobList.h"
+#include "service/api/SubmissionLimits.h"
 
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
@@ -124,6 +125,9 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
         std::string jobName;
     };
 
+    /// Refuses when whoever asks may submit nothing more now.
+    bool maySubmit(HandlerFrame& frame);
+    bool isRunning(const std::string& jobId) const;
     bool generateJobEndpoints(std::vector<std::string>& endpoints, std::size_t count,
                               std::string& error);
     Persistence persistenceOf(
@@ -138,6 +142,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
 
     // The request thread's own:
     utils::RepeatedFailure sendFailures;
+    SubmissionLimits submissionLimits;
     const HandlerFrame::Dependencies forFrames;
     JobList jobList;
 

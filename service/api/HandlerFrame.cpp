@@ -47,6 +47,10 @@ void HandlerFrame::answerFailure(const std::string& reason) {
     }
 }
 
+socket::Peer HandlerFrame::sender() const {
+    return socket.sender();
+}
+
 void HandlerFrame::refuse(const std::string& reason) {
     answer.set_success(false);
     answer.set_error_message(reason);

@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/socket/Peer.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::socket {
@@ -57,6 +58,9 @@ class HandlerFrame {
     void run(const std::function<void(HandlerFrame&)>& handler);
 
     // For handlers:
+
+    /// Who made the request.
+    socket::Peer sender() const;
 
     /// The answer; its type and `success` true are there.
     Reply& reply() { return answer; }

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/socket/Limits.h"
+
 namespace tarn::service::configuration {
 
 class DeltacastServiceConfigurationHandler;
@@ -52,6 +54,7 @@ struct ConfigurationSettings {
     std::vector<TarnDevice> devices;
     std::string persistentJobsFolder = "/usr/share/TarnJobs";
     std::string persistentDeltacastConfigurationFile;
+    socket::Limits limits;
 
     /// Back to the built-in values; no plug-ins, ranges, devices and loop storages. The Deltacast
     /// services and the persistent Deltacast configuration file are kept, on purpose.

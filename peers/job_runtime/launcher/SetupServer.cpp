@@ -20,8 +20,8 @@ constexpr std::uint32_t maxSetupBytes = 11U << 20U;
 
 SetupServer::SetupServer(const std::string& endpoint, const SetupProtocol& protocol)
     : protocol(protocol),
-      socket(tarn::socket::makeAnsweringSocket("Setup endpoint",
-                                               tarn::socket::SocketEndpoint::FromString(endpoint))),
+      socket(tarn::socket::makeAnsweringSocket(
+          "Setup endpoint", tarn::socket::SocketEndpoint::FromString(endpoint), maxSetupBytes)),
       server(*socket, [this](tarn::socket::Socket&) { receive(); },
              {.notServed = "Setup not received: ", .notWaited = "Cannot wait for the setup: "}) {}
 
