@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/utils/Secrets.h"
 #include "platform/utils/UuidGenerator.h"
 #include "proto/job_monitoring.pb.h"
 #include "proto/service_engine.pb.h"
@@ -72,7 +73,7 @@ std::unique_ptr<google::protobuf::Message> EngineSetup::makeReply(
     reply->set_type(EngineToServiceReply::SETUP);
     reply->set_success(!verdict.refusal);
     if (verdict.refusal) {
-        reply->set_error_message(*verdict.refusal);
+        reply->set_error_message(utils::withoutSecrets(*verdict.refusal));
     }
     return reply;
 }

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/utils/Secrets.h"
 #include "proto/service_job.pb.h"
 
 namespace tarn::peers {
@@ -75,7 +76,7 @@ std::unique_ptr<google::protobuf::Message> WorkflowSetup::makeReply(
     reply->set_type(JobToServiceReply::SETUP);
     reply->set_success(!verdict.refusal);
     if (verdict.refusal) {
-        reply->set_error_message(*verdict.refusal);
+        reply->set_error_message(utils::withoutSecrets(*verdict.refusal));
     }
     if (!verdict.warning.empty()) {
         reply->set_warning(verdict.warning);

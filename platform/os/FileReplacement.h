@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/os/FileDescriptor.h"
 
 namespace tarn::os {
@@ -26,7 +27,7 @@ class FileReplacement {
         /// Where the content is written first, on the same file system; a temporary name beside the
         /// file unless given. What a crash has left there is written over.
         std::string draft = {};
-        mode_t mode = 0644;
+        mode_t mode = closedFile;
         Rename rename = renameFile;
     };
 

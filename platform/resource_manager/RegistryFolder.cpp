@@ -1,16 +1,20 @@
 #include "platform/resource_manager/RegistryFolder.h"
 
 #include <SQLiteCpp/Exception.h>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sqlite3.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/os/RunTimeFolder.h"
 #include "platform/resource_manager/registry/RegistryFile.h"
 #include "platform/utils/Log.h"
@@ -65,7 +69,23 @@ bool isHeldBySomebody(const std::exception& error) {
            (database->getErrorCode() == SQLITE_BUSY || database->getErrorCode() == SQLITE_LOCKED);
 }
 
+void makeFolder(const std::string& folder) {
+    if (!os::makeClosedFolders(folder)) {
+        throw std::system_error(errno, std::generic_category(), "cannot make folder " + folder);
+    }
+    os::closeToOthers(folder, os::closedFolder);
+}
+
+// Whoever can open the file can hold it locked, and its journal has its mode. The database is made
+// by an open of its own, which does not take a mode.
+void makeClosed(const std::string& file) {
+    os::openClosed(file, O_RDWR | O_EXCL, os::privateFile);
+    os::closeToOthers(file, os::privateFile);
+    os::closeToOthers(file + "-journal", os::privateFile);
+}
+
 RegistryFolder::Opened read(const std::string& file) {
+    makeClosed(file);
     auto store = std::make_unique<RegistryFile>(file);
     auto contents = store->load();
     return {std::move(contents), std::move(store)};
@@ -85,7 +105,7 @@ std::string RegistryFolder::pathFor(const std::string& endpointText) const {
 RegistryFolder::Opened RegistryFolder::open(const std::string& endpointText) const {
     const auto file = pathFor(endpointText);
     try {
-        fs::create_directories(chosenPath);
+        makeFolder(chosenPath);
         return openFile(file);
     } catch (const std::exception& e) {
         tarn::utils::logError(formatMessage("Cannot keep the registry in " + file + ": " +

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "platform/os/FileDescriptor.h"
+#include "platform/socket/visitors/ProcessVisitors.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Synchronised.h"
 
@@ -41,7 +42,8 @@ bool isOfReserve(int descriptor) {
     return static_cast<rlim_t>(descriptor) + 1 + std::min(reserve, most / 4) > most;
 }
 
-// Whoever is turned away tries again; many of them must not take a processor.
+// Whoever is turned away tries again; many of them must not take a processor. Not for who has too
+// many connections himself: while this waits, nobody's messages are moved.
 void slowDown() {
     thread_local Clock::time_point last;
     if (Clock::now() - last < betweenRefusals) {
@@ -64,6 +66,11 @@ int acceptUnlessShort(int listening, sockaddr* address, socklen_t* size, int fla
     if (accepted >= 0 && isOfReserve(accepted)) {
         ::close(accepted);
         return turnAway();
+    }
+    if (accepted >= 0 && !processVisitors().admit(accepted, visitorOn(accepted))) {
+        ::close(accepted);
+        errno = ECONNABORTED;
+        return -1;
     }
     if (accepted < 0 && (errno == EMFILE || errno == ENFILE)) {
         return turnAway();
@@ -90,6 +97,11 @@ void DescriptorReserve::Report() {
 
 bool DescriptorReserve::Holds(int descriptor) {
     return isOfReserve(descriptor);
+}
+
+std::uint64_t DescriptorReserve::ForClients() {
+    const auto most = limit();
+    return most - std::min(reserve, most / 4);
 }
 
 bool DescriptorReserve::IsReached() {

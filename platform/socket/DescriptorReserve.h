@@ -26,6 +26,9 @@ class DescriptorReserve {
     /// his clients without the messaging library.
     static bool Holds(int descriptor);
     static bool IsReached();
+
+    /// How many descriptors there are for all clients together.
+    static std::uint64_t ForClients();
 };
 
 }  // namespace tarn::socket

@@ -18,9 +18,10 @@ void pauseAfterError(int interruption) {
 }  // namespace
 
 std::unique_ptr<Socket> makeAnsweringSocket(std::string name, const SocketEndpoint& endpoint,
-                                            Audience audience) {
+                                            Audience audience, std::size_t largest) {
     auto socket = std::make_unique<Socket>(std::move(name), ClosePolicy::Flush);
     socket->setAudience(audience);
+    socket->setLargestReceived(largest);
     socket->createAndConnect(Protocol::Reply, endpoint, /*timeoutMs=*/0);
     return socket;
 }

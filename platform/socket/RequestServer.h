@@ -9,15 +9,18 @@
 #include <type_traits>
 #include <utility>
 
+#include "platform/socket/Limits.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/RepeatedFailure.h"
 
 namespace tarn::socket {
 
 /// A socket that answers at the endpoint, and lets what is unsent out for up to a second when it is
-/// closed. Throws std::runtime_error, also when somebody listens there already.
+/// closed. Throws std::runtime_error, also when somebody listens there already. Larger requests
+/// than `largest` end the connection.
 std::unique_ptr<Socket> makeAnsweringSocket(std::string name, const SocketEndpoint& endpoint,
-                                            Audience audience = Audience::OwnPrograms);
+                                            Audience audience = Audience::OwnPrograms,
+                                            std::size_t largest = largestRequestSize);
 
 /// Answers the requests that come in on a socket of the Reply role, one after the other in arrival
 /// order, on its caller's thread; RequestThread has one of its own. What goes wrong with a request

@@ -33,6 +33,14 @@ void Socket::setAudience(Audience audience) {
     impl->settings.audience = audience;
 }
 
+void Socket::setLargestReceived(std::size_t bytes) {
+    if (impl->isOpen() || bytes > largestMessage) {
+        throw std::invalid_argument(debugString() +
+                                    ": what is received is limited before opening, to 64 MiB");
+    }
+    impl->settings.largestReceived = bytes;
+}
+
 void Socket::setTimeout(milliseconds bound) {
     impl->bound = bound;
 }
@@ -149,7 +157,7 @@ bool Socket::receiveProtoBuf(google::protobuf::Message* message, std::uint32_t m
     impl->receive([&](const zmq::message_t& frame) {
         isAdmitted = admits(frame.to_string_view());
         if (isAdmitted) {
-            parse(frame, *message, maxBytes);
+            parse(frame, *message, maxBytes, impl->deepestReceived());
         }
     });
     return isAdmitted;

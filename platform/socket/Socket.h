@@ -34,13 +34,17 @@ class Socket {
     Socket(const Socket&) = delete;
     Socket& operator=(const Socket&) = delete;
 
-    /// The longest queue of messages that wait to be sent or received, per peer; 1000 by default.
-    /// Before create or connect.
+    /// The longest queue of messages that wait to be sent or received, per peer; 1000 by default,
+    /// on Reply `requestQueueLength`. Before create or connect.
     void setQueueLength(int messages);
 
     /// Whom the files of IPC endpoints that are bound are for; OwnPrograms by default. Before
     /// create or connect.
     void setAudience(Audience audience);
+
+    /// What is larger ends the connection that brings it, before it is in memory: 64 MiB by
+    /// default, on Reply `largestRequestSize` (see Limits.h). In bytes. Before create or connect.
+    void setLargestReceived(std::size_t bytes);
 
     /// Shortens or lengthens the bound of sends and receives. Any time.
     void setTimeout(std::chrono::milliseconds bound);
@@ -111,7 +115,8 @@ class Socket {
 
     /// Receives one message and parses it (required fields need not be set). A message over
     /// `maxBytes`, or one that does not parse, is dropped and throws. On Reply, a new request drops
-    /// the envelope of an unanswered one.
+    /// the envelope of an unanswered one, and what is nested deeper than `deepestRequest` does not
+    /// parse.
     void receiveProtoBuf(google::protobuf::Message* message, std::uint32_t maxBytes);
 
     /// The same for a message that `admits` lets in, which sees its bytes first, however many there

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/utils/EscapedText.h"
+#include "platform/utils/Secrets.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::utils {
@@ -21,6 +22,12 @@ std::shared_ptr<LogSink> enabledSink(LogLevel level) {
     return sink && sink->isEnabled(level) ? sink : nullptr;
 }
 
+// Secrets first: an escaped line end is no end any more.
+std::string forReaders(const std::string& message) {
+    const auto told = mayHoldSecrets(message) ? withoutSecrets(message) : message;
+    return isPlainForLog(told) ? told : escapeForLog(told);
+}
+
 }  // namespace
 
 std::shared_ptr<LogSink> setLogSink(std::shared_ptr<LogSink> sink) {
@@ -34,7 +41,7 @@ bool isLogEnabled(LogLevel level) {
 
 void log(LogLevel level, const std::string& message) {
     if (const auto sink = enabledSink(level)) {
-        sink->write(level, isPlainForLog(message) ? message : escapeForLog(message));
+        sink->write(level, forReaders(message));
     }
 }
 

@@ -25,7 +25,8 @@ std::shared_ptr<LogSink> setLogSink(std::shared_ptr<LogSink> sink);
 /// Whether a line of this level would be written: ask before building a costly text.
 bool isLogEnabled(LogLevel level);
 
-/// Write one line, escaped by escapeForLog: once, for every sink. Any thread; never throw.
+/// Write one line, without secrets (see withoutSecrets) and escaped by escapeForLog: once, for
+/// every sink. Any thread; never throw.
 void log(LogLevel level, const std::string& message);
 void logTrace(const std::string& message);
 void logDebug(const std::string& message);

@@ -23,6 +23,7 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
       dependencies(std::move(dependencies)),
       gatekeeper(formatMessage(""), this->dependencies.steadyNow),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
+      submissionLimits(formatMessage(""), this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
 ApiToServiceRequestHandler::~ApiToServiceRequestHandler() {

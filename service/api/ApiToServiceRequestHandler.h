@@ -23,6 +23,7 @@
 #include "service/api/HandlerFrame.h"
 #include "service/api/JobList.h"
 #include "service/api/RequestLevels.h"
+#include "service/api/SubmissionLimits.h"
 
 namespace tarn::resource_manager {
 class ResourceManagerProxy;
@@ -133,6 +134,9 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
         std::string jobName;
     };
 
+    /// Refuses when whoever asks may submit nothing more now.
+    bool maySubmit(HandlerFrame& frame);
+    bool isRunning(const std::string& jobId) const;
     bool generateJobEndpoints(std::vector<std::string>& endpoints, std::size_t count,
                               std::string& error);
     Persistence persistenceOf(
@@ -148,6 +152,7 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     // The request thread's own:
     access::Gatekeeper gatekeeper;
     utils::RepeatedFailure sendFailures;
+    SubmissionLimits submissionLimits;
     const HandlerFrame::Dependencies forFrames;
     JobList jobList;
 

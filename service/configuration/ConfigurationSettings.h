@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/socket/Limits.h"
 #include "service/configuration/JobCellSettings.h"
 
 namespace tarn::service::configuration {
@@ -55,6 +56,7 @@ struct ConfigurationSettings {
     std::string persistentJobsFolder = "/usr/share/TarnJobs";
     std::string persistentDeltacastConfigurationFile;
     JobCellSettings jobCell;
+    socket::Limits limits;
 
     /// Back to the built-in values; no plug-ins, ranges, devices and loop storages. The Deltacast
     /// services and the persistent Deltacast configuration file are kept, on purpose.

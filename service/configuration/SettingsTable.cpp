@@ -4,8 +4,10 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/utils/Log.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/configuration/LimitsElement.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 #include "service/configuration/xml/XmlNumber.h"
 
@@ -71,6 +73,12 @@ void takeJobCell(const XmlNode& element, ConfigurationSettings& settings, Owner 
     readJobCell(element, settings.jobCell, owner);
 }
 
+void takeLimits(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
+    readLimits(element, settings.limits, [&](const std::string& problem) {
+        utils::logWarning(owner.formatMessage(problem));
+    });
+}
+
 std::vector<Setting> named(const std::vector<std::string>& names) {
     std::vector<Setting> settings;
     for (const auto& name : names) {
@@ -99,6 +107,7 @@ const std::vector<SettingsSection>& settingsTable() {
         {"TarnProtocolDevice", {{"MonitoringInterface", {}, Content::Endpoint}}, takeDevice},
         {"DeltacastService", named(DeltacastServiceConfigurationHandler::elementNames()),
          takeDeltacastService},
+        {"Security", {{"Limits", takeLimits, Content::Limits}}},
         {"Storage", named(LoopStorageConfigurationHandler::elementNames()), takeStorage},
         {"Jobs", named(jobCellElementNames()), takeJobCell},
     };

@@ -8,6 +8,7 @@
 #include "platform/media_framework/Kln.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/resource_manager/ResourceManagerRequestHandler.h"
+#include "platform/socket/Limits.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/log/Log4CPlusLogger.h"
 #include "service/api/ApiToServiceRequestHandler.h"
@@ -134,6 +135,7 @@ ServiceProcess::Step ServiceProcess::loadConfiguration() {
         utils::logWarning("Using default configuration");
         settings.setDefault();
     }
+    socket::setLimits(settings.getLimits());
     settings.printConfiguration();
     if (!settings.checkCreateFolders(error)) {
         utils::logError("Failed creating/checking folders: " + error);

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <stdexcept>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
@@ -68,6 +69,8 @@ void WorkflowCreator::regeneratePersistentJobs(const std::function<bool()>& brea
         }
         boost::system::error_code gone;
         if (fs::is_regular_file(entry->status(gone))) {
+            os::closeToOthers(entry->path().string(),
+                              os::privateFile);  // an older one's, or put there
             regeneratePersistentJob(entry->path().string());
         }
     }

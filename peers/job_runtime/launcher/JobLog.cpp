@@ -10,6 +10,7 @@
 
 #include "peers/job_runtime/launcher/RotatingFileSink.h"
 #include "peers/job_runtime/persistence/SafeFileName.h"
+#include "platform/os/ClosedFile.h"
 
 namespace tarn::peers {
 
@@ -37,11 +38,11 @@ bool isTrusted(const fs::path& folder) {
 }
 
 std::shared_ptr<utils::LogSink> openIn(const fs::path& folder, const std::string& file) {
-    std::error_code failed;
-    fs::create_directories(folder, failed);
-    if (failed || !isTrusted(folder)) {
+    if (!os::makeClosedFolders(folder.string()) || !isTrusted(folder)) {
         return nullptr;
     }
+    os::closeToOthers(folder.string(), os::closedFolder);
+    os::closeToOthers((folder / (file + ".1")).string(), os::closedFile);
     try {
         return std::make_shared<RotatingFileSink>((folder / file).string(), maxLogBytes);
     } catch (const std::runtime_error&) {

@@ -1,13 +1,29 @@
 #include "peers/job_runtime/launcher/RotatingFileSink.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <stdexcept>
 #include <utility>
+
+#include "platform/os/ClosedFile.h"
 
 namespace tarn::peers {
 
 namespace {
 
 constexpr std::size_t lineOverhead = 32;  // time, level, line end
+
+std::FILE* openClosedLog(const std::string& path, const char* mode) {
+    const int disposition = *mode == 'a' ? O_APPEND : O_TRUNC;
+    const auto opened = os::openClosed(path, O_WRONLY | disposition);
+    const int streams = ::fcntl(opened.get(), F_DUPFD_CLOEXEC, 0);
+    std::FILE* const stream = ::fdopen(streams, mode);
+    if (stream == nullptr && streams >= 0) {
+        ::close(streams);
+    }
+    return stream;
+}
 
 }  // namespace
 
@@ -22,7 +38,7 @@ RotatingFileSink::~RotatingFileSink() = default;
 
 bool RotatingFileSink::open(const char* mode) {
     lines.reset();
-    file.reset(std::fopen(path.c_str(), mode));
+    file.reset(openClosedLog(path, mode));
     if (!file) {
         return false;
     }

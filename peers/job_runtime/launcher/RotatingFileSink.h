@@ -12,7 +12,8 @@
 namespace tarn::peers {
 
 /// Writes log lines of every level to a file. When a line would make it larger than `maxBytes`, the
-/// file becomes `path`.1, replacing an older one, and an empty one is begun. Thread-safe.
+/// file becomes `path`.1, replacing an older one, and an empty one is begun. Others than its owner
+/// and his group cannot read it. Thread-safe.
 ///
 /// A launcher has this instead of the logging framework, whose library starts threads as it is
 /// loaded: a process cannot detach by forking then.

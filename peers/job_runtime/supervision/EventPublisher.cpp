@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/utils/Log.h"
+#include "platform/utils/Secrets.h"
 
 namespace tarn::peers {
 
@@ -31,8 +32,8 @@ void EventPublisher::progress(const JobEventProgress& progress) {
 void EventPublisher::failure(const std::string& message, const std::string& detail) {
     auto event = makeEvent(JobEvent::FAILURE);
     auto* const failure = event.MutableExtension(JobEventFailure::base);
-    failure->set_message(message);
-    failure->set_detail(detail);
+    failure->set_message(utils::withoutSecrets(message));
+    failure->set_detail(utils::withoutSecrets(detail));
     send(event);
 }
 
@@ -46,7 +47,7 @@ void EventPublisher::end(const RunResult& result, Clock::time_point until) {
     if (result.processEnd.signal) {
         end->set_signal(*result.processEnd.signal);
     }
-    end->set_message(result.message);
+    end->set_message(utils::withoutSecrets(result.message));
     hasSubscriber();  // they all get this one
     // For who subscribes now, having been told of the endpoint a moment ago.
     do {

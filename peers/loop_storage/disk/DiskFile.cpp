@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "peers/loop_storage/disk/DiskOperations.h"
+#include "platform/os/ClosedFile.h"
 
 namespace tarn::peers::loop_storage {
 
 namespace {
 
-constexpr mode_t readableByAll = 0644;
 constexpr std::uint64_t allocationStep = 1ULL << 30U;
 constexpr std::uint64_t writtenStep = 4U << 20U;
 
@@ -33,7 +33,7 @@ int flagsFor(DiskFile::Mode mode) {
 }
 
 os::FileDescriptor openFile(const std::filesystem::path& path, int flags) {
-    const int number = diskOperations().open(path.c_str(), flags | O_CLOEXEC, readableByAll);
+    const int number = diskOperations().open(path.c_str(), flags | O_CLOEXEC, os::closedFile);
     if (number < 0) {
         failAt(path, errno, "open");
     }

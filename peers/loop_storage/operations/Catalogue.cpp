@@ -15,6 +15,7 @@
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/ring/VersionedFile.h"
+#include "platform/os/ClosedFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
@@ -41,13 +42,16 @@ std::optional<std::int64_t> idOf(const std::string& name, std::string_view kind)
 }
 
 os::FileDescriptor lockDirectory(const std::filesystem::path& directory) {
-    if (::mkdir(directory.c_str(), 0755) != 0 && errno != EEXIST) {
+    if (::mkdir(directory.c_str(), os::closedFolder) != 0 && errno != EEXIST) {
         throw std::system_error(errno, std::generic_category(),
                                 "Cannot make directory " + directory.string());
     }
+    os::closeToOthers(directory.string(), os::closedFolder);
     const auto path = directory / "lock";
-    auto file = os::checkedDescriptor(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644),
-                                      ("Cannot open " + path.string()).c_str());
+    auto file = os::openClosed(path.string(), O_RDWR, os::privateFile);
+    if (!file.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), "Cannot open " + path.string());
+    }
     if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK) {
             throw std::runtime_error("Another server uses directory " + directory.string());

@@ -3,6 +3,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "platform/socket/visitors/ProcessVisitors.h"
 #include "platform/socket/zmq/ZmqSocket.h"
 
 namespace tarn::socket {
@@ -61,6 +62,10 @@ bool Envelope::receive(ZmqSocket& socket, zmq::message_t& body) {
     if (received.size() < position + 1) {
         throw std::runtime_error("a request without a body was dropped");
     }
+    connection = zmq_msg_get(received.back().handle(), ZMQ_SRCFD);
+    if (!processVisitors().mayAsk(connection)) {
+        return false;
+    }
     body = std::move(received.back());
     received.pop_back();
     frames = std::move(received);
@@ -69,6 +74,9 @@ bool Envelope::receive(ZmqSocket& socket, zmq::message_t& body) {
 
 void Envelope::send(ZmqSocket& socket, zmq::message_t body) {
     auto road = std::exchange(frames, {});
+    if (!processVisitors().charge(connection, body.size())) {
+        throw std::runtime_error("the client takes no more answers, too much waits for him");
+    }
     for (auto& frame : road) {
         sendNow(socket, frame, zmq::send_flags::sndmore);
     }

@@ -20,11 +20,12 @@ class Envelope {
     bool receive(ZmqSocket& socket, zmq::message_t& body);
 
     /// Sends an answer and forgets the envelope. Never waits; throws std::runtime_error when the
-    /// client has gone, or takes no more.
+    /// client has gone, or takes no more: he has too many bytes or answers waiting.
     void send(ZmqSocket& socket, zmq::message_t body);
 
   private:
     std::vector<zmq::message_t> frames;
+    int connection = -1;  // which the request came by; none in-process
 };
 
 }  // namespace tarn::socket

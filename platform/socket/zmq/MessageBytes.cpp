@@ -1,9 +1,11 @@
 #include "platform/socket/zmq/MessageBytes.h"
 
+#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/message.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 
 #include "platform/socket/zmq/SocketSettings.h"
@@ -27,6 +29,13 @@ void checkSize(const zmq::message_t& frame, std::uint32_t maxBytes) {
                                  " bytes was dropped, the limit is " + std::to_string(maxBytes) +
                                  " bytes");
     }
+}
+
+bool isParsed(const zmq::message_t& frame, google::protobuf::Message& message, int deepest) {
+    google::protobuf::io::CodedInputStream input(frame.data<const std::uint8_t>(),
+                                                 static_cast<int>(frame.size()));
+    input.SetRecursionLimit(deepest);
+    return message.MergePartialFromCodedStream(&input) && input.ConsumedEntireMessage();
 }
 
 }  // namespace
@@ -53,12 +62,11 @@ zmq::message_t frameOf(std::initializer_list<std::string_view> parts) {
     return frame;
 }
 
-void parse(const zmq::message_t& frame, google::protobuf::Message& message,
-           std::uint32_t maxBytes) {
+void parse(const zmq::message_t& frame, google::protobuf::Message& message, std::uint32_t maxBytes,
+           int deepest) {
     message.Clear();
     checkSize(frame, maxBytes);
-    if (frame.size() > largestMessage ||
-        !message.ParsePartialFromArray(frame.data(), static_cast<int>(frame.size()))) {
+    if (frame.size() > largestMessage || !isParsed(frame, message, deepest)) {
         message.Clear();
         throw std::runtime_error("a message of " + std::to_string(frame.size()) +
                                  " bytes that is no " + message.GetTypeName() + " was dropped");

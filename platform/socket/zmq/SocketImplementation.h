@@ -6,10 +6,12 @@
 #include <string>
 #include <utility>
 
+#include "platform/socket/Limits.h"
 #include "platform/socket/Socket.h"
 #include "platform/socket/zmq/BoundSocket.h"
 #include "platform/socket/zmq/ConnectedSocket.h"
 #include "platform/socket/zmq/Envelope.h"
+#include "platform/socket/zmq/MessageBytes.h"
 #include "platform/socket/zmq/Origin.h"
 #include "platform/socket/zmq/SocketRole.h"
 #include "platform/socket/zmq/SocketSettings.h"
@@ -35,6 +37,10 @@ struct Socket::Implementation {
         settings.closePolicy = closePolicy;
     }
 
+    /// Levels of messages. What our own programs send is as deep as devices are.
+    int deepestReceived() const {
+        return settings.protocol == Protocol::Reply ? deepestRequest : deepestMessage;
+    }
     bool isOpen() const { return connection || listening; }
     ZmqSocket& socket();
     std::string describe() const;

@@ -1,5 +1,6 @@
 #include "platform/socket/zmq/SocketSettings.h"
 
+#include "platform/socket/Limits.h"
 #include "platform/socket/zmq/SocketRole.h"
 
 namespace tarn::socket {
@@ -23,6 +24,21 @@ bool mayBeAwayForLong(const SocketSettings& settings) {
 
 // A topic comes behind the name of its command, or behind one byte.
 constexpr auto largestAnnouncement = static_cast<std::int64_t>(largestTopic + 10);
+
+// What encryption adds to a message.
+constexpr std::int64_t largestSeal = 64;
+
+int queueLengthOf(const SocketSettings& settings) {
+    constexpr int longQueue = 1000;
+    const int ofRole = settings.protocol == Protocol::Reply ? requestQueueLength : longQueue;
+    return settings.queueLength != 0 ? settings.queueLength : ofRole;
+}
+
+std::int64_t largestReceivedBy(const SocketSettings& settings) {
+    const auto ofRole = settings.protocol == Protocol::Reply ? largestRequestSize : largestMessage;
+    return static_cast<std::int64_t>(settings.largestReceived != 0 ? settings.largestReceived
+                                                                   : ofRole);
+}
 
 void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
     switch (protocol) {
@@ -50,13 +66,16 @@ std::unique_ptr<ZmqSocket> makeZmqSocket(const SocketSettings& settings) {
     const auto& role = roleOf(settings.protocol);
     auto socket = std::make_unique<ZmqSocket>(Context::Get(), role.zmqType);
     socket->set(option::linger, settings.closePolicy == ClosePolicy::Flush ? flushMs : 0);
-    socket->set(option::sndhwm, settings.queueLength);
-    socket->set(option::rcvhwm, settings.queueLength);
+    socket->set(option::sndhwm, queueLengthOf(settings));
+    socket->set(option::rcvhwm, queueLengthOf(settings));
     socket->set(option::reconnect_ivl, reconnectMs);
     if (mayBeAwayForLong(settings)) {
         socket->set(option::reconnect_ivl_max, longestReconnectMs);
     }
-    socket->set(option::maxmsgsize, static_cast<std::int64_t>(largestMessage));
+    socket->set(option::maxmsgsize, largestReceivedBy(settings) + largestSeal);
+    if (role.opening == SocketRole::Opening::Binds) {
+        socket->set(option::handshake_ivl, static_cast<int>(handshakeWithin.count()));
+    }
     setRoleOptions(*socket, settings.protocol);
     return socket;
 }

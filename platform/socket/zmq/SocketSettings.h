@@ -12,8 +12,9 @@ namespace tarn::socket {
 struct SocketSettings {
     Protocol protocol = Protocol::None;
     ClosePolicy closePolicy = ClosePolicy::Discard;
-    int queueLength = 1000;  ///< messages, per peer and direction
-    bool isWatched = false;  ///< whether a connecting socket can be asked for its losses
+    int queueLength = 0;              ///< messages, per peer and direction; 0 is what the role has
+    std::size_t largestReceived = 0;  ///< bytes; 0 is what the role has
+    bool isWatched = false;           ///< whether a connecting socket can be asked for its losses
     Audience audience = Audience::OwnPrograms;  ///< of the files that IPC endpoints are bound to
 };
 

@@ -10,6 +10,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/socket/visitors/ProcessVisitors.h"
+
 namespace tarn::socket {
 
 namespace {
@@ -62,6 +64,9 @@ bool ZmqSocket::receive(zmq::message_t& frame) {
     const auto size =
         callZmq("cannot receive", [&] { return socket.recv(frame, zmq::recv_flags::dontwait); });
     handedOver.load(std::memory_order_acquire);
+    if (size && processVisitors().areCounted()) {
+        processVisitors().credit(zmq_msg_get(frame.handle(), ZMQ_SRCFD), weightOfFrame(*size));
+    }
     return size.has_value();
 }
 

@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "platform/utils/Log.h"
+#include "platform/utils/log/ClosedFileAppender.h"
 #include "platform/utils/log/ConsoleAppender.h"
 
 namespace tarn::utils {
@@ -65,6 +66,7 @@ void logToConsole(log4cplus::Logger& logger) {
 void configure(const std::string& path) {
     log4cplus::helpers::Properties configuration(path);
     ConsoleAppender::replaceIn(configuration);
+    closeFilesIn(configuration);
     log4cplus::PropertyConfigurator(configuration).configure();
 }
 

@@ -52,6 +52,9 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
 // the log only, and the endpoints stay given out.
 void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
                                                                HandlerFrame& frame) {
+    if (!maySubmit(frame)) {
+        return;
+    }
     std::vector<std::string> endpoints;
     std::string error;
     if (!generateJobEndpoints(endpoints, 4, error)) {

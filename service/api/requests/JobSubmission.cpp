@@ -1,3 +1,4 @@
+#include "platform/resource_manager/ResourceManagerProxy.h"
 #include "platform/utils/Log.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/api/PersistentFileName.h"
@@ -23,6 +24,23 @@ WorkflowCreator::Properties propertiesOf(const ApiToServiceRequestJobSubmission&
 }
 
 }  // namespace
+
+bool ApiToServiceRequestHandler::isRunning(const std::string& jobId) const {
+    resource_manager::RunningJob job;
+    std::string error;
+    return dependencies.resourceManager.getRunningJobWithUuid(jobId, job, error) &&
+           !job.getJobDescription().getJobId().empty();
+}
+
+bool ApiToServiceRequestHandler::maySubmit(HandlerFrame& frame) {
+    const auto reason = submissionLimits.refusal(
+        socket::visitorOf(frame.sender()), dependencies.configuration.getLimits(),
+        [this](const std::string& jobId) { return isRunning(jobId); });
+    if (reason) {
+        frame.refuse(*reason);
+    }
+    return !reason;
+}
 
 bool ApiToServiceRequestHandler::generateJobEndpoints(std::vector<std::string>& endpoints,
                                                       std::size_t count, std::string& error) {
@@ -61,6 +79,9 @@ ApiToServiceRequestHandler::Persistence ApiToServiceRequestHandler::persistenceO
 // The client has its answer before the job exists: it learns the endpoints at once, and how the
 // launch went from the job or from the list of jobs.
 void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request, HandlerFrame& frame) {
+    if (!maySubmit(frame)) {
+        return;
+    }
     std::string ipcEndpoint;
     std::vector<std::string> endpoints;
     std::string error;
@@ -76,6 +97,7 @@ void ApiToServiceRequestHandler::handleJobSubmissionRequest(Request& request, Ha
     frame.send();
 
     const auto& submission = *request.MutableExtension(ApiToServiceRequestJobSubmission::base);
+    submissionLimits.note(socket::visitorOf(frame.sender()), submission.job_description().job_id());
     const auto persistence = persistenceOf(submission);
     dependencies.workflows.createWorkflow(
         ipcEndpoint, endpoints[0], endpoints[1], submission.job_description(),

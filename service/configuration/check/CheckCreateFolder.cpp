@@ -1,6 +1,11 @@
 #include "service/configuration/check/CheckCreateFolder.h"
 
+#include <sys/stat.h>
+
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
+
+#include "platform/os/ClosedFile.h"
 
 namespace tarn::service::configuration {
 
@@ -11,8 +16,8 @@ namespace {
 
 /// Empty when the folder was created, or by somebody else in the meantime.
 std::string createFolder(const std::string& folder) {
-    error_code reason;
-    fs::create_directory(folder, reason);
+    const bool isThere = ::mkdir(folder.c_str(), os::closedFolder) == 0 || errno == EEXIST;
+    const error_code reason(isThere ? 0 : errno, boost::system::system_category());
     return reason ? "Failed creating folder " + folder + ": " + reason.message() : "";
 }
 

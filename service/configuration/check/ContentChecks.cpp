@@ -11,6 +11,7 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Printable.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
+#include "service/configuration/LimitsElement.h"
 #include "service/configuration/SettingsTable.h"
 #include "service/configuration/check/ElementChecks.h"
 #include "service/configuration/xml/Replace.h"
@@ -148,6 +149,13 @@ void checkEach(const Elements& elements, void (*check)(const XmlNode&, ProblemLi
     }
 }
 
+void checkLimits(const XmlNode& element, ProblemList& problems) {
+    socket::Limits ignored;
+    readLimits(element, ignored, [&](const std::string& problem) {
+        problems.add(element, ProblemSeverity::Error, problem);
+    });
+}
+
 std::string contentOfFirst(const XmlNode& parent, const char* name) {
     const XmlNode* const element = firstChildElement(parent, name);
     return element == nullptr ? "" : elementContent(*element).value_or("");
@@ -196,6 +204,9 @@ void checkContents(const XmlNode& root, const ConfigurationSettings& settings,
                     break;
                 case Content::Library:
                     checkEach(elementsThatCount(section, setting, root), checkPlugin, problems);
+                    break;
+                case Content::Limits:
+                    checkEach(elementsOf(section, setting, root), checkLimits, problems);
                     break;
                 case Content::PortRange:
                     checkPortRanges(elementsOf(section, setting, root), settings, problems);

@@ -49,6 +49,15 @@ std::optional<std::string> attributeValue(const XmlNode& element, const char* na
     return attribute == nullptr ? std::nullopt : std::optional<std::string>(attribute->value());
 }
 
+std::vector<std::string> attributeNames(const XmlNode& element) {
+    std::vector<std::string> names;
+    for (const auto* attribute = element.first_attribute(); attribute != nullptr;
+         attribute = attribute->next_attribute()) {
+        names.emplace_back(attribute->name(), attribute->name_size());
+    }
+    return names;
+}
+
 std::string elementName(const XmlNode& element) {
     return {element.name(), element.name_size()};
 }

@@ -30,6 +30,9 @@ std::string elementValue(const XmlNode& element);
 
 std::optional<std::string> attributeValue(const XmlNode& element, const char* name);
 
+/// As they are written in the file.
+std::vector<std::string> attributeNames(const XmlNode& element);
+
 /// The name as it is written in the file.
 std::string elementName(const XmlNode& element);
 bool hasName(const XmlNode& element, const std::string& name);

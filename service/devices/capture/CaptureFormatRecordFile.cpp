@@ -5,6 +5,7 @@
 #include <exception>
 #include <optional>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/os/FileReplacement.h"
 #include "platform/os/SmallFile.h"
 #include "platform/utils/Log.h"
@@ -50,6 +51,7 @@ std::string CaptureFormatRecordFile::pathBeside(const std::string& formatFile) {
 Record CaptureFormatRecordFile::load() const {
     std::string problem = "it is damaged";
     try {
+        os::closeToOthers(path, os::closedFile);
         const auto content = path.empty() ? std::nullopt : os::readWhole(path, largestRecord);
         if (!content) {
             return {};

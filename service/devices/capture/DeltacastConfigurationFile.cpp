@@ -4,6 +4,7 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/os/FileReplacement.h"
 #include "platform/os/SmallFile.h"
 #include "platform/utils/Log.h"
@@ -71,6 +72,7 @@ bool DeltacastConfigurationFile::load(DeltacastConfig& configuration) const {
     utils::logInfo(
         formatter.formatMessage("Restoring persistent deltacast configuration from file: " + path));
     try {
+        os::closeToOthers(path, os::closedFile);
         const auto content = os::readWhole(path, largestFormat);
         if (!content) {
             utils::logInfo(formatter.formatMessage("Failed opening file"));

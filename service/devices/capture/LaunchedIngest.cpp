@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/os/FileReplacement.h"
 #include "platform/os/SmallFile.h"
 #include "platform/utils/Log.h"
@@ -45,6 +46,7 @@ void LaunchedIngest::showedItself(const os::ProcessIdentity& process, Time now) 
 void LaunchedIngest::load() {
     std::string word;
     constexpr std::size_t longestLine = 128;
+    os::closeToOthers(path, os::closedFile);
     std::istringstream file(os::readBeginning(path, longestLine).value_or(""));
     file >> word;
     if (Time::rep time = 0; word == orderedWord && file >> time) {

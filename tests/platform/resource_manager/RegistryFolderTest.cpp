@@ -139,6 +139,26 @@ TEST_F(RegistryFolders, LeaveAFileAloneThatSomebodyHolds) {
     EXPECT_FALSE(fs::exists(file + ".damaged-1"));
 }
 
+// A reader could hold the file's lock, and keep the service from storing anything.
+TEST_F(RegistryFolders, AreClosedToEverybodyElse) {
+    const auto modeOf = [](const fs::path& path) { return fs::status(path).permissions(); };
+    enter("a");
+    EXPECT_EQ(modeOf(file), fs::perms(0600));
+    EXPECT_EQ(modeOf(file + "-journal"), fs::perms(0600));
+    EXPECT_EQ(modeOf(fs::path(file).parent_path()), fs::perms(0750));
+}
+
+TEST_F(RegistryFolders, OfAnOlderVersionAreClosed) {
+    enter("a");
+    fs::permissions(file, fs::perms(0644));
+    fs::permissions(file + "-journal", fs::perms(0644));
+    fs::permissions(fs::path(file).parent_path(), fs::perms(0777));
+    enter("b");
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(file + "-journal").permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(fs::path(file).parent_path()).permissions(), fs::perms(0750));
+}
+
 TEST_F(RegistryFolders, FallBackToMemoryWhereNothingCanBeWritten) {
     const RegistryFolder nowhere(temporary.write("file", ""));
     const auto opened = nowhere.open(endpoint);

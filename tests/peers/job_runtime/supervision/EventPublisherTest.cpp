@@ -61,6 +61,21 @@ TEST_F(EventPublisherTest, EachEventSaysWhoseAndWhatItIs) {
     EXPECT_FALSE(end->GetExtension(JobEventEnd::base).has_signal());
 }
 
+// Whoever may listen to a job need not be let in where it plays from.
+TEST_F(EventPublisherTest, NoEventHoldsASecret) {
+    test::JobEvents events(endpoint);
+    awaitSubscriber();
+    publisher.failure("no rtsp://u:geheim@h/", "srt://h?passphrase=geheim");
+    publisher.end({JobEventEnd::FAILED, {}, "rtmp://h/app/geheim"}, Clock::now());
+    const auto failure = next(events);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->GetExtension(JobEventFailure::base).message(), "no rtsp://u:***@h/");
+    EXPECT_EQ(failure->GetExtension(JobEventFailure::base).detail(), "srt://h?passphrase=***");
+    const auto end = next(events);
+    ASSERT_TRUE(end);
+    EXPECT_EQ(end->GetExtension(JobEventEnd::base).message(), "rtmp://h/app/***");
+}
+
 TEST_F(EventPublisherTest, TheEndSaysHowTheProcessEnded) {
     test::JobEvents events(endpoint);
     awaitSubscriber();

@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <filesystem>
 
 #include "platform/utils/Log.h"
 #include "tests/support/TemporaryFolder.h"
@@ -38,6 +40,35 @@ TEST_F(Log4CPlusLogger, FollowsTheConfigurationFile) {
     logInfo("too low");
     logError("a text with %d");
     EXPECT_EQ(test::readFile(logFile()), "ERROR|a text with %d\n");
+}
+
+// Pipelines and addresses stand in it, and who may read it reads along.
+TEST_F(Log4CPlusLogger, ClosesItsFilesToOthersAlsoTheOlderOnes) {
+    namespace fs = std::filesystem;
+    const auto modeOf = [](const fs::path& file) { return fs::status(file).permissions(); };
+    const auto log = folder.path() / "made" / "out.log";
+    const auto config = folder.write("logger.config",
+                                     "log4cplus.logger.halden-f=INFO, FILE\n"
+                                     "log4cplus.appender.FILE=log4cplus::RollingFileAppender\n"
+                                     "log4cplus.appender.FILE.MaxFileSize=200KB\n"
+                                     "log4cplus.appender.FILE.MaxBackupIndex=3\n"
+                                     "log4cplus.appender.FILE.CreateDirs=true\n"
+                                     "log4cplus.appender.FILE.File=" +
+                                         log.string() + "\n");
+    const auto before = ::umask(0);
+    fs::create_directory(log.parent_path());
+    folder.write("made/out.log", "from long ago\n");
+    folder.write("made/out.log.3", "from longer ago\n");
+    registerLog4CPlusLogger("halden-f", config);
+    EXPECT_EQ(modeOf(log), fs::perms(0640));
+    EXPECT_EQ(modeOf(log.string() + ".3"), fs::perms(0640));
+    fs::remove(log.string() + ".3");
+    for (int line = 0; line < 3; ++line) {
+        logInfo(std::string(150000, 'x'));
+    }
+    EXPECT_EQ(modeOf(log.string() + ".1"), fs::perms(0640));
+    EXPECT_EQ(modeOf(log), fs::perms(0640));
+    EXPECT_EQ(::umask(before), 0U) << "the process's own is as before";
 }
 
 namespace {
