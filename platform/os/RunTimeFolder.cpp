@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/os/ClosedFile.h"
 #include "platform/os/FileDescriptor.h"
 #include "platform/os/TrustedListener.h"
 #include "platform/os/UserName.h"
@@ -24,8 +25,7 @@ namespace {
 constexpr auto systemFolder = "/run/halden-tarn";
 
 bool canBeWritten(const std::string& folder) {
-    std::error_code ignored;
-    fs::create_directories(folder, ignored);
+    makeClosedFolders(folder);
     return ::access(folder.c_str(), W_OK | X_OK) == 0;
 }
 
@@ -54,7 +54,7 @@ bool isOurs(uid_t owner) {
     return owner == ::geteuid() || (::geteuid() == 0 && isTrustedListener(owner));
 }
 
-void closeToOthers(const std::string& path) {
+void makePrivate(const std::string& path) {
     const FileDescriptor folder(
         ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!folder.isOpen() || ::fchmod(folder.get(), S_IRWXU) != 0) {
@@ -86,7 +86,7 @@ void makePrivateFolder(const std::string& path) {
         fail(path, "it is no folder; remove it");
     }
     if ((found.st_mode & ALLPERMS) != S_IRWXU) {
-        closeToOthers(path);
+        makePrivate(path);
     }
 }
 

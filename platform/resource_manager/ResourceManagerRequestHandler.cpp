@@ -105,8 +105,8 @@ ResourceManagerRequestHandler::~ResourceManagerRequestHandler() {
 bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& endpoint) {
     terminate();
     try {
-        auto socket =
-            tarn::socket::makeAnsweringSocket("Resource manager", endpoint, maxRequestBytes);
+        auto socket = tarn::socket::makeAnsweringSocket(
+            "Resource manager", endpoint, tarn::socket::Audience::OwnPrograms, maxRequestBytes);
         impl->replaceBy(std::make_shared<Implementation::Running>(
             std::move(socket), openRegistry(impl->registryFolder, endpoint), endpoint));
         return true;

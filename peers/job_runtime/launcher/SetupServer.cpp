@@ -33,8 +33,9 @@ std::optional<std::string> whyNotSetUpBy(const tarn::socket::Peer& sender) {
 
 SetupServer::SetupServer(const std::string& endpoint, const SetupProtocol& protocol)
     : protocol(protocol),
-      socket(tarn::socket::makeAnsweringSocket(
-          "Setup endpoint", tarn::socket::SocketEndpoint::FromString(endpoint), maxSetupBytes)),
+      socket(tarn::socket::makeAnsweringSocket("Setup endpoint",
+                                               tarn::socket::SocketEndpoint::FromString(endpoint),
+                                               tarn::socket::Audience::OwnPrograms, maxSetupBytes)),
       server(*socket, [this](tarn::socket::Socket&) { receive(); },
              {.notServed = "Setup not received: ", .notWaited = "Cannot wait for the setup: "}) {}
 

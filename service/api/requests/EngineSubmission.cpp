@@ -22,8 +22,8 @@ constexpr std::uint32_t replyLimit = 524288;
 
 ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& submission,
                                     const std::vector<std::string>& endpoints,
-                                     const configuration::ConfigurationHandler& configuration,
-                                     const access::Owner& owner) {
+                                    const configuration::ConfigurationHandler& configuration,
+                                    const access::Owner& owner) {
     ServiceToEngineRequest request;
     request.set_type(ServiceToEngineRequest::SETUP);
     auto& setup = *request.MutableExtension(ServiceToEngineRequestSetup::base);

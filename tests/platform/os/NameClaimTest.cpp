@@ -105,7 +105,9 @@ TEST_F(NameClaimTest, IsFreeWhenItsHolderIsKilledThoughACopyOfItLivesOn) {
             ::alarm(60);
             ::pause();
         }
-        static_cast<void>(::write(writing.get(), &copy, sizeof copy));
+        if (::write(writing.get(), &copy, sizeof copy) != sizeof copy) {
+            throw std::runtime_error("nobody reads which copy there is");
+        }
         ::pause();
     });
     pid_t copy = 0;
