@@ -7,6 +7,7 @@
 
 #include "platform/socket/IpcFile.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/zmq/Origin.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
@@ -27,6 +28,9 @@ class BoundSocket {
     /// yet may be lost. Does nothing when it is not one of the endpoints.
     void remove(const SocketEndpoint& endpoint);
 
+    /// To be told of who sent what was received: how his connection is known again.
+    void noteSender(const Origin& origin);
+
     ZmqSocket& socket() { return *bound; }
     /// The endpoints, for logs; empty when there are none.
     std::string describe(Protocol protocol) const;
@@ -44,6 +48,8 @@ class BoundSocket {
     void unbindInProcessName(const Bound& name);
     void unbindAddresses(const std::list<Bound>& those);
 
+    const Entrance entrance;
+    const std::shared_ptr<TcpProtection::State> protection;  // may be null
     const std::unique_ptr<ZmqSocket> bound;
     std::list<Bound> all;
 };

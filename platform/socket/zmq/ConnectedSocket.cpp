@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "platform/socket/curve/ProtectionState.h"
+
 namespace tarn::socket {
 
 namespace {
@@ -11,6 +13,7 @@ std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketE
     // Only one of a name's addresses is tried. Of "localhost" it must be the one that servers on
     // every interface, and on the loopback address, all have.
     socket->set(zmq::sockopt::ipv6, peer.host() != "localhost");
+    curve::protectConnection(*socket, peer, curve::inForce(settings.protection));
     return socket;
 }
 

@@ -16,6 +16,10 @@ class Origin {
 
     Peer peer() const;
 
+    /// Of a connection over TCP that proved a key; then that, and the connection's descriptor.
+    const std::string& provenKey() const { return key; }
+    int connection() const { return descriptor; }
+
   private:
     Peer overIpc() const;
 

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "platform/socket/SocketTypes.h"
+#include "platform/socket/TcpProtection.h"
 #include "platform/socket/zmq/ZmqSocket.h"
 
 namespace tarn::socket {
@@ -13,6 +15,10 @@ struct SocketSettings {
     ClosePolicy closePolicy = ClosePolicy::Discard;
     int queueLength = 1000;  ///< messages, per peer and direction
     bool isWatched = false;  ///< whether a connecting socket can be asked for its losses
+    /// Whom the endpoints are for that it binds; unless given, what its role is for.
+    std::optional<Entrance> entrance = {};
+    /// What protects its TCP endpoints; null: what protects the process then.
+    std::shared_ptr<TcpProtection::State> protection = {};
 };
 
 /// No message is larger on the wire, in bytes: a connection that brings a larger one is closed
