@@ -14,7 +14,6 @@ namespace tarn::access {
 
 namespace {
 
-constexpr std::size_t largestFile = std::size_t{1} << 20;
 constexpr std::size_t mostProblemLines = 10;
 
 Level neededFor(socket::Entrance entrance) {
@@ -49,7 +48,7 @@ utils::Synchronised<std::shared_ptr<const ClientKeys>>& inUse() {
 ClientKeys::ClientKeys(std::string path, std::string own)
     : file(std::move(path)), ownKey(std::move(own)) {
     watch();
-    *levels.lock() = read();
+    *levels.lock() = read().value_or(Levels());
 }
 
 // Before the file is read: what changes in between is noticed.
@@ -72,14 +71,13 @@ std::optional<ClientKeys::State> ClientKeys::stateNow() const {
                  info.st_mode, info.st_mtim.tv_sec, info.st_mtim.tv_nsec};
 }
 
-ClientKeys::Levels ClientKeys::read() const {
+// Nothing where that says nothing about the file.
+std::optional<ClientKeys::Levels> ClientKeys::read() const {
     Levels found;
     try {
-        const auto content = os::readWhole(file, largestFile);
+        const auto content = os::readWhole(file, largestClientKeyFile);
         if (!content) {
-            utils::logError("Client keys > " + file +
-                            " lets nobody in: " + std::generic_category().message(errno));
-            return {};
+            return unread(errno);
         }
         const auto list = parseClientKeys(*content);
         logProblems(file, list.problems);
@@ -90,6 +88,14 @@ ClientKeys::Levels ClientKeys::read() const {
         utils::logError("Client keys > " + file + " lets nobody in: " + tooLarge.what());
     }
     return found;
+}
+
+std::optional<ClientKeys::Levels> ClientKeys::unread(int error) const {
+    const bool isOurLack = error == EMFILE || error == ENFILE || error == ENOMEM;
+    utils::logError("Client keys > " + file +
+                    (isOurLack ? " cannot be looked at now: " : " lets nobody in: ") +
+                    std::generic_category().message(error));
+    return isOurLack ? std::nullopt : std::optional(Levels());
 }
 
 Level ClientKeys::levelOf(const std::string& key) const {
@@ -116,11 +122,15 @@ bool ClientKeys::refresh() {
     if (!isTold && now == readState) {
         return false;
     }
-    readState = now;
     auto fresh = read();
+    if (!fresh) {
+        readState.reset();  // the next look finds a change
+        return false;
+    }
+    readState = now;
     auto locked = levels.lock();
-    const bool differs = *locked != fresh;
-    *locked = std::move(fresh);
+    const bool differs = *locked != *fresh;
+    *locked = std::move(*fresh);
     return differs;
 }
 

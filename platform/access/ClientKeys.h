@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <ctime>
 #include <map>
 #include <memory>
@@ -32,6 +33,9 @@ struct ClientKeyList {
     std::vector<ClientKey> keys;
     std::vector<std::string> problems;  ///< of the lines that give nobody anything: "line 3: ..."
 };
+
+/// Larger files are not read, in bytes.
+inline constexpr std::size_t largestClientKeyFile = std::size_t{1} << 20;
 
 /// Reads a text. A line that is none gives nobody anything and costs the others nothing; of two
 /// lines for one key the lower level counts.
@@ -71,7 +75,8 @@ class ClientKeys : public socket::KeyPolicy {
 
     void watch();
     std::optional<State> stateNow() const;
-    Levels read() const;
+    std::optional<Levels> read() const;
+    std::optional<Levels> unread(int error) const;
 
     const std::string file;
     const std::string ownKey;
