@@ -55,6 +55,7 @@ CommandRow storagePropertiesCommand, storageWorkersCommand, storageSpaceCommand;
 CommandRow storageTicketCommand;
 CommandRow captureFamily, captureShowCommand, captureSetCommand;
 CommandRow configFamily, configCheckCommand;
+CommandRow keysFamily, keysGenerateCommand, keysAddCommand, keysListCommand, keysRemoveCommand;
 
 /// All of them, in the order of the help; members behind their family.
 struct CommandPlace {
@@ -91,6 +92,11 @@ inline constexpr CommandPlace commandTable[] = {
     {captureSetCommand, "capture"},
     {configFamily},
     {configCheckCommand, "config"},
+    {keysFamily},
+    {keysGenerateCommand, "keys"},
+    {keysAddCommand, "keys"},
+    {keysListCommand, "keys"},
+    {keysRemoveCommand, "keys"},
 };
 
 }  // namespace tarn::cli
