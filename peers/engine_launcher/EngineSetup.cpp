@@ -60,6 +60,7 @@ JobSetup EngineSetup::read(const google::protobuf::Message& message) const {
     result.pullEndpoints = {setup.third_engine_endpoint()};
     result.publishEndpoints = {setup.fourth_engine_endpoint()};
     result.resourcesEndpoint = setup.resources_endpoint();
+    result.tcpAccess = toTcpAccess(setup.tcp_security());
     return result;
 }
 

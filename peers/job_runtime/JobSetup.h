@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/TcpAccess.h"
 #include "platform/resource_manager/RunningJob.h"
 
 namespace tarn::peers {
@@ -20,6 +21,7 @@ struct JobSetup {
     std::string persistentFile;                      ///< empty: not persistent
     std::string persistentContent;                   ///< what that file holds
     bool comesBack = false;                          ///< it was read from that file
+    tarn::access::TcpAccessSettings tcpAccess = {};  ///< for its endpoints over TCP
 };
 
 }  // namespace tarn::peers

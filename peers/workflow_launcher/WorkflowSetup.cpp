@@ -26,6 +26,7 @@ std::string contentOf(ServiceToJobRequest request) {
         setup.set_persistent_file_path(file);
     }
     setup.clear_restored_from_file();
+    setup.clear_tcp_security();
     return request.SerializePartialAsString();
 }
 
@@ -63,6 +64,7 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
     result.persistentFile = fileOf(setup);
     result.persistentContent = contentOf(request);
     result.comesBack = !setup.restored_from_file().empty();
+    result.tcpAccess = toTcpAccess(setup.tcp_security());
     return result;
 }
 

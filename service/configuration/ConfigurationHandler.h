@@ -64,6 +64,7 @@ class ConfigurationHandler : public utils::MessageFormatter {
     const std::string& getPersistentDeltacastConfigurationFile() const {
         return settings.persistentDeltacastConfigurationFile;
     }
+    const SecuritySettings& getSecurity() const { return settings.security; }
     const std::vector<std::string>& getPlugins() const { return settings.plugins; }
     const std::vector<TarnDevice>& getDevices() const { return settings.devices; }
     const std::vector<std::shared_ptr<DeltacastServiceConfigurationHandler>>& getDeltacastServices()

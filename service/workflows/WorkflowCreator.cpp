@@ -8,6 +8,7 @@
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
+#include "service/workflows/TcpSecurityOfJobs.h"
 #include "service/workflows/launch/ShellQuote.h"
 
 namespace tarn::service {
@@ -114,6 +115,9 @@ bool WorkflowCreator::createWorkflow(
     setup.set_first_job_endpoint(firstJobEndpoint);
     setup.set_second_job_endpoint(secondJobEndpoint);
     setup.set_resources_endpoint(dependencies.configuration.getResourcesEndpoint());
+    if (dependencies.configuration.getSecurity().isGiven()) {
+        fill(*setup.mutable_tcp_security(), dependencies.configuration.getSecurity());
+    }
     auto resources = properties;
     resources["Endpoint"] = {firstJobEndpoint, secondJobEndpoint};
     addResources(setup, resources);

@@ -3,6 +3,7 @@
 #include "proto/service_engine.pb.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
+#include "service/workflows/TcpSecurityOfJobs.h"
 #include "service/workflows/WorkflowCreator.h"
 
 namespace tarn::service {
@@ -20,7 +21,7 @@ constexpr std::uint32_t replyLimit = 524288;
 
 ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& submission,
                                     const std::vector<std::string>& endpoints,
-                                    const std::string& resourcesEndpoint) {
+                                    const configuration::ConfigurationHandler& configuration) {
     ServiceToEngineRequest request;
     request.set_type(ServiceToEngineRequest::SETUP);
     auto& setup = *request.MutableExtension(ServiceToEngineRequestSetup::base);
@@ -34,7 +35,10 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
     auto& resource = *setup.add_resources_to_reserve();
     resource.set_name("Endpoint");
     resource.mutable_values()->Add(endpoints.begin(), endpoints.end());
-    setup.set_resources_endpoint(resourcesEndpoint);
+    setup.set_resources_endpoint(configuration.getResourcesEndpoint());
+    if (configuration.getSecurity().isGiven()) {
+        fill(*setup.mutable_tcp_security(), configuration.getSecurity());
+    }
     return request;
 }
 
@@ -68,7 +72,7 @@ void ApiToServiceRequestHandler::handleEngineSubmissionRequest(Request& request,
         setUpEngine(
             ipcEndpoint,
             setupRequest(*request.MutableExtension(ApiToServiceRequestEngineSubmission::base),
-                         endpoints, dependencies.configuration.getResourcesEndpoint()));
+                         endpoints, dependencies.configuration));
     } catch (const std::exception& e) {
         utils::logError(formatMessage(std::string("Failed starting external job: ") + e.what()));
     }
