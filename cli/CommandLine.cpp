@@ -9,10 +9,12 @@
 #include "cli/CommandError.h"
 #include "cli/client/ServiceClient.h"
 #include "cli/commands/Commands.h"
+#include "cli/keys/KeyPlaces.h"
 #include "cli/output/Output.h"
 #include "platform/program/CommandLine.h"
 #include "platform/program/Options.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/TcpProtection.h"
 
 namespace tarn::cli {
 
@@ -23,6 +25,7 @@ struct GlobalOptions {
     std::chrono::milliseconds timeout{5000};
     bool waitForService = false;
     bool json = false;
+    KeyChoice keys;
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
@@ -32,6 +35,10 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options) {
                         "Seconds to wait for one answer");
     app.add_flag("--wait-for-service", options.waitForService,
                  "Wait for a service that is not there yet, for the time-out at most");
+    app.add_option("--key", options.keys.keyFile,
+                   "The file of your secret key, for a service over TCP");
+    app.add_option("--server-key", options.keys.serverKey,
+                   "The service's public key, or the file with it");
 }
 
 void addCommand(CLI::App& parent, const Command& command, Action& chosen) {
@@ -99,6 +106,7 @@ ExitStatus run(const std::vector<std::string>& arguments, Output& output) {
     if (const auto end = program::parseArguments(app, arguments)) {
         return tellEnd(*end, output);
     }
+    const auto protection = protectConnections(options.keys);
     ServiceClient service = clientFor(options);
     return chosen({service, output, options.json ? Format::Json : Format::Text});
 }

@@ -48,6 +48,7 @@ Gateway::Gateway(const GatewayOptions& options)
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
     events.setQueueLength(longestQueue);
+    events.setEntrance(tarn::socket::Entrance::OwnPrograms);
     events.createAndConnect(Protocol::Pull, options.events, 0);
     utils::logInfo(
         formatMessage("started: " + events.debugString() + ", " + publisher.debugString()));

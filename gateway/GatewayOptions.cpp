@@ -4,6 +4,7 @@
 
 #include "platform/program/CommandLine.h"
 #include "platform/program/Options.h"
+#include "platform/program/TcpAccessOptions.h"
 #include "platform/socket/PublishingEndpoint.h"
 
 namespace tarn::gateway {
@@ -22,12 +23,15 @@ std::optional<GatewayOptions> parseGatewayOptions(program::CommandLine& line) {
                          "\".pub\" behind it, or the port after it");
     program::addEndpoint(app, "--requests", requests,
                          "The service's requests endpoint, where its tree is asked for");
+    access::TcpAccessSettings tcpAccess;
+    program::addTcpAccess(app, tcpAccess);
     const bool good = line.parse(app, [&] {
         if (!publish) {
             publish = tarn::socket::publishingEndpointFor(events);
         }
     });
-    return good ? std::optional(GatewayOptions{events, *publish, requests}) : std::nullopt;
+    return good ? std::optional(GatewayOptions{events, *publish, requests, tcpAccess})
+                : std::nullopt;
 }
 
 }  // namespace tarn::gateway

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "platform/access/TcpAccess.h"
 #include "platform/socket/SocketEndpoint.h"
 
 namespace tarn::program {
@@ -15,6 +16,7 @@ struct GatewayOptions {
     tarn::socket::SocketEndpoint events;
     tarn::socket::SocketEndpoint publish;
     tarn::socket::SocketEndpoint requests;  ///< the service's
+    tarn::access::TcpAccessSettings tcpAccess = {};
 };
 
 /// Nothing when the program is to end at once.

@@ -4,6 +4,7 @@
 
 #include "gateway/Gateway.h"
 #include "gateway/GatewayOptions.h"
+#include "platform/access/TcpAccess.h"
 #include "platform/os/SignalInput.h"
 #include "platform/program/Program.h"
 #include "platform/program/Readiness.h"
@@ -13,6 +14,9 @@ int main(int argc, char** argv) {
     return program::run(argc, argv, gateway::parseGatewayOptions,
                         [](const gateway::GatewayOptions& options) {
                             os::SignalInput signals{SIGINT, SIGTERM, SIGUSR1};
+                            access::checkReach(options.tcpAccess, options.events);
+                            access::checkReach(options.tcpAccess, options.publish);
+                            const access::TcpAccess protection(options.tcpAccess);
                             gateway::Gateway relaying(options);
                             program::announceReadiness();
                             relaying.run(signals);

@@ -57,6 +57,7 @@ CommandRow captureFamily, captureShowCommand, captureSetCommand;
 CommandRow configFamily, configCheckCommand;
 CommandRow accessFamily, accessGrantCommand, accessRevokeCommand, accessListCommand;
 CommandRow doctorCommand;
+CommandRow keysFamily, keysGenerateCommand, keysAddCommand, keysListCommand, keysRemoveCommand;
 
 /// All of them, in the order of the help; members behind their family.
 struct CommandPlace {
@@ -98,6 +99,11 @@ inline constexpr CommandPlace commandTable[] = {
     {accessRevokeCommand, "access"},
     {accessListCommand, "access"},
     {doctorCommand},
+    {keysFamily},
+    {keysGenerateCommand, "keys"},
+    {keysAddCommand, "keys"},
+    {keysListCommand, "keys"},
+    {keysRemoveCommand, "keys"},
 };
 
 }  // namespace tarn::cli

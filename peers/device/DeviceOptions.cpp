@@ -4,6 +4,7 @@
 
 #include "peers/device/PushChannel.h"
 #include "platform/program/Options.h"
+#include "platform/program/TcpAccessOptions.h"
 
 namespace tarn::peers {
 
@@ -15,6 +16,15 @@ void addDeviceOptions(CLI::App& app, DeviceEndpoints& endpoints) {
            "--poll-only", [&endpoints] { endpoints.events.reset(); },
            "Sends no changes: the service has to ask")
         ->excludes(events);
+    program::addTcpAccess(app, endpoints.tcpAccess);
+}
+
+std::unique_ptr<access::TcpAccess> protect(const DeviceEndpoints& endpoints) {
+    access::checkReach(endpoints.tcpAccess, endpoints.requests);
+    if (endpoints.events) {
+        access::checkReach(endpoints.tcpAccess, *endpoints.events);
+    }
+    return std::make_unique<access::TcpAccess>(endpoints.tcpAccess);
 }
 
 std::unique_ptr<EventChannel> openEvents(const DeviceEndpoints& endpoints) {

@@ -1,6 +1,7 @@
 #include "peers/device/DeviceServer.h"
 
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "proto/monitoring.pb.h"
@@ -18,10 +19,19 @@ std::chrono::milliseconds durationUntil(DeviceServer::Time until) {
     return std::clamp(left, std::chrono::milliseconds(0), longestWait);
 }
 
+// Over TCP whoever may ask could also tell the device to stop: it is the service that asks.
+std::unique_ptr<tarn::socket::Socket> makeSocket(const tarn::socket::SocketEndpoint& endpoint) {
+    auto socket = std::make_unique<tarn::socket::Socket>("Monitoring endpoint",
+                                                         tarn::socket::ClosePolicy::Flush);
+    socket->setEntrance(tarn::socket::Entrance::OwnPrograms);
+    socket->createAndConnect(tarn::socket::Protocol::Reply, endpoint, /*timeoutMs=*/0);
+    return socket;
+}
+
 }  // namespace
 
 DeviceServer::DeviceServer(const tarn::socket::SocketEndpoint& endpoint, Answer answer)
-    : socket(tarn::socket::makeAnsweringSocket("Monitoring endpoint", endpoint)),
+    : socket(makeSocket(endpoint)),
       server(*socket, tarn::socket::answering<Request>(maxRequestBytes, std::move(answer)),
              {.notServed = "Request not served: ", .notWaited = "Cannot wait for requests: "}) {}
 

@@ -64,6 +64,7 @@ JobSetup EngineSetup::read(const google::protobuf::Message& message) const {
     result.publishEndpoints = {setup.fourth_engine_endpoint()};
     result.resourcesEndpoint = setup.resources_endpoint();
     result.cell = std::make_shared<const tarn::service::proto::JobCell>(setup.cell());
+    result.tcpAccess = toTcpAccess(setup.tcp_security());
     return result;
 }
 

@@ -22,6 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 int monitorHost(const HostMonitorOptions& options) {
     const tarn::os::StopSignals signals;
+    const auto protection = protect(options.endpoints);
     const HostReader reader("/");
     HostDescription description(options.name);
     const auto sample = [&] { return description.describe(reader.read(Clock::now())); };

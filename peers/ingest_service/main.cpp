@@ -37,6 +37,7 @@ void startMediaLibrary() {
 int capture(const IngestOptions& options) {
     ::signal(SIGHUP, SIG_IGN);  // the terminal, with which we have nothing to do
     const tarn::os::StopSignals signals;
+    const auto protection = protect(options.endpoints);
     auto events = openEvents(options.endpoints);
     startMediaLibrary();
     Ingest ingest(options);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/access/TcpAccess.h"
 #include "platform/resource_manager/RunningJob.h"
 #include "proto/service.fwd.h"
 
@@ -24,6 +25,7 @@ struct JobSetup {
     bool comesBack = false;                          ///< it was read from that file
     /// What confines the pipeline; none: what a service says whose configuration says nothing.
     std::shared_ptr<const tarn::service::proto::JobCell> cell = {};
+    tarn::access::TcpAccessSettings tcpAccess = {};  ///< for its endpoints over TCP
 };
 
 }  // namespace tarn::peers

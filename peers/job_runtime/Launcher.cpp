@@ -16,7 +16,9 @@
 #include "peers/job_runtime/supervision/Job.h"
 #include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
+#include "platform/access/TcpAccess.h"
 #include "platform/program/Program.h"
+#include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 
@@ -98,6 +100,7 @@ class Launcher {
 
     std::unique_ptr<Job> makeJob(JobSetup setup, SetupAnswer& answer) {
         try {
+            protect(setup);
             return std::make_unique<Job>(std::move(setup), std::move(process), stop, logFile);
         } catch (const std::exception& e) {
             utils::logError("Job setup failed: " + utils::printable(e.what(), maxSetupText));
@@ -106,8 +109,20 @@ class Launcher {
         }
     }
 
+    // Its endpoints are those that clients reach; what it connects to itself is the service's.
+    void protect(const JobSetup& setup) {
+        for (const auto& endpoint :
+             {setup.job.getCommandEndpoint(), setup.job.getEventEndpoint()}) {
+            access::checkReach(setup.tcpAccess, socket::SocketEndpoint::FromString(endpoint));
+        }
+        if (setup.tcpAccess.required || setup.tcpAccess.hasKeys()) {
+            tcpAccess.emplace(setup.tcpAccess);
+        }
+    }
+
     const LauncherOptions options;
     const SetupProtocol& protocol;
+    std::optional<access::TcpAccess> tcpAccess;  // until the last of its sockets is closed
     StopRequest stop;
     std::unique_ptr<PipelineProcess> process;
     std::string logFile;

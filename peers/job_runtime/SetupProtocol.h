@@ -60,4 +60,14 @@ tarn::resource_manager::RunningJob::Resources toResources(const Reservations& re
     return resources;
 }
 
+/// How its endpoints are protected. `message` is a TcpSecurity.
+template <typename Message>
+tarn::access::TcpAccessSettings toTcpAccess(const Message& message) {
+    return {.required = message.required(),
+            .keyFile = message.key_file(),
+            .clientKeys = message.client_keys(),
+            .serverKey = {},
+            .serverKeys = {}};
+}
+
 }  // namespace tarn::peers

@@ -28,6 +28,7 @@ std::string contentOf(ServiceToJobRequest request) {
     }
     setup.clear_restored_from_file();
     setup.clear_cell();
+    setup.clear_tcp_security();
     return request.SerializePartialAsString();
 }
 
@@ -67,6 +68,7 @@ JobSetup WorkflowSetup::read(const google::protobuf::Message& message) const {
     result.persistentContent = contentOf(request);
     result.comesBack = !setup.restored_from_file().empty();
     result.cell = std::make_shared<const tarn::service::proto::JobCell>(setup.cell());
+    result.tcpAccess = toTcpAccess(setup.tcp_security());
     return result;
 }
 

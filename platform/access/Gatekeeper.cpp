@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/access/ClientKeys.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::access {
@@ -22,7 +23,9 @@ Level levelOf(const socket::Peer& peer) {
     if (peer.transport == socket::Transport::Ipc) {
         return peer.user ? levelOf(*peer.user) : Level::None;
     }
-    return Level::Admin;
+    // Where keys are asked for, nobody gets so far over TCP who has not proved one.
+    const bool hasKey = peer.transport == socket::Transport::Tcp && !peer.key.empty();
+    return hasKey ? levelOfKey(peer.key) : Level::Admin;
 }
 
 bool isOwnProgram(const socket::Peer& peer) {

@@ -59,6 +59,7 @@ CatchUpPublisher::Announcement CatchUpPublisher::Implementation::nextAnnouncemen
         isDisturbed = false;
         return Announcement::None;
     }
+    listening.noteSender(Origin(frame));
     const char kind = frame.empty() ? '\xff' : frame.to_string_view().front();
     // The library counts what is no announcement as one when it looks up who made it.
     isDisturbed = isDisturbed || (kind != 0 && kind != 1);

@@ -48,9 +48,7 @@ std::optional<std::string> whyNobodyListens(const SocketEndpoint& endpoint,
             case Transport::Ipc:
                 return problemOfIpc(endpoint);
             case Transport::Tcp:
-                return ConnectedSocket::isRefused(endpoint, bound)
-                           ? std::optional("nobody listens on " + textOf(endpoint))
-                           : std::nullopt;
+                return ConnectedSocket::whyRefused(endpoint, bound);
             default:
                 return std::nullopt;
         }

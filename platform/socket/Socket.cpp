@@ -45,6 +45,14 @@ void Socket::setTimeout(milliseconds bound) {
     impl->bound = bound;
 }
 
+void Socket::setEntrance(Entrance entrance) {
+    impl->settings.entrance = entrance;
+}
+
+void Socket::protectBy(const TcpProtection& protection) {
+    impl->settings.protection = protection.state();
+}
+
 void Socket::create(Protocol protocol) {
     if (impl->settings.protocol != Protocol::None) {
         throw std::invalid_argument(debugString() + ": the socket is created already");

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/socket/Audience.h"
+#include "platform/socket/KeyPolicy.h"
 #include "platform/socket/Peer.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/SocketTypes.h"
@@ -18,6 +19,8 @@ class Message;
 }
 
 namespace tarn::socket {
+
+class TcpProtection;
 
 /// One message socket. An object may be moved between threads but is used by one at a time; nothing
 /// here locks. No call waits without a bound: sends and receives end after 5 seconds with an
@@ -48,6 +51,13 @@ class Socket {
 
     /// Shortens or lengthens the bound of sends and receives. Any time.
     void setTimeout(std::chrono::milliseconds bound);
+
+    /// Whom the endpoints are for that the socket binds, where they are protected. Devices on Pull,
+    /// else clients, by default. Before create.
+    void setEntrance(Entrance entrance);
+
+    /// What protects its TCP endpoints, instead of what protects the process. Before connect.
+    void protectBy(const TcpProtection& protection);
 
     /// Chooses the role; opens nothing.
     void create(Protocol protocol);

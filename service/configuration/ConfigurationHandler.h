@@ -66,6 +66,7 @@ class ConfigurationHandler : public utils::MessageFormatter {
     }
     const JobCellSettings& getJobCell() const { return settings.jobCell; }
     const socket::Limits& getLimits() const { return settings.limits; }
+    const SecuritySettings& getSecurity() const { return settings.security; }
     const std::vector<std::string>& getPlugins() const { return settings.plugins; }
     const std::vector<TarnDevice>& getDevices() const { return settings.devices; }
     const std::vector<std::shared_ptr<DeltacastServiceConfigurationHandler>>& getDeltacastServices()

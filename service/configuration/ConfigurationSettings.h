@@ -21,6 +21,8 @@ enum class TarnDeviceType : std::int32_t { GENERIC = 0, DELTACAST = 1, DPDK = 2 
 struct TarnDevice {
     TarnDeviceType type = TarnDeviceType::GENERIC;
     std::string monitoringInterface;  ///< Endpoint text of the device's monitoring socket.
+    /// Over TCP: its public key, where that is not this machine's own.
+    std::string publicKey = {};
 };
 
 /// The kinds of devices. A further one is a line here, its controller, and the making of that in
@@ -38,6 +40,15 @@ inline constexpr TarnDeviceKind deviceKinds[] = {
 
 /// Ports (from, to) by interface name. From may be above to.
 using TcpPortRanges = std::map<std::string, std::pair<std::uint16_t, std::uint16_t>>;
+
+/// How connections over TCP are protected.
+struct SecuritySettings {
+    bool required = false;   ///< Without keys, TCP stays within this machine.
+    std::string keyFile;     ///< This machine's secret key; empty: there are no keys.
+    std::string clientKeys;  ///< The file with the keys of clients.
+
+    bool isGiven() const { return required || !keyFile.empty(); }
+};
 
 /// Every setting of the service, at first with its built-in value. A value; the handlers are shared
 /// with whoever holds a copy.
@@ -57,6 +68,7 @@ struct ConfigurationSettings {
     std::string persistentDeltacastConfigurationFile;
     JobCellSettings jobCell;
     socket::Limits limits;
+    SecuritySettings security;
 
     /// Back to the built-in values; no plug-ins, ranges, devices and loop storages. The Deltacast
     /// services and the persistent Deltacast configuration file are kept, on purpose.

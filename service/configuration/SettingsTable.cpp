@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/keys/KeyPair.h"
 #include "platform/utils/Log.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
@@ -44,6 +45,28 @@ TarnDeviceType typeOf(const XmlNode& device) {
     return kind == std::end(deviceKinds) ? TarnDeviceType::GENERIC : kind->type;
 }
 
+std::string textOf(const XmlNode& parent, const char* name) {
+    const XmlNode* const element = firstChildElement(parent, name);
+    return element == nullptr ? "" : elementContent(*element).value_or("");
+}
+
+// What is meant to be closed must not be open for a slip of the pen.
+void takeSecurity(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
+    const auto required = attributeValue(element, "required");
+    if (required && *required != "true" && *required != "false") {
+        throw ConfigurationError(
+            owner, "Attribute \"required\" of Security is neither \"true\" nor \"false\"", element);
+    }
+    const SecuritySettings taken{.required = required == "true",
+                                 .keyFile = textOf(element, "KeyFile"),
+                                 .clientKeys = textOf(element, "ClientKeys")};
+    if (taken.keyFile.empty() != taken.clientKeys.empty()) {
+        throw ConfigurationError(
+            owner, "Security has one of KeyFile and ClientKeys without the other", element);
+    }
+    settings.security = taken;
+}
+
 void takeDevice(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
     const XmlNode* const monitoring = firstChildElement(element, "MonitoringInterface");
     const auto endpoint = monitoring == nullptr ? std::nullopt : elementContent(*monitoring);
@@ -51,7 +74,11 @@ void takeDevice(const XmlNode& element, ConfigurationSettings& settings, Owner o
         throw ConfigurationError(
             owner, "Missing \"MonitoringInterface\" node in TarnProtocolDevice", element);
     }
-    settings.devices.push_back({typeOf(element), *endpoint});
+    const auto publicKey = textOf(element, "PublicKey");
+    if (!publicKey.empty() && !keys::isKey(publicKey)) {
+        throw ConfigurationError(owner, "PublicKey of a TarnProtocolDevice is no key", element);
+    }
+    settings.devices.push_back({typeOf(element), *endpoint, publicKey});
 }
 
 void takeDeltacastService(const XmlNode& element, ConfigurationSettings& settings, Owner) {
@@ -104,10 +131,16 @@ const std::vector<SettingsSection>& settingsTable() {
           {"PersistentJobsFolder", &Settings::persistentJobsFolder},
           {"PersistentDeltacastConfigurationFile",
            &Settings::persistentDeltacastConfigurationFile}}},
-        {"TarnProtocolDevice", {{"MonitoringInterface", {}, Content::Endpoint}}, takeDevice},
+        {"TarnProtocolDevice",
+         {{"MonitoringInterface", {}, Content::Endpoint}, {"PublicKey"}},
+         takeDevice},
         {"DeltacastService", named(DeltacastServiceConfigurationHandler::elementNames()),
          takeDeltacastService},
-        {"Security", {{"Limits", takeLimits, Content::Limits}}},
+        {"Security",
+         {{"Limits", takeLimits, Content::Limits},
+          {"KeyFile", {}, Content::KeyFile},
+          {"ClientKeys", {}, Content::ClientKeys}},
+         takeSecurity},
         {"Storage", named(LoopStorageConfigurationHandler::elementNames()), takeStorage},
         {"Jobs", named(jobCellElementNames()), takeJobCell},
     };

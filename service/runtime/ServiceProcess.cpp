@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <exception>
 #include <list>
+#include <stdexcept>
 #include <string>
 
 #include "platform/media_framework/Kln.h"
@@ -55,6 +56,35 @@ bool parseEndpoint(const std::string& text, socket::SocketEndpoint& endpoint, co
         utils::logError(std::string(problem) + e.what());
         return false;
     }
+}
+
+access::TcpAccessSettings tcpAccessOf(const configuration::ConfigurationHandler& settings) {
+    const auto& security = settings.getSecurity();
+    access::TcpAccessSettings result{.required = security.required,
+                                     .keyFile = security.keyFile,
+                                     .clientKeys = security.clientKeys,
+                                     .serverKey = {},
+                                     .serverKeys = {}};
+    for (const auto& device : settings.getDevices()) {
+        if (!device.publicKey.empty()) {
+            result.serverKeys[device.monitoringInterface] = device.publicKey;
+        }
+    }
+    return result;
+}
+
+// What is no endpoint is told where it is used.
+bool mayBeUsed(const access::TcpAccessSettings& security, const std::string& endpoint,
+               const char* problem) {
+    try {
+        access::checkReach(security, socket::SocketEndpoint::FromString(endpoint));
+    } catch (const std::invalid_argument&) {
+        return true;
+    } catch (const std::runtime_error& e) {
+        utils::logError(std::string(problem) + e.what());
+        return false;
+    }
+    return true;
 }
 
 RunningParts runningParts() {
@@ -144,7 +174,31 @@ ServiceProcess::Step ServiceProcess::loadConfiguration() {
                                       "Could not setup request endpoint: ") &&
                         parseEndpoint(settings.getEventsEndpoint(), eventsEndpoint,
                                       "Could not setup event endpoint: ");
-    return parsed ? Step::Done : Step::Failed;
+    return parsed ? protectTcp() : Step::Failed;
+}
+
+// Before the first socket is opened. A device that may not be reached is not the end of the others.
+ServiceProcess::Step ServiceProcess::protectTcp() {
+    const auto& settings = configuration::GetConfigurationHandler();
+    const auto security = tcpAccessOf(settings);
+    const bool good =
+        mayBeUsed(security, settings.getRequestsEndpoint(), "Could not setup request endpoint: ") &&
+        mayBeUsed(security, settings.getEventsEndpoint(), "Could not setup event endpoint: ") &&
+        mayBeUsed(security, settings.getResourcesEndpoint(),
+                  "Could not setup resources endpoint: ");
+    for (const auto& device : settings.getDevices()) {
+        mayBeUsed(security, device.monitoringInterface, "Could not setup device: ");
+    }
+    if (!good) {
+        return Step::Failed;
+    }
+    try {
+        tcpAccess.emplace(security);
+        return Step::Done;
+    } catch (const std::exception& e) {
+        utils::logError(std::string("Could not setup security: ") + e.what());
+        return Step::Failed;
+    }
 }
 
 int ServiceProcess::runServices(ShutdownThread& shutdown) {

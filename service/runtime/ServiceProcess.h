@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+
+#include "platform/access/TcpAccess.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "service/runtime/shutdown/StopSignal.h"
 
@@ -23,6 +26,7 @@ class ServiceProcess {
 
     Step registerLoggers();
     Step loadConfiguration();
+    Step protectTcp();
     int runUntilStopped(const RunningParts& parts);
     int runServices(ShutdownThread& shutdown);
     void startMonitoring();
@@ -32,6 +36,7 @@ class ServiceProcess {
     void waitForDeltacastService();
 
     StopSignal stop;  // first: signals are ours before anything else happens
+    std::optional<access::TcpAccess> tcpAccess;
     socket::SocketEndpoint requestsEndpoint;
     socket::SocketEndpoint eventsEndpoint;
 };

@@ -10,6 +10,7 @@
 #include "proto/service_job.pb.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/workflows/JobCellSetup.h"
+#include "service/workflows/TcpSecurityOfJobs.h"
 #include "service/workflows/launch/ShellQuote.h"
 
 namespace tarn::service {
@@ -123,6 +124,9 @@ bool WorkflowCreator::createWorkflow(
         !refused.empty()) {
         utils::logWarning(formatMessage("Job " + utils::printable(uuid) +
                                         " asks for more than jobs may have: " + refused));
+    }
+    if (dependencies.configuration.getSecurity().isGiven()) {
+        fill(*setup.mutable_tcp_security(), dependencies.configuration.getSecurity());
     }
     auto resources = properties;
     resources["Endpoint"] = {firstJobEndpoint, secondJobEndpoint};

@@ -5,6 +5,7 @@
 
 #include "platform/socket/IpcListener.h"
 #include "platform/socket/IpcPathClaim.h"
+#include "platform/socket/curve/ProtectionState.h"
 #include "platform/socket/zmq/SocketMonitor.h"
 
 namespace tarn::socket {
@@ -22,10 +23,23 @@ std::string addressOf(const SocketEndpoint& endpoint) {
     return endpoint.toString(Protocol::None);
 }
 
+Entrance entranceOf(Protocol protocol) {
+    return protocol == Protocol::Pull ? Entrance::Devices : Entrance::Clients;
+}
+
 }  // namespace
 
 BoundSocket::BoundSocket(const SocketSettings& settings)
-    : audience(settings.audience), bound(makeZmqSocket(settings)) {}
+    : audience(settings.audience),
+      entrance(settings.entrance.value_or(entranceOf(settings.protocol))),
+      protection(curve::inForce(settings.protection)),
+      bound(makeZmqSocket(settings)) {}
+
+void BoundSocket::noteSender(const Origin& origin) {
+    if (protection && !origin.provenKey().empty()) {
+        protection->connections.note(origin.connection(), origin.provenKey());
+    }
+}
 
 BoundSocket::~BoundSocket() {
     unbind(all);
@@ -41,6 +55,7 @@ void BoundSocket::add(const SocketEndpoint& endpoint) {
 
 std::string BoundSocket::bind(const SocketEndpoint& endpoint) {
     const auto address = addressOf(endpoint);
+    curve::protectBinding(*bound, endpoint, entrance, protection);
     switch (endpoint.transport()) {
         case Transport::InProcess:
             bound->context()->inProcessNames().bind(endpoint.host(), [&] { bound->bind(address); });

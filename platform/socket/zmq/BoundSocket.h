@@ -7,6 +7,7 @@
 
 #include "platform/socket/IpcFile.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/zmq/Origin.h"
 #include "platform/socket/zmq/SocketSettings.h"
 
 namespace tarn::socket {
@@ -30,6 +31,9 @@ class BoundSocket {
     /// Nothing when it is bound to endpoints of several, or to none.
     std::optional<Transport> onlyTransport() const;
 
+    /// To be told of who sent what was received: how his connection is known again.
+    void noteSender(const Origin& origin);
+
     ZmqSocket& socket() { return *bound; }
     /// The endpoints, for logs; empty when there are none.
     std::string describe(Protocol protocol) const;
@@ -48,6 +52,8 @@ class BoundSocket {
     void unbindAddresses(const std::list<Bound>& those);
 
     const Audience audience;
+    const Entrance entrance;
+    const std::shared_ptr<TcpProtection::State> protection;  // may be null
     const std::unique_ptr<ZmqSocket> bound;
     std::list<Bound> all;
 };

@@ -3,16 +3,29 @@
 #include <stdexcept>
 
 #include "platform/socket/TrustedEndpoint.h"
+#include "platform/socket/curve/ProtectionState.h"
 
 namespace tarn::socket {
 
 namespace {
+
+constexpr int endsOfAttempts = ZMQ_EVENT_CONNECT_RETRIED | ZMQ_EVENT_DISCONNECTED |
+                               ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH |
+                               ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
+                               ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL;
+
+// It does not say so itself.
+const char* whyEnded(const curve::ProtectionState& protection) {
+    const bool hasKeys = protection && protection->security.own;
+    return hasKeys ? "it has another key than is expected of it" : "it may want a key";
+}
 
 std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketEndpoint& peer) {
     auto socket = makeZmqSocket(settings);
     // Only one of a name's addresses is tried. Of "localhost" it must be the one that servers on
     // every interface, and on the loopback address, all have.
     socket->set(zmq::sockopt::ipv6, peer.host() != "localhost");
+    curve::protectConnection(*socket, peer, curve::inForce(settings.protection));
     return socket;
 }
 
@@ -40,14 +53,29 @@ ConnectedSocket::ConnectedSocket(const SocketSettings& settings, const SocketEnd
     }
 }
 
-bool ConnectedSocket::isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound) {
+// Whether keys fit is known some messages after the connection is there.
+std::optional<std::string> ConnectedSocket::whyRefused(const SocketEndpoint& endpoint,
+                                                       std::chrono::milliseconds bound) {
     const SocketSettings settings{.protocol = Protocol::Request,
                                   .closePolicy = ClosePolicy::Discard};
     const auto peer = endpoint.asPeer();
     const auto socket = makeFor(settings, peer);
-    SocketMonitor monitor(*socket, ZMQ_EVENT_CONNECTED | ZMQ_EVENT_CONNECT_RETRIED);
-    socket->connect(peer.toString(settings.protocol));
-    return monitor.waitForEvent(os::Deadline(bound)) == ZMQ_EVENT_CONNECT_RETRIED;
+    SocketMonitor monitor(*socket, endsOfAttempts);
+    const auto text = peer.toString(settings.protocol);
+    socket->connect(text);
+    switch (monitor.waitForEvent(os::Deadline(bound)).value_or(0)) {
+        case ZMQ_EVENT_CONNECT_RETRIED:
+            return "nobody listens on " + text;
+        case ZMQ_EVENT_HANDSHAKE_FAILED_AUTH:
+            return text + " does not let this key connect";
+        case ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL:
+            return text + ": only one of both sides has keys";
+        case ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL:
+        case ZMQ_EVENT_DISCONNECTED:
+            return text + " ends the connection: " + whyEnded(curve::inForce(settings.protection));
+        default:
+            return std::nullopt;
+    }
 }
 
 void ConnectedSocket::follow() {

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/zmq/InProcessNames.h"
@@ -20,9 +22,10 @@ class ConnectedSocket {
     ConnectedSocket(const SocketSettings& settings, const SocketEndpoint& endpoint,
                     std::chrono::milliseconds handshakeBound);
 
-    /// Whether a connection to a TCP endpoint fails at the first attempt; false also when that
-    /// takes longer than `bound`. Throws std::runtime_error.
-    static bool isRefused(const SocketEndpoint& endpoint, std::chrono::milliseconds bound);
+    /// Why a connection to a TCP endpoint fails at the first attempt; nothing when it does not, and
+    /// when that takes longer than `bound`. Throws std::runtime_error.
+    static std::optional<std::string> whyRefused(const SocketEndpoint& endpoint,
+                                                 std::chrono::milliseconds bound);
 
     /// Connects again if the peer was in-process and has closed. To be called before a send, or a
     /// wait for the unasked.

@@ -19,6 +19,10 @@ class Origin {
     /// common: somebody of whom another is noted, or nothing, is somebody unknown who came by it.
     Peer peer(std::optional<Transport> only) const;
 
+    /// Of a connection over TCP that proved a key; then that, and the connection's descriptor.
+    const std::string& provenKey() const { return key; }
+    int connection() const { return descriptor; }
+
   private:
     Peer noted() const;
     Peer overIpc() const;

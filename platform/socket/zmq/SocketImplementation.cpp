@@ -157,6 +157,7 @@ void Socket::Implementation::takeAnnouncements() {
     constexpr int most = 10000;
     zmq::message_t announcement;
     for (int i = 0; i < most && socket().receive(announcement); ++i) {
+        listening->noteSender(Origin(announcement));
         subscriberCame = subscriberCame || isSubscription(announcement);
     }
 }

@@ -70,6 +70,9 @@ struct Socket::Implementation {
             followPublisher();
             auto frame = receive();
             lastReceived = Origin(frame);
+            if (listening) {
+                listening->noteSender(lastReceived);
+            }
             try {
                 take(frame);
             } catch (...) {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "platform/socket/Audience.h"
 #include "platform/socket/SocketTypes.h"
+#include "platform/socket/TcpProtection.h"
 #include "platform/socket/zmq/ZmqSocket.h"
 
 namespace tarn::socket {
@@ -16,6 +18,10 @@ struct SocketSettings {
     std::size_t largestReceived = 0;  ///< bytes; 0 is what the role has
     bool isWatched = false;           ///< whether a connecting socket can be asked for its losses
     Audience audience = Audience::OwnPrograms;  ///< of the files that IPC endpoints are bound to
+    /// Whom the endpoints are for that it binds; unless given, what its role is for.
+    std::optional<Entrance> entrance = {};
+    /// What protects its TCP endpoints; null: what protects the process then.
+    std::shared_ptr<TcpProtection::State> protection = {};
 };
 
 /// No message is larger on the wire, in bytes: a connection that brings a larger one is closed

@@ -5,6 +5,7 @@
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/workflows/JobCellSetup.h"
+#include "service/workflows/TcpSecurityOfJobs.h"
 #include "service/workflows/WorkflowCreator.h"
 
 namespace tarn::service {
@@ -42,6 +43,9 @@ ServiceToEngineRequest setupRequest(const ApiToServiceRequestEngineSubmission& s
     describeCell(configuration.getJobCell(), {}, *setup.mutable_cell());
     if (!owner.isNobody()) {
         *setup.mutable_owner() = owner.toProtoBuf();
+    }
+    if (configuration.getSecurity().isGiven()) {
+        fill(*setup.mutable_tcp_security(), configuration.getSecurity());
     }
     return request;
 }

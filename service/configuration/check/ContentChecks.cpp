@@ -8,7 +8,11 @@
 #include <variant>
 #include <vector>
 
+#include "platform/access/ClientKeys.h"
+#include "platform/keys/SecretKeyFile.h"
+#include "platform/os/SmallFile.h"
 #include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/TcpProtection.h"
 #include "platform/utils/Printable.h"
 #include "service/configuration/DeltacastServiceConfigurationHandler.h"
 #include "service/configuration/LimitsElement.h"
@@ -55,6 +59,41 @@ void checkEndpoint(const XmlNode& element, ProblemList& problems) {
     } catch (const std::exception& failure) {
         problems.add(element, ProblemSeverity::Error,
                      elementName(element) + " cannot be used: " + failure.what());
+    }
+}
+
+void checkReach(const XmlNode& element, const SecuritySettings& security, ProblemList& problems) {
+    try {
+        const auto endpoint =
+            socket::SocketEndpoint::FromString(elementContent(element).value_or(""));
+        if (security.keyFile.empty() && socket::isBeyondThisMachine(endpoint)) {
+            problems.add(element, ProblemSeverity::Error,
+                         security.required ? socket::refusalOfPlain(endpoint)
+                                           : socket::warningOfPlain(endpoint));
+        }
+    } catch (const std::invalid_argument&) {
+        return;  // of an endpoint that cannot be used checkEndpoint has told
+    }
+}
+
+void checkKeyFile(const XmlNode& element, ProblemList& problems) {
+    try {
+        keys::readSecretKeyFile(elementContent(element).value_or(""));
+    } catch (const keys::KeyFileError& failure) {
+        problems.add(element, ProblemSeverity::Error, failure.what());
+    }
+}
+
+void checkClientKeys(const XmlNode& element, ProblemList& problems) {
+    const std::string path = elementContent(element).value_or("");
+    const auto content = os::readBeginning(path, access::largestClientKeyFile);
+    if (!content) {
+        problems.add(element, ProblemSeverity::Error,
+                     utils::quotedText(path) + " cannot be read: nobody can connect");
+        return;
+    }
+    for (const auto& problem : access::parseClientKeys(*content).problems) {
+        problems.add(element, ProblemSeverity::Error, path + " " + problem);
     }
 }
 
@@ -198,6 +237,15 @@ void checkContents(const XmlNode& root, const ConfigurationSettings& settings,
                     break;
                 case Content::Endpoint:
                     checkEach(elementsThatCount(section, setting, root), checkEndpoint, problems);
+                    for (const XmlNode* const one : elementsThatCount(section, setting, root)) {
+                        checkReach(*one, settings.security, problems);
+                    }
+                    break;
+                case Content::KeyFile:
+                    checkEach(elementsThatCount(section, setting, root), checkKeyFile, problems);
+                    break;
+                case Content::ClientKeys:
+                    checkEach(elementsThatCount(section, setting, root), checkClientKeys, problems);
                     break;
                 case Content::Program:
                     checkLauncher(section, setting, root, problems);

@@ -69,6 +69,20 @@ TEST_F(WorkflowSetupTest, AFileThatTheJobComesFromIsItsFileWhateverItNames) {
     EXPECT_EQ(content.job_configuration(), "fakesrc ! fakesink");
 }
 
+// They may lie elsewhere when the job comes back.
+TEST_F(WorkflowSetupTest, TheServicesKeysAreTakenAndNotStored) {
+    setup().mutable_tcp_security()->set_required(true);
+    setup().mutable_tcp_security()->set_key_file("/etc/tarn/server.key");
+    setup().mutable_tcp_security()->set_client_keys("/etc/tarn/client-keys");
+    const auto read = protocol.read(request);
+    EXPECT_TRUE(read.tcpAccess.required);
+    EXPECT_EQ(read.tcpAccess.keyFile, "/etc/tarn/server.key");
+    EXPECT_EQ(read.tcpAccess.clientKeys, "/etc/tarn/client-keys");
+    ServiceToJobRequest kept;
+    ASSERT_TRUE(kept.ParseFromString(read.persistentContent));
+    EXPECT_FALSE(kept.GetExtension(ServiceToJobRequestSetup::base).has_tcp_security());
+}
+
 TEST_F(WorkflowSetupTest, APersistentNameIsTheLabel) {
     setup().set_persistent_job_name("keep");
     EXPECT_EQ(protocol.read(request).label, "keep");

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "platform/keys/SecretKeyFile.h"
 #include "tests/service/configuration/ConfigurationFixture.h"
 
 namespace tarn::service::configuration {
@@ -48,15 +49,16 @@ class ConfigurationCheckTest : public ConfigurationFixture {
 
 TEST_F(ConfigurationCheckTest, FindsNothingInAGoodFileAndLoadsNothing) {
     const std::string plugin = folder.write("plugin.so", "");
-    EXPECT_THAT(problemsOfSections(
-                    "<Endpoints><RequestsEndpoint>tcp://*:7000</RequestsEndpoint></Endpoints>"
-                    "<KLN><Plugin>" +
-                    plugin +
-                    "</Plugin><Plugin>searched.so</Plugin></KLN>"
-                    "<Resources><TcpPorts interface='*' from='10' to='20'/></Resources>"
-                    "<TarnProtocolDevice><MonitoringInterface>ipc:///tmp/d</MonitoringInterface>"
-                    "</TarnProtocolDevice>"),
-                IsEmpty());
+    EXPECT_THAT(
+        problemsOfSections(
+            "<Endpoints><RequestsEndpoint>tcp://127.0.0.1:7000</RequestsEndpoint></Endpoints>"
+            "<KLN><Plugin>" +
+            plugin +
+            "</Plugin><Plugin>searched.so</Plugin></KLN>"
+            "<Resources><TcpPorts interface='*' from='10' to='20'/></Resources>"
+            "<TarnProtocolDevice><MonitoringInterface>ipc:///tmp/d</MonitoringInterface>"
+            "</TarnProtocolDevice>"),
+        IsEmpty());
 }
 
 TEST_F(ConfigurationCheckTest, SaysWhyAFileCannotBeOpened) {
@@ -211,6 +213,38 @@ TEST_F(ConfigurationCheckTest, StopsAtTheHundredthProblemAndIsQuick) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(problemsOfSections(sections).size(), 100U);
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST_F(ConfigurationCheckTest, AnEndpointBeyondThisMachineWithoutKeysIsAnError) {
+    const std::string everywhere =
+        "<Endpoints><EventsEndpoint>tcp://*:7001</EventsEndpoint></Endpoints>";
+    EXPECT_THAT(problemsOfSections(everywhere),
+                ElementsAre(HasSubstr("error 3 EventsEndpoint: tcp://*:7001 reaches beyond this "
+                                      "machine without encryption")));
+    EXPECT_THAT(problemsOfSections(everywhere + "<Security required='true'/>"),
+                ElementsAre(HasSubstr("reaches beyond this machine and is refused")));
+    EXPECT_THAT(problemsOfSections("<TarnProtocolDevice><MonitoringInterface>tcp://far:1"
+                                   "</MonitoringInterface></TarnProtocolDevice>"),
+                ElementsAre(HasSubstr("error 3 MonitoringInterface: tcp://far:1 reaches")));
+}
+
+TEST_F(ConfigurationCheckTest, LooksIntoTheFilesOfKeys) {
+    const std::string key = (folder.path() / "key").string();
+    keys::writeSecretKeyFile(key, keys::generateKeyPair());
+    const std::string clients = folder.write("clients", "# nobody yet\n");
+    const auto security = [](const std::string& keyFile, const std::string& clientKeys) {
+        return "<Endpoints><EventsEndpoint>tcp://*:7001</EventsEndpoint></Endpoints><Security>"
+               "<KeyFile>" +
+               keyFile + "</KeyFile><ClientKeys>" + clientKeys + "</ClientKeys></Security>";
+    };
+    EXPECT_THAT(problemsOfSections(security(key, clients)), IsEmpty());
+    EXPECT_THAT(problemsOfSections(security(key + "x", clients)),
+                ElementsAre(HasSubstr("error 3 KeyFile: " + key + "x: No such file")));
+    folder.write("clients", "\nroot me\n");
+    EXPECT_THAT(problemsOfSections(security(key, clients)),
+                ElementsAre(HasSubstr("error 3 ClientKeys: " + clients + " line 2: ")));
+    EXPECT_THAT(problemsOfSections(security(key, clients + "x")),
+                ElementsAre(HasSubstr("cannot be read")));
 }
 
 }  // namespace tarn::service::configuration

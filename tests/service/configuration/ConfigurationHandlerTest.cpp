@@ -74,6 +74,7 @@ TEST_F(ConfigurationHandlerTest, CarriesTheDefaultsButNoPluginsWhenItIsMade) {
 TEST_F(ConfigurationHandlerTest, TakesEverySettingOfTheFile) {
     ASSERT_TRUE(readSections(everything)) << error;
     EXPECT_EQ(error, "");
+    EXPECT_FALSE(handler.getSecurity().isGiven());
     EXPECT_EQ(handler.getRequestsEndpoint(), "tcp://*:7000");
     EXPECT_EQ(handler.getEventsEndpoint(), "tcp://*:7001");
     EXPECT_EQ(handler.getResourcesEndpoint(), "tcp://*:7002");
@@ -187,6 +188,39 @@ TEST_F(ConfigurationHandlerTest, AnInterfaceIsFoundByItsExactName) {
     EXPECT_EQ(to, 2);
     EXPECT_FALSE(handler.getTcpPortRange("ETH0", from, to));
     EXPECT_FALSE(handler.getTcpPortRange("eth", from, to));
+}
+
+TEST_F(ConfigurationHandlerTest, SecurityNamesTheKeysAndTheLastOneCounts) {
+    ASSERT_TRUE(
+        readSections("<security Required='true'/><Security required='false'>"
+                     "<KeyFile>/k</KeyFile><ClientKeys>/c</ClientKeys></Security>"))
+        << error;
+    EXPECT_FALSE(handler.getSecurity().required);
+    EXPECT_EQ(handler.getSecurity().keyFile, "/k");
+    EXPECT_EQ(handler.getSecurity().clientKeys, "/c");
+    handler.reset();
+    EXPECT_FALSE(handler.getSecurity().isGiven());
+}
+
+TEST_F(ConfigurationHandlerTest, SecurityThatIsWrittenWronglyIsNotTakenForNone) {
+    EXPECT_FALSE(readSections("<Security required='yes'/>"));
+    EXPECT_THAT(error, testing::HasSubstr("neither \"true\" nor \"false\""));
+    EXPECT_FALSE(readSections("<Security><KeyFile>/k</KeyFile></Security>"));
+    EXPECT_THAT(error, testing::HasSubstr("one of KeyFile and ClientKeys without the other"));
+    EXPECT_FALSE(readSections("<Security><ClientKeys>/c</ClientKeys></Security>"));
+}
+
+TEST_F(ConfigurationHandlerTest, ADeviceMayHaveAKeyOfItsOwn) {
+    const auto device = [](const std::string& key) {
+        return "<TarnProtocolDevice><MonitoringInterface>tcp://far:1</MonitoringInterface>"
+               "<PublicKey>" +
+               key + "</PublicKey></TarnProtocolDevice>";
+    };
+    const std::string key(40, '0');
+    ASSERT_TRUE(readSections(device(key))) << error;
+    EXPECT_EQ(handler.getDevices().at(0).publicKey, key);
+    EXPECT_FALSE(readSections(device("its key")));
+    EXPECT_THAT(error, testing::HasSubstr("is no key"));
 }
 
 }  // namespace tarn::service::configuration

@@ -72,10 +72,17 @@ TEST_F(ExampleConfigurationTest, ItsExamplesAreAccepted) {
     EXPECT_EQ(handler.getPersistentDeltacastConfigurationFile(), "/usr/share/TarnJobs.deltacast");
 }
 
+TEST_F(ExampleConfigurationTest, KeepsTcpWithinThisMachineUnlessThereAreKeys) {
+    ASSERT_TRUE(handler.readConfigurationFile(examplePath, error)) << error;
+    EXPECT_TRUE(handler.getSecurity().required);
+    EXPECT_EQ(handler.getSecurity().keyFile, "");
+}
+
 TEST_F(ExampleConfigurationTest, NoneOfItsElementsIsUnknown) {
     for (const auto& problem : checkConfigurationFile(folder.write("all.xml", withExamples()))) {
         EXPECT_THAT(problem.text, testing::AnyOf(testing::HasSubstr("cannot be loaded"),
-                                                 testing::HasSubstr("cannot be run")));
+                                                 testing::HasSubstr("cannot be run"),
+                                                 testing::HasSubstr("/etc/tarn/")));
     }
 }
 
