@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 
 #include "platform/utils/SecretNames.h"
 
@@ -56,7 +57,14 @@ class Blanking {
     char at(std::size_t position) const { return position < text.size() ? text[position] : '\0'; }
 
     // What is longer is no URL that anybody uses, and may have been made to be looked at for long.
-    std::size_t endOfUrl(std::size_t from) const {
+    std::size_t endOfUrl(std::size_t from) {
+        if (from < lastUrlEnd) {
+            return lastUrlEnd;  // one within another
+        }
+        return lastUrlEnd = findEndOfUrl(from);
+    }
+
+    std::size_t findEndOfUrl(std::size_t from) const {
         const auto end = text.substr(from, longestUrl).find_first_of(" \t\r\n\"'<>\\");
         return end == std::string_view::npos ? std::min(text.size(), from + longestUrl)
                                              : from + end;
@@ -78,7 +86,9 @@ class Blanking {
         auto at = authority.rfind('@');
         const auto colon = authority.find(':');
         if (at == std::string_view::npos && isNoPort(authority, colon)) {
-            at = whole.rfind('@');  // the password has one of them in it
+            // The password has one of them in it.
+            const void* const found = ::memrchr(whole.data(), '@', whole.size());
+            at = found == nullptr ? at : static_cast<const char*>(found) - whole.data();
         }
         if (at == std::string_view::npos) {
             return url.begin;
@@ -213,6 +223,7 @@ class Blanking {
     const std::string_view text;
     std::string blanked;
     std::size_t copied = 0;  // what of the text is in `blanked`, or was left out
+    std::size_t lastUrlEnd = 0;
     std::string_view lastName;
 };
 

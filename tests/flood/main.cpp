@@ -88,7 +88,7 @@ class Machine {
         }
         return eventuallyWithin(60s, [&] {
             const auto jobs = api.jobs();
-            return jobs && jobs->size() == options.jobs && devicesIn(api) == options.devices;
+            return jobs && jobs->size() == options.jobs && devicesIn(api) >= options.devices;
         });
     }
 
