@@ -58,7 +58,8 @@ bool mayComeBack(const std::string& content) {
     const auto& setup = request.GetExtension(ServiceToJobRequestSetup::base);
     const auto& label = setup.persistent_job_name().empty() ? setup.job_description().job_id()
                                                             : setup.persistent_job_name();
-    return !setup.job_description().job_id().empty() && label.find('\0') == std::string::npos;
+    return setup.version() <= ServiceToJobRequestSetup::CURRENT &&
+           !setup.job_description().job_id().empty() && label.find('\0') == std::string::npos;
 }
 
 }  // namespace

@@ -110,7 +110,9 @@ Command accessFamily() {
                 "  read     info, lists, tree, events, status\n"
                 "  operate  submit jobs and stop one's own, capture format, track properties\n"
                 "  admin    engines, persistent jobs, tracks, other users' jobs, keys\n"
-                "root and the service's own user are admin always. Asks no service."};
+                "root and the service's own user are admin always. Asks no service.\n"
+                "Example:\n"
+                "  tarnctl access list"};
 }
 
 Command accessGrantCommand() {

@@ -21,6 +21,9 @@ namespace {
 
 constexpr std::uint32_t maxRequestBytes = 16U << 20U;
 
+// Only our own programs get so far: what is too large is worth a line before it ends a connection.
+constexpr std::size_t mostTaken = 4 * maxRequestBytes;
+
 const tarn::utils::MessageFormatter& formatter() {
     static const auto* const instance = new tarn::utils::MessageFormatter("ResourceManager");
     return *instance;
@@ -106,7 +109,7 @@ bool ResourceManagerRequestHandler::start(const tarn::socket::SocketEndpoint& en
     terminate();
     try {
         auto socket = tarn::socket::makeAnsweringSocket(
-            "Resource manager", endpoint, tarn::socket::Audience::OwnPrograms, maxRequestBytes);
+            "Resource manager", endpoint, tarn::socket::Audience::OwnPrograms, mostTaken);
         impl->replaceBy(std::make_shared<Implementation::Running>(
             std::move(socket), openRegistry(impl->registryFolder, endpoint), endpoint));
         return true;

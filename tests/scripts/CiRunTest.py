@@ -16,7 +16,7 @@ class CiRun(ProjectTest):
     def setUp(self):
         super().setUp()
         self.take(".ci/run")
-        for script in ("install-dependencies", "build", "lint"):
+        for script in ("install-dependencies", "build", "lint", "machine-test"):
             self.step(script, "")
         self.let_tests_say(ONE_PASSED)
 

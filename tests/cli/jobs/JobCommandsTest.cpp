@@ -78,7 +78,7 @@ TEST_F(JobCommandsTest, ListAsksEachJobForItsStateWhenToldTo) {
     service.runs(playing.entry());
     service.runs(test::runningJob(secondId, "cam2"));
     const CommandResult run = tarnctl({"jobs", "list", "--state", "--timeout", "0.5"});
-    EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +STATE +COMMAND .*\n"
+    EXPECT_THAT(run.out, testing::MatchesRegex("ID +NAME +STATE +OWNER +COMMAND .*\n"
                                                "3f2a.* cam1  playing    .*\n"
                                                "3f2b.* cam2  no answer  .*\n"));
     json document =

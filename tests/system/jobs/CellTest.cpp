@@ -222,6 +222,7 @@ TEST_F(CellsOfAnotherUser, AnIntruderIsKeptOutBySocketFilesToo) {
 TEST_F(CellsOfAnotherUser, AJobEndsWhenItIsAskedToAndWithItsLauncher) {
     EXPECT_TRUE(job->destroy());
     EXPECT_EQ(job->waitForEnd()->reason(), End::DESTROYED);
+    ASSERT_TRUE(eventually([] { return processesRunning("tarnWorkflowLauncher").empty(); }));
     const auto other = startJob({.pipeline = endless});
     const auto launchers = processesRunning("tarnWorkflowLauncher");
     ASSERT_FALSE(launchers.empty());

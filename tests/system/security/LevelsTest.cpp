@@ -5,6 +5,7 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "tests/support/Eventually.h"
+#include "tests/system/harness/Processes.h"
 #include "tests/system/security/SecurityTest.h"
 
 namespace tarn::test {
@@ -154,6 +155,7 @@ TEST_F(Levels, APersistentJobComesBackAsItsOwners) {
               0);
     ASSERT_TRUE(eventually([&] { return isListed(id); }));
     service().stop();
+    ASSERT_TRUE(eventually([] { return processesRunning("tarnWorkflowLauncher").empty(); }));
     startService();
     ASSERT_TRUE(eventually([&] { return isListed(id); }));
     EXPECT_THAT(tarnctl({"jobs", "list"}).out, HasSubstr("61003"));
