@@ -50,6 +50,12 @@ std::string textOf(const XmlNode& parent, const char* name) {
     return element == nullptr ? "" : elementContent(*element).value_or("");
 }
 
+void takeLimits(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
+    readLimits(element, settings.limits, [&](const std::string& problem) {
+        utils::logWarning(owner.formatMessage(problem));
+    });
+}
+
 // What is meant to be closed must not be open for a slip of the pen.
 void takeSecurity(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
     const auto required = attributeValue(element, "required");
@@ -65,6 +71,9 @@ void takeSecurity(const XmlNode& element, ConfigurationSettings& settings, Owner
             owner, "Security has one of KeyFile and ClientKeys without the other", element);
     }
     settings.security = taken;
+    for (const XmlNode* const limits : childElements(element, "Limits")) {
+        takeLimits(*limits, settings, owner);
+    }
 }
 
 void takeDevice(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
@@ -100,12 +109,6 @@ void takeJobCell(const XmlNode& element, ConfigurationSettings& settings, Owner 
     readJobCell(element, settings.jobCell, owner);
 }
 
-void takeLimits(const XmlNode& element, ConfigurationSettings& settings, Owner owner) {
-    readLimits(element, settings.limits, [&](const std::string& problem) {
-        utils::logWarning(owner.formatMessage(problem));
-    });
-}
-
 std::vector<Setting> named(const std::vector<std::string>& names) {
     std::vector<Setting> settings;
     for (const auto& name : names) {
@@ -137,7 +140,7 @@ const std::vector<SettingsSection>& settingsTable() {
         {"DeltacastService", named(DeltacastServiceConfigurationHandler::elementNames()),
          takeDeltacastService},
         {"Security",
-         {{"Limits", takeLimits, Content::Limits},
+         {{"Limits", {}, Content::Limits},
           {"KeyFile", {}, Content::KeyFile},
           {"ClientKeys", {}, Content::ClientKeys}},
          takeSecurity},
