@@ -16,7 +16,7 @@ namespace {
 
 using socket::SocketEndpoint;
 
-constexpr std::chrono::milliseconds patience{1000};
+constexpr std::chrono::milliseconds answeredWithin{1000};
 
 /// An endpoint on which a program of the server listens.
 struct Place {
@@ -43,7 +43,7 @@ bool isOurs(uid_t owner, const Accounts& accounts) {
 }
 
 void checkListener(const Place& place, const SocketEndpoint& endpoint, Findings& findings) {
-    const auto why = socket::whyNobodyListens(endpoint, patience);
+    const auto why = socket::whyNobodyListens(endpoint, answeredWithin);
     if (!why) {
         return;
     }

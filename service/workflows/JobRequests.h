@@ -22,9 +22,9 @@ struct JobRequestOptions {
 };
 
 /// What a job answered; null, with the reason in `problem`, when it did not.
-using TakeJobReply =
-    std::function<void(const resource_manager::RunningJob& job,
-                       const proto::api_job::JobToApiReply* reply, const std::string& problem)>;
+using TakeJobReply = std::function<void(const resource_manager::RunningJob& job,
+                                        const tarn::proto::api_job::JobToApiReply* reply,
+                                        const std::string& problem)>;
 
 /// Sends all of the jobs the same request, in the order of the list and without waiting for any,
 /// and then hands their answers over in that order. A job that is silent costs the others nothing:
@@ -32,7 +32,7 @@ using TakeJobReply =
 ///
 /// Throws only what `take` throws.
 void askJobs(const std::list<resource_manager::RunningJob>& jobs,
-             const proto::api_job::ApiToJobRequest& request, const JobRequestOptions& options,
+             const tarn::proto::api_job::ApiToJobRequest& request, const JobRequestOptions& options,
              const TakeJobReply& take);
 
 }  // namespace tarn::service
