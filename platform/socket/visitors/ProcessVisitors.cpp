@@ -1,3 +1,6 @@
+// With it, the C library's header has a body for one of the functions that are defined here.
+#undef _FORTIFY_SOURCE
+
 #include "platform/socket/visitors/ProcessVisitors.h"
 
 #include <sys/resource.h>
