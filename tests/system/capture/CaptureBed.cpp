@@ -155,12 +155,16 @@ std::string CaptureBed::channelSocket(unsigned channel) {
     return std::string("/tmp/") + programName + "-channel-" + std::to_string(channel);
 }
 
+// Who describes himself already may still be a moment away from offering his first frame.
 std::uintmax_t CaptureBed::frameSize(unsigned channel) {
     const auto file = "/tmp/frame";
-    const auto run = runProcess({"gst-launch-1.0", "-q", "shmsrc", "num-buffers=1",
-                                 "socket-path=" + channelSocket(channel), "!", "filesink",
-                                 std::string("location=") + file});
-    return run.exitStatus == 0 ? fs::file_size(file) : 0;
+    const bool hasFrame = eventually([&] {
+        return runProcess({"gst-launch-1.0", "-q", "shmsrc", "num-buffers=1",
+                           "socket-path=" + channelSocket(channel), "!", "filesink",
+                           std::string("location=") + file})
+                   .exitStatus == 0;
+    });
+    return hasFrame ? fs::file_size(file) : 0;
 }
 
 std::unique_ptr<Process> CaptureBed::startReader(unsigned channel) {
