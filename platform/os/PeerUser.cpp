@@ -37,10 +37,8 @@ std::optional<PeerUser> peerUserOf(int socket) {
         peer.uid == nobody) {
         return std::nullopt;
     }
-    return PeerUser{.user = peer.uid,
-                    .group = peer.gid,
-                    .process = peer.pid,
-                    .groups = groupsOf(socket)};
+    return PeerUser{
+        .user = peer.uid, .group = peer.gid, .process = peer.pid, .groups = groupsOf(socket)};
 }
 
 }  // namespace tarn::os

@@ -57,11 +57,13 @@ bool doneAs(const OtherUser& user, const std::function<bool()>& work) {
 }
 
 std::vector<std::string> commandAs(const OtherUser& user, std::vector<std::string> command) {
-    std::vector<std::string> all{"setpriv", "--reuid=" + std::to_string(user.user),
-                                 "--regid=" + std::to_string(user.group),
-                                 user.groups.empty() ? "--clear-groups"
-                                                     : "--groups=" + listed(user.groups),
-                                 "--no-new-privs", "--inh-caps=-all"};
+    std::vector<std::string> all{
+        "setpriv",
+        "--reuid=" + std::to_string(user.user),
+        "--regid=" + std::to_string(user.group),
+        user.groups.empty() ? "--clear-groups" : "--groups=" + listed(user.groups),
+        "--no-new-privs",
+        "--inh-caps=-all"};
     std::ranges::move(command, std::back_inserter(all));
     return all;
 }
