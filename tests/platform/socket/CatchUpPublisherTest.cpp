@@ -24,7 +24,7 @@ constexpr int queueLength = 16;
 const CatchUpPublisher::Wire wire = {.everybody = "E", .filler = "E filler"};
 
 // Without the count in a first message.
-std::string receive(Socket& socket) {
+std::string receiveUncounted(Socket& socket) {
     auto bytes = socket.receiveBytes(maxBytes);
     return bytes.starts_with("N") ? "N" + bytes.substr(bytes.find(' ')) : bytes;
 }
@@ -66,7 +66,7 @@ class CatchUpPublisherTest : public testing::Test {
         auto socket = subscriber();
         EXPECT_EQ(awaitAnnouncement(), Announcement::Came);
         admit("welcome");
-        EXPECT_EQ(receive(*socket), "N welcome");
+        EXPECT_EQ(receiveUncounted(*socket), "N welcome");
         return socket;
     }
 
@@ -82,7 +82,7 @@ void awaitClosed(tarn::test::SilentSubscriber& subscriber) {
 std::vector<std::string> receiveAll(Socket& socket, const std::string& last) {
     std::vector<std::string> all;
     while (all.empty() || all.back() != last) {
-        all.push_back(receive(socket));
+        all.push_back(receiveUncounted(socket));
     }
     return all;
 }
