@@ -32,7 +32,7 @@ int connectedTo(const std::string& endpoint) {
     return number;
 }
 
-std::string greeting() {
+std::string zmtpGreeting() {
     auto bytes = "\xff\0\0\0\0\0\0\0\x01\x7f\x03\x00NULL"s;
     bytes.resize(64, '\0');
     return bytes;
@@ -50,7 +50,7 @@ std::string lengthOf(std::size_t size) {
 
 SilentSubscriber::SilentSubscriber(const std::string& endpoint, const std::string& topic)
     : number(connectedTo(endpoint)) {
-    const auto ownGreeting = greeting();
+    const auto ownGreeting = zmtpGreeting();
     send(ownGreeting);
     receive(ownGreeting.size());
     send("\x04\x19\x05READY\x0bSocket-Type\0\0\0\x03SUB"s);
