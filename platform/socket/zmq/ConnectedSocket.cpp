@@ -14,10 +14,11 @@ constexpr int endsOfAttempts = ZMQ_EVENT_CONNECT_RETRIED | ZMQ_EVENT_DISCONNECTE
                                ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
                                ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL;
 
-// It does not say so itself.
+// It does not say so itself; and who of both notices first that only one has keys, and ends the
+// connection, is chance.
 const char* whyEnded(const curve::ProtectionState& protection) {
     const bool hasKeys = protection && protection->security.own;
-    return hasKeys ? "it has another key than is expected of it" : "it may want a key";
+    return hasKeys ? "it has another key than is expected of it, or none" : "it may want a key";
 }
 
 std::unique_ptr<ZmqSocket> makeFor(const SocketSettings& settings, const SocketEndpoint& peer) {
@@ -69,7 +70,6 @@ std::optional<std::string> ConnectedSocket::whyRefused(const SocketEndpoint& end
         case ZMQ_EVENT_HANDSHAKE_FAILED_AUTH:
             return text + " does not let this key connect";
         case ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL:
-            return text + ": only one of both sides has keys";
         case ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL:
         case ZMQ_EVENT_DISCONNECTED:
             return text + " ends the connection: " + whyEnded(curve::inForce(settings.protection));

@@ -53,14 +53,18 @@ class TcpKeys : public SystemTest {
         ASSERT_EQ(result.exitStatus, 0) << result.err;
     }
 
-    void startWithKeys(const std::string& further = {}) {
+    void start(const std::string& further = {}) {
         configureSections(
-            "<Endpoints><RequestsEndpoint>tcp://127.0.0.1:20100</RequestsEndpoint></Endpoints>"
+            "<Endpoints><RequestsEndpoint>tcp://127.0.0.1:20100</RequestsEndpoint></Endpoints>" +
+            further);
+        startService();
+    }
+    void startWithKeys(const std::string& further = {}) {
+        start(
             "<Resources><TcpPorts interface=\"127.0.0.1\" from=\"30000\" to=\"30999\"/></Resources>"
             "<Security required=\"true\"><KeyFile>/tmp/keys/server</KeyFile>"
             "<ClientKeys>/tmp/keys/clients</ClientKeys></Security>" +
             further);
-        startService();
     }
 
     static TcpProtection protectionOf(const std::string& name) {
@@ -136,7 +140,17 @@ TEST_F(TcpKeys, AServerThatIsNotTheExpectedOneIsNotSpokenTo) {
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_EQ(result.err,
               "tarnctl: tcp://127.0.0.1:20100 ends the connection: it has another key "
-              "than is expected of it\n");
+              "than is expected of it, or none\n");
+}
+
+TEST_F(TcpKeys, AServerWithoutKeysIsNotSpokenTo) {
+    generate("studio");
+    start();
+    const auto result = as("studio", {"info"});
+    EXPECT_EQ(result.exitStatus, 3);
+    EXPECT_EQ(result.err,
+              "tarnctl: tcp://127.0.0.1:20100 ends the connection: it has another key "
+              "than is expected of it, or none\n");
 }
 
 TEST_F(TcpKeys, KeysAreTakenOverWithoutARestart) {
