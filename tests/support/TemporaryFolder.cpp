@@ -1,8 +1,10 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -10,8 +12,23 @@
 
 namespace tarn::test {
 
-TemporaryFolder::TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tarn-test-XXXXXX").string();
+namespace {
+
+constexpr std::uintmax_t enough = 1U << 30U;
+
+std::filesystem::path folderFor(Medium medium) {
+    const std::filesystem::path memory = "/dev/shm";
+    std::error_code unknown;
+    const auto space = std::filesystem::space(memory, unknown);
+    const bool isUsable =
+        !unknown && space.available >= enough && ::access(memory.c_str(), W_OK) == 0;
+    return medium == Medium::Memory && isUsable ? memory : std::filesystem::temp_directory_path();
+}
+
+}  // namespace
+
+TemporaryFolder::TemporaryFolder(Medium medium) {
+    std::string pattern = (folderFor(medium) / "tarn-test-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw std::system_error(errno, std::generic_category(), pattern);
     }

@@ -5,10 +5,14 @@
 
 namespace tarn::test {
 
+/// Where files are. In memory a sync costs nothing, where the machine has the room; on the disk it
+/// waits for whatever else is written there.
+enum class Medium { Disk, Memory };
+
 /// An empty folder of its own, removed with its content at the end.
 class TemporaryFolder {
   public:
-    TemporaryFolder();
+    explicit TemporaryFolder(Medium medium = Medium::Disk);
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;

@@ -49,7 +49,8 @@ struct DamagedFilesTest : testing::Test {
         }
     }
 
-    TestTrack track{ringSize};
+    // Opened again for each byte that is damaged.
+    TestTrack track{ringSize, Medium::Memory};
 };
 
 TEST_F(DamagedFilesTest, AfterAKillEverythingCommittedIsThere) {

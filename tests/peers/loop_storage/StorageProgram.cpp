@@ -13,8 +13,8 @@
 
 namespace tarn::test {
 
-StorageProgram::StorageProgram(std::vector<std::string> options)
-    : options(std::move(options)), tcpPort(freePort()) {
+StorageProgram::StorageProgram(std::vector<std::string> options, Medium medium)
+    : folder(medium), options(std::move(options)), tcpPort(freePort()) {
     start();
 }
 

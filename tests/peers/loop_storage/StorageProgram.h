@@ -16,7 +16,7 @@ namespace tarn::test {
 class StorageProgram {
   public:
     /// Started when this returns.
-    explicit StorageProgram(std::vector<std::string> options = {});
+    explicit StorageProgram(std::vector<std::string> options = {}, Medium medium = Medium::Disk);
 
     void start();
     /// Asked to end; its exit status.

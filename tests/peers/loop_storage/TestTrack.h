@@ -20,7 +20,7 @@ class TestTrack {
     using Track = tarn::peers::loop_storage::Track;
     using BootId = tarn::peers::loop_storage::BootId;
 
-    explicit TestTrack(std::uint64_t size) {
+    explicit TestTrack(std::uint64_t size, Medium medium = Medium::Disk) : folder(medium) {
         std::filesystem::create_directory(place());
         Track::Create(place(), 7, size, [] {});
         open();
