@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/service/devices/DeviceEventsFixture.h"
+#include "tests/service/devices/support/DeviceEventsFixture.h"
 
 namespace tarn::service::devices {
 

@@ -1,5 +1,5 @@
 // What becomes of a device that misbehaves.
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 

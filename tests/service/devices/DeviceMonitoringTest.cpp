@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 
 #include "service/devices/DeviceController.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/FakeDevice.h"
-#include "tests/service/devices/MonitoringBed.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/FakeDevice.h"
+#include "tests/service/devices/support/MonitoringBed.h"
 
 namespace tarn::service::devices {
 

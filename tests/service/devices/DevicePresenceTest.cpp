@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "proto/monitoring.pb.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 

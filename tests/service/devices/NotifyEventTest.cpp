@@ -6,8 +6,8 @@
 #include "platform/socket/Socket.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DeviceEventListener.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/EventRecorder.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/EventRecorder.h"
 #include "tests/service/support/ServiceBed.h"
 #include "tests/support/LogCapture.h"
 

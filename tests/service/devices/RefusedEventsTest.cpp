@@ -1,7 +1,7 @@
 // Events that nobody could read in a tree are kept out of it.
 #include <gmock/gmock.h>
 
-#include "tests/service/devices/DeviceEventsFixture.h"
+#include "tests/service/devices/support/DeviceEventsFixture.h"
 
 namespace tarn::service::devices {
 

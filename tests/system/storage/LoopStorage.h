@@ -8,7 +8,7 @@
 
 #include "proto/monitoring.pb.h"
 #include "service/devices/storage/StorageConnection.h"
-#include "tests/service/devices/StorageRequests.h"
+#include "tests/service/devices/support/StorageRequests.h"
 #include "tests/system/harness/SystemTest.h"
 
 namespace tarn::test {

@@ -1,5 +1,5 @@
 #include "platform/resource_manager/DeltacastConfiguration.h"
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 namespace tarn::service::devices {
 

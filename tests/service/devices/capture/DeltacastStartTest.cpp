@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 // Waiting until the ingest service has started.
 namespace tarn::service::devices {

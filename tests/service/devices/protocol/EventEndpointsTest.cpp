@@ -1,8 +1,8 @@
 // Where the service listens because a device says so.
 #include "service/devices/protocol/EventEndpointRules.h"
 #include "service/devices/protocol/NamedEventEndpoint.h"
-#include "tests/service/devices/DeltacastBed.h"
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 

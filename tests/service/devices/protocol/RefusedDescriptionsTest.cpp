@@ -1,7 +1,7 @@
 // Descriptions that nobody could read in a tree are kept out of it.
 #include "platform/device_tree/DeviceNode.h"
-#include "tests/service/devices/DeltacastBed.h"
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 

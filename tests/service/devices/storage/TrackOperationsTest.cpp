@@ -3,8 +3,8 @@
 
 #include "proto/loop_storage.pb.h"
 #include "service/devices/storage/CreateTrackRunner.h"
-#include "tests/service/devices/LoopStorageBed.h"
-#include "tests/service/devices/StorageRequests.h"
+#include "tests/service/devices/support/LoopStorageBed.h"
+#include "tests/service/devices/support/StorageRequests.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::service::devices {
