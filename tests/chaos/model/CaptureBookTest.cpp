@@ -5,14 +5,14 @@
 namespace tarn::chaos {
 namespace {
 
-TEST(CaptureBook, WhatRanStaysWhatRuns) {
+TEST(CaptureBookTest, WhatRanStaysWhatRuns) {
     CaptureBook book("576i25");
     EXPECT_EQ(book.sawRunning("576i25"), "");
     EXPECT_EQ(book.sawRunning("576i25"), "");
     EXPECT_EQ(book.sawRunning("720p25"), "captured is 720p25 in the place of 576i25");
 }
 
-TEST(CaptureBook, AnOrderOfWhichNothingWasSeenLeavesEither) {
+TEST(CaptureBookTest, AnOrderOfWhichNothingWasSeenLeavesEither) {
     for (const auto* seen : {"576i25", "720p25"}) {
         CaptureBook book("576i25");
         book.ordered("720p25");
@@ -21,14 +21,14 @@ TEST(CaptureBook, AnOrderOfWhichNothingWasSeenLeavesEither) {
     }
 }
 
-TEST(CaptureBook, WhatWasSeenSettlesIt) {
+TEST(CaptureBookTest, WhatWasSeenSettlesIt) {
     CaptureBook book("576i25");
     book.ordered("720p25");
     EXPECT_EQ(book.sawRunning("720p25"), "");
     EXPECT_EQ(book.sawRunning("576i25"), "captured is 576i25 in the place of 720p25");
 }
 
-TEST(CaptureBook, SeveralOrdersLeaveAnyOfThem) {
+TEST(CaptureBookTest, SeveralOrdersLeaveAnyOfThem) {
     CaptureBook book("576i25");
     book.ordered("720p25");
     book.ordered("488i2997");

@@ -115,7 +115,7 @@ class EndpointList : public DeviceEventListener {
     using DeviceEventListener::maxMessageSize;
 };
 
-TEST(DeviceEventListenerEndpoints, HoldTheInternalOneOnceAfterTwoStarts) {
+TEST(DeviceEventListenerEndpointsTest, HoldTheInternalOneOnceAfterTwoStarts) {
     test::ServiceBed bed;
     EndpointList listener([&bed]() -> DeviceManager& { return bed.devices; });
     std::string error;

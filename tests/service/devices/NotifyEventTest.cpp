@@ -82,7 +82,7 @@ TEST(NotifyEventDeathTest, ConnectsLaterWhenTheFirstAttemptFailed) {
     EXPECT_EXIT(std::exit(connectLater()), testing::ExitedWithCode(0), "");
 }
 
-TEST(NotifyEvent, DropsAndLogsAnEventThatTheListenerHasNoRoomFor) {
+TEST(NotifyEventTest, DropsAndLogsAnEventThatTheListenerHasNoRoomFor) {
     const test::LogCapture log;
     std::size_t sent = 0;
     auto event = test::addEvent(camera("0"));

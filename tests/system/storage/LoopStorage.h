@@ -21,7 +21,7 @@ enum class Over { UnixSocket, Tcp };
 
 /// A service with a loop storage server, which are both the built programs. Over TCP by
 /// `storagePort` of the test's own loopback network.
-class LoopStorage : public SystemTest {
+class LoopStorageTest : public SystemTest {
   protected:
     using Request = storage_requests::Request;
     using Reply = proto::loop_storage::Reply;

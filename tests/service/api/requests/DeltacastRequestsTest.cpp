@@ -64,7 +64,7 @@ class DeltacastRequestsTest : public testing::Test {
     }
 };
 
-TEST(DeltacastRequests, AreRefusedWithoutAController) {
+TEST(DeltacastRequestsWithoutAControllerTest, AreRefused) {
     test::ApiBed bed;
     bed.start();
     const auto configured = bed.ask(configureRequest(test::progressive720()));

@@ -358,7 +358,7 @@ TEST_F(TrackOperationsTest, TellsWhyWorkersAreNotListed) {
     EXPECT_EQ(refusal(workers()), "no records");
 }
 
-TEST(TrackTasks, LetNoMoreRunThanThereMay) {
+TEST(TrackTasksTest, LetNoMoreRunThanThereMay) {
     FakeStorage storage("/run/few");
     storage.holdsOperations();
     TrackTasks tasks(2);
