@@ -9,8 +9,8 @@
 #include <exception>
 #include <string>
 
-#include "peers/loop_storage/ring/IndexFile.h"
-#include "peers/loop_storage/ring/RingIndex.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
+#include "peers/loop_storage/ring/index/RingIndex.h"
 
 namespace {
 

@@ -119,9 +119,9 @@ extern "C" void showFed(int) {
     std::fprintf(stderr, "\n");
 }
 
-class Corpus : public testing::TestWithParam<Fuzzer> {};
+class CorpusTest : public testing::TestWithParam<Fuzzer> {};
 
-TEST_P(Corpus, HasNoFinding) {
+TEST_P(CorpusTest, HasNoFinding) {
     const auto& fuzzer = GetParam();
     std::signal(SIGABRT, showFed);
     unsigned seed = 1;
@@ -135,7 +135,7 @@ TEST_P(Corpus, HasNoFinding) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Corpus, testing::ValuesIn(fuzzers),
+INSTANTIATE_TEST_SUITE_P(Of, CorpusTest, testing::ValuesIn(fuzzers),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
 }  // namespace

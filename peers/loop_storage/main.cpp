@@ -6,7 +6,7 @@
 #include "peers/loop_storage/LoopStorageOptions.h"
 #include "peers/loop_storage/operations/Storage.h"
 #include "peers/loop_storage/ring/BootId.h"
-#include "peers/loop_storage/ring/Verification.h"
+#include "peers/loop_storage/ring/index/Verification.h"
 #include "peers/loop_storage/server/Server.h"
 #include "platform/os/StopSignals.h"
 #include "platform/program/Program.h"

@@ -9,8 +9,8 @@
 #include <sstream>
 #include <utility>
 
-#include "tests/chaos/DeviceObservation.h"
-#include "tests/chaos/Observation.h"
+#include "tests/chaos/observation/DeviceObservation.h"
+#include "tests/chaos/observation/Observation.h"
 #include "tests/support/Eventually.h"
 #include "tests/system/harness/Installation.h"
 #include "tests/system/harness/Processes.h"

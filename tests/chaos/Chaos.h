@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "tests/chaos/Capture.h"
-#include "tests/chaos/CaptureBook.h"
-#include "tests/chaos/LargeDevice.h"
-#include "tests/chaos/Machine.h"
-#include "tests/chaos/Model.h"
-#include "tests/chaos/TrackBook.h"
-#include "tests/chaos/TrackRequests.h"
+#include "tests/chaos/machine/Capture.h"
+#include "tests/chaos/machine/LargeDevice.h"
+#include "tests/chaos/machine/Machine.h"
+#include "tests/chaos/machine/TrackRequests.h"
+#include "tests/chaos/model/CaptureBook.h"
+#include "tests/chaos/model/Model.h"
+#include "tests/chaos/model/TrackBook.h"
 #include "tests/storage_sequences/Client.h"
 #include "tests/storage_sequences/TrackModel.h"
 #include "tests/system/devices/GatewayFollower.h"

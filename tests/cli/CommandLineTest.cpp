@@ -25,11 +25,11 @@ CommandResult withoutService(std::vector<std::string> arguments) {
     return runLine(arguments);
 }
 
-class UsageErrors : public testing::TestWithParam<std::vector<std::string>> {};
+class UsageErrorsTest : public testing::TestWithParam<std::vector<std::string>> {};
 
 }  // namespace
 
-TEST_P(UsageErrors, AreOneLineAndStatusTwo) {
+TEST_P(UsageErrorsTest, AreOneLineAndStatusTwo) {
     const CommandResult run = runLine(GetParam());
     EXPECT_EQ(run.status, ExitStatus::Usage);
     EXPECT_EQ(run.out, "");
@@ -38,7 +38,7 @@ TEST_P(UsageErrors, AreOneLineAndStatusTwo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    CommandLine, UsageErrors,
+    CommandLine, UsageErrorsTest,
     testing::Values(
         std::vector<std::string>{}, std::vector<std::string>{"nonsense"},
         std::vector<std::string>{"info", "--nonsense"}, std::vector<std::string>{"jobs"},
@@ -73,18 +73,18 @@ INSTANTIATE_TEST_SUITE_P(
         std::vector<std::string>{"info", "--timeout", "inf"},
         std::vector<std::string>{"info", "--timeout", "5s"}));
 
-TEST(CommandLine, NeverEchoesAControlCharacter) {
+TEST(CommandLineTest, NeverEchoesAControlCharacter) {
     for (const auto& line : {std::vector<std::string>{"\x1b[31m"}, {"info", "\x1b[31m"}}) {
         EXPECT_EQ(runLine(line).err.find('\x1b'), std::string::npos);
     }
 }
 
-TEST(CommandLine, NamesTheUnknownCommand) {
+TEST(CommandLineTest, NamesTheUnknownCommand) {
     EXPECT_EQ(runLine({"nonsense"}).err,
               "tarnctl: unknown command \"nonsense\" (see tarnctl --help)\n");
 }
 
-TEST(CommandLine, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
+TEST(CommandLineTest, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
     const std::string expected = "tarnctl: no answer from " + nobody + " within 0.02 s\n";
     const std::string wait = "--wait-for-service";
     EXPECT_EQ(runLine({wait, "--endpoint", nobody, "--timeout", "0.02", "info"}).err, expected);
@@ -93,7 +93,7 @@ TEST(CommandLine, TakesGlobalOptionsInFrontOfAndBehindTheCommand) {
               expected);
 }
 
-TEST(CommandLine, HelpNamesEveryCommand) {
+TEST(CommandLineTest, HelpNamesEveryCommand) {
     for (const auto* const option : {"--help", "-h"}) {
         const CommandResult run = runLine({option});
         for (const auto* const name : {"info", "jobs", "engines", "devices", "tree", "events",
@@ -103,7 +103,7 @@ TEST(CommandLine, HelpNamesEveryCommand) {
     }
 }
 
-TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {
+TEST(CommandLineTest, HasHelpWithAnExampleForEveryCommand) {
     std::vector<std::vector<std::string>> commands = {{}};
     for (const CommandPlace& place : commandTable) {
         auto& words = commands.emplace_back();
@@ -127,11 +127,11 @@ TEST(CommandLine, HasHelpWithAnExampleForEveryCommand) {
     }
 }
 
-TEST(CommandLine, GivesItsVersion) {
+TEST(CommandLineTest, GivesItsVersion) {
     EXPECT_THAT(runLine({"--version"}).out, testing::MatchesRegex("tarnctl [0-9]+[.][0-9.]+\n"));
 }
 
-TEST(CommandLine, SaysWhenNobodyListens) {
+TEST(CommandLineTest, SaysWhenNobodyListens) {
     for (const auto& line : {std::vector<std::string>{"info"},
                              {"jobs", "list"},
                              {"jobs", "show", id},

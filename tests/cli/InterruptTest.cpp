@@ -14,7 +14,7 @@ void pressCtrlC() {
     ::kill(::getpid(), SIGINT);
 }
 
-TEST(Interrupt, IsKeptFromTheFirstCtrlCOn) {
+TEST(InterruptTest, IsKeptFromTheFirstCtrlCOn) {
     const Interrupt interrupt;
     EXPECT_FALSE(interrupt.requested());
     EXPECT_FALSE(interrupt.requestedWithin(1ms));
@@ -26,7 +26,7 @@ TEST(Interrupt, IsKeptFromTheFirstCtrlCOn) {
     }
 }
 
-TEST(Interrupt, WhatWasPressedWhileItLivedDoesNotEndTheProcessAfterwards) {
+TEST(InterruptTest, WhatWasPressedWhileItLivedDoesNotEndTheProcessAfterwards) {
     {
         const Interrupt interrupt;
         pressCtrlC();
@@ -42,7 +42,7 @@ TEST(Interrupt, WhatWasPressedWhileItLivedDoesNotEndTheProcessAfterwards) {
     ::_exit(0);
 }
 
-TEST(Interrupt, EndsTheProcessAgainAfterwards) {
+TEST(InterruptTest, EndsTheProcessAgainAfterwards) {
     EXPECT_EXIT(pressAfterwards(), testing::KilledBySignal(SIGINT), "");
 }
 

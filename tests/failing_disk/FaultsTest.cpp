@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(Faults, FailWhatTouchesARangeOfAFile) {
+TEST(FaultsTest, FailWhatTouchesARangeOfAFile) {
     Faults faults;
     faults.add({.path = "track-1/data.0", .error = EIO, .from = 512, .to = 1024});
     const auto readOf = [&](std::uint64_t offset, std::uint64_t size) {
@@ -28,7 +28,7 @@ TEST(Faults, FailWhatTouchesARangeOfAFile) {
     EXPECT_EQ(faults.met(), 2U);
 }
 
-TEST(Faults, ConcernAFolderOrAFileAndOneKindOfOperation) {
+TEST(FaultsTest, ConcernAFolderOrAFileAndOneKindOfOperation) {
     Faults faults;
     faults.add({.operation = Operation::Sync, .path = "track-1/", .error = EIO});
     faults.add({.operation = Operation::Sync, .path = "track-2/index", .error = ENOSPC});
@@ -43,7 +43,7 @@ TEST(Faults, ConcernAFolderOrAFileAndOneKindOfOperation) {
         faults.meet({.operation = Operation::Write, .path = "track-1/index", .size = 1}).error, 0);
 }
 
-TEST(Faults, HappenAsOftenAsTheySay) {
+TEST(FaultsTest, HappenAsOftenAsTheySay) {
     Faults faults;
     faults.add({.operation = Operation::Sync, .error = EIO, .times = 1});
     faults.add({.operation = Operation::Sync, .delay = 5ms});
@@ -56,7 +56,7 @@ TEST(Faults, HappenAsOftenAsTheySay) {
     EXPECT_EQ(second.delay, 5ms);
 }
 
-TEST(Faults, AreGoneWhenCleared) {
+TEST(FaultsTest, AreGoneWhenCleared) {
     Faults faults;
     faults.add({.operation = Operation::Sync, .error = EIO});
     faults.clear();

@@ -31,7 +31,7 @@ FileContent onDisk(const std::string& bytes) {
     return file;
 }
 
-TEST(FileContent, ReadsWhatWasWritten) {
+TEST(FileContentTest, ReadsWhatWasWritten) {
     FileContent file;
     file.write(3, "abc");
     EXPECT_EQ(all(file), std::string("\0\0\0abc", 6));
@@ -40,7 +40,7 @@ TEST(FileContent, ReadsWhatWasWritten) {
     EXPECT_EQ(file.read(6, 1), "");
 }
 
-TEST(FileContent, LosesWhatWasNotSynced) {
+TEST(FileContentTest, LosesWhatWasNotSynced) {
     auto file = onDisk("old");
     EXPECT_TRUE(file.isSynced());
     file.write(0, "new and longer");
@@ -50,42 +50,42 @@ TEST(FileContent, LosesWhatWasNotSynced) {
     EXPECT_TRUE(file.isSynced());
 }
 
-TEST(FileContent, MayKeepWhatWasNotSynced) {
+TEST(FileContentTest, MayKeepWhatWasNotSynced) {
     FileContent file;
     file.write(0, "new");
     file.losePower(always());
     EXPECT_EQ(all(file), "new");
 }
 
-TEST(FileContent, KeepsSomeSectorsOfAWriteAndNotOthers) {
+TEST(FileContentTest, KeepsSomeSectorsOfAWriteAndNotOthers) {
     auto file = onDisk(sectors(4, 'a'));
     file.write(0, sectors(4, 'b'));
     file.losePower(everySecond());
     EXPECT_EQ(all(file), sectors(1, 'b') + sectors(1, 'a') + sectors(1, 'b') + sectors(1, 'a'));
 }
 
-TEST(FileContent, TearsNoSector) {
+TEST(FileContentTest, TearsNoSector) {
     auto file = onDisk(sectors(2, 'a'));
     file.write(sector - 2, "bbbb");
     file.losePower(everySecond());
     EXPECT_EQ(all(file), sectors(1, 'a').substr(2) + "bb" + sectors(1, 'a'));
 }
 
-TEST(FileContent, MayHaveTheNewLengthWithoutTheBytes) {
+TEST(FileContentTest, MayHaveTheNewLengthWithoutTheBytes) {
     FileContent file;
     file.write(0, sectors(1, 'a'));
     file.losePower(everySecond());  // the length, not the sector
     EXPECT_EQ(all(file), sectors(1, '\0'));
 }
 
-TEST(FileContent, ComesBackInItsOldLengthWhenItsCutWasNotSynced) {
+TEST(FileContentTest, ComesBackInItsOldLengthWhenItsCutWasNotSynced) {
     auto file = onDisk(sectors(2, 'a'));
     file.resize(sector);
     file.losePower(never());
     EXPECT_EQ(all(file), sectors(2, 'a'));
 }
 
-TEST(FileContent, HasZerosWhereItWasCutAndMadeLongerAgain) {
+TEST(FileContentTest, HasZerosWhereItWasCutAndMadeLongerAgain) {
     auto file = onDisk(sectors(2, 'a'));
     file.resize(sector);
     file.resize(2 * sector);
@@ -94,7 +94,7 @@ TEST(FileContent, HasZerosWhereItWasCutAndMadeLongerAgain) {
     EXPECT_EQ(all(file), sectors(1, 'a') + sectors(1, '\0'));
 }
 
-TEST(FileContent, IsNotWrittenByTheSyncAfterOneThatFailed) {
+TEST(FileContentTest, IsNotWrittenByTheSyncAfterOneThatFailed) {
     auto file = onDisk("old");
     file.write(0, "new");
     file.failSync(never());
@@ -104,7 +104,7 @@ TEST(FileContent, IsNotWrittenByTheSyncAfterOneThatFailed) {
     EXPECT_EQ(all(file), "old");
 }
 
-TEST(FileContent, IsWrittenAgainAfterAFailedSyncWhereItIsWrittenAnew) {
+TEST(FileContentTest, IsWrittenAgainAfterAFailedSyncWhereItIsWrittenAnew) {
     FileContent file;
     file.write(0, sectors(2, 'a'));
     file.failSync(never());
@@ -114,7 +114,7 @@ TEST(FileContent, IsWrittenAgainAfterAFailedSyncWhereItIsWrittenAnew) {
     EXPECT_EQ(all(file), "b" + sectors(1, 'a').substr(1) + sectors(1, '\0'));
 }
 
-TEST(FileContent, ShowsWhatIsOnTheDiskWhenTheKernelForgetsAFailedSync) {
+TEST(FileContentTest, ShowsWhatIsOnTheDiskWhenTheKernelForgetsAFailedSync) {
     auto file = onDisk(sectors(2, 'a'));
     file.write(0, sectors(2, 'b'));
     file.failSync(everySecond());
@@ -122,14 +122,14 @@ TEST(FileContent, ShowsWhatIsOnTheDiskWhenTheKernelForgetsAFailedSync) {
     EXPECT_EQ(all(file), sectors(1, 'b') + sectors(1, 'a'));
 }
 
-TEST(FileContent, KeepsWhatIsNotSyncedInTheCache) {
+TEST(FileContentTest, KeepsWhatIsNotSyncedInTheCache) {
     FileContent file;
     file.write(0, "new");
     file.dropCache();
     EXPECT_EQ(all(file), "new");
 }
 
-TEST(FileContent, MayHoldSomethingInBetween) {
+TEST(FileContentTest, MayHoldSomethingInBetween) {
     auto file = onDisk(sectors(1, 'a'));
     file.write(0, sectors(1, 'b'));
     file.writeBack(always());

@@ -28,7 +28,7 @@ Parsed parse(const std::vector<const char*>& line) {
 
 }  // namespace
 
-TEST(GatewayOptions, DefaultsAreTheServices) {
+TEST(GatewayOptionsTest, DefaultsAreTheServices) {
     const auto parsed = parse({});
     ASSERT_TRUE(parsed.options);
     EXPECT_EQ(parsed.options->events.toString(Protocol::None), "ipc:///tmp/events");
@@ -36,7 +36,7 @@ TEST(GatewayOptions, DefaultsAreTheServices) {
     EXPECT_EQ(parsed.options->requests.toString(Protocol::None), "ipc:///tmp/requests");
 }
 
-TEST(GatewayOptions, WhereTheServiceIsAskedCanBeGiven) {
+TEST(GatewayOptionsTest, WhereTheServiceIsAskedCanBeGiven) {
     const auto parsed = parse({"--requests", "tcp://studio:9000"});
     ASSERT_TRUE(parsed.options);
     EXPECT_EQ(parsed.options->requests.toString(Protocol::None), "tcp://studio:9000");
@@ -46,7 +46,7 @@ TEST(GatewayOptions, WhereTheServiceIsAskedCanBeGiven) {
     EXPECT_THAT(nonsense.err, HasSubstr("--requests"));
 }
 
-TEST(GatewayOptions, EitherEndpointCanBeGiven) {
+TEST(GatewayOptionsTest, EitherEndpointCanBeGiven) {
     const auto one = parse({"--events", "tcp://127.0.0.1:7000"});
     ASSERT_TRUE(one.options);
     EXPECT_EQ(one.options->publish.toString(Protocol::None), "tcp://127.0.0.1:7001");
@@ -56,7 +56,7 @@ TEST(GatewayOptions, EitherEndpointCanBeGiven) {
     EXPECT_EQ(two.options->publish.toString(Protocol::None), "ipc:///tmp/elsewhere");
 }
 
-TEST(GatewayOptions, ALineThatMakesNoSenseIsOneLineAndStatusTwo) {
+TEST(GatewayOptionsTest, ALineThatMakesNoSenseIsOneLineAndStatusTwo) {
     for (const auto& line :
          std::vector<std::vector<const char*>>{{"--nonsense"},
                                                {"nonsense"},
@@ -74,7 +74,7 @@ TEST(GatewayOptions, ALineThatMakesNoSenseIsOneLineAndStatusTwo) {
     }
 }
 
-TEST(GatewayOptions, HelpAndVersionAreStatusZero) {
+TEST(GatewayOptionsTest, HelpAndVersionAreStatusZero) {
     const auto help = parse({"--help"});
     EXPECT_EQ(help.exitStatus, 0);
     EXPECT_THAT(help.out, HasSubstr("--publish"));

@@ -179,7 +179,7 @@ TEST_F(GatewayProgramTest, AnEndpointInUseIsALineAndStatusOne) {
     EXPECT_EQ(subscriber()->poll(0), std::nullopt);
 }
 
-TEST(GatewayReadiness, TheServiceManagerIsToldWhenTheEndpointsCanBeReached) {
+TEST(GatewayReadinessTest, TheServiceManagerIsToldWhenTheEndpointsCanBeReached) {
     const test::TemporaryFolder folder;
     const auto events = "ipc://" + (folder.path() / "events").string();
     const auto path = (folder.path() / "notify").string();
@@ -191,7 +191,7 @@ TEST(GatewayReadiness, TheServiceManagerIsToldWhenTheEndpointsCanBeReached) {
     EXPECT_EQ(program.wait().exitStatus, 0);
 }
 
-TEST(GatewayReadiness, AServiceManagerThatCannotBeToldIsALine) {
+TEST(GatewayReadinessTest, AServiceManagerThatCannotBeToldIsALine) {
     const test::TemporaryFolder folder;
     const auto events = "ipc://" + (folder.path() / "events").string();
     for (const auto& nowhere : {(folder.path() / "none").string(), std::string(300, 'x')}) {
@@ -203,7 +203,7 @@ TEST(GatewayReadiness, AServiceManagerThatCannotBeToldIsALine) {
     }
 }
 
-TEST(GatewayLog, WhoReadsItMayGoAway) {
+TEST(GatewayLogTest, WhoReadsItMayGoAway) {
     const test::TemporaryFolder folder;
     const auto events = "ipc://" + (folder.path() / "events").string();
     const auto log = (folder.path() / "log").string();
@@ -220,7 +220,7 @@ TEST(GatewayLog, WhoReadsItMayGoAway) {
     EXPECT_EQ(program.wait().exitStatus, 0);
 }
 
-TEST(GatewayCommandLine, UsageErrorsAreStatusTwo) {
+TEST(GatewayCommandLineTest, UsageErrorsAreStatusTwo) {
     EXPECT_EQ(test::runProcess({TARN_GATEWAY_PROGRAM, "--nonsense"}).exitStatus, 2);
     EXPECT_EQ(test::runProcess({TARN_GATEWAY_PROGRAM, "--help"}).exitStatus, 0);
 }

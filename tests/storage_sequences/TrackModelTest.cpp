@@ -194,7 +194,7 @@ TEST_F(TrackModelTest, MayMissAnythingThatIsNotDurableWhereTheDiskHasFailed) {
     EXPECT_THAT(compare(holding(1, 1)), Contains(HasSubstr("frame 2 is lost")));
 }
 
-TEST(FrameBytes, TellOneFrameFromAnother) {
+TEST(FrameBytesTest, TellOneFrameFromAnother) {
     const auto bytes = frameBytes(1, 2, 5000);
     EXPECT_TRUE(isWholeFrame(1, 2, bytes));
     EXPECT_FALSE(isWholeFrame(1, 3, bytes));

@@ -14,7 +14,7 @@
 
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/disk/DiskFile.h"
-#include "peers/loop_storage/ring/VersionedFile.h"
+#include "peers/loop_storage/ring/index/VersionedFile.h"
 #include "platform/os/ClosedFile.h"
 #include "platform/utils/Log.h"
 

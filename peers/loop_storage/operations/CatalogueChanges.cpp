@@ -5,7 +5,7 @@
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/operations/Catalogue.h"
-#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {

@@ -4,7 +4,7 @@
 
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/disk/DiskFile.h"
-#include "peers/loop_storage/ring/VersionedFile.h"
+#include "peers/loop_storage/ring/index/VersionedFile.h"
 #include "platform/storage_wire/Checksum.h"
 #include "platform/utils/Printable.h"
 #include "proto/storage_wire.pb.h"

@@ -15,9 +15,9 @@
 #include "peers/loop_storage/disk/DiskErrors.h"
 #include "peers/loop_storage/disk/DiskQueue.h"
 #include "peers/loop_storage/ring/BootId.h"
-#include "peers/loop_storage/ring/FrameInfo.h"
 #include "peers/loop_storage/ring/PropertyFile.h"
-#include "peers/loop_storage/ring/RingIndex.h"
+#include "peers/loop_storage/ring/index/FrameInfo.h"
+#include "peers/loop_storage/ring/index/RingIndex.h"
 #include "platform/os/FileDescriptor.h"
 
 namespace tarn::peers::loop_storage {

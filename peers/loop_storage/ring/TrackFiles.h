@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "peers/loop_storage/disk/DiskFile.h"
-#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
 
 namespace tarn::peers::loop_storage {
 

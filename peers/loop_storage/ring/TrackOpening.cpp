@@ -2,9 +2,9 @@
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
-#include "peers/loop_storage/ring/Recovery.h"
 #include "peers/loop_storage/ring/Track.h"
 #include "peers/loop_storage/ring/TrackFiles.h"
+#include "peers/loop_storage/ring/index/Recovery.h"
 
 namespace tarn::peers::loop_storage {
 

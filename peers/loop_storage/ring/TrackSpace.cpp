@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "peers/loop_storage/ring/IndexScan.h"
+#include "peers/loop_storage/ring/index/IndexScan.h"
 
 namespace tarn::peers::loop_storage {
 

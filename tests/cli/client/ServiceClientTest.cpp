@@ -19,22 +19,22 @@ std::string endpointOfJob(const std::string& service, const std::string& job) {
 
 }  // namespace
 
-TEST(ServiceClient, LooksForTheJobsOfAServerFarAwayThere) {
+TEST(ServiceClientTest, LooksForTheJobsOfAServerFarAwayThere) {
     EXPECT_EQ(endpointOfJob("tcp://server:5555", "tcp://*:10001"), "tcp://server:10001");
 }
 
-TEST(ServiceClient, TakesAJobsEndpointAsItIsOtherwise) {
+TEST(ServiceClientTest, TakesAJobsEndpointAsItIsOtherwise) {
     EXPECT_EQ(endpointOfJob("ipc:///tmp/requests", "tcp://*:10001"), "tcp://*:10001");
     EXPECT_EQ(endpointOfJob("tcp://server:5555", "tcp://other:10001"), "tcp://other:10001");
     EXPECT_EQ(endpointOfJob("tcp://server:5555", "ipc:///tmp/job"), "ipc:///tmp/job");
 }
 
-TEST(ServiceClient, RefusesAnEndpointThatMakesNoSense) {
+TEST(ServiceClientTest, RefusesAnEndpointThatMakesNoSense) {
     EXPECT_THROW(endpointOfJob("tcp://server:5555", ""), CommandError);
     EXPECT_THROW(endpointOfJob("tcp://server:5555", "http://x"), CommandError);
 }
 
-TEST(ServiceClient, WaitsForAServiceThatHasAnsweredOnce) {
+TEST(ServiceClientTest, WaitsForAServiceThatHasAnsweredOnce) {
     using namespace std::chrono_literals;
     auto service = std::make_unique<test::FakeService>();
     const std::string endpoint = service->endpoint();

@@ -33,7 +33,7 @@ DoctorRun runDoctor(const std::vector<std::string>& arguments) {
 }  // namespace
 
 // On whatever machine this runs; what it finds there is nothing to rely on.
-TEST(DoctorCommand, NamesEveryCheckAndARemedyForEachFinding) {
+TEST(DoctorCommandTest, NamesEveryCheckAndARemedyForEachFinding) {
     const auto run = runDoctor({"doctor"});
     for (const auto& check : doctorsChecks) {
         EXPECT_THAT(run.out, HasSubstr(check.name));
@@ -43,7 +43,7 @@ TEST(DoctorCommand, NamesEveryCheckAndARemedyForEachFinding) {
                             [](const json& finding) { return finding["remedy"] != ""; }));
 }
 
-TEST(DoctorCommand, AnErrorIsItsExitStatus) {
+TEST(DoctorCommandTest, AnErrorIsItsExitStatus) {
     const test::TemporaryFolder folder;
     const auto file = folder.write("configuration.xml", "no configuration\n");
     const auto run = runDoctor({"doctor", "--json", "--configuration", file});

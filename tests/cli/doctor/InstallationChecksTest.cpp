@@ -16,9 +16,9 @@ using testing::Not;
 
 namespace {
 
-class DoctorsInstallation : public testing::Test {
+class DoctorsInstallationTest : public testing::Test {
   protected:
-    DoctorsInstallation() {
+    DoctorsInstallationTest() {
         for (const auto kept : {"/run/halden-tarn", "/var/log/halden-tarn", "/var/lib/halden-tarn",
                                 "/usr/share/TarnJobs", "/var/lib/halden-tarn-loop-storage"}) {
             test.make(kept, fs::perms(0750));
@@ -33,11 +33,11 @@ class DoctorsInstallation : public testing::Test {
 
 }  // namespace
 
-TEST_F(DoctorsInstallation, UsersAndGroupsThatAreThereAreNoFinding) {
+TEST_F(DoctorsInstallationTest, UsersAndGroupsThatAreThereAreNoFinding) {
     EXPECT_THAT(textsOf(checkUsers(machine)), IsEmpty());
 }
 
-TEST_F(DoctorsInstallation, UsersAndGroupsThatAreMissingAreNamed) {
+TEST_F(DoctorsInstallationTest, UsersAndGroupsThatAreMissingAreNamed) {
     test.write("/etc/passwd", "root:x:0:0::/root:/bin/sh\n");
     test.write("/etc/group", "tarn-read:x:990:\n");
     EXPECT_THAT(
@@ -47,7 +47,7 @@ TEST_F(DoctorsInstallation, UsersAndGroupsThatAreMissingAreNamed) {
                     "error: there is no group tarn-admin"));
 }
 
-TEST_F(DoctorsInstallation, AServiceThatCannotLetReadersInIsFound) {
+TEST_F(DoctorsInstallationTest, AServiceThatCannotLetReadersInIsFound) {
     test.write("/etc/group",
                "tarn-read:x:990:tarn-store,tarnish\ntarn-operate:x:1:\ntarn-admin:x:2:\n");
     EXPECT_THAT(
@@ -55,19 +55,19 @@ TEST_F(DoctorsInstallation, AServiceThatCannotLetReadersInIsFound) {
         ElementsAre("error: user tarn is not in the group tarn-read, and cannot let it in"));
 }
 
-TEST_F(DoctorsInstallation, LinesThatAreNoAccountsAreLeftOut) {
+TEST_F(DoctorsInstallationTest, LinesThatAreNoAccountsAreLeftOut) {
     test.write("/etc/passwd", "\n:::\ntarn\ntarn:x\n" + std::string(1000, 'x'));
     EXPECT_THAT(textsOf(checkUsers(machine)), Contains("error: there is no user tarn"));
 }
 
-TEST_F(DoctorsInstallation, FoldersAsTheyShouldBeAreNoFinding) {
+TEST_F(DoctorsInstallationTest, FoldersAsTheyShouldBeAreNoFinding) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "the configuration has to belong to root";
     }
     EXPECT_THAT(textsOf(checkFolders(machine)), IsEmpty());
 }
 
-TEST_F(DoctorsInstallation, AFolderThatOthersMayWriteIsAnErrorAndOneThatTheyMayReadAWarning) {
+TEST_F(DoctorsInstallationTest, AFolderThatOthersMayWriteIsAnErrorAndOneThatTheyMayReadAWarning) {
     test.make("/run/halden-tarn", fs::perms(0777));
     test.make("/var/log/halden-tarn", fs::perms(0755));
     const auto texts = textsOf(checkFolders(machine));
@@ -78,7 +78,7 @@ TEST_F(DoctorsInstallation, AFolderThatOthersMayWriteIsAnErrorAndOneThatTheyMayR
         Contains("warning: /var/log/halden-tarn has the mode 0755, which is more than 0750"));
 }
 
-TEST_F(DoctorsInstallation, AFolderThatIsNotThereOrALinkIsAnError) {
+TEST_F(DoctorsInstallationTest, AFolderThatIsNotThereOrALinkIsAnError) {
     fs::remove(machine.at("/var/lib/halden-tarn"));
     fs::remove(machine.at("/run/halden-tarn"));
     fs::create_symlink("/etc", machine.at("/run/halden-tarn"));
@@ -87,14 +87,14 @@ TEST_F(DoctorsInstallation, AFolderThatIsNotThereOrALinkIsAnError) {
     EXPECT_THAT(texts, Contains("error: /run/halden-tarn is a symbolic link"));
 }
 
-TEST_F(DoctorsInstallation, AFolderOfSomebodyElseIsAnErrorThatNamesHim) {
+TEST_F(DoctorsInstallationTest, AFolderOfSomebodyElseIsAnErrorThatNamesHim) {
     test.write("/etc/passwd",
                "tarn:x:54321:1::/:/x\nmallory:x:" + std::to_string(::geteuid()) + ":1::/:/x\n");
     EXPECT_THAT(textsOf(checkFolders(machine)),
                 Contains("error: /usr/share/TarnJobs belongs to mallory instead of tarn"));
 }
 
-TEST_F(DoctorsInstallation, TheFolderOfPersistentJobsIsTheConfiguredOne) {
+TEST_F(DoctorsInstallationTest, TheFolderOfPersistentJobsIsTheConfiguredOne) {
     machine.settings.persistentJobsFolder = "/srv/jobs";
     EXPECT_THAT(textsOf(checkFolders(machine)),
                 Contains("error: /srv/jobs: No such file or directory"));
@@ -102,7 +102,7 @@ TEST_F(DoctorsInstallation, TheFolderOfPersistentJobsIsTheConfiguredOne) {
     EXPECT_THAT(textsOf(checkFolders(machine)), Not(Contains(HasSubstr("obs"))));
 }
 
-TEST_F(DoctorsInstallation, WhatIsWrongWithTheConfigurationIsAFindingWithItsLine) {
+TEST_F(DoctorsInstallationTest, WhatIsWrongWithTheConfigurationIsAFindingWithItsLine) {
     test.write("/etc/TarnConfiguration.xml",
                "<TarnHubConfig>\n<Endpoints><RequestsEndpoint>x</RequestsEndpoint></Endpoints>\n"
                "<Nonsense>1</Nonsense>\n</TarnHubConfig>\n");
@@ -114,7 +114,7 @@ TEST_F(DoctorsInstallation, WhatIsWrongWithTheConfigurationIsAFindingWithItsLine
                 Contains(HasSubstr("warning: /etc/TarnConfiguration.xml:3: element Nonsense: ")));
 }
 
-TEST_F(DoctorsInstallation, APluginThatEndsItsProcessIsAnError) {
+TEST_F(DoctorsInstallationTest, APluginThatEndsItsProcessIsAnError) {
     const auto trial = machine.at("/opt/halden/halden-tarn-service/bin/tarnPluginTrial").string();
     machine.settings.plugins = {"/a.so"};
     test.programs[trial] = {113, ""};
@@ -129,7 +129,7 @@ TEST_F(DoctorsInstallation, APluginThatEndsItsProcessIsAnError) {
     EXPECT_THAT(test.ran.back(), ElementsAre(trial, "/a.so"));
 }
 
-TEST_F(DoctorsInstallation, APluginThatCannotBeTriedIsNotSeen) {
+TEST_F(DoctorsInstallationTest, APluginThatCannotBeTriedIsNotSeen) {
     machine.settings.plugins = {"/a.so"};
     EXPECT_THAT(textsOf(checkPlugins(machine)),
                 ElementsAre(HasSubstr("not seen: /a.so cannot be tried")));

@@ -21,9 +21,9 @@ namespace {
 
 constexpr auto systemctl = "/usr/bin/systemctl";
 
-class DoctorsProcesses : public testing::Test {
+class DoctorsProcessesTest : public testing::Test {
   protected:
-    DoctorsProcesses() { test.make("/tmp", fs::perms(0777)); }
+    DoctorsProcessesTest() { test.make("/tmp", fs::perms(0777)); }
 
     void process(int id, const std::string& name, const std::string& executable,
                  const std::string& descriptors = "65536") const {
@@ -58,7 +58,7 @@ std::unique_ptr<socket::Socket> listener(const Machine& machine, const std::stri
 
 }  // namespace
 
-TEST_F(DoctorsProcesses, UnitsThatRunAreNoFinding) {
+TEST_F(DoctorsProcessesTest, UnitsThatRunAreNoFinding) {
     EXPECT_THAT(
         withUnit("ActiveState=active\nSubState=running\nNRestarts=2\nUnitFileState=enabled\n"),
         IsEmpty());
@@ -66,7 +66,7 @@ TEST_F(DoctorsProcesses, UnitsThatRunAreNoFinding) {
     EXPECT_THAT(textsOf(checkUnits(machine)), IsEmpty());
 }
 
-TEST_F(DoctorsProcesses, AUnitThatDoesNotRunIsAnErrorWithTheReason) {
+TEST_F(DoctorsProcessesTest, AUnitThatDoesNotRunIsAnErrorWithTheReason) {
     EXPECT_THAT(withUnit("ActiveState=failed\nResult=watchdog\n"),
                 ElementsAre("error: a.service has failed: watchdog"));
     EXPECT_THAT(withUnit("ActiveState=inactive\n"), ElementsAre("error: a.service does not run"));
@@ -74,14 +74,14 @@ TEST_F(DoctorsProcesses, AUnitThatDoesNotRunIsAnErrorWithTheReason) {
                 ElementsAre("error: a.service ended and is started again: exit-code"));
 }
 
-TEST_F(DoctorsProcesses, AUnitThatEndsOftenOrDoesNotComeBackIsAWarning) {
+TEST_F(DoctorsProcessesTest, AUnitThatEndsOftenOrDoesNotComeBackIsAWarning) {
     EXPECT_THAT(withUnit("ActiveState=active\nNRestarts=3\n"),
                 ElementsAre("warning: a.service was started again 3 times"));
     EXPECT_THAT(withUnit("ActiveState=active\nUnitFileState=disabled\n"),
                 ElementsAre("warning: a.service does not start with the machine"));
 }
 
-TEST_F(DoctorsProcesses, EachUnitIsLookedAt) {
+TEST_F(DoctorsProcessesTest, EachUnitIsLookedAt) {
     test.programs[systemctl] = {0,
                                 "Id=a.service\nActiveState=failed\nResult=x\n\n"
                                 "Id=b.service\nActiveState=failed\nResult=y\n"};
@@ -90,7 +90,7 @@ TEST_F(DoctorsProcesses, EachUnitIsLookedAt) {
     EXPECT_THAT(test.ran.back(), Contains("halden-tarn-loop-storage.service"));
 }
 
-TEST_F(DoctorsProcesses, WithoutSystemdItSaysThatItSeesNoUnits) {
+TEST_F(DoctorsProcessesTest, WithoutSystemdItSaysThatItSeesNoUnits) {
     EXPECT_THAT(textsOf(checkUnits(machine)),
                 ElementsAre("not seen: systemd does not say how its units are"));
     test.programs[systemctl] = {1, "System has not been booted with systemd"};
@@ -98,19 +98,19 @@ TEST_F(DoctorsProcesses, WithoutSystemdItSaysThatItSeesNoUnits) {
                 ElementsAre("not seen: systemd does not say how its units are"));
 }
 
-TEST_F(DoctorsProcesses, SocketsOnWhichTheServerListensAreNoFinding) {
+TEST_F(DoctorsProcessesTest, SocketsOnWhichTheServerListensAreNoFinding) {
     const auto requests = listener(machine, "requests");
     const auto resource = listener(machine, "resource");
     const auto events = listener(machine, "events");
     EXPECT_THAT(textsOf(checkSockets(machine)), IsEmpty());
 }
 
-TEST_F(DoctorsProcesses, ASocketThatIsNotThereIsAnError) {
+TEST_F(DoctorsProcessesTest, ASocketThatIsNotThereIsAnError) {
     EXPECT_THAT(textsOf(checkSockets(machine)),
                 Contains("error: ipc:///tmp/requests: No such file or directory"));
 }
 
-TEST_F(DoctorsProcesses, ASocketOnWhichNobodyListensAnyMoreIsAnError) {
+TEST_F(DoctorsProcessesTest, ASocketOnWhichNobodyListensAnyMoreIsAnError) {
     const auto path = machine.at("/tmp/requests").string();
     const int left = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -123,13 +123,13 @@ TEST_F(DoctorsProcesses, ASocketOnWhichNobodyListensAnyMoreIsAnError) {
                 Contains(HasSubstr("error: ipc:///tmp/requests: nobody listens")));
 }
 
-TEST_F(DoctorsProcesses, APipeThatKeepsTheNameOfASocketIsNobody) {
+TEST_F(DoctorsProcessesTest, APipeThatKeepsTheNameOfASocketIsNobody) {
     ASSERT_EQ(::mkfifo(machine.at("/tmp/requests").c_str(), 0600), 0);
     EXPECT_THAT(textsOf(checkSockets(machine)),
                 Contains("error: ipc:///tmp/requests: nobody listens"));
 }
 
-TEST_F(DoctorsProcesses, AFileInTheWayIsAnError) {
+TEST_F(DoctorsProcessesTest, AFileInTheWayIsAnError) {
     test.write("/tmp/requests", "");
     fs::create_symlink("/nowhere", machine.at("/tmp/events"));
     const auto texts = textsOf(checkSockets(machine));
@@ -137,7 +137,7 @@ TEST_F(DoctorsProcesses, AFileInTheWayIsAnError) {
     EXPECT_THAT(texts, Contains("error: /tmp/events is no socket"));
 }
 
-TEST_F(DoctorsProcesses, ASocketThatSomebodyElseTookIsAnErrorThatNamesHim) {
+TEST_F(DoctorsProcessesTest, ASocketThatSomebodyElseTookIsAnErrorThatNamesHim) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can give a file away";
     }
@@ -147,7 +147,7 @@ TEST_F(DoctorsProcesses, ASocketThatSomebodyElseTookIsAnErrorThatNamesHim) {
                 Contains("error: /tmp/requests was taken by user 54321"));
 }
 
-TEST_F(DoctorsProcesses, AProcessOfAVersionThatWasReplacedIsAWarning) {
+TEST_F(DoctorsProcessesTest, AProcessOfAVersionThatWasReplacedIsAWarning) {
     process(7, "TarnService", "/opt/halden/halden-tarn-service/bin/TarnService (deleted)");
     process(8, "tarnGateway", "/opt/halden/halden-tarn-gateway/bin/tarnGateway");
     process(9, "TarnService", "/home/me/TarnService (deleted)");
@@ -158,14 +158,14 @@ TEST_F(DoctorsProcesses, AProcessOfAVersionThatWasReplacedIsAWarning) {
             "warning: TarnService (process 7) is of a version that is not installed any more"));
 }
 
-TEST_F(DoctorsProcesses, ProcessesThatThisUserMayNotSeeAreCounted) {
+TEST_F(DoctorsProcessesTest, ProcessesThatThisUserMayNotSeeAreCounted) {
     process(7, "TarnService", "");
     process(8, "tarnWorkflowLau", "");
     EXPECT_THAT(textsOf(checkVersions(machine)),
                 ElementsAre("not seen: of 2 processes this user may not see the program"));
 }
 
-TEST_F(DoctorsProcesses, TooFewDescriptorsAreAWarningForWhoHasClients) {
+TEST_F(DoctorsProcessesTest, TooFewDescriptorsAreAWarningForWhoHasClients) {
     process(7, "TarnService", "", "1024");
     process(8, "tarnWorkflowLau", "", "1024");
     process(9, "tarnGateway", "", "65536");
@@ -173,7 +173,7 @@ TEST_F(DoctorsProcesses, TooFewDescriptorsAreAWarningForWhoHasClients) {
                 ElementsAre(HasSubstr("TarnService (process 7) may have 1024")));
 }
 
-TEST_F(DoctorsProcesses, DescriptorsThatAreNearlyUsedUpAreAnError) {
+TEST_F(DoctorsProcessesTest, DescriptorsThatAreNearlyUsedUpAreAnError) {
     process(7, "TarnService", "", "5000");
     for (int n = 0; n <= 4000; ++n) {
         test.write("/proc/7/fd/" + std::to_string(n), "");

@@ -17,7 +17,7 @@ namespace {
 
 constexpr auto nft = "/usr/sbin/nft";
 
-class DoctorsSurroundings : public testing::Test {
+class DoctorsSurroundingsTest : public testing::Test {
   protected:
     TestMachine test;
     Machine& machine = test.machine;
@@ -25,7 +25,7 @@ class DoctorsSurroundings : public testing::Test {
 
 }  // namespace
 
-TEST_F(DoctorsSurroundings, SpaceThatBecomesShortIsAWarningThenAnError) {
+TEST_F(DoctorsSurroundingsTest, SpaceThatBecomesShortIsAWarningThenAnError) {
     EXPECT_THAT(textsOf(checkSpace(machine)), IsEmpty());
     test.left.available = 9;
     EXPECT_THAT(textsOf(checkSpace(machine)), Contains("warning: /tmp has 9 % of its space left"));
@@ -33,14 +33,14 @@ TEST_F(DoctorsSurroundings, SpaceThatBecomesShortIsAWarningThenAnError) {
     EXPECT_THAT(textsOf(checkSpace(machine)), Contains("error: /tmp has 1 % of its space left"));
 }
 
-TEST_F(DoctorsSurroundings, FilesThatBecomeFewAreFoundWhereTheyAreBounded) {
+TEST_F(DoctorsSurroundingsTest, FilesThatBecomeFewAreFoundWhereTheyAreBounded) {
     test.left.freeFiles = 0;
     EXPECT_THAT(textsOf(checkSpace(machine)), Contains("error: /tmp has 0 % of its files left"));
     test.left.allFiles = 0;
     EXPECT_THAT(textsOf(checkSpace(machine)), IsEmpty());
 }
 
-TEST_F(DoctorsSurroundings, AClockThatNobodyKeepsRightIsAWarning) {
+TEST_F(DoctorsSurroundingsTest, AClockThatNobodyKeepsRightIsAWarning) {
     EXPECT_THAT(textsOf(checkClock(machine)), IsEmpty());
     machine.clockIsSynchronised = [] { return false; };
     EXPECT_THAT(textsOf(checkClock(machine)),
@@ -50,7 +50,7 @@ TEST_F(DoctorsSurroundings, AClockThatNobodyKeepsRightIsAWarning) {
                 ElementsAre("not seen: the kernel does not say whether the clock is right"));
 }
 
-TEST_F(DoctorsSurroundings, AClockThatWasSetBackShowsInItsFiles) {
+TEST_F(DoctorsSurroundingsTest, AClockThatWasSetBackShowsInItsFiles) {
     test.write("/var/log/halden-tarn/service.log", "");
     EXPECT_THAT(textsOf(checkClock(machine)), IsEmpty());
     machine.now = [] { return std::chrono::system_clock::now() - 1h; };
@@ -60,7 +60,7 @@ TEST_F(DoctorsSurroundings, AClockThatWasSetBackShowsInItsFiles) {
                     "clock was set back"));
 }
 
-TEST_F(DoctorsSurroundings, TheFirewallIsAskedForOpenEndpointsOnly) {
+TEST_F(DoctorsSurroundingsTest, TheFirewallIsAskedForOpenEndpointsOnly) {
     machine.settings.requestsEndpoint = "tcp://127.0.0.1:5555";
     machine.settings.eventsEndpoint = "tcp://localhost:5556";
     machine.settings.resourcesEndpoint = "tcp://[::1]:5557";
@@ -68,7 +68,7 @@ TEST_F(DoctorsSurroundings, TheFirewallIsAskedForOpenEndpointsOnly) {
     EXPECT_THAT(test.ran, IsEmpty());
 }
 
-TEST_F(DoctorsSurroundings, AnOpenEndpointWithoutARuleIsAWarning) {
+TEST_F(DoctorsSurroundingsTest, AnOpenEndpointWithoutARuleIsAWarning) {
     machine.settings.requestsEndpoint = "tcp://*:5555";
     test.programs[nft] = {
         0, "table inet filter {\n\tchain input {\n\t\ttcp dport 22 accept\n\t}\n}\n"};
@@ -78,7 +78,7 @@ TEST_F(DoctorsSurroundings, AnOpenEndpointWithoutARuleIsAWarning) {
     EXPECT_THAT(textsOf(checkFirewall(machine)), IsEmpty());
 }
 
-TEST_F(DoctorsSurroundings, AFirewallThatCannotBeSeenIsSaid) {
+TEST_F(DoctorsSurroundingsTest, AFirewallThatCannotBeSeenIsSaid) {
     machine.settings.requestsEndpoint = "tcp://10.0.0.1:5555";
     EXPECT_THAT(textsOf(checkFirewall(machine)), ElementsAre(HasSubstr("not seen: ")));
     test.programs[nft] = {1, "Operation not permitted"};
@@ -88,7 +88,7 @@ TEST_F(DoctorsSurroundings, AFirewallThatCannotBeSeenIsSaid) {
     EXPECT_EQ(findings[0].remedy, "run this as root");
 }
 
-TEST(FirewallRules, APortIsNamedAloneInASetOrInARange) {
+TEST(FirewallRulesTest, APortIsNamedAloneInASetOrInARange) {
     for (const auto rule :
          {"tcp dport 5555 drop", "\t\ttcp dport { 22, 5555 } accept", "tcp dport 5000-6000 accept",
           "tcp dport { 22, 5000-6000, 80 } drop", "meta l4proto tcp th dport 5555 drop",
@@ -103,13 +103,13 @@ TEST(FirewallRules, APortIsNamedAloneInASetOrInARange) {
     }
 }
 
-TEST(FirewallRules, WhatComesInMayBeDroppedUnlessItIsAllowed) {
+TEST(FirewallRulesTest, WhatComesInMayBeDroppedUnlessItIsAllowed) {
     EXPECT_TRUE(saysAnythingOf(5555, "type filter hook input priority filter; policy drop;"));
     EXPECT_FALSE(saysAnythingOf(5555, "type filter hook input priority filter; policy accept;"));
     EXPECT_FALSE(saysAnythingOf(5555, "type filter hook output priority filter; policy drop;"));
 }
 
-TEST_F(DoctorsSurroundings, WhatTheKernelLacksIsAWarningEach) {
+TEST_F(DoctorsSurroundingsTest, WhatTheKernelLacksIsAWarningEach) {
     EXPECT_EQ(checkKernel(machine).size(), 2U);
     test.write("/proc/sys/kernel/seccomp/actions_avail",
                "kill_process kill_thread trap errno log allow\n");

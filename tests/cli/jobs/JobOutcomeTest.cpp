@@ -18,7 +18,7 @@ JobEventEnd end(JobEventEnd::Reason reason) {
 
 }  // namespace
 
-TEST(JobOutcome, OnlyTheEndOfTheStreamIsDone) {
+TEST(JobOutcomeTest, OnlyTheEndOfTheStreamIsDone) {
     EXPECT_EQ(JobOutcome::fromEnd("a", end(JobEventEnd::END_OF_STREAM)).exitStatus(),
               ExitStatus::Done);
     for (const auto reason : {JobEventEnd::DESTROYED, JobEventEnd::FAILED, JobEventEnd::CRASHED,
@@ -27,7 +27,7 @@ TEST(JobOutcome, OnlyTheEndOfTheStreamIsDone) {
     }
 }
 
-TEST(JobOutcome, NamesTheSignal) {
+TEST(JobOutcomeTest, NamesTheSignal) {
     auto event = end(JobEventEnd::CRASHED);
     event.set_signal(11);
     EXPECT_EQ(JobOutcome::fromEnd("a", event).text, "job a crashed, signal 11 (SIGSEGV)");
@@ -35,13 +35,13 @@ TEST(JobOutcome, NamesTheSignal) {
     EXPECT_EQ(JobOutcome::fromEnd("a", event).text, "job a crashed, signal 12345");
 }
 
-TEST(JobOutcome, NamesTheExitStatus) {
+TEST(JobOutcomeTest, NamesTheExitStatus) {
     auto event = end(JobEventEnd::CRASHED);
     event.set_exit_status(3);
     EXPECT_EQ(JobOutcome::fromEnd("a", event).text, "job a crashed, exit status 3");
 }
 
-TEST(JobOutcome, GivesTheJobsOwnMessage) {
+TEST(JobOutcomeTest, GivesTheJobsOwnMessage) {
     auto event = end(JobEventEnd::FAILED);
     event.set_message("no such file");
     const auto outcome = JobOutcome::fromEnd("a", event);
@@ -49,13 +49,13 @@ TEST(JobOutcome, GivesTheJobsOwnMessage) {
     EXPECT_STREQ(outcome.word(), "failed");
 }
 
-TEST(JobOutcome, SaysThatAJobWasDestroyed) {
+TEST(JobOutcomeTest, SaysThatAJobWasDestroyed) {
     const auto outcome = JobOutcome::fromEnd("a", end(JobEventEnd::DESTROYED));
     EXPECT_EQ(outcome.text, "job a was destroyed");
     EXPECT_STREQ(outcome.word(), "destroyed");
 }
 
-TEST(JobOutcome, KeepsStatusesOfItsOwnForNoAnswerAndInterrupt) {
+TEST(JobOutcomeTest, KeepsStatusesOfItsOwnForNoAnswerAndInterrupt) {
     EXPECT_EQ((JobOutcome{JobOutcome::Kind::NoAnswer, ""}).exitStatus(), ExitStatus::NoAnswer);
     EXPECT_EQ((JobOutcome{JobOutcome::Kind::Interrupted, ""}).exitStatus(),
               ExitStatus::Interrupted);

@@ -21,7 +21,7 @@ const JobProgress live{.position = 3723s, .duration = {}, .fraction = {}};
 
 }  // namespace
 
-TEST(JobProgress, TakesWhatTheEventSays) {
+TEST(JobProgressTest, TakesWhatTheEventSays) {
     JobEventProgress event;
     event.set_position_ns(1'000'000'000);
     event.set_duration_ns(4'000'000'000);
@@ -32,14 +32,14 @@ TEST(JobProgress, TakesWhatTheEventSays) {
     EXPECT_EQ(progress.fraction, 0.25);
 }
 
-TEST(JobProgress, LeavesOutWhatTheEventDoesNotSay) {
+TEST(JobProgressTest, LeavesOutWhatTheEventDoesNotSay) {
     const auto progress = JobProgress::fromEvent(JobEventProgress());
     EXPECT_FALSE(progress.position);
     EXPECT_FALSE(progress.duration);
     EXPECT_FALSE(progress.fraction);
 }
 
-TEST(JobProgress, LeavesOutWhatMakesNoSense) {
+TEST(JobProgressTest, LeavesOutWhatMakesNoSense) {
     JobEventProgress event;
     event.set_position_ns(-1);
     event.set_duration_ns(std::numeric_limits<std::int64_t>::min());
@@ -50,7 +50,7 @@ TEST(JobProgress, LeavesOutWhatMakesNoSense) {
     EXPECT_FALSE(progress.fraction);
 }
 
-TEST(JobProgress, ClampsTheFraction) {
+TEST(JobProgressTest, ClampsTheFraction) {
     JobEventProgress event;
     event.set_fraction(17);
     EXPECT_EQ(JobProgress::fromEvent(event).fraction, 1.0);
@@ -58,46 +58,46 @@ TEST(JobProgress, ClampsTheFraction) {
     EXPECT_EQ(JobProgress::fromEvent(event).fraction, 0.0);
 }
 
-TEST(JobProgress, WritesTimesAsAClock) {
+TEST(JobProgressTest, WritesTimesAsAClock) {
     EXPECT_EQ(clockText(0s), "0:00");
     EXPECT_EQ(clockText(59'999ms), "0:59");
     EXPECT_EQ(clockText(750s), "12:30");
     EXPECT_EQ(clockText(3723s), "1:02:03");
 }
 
-TEST(JobProgress, AsTextGivesPercentAndPosition) {
+TEST(JobProgressTest, AsTextGivesPercentAndPosition) {
     EXPECT_EQ(progressText("cam1", almostHalf), "cam1: 42 %, 0:12 of 0:30");
 }
 
-TEST(JobProgress, AsTextGivesThePositionWhereThereIsNoDuration) {
+TEST(JobProgressTest, AsTextGivesThePositionWhereThereIsNoDuration) {
     EXPECT_EQ(progressText("cam1", live), "cam1: at 1:02:03");
     EXPECT_EQ(progressText("cam1", {}), "cam1: playing");
 }
 
-TEST(JobProgress, AsBarFillsTheShareOfTheWidthThatIsDone) {
+TEST(JobProgressTest, AsBarFillsTheShareOfTheWidthThatIsDone) {
     EXPECT_EQ(progressBar("cam1", almostHalf, 45), "cam1 [#######-----------]  42 %  0:12 / 0:30");
 }
 
-TEST(JobProgress, AsBarNeverReachesTheLastColumn) {
+TEST(JobProgressTest, AsBarNeverReachesTheLastColumn) {
     for (std::size_t width = 0; width < 200; ++width) {
         const auto bar = progressBar("a name that is longer than others", almostHalf, width);
         EXPECT_LT(columns(bar), std::max<std::size_t>(width, 1)) << bar;
     }
 }
 
-TEST(JobProgress, AsBarIsFullOnlyAtTheEnd) {
+TEST(JobProgressTest, AsBarIsFullOnlyAtTheEnd) {
     JobProgress progress{.position = {}, .duration = {}, .fraction = 0.999};
     EXPECT_EQ(progressBar("x", progress, 21), "x [#########-]  99 %");
     progress.fraction = 1.0;
     EXPECT_EQ(progressBar("x", progress, 21), "x [##########] 100 %");
 }
 
-TEST(JobProgress, HasNoBarWithoutRoomOrWithoutDuration) {
+TEST(JobProgressTest, HasNoBarWithoutRoomOrWithoutDuration) {
     EXPECT_EQ(progressBar("cam1", almostHalf, 28), "cam1  42 %  0:12 / 0:30");
     EXPECT_EQ(progressBar("cam1", live, 80), "cam1  1:02:03");
 }
 
-TEST(JobProgress, EscapesTheName) {
+TEST(JobProgressTest, EscapesTheName) {
     EXPECT_EQ(progressText("\x1b[2J", {}), "\\x1b[2J: playing");
     EXPECT_EQ(progressBar("\r", live, 80), "\\x0d  1:02:03");
 }

@@ -35,34 +35,34 @@ std::string complaint(const std::vector<std::string>& ids, const std::string& te
 
 }  // namespace
 
-TEST(JobSelection, TakesAUniquePrefixOfFourCharacters) {
+TEST(JobSelectionTest, TakesAUniquePrefixOfFourCharacters) {
     EXPECT_EQ(selected({"abcd1", "abce1"}, "abcd"), "abcd1");
 }
 
-TEST(JobSelection, RefusesAShorterPrefix) {
+TEST(JobSelectionTest, RefusesAShorterPrefix) {
     EXPECT_EQ(complaint({"abcd1"}, "abc"),
               "\"abc\" is too short for a job id: give at least 4 characters");
 }
 
-TEST(JobSelection, TakesAFullIdHoweverShort) {
+TEST(JobSelectionTest, TakesAFullIdHoweverShort) {
     EXPECT_EQ(selected({"ab", "abcd"}, "ab"), "ab");
 }
 
-TEST(JobSelection, PrefersAFullIdToALongerOneThatBeginsWithIt) {
+TEST(JobSelectionTest, PrefersAFullIdToALongerOneThatBeginsWithIt) {
     EXPECT_EQ(selected({"abcdef", "abcd"}, "abcd"), "abcd");
 }
 
-TEST(JobSelection, RefusesAnAmbiguousPrefix) {
+TEST(JobSelectionTest, RefusesAnAmbiguousPrefix) {
     EXPECT_EQ(complaint({"abcd1", "abcd2", "x"}, "abcd"),
               "\"abcd\" begins the id of 2 running jobs: give more of it");
 }
 
-TEST(JobSelection, RefusesAnUnknownId) {
+TEST(JobSelectionTest, RefusesAnUnknownId) {
     EXPECT_EQ(complaint({"abcd1"}, "abcx"), "no running job has the id \"abcx\"");
     EXPECT_EQ(complaint({}, "abcx"), "no running job has the id \"abcx\"");
 }
 
-TEST(JobSelection, RefusesEmptyText) {
+TEST(JobSelectionTest, RefusesEmptyText) {
     EXPECT_NE(complaint({"abcd1"}, ""), "");
 }
 

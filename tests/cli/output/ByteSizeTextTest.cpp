@@ -4,7 +4,7 @@
 
 namespace tarn::cli {
 
-TEST(ByteSizeText, WritesTheUnitThatFits) {
+TEST(ByteSizeTextTest, WritesTheUnitThatFits) {
     EXPECT_EQ(byteSizeText(0), "0 B");
     EXPECT_EQ(byteSizeText(1023), "1023 B");
     EXPECT_EQ(byteSizeText(1024), "1 KiB");
@@ -14,12 +14,12 @@ TEST(ByteSizeText, WritesTheUnitThatFits) {
     EXPECT_EQ(byteSizeText(18446744073709551615U), "16384 PiB");
 }
 
-TEST(ByteSizeText, NeverRoundsUpTo1024) {
+TEST(ByteSizeTextTest, NeverRoundsUpTo1024) {
     EXPECT_EQ(byteSizeText(1048575), "1 MiB");
     EXPECT_EQ(byteSizeText(1073741823), "1 GiB");
 }
 
-TEST(ByteSizeText, LeavesTextThatIsNoSize) {
+TEST(ByteSizeTextTest, LeavesTextThatIsNoSize) {
     EXPECT_EQ(byteSizeText("2048"), "2 KiB");
     EXPECT_EQ(byteSizeText("-1"), "-1");
     EXPECT_EQ(byteSizeText("2048x"), "2048x");

@@ -22,13 +22,13 @@ std::string nameOf(const std::string& bytes) {
 
 }  // namespace
 
-TEST(Json, ReplacesEachByteThatIsNoUtf8) {
+TEST(JsonTest, ReplacesEachByteThatIsNoUtf8) {
     EXPECT_EQ(nameOf("a\xff!"), "a\ufffd!");
     EXPECT_EQ(nameOf("\xc0\xaf"), "\ufffd\ufffd");
     EXPECT_EQ(nameOf("\xe2\x82"), "\ufffd\ufffd");
 }
 
-TEST(Json, ReplacesThemInEveryKindOfField) {
+TEST(JsonTest, ReplacesThemInEveryKindOfField) {
     JobEvent event;
     event.set_job_id("\xff");
     event.set_type(JobEvent::FAILURE);
@@ -38,14 +38,14 @@ TEST(Json, ReplacesThemInEveryKindOfField) {
     EXPECT_EQ(document["content"]["message"], "\ufffd\ufffd");
 }
 
-TEST(Json, LeavesTheMessageAsItIs) {
+TEST(JsonTest, LeavesTheMessageAsItIs) {
     JobDescription job;
     job.set_name("\xc0\xaf");
     toJson(job);
     EXPECT_EQ(job.name(), "\xc0\xaf");
 }
 
-TEST(Json, IsPrintedWithoutAnythingThatATerminalWouldObey) {
+TEST(JsonTest, IsPrintedWithoutAnythingThatATerminalWouldObey) {
     const std::string hostile = "\x1b[2J\x7f\xc2\x9b\xc2\x85\xe2\x80\xa8\xe2\x80\xae";
     const ordered_json document = {{"name" + hostile, hostile}};
     const std::string escaped = "\\u001b[2J\\u007f\\u009b\\u0085\\u2028\\u202e";
@@ -54,7 +54,7 @@ TEST(Json, IsPrintedWithoutAnythingThatATerminalWouldObey) {
     EXPECT_EQ(ordered_json::parse(oneLine(document)), document);
 }
 
-TEST(Json, IsPrintedAsItIsOtherwise) {
+TEST(JsonTest, IsPrintedAsItIsOtherwise) {
     const ordered_json document = {{"name", "Gr\u00f6\u00dfe \u5199\u771f \U0001f3a5"}};
     EXPECT_EQ(oneLine(document), "{\"name\":\"Gr\u00f6\u00dfe \u5199\u771f \U0001f3a5\"}");
 }

@@ -4,21 +4,21 @@
 
 namespace tarn::cli {
 
-TEST(StyledLine, HasColoursOnlyWhereThereAreSome) {
+TEST(StyledLineTest, HasColoursOnlyWhereThereAreSome) {
     StyledLine line;
     line.add("a ").add("bad", Style::Bad).add(" end", Style::Bold);
     EXPECT_EQ(line.text(Colours::Off), "a bad end");
     EXPECT_EQ(line.text(Colours::On), "a \x1b[31mbad\x1b[0m\x1b[1m end\x1b[0m");
 }
 
-TEST(StyledLine, EscapesItsParts) {
+TEST(StyledLineTest, EscapesItsParts) {
     StyledLine line;
     line.add("\x1b[2J", Style::Good).add("\n");
     EXPECT_EQ(line.text(Colours::Off), "\\x1b[2J\\x0a");
     EXPECT_EQ(line.text(Colours::On), "\x1b[32m\\x1b[2J\x1b[0m\\x0a");
 }
 
-TEST(StyledLine, IsCutByColumnsAndNotByColours) {
+TEST(StyledLineTest, IsCutByColumnsAndNotByColours) {
     StyledLine line;
     line.add("├─ ", Style::Faint).add("studio", Style::Bold).add(" rest");
     EXPECT_EQ(line.text(Colours::Off, 14), "├─ studio rest");

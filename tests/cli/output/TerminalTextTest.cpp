@@ -4,25 +4,25 @@
 
 namespace tarn::cli {
 
-TEST(TerminalText, KeepsOrdinaryTextAndOtherScripts) {
+TEST(TerminalTextTest, KeepsOrdinaryTextAndOtherScripts) {
     EXPECT_EQ(escapeForTerminal("cam 1 / Größe 写真 🎥"), "cam 1 / Größe 写真 🎥");
 }
 
-TEST(TerminalText, EscapesControlCharacters) {
+TEST(TerminalTextTest, EscapesControlCharacters) {
     EXPECT_EQ(escapeForTerminal("a\x1b[31mb\r\n\t\x7f"), "a\\x1b[31mb\\x0d\\x0a\\x09\\x7f");
     EXPECT_EQ(escapeForTerminal(std::string_view("\0", 1)), "\\x00");
 }
 
-TEST(TerminalText, EscapesControlCharactersOfEightBits) {
+TEST(TerminalTextTest, EscapesControlCharactersOfEightBits) {
     EXPECT_EQ(escapeForTerminal("\xc2\x9b"), "\\x9b");
 }
 
-TEST(TerminalText, EscapesWhatTurnsTheWritingDirection) {
+TEST(TerminalTextTest, EscapesWhatTurnsTheWritingDirection) {
     EXPECT_EQ(escapeForTerminal("a\xe2\x80\xae"), "a\\u{202e}");
     EXPECT_EQ(escapeForTerminal("\xe2\x81\xa6"), "\\u{2066}");
 }
 
-TEST(TerminalText, EscapesBytesThatAreNoUtf8) {
+TEST(TerminalTextTest, EscapesBytesThatAreNoUtf8) {
     EXPECT_EQ(escapeForTerminal("\xff"), "\\xff");
     EXPECT_EQ(escapeForTerminal("\xc3"), "\\xc3");                    // cut off
     EXPECT_EQ(escapeForTerminal("\xc0\x9b"), "\\xc0\\x9b");           // overlong escape
@@ -31,12 +31,12 @@ TEST(TerminalText, EscapesBytesThatAreNoUtf8) {
     EXPECT_EQ(escapeForTerminal("\xf4\x90\x80\x80"), "\\xf4\\x90\\x80\\x80");
 }
 
-TEST(TerminalText, CountsOneColumnForEachCharacter) {
+TEST(TerminalTextTest, CountsOneColumnForEachCharacter) {
     EXPECT_EQ(columns("Größe"), 5U);
     EXPECT_EQ(columns(""), 0U);
 }
 
-TEST(TerminalText, ShortensToTheLimitWithAnEllipsis) {
+TEST(TerminalTextTest, ShortensToTheLimitWithAnEllipsis) {
     EXPECT_EQ(shorten("Größe", 5), "Größe");
     EXPECT_EQ(shorten("Größer", 5), "Größ…");
     EXPECT_EQ(shorten("abc", 1), "…");

@@ -31,7 +31,7 @@ NamedStatus& addStatus(DeviceNode& device, const std::string& name, NamedStatus:
 
 }  // namespace
 
-TEST(TreeDrawing, ShowsIdsNamesClassesAndStatuses) {
+TEST(TreeDrawingTest, ShowsIdsNamesClassesAndStatuses) {
     EXPECT_EQ(drawn(test::treeOf("host-1", "disk full")),
               "System (system)\n"
               "└─ host-1 \"Studio 1\" (host)  warning: disk full\n"
@@ -39,7 +39,7 @@ TEST(TreeDrawing, ShowsIdsNamesClassesAndStatuses) {
               "         Load: 12.5\n");
 }
 
-TEST(TreeDrawing, ShowsPropertiesWhenToldTo) {
+TEST(TreeDrawingTest, ShowsPropertiesWhenToldTo) {
     EXPECT_EQ(drawn(test::treeOf("host-1", "").sub_devices(0), Details::StatusesAndProperties),
               "host-1 \"Studio 1\" (host)  warning\n"
               "└─ cpu0  ok\n"
@@ -47,7 +47,7 @@ TEST(TreeDrawing, ShowsPropertiesWhenToldTo) {
               "      Serial = A-1\n");
 }
 
-TEST(TreeDrawing, BranchesGoOnBesideWhatIsBelow) {
+TEST(TreeDrawingTest, BranchesGoOnBesideWhatIsBelow) {
     DeviceNode root;
     root.set_id("r");
     DeviceNode& first = *root.add_sub_devices();
@@ -63,7 +63,7 @@ TEST(TreeDrawing, BranchesGoOnBesideWhatIsBelow) {
               "└─ b\n");
 }
 
-TEST(TreeDrawing, ShowsValuesOfEveryType) {
+TEST(TreeDrawingTest, ShowsValuesOfEveryType) {
     DeviceNode root;
     root.set_id("r");
     addStatus(root, "text", NamedStatus::TEXT).set_text_value("on");
@@ -78,7 +78,7 @@ TEST(TreeDrawing, ShowsValuesOfEveryType) {
               "   double: 0.1\n");
 }
 
-TEST(TreeDrawing, LevelsHaveColours) {
+TEST(TreeDrawingTest, LevelsHaveColours) {
     DeviceNode node;
     node.set_id("r");
     const auto withLevel = [&](GlobalStatus::Level level) {
@@ -92,7 +92,7 @@ TEST(TreeDrawing, LevelsHaveColours) {
     EXPECT_EQ(withLevel(GlobalStatus::UNKNOWN), "\x1b[1mr\x1b[0m  \x1b[2munknown: d\x1b[0m\n");
 }
 
-TEST(TreeDrawing, WhatDevicesSayIsEscaped) {
+TEST(TreeDrawingTest, WhatDevicesSayIsEscaped) {
     DeviceNode node;
     node.set_id("\x1b]0;x\x07");
     node.set_name("\x1b[2J\n");

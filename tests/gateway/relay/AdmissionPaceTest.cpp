@@ -6,12 +6,12 @@ namespace tarn::gateway {
 
 using namespace std::chrono_literals;
 
-TEST(AdmissionPace, TheFirstNeedNotWait) {
+TEST(AdmissionPaceTest, TheFirstNeedNotWait) {
     const AdmissionPace pace(1000);
     EXPECT_EQ(pace.remaining(AdmissionPace::TimePoint(1s)), 0ms);
 }
 
-TEST(AdmissionPace, AfterALargeMessageTheNextHaveToWait) {
+TEST(AdmissionPaceTest, AfterALargeMessageTheNextHaveToWait) {
     AdmissionPace pace(1000);
     const AdmissionPace::TimePoint begin(10s);
     pace.admitted(500, begin);
@@ -21,7 +21,7 @@ TEST(AdmissionPace, AfterALargeMessageTheNextHaveToWait) {
     EXPECT_EQ(pace.remaining(begin + 1h), 0ms);
 }
 
-TEST(AdmissionPace, TimeThatNobodyUsedIsNotSavedUp) {
+TEST(AdmissionPaceTest, TimeThatNobodyUsedIsNotSavedUp) {
     AdmissionPace pace(1000);
     pace.admitted(500, AdmissionPace::TimePoint(10s));
     pace.admitted(500, AdmissionPace::TimePoint(20s));

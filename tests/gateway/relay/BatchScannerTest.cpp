@@ -50,13 +50,13 @@ ServiceEventBatch chain(int depth) {
 
 }  // namespace
 
-TEST(BatchScanner, AnEmptyBatchHasNoTree) {
+TEST(BatchScannerTest, AnEmptyBatchHasNoTree) {
     const auto scanned = scanBatch("");
     ASSERT_TRUE(scanned);
     EXPECT_EQ(scanned->tree, "");
 }
 
-TEST(BatchScanner, FindsTheTreeAndNothingElse) {
+TEST(BatchScannerTest, FindsTheTreeAndNothingElse) {
     const auto batch = test::fullTree(10);
     const auto bytes = batch.SerializeAsString();
     const auto scanned = scanBatch(bytes);
@@ -67,7 +67,7 @@ TEST(BatchScanner, FindsTheTreeAndNothingElse) {
     EXPECT_EQ(tree.device_tree().SerializeAsString(), batch.device_tree().SerializeAsString());
 }
 
-TEST(BatchScanner, ATreeBehindTheEventsIsFoundToo) {
+TEST(BatchScannerTest, ATreeBehindTheEventsIsFoundToo) {
     auto events = test::deviceAdded("a");
     events.clear_device_tree();
     const auto tree = test::treeOnly("a").SerializeAsString();
@@ -77,43 +77,43 @@ TEST(BatchScanner, ATreeBehindTheEventsIsFoundToo) {
     EXPECT_EQ(scanned->tree, tree);
 }
 
-TEST(BatchScanner, AnEmptyTreeIsATree) {
+TEST(BatchScannerTest, AnEmptyTreeIsATree) {
     ServiceEventBatch batch;
     batch.mutable_device_tree();
     const auto bytes = batch.SerializeAsString();
     EXPECT_EQ(scanBatch(bytes)->tree, bytes);
 }
 
-TEST(BatchScanner, FieldsThatAreNotKnownYetArePassedOver) {
+TEST(BatchScannerTest, FieldsThatAreNotKnownYetArePassedOver) {
     const std::string later("\xa2\x06\x01x\xa8\x06\x05\xad\x06zzzz\xb1\x06zzzzzzzz", 23);
     ASSERT_TRUE(parses(later));
     EXPECT_TRUE(scanBatch(later + test::treeOnly("a").SerializeAsString()));
 }
 
-TEST(BatchScanner, RefusesTheGatewaysOwnFields) {
+TEST(BatchScannerTest, RefusesTheGatewaysOwnFields) {
     for (const char* field : {"\x18\x01", "\x20\x01", "\x2a\x01x", "\x30\x01"}) {
         EXPECT_FALSE(scanBatch(test::treeOnly("a").SerializeAsString() + field));
         EXPECT_FALSE(scanBatch(field));
     }
 }
 
-TEST(BatchScanner, RefusesTwoTrees) {
+TEST(BatchScannerTest, RefusesTwoTrees) {
     const auto tree = test::treeOnly("a").SerializeAsString();
     EXPECT_FALSE(scanBatch(tree + tree));
 }
 
-TEST(BatchScanner, RefusesWhatIsCutOff) {
+TEST(BatchScannerTest, RefusesWhatIsCutOff) {
     auto bytes = test::treeOnly("a").SerializeAsString();
     bytes.pop_back();
     EXPECT_FALSE(scanBatch(bytes));
 }
 
-TEST(BatchScanner, RefusesATreeWithGarbageInIt) {
+TEST(BatchScannerTest, RefusesATreeWithGarbageInIt) {
     EXPECT_FALSE(scanBatch(std::string("\x0a\x05garba", 7)));
 }
 
 // Or all subscribers would be sent what none of them can read.
-TEST(BatchScanner, RefusesNumbersThatAreLongerThanParsersReadThem) {
+TEST(BatchScannerTest, RefusesNumbersThatAreLongerThanParsersReadThem) {
     using namespace std::string_literals;
     const auto longLength = "\x80\x80\x80\x80\x80\0"s;
     const auto inNode = [](const std::string& bytes) {
@@ -130,7 +130,7 @@ TEST(BatchScanner, RefusesNumbersThatAreLongerThanParsersReadThem) {
     EXPECT_TRUE(scanBatch(stillRead));
 }
 
-TEST(BatchScanner, GoesAsDeepAsParsersDo) {
+TEST(BatchScannerTest, GoesAsDeepAsParsersDo) {
     EXPECT_TRUE(scanBatch(chain(90).SerializeAsString()));
     const auto tooDeep = chain(200).SerializeAsString();
     EXPECT_FALSE(parses(tooDeep));
@@ -138,7 +138,7 @@ TEST(BatchScanner, GoesAsDeepAsParsersDo) {
     EXPECT_FALSE(scanBatch(chain(2000).SerializeAsString()));
 }
 
-TEST(BatchScanner, GoesToTheSameLevelAsParsersDo) {
+TEST(BatchScannerTest, GoesToTheSameLevelAsParsersDo) {
     google::protobuf::LogSilencer quiet;
     for (int depth = 90; depth < 110; ++depth) {
         auto batch = chain(depth);
@@ -156,7 +156,7 @@ TEST(BatchScanner, GoesToTheSameLevelAsParsersDo) {
     }
 }
 
-TEST(BatchScanner, LooksIntoWhateverAnEventTells) {
+TEST(BatchScannerTest, LooksIntoWhateverAnEventTells) {
     google::protobuf::LogSilencer quiet;
     for (unsigned field = 99; field <= 103; ++field) {
         const std::string garbage("\x03\x0a\x05x", 4);  // a text that is cut off, with its length
@@ -169,7 +169,7 @@ TEST(BatchScanner, LooksIntoWhateverAnEventTells) {
     }
 }
 
-TEST(BatchScanner, WhatItAcceptsParses) {
+TEST(BatchScannerTest, WhatItAcceptsParses) {
     google::protobuf::LogSilencer quiet;
     std::mt19937 random(1);  // the same bytes in every run
     const auto bytes = test::fullTree(3).SerializeAsString();
@@ -212,7 +212,7 @@ void change(proto::monitoring::DeviceNode& node, std::mt19937& random) {
 
 }  // namespace
 
-TEST(BatchScanner, AcceptsTheNextTreesOfOneThatItKnows) {
+TEST(BatchScannerTest, AcceptsTheNextTreesOfOneThatItKnows) {
     std::mt19937 random(1);  // the same trees in every run
     auto batch = test::fullTree(5);
     auto known = batch.SerializeAsString();
@@ -228,7 +228,7 @@ TEST(BatchScanner, AcceptsTheNextTreesOfOneThatItKnows) {
     }
 }
 
-TEST(BatchScanner, KnowingATreeDoesNotChangeWhatIsAccepted) {
+TEST(BatchScannerTest, KnowingATreeDoesNotChangeWhatIsAccepted) {
     google::protobuf::LogSilencer quiet;
     std::mt19937 random(2);
     const auto bytes = test::fullTree(3).SerializeAsString();
@@ -245,14 +245,14 @@ TEST(BatchScanner, KnowingATreeDoesNotChangeWhatIsAccepted) {
     EXPECT_GT(refused, 1000);
 }
 
-TEST(BatchScanner, AKnownDeepTreeDoesNotLetADeeperOneThrough) {
+TEST(BatchScannerTest, AKnownDeepTreeDoesNotLetADeeperOneThrough) {
     const auto known = chain(99).SerializeAsString();
     ASSERT_TRUE(scanBatch(known));
     EXPECT_TRUE(scanBatch(known, known));
     EXPECT_FALSE(scanBatch(chain(200).SerializeAsString(), known));
 }
 
-TEST(BatchScanner, FindsWhatTheServiceCallsTheBatch) {
+TEST(BatchScannerTest, FindsWhatTheServiceCallsTheBatch) {
     auto batch = test::deviceAdded("a");
     const auto without = batch.SerializeAsString();
     EXPECT_EQ(scanBatch(without)->number, 0U);
@@ -265,7 +265,7 @@ TEST(BatchScanner, FindsWhatTheServiceCallsTheBatch) {
     EXPECT_FALSE(scanBatch(with)->tree.empty());
 }
 
-TEST(BatchScanner, ATreeThatIsSaidToBeAskedForIsNotTheServices) {
+TEST(BatchScannerTest, ATreeThatIsSaidToBeAskedForIsNotTheServices) {
     auto batch = test::treeOnly("a");
     batch.set_asked_for(true);
     EXPECT_FALSE(scanBatch(batch.SerializeAsString()));

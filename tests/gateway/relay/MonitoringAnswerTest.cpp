@@ -23,14 +23,14 @@ ServiceToApiReply answerWith(const test::ServiceEventBatch& batch) {
 
 }  // namespace
 
-TEST(MonitoringAnswer, HoldsTheTreeAsABatch) {
+TEST(MonitoringAnswerTest, HoldsTheTreeAsABatch) {
     auto tree = test::fullTree(100);
     tree.clear_events();
     const auto answer = answerWith(tree).SerializeAsString();
     EXPECT_EQ(treeOfAnswer(answer), tree.SerializeAsString());
 }
 
-TEST(MonitoringAnswer, OtherAnswersAreNone) {
+TEST(MonitoringAnswerTest, OtherAnswersAreNone) {
     auto other = answerWith(test::treeOnly("a"));
     other.set_type(ServiceToApiReply::GET_JOBS);
     EXPECT_FALSE(treeOfAnswer(other.SerializeAsString()));
@@ -43,7 +43,7 @@ TEST(MonitoringAnswer, OtherAnswersAreNone) {
     EXPECT_FALSE(treeOfAnswer(without.SerializeAsString()));
 }
 
-TEST(MonitoringAnswer, BytesThatAreNoAnswerAreNone) {
+TEST(MonitoringAnswerTest, BytesThatAreNoAnswerAreNone) {
     const auto good = answerWith(test::treeOnly("a")).SerializeAsString();
     for (std::size_t size = 0; size < good.size(); ++size) {
         EXPECT_FALSE(treeOfAnswer(std::string_view(good).substr(0, size))) << size;

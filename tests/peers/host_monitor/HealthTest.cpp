@@ -27,7 +27,7 @@ Level at(double degrees, std::optional<double> high, std::optional<double> criti
         .level;
 }
 
-TEST(Health, OfADiskByWhatIsUsed) {
+TEST(HealthTest, OfADiskByWhatIsUsed) {
     EXPECT_EQ(diskWith(0), Level::Ok);
     EXPECT_EQ(diskWith(900), Level::Ok);
     EXPECT_EQ(diskWith(901), Level::Warning);
@@ -36,7 +36,7 @@ TEST(Health, OfADiskByWhatIsUsed) {
     EXPECT_EQ(diskWith(1000), Level::Error);
 }
 
-TEST(Health, OfMemoryByWhatIsLeft) {
+TEST(HealthTest, OfMemoryByWhatIsLeft) {
     EXPECT_EQ(memoryWith(1000), Level::Ok);
     EXPECT_EQ(memoryWith(100), Level::Ok);
     EXPECT_EQ(memoryWith(99), Level::Warning);
@@ -45,7 +45,7 @@ TEST(Health, OfMemoryByWhatIsLeft) {
     EXPECT_EQ(memoryWith(0), Level::Error);
 }
 
-TEST(Health, OfATemperatureByItsOwnLimits) {
+TEST(HealthTest, OfATemperatureByItsOwnLimits) {
     EXPECT_EQ(at(79, 80, 90), Level::Ok);
     EXPECT_EQ(at(80, 80, 90), Level::Warning);
     EXPECT_EQ(at(90, 80, 90), Level::Error);
@@ -65,7 +65,7 @@ Level interfaceThatIs(const std::string& state, NetworkInterface::Kind kind,
     return healthOf(interface, history).level;
 }
 
-TEST(Health, OfAnInterfaceOnlyALostLinkIsNews) {
+TEST(HealthTest, OfAnInterfaceOnlyALostLinkIsNews) {
     using Kind = NetworkInterface::Kind;
     EXPECT_EQ(interfaceThatIs("up", Kind::Other, CarrierHistory::Had), Level::Ok);
     EXPECT_EQ(interfaceThatIs("down", Kind::Other, CarrierHistory::Had), Level::Warning);
@@ -73,7 +73,7 @@ TEST(Health, OfAnInterfaceOnlyALostLinkIsNews) {
     EXPECT_EQ(interfaceThatIs("down", Kind::Loopback, CarrierHistory::Had), Level::Ok);
 }
 
-TEST(Health, OfTheWholeIsThatOfItsWorstPart) {
+TEST(HealthTest, OfTheWholeIsThatOfItsWorstPart) {
     EXPECT_EQ(worstOf({}), healthy());
     EXPECT_EQ(worstOf({{"a", healthy()}, {"b", {Level::Unknown, "?"}}}), healthy());
     const auto worst = worstOf({{"a", {Level::Warning, "so so"}},

@@ -17,12 +17,12 @@ device_tree::GlobalStatus healthOf(const std::vector<ChannelReport>& reports) {
     return describeIngest(4711, CaptureFormat(), reports)->getGlobalStatus();
 }
 
-TEST(IngestDescription, IsWellWhenAllItsChannelsAre) {
+TEST(IngestDescriptionTest, IsWellWhenAllItsChannelsAre) {
     EXPECT_EQ(healthOf({}).level, Level::Ok);
     EXPECT_EQ(healthOf({channel(0, "locked"), channel(1, "test picture")}).level, Level::Ok);
 }
 
-TEST(IngestDescription, IsAsWellAsTheWorstOfItsChannels) {
+TEST(IngestDescriptionTest, IsAsWellAsTheWorstOfItsChannels) {
     const auto waiting = healthOf({channel(0, "locked"), channel(1, "waiting")});
     EXPECT_EQ(waiting.level, Level::Warning);
     EXPECT_EQ(waiting.description, "channel 1: no frame has come yet");
@@ -32,7 +32,7 @@ TEST(IngestDescription, IsAsWellAsTheWorstOfItsChannels) {
     EXPECT_EQ(lost.description, "channel 3: no signal: busy");
 }
 
-TEST(IngestDescription, TellsWhatReadersOfAChannelGet) {
+TEST(IngestDescriptionTest, TellsWhatReadersOfAChannelGet) {
     auto report = channel(2, "lost", "busy");
     report.shown = "black";
     report.replaced = 17;

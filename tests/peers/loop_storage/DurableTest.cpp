@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
 #include "tests/peers/loop_storage/StorageClient.h"
 #include "tests/peers/loop_storage/StorageProgram.h"
 #include "tests/support/TemporaryFolder.h"

@@ -7,7 +7,7 @@
 #include <system_error>
 
 #include "peers/loop_storage/StorageError.h"
-#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
 #include "tests/peers/loop_storage/FaultyDisk.h"
 #include "tests/peers/loop_storage/TestTrack.h"
 

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "peers/loop_storage/operations/Catalogue.h"
-#include "peers/loop_storage/ring/VersionedFile.h"
+#include "peers/loop_storage/ring/index/VersionedFile.h"
 #include "platform/storage_wire/Checksum.h"
 #include "tests/peers/loop_storage/TestTrack.h"
 #include "tests/support/LogCapture.h"

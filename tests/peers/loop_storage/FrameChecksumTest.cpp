@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "peers/loop_storage/StorageError.h"
-#include "peers/loop_storage/ring/Verification.h"
+#include "peers/loop_storage/ring/index/Verification.h"
 #include "platform/storage_wire/Checksum.h"
 #include "tests/peers/loop_storage/FaultyDisk.h"
 #include "tests/peers/loop_storage/TestTrack.h"

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "peers/loop_storage/ring/IndexFile.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
 #include "tests/peers/loop_storage/TestTrack.h"
 
 namespace tarn::test {

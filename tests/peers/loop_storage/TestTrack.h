@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "peers/loop_storage/ring/IndexFile.h"
 #include "peers/loop_storage/ring/Track.h"
+#include "peers/loop_storage/ring/index/IndexFile.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {

@@ -17,17 +17,17 @@ std::vector<std::string> statesOf(std::uint32_t seed) {
     return states;
 }
 
-TEST(RandomDevice, IsTheSameForTheSameSeed) {
+TEST(RandomDeviceTest, IsTheSameForTheSameSeed) {
     EXPECT_EQ(statesOf(1), statesOf(1));
     EXPECT_NE(statesOf(1), statesOf(2));
 }
 
-TEST(RandomDevice, IsRarelyTheSameTwice) {
+TEST(RandomDeviceTest, IsRarelyTheSameTwice) {
     const auto states = statesOf(3);
     EXPECT_GT(std::set<std::string>(states.begin(), states.end()).size(), states.size() / 3);
 }
 
-TEST(RandomDevice, PartsComeAndGo) {
+TEST(RandomDeviceTest, PartsComeAndGo) {
     RandomDevice device("box", 4);
     std::set<std::size_t> sizes;
     for (int i = 0; i < 500; ++i) {

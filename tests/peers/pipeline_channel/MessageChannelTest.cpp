@@ -71,7 +71,7 @@ TEST_F(MessageChannelTest, BytesThatAreNoMessageAreRefused) {
 }
 
 // A process that has been taken over may send the smallest ones without end.
-TEST(MessageChannel, TakesNoLongerForMessagesThatCameTogether) {
+TEST(MessageChannelLoadTest, TakesNoLongerForMessagesThatCameTogether) {
     constexpr std::size_t most = std::size_t{8} << 20U;
     const std::string empty(4 * 16384, '\0');
     auto [near, far] = MessageChannel::makePair();
@@ -104,7 +104,7 @@ TEST_F(MessageChannelTest, TheEndIsSeenAfterTheLastMessage) {
     EXPECT_THROW(ours.send(command), std::runtime_error);
 }
 
-TEST(MessageChannel, CarriesALongPipelineText) {
+TEST(MessageChannelLoadTest, CarriesALongPipelineText) {
     auto pair = MessageChannel::makePair();
     MessageChannel sender(std::move(pair.first), MessageChannel::maxReportBytes);
     MessageChannel receiver(std::move(pair.second), MessageChannel::maxCommandBytes);

@@ -6,7 +6,7 @@
 namespace tarn::test {
 namespace {
 
-TEST(PipelineProgram, IsNotStartedByHand) {
+TEST(PipelineProgramTest, IsNotStartedByHand) {
     Process program({builtProgram("tarnPipelineProcess")});
     EXPECT_EQ(program.waitForEnd(), Ending::exited(2));
     Process withNonsense({builtProgram("tarnPipelineProcess"), "12x"});

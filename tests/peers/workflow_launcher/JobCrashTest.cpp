@@ -54,7 +54,7 @@ TEST_F(JobCrashTest, ThePipelineProcessLeadsAGroupOfItsOwn) {
 }
 
 /// A job that writes to a pipe, opened for reading here.
-struct JobIntoPipe : WorkflowFixture {
+struct JobIntoPipeTest : WorkflowFixture {
     int openForReading() const {
         const auto path = pathOf("pipe");
         EXPECT_EQ(::mkfifo(path.c_str(), 0600), 0);
@@ -64,7 +64,7 @@ struct JobIntoPipe : WorkflowFixture {
     }
 };
 
-TEST_F(JobIntoPipe, WhoseReaderGoesFailsWithTheReasonAndIsNotKilled) {
+TEST_F(JobIntoPipeTest, WhoseReaderGoesFailsWithTheReasonAndIsNotKilled) {
     const int reader = openForReading();
     const auto job = makeJob("videotestsrc is-live=true ! filesink location=" + pathOf("pipe"));
     job->play();

@@ -26,9 +26,9 @@ std::string newKey() {
     return keys::generateKeyPair().publicKey;
 }
 
-class ClientKeysFile : public ::testing::Test {
+class ClientKeysFileTest : public ::testing::Test {
   protected:
-    ClientKeysFile() { write("operate " + key + " studio\n"); }
+    ClientKeysFileTest() { write("operate " + key + " studio\n"); }
 
     void write(const std::string& content) const { folder.write("client-keys", content); }
 
@@ -46,7 +46,7 @@ class ClientKeysFile : public ::testing::Test {
 
 }  // namespace
 
-TEST(ClientKeyList, HasALineForEachClient) {
+TEST(ClientKeyListTest, HasALineForEachClient) {
     const auto one = newKey();
     const auto two = newKey();
     const auto list =
@@ -56,7 +56,7 @@ TEST(ClientKeyList, HasALineForEachClient) {
     EXPECT_THAT(list.problems, IsEmpty());
 }
 
-TEST(ClientKeyList, ALineThatIsNoneGivesNobodyAnythingAndCostsTheOthersNothing) {
+TEST(ClientKeyListTest, ALineThatIsNoneGivesNobodyAnythingAndCostsTheOthersNothing) {
     const auto key = newKey();
     for (const auto& bad :
          {"read " + newKey(), "read " + newKey() + " a b", "none " + newKey() + " a",
@@ -72,14 +72,14 @@ TEST(ClientKeyList, ALineThatIsNoneGivesNobodyAnythingAndCostsTheOthersNothing) 
     }
 }
 
-TEST(ClientKeyList, AProblemDoesNotRepeatWhatStandsThere) {
+TEST(ClientKeyListTest, AProblemDoesNotRepeatWhatStandsThere) {
     const auto secret = keys::generateKeyPair().secretKey;
     for (const auto& bad : {"secret " + secret, secret + " read name", "read x " + secret}) {
         EXPECT_THAT(parseClientKeys(bad).problems[0], Not(HasSubstr(secret)));
     }
 }
 
-TEST(ClientKeyList, OfTwoLinesForAKeyTheLowerLevelCounts) {
+TEST(ClientKeyListTest, OfTwoLinesForAKeyTheLowerLevelCounts) {
     const auto key = newKey();
     for (const auto& text : {"admin " + key + " a\nread " + key + " b\n",
                              "read " + key + " a\nadmin " + key + " b\n"}) {
@@ -90,7 +90,7 @@ TEST(ClientKeyList, OfTwoLinesForAKeyTheLowerLevelCounts) {
     }
 }
 
-TEST(ClientKeyText, IsChangedByALineAndKeepsTheRest) {
+TEST(ClientKeyTextTest, IsChangedByALineAndKeepsTheRest) {
     const auto one = newKey();
     const auto two = newKey();
     const auto text =
@@ -102,7 +102,7 @@ TEST(ClientKeyText, IsChangedByALineAndKeepsTheRest) {
     EXPECT_EQ(withoutClientKey(text, "one"), "# mine\nnonsense\n");
 }
 
-TEST(ClientKeyText, TakesNothingTwiceAndNothingThatIsNone) {
+TEST(ClientKeyTextTest, TakesNothingTwiceAndNothingThatIsNone) {
     const auto key = newKey();
     const std::string text = "read " + key + " one\n";
     const auto refuses = [&](const ClientKey& entry) {
@@ -116,7 +116,7 @@ TEST(ClientKeyText, TakesNothingTwiceAndNothingThatIsNone) {
     EXPECT_THROW(withoutClientKey(text, "two"), std::invalid_argument);
 }
 
-TEST_F(ClientKeysFile, GivesItsClientsTheirLevels) {
+TEST_F(ClientKeysFileTest, GivesItsClientsTheirLevels) {
     const ClientKeys keys(path, ownKey);
     EXPECT_EQ(keys.levelOf(key), Level::Operate);
     EXPECT_EQ(keys.levelOf(ownKey), Level::Admin);
@@ -128,14 +128,14 @@ TEST_F(ClientKeysFile, GivesItsClientsTheirLevels) {
     EXPECT_FALSE(keys.admits("", socket::Entrance::Clients));
 }
 
-TEST_F(ClientKeysFile, AReaderIsNoDevice) {
+TEST_F(ClientKeysFileTest, AReaderIsNoDevice) {
     write("read " + key + " studio\n");
     const ClientKeys keys(path, "");
     EXPECT_TRUE(keys.admits(key, socket::Entrance::Clients));
     EXPECT_FALSE(keys.admits(key, socket::Entrance::Devices));
 }
 
-TEST_F(ClientKeysFile, IsReadAgainWhenItWasWritten) {
+TEST_F(ClientKeysFileTest, IsReadAgainWhenItWasWritten) {
     ClientKeys keys(path, ownKey);
     EXPECT_FALSE(keys.refresh());
     write("admin " + key + " studio\n");
@@ -143,7 +143,7 @@ TEST_F(ClientKeysFile, IsReadAgainWhenItWasWritten) {
     EXPECT_EQ(keys.levelOf(key), Level::Admin);
 }
 
-TEST_F(ClientKeysFile, IsReadAgainWhenAnotherTookItsPlace) {
+TEST_F(ClientKeysFileTest, IsReadAgainWhenAnotherTookItsPlace) {
     ClientKeys keys(path, ownKey);
     const auto next = folder.write("next", "# nobody\n");
     ASSERT_TRUE(os::becomesReadable(keys.descriptor(), os::Deadline(std::chrono::seconds(10))));
@@ -153,7 +153,7 @@ TEST_F(ClientKeysFile, IsReadAgainWhenAnotherTookItsPlace) {
     EXPECT_EQ(keys.levelOf(key), Level::None);
 }
 
-TEST_F(ClientKeysFile, ThatIsGoneLetsNobodyInUntilItIsBack) {
+TEST_F(ClientKeysFileTest, ThatIsGoneLetsNobodyInUntilItIsBack) {
     ClientKeys keys(path, ownKey);
     std::filesystem::remove(path);
     EXPECT_TRUE(noticesChange(keys));
@@ -164,7 +164,7 @@ TEST_F(ClientKeysFile, ThatIsGoneLetsNobodyInUntilItIsBack) {
     EXPECT_EQ(keys.levelOf(key), Level::Read);
 }
 
-TEST_F(ClientKeysFile, WithoutAFolderIsLookedForAndLetsNobodyIn) {
+TEST_F(ClientKeysFileTest, WithoutAFolderIsLookedForAndLetsNobodyIn) {
     const auto later = folder.path() / "later";
     ClientKeys keys(later / "client-keys", ownKey);
     EXPECT_EQ(keys.descriptor(), -1);
@@ -175,13 +175,13 @@ TEST_F(ClientKeysFile, WithoutAFolderIsLookedForAndLetsNobodyIn) {
     EXPECT_EQ(keys.levelOf(key), Level::Read);
 }
 
-TEST_F(ClientKeysFile, ThatIsTooLargeLetsNobodyIn) {
+TEST_F(ClientKeysFileTest, ThatIsTooLargeLetsNobodyIn) {
     write("read " + key + " studio\n" + std::string(largestClientKeyFile, '\n'));
     const ClientKeys keys(path, ownKey);
     EXPECT_EQ(keys.levelOf(key), Level::None);
 }
 
-TEST_F(ClientKeysFile, TheProcessesClientsAreAskedAbout) {
+TEST_F(ClientKeysFileTest, TheProcessesClientsAreAskedAbout) {
     EXPECT_EQ(levelOfKey(key), Level::None);
     useClientKeys(std::make_shared<const ClientKeys>(path, ownKey));
     EXPECT_EQ(levelOfKey(key), Level::Operate);

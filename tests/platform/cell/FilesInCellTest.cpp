@@ -17,7 +17,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-struct FilesInCell : testing::Test {
+struct FilesInCellTest : testing::Test {
     void SetUp() override {
         if (kernel::landlockVersion() == 0) {
             GTEST_SKIP() << "this kernel has no Landlock";
@@ -44,13 +44,13 @@ struct FilesInCell : testing::Test {
     std::string recording;
 };
 
-TEST_F(FilesInCell, WhatIsBelowAFolderToReadIsReadAndNotWritten) {
+TEST_F(FilesInCellTest, WhatIsBelowAFolderToReadIsReadAndNotWritten) {
     EXPECT_EQ(opening(clip, O_RDONLY), "done");
     EXPECT_EQ(opening(clip, O_WRONLY), "EACCES");
     EXPECT_EQ(opening(media() + "/new", O_WRONLY | O_CREAT), "EACCES");
 }
 
-TEST_F(FilesInCell, WhatIsBelowAFolderToWriteIsMadeChangedAndRemoved) {
+TEST_F(FilesInCellTest, WhatIsBelowAFolderToWriteIsMadeChangedAndRemoved) {
     EXPECT_EQ(opening(recordings() + "/new", O_RDWR | O_CREAT | O_TRUNC), "done");
     EXPECT_EQ(opening(recording, O_RDWR | O_TRUNC), "done");
     EXPECT_EQ(tryInCell(cell(), [&] { return outcomeOf(::unlink(recording.c_str())); }).said,
@@ -58,7 +58,7 @@ TEST_F(FilesInCell, WhatIsBelowAFolderToWriteIsMadeChangedAndRemoved) {
     EXPECT_FALSE(std::filesystem::exists(recording));
 }
 
-TEST_F(FilesInCell, WhatIsElsewhereIsNeitherReadNorWrittenNorRemovedNorListed) {
+TEST_F(FilesInCellTest, WhatIsElsewhereIsNeitherReadNorWrittenNorRemovedNorListed) {
     EXPECT_EQ(opening(elsewhere, O_RDONLY), "EACCES");
     EXPECT_EQ(opening(elsewhere, O_WRONLY), "EACCES");
     EXPECT_EQ(opening(newFile(), O_WRONLY | O_CREAT), "EACCES");
@@ -68,14 +68,14 @@ TEST_F(FilesInCell, WhatIsElsewhereIsNeitherReadNorWrittenNorRemovedNorListed) {
     EXPECT_TRUE(std::filesystem::exists(elsewhere));
 }
 
-TEST_F(FilesInCell, ALinkLeadsNowhereElse) {
+TEST_F(FilesInCellTest, ALinkLeadsNowhereElse) {
     const auto link = recordings() + "/link";
     std::filesystem::create_symlink(elsewhere, link);
     EXPECT_EQ(opening(link, O_RDONLY), "EACCES");
     EXPECT_EQ(opening(link, O_WRONLY | O_CREAT), "EACCES");
 }
 
-TEST_F(FilesInCell, WhatIsWrittenIsNoProgramAndNoDevice) {
+TEST_F(FilesInCellTest, WhatIsWrittenIsNoProgramAndNoDevice) {
     const auto program = recordings() + "/true";
     std::filesystem::copy_file("/bin/true", program);
     EXPECT_EQ(tryInCell(cell(),
@@ -92,7 +92,7 @@ TEST_F(FilesInCell, WhatIsWrittenIsNoProgramAndNoDevice) {
         "done");
 }
 
-TEST_F(FilesInCell, NobodysModesAndNamesAreChangedOrWatched) {
+TEST_F(FilesInCellTest, NobodysModesAndNamesAreChangedOrWatched) {
     const auto trying = [&](const std::function<long()>& attempt) {
         return tryInCell(cell(), [&] { return outcomeOf(attempt()); }).said;
     };
@@ -110,19 +110,19 @@ TEST_F(FilesInCell, NobodysModesAndNamesAreChangedOrWatched) {
     EXPECT_EQ(test::readFile(elsewhere), "x");
 }
 
-TEST_F(FilesInCell, OtherProcessesAreNotSeen) {
+TEST_F(FilesInCellTest, OtherProcessesAreNotSeen) {
     EXPECT_EQ(opening("/proc", O_RDONLY | O_DIRECTORY), "EACCES");
     EXPECT_EQ(opening("/proc/" + std::to_string(::getppid()) + "/status", O_RDONLY), "EACCES");
     EXPECT_EQ(opening("/proc/self/status", O_RDONLY), "done");
 }
 
-TEST_F(FilesInCell, WhatEveryProgramNeedsIsThere) {
+TEST_F(FilesInCellTest, WhatEveryProgramNeedsIsThere) {
     EXPECT_EQ(opening("/etc/ld.so.cache", O_RDONLY), "done");
     EXPECT_EQ(opening("/dev/null", O_RDWR), "done");
     EXPECT_EQ(opening("/usr/lib", O_RDONLY | O_DIRECTORY), "done");
 }
 
-TEST_F(FilesInCell, AFolderThatIsNotThereIsToldAndTheRestHolds) {
+TEST_F(FilesInCellTest, AFolderThatIsNotThereIsToldAndTheRestHolds) {
     auto cell = this->cell();
     cell.write.push_back("/nowhere/at/all");
     const auto tried = tryInCell(cell, [&] { return outcomeOfOpening(elsewhere, O_RDONLY); });
@@ -130,7 +130,7 @@ TEST_F(FilesInCell, AFolderThatIsNotThereIsToldAndTheRestHolds) {
     EXPECT_EQ(tried.said, "EACCES");
 }
 
-TEST_F(FilesInCell, WithoutNamedFoldersItReachesAllButWhatBeginsWithTheServicesName) {
+TEST_F(FilesInCellTest, WithoutNamedFoldersItReachesAllButWhatBeginsWithTheServicesName) {
     const Cell open;
     const auto opening = [&](const std::string& path, int flags) {
         return tryInCell(open, [&] { return outcomeOfOpening(path, flags); }).said;

@@ -34,7 +34,7 @@ std::string statusInCell(const std::string& name) {
     return tryInCell({}, [&] { return status(name); }).said;
 }
 
-TEST(PrivilegesInCell, NoCapabilityIsLeftAndNoneComesBack) {
+TEST(PrivilegesInCellTest, NoCapabilityIsLeftAndNoneComesBack) {
     for (const auto* const set : {"CapInh", "CapPrm", "CapEff", "CapAmb"}) {
         EXPECT_EQ(statusInCell(set), "0000000000000000") << set;
     }
@@ -44,7 +44,7 @@ TEST(PrivilegesInCell, NoCapabilityIsLeftAndNoneComesBack) {
     EXPECT_EQ(tried.said, "EPERM");
 }
 
-TEST(PrivilegesInCell, ItLeavesNoImageOfItsMemory) {
+TEST(PrivilegesInCellTest, ItLeavesNoImageOfItsMemory) {
     const auto tried = tryInCell({}, [] {
         rlimit limit{};
         ::getrlimit(RLIMIT_CORE, &limit);
@@ -53,7 +53,7 @@ TEST(PrivilegesInCell, ItLeavesNoImageOfItsMemory) {
     EXPECT_EQ(tried.said, "0");
 }
 
-TEST(PrivilegesInCell, LimitsHoldAndCannotBeRaised) {
+TEST(PrivilegesInCellTest, LimitsHoldAndCannotBeRaised) {
     const Cell cell{.limits = {.descriptors = 40}};
     const auto tried = tryInCell(cell, [] {
         const rlimit more = {.rlim_cur = 41, .rlim_max = 41};
@@ -64,7 +64,7 @@ TEST(PrivilegesInCell, LimitsHoldAndCannotBeRaised) {
 }
 
 #ifndef TARN_SANITIZED
-TEST(PrivilegesInCell, MemoryBeyondTheLimitIsRefused) {
+TEST(PrivilegesInCellTest, MemoryBeyondTheLimitIsRefused) {
     const Cell cell{.limits = {.memoryBytes = 64 << 20}};
     const auto tried = tryInCell(cell, [] {
         const bool little = std::unique_ptr<char[]>(new (std::nothrow) char[1 << 20]) != nullptr;
@@ -75,7 +75,7 @@ TEST(PrivilegesInCell, MemoryBeyondTheLimitIsRefused) {
 }
 #endif
 
-TEST(PrivilegesInCell, ItBecomesTheUserWithHisGroupsAlone) {
+TEST(PrivilegesInCellTest, ItBecomesTheUserWithHisGroupsAlone) {
     if (::geteuid() != 0 || !accountOf("nobody")) {
         GTEST_SKIP() << "only root becomes somebody else";
     }
@@ -93,12 +93,12 @@ TEST(PrivilegesInCell, ItBecomesTheUserWithHisGroupsAlone) {
                               std::to_string(nobody.groups.size()) + " EPERM 0000000000000000");
 }
 
-TEST(PrivilegesInCell, ALimitOfProcessesIsForAUserOfItsOwn) {
+TEST(PrivilegesInCellTest, ALimitOfProcessesIsForAUserOfItsOwn) {
     const auto tried = tryInCell({.limits = {.processes = 5}}, [] { return std::string(); });
     EXPECT_THAT(tried.report.notes, Contains(HasSubstr("no limit of processes")));
 }
 
-TEST(PrivilegesInCell, AUserThatIsNotThereIsTold) {
+TEST(PrivilegesInCellTest, AUserThatIsNotThereIsTold) {
     const auto tried = tryInCell({.user = "no-such-user"}, [] { return std::string("goes on"); });
     EXPECT_THAT(tried.report.notes, Contains(HasSubstr("there is no user no-such-user")));
     EXPECT_EQ(tried.said, "goes on");

@@ -24,7 +24,7 @@ std::string inCell(const std::function<long()>& attempt, const Cell& cell = {}) 
     return tryInCell(cell, [&] { return outcomeOf(attempt()); }).said;
 }
 
-TEST(ProcessesInCell, NobodyElseIsSignalledOrAskedFor) {
+TEST(ProcessesInCellTest, NobodyElseIsSignalledOrAskedFor) {
     const test::ForkedProcess other;
     const pid_t id = other.id();
     EXPECT_EQ(inCell([&] { return ::kill(id, SIGTERM); }), "EPERM");
@@ -39,13 +39,13 @@ TEST(ProcessesInCell, NobodyElseIsSignalledOrAskedFor) {
     EXPECT_TRUE(os::isAlive(other.identity()));
 }
 
-TEST(ProcessesInCell, ItSignalsItselfAndItsGroup) {
+TEST(ProcessesInCellTest, ItSignalsItselfAndItsGroup) {
     EXPECT_EQ(inCell([] { return ::kill(::getpid(), 0); }), "done");
     EXPECT_EQ(inCell([] { return ::raise(0); }), "done");
     EXPECT_EQ(inCell([] { return ::kill(0, 0); }), "done");
 }
 
-TEST(ProcessesInCell, NobodyElsesLimitsAndPrioritiesAreChanged) {
+TEST(ProcessesInCellTest, NobodyElsesLimitsAndPrioritiesAreChanged) {
     const test::ForkedProcess other;
     const auto id = static_cast<id_t>(other.id());
     EXPECT_EQ(inCell([&] {
@@ -62,13 +62,13 @@ TEST(ProcessesInCell, NobodyElsesLimitsAndPrioritiesAreChanged) {
     EXPECT_EQ(inCell([] { return ::setpriority(PRIO_PROCESS, 0, 19); }), "done");
 }
 
-TEST(ProcessesInCell, NothingLeavesTheGroupThatIsKilledAtTheEnd) {
+TEST(ProcessesInCellTest, NothingLeavesTheGroupThatIsKilledAtTheEnd) {
     EXPECT_EQ(inCell([] { return ::setsid(); }), "EPERM");
     EXPECT_EQ(inCell([] { return ::setpgid(0, 0); }), "EPERM");
 }
 
 #ifndef TARN_SANITIZED
-TEST(ProcessesInCell, NobodyIsTraced) {
+TEST(ProcessesInCellTest, NobodyIsTraced) {
     const test::ForkedProcess other;
     EXPECT_EQ(inCell([&] { return ::ptrace(PTRACE_ATTACH, other.id(), nullptr, nullptr); }),
               "EPERM");
@@ -76,7 +76,7 @@ TEST(ProcessesInCell, NobodyIsTraced) {
 }
 #endif
 
-TEST(ProcessesInCell, NobodysMemoryIsRead) {
+TEST(ProcessesInCellTest, NobodysMemoryIsRead) {
     const test::ForkedProcess other;
     EXPECT_EQ(inCell([&] {
                   return ::syscall(SYS_process_vm_readv, other.id(), nullptr, 0, nullptr, 0, 0);
@@ -84,14 +84,14 @@ TEST(ProcessesInCell, NobodysMemoryIsRead) {
               "EPERM");
 }
 
-TEST(ProcessesInCell, TheMachineIsNotChanged) {
+TEST(ProcessesInCellTest, TheMachineIsNotChanged) {
     EXPECT_EQ(inCell([] { return ::mount("none", "/tmp", "tmpfs", 0, nullptr); }), "EPERM");
     EXPECT_EQ(inCell([] { return ::syscall(SYS_init_module, nullptr, 0, ""); }), "EPERM");
     EXPECT_EQ(inCell([] { return ::syscall(SYS_kexec_load, 0, 0, nullptr, 0); }), "EPERM");
     EXPECT_EQ(inCell([] { return ::chroot("/tmp"); }), "EPERM");
 }
 
-TEST(ProcessesInCell, ThereIsNoNamespaceOfItsOwn) {
+TEST(ProcessesInCellTest, ThereIsNoNamespaceOfItsOwn) {
     EXPECT_EQ(inCell([] { return ::unshare(CLONE_NEWUSER); }), "EPERM");
     EXPECT_EQ(inCell([] {
                   return ::syscall(SYS_clone, CLONE_NEWUSER | SIGCHLD, nullptr, nullptr, nullptr,
@@ -101,7 +101,7 @@ TEST(ProcessesInCell, ThereIsNoNamespaceOfItsOwn) {
     EXPECT_EQ(inCell([] { return ::syscall(SYS_clone3, nullptr, 0); }), "ENOSYS");
 }
 
-TEST(ProcessesInCell, RarePartsOfTheKernelAreOutOfReach) {
+TEST(ProcessesInCellTest, RarePartsOfTheKernelAreOutOfReach) {
     EXPECT_EQ(inCell([] { return ::syscall(SYS_bpf, BPF_PROG_LOAD, nullptr, 0); }), "EPERM");
     EXPECT_EQ(inCell([] { return ::syscall(SYS_keyctl, KEYCTL_GET_KEYRING_ID, 0, 0, 0, 0); }),
               "EPERM");
@@ -112,7 +112,7 @@ TEST(ProcessesInCell, RarePartsOfTheKernelAreOutOfReach) {
     EXPECT_EQ(inCell([] { return ::socket(AF_VSOCK, SOCK_STREAM, 0); }), "EPERM");
 }
 
-TEST(ProcessesInCell, NetworkIsThereAndUnixSocketsWhereTheyAreAllowed) {
+TEST(ProcessesInCellTest, NetworkIsThereAndUnixSocketsWhereTheyAreAllowed) {
     const Cell without{.localSockets = LocalSockets::Refused};
     EXPECT_EQ(inCell([] { return ::socket(AF_INET, SOCK_DGRAM, 0); }, without), "done");
     EXPECT_EQ(inCell([] { return ::socket(AF_UNIX, SOCK_STREAM, 0); }, without), "EPERM");
@@ -124,7 +124,7 @@ TEST(ProcessesInCell, NetworkIsThereAndUnixSocketsWhereTheyAreAllowed) {
     EXPECT_EQ(inCell([] { return ::socket(AF_UNIX, SOCK_STREAM, 0); }), "done");
 }
 
-TEST(ProcessesInCell, ThreadsAndProgramsStartAndAreInItToo) {
+TEST(ProcessesInCellTest, ThreadsAndProgramsStartAndAreInItToo) {
     const auto tried = tryInCell({}, [] {
         std::string ofThread;
         std::thread([&] { ofThread = outcomeOf(::unshare(CLONE_NEWUSER)); }).join();

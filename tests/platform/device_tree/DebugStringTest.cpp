@@ -4,7 +4,7 @@
 
 namespace tarn::device_tree {
 
-TEST(DebugString, HasOneLineANode) {
+TEST(DebugStringTest, HasOneLineANode) {
     DeviceNode track("track-1", "Track", DeviceClass::Generic);
     track.addProperty(Property("Path", Property::Type::Text, "/data"));
     track.addStatus(NamedStatus("Load", 12.5));
@@ -20,13 +20,13 @@ TEST(DebugString, HasOneLineANode) {
               "Mode = \"loop\"\n");
 }
 
-TEST(DebugString, BeginsAsFarInAsToldTo) {
+TEST(DebugStringTest, BeginsAsFarInAsToldTo) {
     const DeviceNode node("n", "", DeviceClass::LoopStorage);
 
     EXPECT_EQ(node.debugString(2), "    n \"\" (loop storage): unknown\n");
 }
 
-TEST(DebugString, ShowsControlCharactersPrintable) {
+TEST(DebugStringTest, ShowsControlCharactersPrintable) {
     DeviceNode node("a\nb", "\x1b[0m", DeviceClass::Host);
     node.setGlobalStatus({GlobalStatus::Level::Error, "x\ty"});
     node.addProperty(Property("p\n", Property::Type::Text, "\n"));
@@ -36,7 +36,7 @@ TEST(DebugString, ShowsControlCharactersPrintable) {
               "a\\nb \"\\x1b[0m\" (host): error \"x\\ty\", p\\n: \"\\n\", s\\r = \"\\x01\"\n");
 }
 
-TEST(DebugString, TellsAClassThatIsNotListed) {
+TEST(DebugStringTest, TellsAClassThatIsNotListed) {
     const DeviceNode node("n", "", static_cast<DeviceClass>(77));
 
     EXPECT_EQ(node.debugString(0), "n \"\" (unknown class): unknown\n");

@@ -236,7 +236,7 @@ TEST_F(DeviceLimitsTest, WhatStandsForADeviceIsSmallWhateverItsName) {
     EXPECT_LT(refusedDevice(outline, "too much").toProtoBuf().ByteSizeLong(), 1000U);
 }
 
-TEST(DeviceLimits, OfALongNameTheBeginningIsShown) {
+TEST(DeviceLimitsTextTest, OfALongNameTheBeginningIsShown) {
     const std::string longName(300, 'x');
     const DeviceNode device("i" + longName, "n" + longName, DeviceClass::Host);
     const auto shown = refusedDevice(outlineOf(device), "why");

@@ -24,7 +24,7 @@ std::shared_ptr<DeviceNode> shared(const DeviceNode& node) {
 
 }  // namespace
 
-TEST(DeviceNode, IsWhatItWasMadeOf) {
+TEST(DeviceNodeTest, IsWhatItWasMadeOf) {
     const DeviceNode node("id", "name", DeviceClass::Capture);
 
     EXPECT_EQ(node.getId(), "id");
@@ -37,7 +37,7 @@ TEST(DeviceNode, IsWhatItWasMadeOf) {
     EXPECT_EQ(node.size(), 1U);
 }
 
-TEST(DeviceNode, HasPropertiesInTheOrderOfTheirNames) {
+TEST(DeviceNodeTest, HasPropertiesInTheOrderOfTheirNames) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     node.addProperty(property("b", "1"));
     node.addProperty(property("c", "2"));
@@ -50,7 +50,7 @@ TEST(DeviceNode, HasPropertiesInTheOrderOfTheirNames) {
     EXPECT_EQ(node.getProperty(""), nullptr);
 }
 
-TEST(DeviceNode, HasStatusesInTheOrderOfTheirNames) {
+TEST(DeviceNodeTest, HasStatusesInTheOrderOfTheirNames) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     node.addStatus(NamedStatus("b", 1.0));
     node.addStatus(NamedStatus("a", "text"));
@@ -60,7 +60,7 @@ TEST(DeviceNode, HasStatusesInTheOrderOfTheirNames) {
     EXPECT_EQ(node.getStatus("c"), nullptr);
 }
 
-TEST(DeviceNode, ReplacesAPropertyOrStatusOfTheSameName) {
+TEST(DeviceNodeTest, ReplacesAPropertyOrStatusOfTheSameName) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     node.addProperty(property("p", "old"));
     node.addProperty(property("p", "new"));
@@ -71,7 +71,7 @@ TEST(DeviceNode, ReplacesAPropertyOrStatusOfTheSameName) {
     EXPECT_THAT(node.getStatuses(), ElementsAre(NamedStatus("s", "another type")));
 }
 
-TEST(DeviceNode, DoesNotSeeChangesOfItsCopies) {
+TEST(DeviceNodeTest, DoesNotSeeChangesOfItsCopies) {
     DeviceNode original("id", "name", DeviceClass::Generic);
     original.setGlobalStatus(fine);
     original.addProperty(property("p", "old"));
@@ -92,7 +92,7 @@ TEST(DeviceNode, DoesNotSeeChangesOfItsCopies) {
     EXPECT_EQ(copy.size(), 2U);
 }
 
-TEST(DeviceNode, UpdatesItsOwnStatuses) {
+TEST(DeviceNodeTest, UpdatesItsOwnStatuses) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     node.addStatus(NamedStatus("s", std::int64_t{1}));
 
@@ -103,7 +103,7 @@ TEST(DeviceNode, UpdatesItsOwnStatuses) {
     EXPECT_EQ(*node.getStatus("s"), NamedStatus("s", std::int64_t{42}));
 }
 
-TEST(DeviceNode, TellsWhyAStatusIsNotUpdated) {
+TEST(DeviceNodeTest, TellsWhyAStatusIsNotUpdated) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     node.addStatus(NamedStatus("s", 1.0));
     const DeviceNode before = node;
@@ -116,7 +116,7 @@ TEST(DeviceNode, TellsWhyAStatusIsNotUpdated) {
     EXPECT_EQ(node, before);
 }
 
-TEST(DeviceNode, MayBeUpdatedWithItsOwnStatus) {
+TEST(DeviceNodeTest, MayBeUpdatedWithItsOwnStatus) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     node.addStatus(NamedStatus("a", "a text that is too long to be kept in place"));
     node.addStatus(NamedStatus("b", ""));
@@ -131,7 +131,7 @@ TEST(DeviceNode, MayBeUpdatedWithItsOwnStatus) {
     EXPECT_EQ(node.getGlobalStatus(), snapshot.getGlobalStatus());
 }
 
-TEST(DeviceNode, MayBeMovedAndAssigned) {
+TEST(DeviceNodeTest, MayBeMovedAndAssigned) {
     DeviceNode node("id", "name", DeviceClass::Generic);
     DeviceNode moved = std::move(node);
     node = DeviceNode("other", "", DeviceClass::Host);
@@ -141,7 +141,7 @@ TEST(DeviceNode, MayBeMovedAndAssigned) {
     EXPECT_EQ(node.getId(), "other");
 }
 
-TEST(DeviceNode, EqualsOneOfTheSameContent) {
+TEST(DeviceNodeTest, EqualsOneOfTheSameContent) {
     DeviceNode a("id", "name", DeviceClass::Generic);
     DeviceNode b("id", "name", DeviceClass::Generic);
     EXPECT_EQ(a, b);
@@ -165,7 +165,7 @@ TEST(DeviceNode, EqualsOneOfTheSameContent) {
     EXPECT_NE(DeviceNode("id", "n", DeviceClass::Host), DeviceNode("ie", "n", DeviceClass::Host));
 }
 
-TEST(DeviceNode, EqualsOneWithTheSameSubDevices) {
+TEST(DeviceNodeTest, EqualsOneWithTheSameSubDevices) {
     std::string error;
     DeviceNode a("id", "name", DeviceClass::Generic);
     DeviceNode b("id", "name", DeviceClass::Generic);

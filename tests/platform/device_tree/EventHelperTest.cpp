@@ -46,7 +46,7 @@ Node tree() {
 
 const GlobalStatus hot(GlobalStatus::Level::Warning, "hot");
 
-class ComputeEvent : public testing::Test {
+class ComputeEventTest : public testing::Test {
   protected:
     /// UNKNOWN when nothing differs. Trees that share nothing have to give the same.
     Event::Type typeOf(const Node& from, const Node& to) {
@@ -92,17 +92,17 @@ class ComputeEvent : public testing::Test {
 
 }  // namespace
 
-TEST_F(ComputeEvent, TellsADeviceThatAppears) {
+TEST_F(ComputeEventTest, TellsADeviceThatAppears) {
     EXPECT_EQ(typeOf(nullptr, before), Event::DEVICE_ADD);
     EXPECT_EQ(DeviceNode(event.GetExtension(monitoring::DeviceAddEvent::base).device()), *before);
 }
 
-TEST_F(ComputeEvent, TellsADeviceThatIsGone) {
+TEST_F(ComputeEventTest, TellsADeviceThatIsGone) {
     EXPECT_EQ(typeOf(before, nullptr), Event::DEVICE_REMOVE);
     EXPECT_EQ(event.GetExtension(monitoring::DeviceRemoveEvent::base).device_id(), "root");
 }
 
-TEST_F(ComputeEvent, LeavesTheEventAloneWhenNothingDiffers) {
+TEST_F(ComputeEventTest, LeavesTheEventAloneWhenNothingDiffers) {
     event.set_type(Event::SHUTDOWN);
     const std::string untouched = event.SerializeAsString();
 
@@ -113,7 +113,7 @@ TEST_F(ComputeEvent, LeavesTheEventAloneWhenNothingDiffers) {
     EXPECT_EQ(event.SerializeAsString(), untouched);
 }
 
-TEST_F(ComputeEvent, ReplacesWhatTheEventHeld) {
+TEST_F(ComputeEventTest, ReplacesWhatTheEventHeld) {
     event.MutableExtension(monitoring::ShutdownEvent::base)->set_device_id("old");
 
     EXPECT_TRUE(EventHelper::ComputeEvent(before, nullptr, event));
@@ -121,7 +121,7 @@ TEST_F(ComputeEvent, ReplacesWhatTheEventHeld) {
     EXPECT_FALSE(event.HasExtension(monitoring::ShutdownEvent::base));
 }
 
-TEST_F(ComputeEvent, TellsJustTheStatusesThatDifferInWalkingOrder) {
+TEST_F(ComputeEventTest, TellsJustTheStatusesThatDifferInWalkingOrder) {
     const Node after = copyOf(before);
     after->updateStatusValue("b", NamedStatus("s", 1.0));
     after->updateGlobalStatus("b", hot);
@@ -138,7 +138,7 @@ TEST_F(ComputeEvent, TellsJustTheStatusesThatDifferInWalkingOrder) {
     EXPECT_EQ(NamedStatus(changes.named_status_changes(1).status()), NamedStatus("s", 2.0));
 }
 
-TEST_F(ComputeEvent, TellsALevelOrADescriptionThatDiffers) {
+TEST_F(ComputeEventTest, TellsALevelOrADescriptionThatDiffers) {
     const Node after = copyOf(before);
     after->updateGlobalStatus("a", {GlobalStatus::Level::Ok, ""});
 
@@ -147,7 +147,7 @@ TEST_F(ComputeEvent, TellsALevelOrADescriptionThatDiffers) {
     EXPECT_THAT(named(), IsEmpty());
 }
 
-TEST_F(ComputeEvent, TakesNanForEqualToNan) {
+TEST_F(ComputeEventTest, TakesNanForEqualToNan) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const Node after = copyOf(before);
     after->updateStatusValue("a1", NamedStatus("s", nan));
@@ -157,7 +157,7 @@ TEST_F(ComputeEvent, TakesNanForEqualToNan) {
     EXPECT_EQ(*after, *strangerLike(after));
 }
 
-TEST_F(ComputeEvent, TakesOtherNodesForAnotherConfiguration) {
+TEST_F(ComputeEventTest, TakesOtherNodesForAnotherConfiguration) {
     const Node added = copyOf(before);
     added->addSubDevice(std::make_shared<DeviceNode>("c", "", DeviceClass::Generic), true, error);
     expectConfigurationChange(added);
@@ -171,13 +171,13 @@ TEST_F(ComputeEvent, TakesOtherNodesForAnotherConfiguration) {
     expectConfigurationChange(exchanged);
 }
 
-TEST_F(ComputeEvent, TakesOtherPropertiesForAnotherConfiguration) {
+TEST_F(ComputeEventTest, TakesOtherPropertiesForAnotherConfiguration) {
     const Node after = copyOf(before);
     after->addProperty(Property("p", Property::Type::Text, ""));
     expectConfigurationChange(after);
 }
 
-TEST_F(ComputeEvent, TakesOtherStatusesForAnotherConfiguration) {
+TEST_F(ComputeEventTest, TakesOtherStatusesForAnotherConfiguration) {
     const Node added = copyOf(before);
     added->addStatus(NamedStatus("u", 0.0));
     expectConfigurationChange(added);
@@ -187,7 +187,7 @@ TEST_F(ComputeEvent, TakesOtherStatusesForAnotherConfiguration) {
     expectConfigurationChange(ofAnotherType);
 }
 
-TEST_F(ComputeEvent, TakesAnotherNameClassOrIdForAnotherConfiguration) {
+TEST_F(ComputeEventTest, TakesAnotherNameClassOrIdForAnotherConfiguration) {
     const auto a = std::make_shared<DeviceNode>("a", "", DeviceClass::Generic);
     const auto strangers = {std::make_shared<DeviceNode>("b", "", DeviceClass::Generic),
                             std::make_shared<DeviceNode>("a", "n", DeviceClass::Generic),
@@ -197,14 +197,14 @@ TEST_F(ComputeEvent, TakesAnotherNameClassOrIdForAnotherConfiguration) {
     }
 }
 
-TEST_F(ComputeEvent, TakesStatusesBesidesAnotherConfigurationForTheLatter) {
+TEST_F(ComputeEventTest, TakesStatusesBesidesAnotherConfigurationForTheLatter) {
     const Node after = copyOf(before);
     after->updateGlobalStatus("a", hot);
     after->removeSubDevice("b", true, error);
     expectConfigurationChange(after);
 }
 
-TEST_F(ComputeEvent, DoesNotNameAnIdThatLeadsToAnotherNode) {
+TEST_F(ComputeEventTest, DoesNotNameAnIdThatLeadsToAnotherNode) {
     const auto second = std::make_shared<DeviceNode>("a1", "", DeviceClass::Generic);
     const auto c = std::make_shared<DeviceNode>("c", "", DeviceClass::Generic);
     c->addSubDevice(second, true, error);
@@ -220,7 +220,7 @@ TEST_F(ComputeEvent, DoesNotNameAnIdThatLeadsToAnotherNode) {
     expectConfigurationChange(secondChanged);
 }
 
-TEST_F(ComputeEvent, DoesNotNameTheRootsIdForANodeBelow) {
+TEST_F(ComputeEventTest, DoesNotNameTheRootsIdForANodeBelow) {
     const auto below = std::make_shared<DeviceNode>("root", "", DeviceClass::Generic);
     before->addSubDevice(below, true, error);
     below->setGlobalStatus(hot);
@@ -230,7 +230,7 @@ TEST_F(ComputeEvent, DoesNotNameTheRootsIdForANodeBelow) {
     expectConfigurationChange(after);
 }
 
-TEST_F(ComputeEvent, ComparesPartsOfLargerTrees) {
+TEST_F(ComputeEventTest, ComparesPartsOfLargerTrees) {
     const Node after = copyOf(before);
     after->updateGlobalStatus("a1", hot);
 

@@ -31,21 +31,21 @@ NamedStatus thereAndBack(const NamedStatus& status) {
 
 }  // namespace
 
-TEST(NamedStatus, HasTheTypeOfItsValue) {
+TEST(NamedStatusTest, HasTheTypeOfItsValue) {
     EXPECT_EQ(NamedStatus("s", text).getType(), Type::Text);
     EXPECT_EQ(NamedStatus("s", signedZero).getType(), Type::Signed);
     EXPECT_EQ(NamedStatus("s", unsignedZero).getType(), Type::Unsigned);
     EXPECT_EQ(NamedStatus("s", doubleZero).getType(), Type::Double);
 }
 
-TEST(NamedStatus, KeepsItsNameAndTypeWhenSet) {
+TEST(NamedStatusTest, KeepsItsNameAndTypeWhenSet) {
     NamedStatus status("Load", 1.5);
     status.setValue(std::int64_t{2});
 
     EXPECT_EQ(status, NamedStatus("Load", 2.0));
 }
 
-TEST(NamedStatus, ConvertsToText) {
+TEST(NamedStatusTest, ConvertsToText) {
     EXPECT_EQ(converted(text, std::string("new")), Value("new"));
     EXPECT_EQ(converted(text, std::int64_t{-5}), Value("-5"));
     EXPECT_EQ(converted(text, std::numeric_limits<std::uint64_t>::max()),
@@ -53,27 +53,27 @@ TEST(NamedStatus, ConvertsToText) {
     EXPECT_EQ(converted(text, 0.1), Value("0.1"));
 }
 
-TEST(NamedStatus, ConvertsToSigned) {
+TEST(NamedStatusTest, ConvertsToSigned) {
     EXPECT_EQ(converted(signedZero, std::string("-12")), Value(std::int64_t{-12}));
     EXPECT_EQ(converted(signedZero, std::string("2.9")), Value(std::int64_t{2}));
     EXPECT_EQ(converted(signedZero, std::uint64_t{7}), Value(std::int64_t{7}));
     EXPECT_EQ(converted(signedZero, -2.9), Value(std::int64_t{-2}));
 }
 
-TEST(NamedStatus, ConvertsToUnsigned) {
+TEST(NamedStatusTest, ConvertsToUnsigned) {
     EXPECT_EQ(converted(unsignedZero, std::string("18446744073709551615")),
               Value(std::numeric_limits<std::uint64_t>::max()));
     EXPECT_EQ(converted(unsignedZero, std::int64_t{7}), Value(std::uint64_t{7}));
     EXPECT_EQ(converted(unsignedZero, 2.9), Value(std::uint64_t{2}));
 }
 
-TEST(NamedStatus, ConvertsToDouble) {
+TEST(NamedStatusTest, ConvertsToDouble) {
     EXPECT_EQ(converted(doubleZero, std::string("1e3")), Value(1000.0));
     EXPECT_EQ(converted(doubleZero, std::int64_t{-3}), Value(-3.0));
     EXPECT_EQ(converted(doubleZero, std::uint64_t{3}), Value(3.0));
 }
 
-TEST(NamedStatus, TakesATextThatIsNoNumberForZero) {
+TEST(NamedStatusTest, TakesATextThatIsNoNumberForZero) {
     for (const std::string noNumber : {"", "x", "1x", " 1", "nan", "0x10"}) {
         EXPECT_EQ(converted(std::int64_t{5}, noNumber), Value(std::int64_t{0})) << noNumber;
         EXPECT_EQ(converted(std::uint64_t{5}, noNumber), Value(std::uint64_t{0})) << noNumber;
@@ -81,7 +81,7 @@ TEST(NamedStatus, TakesATextThatIsNoNumberForZero) {
     }
 }
 
-TEST(NamedStatus, TakesTheNearestValueForOneThatIsOutOfRange) {
+TEST(NamedStatusTest, TakesTheNearestValueForOneThatIsOutOfRange) {
     using Signed = std::numeric_limits<std::int64_t>;
     using Unsigned = std::numeric_limits<std::uint64_t>;
 
@@ -95,7 +95,7 @@ TEST(NamedStatus, TakesTheNearestValueForOneThatIsOutOfRange) {
     EXPECT_EQ(converted(signedZero, std::nan("")), Value(std::int64_t{0}));
 }
 
-TEST(NamedStatus, SurvivesTheWayThroughAMessage) {
+TEST(NamedStatusTest, SurvivesTheWayThroughAMessage) {
     for (const auto& value : {Value("a\0b"), Value(std::int64_t{-1}), Value(std::uint64_t{1}),
                               Value(-0.25), Value(std::string())}) {
         const NamedStatus status("name", value);
@@ -103,7 +103,7 @@ TEST(NamedStatus, SurvivesTheWayThroughAMessage) {
     }
 }
 
-TEST(NamedStatus, ReadsTheValueThatTheTypeCallsFor) {
+TEST(NamedStatusTest, ReadsTheValueThatTheTypeCallsFor) {
     proto::monitoring::NamedStatus message;
     message.set_name("n");
     message.set_text_value("text");
@@ -120,7 +120,7 @@ TEST(NamedStatus, ReadsTheValueThatTheTypeCallsFor) {
     EXPECT_EQ(NamedStatus(message).getValue(), Value(3.5));
 }
 
-TEST(NamedStatus, TakesAnEmptyMessageForAnEmptyText) {
+TEST(NamedStatusTest, TakesAnEmptyMessageForAnEmptyText) {
     EXPECT_EQ(NamedStatus(proto::monitoring::NamedStatus()), NamedStatus("", std::string()));
 }
 

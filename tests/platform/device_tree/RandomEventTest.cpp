@@ -32,7 +32,7 @@ void apply(DeviceNode& node, const Event& event) {
     }
 }
 
-class RandomEvent : public testing::TestWithParam<unsigned> {
+class RandomEventTest : public testing::TestWithParam<unsigned> {
   protected:
     /// Mostly of statuses, now and then of something else.
     void change(TreeModel& model) {
@@ -82,7 +82,7 @@ class RandomEvent : public testing::TestWithParam<unsigned> {
 
 }  // namespace
 
-TEST_P(RandomEvent, LeadsFromTheTreeBeforeToTheTreeAfter) {
+TEST_P(RandomEventTest, LeadsFromTheTreeBeforeToTheTreeAfter) {
     int ofStatuses = 0;
     for (int round = 0; round < 100; ++round) {
         TreeModel model = models.tree(3);
@@ -95,7 +95,7 @@ TEST_P(RandomEvent, LeadsFromTheTreeBeforeToTheTreeAfter) {
     EXPECT_GT(ofStatuses, 10);
 }
 
-TEST_P(RandomEvent, LeadsFromASnapshotToTheTreeThatItWasTakenOf) {
+TEST_P(RandomEventTest, LeadsFromASnapshotToTheTreeThatItWasTakenOf) {
     DeviceNode node = models.tree(4).toDeviceNode();
     std::string error;
     int ofStatuses = 0;
@@ -117,6 +117,6 @@ TEST_P(RandomEvent, LeadsFromASnapshotToTheTreeThatItWasTakenOf) {
     EXPECT_GT(ofStatuses, 10);
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomEvent, testing::Range(1U, 7U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomEventTest, testing::Range(1U, 7U));
 
 }  // namespace tarn::device_tree::utils

@@ -13,9 +13,9 @@ std::shared_ptr<DeviceNode> node(const std::string& id, const std::string& name)
 }
 
 /// root > (a > (m > x), b > x, x): the names of the three x are "deep", "middle" and "top".
-class RepeatedIds : public testing::Test {
+class RepeatedIdsTest : public testing::Test {
   protected:
-    RepeatedIds() {
+    RepeatedIdsTest() {
         add(root, node("x", "top"));
         const auto b = node("b", "");
         add(*b, node("x", "middle"));
@@ -42,13 +42,13 @@ class RepeatedIds : public testing::Test {
 
 }  // namespace
 
-TEST_F(RepeatedIds, GiveTheFirstInWalkingOrder) {
+TEST_F(RepeatedIdsTest, GiveTheFirstInWalkingOrder) {
     EXPECT_EQ(nameOf("x"), "deep");
     EXPECT_EQ(root.getDeviceById("b")->getDeviceById("x")->getName(), "middle");
     EXPECT_EQ(root.getSubDevices()[2].getDeviceById("x")->getName(), "top");
 }
 
-TEST_F(RepeatedIds, GiveTheNextWhenTheFirstIsRemoved) {
+TEST_F(RepeatedIdsTest, GiveTheNextWhenTheFirstIsRemoved) {
     EXPECT_TRUE(root.removeSubDevice("x", true, error));
     EXPECT_EQ(nameOf("x"), "middle");
     EXPECT_TRUE(root.removeSubDevice("x", true, error));
@@ -58,19 +58,19 @@ TEST_F(RepeatedIds, GiveTheNextWhenTheFirstIsRemoved) {
     EXPECT_FALSE(root.removeSubDevice("x", true, error));
 }
 
-TEST_F(RepeatedIds, GiveTheNextWhenAnAncestorOfTheFirstIsRemoved) {
+TEST_F(RepeatedIdsTest, GiveTheNextWhenAnAncestorOfTheFirstIsRemoved) {
     EXPECT_TRUE(root.removeSubDevice("a", false, error));
     EXPECT_EQ(nameOf("x"), "middle");
 }
 
-TEST_F(RepeatedIds, GiveANewOneThatComesBefore) {
+TEST_F(RepeatedIdsTest, GiveANewOneThatComesBefore) {
     const auto first = node("0", "");
     add(*first, node("x", "newest"));
     add(root, first);
     EXPECT_EQ(nameOf("x"), "newest");
 }
 
-TEST_F(RepeatedIds, GiveTheParentBeforeItsChildren) {
+TEST_F(RepeatedIdsTest, GiveTheParentBeforeItsChildren) {
     const auto y = node("y", "parent");
     add(*y, node("y", "child"));
     add(root, y);
@@ -80,7 +80,7 @@ TEST_F(RepeatedIds, GiveTheParentBeforeItsChildren) {
     EXPECT_EQ(nameOf("y"), "none");
 }
 
-TEST_F(RepeatedIds, GiveTheRootBeforeAllOthers) {
+TEST_F(RepeatedIdsTest, GiveTheRootBeforeAllOthers) {
     add(root, node("root", "below"));
 
     EXPECT_EQ(nameOf("root"), "root");
@@ -88,14 +88,14 @@ TEST_F(RepeatedIds, GiveTheRootBeforeAllOthers) {
     EXPECT_FALSE(root.removeSubDevice("root", true, error));
 }
 
-TEST_F(RepeatedIds, UpdateJustTheOneThatIsFound) {
+TEST_F(RepeatedIdsTest, UpdateJustTheOneThatIsFound) {
     EXPECT_EQ(root.updateGlobalStatus("x", hot), DeviceNode::StatusUpdate::Done);
 
     EXPECT_EQ(root.getDeviceById("m")->getDeviceById("x")->getGlobalStatus(), hot);
     EXPECT_EQ(root.getDeviceById("b")->getDeviceById("x")->getGlobalStatus(), GlobalStatus());
 }
 
-TEST_F(RepeatedIds, OfSharedSubDevicesAreStillTwoNodes) {
+TEST_F(RepeatedIdsTest, OfSharedSubDevicesAreStillTwoNodes) {
     const auto same = node("same", "");
     add(*same, node("z", "z"));
     const auto other = node("other", "");
@@ -110,7 +110,7 @@ TEST_F(RepeatedIds, OfSharedSubDevicesAreStillTwoNodes) {
     EXPECT_EQ(root.getDeviceById("z")->getGlobalStatus(), GlobalStatus());
 }
 
-TEST_F(RepeatedIds, AreFoundByTheThousand) {
+TEST_F(RepeatedIdsTest, AreFoundByTheThousand) {
     DeviceNode tree("root", "", DeviceClass::System);
     for (int i = 0; i < 2000; ++i) {
         const auto parent = node(std::to_string(1000000 + i), "");

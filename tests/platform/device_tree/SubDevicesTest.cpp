@@ -22,9 +22,9 @@ std::vector<std::string> idsOf(const std::vector<DeviceNode>& nodes) {
 }
 
 /// root > (a > (a1 > a11, a2), b)
-class SubDevices : public testing::Test {
+class SubDevicesTest : public testing::Test {
   protected:
-    SubDevices() {
+    SubDevicesTest() {
         const auto a1 = node("a1");
         const auto a = node("a");
         a1->addStatus(NamedStatus("s", 0.0));
@@ -45,7 +45,7 @@ class SubDevices : public testing::Test {
 
 }  // namespace
 
-TEST_F(SubDevices, AreFoundAnywhereBelow) {
+TEST_F(SubDevicesTest, AreFoundAnywhereBelow) {
     for (const std::string id : {"root", "a", "a1", "a11", "a2", "b"}) {
         ASSERT_NE(root.getDeviceById(id), nullptr) << id;
         EXPECT_EQ(root.getDeviceById(id)->getId(), id);
@@ -55,7 +55,7 @@ TEST_F(SubDevices, AreFoundAnywhereBelow) {
     EXPECT_EQ(root.size(), 6U);
 }
 
-TEST_F(SubDevices, AreToldFromThoseFurtherBelow) {
+TEST_F(SubDevicesTest, AreToldFromThoseFurtherBelow) {
     ASSERT_NE(root.getSubDevice("a"), nullptr);
     EXPECT_TRUE(*root.getSubDevice("a") == *root.getDeviceById("a"));
     EXPECT_NE(root.getSubDevice("a")->getDeviceById("a11"), nullptr);
@@ -63,7 +63,7 @@ TEST_F(SubDevices, AreToldFromThoseFurtherBelow) {
     EXPECT_EQ(root.getSubDevice("root"), nullptr);
 }
 
-TEST_F(SubDevices, AreFoundWithAllBelowThem) {
+TEST_F(SubDevicesTest, AreFoundWithAllBelowThem) {
     const auto a = root.getDeviceById("a");
 
     EXPECT_EQ(a->size(), 4U);
@@ -74,14 +74,14 @@ TEST_F(SubDevices, AreFoundWithAllBelowThem) {
     EXPECT_EQ(a->getDeviceById("root"), nullptr);
 }
 
-TEST_F(SubDevices, AreInTheOrderOfTheirIds) {
+TEST_F(SubDevicesTest, AreInTheOrderOfTheirIds) {
     add(root, node("0"));
     add(root, node("aa"));
 
     EXPECT_THAT(idsOf(root.getSubDevices()), ElementsAre("0", "a", "aa", "b"));
 }
 
-TEST_F(SubDevices, AreWholeDevicesThemselves) {
+TEST_F(SubDevicesTest, AreWholeDevicesThemselves) {
     const auto devices = root.getSubDevices();
 
     EXPECT_NE(devices[0].getDeviceById("a11"), nullptr);
@@ -90,7 +90,7 @@ TEST_F(SubDevices, AreWholeDevicesThemselves) {
     EXPECT_THAT(idsOf(devices[0].getSubDevices()), ElementsAre("a1", "a2"));
 }
 
-TEST_F(SubDevices, AreNotChangedThroughWhatWasFound) {
+TEST_F(SubDevicesTest, AreNotChangedThroughWhatWasFound) {
     const auto a = root.getDeviceById("a");
     a->updateGlobalStatus("a11", {GlobalStatus::Level::Error, ""});
     EXPECT_TRUE(a->removeSubDevice("a2", false, error));
@@ -104,7 +104,7 @@ TEST_F(SubDevices, AreNotChangedThroughWhatWasFound) {
     EXPECT_EQ(root.getDeviceById("a3"), nullptr);
 }
 
-TEST_F(SubDevices, MayBePutBackAfterTheyChanged) {
+TEST_F(SubDevicesTest, MayBePutBackAfterTheyChanged) {
     const auto a = root.getDeviceById("a");
     EXPECT_TRUE(a->removeSubDevice("a1", false, error));
     add(*a, node("a3"));
@@ -116,7 +116,7 @@ TEST_F(SubDevices, MayBePutBackAfterTheyChanged) {
     EXPECT_THAT(idsOf(root.getDeviceById("a")->getSubDevices()), ElementsAre("a2", "a3"));
 }
 
-TEST_F(SubDevices, AreUpdatedAnywhereBelow) {
+TEST_F(SubDevicesTest, AreUpdatedAnywhereBelow) {
     const GlobalStatus warning(GlobalStatus::Level::Warning, "w");
     EXPECT_EQ(root.updateGlobalStatus("a11", warning), DeviceNode::StatusUpdate::Done);
     EXPECT_EQ(root.updateStatusValue("a1", NamedStatus("s", 2.5)), DeviceNode::StatusUpdate::Done);
@@ -127,7 +127,7 @@ TEST_F(SubDevices, AreUpdatedAnywhereBelow) {
     EXPECT_EQ(*root.getDeviceById("a1")->getStatus("s"), NamedStatus("s", 2.5));
 }
 
-TEST_F(SubDevices, AreReplacedWithAllBelowThem) {
+TEST_F(SubDevicesTest, AreReplacedWithAllBelowThem) {
     const auto other = node("a", "other");
     add(*other, node("a4"));
 
@@ -139,7 +139,7 @@ TEST_F(SubDevices, AreReplacedWithAllBelowThem) {
     EXPECT_EQ(root.getDeviceById("a11"), nullptr);
 }
 
-TEST_F(SubDevices, AreNotReplacedUnasked) {
+TEST_F(SubDevicesTest, AreNotReplacedUnasked) {
     const DeviceNode before = root;
 
     EXPECT_FALSE(root.addSubDevice(node("a", "other"), false, error));
@@ -148,12 +148,12 @@ TEST_F(SubDevices, AreNotReplacedUnasked) {
     EXPECT_EQ(root, before);
 }
 
-TEST_F(SubDevices, AreAddedBesideTheSameIdElsewhere) {
+TEST_F(SubDevicesTest, AreAddedBesideTheSameIdElsewhere) {
     add(root, node("a11"));
     EXPECT_EQ(root.size(), 7U);
 }
 
-TEST_F(SubDevices, DoNotFollowTheNodeThatWasAdded) {
+TEST_F(SubDevicesTest, DoNotFollowTheNodeThatWasAdded) {
     const auto c = node("c");
     add(root, c);
     add(*c, node("c1"));
@@ -161,12 +161,12 @@ TEST_F(SubDevices, DoNotFollowTheNodeThatWasAdded) {
     EXPECT_EQ(root.getDeviceById("c1"), nullptr);
 }
 
-TEST_F(SubDevices, CannotBeNothing) {
+TEST_F(SubDevicesTest, CannotBeNothing) {
     EXPECT_FALSE(root.addSubDevice(nullptr, true, error));
     EXPECT_EQ(error, "No device to add below root");
 }
 
-TEST_F(SubDevices, MayBeACopyOfTheNodeItself) {
+TEST_F(SubDevicesTest, MayBeACopyOfTheNodeItself) {
     add(root, std::make_shared<DeviceNode>(root));
 
     EXPECT_EQ(root.size(), 12U);
@@ -174,7 +174,7 @@ TEST_F(SubDevices, MayBeACopyOfTheNodeItself) {
     EXPECT_EQ(root.getSubDevices()[2].size(), 6U);
 }
 
-TEST_F(SubDevices, AreRemovedWithAllBelowThem) {
+TEST_F(SubDevicesTest, AreRemovedWithAllBelowThem) {
     EXPECT_TRUE(root.removeSubDevice("a", false, error));
 
     EXPECT_EQ(root.size(), 2U);
@@ -185,7 +185,7 @@ TEST_F(SubDevices, AreRemovedWithAllBelowThem) {
     EXPECT_THAT(root.getSubDevices(), IsEmpty());
 }
 
-TEST_F(SubDevices, FurtherDownAreOnlyRemovedByADeepRemoval) {
+TEST_F(SubDevicesTest, FurtherDownAreOnlyRemovedByADeepRemoval) {
     EXPECT_FALSE(root.removeSubDevice("a1", false, error));
     EXPECT_EQ(error, "Device root has no sub-device a1");
     EXPECT_EQ(root.size(), 6U);
@@ -196,7 +196,7 @@ TEST_F(SubDevices, FurtherDownAreOnlyRemovedByADeepRemoval) {
     EXPECT_EQ(root.getDeviceById("a11"), nullptr);
 }
 
-TEST_F(SubDevices, ThatAreUnknownCannotBeRemoved) {
+TEST_F(SubDevicesTest, ThatAreUnknownCannotBeRemoved) {
     const DeviceNode before = root;
 
     EXPECT_FALSE(root.removeSubDevice("c\n", true, error));
@@ -205,7 +205,7 @@ TEST_F(SubDevices, ThatAreUnknownCannotBeRemoved) {
     EXPECT_EQ(root, before);
 }
 
-TEST_F(SubDevices, OfASnapshotStay) {
+TEST_F(SubDevicesTest, OfASnapshotStay) {
     const DeviceNode snapshot = root;
     const std::string text = snapshot.debugString(0);
 

@@ -58,7 +58,7 @@ void playRound(DeviceNode& tree, std::int64_t round) {
 
 }  // namespace
 
-TEST(Threads, ReadSnapshotsWhileTheOwnerChangesTheTree) {
+TEST(ThreadsTest, ReadSnapshotsWhileTheOwnerChangesTheTree) {
     DeviceNode tree = flatTree();
     utils::Synchronised<DeviceNode> latest(tree);
     std::atomic<bool> done = false;
@@ -84,7 +84,7 @@ TEST(Threads, ReadSnapshotsWhileTheOwnerChangesTheTree) {
     EXPECT_EQ(roundOf(tree.getSubDevices().front()), 200);
 }
 
-TEST(Threads, ChangeTheirCopiesOfOneTree) {
+TEST(ThreadsTest, ChangeTheirCopiesOfOneTree) {
     const DeviceNode original = flatTree();
     std::atomic<int> wrong = 0;
     std::vector<std::jthread> writers;

@@ -108,9 +108,9 @@ TEST_F(TreeSerialiserTest, GivesADeepTreeWhoseDeepestNodeChanges) {
     expectSame();
 }
 
-class RandomTreesSerialised : public testing::TestWithParam<unsigned> {};
+class RandomTreesSerialisedTest : public testing::TestWithParam<unsigned> {};
 
-TEST_P(RandomTreesSerialised, AreAsTheirMessages) {
+TEST_P(RandomTreesSerialisedTest, AreAsTheirMessages) {
     RandomModels models(GetParam());
     TreeSerialiser serialiser;
     DeviceNode root = models.tree(3).toDeviceNode();
@@ -135,6 +135,6 @@ TEST_P(RandomTreesSerialised, AreAsTheirMessages) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomTreesSerialised, testing::Range(0U, 20U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomTreesSerialisedTest, testing::Range(0U, 20U));
 
 }  // namespace tarn::device_tree

@@ -13,7 +13,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class Dictionary : public testing::Test {
+class DictionaryTest : public testing::Test {
   protected:
     /// Empty when the text was accepted.
     std::string errorOf(const std::string& text) {
@@ -34,30 +34,30 @@ class Dictionary : public testing::Test {
     std::string error = "left over";
 };
 
-TEST_F(Dictionary, IsReadInTheOrderOfTheFile) {
+TEST_F(DictionaryTest, IsReadInTheOrderOfTheFile) {
     EXPECT_THAT(
         componentsOf("\n<Component name=\"b\" version=\"1.22\" kind=\"encoder\">B</Component>"
                      "<!-- text --><Component kind='k' name='a'/>\n"),
         ElementsAre(Component{"b", "1.22", "encoder", "B"}, Component{"a", "", "k", ""}));
 }
 
-TEST_F(Dictionary, ReadsEntitiesAndDataAndJoinsBlanks) {
+TEST_F(DictionaryTest, ReadsEntitiesAndDataAndJoinsBlanks) {
     EXPECT_THAT(
         componentsOf("<Component name='a &amp; b'>  one\n   two &lt;3\n</Component>"
                      "<Component name='c'><![CDATA[<x>]]></Component>"),
         ElementsAre(Component{"a & b", "", "", "one two <3"}, Component{"c", "", "", "<x>"}));
 }
 
-TEST_F(Dictionary, IgnoresElementsThatItDoesNotKnow) {
+TEST_F(DictionaryTest, IgnoresElementsThatItDoesNotKnow) {
     EXPECT_THAT(componentsOf("<Other name='x'/><Component name='a'><Sub>y</Sub></Component>"),
                 ElementsAre(Component{"a", "", "", ""}));
 }
 
-TEST_F(Dictionary, MayBeEmpty) {
+TEST_F(DictionaryTest, MayBeEmpty) {
     EXPECT_THAT(componentsOf(""), IsEmpty());
 }
 
-TEST_F(Dictionary, IsReplacedByTheNextReading) {
+TEST_F(DictionaryTest, IsReplacedByTheNextReading) {
     const auto path =
         folder.write("x.xml", "<ComponentsDictionary><Component name='a'/></ComponentsDictionary>");
     dictionary = ComponentsDictionary(path);
@@ -70,7 +70,7 @@ TEST_F(Dictionary, IsReplacedByTheNextReading) {
     EXPECT_THAT(dictionary.components(), IsEmpty());
 }
 
-TEST_F(Dictionary, BecomesAMessage) {
+TEST_F(DictionaryTest, BecomesAMessage) {
     EXPECT_EQ(dictionary.toProtoBuf().components_size(), 0);
     componentsOf("<Component name='n' version='v' kind='k'>d</Component><Component name='m'/>");
     const auto message = dictionary.toProtoBuf();
@@ -82,14 +82,14 @@ TEST_F(Dictionary, BecomesAMessage) {
     EXPECT_EQ(message.components(1).name(), "m");
 }
 
-TEST_F(Dictionary, FailsWithoutItsFile) {
+TEST_F(DictionaryTest, FailsWithoutItsFile) {
     EXPECT_FALSE(dictionary.initFromLocalDictionary(error));
     EXPECT_EQ(error,
               "Failed reading components dictionary /nonexistent/dictionary.xml: No such file or "
               "directory");
 }
 
-TEST_F(Dictionary, FailsForWhatIsNoFileAndDoesNotWaitForIt) {
+TEST_F(DictionaryTest, FailsForWhatIsNoFileAndDoesNotWaitForIt) {
     const auto pipe = (folder.path() / "pipe").string();
     ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     for (const auto& path :
@@ -99,14 +99,14 @@ TEST_F(Dictionary, FailsForWhatIsNoFileAndDoesNotWaitForIt) {
     }
 }
 
-TEST_F(Dictionary, FailsForAFileOverOneMebibyte) {
+TEST_F(DictionaryTest, FailsForAFileOverOneMebibyte) {
     const std::string start = "<ComponentsDictionary/>";
     EXPECT_EQ(errorOf(start + std::string((1 << 20) - start.size(), ' ')), "");
     EXPECT_THAT(errorOf(start + std::string((1 << 20) - start.size() + 1, ' ')),
                 EndsWith(": larger than 1 MiB"));
 }
 
-TEST_F(Dictionary, FailsWithTheLineOfWhatIsNotXml) {
+TEST_F(DictionaryTest, FailsWithTheLineOfWhatIsNotXml) {
     EXPECT_THAT(errorOf("<ComponentsDictionary>\n\n<Component</ComponentsDictionary>"),
                 EndsWith(" in line 3"));
     EXPECT_NE(errorOf("plain text"), "");
@@ -115,12 +115,12 @@ TEST_F(Dictionary, FailsWithTheLineOfWhatIsNotXml) {
                 EndsWith(": zero byte in line 2"));
 }
 
-TEST_F(Dictionary, FailsWithoutTheRootElement) {
+TEST_F(DictionaryTest, FailsWithoutTheRootElement) {
     EXPECT_THAT(errorOf(""), EndsWith(": no element ComponentsDictionary"));
     EXPECT_THAT(errorOf("<componentsdictionary/>"), EndsWith(": no element ComponentsDictionary"));
 }
 
-TEST_F(Dictionary, FailsForAComponentWithoutAName) {
+TEST_F(DictionaryTest, FailsForAComponentWithoutAName) {
     for (const auto* component : {"<Component>x</Component>", "<Component name=''/>"}) {
         EXPECT_THAT(errorOf("<ComponentsDictionary><Component name='a'/>" + std::string(component) +
                             "</ComponentsDictionary>"),
@@ -128,13 +128,13 @@ TEST_F(Dictionary, FailsForAComponentWithoutAName) {
     }
 }
 
-TEST_F(Dictionary, FailsForANameThatStandsThereTwice) {
+TEST_F(DictionaryTest, FailsForANameThatStandsThereTwice) {
     EXPECT_THAT(errorOf("<ComponentsDictionary><Component name='a'/><Component name='b'/>"
                         "<Component name='a'/></ComponentsDictionary>"),
                 EndsWith(": component \"a\" stands there twice"));
 }
 
-TEST_F(Dictionary, SurvivesAFileOfNothingButOpeningTags) {
+TEST_F(DictionaryTest, SurvivesAFileOfNothingButOpeningTags) {
     std::string text = "<ComponentsDictionary>\n";
     while (text.size() < (1 << 20) - 3) {
         text += "<a>";

@@ -6,7 +6,7 @@
 
 namespace tarn::dictionary {
 
-TEST(ShippedDictionary, SaysEverythingOfEachComponent) {
+TEST(ShippedDictionaryTest, SaysEverythingOfEachComponent) {
     ComponentsDictionary dictionary(SHIPPED_DICTIONARY);
     std::string error;
     ASSERT_TRUE(dictionary.initFromLocalDictionary(error)) << error;
@@ -18,7 +18,7 @@ TEST(ShippedDictionary, SaysEverythingOfEachComponent) {
     }
 }
 
-TEST(ShippedDictionary, HoldsWhatAnOrdinaryTranscodingNeeds) {
+TEST(ShippedDictionaryTest, HoldsWhatAnOrdinaryTranscodingNeeds) {
     ComponentsDictionary dictionary(SHIPPED_DICTIONARY);
     std::string error;
     ASSERT_TRUE(dictionary.initFromLocalDictionary(error)) << error;

@@ -15,7 +15,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-class SecretKeyFile : public ::testing::Test {
+class SecretKeyFileTest : public ::testing::Test {
   protected:
     std::string refusalOf(const std::string& file) const {
         try {
@@ -38,7 +38,7 @@ class SecretKeyFile : public ::testing::Test {
 
 }  // namespace
 
-TEST(Keys, ArePairsOfFortyCharacters) {
+TEST(KeysTest, ArePairsOfFortyCharacters) {
     const auto keys = generateKeyPair();
     EXPECT_TRUE(isKey(keys.publicKey));
     EXPECT_TRUE(isKey(keys.secretKey));
@@ -47,7 +47,7 @@ TEST(Keys, ArePairsOfFortyCharacters) {
     EXPECT_NE(generateKeyPair().secretKey, keys.secretKey);
 }
 
-TEST(Keys, AreNothingElse) {
+TEST(KeysTest, AreNothingElse) {
     const auto key = generateKeyPair().publicKey;
     EXPECT_FALSE(isKey(""));
     EXPECT_FALSE(isKey(key.substr(1)));
@@ -59,7 +59,7 @@ TEST(Keys, AreNothingElse) {
     EXPECT_THROW(keyPairOf("no key"), std::invalid_argument);
 }
 
-TEST(Keys, LinesAreNumberedAndCommentsAreNone) {
+TEST(KeysTest, LinesAreNumberedAndCommentsAreNone) {
     const auto lines = linesOf("\n# read x y\n  one\ttwo  \r\n\nlast");
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].number, 3u);
@@ -67,7 +67,7 @@ TEST(Keys, LinesAreNumberedAndCommentsAreNone) {
     EXPECT_EQ(lines[1].number, 5u);
 }
 
-TEST_F(SecretKeyFile, HoldsWhatWasWrittenForItsOwnerAlone) {
+TEST_F(SecretKeyFileTest, HoldsWhatWasWrittenForItsOwnerAlone) {
     writeSecretKeyFile(path, keys);
     struct stat info {};
     ASSERT_EQ(::stat(path.c_str(), &info), 0);
@@ -78,13 +78,13 @@ TEST_F(SecretKeyFile, HoldsWhatWasWrittenForItsOwnerAlone) {
         << "a draft was left";
 }
 
-TEST_F(SecretKeyFile, IsNeverReplaced) {
+TEST_F(SecretKeyFileTest, IsNeverReplaced) {
     writeSecretKeyFile(path, keys);
     EXPECT_THROW(writeSecretKeyFile(path, generateKeyPair()), KeyFileError);
     EXPECT_EQ(readSecretKeyFile(path).secretKey, keys.secretKey);
 }
 
-TEST_F(SecretKeyFile, ThatOthersCanReadIsRefused) {
+TEST_F(SecretKeyFileTest, ThatOthersCanReadIsRefused) {
     writeSecretKeyFile(path, keys);
     for (const mode_t mode : {0640U, 0604U, 0620U, 0602U}) {
         ASSERT_EQ(::chmod(path.c_str(), mode), 0);
@@ -92,7 +92,7 @@ TEST_F(SecretKeyFile, ThatOthersCanReadIsRefused) {
     }
 }
 
-TEST_F(SecretKeyFile, WithSomethingElseIsRefusedWithoutTellingWhat) {
+TEST_F(SecretKeyFileTest, WithSomethingElseIsRefusedWithoutTellingWhat) {
     const auto other = generateKeyPair();
     EXPECT_THAT(refusalOf(written("")), HasSubstr("no secret key"));
     EXPECT_THAT(refusalOf(written("secret\n")), HasSubstr("no secret key"));
@@ -103,7 +103,7 @@ TEST_F(SecretKeyFile, WithSomethingElseIsRefusedWithoutTellingWhat) {
     EXPECT_THAT(mixed, Not(HasSubstr(keys.secretKey)));
 }
 
-TEST_F(SecretKeyFile, ThatIsNoFileIsRefused) {
+TEST_F(SecretKeyFileTest, ThatIsNoFileIsRefused) {
     EXPECT_THAT(refusalOf(folder.path() / "nothing"), HasSubstr("No such file"));
     EXPECT_NE(refusalOf(folder.path()), "");
     const auto pipe = (folder.path() / "pipe").string();
@@ -111,7 +111,7 @@ TEST_F(SecretKeyFile, ThatIsNoFileIsRefused) {
     EXPECT_THAT(refusalOf(pipe), HasSubstr("it is no file"));
 }
 
-TEST_F(SecretKeyFile, APublicKeyIsItselfOrWhatAFileHolds) {
+TEST_F(SecretKeyFileTest, APublicKeyIsItselfOrWhatAFileHolds) {
     EXPECT_EQ(readPublicKey(keys.publicKey), keys.publicKey);
     EXPECT_EQ(readPublicKey(folder.write("pub", publicKeyFileText(keys.publicKey))),
               keys.publicKey);

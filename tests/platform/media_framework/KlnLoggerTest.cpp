@@ -20,12 +20,12 @@ int configure(const std::string& xml) {
 
 }  // namespace
 
-class KlnLogger : public testing::Test {
+class KlnLoggerTest : public testing::Test {
   protected:
     tarn::test::LogCapture log;
 };
 
-TEST_F(KlnLogger, DropsLinesWhileNoFrameworkWasSet) {
+TEST_F(KlnLoggerTest, DropsLinesWhileNoFrameworkWasSet) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has set none
     EXPECT_EXIT(
         {
@@ -35,7 +35,7 @@ TEST_F(KlnLogger, DropsLinesWhileNoFrameworkWasSet) {
         testing::ExitedWithCode(0), "");
 }
 
-TEST_F(KlnLogger, GivesEveryLineThePrefixAndItsLevel) {
+TEST_F(KlnLoggerTest, GivesEveryLineThePrefixAndItsLevel) {
     ASSERT_EQ(configure(goodConfig), 0);
     KLNLog(KLN_LOG_TRACE, "a");
     KLNLog(KLN_LOG_DEBUG, "b");
@@ -48,13 +48,13 @@ TEST_F(KlnLogger, GivesEveryLineThePrefixAndItsLevel) {
                                          "ERROR kln.halden-kln > 100 %s"));
 }
 
-TEST_F(KlnLogger, TakesALevelThatItDoesNotKnowForAnError) {
+TEST_F(KlnLoggerTest, TakesALevelThatItDoesNotKnowForAnError) {
     ASSERT_EQ(configure(goodConfig), 0);
     KLNLog(static_cast<KLNLogLevel>(7), "x");
     EXPECT_THAT(log.lines(), ElementsAre("ERROR kln.halden-kln > x"));
 }
 
-TEST_F(KlnLogger, FollowsTheLastConfiguration) {
+TEST_F(KlnLoggerTest, FollowsTheLastConfiguration) {
     ASSERT_EQ(configure(goodConfig), 0);
     ASSERT_EQ(
         KLNSetLoggerFrameworkConfig("Log4CPlus", "p", "<Config><Logger> n </Logger></Config>"), 0);
@@ -62,18 +62,18 @@ TEST_F(KlnLogger, FollowsTheLastConfiguration) {
     EXPECT_THAT(log.lines(), ElementsAre("INFO p.n > x"));
 }
 
-TEST_F(KlnLogger, RefusesNullArguments) {
+TEST_F(KlnLoggerTest, RefusesNullArguments) {
     EXPECT_EQ(KLNSetLoggerFrameworkConfig(nullptr, "kln", goodConfig), 1);
     EXPECT_EQ(KLNSetLoggerFrameworkConfig("Log4CPlus", nullptr, goodConfig), 1);
     EXPECT_EQ(KLNSetLoggerFrameworkConfig("Log4CPlus", "kln", nullptr), 1);
 }
 
-TEST_F(KlnLogger, RefusesAnotherFramework) {
+TEST_F(KlnLoggerTest, RefusesAnotherFramework) {
     EXPECT_EQ(KLNSetLoggerFrameworkConfig("log4cplus", "kln", goodConfig), 2);
     EXPECT_EQ(KLNSetLoggerFrameworkConfig("", "kln", goodConfig), 2);
 }
 
-TEST_F(KlnLogger, RefusesAConfigurationOfAnotherFormAndKeepsTheLast) {
+TEST_F(KlnLoggerTest, RefusesAConfigurationOfAnotherFormAndKeepsTheLast) {
     ASSERT_EQ(configure(goodConfig), 0);
     std::string deep;
     for (int i = 0; i < 100000; ++i) {

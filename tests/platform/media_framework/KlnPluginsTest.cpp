@@ -12,7 +12,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class KlnPlugins : public testing::Test {
+class KlnPluginsTest : public testing::Test {
   protected:
     static std::string plugin(const std::string& name) {
         return std::string(PLUGIN_FOLDER "/") + name + ".so";
@@ -23,7 +23,7 @@ class KlnPlugins : public testing::Test {
     tarn::test::LogCapture log;
 };
 
-TEST_F(KlnPlugins, AreStartedOnce) {
+TEST_F(KlnPluginsTest, AreStartedOnce) {
     ASSERT_EQ(KLNSetLoggerFrameworkConfig("Log4CPlus", "p", "<Config><Logger>n</Logger></Config>"),
               0);
     EXPECT_EQ(load(plugin("GoodPlugin")), 0);
@@ -31,12 +31,12 @@ TEST_F(KlnPlugins, AreStartedOnce) {
     EXPECT_THAT(log.lines(), ElementsAre("INFO p.n > good plug-in starts"));
 }
 
-TEST_F(KlnPlugins, NeedNotHaveAnythingToStart) {
+TEST_F(KlnPluginsTest, NeedNotHaveAnythingToStart) {
     EXPECT_EQ(load(plugin("PlainPlugin")), 0);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(KlnPlugins, MayRefuseToStartEachTime) {
+TEST_F(KlnPluginsTest, MayRefuseToStartEachTime) {
     const auto path = plugin("RefusingPlugin");
     const auto line = "WARN KLNLoadPluginLibrary > Plug-in " + path + ": refused to start: 42";
     EXPECT_EQ(load(path), 3);
@@ -44,14 +44,14 @@ TEST_F(KlnPlugins, MayRefuseToStartEachTime) {
     EXPECT_THAT(log.lines(), ElementsAre(line, line));
 }
 
-TEST_F(KlnPlugins, MayThrowWithoutHarm) {
+TEST_F(KlnPluginsTest, MayThrowWithoutHarm) {
     EXPECT_EQ(load(plugin("ThrowingPlugin")), 3);
     EXPECT_TRUE(log.contains("ThrowingPlugin.so: refused to start: no licence"));
     EXPECT_EQ(load(plugin("OddlyThrowingPlugin")), 3);
     EXPECT_TRUE(log.contains("OddlyThrowingPlugin.so: refused to start: unknown exception"));
 }
 
-TEST_F(KlnPlugins, ThatWouldEndTheProcessAreNotLoaded) {
+TEST_F(KlnPluginsTest, ThatWouldEndTheProcessAreNotLoaded) {
     EXPECT_EQ(load(plugin("CrashingPlugin")), 4);
     EXPECT_EQ(load(plugin("StaticallyThrowingPlugin")), 4);
     EXPECT_EQ(load(plugin("EndingPlugin")), 4);
@@ -64,13 +64,13 @@ TEST_F(KlnPlugins, ThatWouldEndTheProcessAreNotLoaded) {
     EXPECT_EQ(load(plugin("GoodPlugin")), 0);
 }
 
-TEST_F(KlnPlugins, AreNotLoadedFromNowhere) {
+TEST_F(KlnPluginsTest, AreNotLoadedFromNowhere) {
     EXPECT_EQ(KLNLoadPluginLibrary(nullptr), 1);
     EXPECT_EQ(load(""), 1);
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(KlnPlugins, AreNotLoadedFromWhatIsNoLibrary) {
+TEST_F(KlnPluginsTest, AreNotLoadedFromWhatIsNoLibrary) {
     const tarn::test::TemporaryFolder folder;
     EXPECT_EQ(load("/nonexistent/x.so"), 2);
     EXPECT_TRUE(log.contains("WARN KLNLoadPluginLibrary > Plug-in /nonexistent/x.so: "));
@@ -81,7 +81,7 @@ TEST_F(KlnPlugins, AreNotLoadedFromWhatIsNoLibrary) {
     EXPECT_EQ(log.lines().size(), 5U);
 }
 
-TEST_F(KlnPlugins, AreNotLoadedWhenTheyNeedWhatIsNotThere) {
+TEST_F(KlnPluginsTest, AreNotLoadedWhenTheyNeedWhatIsNotThere) {
     EXPECT_EQ(load(plugin("UnlinkablePlugin")), 2);
     EXPECT_TRUE(log.contains("aFunctionThatIsNowhere"));
 }

@@ -19,10 +19,10 @@ unsigned modeOf(const std::filesystem::path& path) {
     return facts.st_mode & 07777U;
 }
 
-class ClosedFiles : public testing::Test {
+class ClosedFilesTest : public testing::Test {
   protected:
-    ClosedFiles() { ::umask(0); }
-    ~ClosedFiles() override { ::umask(before); }
+    ClosedFilesTest() { ::umask(0); }
+    ~ClosedFilesTest() override { ::umask(before); }
 
     std::string pathOf(const std::string& name) const { return (folder.path() / name).string(); }
 
@@ -32,14 +32,14 @@ class ClosedFiles : public testing::Test {
 
 }  // namespace
 
-TEST_F(ClosedFiles, AreMadeClosedWhateverTheUmask) {
+TEST_F(ClosedFilesTest, AreMadeClosedWhateverTheUmask) {
     EXPECT_TRUE(openClosed(pathOf("state"), O_RDWR).isOpen());
     EXPECT_EQ(modeOf(pathOf("state")), 0640U);
     EXPECT_TRUE(openClosed(pathOf("lock"), O_RDWR, privateFile).isOpen());
     EXPECT_EQ(modeOf(pathOf("lock")), 0600U);
 }
 
-TEST_F(ClosedFiles, AreNeverOpenedFurther) {
+TEST_F(ClosedFilesTest, AreNeverOpenedFurther) {
     ::umask(0077);
     EXPECT_TRUE(openClosed(pathOf("state"), O_RDWR).isOpen());
     EXPECT_TRUE(openClosed(pathOf("state"), O_RDWR).isOpen());
@@ -47,7 +47,7 @@ TEST_F(ClosedFiles, AreNeverOpenedFurther) {
     EXPECT_EQ(modeOf(pathOf("state")), 0600U);
 }
 
-TEST_F(ClosedFiles, OfAnOlderVersionAreClosedWhenTheyAreUsedAgain) {
+TEST_F(ClosedFilesTest, OfAnOlderVersionAreClosedWhenTheyAreUsedAgain) {
     const auto old = folder.write("old", "content");
     ::chmod(old.c_str(), 0666);
     EXPECT_TRUE(openClosed(old, O_RDWR).isOpen());
@@ -55,14 +55,14 @@ TEST_F(ClosedFiles, OfAnOlderVersionAreClosedWhenTheyAreUsedAgain) {
     EXPECT_EQ(test::readFile(old), "content");
 }
 
-TEST_F(ClosedFiles, KeepWhatIsNoPermission) {
+TEST_F(ClosedFilesTest, KeepWhatIsNoPermission) {
     ASSERT_EQ(::mkdir(pathOf("sticky").c_str(), 0777), 0);
     ::chmod(pathOf("sticky").c_str(), 03777);
     closeToOthers(pathOf("sticky"), closedFolder);
     EXPECT_EQ(modeOf(pathOf("sticky")), 03750U);
 }
 
-TEST_F(ClosedFiles, AreNotReachedThroughALink) {
+TEST_F(ClosedFilesTest, AreNotReachedThroughALink) {
     const auto target = folder.write("target", "");
     ::chmod(target.c_str(), 0644);
     std::filesystem::create_symlink(target, pathOf("link"));
@@ -72,7 +72,7 @@ TEST_F(ClosedFiles, AreNotReachedThroughALink) {
     EXPECT_EQ(modeOf(target), 0644U);
 }
 
-TEST_F(ClosedFiles, LieInFoldersThatAreMadeClosed) {
+TEST_F(ClosedFilesTest, LieInFoldersThatAreMadeClosed) {
     EXPECT_TRUE(makeClosedFolders(pathOf("a/b/c")));
     EXPECT_EQ(modeOf(pathOf("a")), 0750U);
     EXPECT_EQ(modeOf(pathOf("a/b/c")), 0750U);

@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(Deadline, LeavesTheWholeTimeAndNeverLessThanNone) {
+TEST(DeadlineTest, LeavesTheWholeTimeAndNeverLessThanNone) {
     const Deadline later(1h);
     EXPECT_FALSE(later.hasPassed());
     EXPECT_GT(later.remaining(), 30min);
@@ -27,7 +27,7 @@ TEST(Deadline, LeavesTheWholeTimeAndNeverLessThanNone) {
 }
 
 // What remains is waited for: none of it must be left when that wait is over.
-TEST(Deadline, RoundsUpWhatIsLeftOfAMillisecond) {
+TEST(DeadlineTest, RoundsUpWhatIsLeftOfAMillisecond) {
     const Deadline soon(1ms);
     while (!soon.hasPassed()) {
         const auto left = soon.remaining();
@@ -37,12 +37,12 @@ TEST(Deadline, RoundsUpWhatIsLeftOfAMillisecond) {
 }
 
 // poll takes a negative time for ever, and has no larger one than that of an int.
-TEST(Deadline, IsCutToWhatPollCanWaitFor) {
+TEST(DeadlineTest, IsCutToWhatPollCanWaitFor) {
     EXPECT_EQ(Deadline(24h * 365).remainingForPoll(), std::numeric_limits<int>::max());
     EXPECT_GT(Deadline(1h).remainingForPoll(), 30 * 60 * 1000);
 }
 
-TEST(Readable, IsAskedForWithoutWaitingOnceTheDeadlineHasPassed) {
+TEST(ReadableTest, IsAskedForWithoutWaitingOnceTheDeadlineHasPassed) {
     WakeUp wakeUp;
     const Deadline passed(0ms);
     EXPECT_FALSE(becomesReadable(wakeUp.descriptor(), passed));
@@ -51,7 +51,7 @@ TEST(Readable, IsAskedForWithoutWaitingOnceTheDeadlineHasPassed) {
     EXPECT_FALSE(becomesReadable(-1, passed));
 }
 
-TEST(Readable, IsWaitedForThroughSignals) {
+TEST(ReadableTest, IsWaitedForThroughSignals) {
     struct sigaction action {};
     struct sigaction before {};
     action.sa_handler = [](int) {};

@@ -16,7 +16,7 @@ bool isOpen(int number) {
     return ::fcntl(number, F_GETFD) >= 0;
 }
 
-TEST(FileDescriptor, IsOneOwnersAndClosedWithIt) {
+TEST(FileDescriptorTest, IsOneOwnersAndClosedWithIt) {
     int number = -1;
     {
         FileDescriptor first(::eventfd(0, EFD_CLOEXEC));
@@ -35,7 +35,7 @@ TEST(FileDescriptor, IsOneOwnersAndClosedWithIt) {
     EXPECT_FALSE(isOpen(number));
 }
 
-TEST(FileDescriptor, CanBeClosedEarlierAndTwice) {
+TEST(FileDescriptorTest, CanBeClosedEarlierAndTwice) {
     FileDescriptor descriptor(::eventfd(0, EFD_CLOEXEC));
     const int number = descriptor.get();
     descriptor.close();
@@ -44,7 +44,7 @@ TEST(FileDescriptor, CanBeClosedEarlierAndTwice) {
     descriptor.close();
 }
 
-TEST(FileDescriptor, ThatIsNoneIsAnErrorWithItsReason) {
+TEST(FileDescriptorTest, ThatIsNoneIsAnErrorWithItsReason) {
     errno = EMFILE;
     try {
         checkedDescriptor(-1, "eventfd");
@@ -55,7 +55,7 @@ TEST(FileDescriptor, ThatIsNoneIsAnErrorWithItsReason) {
     }
 }
 
-TEST(FileDescriptor, ZeroIsOne) {
+TEST(FileDescriptorTest, ZeroIsOne) {
     const int kept = ::dup(STDIN_FILENO);
     {
         const auto input = checkedDescriptor(STDIN_FILENO, "standard input");

@@ -9,7 +9,7 @@
 
 namespace tarn::os {
 
-TEST(ProcessDefaults, WritingToAPipeThatNobodyReadsIsAnError) {
+TEST(ProcessDefaultsTest, WritingToAPipeThatNobodyReadsIsAnError) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe(ends.data()), 0);
     ::close(ends[0]);
@@ -22,7 +22,7 @@ TEST(ProcessDefaults, WritingToAPipeThatNobodyReadsIsAnError) {
 }
 
 // The limit that a process was started with is remembered once: so this is one test.
-TEST(ProcessDefaults, TheLimitOfDescriptorsIsRaisedAndTheOneBeforeIsRemembered) {
+TEST(ProcessDefaultsTest, TheLimitOfDescriptorsIsRaisedAndTheOneBeforeIsRemembered) {
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     rlimit low{before.rlim_max / 2, before.rlim_max};

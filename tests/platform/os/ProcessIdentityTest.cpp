@@ -13,7 +13,7 @@ namespace tarn::os {
 
 using test::ForkedProcess;
 
-TEST(ProcessIdentity, KnowsThisProcess) {
+TEST(ProcessIdentityTest, KnowsThisProcess) {
     const auto self = ProcessIdentity::ofThisProcess();
     EXPECT_EQ(self.id, ::getpid());
     EXPECT_GT(self.startTime, 0U);
@@ -21,15 +21,15 @@ TEST(ProcessIdentity, KnowsThisProcess) {
     EXPECT_TRUE(isAlive(self));
 }
 
-TEST(ProcessIdentity, TakesAnUnknownStartTimeForAnyProcessWithTheId) {
+TEST(ProcessIdentityTest, TakesAnUnknownStartTimeForAnyProcessWithTheId) {
     EXPECT_TRUE(isAlive({::getpid(), 0}));
 }
 
-TEST(ProcessIdentity, CallsAProcessWithAnotherStartTimeDead) {
+TEST(ProcessIdentityTest, CallsAProcessWithAnotherStartTimeDead) {
     EXPECT_FALSE(isAlive(resource_manager::test::formerProcess()));
 }
 
-TEST(ProcessIdentity, CallsIdsThatCannotBeProcessesDead) {
+TEST(ProcessIdentityTest, CallsIdsThatCannotBeProcessesDead) {
     for (const pid_t id :
          {0, -1, std::numeric_limits<pid_t>::min(), std::numeric_limits<pid_t>::max()}) {
         EXPECT_FALSE(isAlive({id, 0})) << id;
@@ -37,7 +37,7 @@ TEST(ProcessIdentity, CallsIdsThatCannotBeProcessesDead) {
     }
 }
 
-TEST(ProcessIdentity, CallsAZombieDeadThoughItsIdStillExists) {
+TEST(ProcessIdentityTest, CallsAZombieDeadThoughItsIdStillExists) {
     ForkedProcess child;
     const auto identity = child.identity();
     EXPECT_TRUE(isAlive(identity));
@@ -46,7 +46,7 @@ TEST(ProcessIdentity, CallsAZombieDeadThoughItsIdStillExists) {
     EXPECT_FALSE(isAlive(identity));
 }
 
-TEST(ProcessIdentity, CallsAReapedProcessDead) {
+TEST(ProcessIdentityTest, CallsAReapedProcessDead) {
     ForkedProcess child;
     const auto identity = child.identity();
     child.killAndReap();
@@ -55,7 +55,7 @@ TEST(ProcessIdentity, CallsAReapedProcessDead) {
 }
 
 // The name stands in brackets before the fields that are read.
-TEST(ProcessIdentity, IsNotConfusedByTheNameOfAProcess) {
+TEST(ProcessIdentityTest, IsNotConfusedByTheNameOfAProcess) {
     char previous[16] = {};
     ::prctl(PR_GET_NAME, previous);
     const auto before = ProcessIdentity::ofThisProcess();

@@ -15,7 +15,7 @@ bool isBlocked(int signal) {
 
 }  // namespace
 
-TEST(SignalsBlocked, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
+TEST(SignalsBlockedTest, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
     sigset_t one;
     ::sigemptyset(&one);
     ::sigaddset(&one, SIGUSR2);
@@ -34,7 +34,7 @@ TEST(SignalsBlocked, AreAllButThoseOfFaultsAndOnlyAsLongAsItLives) {
     ::pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
 }
 
-TEST(SignalsBlocked, AreOnlyThoseThatAreNamed) {
+TEST(SignalsBlockedTest, AreOnlyThoseThatAreNamed) {
     {
         const SignalsBlocked blocked{SIGINT, SIGQUIT};
         EXPECT_TRUE(isBlocked(SIGINT));

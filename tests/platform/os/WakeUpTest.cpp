@@ -15,7 +15,7 @@ bool hasRung(const WakeUp& wakeUp) {
     return becomesReadable(wakeUp.descriptor(), Deadline(0ms));
 }
 
-TEST(WakeUp, CanBeReadFromTheFirstRingUntilItIsReset) {
+TEST(WakeUpTest, CanBeReadFromTheFirstRingUntilItIsReset) {
     WakeUp wakeUp;
     EXPECT_FALSE(hasRung(wakeUp));
     wakeUp.ring();
@@ -29,7 +29,7 @@ TEST(WakeUp, CanBeReadFromTheFirstRingUntilItIsReset) {
     EXPECT_TRUE(hasRung(wakeUp));
 }
 
-TEST(WakeUp, EndsAWaitThatHasBegunOrNot) {
+TEST(WakeUpTest, EndsAWaitThatHasBegunOrNot) {
     WakeUp wakeUp;
     std::jthread ringing([&] { wakeUp.ring(); });
     wakeUp.waitFor(1h);
@@ -37,7 +37,7 @@ TEST(WakeUp, EndsAWaitThatHasBegunOrNot) {
     EXPECT_TRUE(hasRung(wakeUp));
 }
 
-TEST(WakeUp, NobodyRingsWithinTheBound) {
+TEST(WakeUpTest, NobodyRingsWithinTheBound) {
     const WakeUp wakeUp;
     wakeUp.waitFor(1ms);
     EXPECT_FALSE(hasRung(wakeUp));

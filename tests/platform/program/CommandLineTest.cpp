@@ -78,7 +78,7 @@ TEST_F(CommandLineTest, HelpIsGivenWhateverElseIsWrong) {
     EXPECT_EQ(lines.exitStatus, 0);
 }
 
-TEST(ParseArguments, NamesAnUnknownCommand) {
+TEST(ParseArgumentsTest, NamesAnUnknownCommand) {
     CLI::App app("Does things", "tarnThing");
     app.require_subcommand(1);
     app.add_subcommand("known");

@@ -39,7 +39,7 @@ TEST(ProgramDeathTest, AReaderThatHasGoneDoesNotEndIt) {
     EXPECT_EXIT(std::exit(runProgram(body)), testing::ExitedWithCode(5), "");
 }
 
-TEST(RunBody, LogsWhatIsThrown) {
+TEST(RunBodyTest, LogsWhatIsThrown) {
     test::LogCapture log;
     EXPECT_EQ(runBody([]() -> int { throw std::runtime_error("no room"); }), failed);
     EXPECT_TRUE(log.has("FATAL no room"));

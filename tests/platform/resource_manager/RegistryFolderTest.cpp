@@ -20,7 +20,7 @@ using testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
-class RegistryFolders : public testing::Test {
+class RegistryFoldersTest : public testing::Test {
   protected:
     void enter(const std::string& id) const {
         const auto opened = folder.open(endpoint);
@@ -49,14 +49,14 @@ class RegistryFolders : public testing::Test {
     const std::string file = folder.pathFor(endpoint);
 };
 
-TEST_F(RegistryFolders, KeepTheRegistryOfEachEndpointApart) {
+TEST_F(RegistryFoldersTest, KeepTheRegistryOfEachEndpointApart) {
     enter("a");
     EXPECT_THAT(idsOf(folder.open(endpoint).contents.jobs), ElementsAre("a"));
     EXPECT_THAT(folder.open("ipc:///tmp/other").contents.jobs, IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST_F(RegistryFolders, NameFilesSafelyWhateverTheEndpoint) {
+TEST_F(RegistryFoldersTest, NameFilesSafelyWhateverTheEndpoint) {
     const auto parent = (temporary.path() / "made" / "here").string() + "/";
     std::set<std::string> names;
     for (const std::string& text :
@@ -76,18 +76,18 @@ TEST_F(RegistryFolders, NameFilesSafelyWhateverTheEndpoint) {
 }
 
 // A service of another version must find the same file.
-TEST_F(RegistryFolders, NameFilesTheSameForEver) {
+TEST_F(RegistryFoldersTest, NameFilesTheSameForEver) {
     EXPECT_THAT(file, testing::EndsWith("/ipc____tmp_resource-19c0c50e8e2fd686.registry"));
 }
 
-TEST_F(RegistryFolders, PutAsideAFileThatIsNoDatabase) {
+TEST_F(RegistryFoldersTest, PutAsideAFileThatIsNoDatabase) {
     enter("a");
     const std::string content(5000, 'x');
     overwriteFile(content);
     expectPutAside(content, file + ".damaged-1");
 }
 
-TEST_F(RegistryFolders, PutAsideEveryDamagedFileUnderItsOwnName) {
+TEST_F(RegistryFoldersTest, PutAsideEveryDamagedFileUnderItsOwnName) {
     enter("a");
     overwriteFile("first, not a database");
     expectPutAside("first, not a database", file + ".damaged-1");
@@ -96,7 +96,7 @@ TEST_F(RegistryFolders, PutAsideEveryDamagedFileUnderItsOwnName) {
     EXPECT_EQ(tarn::test::readFile(file + ".damaged-1"), "first, not a database");
 }
 
-TEST_F(RegistryFolders, PutAsideADatabaseWithDamagedPages) {
+TEST_F(RegistryFoldersTest, PutAsideADatabaseWithDamagedPages) {
     for (int i = 0; i < 200; ++i) {
         enter(std::to_string(i));
     }
@@ -107,7 +107,7 @@ TEST_F(RegistryFolders, PutAsideADatabaseWithDamagedPages) {
     expectPutAside(content, file + ".damaged-1");
 }
 
-TEST_F(RegistryFolders, PutAsideATruncatedDatabase) {
+TEST_F(RegistryFoldersTest, PutAsideATruncatedDatabase) {
     for (int i = 0; i < 200; ++i) {
         enter(std::to_string(i));
     }
@@ -116,13 +116,13 @@ TEST_F(RegistryFolders, PutAsideATruncatedDatabase) {
     expectPutAside(content, file + ".damaged-1");
 }
 
-TEST_F(RegistryFolders, PutAsideADatabaseWithARecordThatCannotBeRead) {
+TEST_F(RegistryFoldersTest, PutAsideADatabaseWithARecordThatCannotBeRead) {
     enter("a");
     SQLite::Database(file, SQLite::OPEN_READWRITE).exec("UPDATE jobs SET record=x'ffff'");
     expectPutAside(tarn::test::readFile(file), file + ".damaged-1");
 }
 
-TEST_F(RegistryFolders, BeginANewRegistryInAnEmptyFile) {
+TEST_F(RegistryFoldersTest, BeginANewRegistryInAnEmptyFile) {
     enter("a");
     overwriteFile("");
     EXPECT_THAT(folder.open(endpoint).contents.jobs, IsEmpty());
@@ -130,7 +130,7 @@ TEST_F(RegistryFolders, BeginANewRegistryInAnEmptyFile) {
     EXPECT_THAT(idsOf(folder.open(endpoint).contents.jobs), ElementsAre("b"));
 }
 
-TEST_F(RegistryFolders, LeaveAFileAloneThatSomebodyHolds) {
+TEST_F(RegistryFoldersTest, LeaveAFileAloneThatSomebodyHolds) {
     enter("a");
     SQLite::Database other(file, SQLite::OPEN_READWRITE);
     SQLite::Transaction held(other, SQLite::TransactionBehavior::EXCLUSIVE);
@@ -140,7 +140,7 @@ TEST_F(RegistryFolders, LeaveAFileAloneThatSomebodyHolds) {
 }
 
 // A reader could hold the file's lock, and keep the service from storing anything.
-TEST_F(RegistryFolders, AreClosedToEverybodyElse) {
+TEST_F(RegistryFoldersTest, AreClosedToEverybodyElse) {
     const auto modeOf = [](const fs::path& path) { return fs::status(path).permissions(); };
     enter("a");
     EXPECT_EQ(modeOf(file), fs::perms(0600));
@@ -148,7 +148,7 @@ TEST_F(RegistryFolders, AreClosedToEverybodyElse) {
     EXPECT_EQ(modeOf(fs::path(file).parent_path()), fs::perms(0750));
 }
 
-TEST_F(RegistryFolders, OfAnOlderVersionAreClosed) {
+TEST_F(RegistryFoldersTest, OfAnOlderVersionAreClosed) {
     enter("a");
     fs::permissions(file, fs::perms(0644));
     fs::permissions(file + "-journal", fs::perms(0644));
@@ -159,7 +159,7 @@ TEST_F(RegistryFolders, OfAnOlderVersionAreClosed) {
     EXPECT_EQ(fs::status(fs::path(file).parent_path()).permissions(), fs::perms(0750));
 }
 
-TEST_F(RegistryFolders, FallBackToMemoryWhereNothingCanBeWritten) {
+TEST_F(RegistryFoldersTest, FallBackToMemoryWhereNothingCanBeWritten) {
     const RegistryFolder nowhere(temporary.write("file", ""));
     const auto opened = nowhere.open(endpoint);
     EXPECT_FALSE(opened.store);

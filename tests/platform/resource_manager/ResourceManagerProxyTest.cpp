@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class Proxies : public testing::Test {
+class ProxiesTest : public testing::Test {
   protected:
     using Operation = bool (*)(ResourceManagerProxy&, std::string&);
 
@@ -41,7 +41,7 @@ class Proxies : public testing::Test {
     std::string error;
 };
 
-std::vector<Proxies::Operation> Proxies::allOperations() {
+std::vector<ProxiesTest::Operation> ProxiesTest::allOperations() {
     return {
         [](ResourceManagerProxy& p, std::string& e) {
             std::list<RunningJob> jobs{jobOfThisProcess("left over")};
@@ -83,13 +83,13 @@ std::vector<Proxies::Operation> Proxies::allOperations() {
     };
 }
 
-TEST_F(Proxies, FailBeforeTheyAreConnected) {
+TEST_F(ProxiesTest, FailBeforeTheyAreConnected) {
     expectThatNothingWorks("Not connected to a resource manager");
     EXPECT_FALSE(proxy.disconnect(error));
     EXPECT_EQ(error, "Not connected to a resource manager");
 }
 
-TEST_F(Proxies, FailToConnectWithinTheirTimeWhereNobodyListens) {
+TEST_F(ProxiesTest, FailToConnectWithinTheirTimeWhereNobodyListens) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(proxy.connect(endpoint, error));
     EXPECT_THAT(error, HasSubstr(endpoint.toString(tarn::socket::Protocol::None)));
@@ -97,7 +97,7 @@ TEST_F(Proxies, FailToConnectWithinTheirTimeWhereNobodyListens) {
     expectThatNothingWorks("Not connected");
 }
 
-class ProxiesOfTheService : public Proxies {
+class ProxiesOfTheServiceTest : public ProxiesTest {
   protected:
     void SetUp() override {
         ASSERT_TRUE(handler.start(endpoint));
@@ -107,7 +107,7 @@ class ProxiesOfTheService : public Proxies {
     ResourceManagerRequestHandler handler{folder.path().string()};
 };
 
-TEST_F(ProxiesOfTheService, DoEverythingAndClearTheError) {
+TEST_F(ProxiesOfTheServiceTest, DoEverythingAndClearTheError) {
     for (const auto operation : allOperations()) {
         error = "left over";
         EXPECT_TRUE(operation(proxy, error));
@@ -115,12 +115,12 @@ TEST_F(ProxiesOfTheService, DoEverythingAndClearTheError) {
     }
 }
 
-TEST_F(ProxiesOfTheService, GiveTheReasonOfARefusal) {
+TEST_F(ProxiesOfTheServiceTest, GiveTheReasonOfARefusal) {
     EXPECT_FALSE(proxy.registerJob(jobOfThisProcess(""), error));
     EXPECT_EQ(error, "A job without an identifier cannot register");
 }
 
-TEST_F(ProxiesOfTheService, TakeTheFourFlagsOfAMatchInTheirOrder) {
+TEST_F(ProxiesOfTheServiceTest, TakeTheFourFlagsOfAMatchInTheirOrder) {
     const auto self = os::ProcessIdentity::ofThisProcess();
     ASSERT_TRUE(proxy.registerJob(jobOf(self, "a", {{"Studio", {"North"}}}), error));
     ASSERT_TRUE(proxy.registerJob(jobOf(self, "b", {{"Studio", {"South"}}}), error));
@@ -141,7 +141,7 @@ TEST_F(ProxiesOfTheService, TakeTheFourFlagsOfAMatchInTheirOrder) {
     EXPECT_THAT(matching("North", true, false, false, true), ElementsAre("b"));
 }
 
-TEST_F(ProxiesOfTheService, FailAfterTheHandlersEndAndWorkAfterItsNewStart) {
+TEST_F(ProxiesOfTheServiceTest, FailAfterTheHandlersEndAndWorkAfterItsNewStart) {
     ASSERT_TRUE(proxy.registerJob(jobOfThisProcess("a"), error));
     handler.terminate();
     expectThatNothingWorks("The resource manager on " +
@@ -152,7 +152,7 @@ TEST_F(ProxiesOfTheService, FailAfterTheHandlersEndAndWorkAfterItsNewStart) {
     EXPECT_THAT(idsOf(jobs), ElementsAre("a"));
 }
 
-TEST_F(ProxiesOfTheService, FailAfterTheyWereDisconnected) {
+TEST_F(ProxiesOfTheServiceTest, FailAfterTheyWereDisconnected) {
     EXPECT_TRUE(proxy.disconnect(error));
     EXPECT_FALSE(proxy.disconnect(error));
     expectThatNothingWorks("Not connected");
@@ -160,7 +160,7 @@ TEST_F(ProxiesOfTheService, FailAfterTheyWereDisconnected) {
     EXPECT_TRUE(proxy.clearDeadProcesses(error));
 }
 
-TEST_F(ProxiesOfTheService, MayBeDisconnectedWhileOthersAsk) {
+TEST_F(ProxiesOfTheServiceTest, MayBeDisconnectedWhileOthersAsk) {
     std::jthread asking([&](const std::stop_token& stop) {
         while (!stop.stop_requested()) {
             std::list<RunningJob> jobs;
@@ -175,13 +175,13 @@ TEST_F(ProxiesOfTheService, MayBeDisconnectedWhileOthersAsk) {
     }
 }
 
-TEST_F(ProxiesOfTheService, AreOneForTheProcess) {
+TEST_F(ProxiesOfTheServiceTest, AreOneForTheProcess) {
     EXPECT_EQ(&GetResourceManagerProxy(), &GetResourceManagerProxy());
     EXPECT_EQ(&GetResourceManagerRequestHandler(), &GetResourceManagerRequestHandler());
 }
 
 // The resource manager of another process, and the one that follows it after it was killed.
-class ProxiesOfJobs : public Proxies {
+class ProxiesOfJobsTest : public ProxiesTest {
   protected:
     void serve() const {
         static ResourceManagerRequestHandler handler(folder.path().string());
@@ -198,7 +198,7 @@ class ProxiesOfJobs : public Proxies {
     }};
 };
 
-TEST_F(ProxiesOfJobs, DoEverythingOverTheSocket) {
+TEST_F(ProxiesOfJobsTest, DoEverythingOverTheSocket) {
     ASSERT_TRUE(proxy.connect(endpoint, error)) << error;
     for (const auto operation : allOperations()) {
         error = "left over";
@@ -207,7 +207,7 @@ TEST_F(ProxiesOfJobs, DoEverythingOverTheSocket) {
     }
 }
 
-TEST_F(ProxiesOfJobs, WorkAgainWhenAKilledServiceIsBack) {
+TEST_F(ProxiesOfJobsTest, WorkAgainWhenAKilledServiceIsBack) {
     ASSERT_TRUE(proxy.connect(endpoint, error)) << error;
     ASSERT_TRUE(proxy.registerJob(jobOfThisProcess("a", {"tcp://h:1"}), error)) << error;
     first.killAndReap();

@@ -29,7 +29,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class RequestHandlers : public testing::Test {
+class RequestHandlersTest : public testing::Test {
   protected:
     tarn::test::LogCapture log;
     tarn::test::TemporaryFolder folder;
@@ -37,7 +37,7 @@ class RequestHandlers : public testing::Test {
     ResourceManagerRequestHandler handler{folder.path().string()};
 };
 
-TEST_F(RequestHandlers, FindTheJobsOfTheServiceBefore) {
+TEST_F(RequestHandlersTest, FindTheJobsOfTheServiceBefore) {
     ASSERT_TRUE(handler.start(endpoint));
     LocalBackend(endpoint).registerJob(jobOfThisProcess("a", {"tcp://h:1"}));
     LocalBackend(endpoint).setDeltacastConfiguration({"rgb24", "1 ", "0 ", 720, "p", 50});
@@ -48,7 +48,7 @@ TEST_F(RequestHandlers, FindTheJobsOfTheServiceBefore) {
     EXPECT_EQ(LocalBackend(endpoint).deltacastConfiguration().getLineCount(), 720U);
 }
 
-TEST_F(RequestHandlers, ForgetJobsThatDiedWhileThereWasNoService) {
+TEST_F(RequestHandlersTest, ForgetJobsThatDiedWhileThereWasNoService) {
     const auto store = RegistryFolder(folder.path().string())
                            .open(endpoint.toString(tarn::socket::Protocol::None))
                            .store;
@@ -59,7 +59,7 @@ TEST_F(RequestHandlers, ForgetJobsThatDiedWhileThereWasNoService) {
     EXPECT_TRUE(log.contains("INFO ResourceManager > Removed job dead"));
 }
 
-TEST_F(RequestHandlers, KeepTheJobsOfEachEndpointApart) {
+TEST_F(RequestHandlersTest, KeepTheJobsOfEachEndpointApart) {
     ASSERT_TRUE(handler.start(endpoint));
     LocalBackend(endpoint).registerJob(jobOfThisProcess("a"));
     const auto other = test::freshIpcEndpoint();
@@ -69,7 +69,7 @@ TEST_F(RequestHandlers, KeepTheJobsOfEachEndpointApart) {
                 HasSubstr("has terminated"));
 }
 
-TEST_F(RequestHandlers, DoNotStartWhereAnotherServiceListens) {
+TEST_F(RequestHandlersTest, DoNotStartWhereAnotherServiceListens) {
     ASSERT_TRUE(handler.start(endpoint));
     LocalBackend(endpoint).registerJob(jobOfThisProcess("a"));
     ResourceManagerRequestHandler second(folder.path().string());
@@ -82,7 +82,7 @@ TEST_F(RequestHandlers, DoNotStartWhereAnotherServiceListens) {
     EXPECT_THAT(idsOf(SocketBackend(endpoint).runningJobs()), ElementsAre("a"));
 }
 
-TEST_F(RequestHandlers, DoNotStartOnAnImpossibleEndpoint) {
+TEST_F(RequestHandlersTest, DoNotStartOnAnImpossibleEndpoint) {
     EXPECT_FALSE(handler.start(tarn::socket::SocketEndpoint()));
     EXPECT_FALSE(handler.start(
         {tarn::socket::Transport::Ipc, (folder.path() / "missing" / "x").string(), 0}));
@@ -90,7 +90,7 @@ TEST_F(RequestHandlers, DoNotStartOnAnImpossibleEndpoint) {
     handler.terminate();
 }
 
-TEST_F(RequestHandlers, GoOnInMemoryWhereNoFileCanBeWritten) {
+TEST_F(RequestHandlersTest, GoOnInMemoryWhereNoFileCanBeWritten) {
     ResourceManagerRequestHandler forgetful(folder.write("file", ""));
     ASSERT_TRUE(forgetful.start(endpoint));
     EXPECT_TRUE(log.contains("ERROR ResourceManager > Cannot keep the registry in"));
@@ -99,7 +99,7 @@ TEST_F(RequestHandlers, GoOnInMemoryWhereNoFileCanBeWritten) {
 }
 
 // The look that every job takes after its entry finds what is missing on the disk, too.
-TEST_F(RequestHandlers, StoreWhatTheyCouldNotWhenSomebodyAsksAgain) {
+TEST_F(RequestHandlersTest, StoreWhatTheyCouldNotWhenSomebodyAsksAgain) {
     ASSERT_TRUE(handler.start(endpoint));
     const auto file = RegistryFolder(folder.path().string())
                           .pathFor(endpoint.toString(tarn::socket::Protocol::None));
@@ -117,7 +117,7 @@ TEST_F(RequestHandlers, StoreWhatTheyCouldNotWhenSomebodyAsksAgain) {
     EXPECT_THAT(idsOf(RegistryFile(file).load().jobs), ElementsAre("a"));
 }
 
-TEST_F(RequestHandlers, ListenOnEveryInterfaceWhenToldSo) {
+TEST_F(RequestHandlersTest, ListenOnEveryInterfaceWhenToldSo) {
     const auto everywhere = test::freshTcpEndpoint();
     ASSERT_EQ(everywhere.host(), "*");
     ASSERT_TRUE(handler.start(everywhere));
@@ -127,7 +127,7 @@ TEST_F(RequestHandlers, ListenOnEveryInterfaceWhenToldSo) {
     EXPECT_THAT(idsOf(LocalBackend(everywhere.asPeer()).runningJobs()), ElementsAre("a"));
 }
 
-TEST_F(RequestHandlers, CanBeTerminatedAtAnyTime) {
+TEST_F(RequestHandlersTest, CanBeTerminatedAtAnyTime) {
     handler.terminate();
     ASSERT_TRUE(handler.start(endpoint));
     handler.terminate();
@@ -137,14 +137,14 @@ TEST_F(RequestHandlers, CanBeTerminatedAtAnyTime) {
     EXPECT_THAT(SocketBackend(endpoint).runningJobs(), IsEmpty());
 }
 
-TEST_F(RequestHandlers, AcceptRegistrationsAgainAfterANewStart) {
+TEST_F(RequestHandlersTest, AcceptRegistrationsAgainAfterANewStart) {
     ASSERT_TRUE(handler.start(endpoint));
     handler.refuseRegistrations();
     ASSERT_TRUE(handler.start(endpoint));
     LocalBackend(endpoint).registerJob(jobOfThisProcess("a"));
 }
 
-class BadRequests : public RequestHandlers {
+class BadRequestsTest : public RequestHandlersTest {
   protected:
     void SetUp() override {
         ASSERT_TRUE(handler.start(endpoint));
@@ -168,14 +168,14 @@ class BadRequests : public RequestHandlers {
     tarn::socket::Socket client{"test client", tarn::socket::ClosePolicy::Discard};
 };
 
-TEST_F(BadRequests, AreAnsweredWithTheReason) {
+TEST_F(BadRequestsTest, AreAnsweredWithTheReason) {
     const auto reply = ask(Request());
     EXPECT_FALSE(reply.success());
     EXPECT_EQ(reply.error_message(), "Unknown type of request to the resource manager");
     expectThatTheNextRequestIsServed();
 }
 
-TEST_F(BadRequests, AreLoggedAndDroppedWhenTheyAreNoMessages) {
+TEST_F(BadRequestsTest, AreLoggedAndDroppedWhenTheyAreNoMessages) {
     tarn::proto::job_monitoring::JobDescription garbage;  // its name where a job should be
     garbage.set_job_id("\x07\x07\x07");
     client.sendProtoBuf(&garbage);
@@ -183,7 +183,7 @@ TEST_F(BadRequests, AreLoggedAndDroppedWhenTheyAreNoMessages) {
     expectThatTheNextRequestIsServed();
 }
 
-TEST_F(BadRequests, AreLoggedAndDroppedWhenTheyAreTooLarge) {
+TEST_F(BadRequestsTest, AreLoggedAndDroppedWhenTheyAreTooLarge) {
     Request request;
     request.set_job_id(std::string(17 << 20, 'x'));
     client.sendProtoBuf(&request);
@@ -191,7 +191,7 @@ TEST_F(BadRequests, AreLoggedAndDroppedWhenTheyAreTooLarge) {
     expectThatTheNextRequestIsServed();
 }
 
-TEST_F(BadRequests, MayComeFromClientsThatDoNotWaitForTheAnswer) {
+TEST_F(BadRequestsTest, MayComeFromClientsThatDoNotWaitForTheAnswer) {
     Request request;
     request.set_type(Request::GET_RUNNING_JOBS);
     for (int i = 0; i < 20; ++i) {

@@ -11,7 +11,7 @@ namespace tarn::resource_manager {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(RunningJob, IsEmptyByDefault) {
+TEST(RunningJobTest, IsEmptyByDefault) {
     const RunningJob job;
     EXPECT_EQ(job.getJobDescription().getJobId(), "");
     EXPECT_EQ(job.getCommandEndpoint(), "");
@@ -21,7 +21,7 @@ TEST(RunningJob, IsEmptyByDefault) {
     EXPECT_THAT(job.getValuesOf("Endpoint"), IsEmpty());
 }
 
-TEST(RunningJob, KeepsEverythingOverAMessage) {
+TEST(RunningJobTest, KeepsEverythingOverAMessage) {
     const auto job = test::jobOf({12, 34}, "id", {{"b", {"2", "1", "2"}}, {"a", {}}});
     const RunningJob copy(job.toProtoBuf());
     EXPECT_EQ(copy.getJobDescription().getName(), "name of id");
@@ -34,7 +34,7 @@ TEST(RunningJob, KeepsEverythingOverAMessage) {
     EXPECT_EQ(copy.getResources(), job.getResources());
 }
 
-TEST(RunningJob, KeepsItsOwnerOverAMessage) {
+TEST(RunningJobTest, KeepsItsOwnerOverAMessage) {
     access::Owner owner;
     owner.user = 0;
     const RunningJob job({}, "", "", {}, {}, owner);
@@ -42,7 +42,7 @@ TEST(RunningJob, KeepsItsOwnerOverAMessage) {
     EXPECT_TRUE(RunningJob(RunningJob().toProtoBuf()).getOwner().isNobody());
 }
 
-TEST(RunningJob, JoinsResourcesOfTheSameName) {
+TEST(RunningJobTest, JoinsResourcesOfTheSameName) {
     tarn::proto::resource_manager::RunningJob message;
     for (const auto* value : {"x", "y"}) {
         auto* const resource = message.add_resources();
@@ -52,19 +52,19 @@ TEST(RunningJob, JoinsResourcesOfTheSameName) {
     EXPECT_THAT(RunningJob(message).getValuesOf("Board"), ElementsAre("x", "y"));
 }
 
-TEST(RunningJob, SharesItsContentWithItsCopies) {
+TEST(RunningJobTest, SharesItsContentWithItsCopies) {
     const auto job = test::jobOfThisProcess("id");
     const std::vector<RunningJob> copies(2, job);
     EXPECT_EQ(&copies[1].getResources(), &job.getResources());
 }
 
-TEST(RunningJob, IsEmptyAfterAnEmptyMessage) {
+TEST(RunningJobTest, IsEmptyAfterAnEmptyMessage) {
     const RunningJob job{tarn::proto::resource_manager::RunningJob()};
     EXPECT_EQ(job.getJobDescription().getJobId(), "");
     EXPECT_EQ(job.getProcess().id, 0);
 }
 
-TEST(DeltacastConfiguration, KeepsEverythingOverAMessage) {
+TEST(DeltacastConfigurationTest, KeepsEverythingOverAMessage) {
     const DeltacastConfiguration configuration("rgb24", "1 2 ", "0 -1 ", 1080, "psf", 5994);
     const DeltacastConfiguration copy(configuration.toProtoBuf());
     EXPECT_EQ(copy, configuration);

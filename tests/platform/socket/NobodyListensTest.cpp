@@ -18,7 +18,7 @@ using test::tcpEndpoint;
 
 namespace {
 
-class NobodyListens : public testing::Test {
+class NobodyListensTest : public testing::Test {
   protected:
     /// A socket at the path; who listens on it is up to the caller.
     os::FileDescriptor bound() const {
@@ -43,16 +43,16 @@ class NobodyListens : public testing::Test {
 
 }  // namespace
 
-TEST_F(NobodyListens, WhereThereIsNoFile) {
+TEST_F(NobodyListensTest, WhereThereIsNoFile) {
     EXPECT_EQ(why(ipc), "nobody listens on " + ipc);
 }
 
-TEST_F(NobodyListens, WhereAFileWasLeftBehind) {
+TEST_F(NobodyListensTest, WhereAFileWasLeftBehind) {
     const auto left = bound();
     EXPECT_EQ(why(ipc), "nobody listens on " + ipc);
 }
 
-TEST_F(NobodyListens, IsNotSaidOfAListenerAndDoesNotDisturbIt) {
+TEST_F(NobodyListensTest, IsNotSaidOfAListenerAndDoesNotDisturbIt) {
     Socket socket("listener", ClosePolicy::Discard);
     socket.createAndConnect(Protocol::Reply, SocketEndpoint::FromString(ipc), 0);
     EXPECT_EQ(why(ipc), std::nullopt);
@@ -60,7 +60,7 @@ TEST_F(NobodyListens, IsNotSaidOfAListenerAndDoesNotDisturbIt) {
     EXPECT_EQ(socket.poll(0, error), 1) << error;
 }
 
-TEST_F(NobodyListens, IsNotSaidOfAListenerWhoseQueueIsFull) {
+TEST_F(NobodyListensTest, IsNotSaidOfAListenerWhoseQueueIsFull) {
     const auto listener = bound();
     ASSERT_EQ(::listen(listener.get(), 0), 0);
     for (int i = 0; i < 3; ++i) {
@@ -68,14 +68,14 @@ TEST_F(NobodyListens, IsNotSaidOfAListenerWhoseQueueIsFull) {
     }
 }
 
-TEST_F(NobodyListens, WhereTheFileIsNoSocketToConnectTo) {
+TEST_F(NobodyListensTest, WhereTheFileIsNoSocketToConnectTo) {
     EXPECT_EQ(why("ipc://" + folder.path().string()),
               "nobody listens on ipc://" + folder.path().string());
     EXPECT_EQ(why("ipc://" + folder.write("file", "") + "/x"),
               "cannot connect to ipc://" + folder.path().string() + "/file/x: Not a directory");
 }
 
-TEST_F(NobodyListens, OnAPortThatRefuses) {
+TEST_F(NobodyListensTest, OnAPortThatRefuses) {
     const auto endpoint = tcpEndpoint();
     EXPECT_EQ(whyNobodyListens(endpoint, 60s),
               "nobody listens on " + endpoint.toString(Protocol::None));
@@ -84,7 +84,7 @@ TEST_F(NobodyListens, OnAPortThatRefuses) {
     EXPECT_EQ(whyNobodyListens(endpoint, 60s), std::nullopt);
 }
 
-TEST_F(NobodyListens, IsNotKnownInTheProcessItself) {
+TEST_F(NobodyListensTest, IsNotKnownInTheProcessItself) {
     EXPECT_EQ(why("inproc://nobody"), std::nullopt);
 }
 

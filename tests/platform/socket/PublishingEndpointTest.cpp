@@ -15,17 +15,17 @@ std::string published(const std::string& events) {
 
 }  // namespace
 
-TEST(PublishingEndpoint, BesideAnIpcEndpoint) {
+TEST(PublishingEndpointTest, BesideAnIpcEndpoint) {
     EXPECT_EQ(published("ipc:///tmp/events"), "ipc:///tmp/events.pub");
     EXPECT_EQ(published("ipc:///run/x/events"), "ipc:///run/x/events.pub");
 }
 
-TEST(PublishingEndpoint, ThePortAfterATcpEndpoint) {
+TEST(PublishingEndpointTest, ThePortAfterATcpEndpoint) {
     EXPECT_EQ(published("tcp://127.0.0.1:5556"), "tcp://127.0.0.1:5557");
     EXPECT_EQ(published("tcp://*:5556"), "tcp://*:5557");
 }
 
-TEST(PublishingEndpoint, WhereNoneFollowsItIsSaid) {
+TEST(PublishingEndpointTest, WhereNoneFollowsItIsSaid) {
     EXPECT_THROW(published("tcp://127.0.0.1:65535"), std::invalid_argument);
     EXPECT_THROW(published("inproc://events"), std::invalid_argument);
     EXPECT_THROW(published("ipc:///tmp/" + std::string(100, 'x')), std::invalid_argument);

@@ -45,9 +45,9 @@ class Guests : public KeyPolicy {
 };
 
 /// A protected server, and clients with keys of their own, in one process.
-class ProtectedTcp : public ::testing::Test {
+class ProtectedTcpTest : public ::testing::Test {
   protected:
-    ProtectedTcp()
+    ProtectedTcpTest()
         : server(
               std::make_unique<TcpProtection>(TcpSecurity{.own = serverKeys, .clients = guests})) {}
 
@@ -99,7 +99,7 @@ void ask(Socket& from, Socket& at, const std::string& text) {
 
 }  // namespace
 
-TEST_F(ProtectedTcp, AKnownKeyIsServedAndTold) {
+TEST_F(ProtectedTcpTest, AKnownKeyIsServedAndTold) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     const auto asking = guest(Protocol::Request);
     ask(*asking, *answering, "who am I");
@@ -107,21 +107,21 @@ TEST_F(ProtectedTcp, AKnownKeyIsServedAndTold) {
     EXPECT_EQ(answering->sender().transport, Transport::Tcp);
 }
 
-TEST_F(ProtectedTcp, TheServersOwnKeyIsServed) {
+TEST_F(ProtectedTcpTest, TheServersOwnKeyIsServed) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     const auto asking = client(Protocol::Request, serverKeys, "");
     ask(*asking, *answering, "myself");
     EXPECT_EQ(answering->sender().key, serverKeys.publicKey);
 }
 
-TEST_F(ProtectedTcp, AKeyThatIsNotKnownIsNotServed) {
+TEST_F(ProtectedTcpTest, AKeyThatIsNotKnownIsNotServed) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     const auto asking = client(Protocol::Request, keys::generateKeyPair(), serverKeys.publicKey);
     send(*asking, "let me in");
     EXPECT_EQ(poll(*answering, refusedWithinMs), 1);
 }
 
-TEST_F(ProtectedTcp, AServerWithAnotherKeyIsNotSpokenTo) {
+TEST_F(ProtectedTcpTest, AServerWithAnotherKeyIsNotSpokenTo) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     guests->add(guestKeys.publicKey);
     const auto asking = client(Protocol::Request, guestKeys, keys::generateKeyPair().publicKey);
@@ -129,14 +129,14 @@ TEST_F(ProtectedTcp, AServerWithAnotherKeyIsNotSpokenTo) {
     EXPECT_EQ(poll(*answering, refusedWithinMs), 1);
 }
 
-TEST_F(ProtectedTcp, WhoHasNoKeyIsNotServed) {
+TEST_F(ProtectedTcpTest, WhoHasNoKeyIsNotServed) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     const auto asking = open(Protocol::Request, endpoint);
     send(*asking, "in the clear");
     EXPECT_EQ(poll(*answering, refusedWithinMs), 1);
 }
 
-TEST_F(ProtectedTcp, AServerWithoutKeysIsNotSpokenTo) {
+TEST_F(ProtectedTcpTest, AServerWithoutKeysIsNotSpokenTo) {
     const auto answering = open(Protocol::Reply, endpoint);
     const auto asking = guest(Protocol::Request);
     send(*asking, "a secret");
@@ -144,7 +144,7 @@ TEST_F(ProtectedTcp, AServerWithoutKeysIsNotSpokenTo) {
 }
 
 // Where the library finds nobody to ask about a key it would let everybody in.
-TEST_F(ProtectedTcp, NobodyIsServedOnceTheProtectionHasEnded) {
+TEST_F(ProtectedTcpTest, NobodyIsServedOnceTheProtectionHasEnded) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     server.reset();
     const auto asking = guest(Protocol::Request);
@@ -152,7 +152,7 @@ TEST_F(ProtectedTcp, NobodyIsServedOnceTheProtectionHasEnded) {
     EXPECT_EQ(poll(*answering, refusedWithinMs), 1);
 }
 
-TEST_F(ProtectedTcp, WhoseKeyIsTakenOutLosesHisConnectionAndOthersDoNot) {
+TEST_F(ProtectedTcpTest, WhoseKeyIsTakenOutLosesHisConnectionAndOthersDoNot) {
     const auto answering = bindTo(Protocol::Reply, endpoint);
     const auto removed = guest(Protocol::Request);
     const auto otherKeys = keys::generateKeyPair();
@@ -177,7 +177,7 @@ TEST_F(ProtectedTcp, WhoseKeyIsTakenOutLosesHisConnectionAndOthersDoNot) {
 }
 
 // Who only listens has sent nothing but what he subscribes to.
-TEST_F(ProtectedTcp, ASubscriberWhoseKeyIsTakenOutHearsNothingMore) {
+TEST_F(ProtectedTcpTest, ASubscriberWhoseKeyIsTakenOutHearsNothingMore) {
     const auto publishing = bindTo(Protocol::Publish, endpoint);
     const auto listening = guest(Protocol::Subscribe);
     ASSERT_TRUE(publishing->awaitSubscriber(patienceMs));
@@ -197,7 +197,7 @@ TEST_F(ProtectedTcp, ASubscriberWhoseKeyIsTakenOutHearsNothingMore) {
     }));
 }
 
-TEST_F(ProtectedTcp, AnEntranceForOwnProgramsIsForTheOwnKeyAlone) {
+TEST_F(ProtectedTcpTest, AnEntranceForOwnProgramsIsForTheOwnKeyAlone) {
     Socket events("server", ClosePolicy::Discard);
     events.protectBy(*server);
     events.setEntrance(Entrance::OwnPrograms);
@@ -211,7 +211,7 @@ TEST_F(ProtectedTcp, AnEntranceForOwnProgramsIsForTheOwnKeyAlone) {
     EXPECT_EQ(receive(events), "genuine");
 }
 
-TEST_F(ProtectedTcp, ASocketMayHaveProtectedEndpointsAndOthers) {
+TEST_F(ProtectedTcpTest, ASocketMayHaveProtectedEndpointsAndOthers) {
     const auto ipc = ipcEndpoint();
     const auto another = tcpEndpoint();
     const auto receiving = bindTo(Protocol::Pull, endpoint);
@@ -231,7 +231,7 @@ TEST_F(ProtectedTcp, ASocketMayHaveProtectedEndpointsAndOthers) {
     EXPECT_EQ(receive(*receiving), "with a key");
 }
 
-TEST_F(ProtectedTcp, TheProcessesSocketsAreProtectedWhileItLives) {
+TEST_F(ProtectedTcpTest, TheProcessesSocketsAreProtectedWhileItLives) {
     const auto other = tcpEndpoint();
     guests->add(guestKeys.publicKey);
     {
@@ -248,11 +248,11 @@ TEST_F(ProtectedTcp, TheProcessesSocketsAreProtectedWhileItLives) {
     EXPECT_EQ(answering->sender().key, "");
 }
 
-TEST_F(ProtectedTcp, ThereIsOneInAProcessAtATime) {
+TEST_F(ProtectedTcpTest, ThereIsOneInAProcessAtATime) {
     EXPECT_THROW(TcpProtection({.own = guestKeys, .clients = guests}), std::runtime_error);
 }
 
-TEST(PlainTcp, IsRefusedBeyondThisMachineWhereKeysAreRequired) {
+TEST(PlainTcpTest, IsRefusedBeyondThisMachineWhereKeysAreRequired) {
     const TcpProtection required({.plain = TcpSecurity::Plain::WithinThisMachine});
     Socket everywhere("server", ClosePolicy::Discard);
     everywhere.protectBy(required);
@@ -271,7 +271,7 @@ TEST(PlainTcp, IsRefusedBeyondThisMachineWhereKeysAreRequired) {
     everywhere.createAndConnect(Protocol::Reply, {Transport::Tcp, "127.0.0.1", port}, 0);
 }
 
-TEST(PlainTcp, TheLoopbackInterfaceIsThisMachineAndNothingElseIs) {
+TEST(PlainTcpTest, TheLoopbackInterfaceIsThisMachineAndNothingElseIs) {
     const auto isBeyond = [](const char* text) {
         return isBeyondThisMachine(SocketEndpoint::FromString(text));
     };

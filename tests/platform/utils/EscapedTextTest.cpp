@@ -4,14 +4,14 @@
 
 namespace tarn::utils {
 
-TEST(EscapeForLog, KeepsOrdinaryTextAndTabs) {
+TEST(EscapeForLogTest, KeepsOrdinaryTextAndTabs) {
     EXPECT_EQ(escapeForLog("\tError: Gr\xc3\xb6\xc3\x9f"
                            "e"),
               "\tError: Gr\xc3\xb6\xc3\x9f"
               "e");
 }
 
-TEST(EscapeForLog, EscapesLineBreaksOfEveryKind) {
+TEST(EscapeForLogTest, EscapesLineBreaksOfEveryKind) {
     EXPECT_EQ(escapeForLog("a\nb\rc\x0b"
                            "d\x0c"
                            "e"),
@@ -22,30 +22,30 @@ TEST(EscapeForLog, EscapesLineBreaksOfEveryKind) {
               "a\\x85b\\u{2028}c\\u{2029}");
 }
 
-TEST(EscapeForLog, EscapesControlCharactersOfBothSets) {
+TEST(EscapeForLogTest, EscapesControlCharactersOfBothSets) {
     EXPECT_EQ(escapeForLog(std::string_view("\x1b[2J\0\x7f", 6)), "\\x1b[2J\\x00\\x7f");
     EXPECT_EQ(escapeForLog("\xc2\x80\xc2\x9b\xc2\x9f\xc2\xa0"), "\\x80\\x9b\\x9f\xc2\xa0");
 }
 
-TEST(EscapeForLog, EscapesWhatTurnsTheWritingDirection) {
+TEST(EscapeForLogTest, EscapesWhatTurnsTheWritingDirection) {
     EXPECT_EQ(escapeForLog("\xd8\x9c\xe2\x80\x8e\xe2\x80\xae\xe2\x81\xa9"),
               "\\u{61c}\\u{200e}\\u{202e}\\u{2069}");
     EXPECT_EQ(escapeForLog("\xe2\x80\x8d\xe2\x80\xaf\xe2\x81\xa5"),  // their neighbours
               "\xe2\x80\x8d\xe2\x80\xaf\xe2\x81\xa5");
 }
 
-TEST(EscapeForLog, EscapesBytesThatAreNoUtf8) {
+TEST(EscapeForLogTest, EscapesBytesThatAreNoUtf8) {
     EXPECT_EQ(escapeForLog("\xc0\xaf\xff"
                            "a\x9b"),
               "\\xc0\\xaf\\xffa\\x9b");
 }
 
-TEST(EscapeForLog, DoesNotEscapeTwice) {
+TEST(EscapeForLogTest, DoesNotEscapeTwice) {
     const auto once = escapeForLog("a\n\x1b\xc2\x9b\xff\\");
     EXPECT_EQ(escapeForLog(once), once);
 }
 
-TEST(IsUnsafe, IsTrueOfTheseAndOfNoneBesideThem) {
+TEST(IsUnsafeTest, IsTrueOfTheseAndOfNoneBesideThem) {
     struct Range {
         std::uint32_t first;
         std::uint32_t last;
@@ -61,7 +61,7 @@ TEST(IsUnsafe, IsTrueOfTheseAndOfNoneBesideThem) {
     }
 }
 
-TEST(IsPlainForLog, IsTrueOnlyOfWhatWouldStayAsItIs) {
+TEST(IsPlainForLogTest, IsTrueOnlyOfWhatWouldStayAsItIs) {
     EXPECT_TRUE(isPlainForLog("\tError: ~ \\n"));
     EXPECT_TRUE(isPlainForLog(""));
     for (int byte = 0; byte < 256; ++byte) {

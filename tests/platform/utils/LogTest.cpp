@@ -9,7 +9,7 @@ namespace tarn::utils {
 
 using testing::ElementsAre;
 
-TEST(Log, GivesEachLineToTheSinkWithItsLevel) {
+TEST(LogTest, GivesEachLineToTheSinkWithItsLevel) {
     const test::LogCapture capture;
     logTrace("a");
     logDebug("b");
@@ -21,7 +21,7 @@ TEST(Log, GivesEachLineToTheSinkWithItsLevel) {
                 ElementsAre("TRACE a", "DEBUG b", "INFO c", "WARN d", "ERROR e", "FATAL f"));
 }
 
-TEST(Log, DropsLinesBelowTheLevelOfTheSink) {
+TEST(LogTest, DropsLinesBelowTheLevelOfTheSink) {
     const test::LogCapture capture(LogLevel::Warning);
     EXPECT_FALSE(isLogEnabled(LogLevel::Info));
     EXPECT_TRUE(isLogEnabled(LogLevel::Warning));
@@ -30,14 +30,14 @@ TEST(Log, DropsLinesBelowTheLevelOfTheSink) {
     EXPECT_THAT(capture.lines(), ElementsAre("WARN yes"));
 }
 
-TEST(Log, DiscardsEverythingWithoutASink) {
+TEST(LogTest, DiscardsEverythingWithoutASink) {
     const auto previous = setLogSink(nullptr);
     EXPECT_FALSE(isLogEnabled(LogLevel::Fatal));
     logFatal("nobody reads this");
     setLogSink(previous);
 }
 
-TEST(Log, MakesOneLineOfWhatComesFromOutside) {
+TEST(LogTest, MakesOneLineOfWhatComesFromOutside) {
     const test::LogCapture capture;
     logError("Device cam\n2026-11-21 10:00:00,123 FATAL forged\x1b[2J\xc2\x9b\xff");
     EXPECT_THAT(capture.lines(),
@@ -45,7 +45,7 @@ TEST(Log, MakesOneLineOfWhatComesFromOutside) {
                             "\\x9b\\xff"));
 }
 
-TEST(Log, LeavesTabsAndWhatIsEscapedAlready) {
+TEST(LogTest, LeavesTabsAndWhatIsEscapedAlready) {
     const test::LogCapture capture;
     logError(
         "\tError: C:\\n \\x1b Gr\xc3\xb6\xc3\x9f"
@@ -54,7 +54,7 @@ TEST(Log, LeavesTabsAndWhatIsEscapedAlready) {
                                              "e"));
 }
 
-TEST(StreamLogSink, WritesStampLevelAndTextOnOneLine) {
+TEST(StreamLogSinkTest, WritesStampLevelAndTextOnOneLine) {
     std::FILE* const file = std::tmpfile();
     StreamLogSink(file, LogLevel::Info).write(LogLevel::Warning, "100 %s");
     std::rewind(file);

@@ -20,7 +20,7 @@ const auto longerThanMemory = "\x12\xff\xff\xff\xff\xff\x01"s;
 
 }  // namespace
 
-TEST(MessageFields, ComeOneAfterTheOther) {
+TEST(MessageFieldsTest, ComeOneAfterTheOther) {
     const auto message = integer + text;
     MessageFields fields(message);
     ASSERT_TRUE(fields.next());
@@ -35,7 +35,7 @@ TEST(MessageFields, ComeOneAfterTheOther) {
     EXPECT_TRUE(fields.isAtEnd());
 }
 
-TEST(MessageFields, OfOtherKindsArePassedOver) {
+TEST(MessageFieldsTest, OfOtherKindsArePassedOver) {
     const auto message = fixed + group + text;
     MessageFields fields(message);
     ASSERT_TRUE(fields.next());
@@ -46,7 +46,7 @@ TEST(MessageFields, OfOtherKindsArePassedOver) {
     EXPECT_EQ(fields.bytes(), "abc");
 }
 
-TEST(MessageFields, EndAtWhatIsNoField) {
+TEST(MessageFieldsTest, EndAtWhatIsNoField) {
     for (const auto& broken : {cutText, endlessNumber, longerThanMemory, "\x24"s, "\x00"s}) {
         const auto message = integer + broken;
         MessageFields fields(message);

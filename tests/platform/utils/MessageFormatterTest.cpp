@@ -4,11 +4,11 @@
 
 namespace tarn::utils {
 
-TEST(MessageFormatter, PutsTheComponentNameBeforeTheText) {
+TEST(MessageFormatterTest, PutsTheComponentNameBeforeTheText) {
     EXPECT_EQ(MessageFormatter("DeviceManager").formatMessage("text"), "DeviceManager > text");
 }
 
-TEST(MessageFormatter, AsksForTheHeaderEachTime) {
+TEST(MessageFormatterTest, AsksForTheHeaderEachTime) {
     struct Counting : IMessageFormatter {
         std::string messageHeader() const override { return std::to_string(++calls); }
         mutable int calls = 0;

@@ -9,7 +9,7 @@ namespace tarn::utils {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-TEST(RepeatedFailure, IsLoggedOnceASecondWithTheNumberOfThoseBetween) {
+TEST(RepeatedFailureTest, IsLoggedOnceASecondWithTheNumberOfThoseBetween) {
     const test::LogCapture log;
     Throttle::TimePoint now{};
     RepeatedFailure failure(LogLevel::Error, [&] { return now; });

@@ -11,9 +11,9 @@ using testing::IsEmpty;
 using testing::Not;
 
 // The shipped file, writing to a folder of the test's own.
-class ShippedLoggerConfiguration : public testing::Test {
+class ShippedLoggerConfigurationTest : public testing::Test {
   protected:
-    ~ShippedLoggerConfiguration() override { setLogSink(nullptr); }
+    ~ShippedLoggerConfigurationTest() override { setLogSink(nullptr); }
 
     void replace(const std::string& part, const std::string& by) {
         const auto place = text.find(part);
@@ -44,7 +44,7 @@ class ShippedLoggerConfiguration : public testing::Test {
     std::string text = test::readFile(SHIPPED_CONFIGURATION);
 };
 
-TEST_F(ShippedLoggerConfiguration, LogsFromInfoToTheFileAndTheConsole) {
+TEST_F(ShippedLoggerConfigurationTest, LogsFromInfoToTheFileAndTheConsole) {
     const auto console = logged([] {
         logDebug("a debug line");
         logInfo("an info line");
@@ -55,13 +55,13 @@ TEST_F(ShippedLoggerConfiguration, LogsFromInfoToTheFileAndTheConsole) {
     }
 }
 
-TEST_F(ShippedLoggerConfiguration, LogsMoreToTheFileWhenTheLevelIsChanged) {
+TEST_F(ShippedLoggerConfigurationTest, LogsMoreToTheFileWhenTheLevelIsChanged) {
     replace("halden-tarn-service=INFO", "halden-tarn-service=DEBUG");
     EXPECT_THAT(logged([] { logDebug("a debug line"); }), IsEmpty());
     EXPECT_THAT(fileContent(), HasSubstr("DEBUG a debug line\n"));
 }
 
-TEST_F(ShippedLoggerConfiguration, LogsToTheConsoleWhereItsFileCannotBeWritten) {
+TEST_F(ShippedLoggerConfigurationTest, LogsToTheConsoleWhereItsFileCannotBeWritten) {
     EXPECT_THAT(logged([] { logInfo("an info line"); }, "/proc/nowhere/"),
                 HasSubstr("INFO  an info line\n"));
 }

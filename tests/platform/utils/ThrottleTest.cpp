@@ -6,7 +6,7 @@ namespace tarn::utils {
 
 using namespace std::chrono_literals;
 
-TEST(Throttle, LetsTheFirstThroughAndThenOneAnIntervalWithTheirNumber) {
+TEST(ThrottleTest, LetsTheFirstThroughAndThenOneAnIntervalWithTheirNumber) {
     Throttle throttle(10s);
     const Throttle::TimePoint begin{};
     EXPECT_EQ(throttle.occurred(begin), 1U);

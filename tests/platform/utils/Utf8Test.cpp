@@ -18,7 +18,7 @@ std::string repeated(unsigned count) {
 
 }  // namespace
 
-TEST(Utf8, KnowsCharactersOfEachLength) {
+TEST(Utf8Test, KnowsCharactersOfEachLength) {
     EXPECT_EQ(firstCharacter("ab").codePoint, U'a');
     EXPECT_EQ(firstCharacter("ab").length, 1U);
     EXPECT_EQ(firstCharacter("\xc2\x80").codePoint, 0x80U);
@@ -31,7 +31,7 @@ TEST(Utf8, KnowsCharactersOfEachLength) {
     EXPECT_EQ(firstCharacter("\xf4\x8f\xbf\xbf").codePoint, 0x10FFFFU);
 }
 
-TEST(Utf8, ReplacesEachByteThatIsNone) {
+TEST(Utf8Test, ReplacesEachByteThatIsNone) {
     EXPECT_EQ(replaceInvalidUtf8("a\xff!"), "a" + repeated(1) + "!");
     EXPECT_EQ(replaceInvalidUtf8("\x80"), repeated(1));               // without a beginning
     EXPECT_EQ(replaceInvalidUtf8("\xe2\x82"), repeated(2));           // cut off
@@ -44,7 +44,7 @@ TEST(Utf8, ReplacesEachByteThatIsNone) {
     EXPECT_EQ(replaceInvalidUtf8("\xf4\x90\x80\x80"), repeated(4));  // beyond the last
 }
 
-TEST(Utf8, LeavesWhatIsUtf8AsItIs) {
+TEST(Utf8Test, LeavesWhatIsUtf8AsItIs) {
     const std::string text(
         "Gr\xc3\xb6\xc3\x9f"
         "e \xf0\x9f\x8e\xa5 \x1b\0.",
@@ -53,12 +53,12 @@ TEST(Utf8, LeavesWhatIsUtf8AsItIs) {
     EXPECT_EQ(replaceInvalidUtf8(""), "");
 }
 
-TEST(Utf8Prefix, IsTheWholeTextWhereThatFits) {
+TEST(Utf8PrefixTest, IsTheWholeTextWhereThatFits) {
     EXPECT_EQ(utf8Prefix("caf\xc3\xa9", 5), "caf\xc3\xa9");
     EXPECT_EQ(utf8Prefix("", 0), "");
 }
 
-TEST(Utf8Prefix, NeverEndsInsideACharacter) {
+TEST(Utf8PrefixTest, NeverEndsInsideACharacter) {
     EXPECT_EQ(utf8Prefix("caf\xc3\xa9", 4), "caf");
     EXPECT_EQ(utf8Prefix("\xe2\x82\xac"
                          "b",
@@ -70,7 +70,7 @@ TEST(Utf8Prefix, NeverEndsInsideACharacter) {
               "");
 }
 
-TEST(Utf8Prefix, EndsAlsoInATextThatIsNoUtf8) {
+TEST(Utf8PrefixTest, EndsAlsoInATextThatIsNoUtf8) {
     EXPECT_EQ(utf8Prefix("\x80\x80\x80", 2), "");
     EXPECT_EQ(utf8Prefix("\xff\xff\xff", 2), "\xff\xff");
 }

@@ -10,7 +10,7 @@ namespace tarn::service {
 using namespace std::chrono_literals;
 using tarn::proto::api_service::ApiToServiceRequest;
 
-class ApiLifecycle : public testing::Test {
+class ApiLifecycleTest : public testing::Test {
   protected:
     std::future<void> waiting() {
         return std::async(std::launch::async, [this] { bed.server.waitForTermination(); });
@@ -30,14 +30,14 @@ class ApiLifecycle : public testing::Test {
     test::ApiBed bed;
 };
 
-TEST_F(ApiLifecycle, TerminatingWithoutAStartReturnsAndSaysNothing) {
+TEST_F(ApiLifecycleTest, TerminatingWithoutAStartReturnsAndSaysNothing) {
     const auto before = bed.log.lines();
     bed.server.terminate();
     bed.server.terminate();
     EXPECT_EQ(bed.log.lines(), before);
 }
 
-TEST_F(ApiLifecycle, AServerThatWasTerminatedBeforeItsStartServesNobody) {
+TEST_F(ApiLifecycleTest, AServerThatWasTerminatedBeforeItsStartServesNobody) {
     bed.server.terminate();
     const auto endpoint = socket::SocketEndpoint::FromString(bed.endpoint);
     bed.client.setTimeout(100ms);
@@ -53,7 +53,7 @@ TEST_F(ApiLifecycle, AServerThatWasTerminatedBeforeItsStartServesNobody) {
 }
 
 // A busy machine may hold one up, or two.
-TEST(IdleApiServer, IsTerminatedWithinAboutHalfASecond) {
+TEST(IdleApiServerTest, IsTerminatedWithinAboutHalfASecond) {
     bool inTime = false;
     for (int attempt = 0; attempt < 5 && !inTime; ++attempt) {
         test::ApiBed bed;
@@ -66,7 +66,7 @@ TEST(IdleApiServer, IsTerminatedWithinAboutHalfASecond) {
     EXPECT_TRUE(inTime) << "in none of the attempts";
 }
 
-TEST_F(ApiLifecycle, AWaitIsNotEndedByTerminateAlone) {
+TEST_F(ApiLifecycleTest, AWaitIsNotEndedByTerminateAlone) {
     bed.start();
     auto waiter = waiting();
     bed.server.terminate();
@@ -75,30 +75,30 @@ TEST_F(ApiLifecycle, AWaitIsNotEndedByTerminateAlone) {
     EXPECT_EQ(waiter.wait_for(10s), std::future_status::ready);
 }
 
-TEST_F(ApiLifecycle, AReleaseIsNotLostOnAWaitThatBeginsLater) {
+TEST_F(ApiLifecycleTest, AReleaseIsNotLostOnAWaitThatBeginsLater) {
     bed.server.terminate();
     bed.server.releaseWaiters();
     EXPECT_EQ(waiting().wait_for(10s), std::future_status::ready);
 }
 
-TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedEndsTheWait) {
+TEST_F(ApiLifecycleTest, AnEndpointThatCannotBeOpenedEndsTheWait) {
     auto waiter = waiting();
     startInVain();
     EXPECT_EQ(waiter.wait_for(10s), std::future_status::ready);
 }
 
-TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedEndsAWaitThatBeginsLater) {
+TEST_F(ApiLifecycleTest, AnEndpointThatCannotBeOpenedEndsAWaitThatBeginsLater) {
     startInVain();
     EXPECT_EQ(waiting().wait_for(10s), std::future_status::ready);
 }
 
-TEST_F(ApiLifecycle, AServerThatCouldNotStartCanBeTerminated) {
+TEST_F(ApiLifecycleTest, AServerThatCouldNotStartCanBeTerminated) {
     startInVain();
     bed.server.terminate();
 }
 
 // Nothing tells when the thread has come to wait for somebody to tell: each has a little longer.
-TEST(ApiServerThatCouldNotStart, CanBeTerminatedAtAnyTime) {
+TEST(ApiServerThatCouldNotStartTest, CanBeTerminatedAtAnyTime) {
     const auto endpoint = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
     socket::Socket holder("holder", socket::ClosePolicy::Discard);
     holder.createAndConnect(socket::Protocol::Reply, endpoint, 0);
@@ -114,7 +114,7 @@ TEST(ApiServerThatCouldNotStart, CanBeTerminatedAtAnyTime) {
     }
 }
 
-TEST_F(ApiLifecycle, IsSaidToBeReachableOnceAndToLiveAfterEachRound) {
+TEST_F(ApiLifecycleTest, IsSaidToBeReachableOnceAndToLiveAfterEachRound) {
     bed.start();
     bed.settle();
     EXPECT_EQ(bed.reachable, 1);
@@ -125,14 +125,14 @@ TEST_F(ApiLifecycle, IsSaidToBeReachableOnceAndToLiveAfterEachRound) {
     EXPECT_EQ(bed.reachable, 1);
 }
 
-TEST_F(ApiLifecycle, AnEndpointThatCannotBeOpenedIsNotSaidToBeReachable) {
+TEST_F(ApiLifecycleTest, AnEndpointThatCannotBeOpenedIsNotSaidToBeReachable) {
     startInVain();
     bed.server.terminate();
     EXPECT_EQ(bed.reachable, 0);
     EXPECT_EQ(bed.rounds, 0);
 }
 
-TEST_F(ApiLifecycle, AMissingDictionaryIsLoggedAndTheServerAnswers) {
+TEST_F(ApiLifecycleTest, AMissingDictionaryIsLoggedAndTheServerAnswers) {
     std::filesystem::remove(bed.folder.path() / "dictionary.xml");
     bed.start();
     EXPECT_TRUE(

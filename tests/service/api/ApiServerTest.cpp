@@ -14,9 +14,9 @@ using tarn::proto::api_service::ApiToServiceRequest;
 using tarn::proto::api_service::ServiceToApiReply;
 using tarn::proto::api_service::ServiceToApiReplyGetJobs;
 
-class ApiServer : public testing::Test {
+class ApiServerTest : public testing::Test {
   protected:
-    ApiServer() { bed.start(); }
+    ApiServerTest() { bed.start(); }
 
     // Raw bytes in a message of any type: its unknown fields.
     static ApiToServiceRequest fromBytes(const std::string& bytes) {
@@ -34,13 +34,13 @@ class ApiServer : public testing::Test {
     test::ApiBed bed;
 };
 
-TEST_F(ApiServer, TracesEachRequest) {
+TEST_F(ApiServerTest, TracesEachRequest) {
     EXPECT_EQ(bed.ask(ApiToServiceRequest::GET_INFO).type(), ServiceToApiReply::INFO);
     EXPECT_TRUE(bed.log.has("TRACE Api requests handler > Received type: GET_INFO\n"));
     EXPECT_TRUE(bed.log.contains("TRACE Api requests handler > Receiving on RequestHandlerSocket"));
 }
 
-TEST_F(ApiServer, DoesNotAnswerTypesThatItDoesNotServeAndLogsOnlyThatTheyCame) {
+TEST_F(ApiServerTest, DoesNotAnswerTypesThatItDoesNotServeAndLogsOnlyThatTheyCame) {
     bed.settle();
     const auto before = bed.log.lines().size();
     bed.client.setTimeout(std::chrono::milliseconds(100));
@@ -61,13 +61,13 @@ TEST_F(ApiServer, DoesNotAnswerTypesThatItDoesNotServeAndLogsOnlyThatTheyCame) {
     bed.settle();
 }
 
-TEST_F(ApiServer, TakesAMissingExtensionForAnEmptyOne) {
+TEST_F(ApiServerTest, TakesAMissingExtensionForAnEmptyOne) {
     const auto reply = bed.ask(ApiToServiceRequest::GET_JOBS);
     EXPECT_TRUE(reply.success());
     EXPECT_TRUE(reply.HasExtension(ServiceToApiReplyGetJobs::base));
 }
 
-TEST_F(ApiServer, LogsWhatItCannotParseAndServesTheNext) {
+TEST_F(ApiServerTest, LogsWhatItCannotParseAndServesTheNext) {
     tarn::proto::job_monitoring::JobDescription garbage;
     garbage.set_name("\xff\xff\xff");  // field 1 with length-delimited bytes is no request type
     bed.client.sendProtoBuf(&garbage);
@@ -104,7 +104,7 @@ class FaultySink : public utils::LogSink {
 
 }  // namespace
 
-TEST_F(ApiServer, SurvivesWhateverIsThrownWhileReceiving) {
+TEST_F(ApiServerTest, SurvivesWhateverIsThrownWhileReceiving) {
     const auto sound = utils::setLogSink(nullptr);
     utils::setLogSink(std::make_shared<FaultySink>("Received type: GET_INFO", sound));
     bed.send(requestOf(ApiToServiceRequest::GET_INFO));
@@ -114,7 +114,7 @@ TEST_F(ApiServer, SurvivesWhateverIsThrownWhileReceiving) {
     EXPECT_TRUE(bed.ask(ApiToServiceRequest::GET_INFO).success());
 }
 
-TEST_F(ApiServer, AnswersWhatAHandlerThrows) {
+TEST_F(ApiServerTest, AnswersWhatAHandlerThrows) {
     const auto sound = utils::setLogSink(nullptr);
     utils::setLogSink(std::make_shared<FaultySink>("Failed to get running jobs", sound));
     std::string error;
@@ -130,7 +130,7 @@ TEST_F(ApiServer, AnswersWhatAHandlerThrows) {
     EXPECT_TRUE(bed.ask(ApiToServiceRequest::GET_INFO).success());
 }
 
-TEST_F(ApiServer, OutlivesAClientThatDoesNotWaitForItsAnswer) {
+TEST_F(ApiServerTest, OutlivesAClientThatDoesNotWaitForItsAnswer) {
     {
         socket::Socket other("other", socket::ClosePolicy::Flush);
         other.createAndConnect(socket::Protocol::Request,

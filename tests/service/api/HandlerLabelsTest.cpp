@@ -30,10 +30,10 @@ std::string warning(const std::string& label, std::chrono::seconds took, int thr
 }  // namespace
 
 /// What a slow request of each kind is called in the log.
-class HandlerLabels : public testing::TestWithParam<Labels> {
+class HandlerLabelsTest : public testing::TestWithParam<Labels> {
   protected:
     // What is launched answers at once, so that no submission is waited for.
-    HandlerLabels() {
+    HandlerLabelsTest() {
         bed.onCommand([this](const std::string& command) {
             launched = std::make_unique<test::FakeSetupPeer>(test::argumentAfter(command, "-e"),
                                                              nothing, &nothing);
@@ -58,7 +58,7 @@ class HandlerLabels : public testing::TestWithParam<Labels> {
     test::ApiBed bed{somePorts};
 };
 
-TEST_P(HandlerLabels, NameTheRequestAndItsReply) {
+TEST_P(HandlerLabelsTest, NameTheRequestAndItsReply) {
     const auto& [type, request, reply, threshold] = GetParam();
     const std::chrono::seconds took(threshold + 1);
     bed.start();
@@ -69,7 +69,7 @@ TEST_P(HandlerLabels, NameTheRequestAndItsReply) {
                 ElementsAre(warning(request, took, threshold), warning(reply, took, 5)));
 }
 
-TEST_P(HandlerLabels, AreNotNeededAtTheThresholdItself) {
+TEST_P(HandlerLabelsTest, AreNotNeededAtTheThresholdItself) {
     bed.start();
     bed.clockStep = 5s;
     bed.ask(GetParam().type);
@@ -79,7 +79,7 @@ TEST_P(HandlerLabels, AreNotNeededAtTheThresholdItself) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Requests, HandlerLabels,
+    Requests, HandlerLabelsTest,
     testing::Values(Labels{ApiToServiceRequest::GET_INFO, "GetInfo request ", "GetInfo reply "},
                     Labels{ApiToServiceRequest::JOB_SUBMISSION, "JobSubmission request ",
                            "JobSubmission reply "},

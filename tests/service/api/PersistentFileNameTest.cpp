@@ -13,16 +13,16 @@ namespace tarn::service {
 using testing::HasSubstr;
 
 /// In a zone that is neither that of the machine nor UTC.
-class StampedFileName : public testing::Test {
+class StampedFileNameTest : public testing::Test {
   protected:
-    StampedFileName() {
+    StampedFileNameTest() {
         if (const char* const zone = std::getenv("TZ")) {
             before = zone;
         }
         ::setenv("TZ", "HERE-05:30", /*replace=*/1);
         ::tzset();
     }
-    ~StampedFileName() override {
+    ~StampedFileNameTest() override {
         before ? ::setenv("TZ", before->c_str(), /*replace=*/1) : ::unsetenv("TZ");
         ::tzset();
     }
@@ -33,11 +33,11 @@ class StampedFileName : public testing::Test {
     std::optional<std::string> before;
 };
 
-TEST_F(StampedFileName, IsTheLocalTimeAndTheNameOfTheJob) {
+TEST_F(StampedFileNameTest, IsTheLocalTimeAndTheNameOfTheJob) {
     EXPECT_EQ(stampedFileName(moment, "cam1"), "20240305-090709_cam1");
 }
 
-TEST(PersistentFileName, HoldsWhatAFileNameCanHoldOfTheNameOfTheJob) {
+TEST(PersistentFileNameTest, HoldsWhatAFileNameCanHoldOfTheNameOfTheJob) {
     constexpr auto never = std::numeric_limits<std::time_t>::max();
     EXPECT_EQ(stampedFileName(never, "studio 2/cam1"), "unk_studio 2_cam1");
     EXPECT_EQ(stampedFileName(never, std::string("/../a\0b", 7)), "unk__.._a_b");
@@ -46,29 +46,29 @@ TEST(PersistentFileName, HoldsWhatAFileNameCanHoldOfTheNameOfTheJob) {
               "unk_" + std::string(250, 'x'));
 }
 
-TEST_F(StampedFileName, SaysUnknownWhenTheTimeCannotBeTold) {
+TEST_F(StampedFileNameTest, SaysUnknownWhenTheTimeCannotBeTold) {
     EXPECT_EQ(stampedFileName(std::numeric_limits<std::time_t>::max(), "cam1"), "unk_cam1");
 }
 
-TEST(PersistentFileName, MayBeAnyNameInsideTheFolder) {
+TEST(PersistentFileNameTest, MayBeAnyNameInsideTheFolder) {
     EXPECT_EQ(fileNameProblem("keep.job"), "");
     EXPECT_EQ(fileNameProblem("keep..; $(id)"), "");
     EXPECT_EQ(fileNameProblem(std::string(255, 'x')), "");
 }
 
-TEST(PersistentFileName, MayNotLeaveTheFolder) {
+TEST(PersistentFileNameTest, MayNotLeaveTheFolder) {
     for (const std::string name : {"", ".", "..", "/", "../../etc/x", "a/b"}) {
         EXPECT_THAT(fileNameProblem(name), HasSubstr("is not a file name")) << name;
     }
     EXPECT_THAT(fileNameProblem(std::string("a\0b", 3)), HasSubstr("\"a\\x00b\" is not"));
 }
 
-TEST(PersistentFileName, MayNotBeginWithADot) {
+TEST(PersistentFileNameTest, MayNotBeginWithADot) {
     EXPECT_EQ(fileNameProblem(".incomplete"), "\".incomplete\" begins with a dot");
     EXPECT_THAT(fileNameProblem("..keep"), HasSubstr("begins with a dot"));
 }
 
-TEST(PersistentFileName, MayNotBeLongerThanTheFileSystemTakes) {
+TEST(PersistentFileNameTest, MayNotBeLongerThanTheFileSystemTakes) {
     EXPECT_THAT(fileNameProblem(std::string(256, 'x')), HasSubstr("too long"));
 }
 

@@ -6,11 +6,11 @@
 
 namespace tarn::service::configuration {
 
-TEST(GetConfigurationHandler, IsTheSameAtEachCall) {
+TEST(GetConfigurationHandlerTest, IsTheSameAtEachCall) {
     EXPECT_EQ(&GetConfigurationHandler(), &GetConfigurationHandler());
 }
 
-TEST(GetConfigurationHandler, LoadsPluginsAndGoesOnAfterOneThatDoesNotExist) {
+TEST(GetConfigurationHandlerTest, LoadsPluginsAndGoesOnAfterOneThatDoesNotExist) {
     const test::TemporaryFolder folder;
     const test::LogCapture log;
     const std::string first = folder.path() / "first.so";

@@ -28,7 +28,7 @@ Result read(const std::string& attributes) {
 
 }  // namespace
 
-TEST(LimitsElement, HasAnAttributeForEachLimit) {
+TEST(LimitsElementTest, HasAnAttributeForEachLimit) {
     const auto [limits, problems] = read(
         "connectionsPerUser='7' waitingMiBPerUser='30' SUBMISSIONSPERSECOND='2' jobsPerUser='5'");
     EXPECT_EQ(limits.connectionsPerUser, 7U);
@@ -38,13 +38,13 @@ TEST(LimitsElement, HasAnAttributeForEachLimit) {
     EXPECT_THAT(problems, IsEmpty());
 }
 
-TEST(LimitsElement, LeavesWhatIsNotThere) {
+TEST(LimitsElementTest, LeavesWhatIsNotThere) {
     const auto limits = read("jobsPerUser='5'").limits;
     EXPECT_EQ(limits.connectionsPerUser, socket::Limits().connectionsPerUser);
     EXPECT_EQ(limits.jobsPerUser, 5U);
 }
 
-TEST(LimitsElement, LeavesWhatIsNoNumberAndSaysSo) {
+TEST(LimitsElementTest, LeavesWhatIsNoNumberAndSaysSo) {
     for (const std::string text : {"", "0", "-1", "5 ", "1e3", "100001", "99999999999999999999"}) {
         const auto [limits, problems] = read("jobsPerUser='" + text + "'");
         EXPECT_EQ(limits.jobsPerUser, socket::Limits().jobsPerUser);
@@ -55,7 +55,7 @@ TEST(LimitsElement, LeavesWhatIsNoNumberAndSaysSo) {
     }
 }
 
-TEST(LimitsElement, SaysOfAttributesThatItDoesNotHave) {
+TEST(LimitsElementTest, SaysOfAttributesThatItDoesNotHave) {
     EXPECT_THAT(read("jobsPerUsr='5'").problems,
                 ElementsAre("Limits has no attribute \"jobsPerUsr\""));
 }

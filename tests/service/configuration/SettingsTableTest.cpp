@@ -37,7 +37,7 @@ std::size_t settingsWith(const std::string& text, const ConfigurationSettings& s
 
 }  // namespace
 
-TEST(SettingsTable, TakesEachTextIntoOneSettingOfItsOwn) {
+TEST(SettingsTableTest, TakesEachTextIntoOneSettingOfItsOwn) {
     for (const auto& section : settingsTable()) {
         for (const auto& setting : section.settings) {
             if (const auto* const member =
@@ -51,7 +51,7 @@ TEST(SettingsTable, TakesEachTextIntoOneSettingOfItsOwn) {
     }
 }
 
-TEST(SettingsTable, IsAllThatTheCheckTakesForKnown) {
+TEST(SettingsTableTest, IsAllThatTheCheckTakesForKnown) {
     std::string sections;
     for (const auto& section : settingsTable()) {
         std::string elements;

@@ -5,9 +5,9 @@
 #include <random>
 
 #include "service/devices/DeviceController.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/FakeDevice.h"
-#include "tests/service/devices/MonitoringBed.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/FakeDevice.h"
+#include "tests/service/devices/support/MonitoringBed.h"
 
 namespace tarn::service::devices {
 
@@ -79,9 +79,9 @@ class Model {
 
 }  // namespace
 
-class ComingAndGoing : public testing::TestWithParam<unsigned> {};
+class ComingAndGoingTest : public testing::TestWithParam<unsigned> {};
 
-TEST_P(ComingAndGoing, EveryBatchShowsTheTreeAsItWasAfterTheLastOfItsEvents) {
+TEST_P(ComingAndGoingTest, EveryBatchShowsTheTreeAsItWasAfterTheLastOfItsEvents) {
     Model model(GetParam());
     test::MonitoringBed bed({});
     for (int i = 0; i < 600; ++i) {
@@ -115,7 +115,7 @@ TEST_P(ComingAndGoing, EveryBatchShowsTheTreeAsItWasAfterTheLastOfItsEvents) {
     EXPECT_TRUE(end == model.states.back().tree);
 }
 
-TEST_P(ComingAndGoing, TheTreeBecomesWhatTheDevicesSay) {
+TEST_P(ComingAndGoingTest, TheTreeBecomesWhatTheDevicesSay) {
     std::mt19937 random(GetParam());
     std::map<std::string, std::unique_ptr<test::FakeDevice>> devices;
     std::map<std::string, DeviceNode> alive;
@@ -145,6 +145,6 @@ TEST_P(ComingAndGoing, TheTreeBecomesWhatTheDevicesSay) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, ComingAndGoing, testing::Values(1U, 2U, 3U));
+INSTANTIATE_TEST_SUITE_P(Seeds, ComingAndGoingTest, testing::Values(1U, 2U, 3U));
 
 }  // namespace tarn::service::devices

@@ -38,14 +38,14 @@ std::string eventOf(unsigned levels) {
 
 }  // namespace
 
-TEST(DeviceDoor, TheSmallestReplyThatIsTooDeepIsRefused) {
+TEST(DeviceDoorTest, TheSmallestReplyThatIsTooDeepIsRefused) {
     EXPECT_FALSE(refusalOfReply(replyOf(device_tree::mostLevels), enough));
     const auto refusal = refusalOfReply(replyOf(device_tree::mostLevels + 1), enough);
     ASSERT_TRUE(refusal);
     EXPECT_EQ(refusal->reason, device_tree::tooDeep());
 }
 
-TEST(DeviceDoor, TheSmallestEventThatIsTooDeepIsRefused) {
+TEST(DeviceDoorTest, TheSmallestEventThatIsTooDeepIsRefused) {
     EXPECT_FALSE(refusalOfEvent(eventOf(device_tree::mostLevels)));
     const auto refusal = refusalOfEvent(eventOf(device_tree::mostLevels + 1));
     ASSERT_TRUE(refusal);
@@ -53,7 +53,7 @@ TEST(DeviceDoor, TheSmallestEventThatIsTooDeepIsRefused) {
 }
 
 // A device of one level is far from too deep, but may be told to be too large.
-TEST(DeviceDoor, ASmallReplyThatIsLargerThanAllowedIsRefused) {
+TEST(DeviceDoorTest, ASmallReplyThatIsLargerThanAllowedIsRefused) {
     const auto reply = replyOf(2);
     EXPECT_FALSE(refusalOfReply(reply, reply.size()));
     EXPECT_TRUE(refusalOfReply(reply, reply.size() - 1));

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/service/devices/DeviceEventsFixture.h"
+#include "tests/service/devices/support/DeviceEventsFixture.h"
 
 namespace tarn::service::devices {
 
@@ -115,7 +115,7 @@ class EndpointList : public DeviceEventListener {
     using DeviceEventListener::maxMessageSize;
 };
 
-TEST(DeviceEventListenerEndpoints, HoldTheInternalOneOnceAfterTwoStarts) {
+TEST(DeviceEventListenerEndpointsTest, HoldTheInternalOneOnceAfterTwoStarts) {
     test::ServiceBed bed;
     EndpointList listener([&bed]() -> DeviceManager& { return bed.devices; });
     std::string error;

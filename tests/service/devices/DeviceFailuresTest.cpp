@@ -1,5 +1,5 @@
 // What becomes of a device that misbehaves.
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 
@@ -11,7 +11,7 @@ using test::Event;
 using test::FakeDevice;
 using testing::ElementsAre;
 
-class DeviceFailures : public test::ProtocolBed {
+class DeviceFailuresTest : public test::ProtocolBed {
   protected:
     static constexpr auto ping = Request::PING;
     static constexpr auto description = Request::GET_DESCRIPTION;
@@ -34,7 +34,7 @@ class DeviceFailures : public test::ProtocolBed {
     }
 };
 
-TEST_F(DeviceFailures, AWrongReplyToTheFirstDescriptionCountsAsALostConnection) {
+TEST_F(DeviceFailuresTest, AWrongReplyToTheFirstDescriptionCountsAsALostConnection) {
     device.answerWith(FakeDevice::Answer::WrongType);
     watchLiving();
     EXPECT_THAT(log.lines(),
@@ -44,7 +44,7 @@ TEST_F(DeviceFailures, AWrongReplyToTheFirstDescriptionCountsAsALostConnection) 
     EXPECT_THAT(events(1), ElementsAre(Event::DEVICE_ADD));
 }
 
-TEST_F(DeviceFailures, AWrongReplyToAPollWithdrawsTheDevice) {
+TEST_F(DeviceFailuresTest, AWrongReplyToAPollWithdrawsTheDevice) {
     watchLiving();
     device.answerWith(FakeDevice::Answer::WrongType);
     EXPECT_EQ(next(), seconds(1));
@@ -54,7 +54,7 @@ TEST_F(DeviceFailures, AWrongReplyToAPollWithdrawsTheDevice) {
     expectBackAtTheNextConnection();
 }
 
-TEST_F(DeviceFailures, AWrongReplyToAPingWithdrawsTheDevice) {
+TEST_F(DeviceFailuresTest, AWrongReplyToAPingWithdrawsTheDevice) {
     watchPinged();
     device.answerWith(FakeDevice::Answer::WrongType);
     EXPECT_EQ(next(), seconds(3));
@@ -65,7 +65,7 @@ TEST_F(DeviceFailures, AWrongReplyToAPingWithdrawsTheDevice) {
     EXPECT_THAT(device.waitForRequests(3), ElementsAre(description, ping, description));
 }
 
-TEST_F(DeviceFailures, ADeviceThatReportsAFailureIsWithdrawnWithItsOwnText) {
+TEST_F(DeviceFailuresTest, ADeviceThatReportsAFailureIsWithdrawnWithItsOwnText) {
     watchLiving();
     device.answerWith(FakeDevice::Answer::Refusal);
     EXPECT_EQ(next(), seconds(1));
@@ -74,7 +74,7 @@ TEST_F(DeviceFailures, ADeviceThatReportsAFailureIsWithdrawnWithItsOwnText) {
     expectBackAtTheNextConnection();
 }
 
-TEST_F(DeviceFailures, OnlyTheTypeOfAPingsReplyCounts) {
+TEST_F(DeviceFailuresTest, OnlyTheTypeOfAPingsReplyCounts) {
     watchPinged();
     device.answerWith(FakeDevice::Answer::Refusal);
     EXPECT_EQ(next(), seconds(3));
@@ -82,7 +82,7 @@ TEST_F(DeviceFailures, OnlyTheTypeOfAPingsReplyCounts) {
     EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 
-TEST_F(DeviceFailures, SilenceAtAPollWithdrawsTheDeviceUntilItAnswersAgain) {
+TEST_F(DeviceFailuresTest, SilenceAtAPollWithdrawsTheDeviceUntilItAnswersAgain) {
     answerWithin = seconds(1);
     watchLiving();
     device.answerWith(FakeDevice::Answer::Silence);
@@ -92,7 +92,7 @@ TEST_F(DeviceFailures, SilenceAtAPollWithdrawsTheDeviceUntilItAnswersAgain) {
     expectBackAtTheNextConnection();
 }
 
-TEST_F(DeviceFailures, SilenceAtAPingWithdrawsTheDeviceUntilItAnswersAgain) {
+TEST_F(DeviceFailuresTest, SilenceAtAPingWithdrawsTheDeviceUntilItAnswersAgain) {
     answerWithin = seconds(1);
     watchPinged();
     device.answerWith(FakeDevice::Answer::Silence);
@@ -102,7 +102,7 @@ TEST_F(DeviceFailures, SilenceAtAPingWithdrawsTheDeviceUntilItAnswersAgain) {
     expectBackAtTheNextConnection();
 }
 
-TEST_F(DeviceFailures, SilenceAtTheFirstDescriptionIsTriedAgainAfterASecond) {
+TEST_F(DeviceFailuresTest, SilenceAtTheFirstDescriptionIsTriedAgainAfterASecond) {
     answerWithin = seconds(1);
     device.answerWith(FakeDevice::Answer::Silence);
     watchLiving();
@@ -112,7 +112,7 @@ TEST_F(DeviceFailures, SilenceAtTheFirstDescriptionIsTriedAgainAfterASecond) {
     EXPECT_THAT(events(1), ElementsAre(Event::DEVICE_ADD));
 }
 
-TEST_F(DeviceFailures, ADeviceThatDiesIsWithdrawnAndComesBack) {
+TEST_F(DeviceFailuresTest, ADeviceThatDiesIsWithdrawnAndComesBack) {
     answerWithin = seconds(1);
     watchLiving();
     device.die();
@@ -124,7 +124,7 @@ TEST_F(DeviceFailures, ADeviceThatDiesIsWithdrawnAndComesBack) {
     expectBackAtTheNextConnection();
 }
 
-TEST_F(DeviceFailures, ALateAnswerIsNotTakenForThatToALaterQuestion) {
+TEST_F(DeviceFailuresTest, ALateAnswerIsNotTakenForThatToALaterQuestion) {
     answerWithin = seconds(1);
     watchLiving();
     device.hold();
@@ -134,7 +134,7 @@ TEST_F(DeviceFailures, ALateAnswerIsNotTakenForThatToALaterQuestion) {
     expectBackAtTheNextConnection();
 }
 
-TEST_F(DeviceFailures, AnEventEndpointThatCannotBeListenedToMakesTheDeviceAbsent) {
+TEST_F(DeviceFailuresTest, AnEventEndpointThatCannotBeListenedToMakesTheDeviceAbsent) {
     device.nameEventEndpoint("tcp://nowhere");
     watchLiving();
     std::string error;
@@ -145,7 +145,7 @@ TEST_F(DeviceFailures, AnEventEndpointThatCannotBeListenedToMakesTheDeviceAbsent
     EXPECT_THAT(events(1), ElementsAre(Event::DEVICE_ADD));
 }
 
-TEST_F(DeviceFailures, ADeviceThatComesBackUnderAnotherIdLeavesNothingBehind) {
+TEST_F(DeviceFailuresTest, ADeviceThatComesBackUnderAnotherIdLeavesNothingBehind) {
     watchLiving();
     device.describeAs(camera("cam2"));
     next();
@@ -177,7 +177,7 @@ class Starter : public TarnProtocolDeviceController {
 
 }  // namespace
 
-TEST_F(DeviceFailures, AServiceThatCannotBeStartedEndsTheWaitForIt) {
+TEST_F(DeviceFailuresTest, AServiceThatCannotBeStartedEndsTheWaitForIt) {
     Starter starter(device.endpoint(), dependencies(), /*canStart=*/false);
     next();
     EXPECT_FALSE(starter.waitForDeviceStarted());
@@ -189,7 +189,7 @@ TEST_F(DeviceFailures, AServiceThatCannotBeStartedEndsTheWaitForIt) {
     EXPECT_EQ(starter.attempts, 1);
 }
 
-TEST_F(DeviceFailures, AServiceThatWasStartedIsWaitedFor) {
+TEST_F(DeviceFailuresTest, AServiceThatWasStartedIsWaitedFor) {
     Starter starter(device.endpoint(), dependencies(), /*canStart=*/true);
     pause.await();
     device.begin();
@@ -200,7 +200,7 @@ TEST_F(DeviceFailures, AServiceThatWasStartedIsWaitedFor) {
     EXPECT_EQ(starter.attempts, 1);
 }
 
-TEST_F(DeviceFailures, NothingIsStartedForADeviceThatIsThere) {
+TEST_F(DeviceFailuresTest, NothingIsStartedForADeviceThatIsThere) {
     device.begin();
     Starter starter(device.endpoint(), dependencies(), /*canStart=*/true);
     next();

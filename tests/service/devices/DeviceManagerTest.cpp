@@ -4,9 +4,9 @@
 
 #include "service/devices/DeviceController.h"
 #include "service/devices/capture/DeltacastDeviceController.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/EventRecorder.h"
-#include "tests/service/devices/FakeProcesses.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/EventRecorder.h"
+#include "tests/service/devices/support/FakeProcesses.h"
 #include "tests/service/support/BatchReceiver.h"
 #include "tests/service/support/ServiceBed.h"
 

@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 
 #include "service/devices/DeviceController.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/FakeDevice.h"
-#include "tests/service/devices/MonitoringBed.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/FakeDevice.h"
+#include "tests/service/devices/support/MonitoringBed.h"
 
 namespace tarn::service::devices {
 
@@ -13,7 +13,7 @@ using test::FakeDevice;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class DeviceMonitoring : public testing::Test {
+class DeviceMonitoringTest : public testing::Test {
   protected:
     void start() { bed.emplace(std::vector<std::string>{device.endpoint(), other.endpoint()}); }
 
@@ -38,7 +38,7 @@ class DeviceMonitoring : public testing::Test {
     std::optional<test::MonitoringBed> bed;
 };
 
-TEST_F(DeviceMonitoring, EveryConfiguredDeviceAppearsAndLeaves) {
+TEST_F(DeviceMonitoringTest, EveryConfiguredDeviceAppearsAndLeaves) {
     device.begin();
     other.begin();
     start();
@@ -49,7 +49,7 @@ TEST_F(DeviceMonitoring, EveryConfiguredDeviceAppearsAndLeaves) {
     EXPECT_THAT(bed->awaitDevices(2), ElementsAre(camera("cam1"), camera("cam2")));
 }
 
-TEST_F(DeviceMonitoring, AnEventThatTheDeviceSendsChangesTheTree) {
+TEST_F(DeviceMonitoringTest, AnEventThatTheDeviceSendsChangesTheTree) {
     startWithEventEndpoint();
     const auto events = connectEvents();
     const auto change = test::framesEvent("cam1", 7);
@@ -58,7 +58,7 @@ TEST_F(DeviceMonitoring, AnEventThatTheDeviceSendsChangesTheTree) {
         [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 7)}; });
 }
 
-TEST_F(DeviceMonitoring, GarbageOnAnEventEndpointIsLoggedAndHarmsNobody) {
+TEST_F(DeviceMonitoringTest, GarbageOnAnEventEndpointIsLoggedAndHarmsNobody) {
     startWithEventEndpoint();
     const auto events = connectEvents();
     proto::monitoring::DeviceToTarnServiceEvent garbage;
@@ -74,7 +74,7 @@ TEST_F(DeviceMonitoring, GarbageOnAnEventEndpointIsLoggedAndHarmsNobody) {
     EXPECT_TRUE(bed->log.contains("ERROR DeviceEventListener > Failed receiving message: "));
 }
 
-TEST_F(DeviceMonitoring, AnEventEndpointThatSomebodyElseHasKeepsTheDeviceOutUntilItIsFree) {
+TEST_F(DeviceMonitoringTest, AnEventEndpointThatSomebodyElseHasKeepsTheDeviceOutUntilItIsFree) {
     std::optional<test::BatchReceiver> inTheWay(eventEndpoint);
     device.nameEventEndpoint(eventEndpoint);
     device.begin();
@@ -86,7 +86,7 @@ TEST_F(DeviceMonitoring, AnEventEndpointThatSomebodyElseHasKeepsTheDeviceOutUnti
     EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
 }
 
-TEST_F(DeviceMonitoring, ADeviceWithTheIdOfAnotherTakesItsPlace) {
+TEST_F(DeviceMonitoringTest, ADeviceWithTheIdOfAnotherTakesItsPlace) {
     other.describeAs(camera("cam1", 5));
     device.begin();
     start();
@@ -97,7 +97,7 @@ TEST_F(DeviceMonitoring, ADeviceWithTheIdOfAnotherTakesItsPlace) {
 }
 
 // It was on its way when the device was given up.
-TEST_F(DeviceMonitoring, WhatADeviceToldThatIsGoneLeavesTheTree) {
+TEST_F(DeviceMonitoringTest, WhatADeviceToldThatIsGoneLeavesTheTree) {
     startWithEventEndpoint();
     device.die();
     EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
@@ -108,7 +108,7 @@ TEST_F(DeviceMonitoring, WhatADeviceToldThatIsGoneLeavesTheTree) {
     EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
 }
 
-TEST_F(DeviceMonitoring, ADeviceThatIsLostDoesNotTakeAnotherOfItsIdWithIt) {
+TEST_F(DeviceMonitoringTest, ADeviceThatIsLostDoesNotTakeAnotherOfItsIdWithIt) {
     other.describeAs(camera("cam1", 5));
     device.begin();
     start();
@@ -130,7 +130,7 @@ TEST_F(DeviceMonitoring, ADeviceThatIsLostDoesNotTakeAnotherOfItsIdWithIt) {
     EXPECT_THAT(bed->tree().getSubDevices(), ElementsAre(camera("cam1", 5)));
 }
 
-TEST_F(DeviceMonitoring, ADeviceThatIsLostLeavesThePartOfItsIdInAnotherDevice) {
+TEST_F(DeviceMonitoringTest, ADeviceThatIsLostLeavesThePartOfItsIdInAnotherDevice) {
     auto rack = camera("a rack");
     std::string error;
     rack.addSubDevice(std::make_shared<device_tree::DeviceNode>(camera("cam1", 5)),
@@ -148,7 +148,7 @@ TEST_F(DeviceMonitoring, ADeviceThatIsLostLeavesThePartOfItsIdInAnotherDevice) {
     EXPECT_FALSE(bed->log.contains("Removed what the device told after it was lost"));
 }
 
-TEST_F(DeviceMonitoring, ADeviceOfWhichAnEventWasRefusedIsInErrorAndThenDescribesItselfAnew) {
+TEST_F(DeviceMonitoringTest, ADeviceOfWhichAnEventWasRefusedIsInErrorAndThenDescribesItselfAnew) {
     startWithEventEndpoint();
     const auto events = connectEvents();
     device.describeAs(camera("cam1", 9));  // which no event tells
@@ -164,7 +164,7 @@ TEST_F(DeviceMonitoring, ADeviceOfWhichAnEventWasRefusedIsInErrorAndThenDescribe
         [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 10)}; });
 }
 
-TEST_F(DeviceMonitoring, TheEventEndpointOfADeviceThatIsLostIsFreeUntilItIsBack) {
+TEST_F(DeviceMonitoringTest, TheEventEndpointOfADeviceThatIsLostIsFreeUntilItIsBack) {
     startWithEventEndpoint();
     device.die();
     EXPECT_THAT(bed->awaitDevices(0), IsEmpty());
@@ -178,7 +178,7 @@ TEST_F(DeviceMonitoring, TheEventEndpointOfADeviceThatIsLostIsFreeUntilItIsBack)
         [](const auto& tree) { return tree.getSubDevices() == std::vector{camera("cam1", 7)}; });
 }
 
-TEST_F(DeviceMonitoring, BeginsAnewWhenItIsInitialisedAgain) {
+TEST_F(DeviceMonitoringTest, BeginsAnewWhenItIsInitialisedAgain) {
     startWithEventEndpoint();
     std::list<std::string> errors;
     EXPECT_TRUE(bed->manager.initFromConfiguration(errors));
@@ -186,7 +186,7 @@ TEST_F(DeviceMonitoring, BeginsAnewWhenItIsInitialisedAgain) {
     EXPECT_THAT(bed->awaitDevices(1), ElementsAre(camera("cam1")));
 }
 
-TEST_F(DeviceMonitoring, HungDevicesDoNotHoldUpTheStop) {
+TEST_F(DeviceMonitoringTest, HungDevicesDoNotHoldUpTheStop) {
     device.hold();
     other.hold();
     device.begin();

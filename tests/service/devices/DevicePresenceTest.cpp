@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "proto/monitoring.pb.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 
@@ -63,9 +63,9 @@ TEST_F(DevicePresenceTest, ARemovalThatIsNotTakenDidNotHappen) {
 }
 
 /// What a controller says of its device.
-class PresentDevices : public test::ProtocolBed {
+class PresentDevicesTest : public test::ProtocolBed {
   protected:
-    ~PresentDevices() override { controller.reset(); }  // before what it tells
+    ~PresentDevicesTest() override { controller.reset(); }  // before what it tells
 
     void watchWithPresence() {
         device.begin();
@@ -82,7 +82,7 @@ class PresentDevices : public test::ProtocolBed {
     DevicePresence presence{[](const std::string&) { return true; }};
 };
 
-TEST_F(PresentDevices, AreThoseThatAreWatchedUnderTheIdThatTheyTell) {
+TEST_F(PresentDevicesTest, AreThoseThatAreWatchedUnderTheIdThatTheyTell) {
     watchWithPresence();
     EXPECT_TRUE(isPresent("cam1"));
     device.describeAs(test::camera("cam2"));
@@ -93,7 +93,7 @@ TEST_F(PresentDevices, AreThoseThatAreWatchedUnderTheIdThatTheyTell) {
     EXPECT_FALSE(isPresent("cam2"));
 }
 
-TEST_F(PresentDevices, AreThoseTooWhoseDescriptionIsRefused) {
+TEST_F(PresentDevicesTest, AreThoseTooWhoseDescriptionIsRefused) {
     device.describeAs(test::deepCamera("cam1", 65));
     watchWithPresence();
     EXPECT_TRUE(isPresent("cam1"));

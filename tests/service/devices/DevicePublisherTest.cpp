@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/service/devices/DeviceMessages.h"
+#include "tests/service/devices/support/DeviceMessages.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::service::devices {

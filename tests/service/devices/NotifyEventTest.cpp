@@ -6,8 +6,8 @@
 #include "platform/socket/Socket.h"
 #include "service/devices/DeviceController.h"
 #include "service/devices/DeviceEventListener.h"
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/EventRecorder.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/EventRecorder.h"
 #include "tests/service/support/ServiceBed.h"
 #include "tests/support/LogCapture.h"
 
@@ -82,7 +82,7 @@ TEST(NotifyEventDeathTest, ConnectsLaterWhenTheFirstAttemptFailed) {
     EXPECT_EXIT(std::exit(connectLater()), testing::ExitedWithCode(0), "");
 }
 
-TEST(NotifyEvent, DropsAndLogsAnEventThatTheListenerHasNoRoomFor) {
+TEST(NotifyEventTest, DropsAndLogsAnEventThatTheListenerHasNoRoomFor) {
     const test::LogCapture log;
     std::size_t sent = 0;
     auto event = test::addEvent(camera("0"));

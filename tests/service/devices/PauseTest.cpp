@@ -8,14 +8,14 @@ namespace tarn::service::devices {
 
 using std::chrono::steady_clock;
 
-TEST(RealPause, LastsAsLongAsItIsToldTo) {
+TEST(RealPauseTest, LastsAsLongAsItIsToldTo) {
     const std::stop_token never;
     const auto begin = steady_clock::now();
     realPause(std::chrono::milliseconds(50), never);
     EXPECT_GE(steady_clock::now() - begin, std::chrono::milliseconds(50));
 }
 
-TEST(RealPause, EndsAtOnceWhenAskedToStop) {
+TEST(RealPauseTest, EndsAtOnceWhenAskedToStop) {
     const auto begin = steady_clock::now();
     std::jthread pausing([](const std::stop_token& stop) {
         realPause(std::chrono::hours(1), stop);

@@ -1,7 +1,7 @@
 // Events that nobody could read in a tree are kept out of it.
 #include <gmock/gmock.h>
 
-#include "tests/service/devices/DeviceEventsFixture.h"
+#include "tests/service/devices/support/DeviceEventsFixture.h"
 
 namespace tarn::service::devices {
 
@@ -13,7 +13,7 @@ using test::refusedCamera;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class RefusedEvents : public DeviceEventsFixture {
+class RefusedEventsTest : public DeviceEventsFixture {
   protected:
     std::vector<device_tree::DeviceNode> devices() {
         return bed.devices.getTree().lock()->getSubDevices();
@@ -35,7 +35,7 @@ class RefusedEvents : public DeviceEventsFixture {
     static constexpr std::size_t limit = 8U << 20U;
 };
 
-TEST_F(RefusedEvents, ADeviceOf64LevelsIsLetInAndOneOf65IsShownInError) {
+TEST_F(RefusedEventsTest, ADeviceOf64LevelsIsLetInAndOneOf65IsShownInError) {
     send(test::addEvent(deepCamera("cam1", 64)));
     settle();
     EXPECT_THAT(devices(), ElementsAre(deepCamera("cam1", 64)));
@@ -44,7 +44,7 @@ TEST_F(RefusedEvents, ADeviceOf64LevelsIsLetInAndOneOf65IsShownInError) {
     EXPECT_THAT(devices(), ElementsAre(refusedCamera("cam1", tooDeep)));
 }
 
-TEST_F(RefusedEvents, ADeviceThatIsTooDeepForTheParserIsShownInErrorAndNamedOnce) {
+TEST_F(RefusedEventsTest, ADeviceThatIsTooDeepForTheParserIsShownInErrorAndNamedOnce) {
     send(test::addEvent(camera("cam1")));
     send(test::changeEvent(deepCamera("cam1", 97)));
     send(test::changeEvent(deepCamera("cam1", 2000)));
@@ -55,13 +55,13 @@ TEST_F(RefusedEvents, ADeviceThatIsTooDeepForTheParserIsShownInErrorAndNamedOnce
     EXPECT_FALSE(bed.log.contains("Failed receiving message"));
 }
 
-TEST_F(RefusedEvents, ADeviceThatWasNotThereAppearsInError) {
+TEST_F(RefusedEventsTest, ADeviceThatWasNotThereAppearsInError) {
     send(test::addEvent(deepCamera("cam1", 97)));
     EXPECT_THAT(settle(), ElementsAre("2 cam1 class 2"));
     EXPECT_THAT(devices(), ElementsAre(refusedCamera("cam1", tooDeep)));
 }
 
-TEST_F(RefusedEvents, AnEventThatIsTooLargeIsRefusedAlsoWhenItIsTooLargeToBeReadAtAll) {
+TEST_F(RefusedEventsTest, AnEventThatIsTooLargeIsRefusedAlsoWhenItIsTooLargeToBeReadAtAll) {
     for (const std::size_t bytes : {limit, std::size_t{11} << 20U, std::size_t{40} << 20U}) {
         const auto id = "cam" + std::to_string(bytes);
         send(test::addEvent(largeCamera(id, bytes)));
@@ -72,7 +72,7 @@ TEST_F(RefusedEvents, AnEventThatIsTooLargeIsRefusedAlsoWhenItIsTooLargeToBeRead
     }
 }
 
-TEST_F(RefusedEvents, AnEventAsLargeAsMayBeIsLetIn) {
+TEST_F(RefusedEventsTest, AnEventAsLargeAsMayBeIsLetIn) {
     const auto overhead =
         test::addEvent(largeCamera("cam1", limit - 100)).ByteSizeLong() - limit + 100;
     const auto device = largeCamera("cam1", limit - overhead);
@@ -82,7 +82,7 @@ TEST_F(RefusedEvents, AnEventAsLargeAsMayBeIsLetIn) {
     EXPECT_THAT(devices(), ElementsAre(device));
 }
 
-TEST_F(RefusedEvents, WhatARefusedDeviceTellsOfItsStatusDoesNotMakeItLookWell) {
+TEST_F(RefusedEventsTest, WhatARefusedDeviceTellsOfItsStatusDoesNotMakeItLookWell) {
     send(test::changeEvent(deepCamera("cam1", 97)));
     Event event;
     event.set_type(Event::STATUS_CHANGE);
@@ -103,7 +103,7 @@ TEST_F(RefusedEvents, WhatARefusedDeviceTellsOfItsStatusDoesNotMakeItLookWell) {
     EXPECT_EQ(devices().front().getGlobalStatus().level, device_tree::GlobalStatus::Level::Ok);
 }
 
-TEST_F(RefusedEvents, ADeviceThatIsFitAgainIsWhatItSays) {
+TEST_F(RefusedEventsTest, ADeviceThatIsFitAgainIsWhatItSays) {
     send(test::changeEvent(deepCamera("cam1", 97)));
     send(test::changeEvent(camera("cam1", 3)));
     settle();
@@ -115,7 +115,7 @@ TEST_F(RefusedEvents, ADeviceThatIsFitAgainIsWhatItSays) {
     EXPECT_THAT(lines(), testing::SizeIs(1));  // within a minute
 }
 
-TEST_F(RefusedEvents, StatusesThatAreTooManyPutTheDeviceOfTheFirstInError) {
+TEST_F(RefusedEventsTest, StatusesThatAreTooManyPutTheDeviceOfTheFirstInError) {
     send(test::addEvent(deepCamera("cam1", 3)));
     auto event = test::framesEvent("cam1.3", 1);
     event.MutableExtension(tarn::proto::monitoring::StatusChangeEvent::base)
@@ -126,7 +126,7 @@ TEST_F(RefusedEvents, StatusesThatAreTooManyPutTheDeviceOfTheFirstInError) {
     EXPECT_THAT(devices(), ElementsAre(refusedCamera("cam1", tooLarge)));
 }
 
-TEST_F(RefusedEvents, WhatNamesNoDeviceOrNoneThatIsThereIsSaidAndChangesNothing) {
+TEST_F(RefusedEventsTest, WhatNamesNoDeviceOrNoneThatIsThereIsSaidAndChangesNothing) {
     Event nameless = test::eventOfType(Event::STATUS_CHANGE);
     nameless.mutable_unknown_fields()->AddLengthDelimited(150, std::string(limit, 'x'));
     send(nameless);

@@ -4,14 +4,14 @@
 
 namespace tarn::service {
 
-TEST(CommandLine, WithoutArgumentsAsksForNothing) {
+TEST(CommandLineTest, WithoutArgumentsAsksForNothing) {
     const char* const arguments[] = {"TarnService"};
     testing::internal::CaptureStdout();
     EXPECT_FALSE(printHelpIfAskedFor(1, arguments));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST(CommandLine, PrintsTheOptionsWhenAskedForHelp) {
+TEST(CommandLineTest, PrintsTheOptionsWhenAskedForHelp) {
     const char* const arguments[] = {"TarnService", "--help"};
     testing::internal::CaptureStdout();
     EXPECT_TRUE(printHelpIfAskedFor(2, arguments));
@@ -19,7 +19,7 @@ TEST(CommandLine, PrintsTheOptionsWhenAskedForHelp) {
                 testing::MatchesRegex("Allowed options:\n  --help +Produce help message\n\n"));
 }
 
-TEST(CommandLine, ThrowsForAnythingElse) {
+TEST(CommandLineTest, ThrowsForAnythingElse) {
     const char* const arguments[] = {"TarnService", "--nonsense"};
     EXPECT_THROW(printHelpIfAskedFor(2, arguments), std::exception);
 }

@@ -55,7 +55,7 @@ class Probe : public devices::DeviceController {
 }  // namespace
 
 /// What has come to an end when the shutdown says so.
-class ShutdownEffects : public testing::Test {
+class ShutdownEffectsTest : public testing::Test {
   protected:
     /// Shuts down and looks when `line` is logged.
     void shutDown(const std::string& line, const std::function<void()>& look) {
@@ -89,7 +89,7 @@ class ShutdownEffects : public testing::Test {
          dictionary::ComponentsDictionary("/nonexistent")}};
 };
 
-TEST_F(ShutdownEffects, NoDeviceEventIsListenedForAnyMore) {
+TEST_F(ShutdownEffectsTest, NoDeviceEventIsListenedForAnyMore) {
     std::string error;
     ASSERT_TRUE(bed.deviceEvents.start(error)) << error;
     shutDown("Device event listener stopped", [] {
@@ -98,7 +98,7 @@ TEST_F(ShutdownEffects, NoDeviceEventIsListenedForAnyMore) {
     });
 }
 
-TEST_F(ShutdownEffects, NoBatchIsSentAnyMore) {
+TEST_F(ShutdownEffectsTest, NoBatchIsSentAnyMore) {
     test::BatchReceiver batches;
     bed.emitter.startThread(socket::SocketEndpoint::FromString(batches.endpoint()));
     batches.next();
@@ -111,7 +111,7 @@ TEST_F(ShutdownEffects, NoBatchIsSentAnyMore) {
     });
 }
 
-TEST_F(ShutdownEffects, TheControllersHaveStopped) {
+TEST_F(ShutdownEffectsTest, TheControllersHaveStopped) {
     std::vector<std::string> told;
     devices::DeviceManager manager(
         {bed.configuration, bed.deviceEvents, bed.emitter,
@@ -122,7 +122,7 @@ TEST_F(ShutdownEffects, TheControllersHaveStopped) {
              [&] { EXPECT_THAT(told, ElementsAre("stopped")); });
 }
 
-TEST_F(ShutdownEffects, NoControllerIsLeftToSayAnythingAfterTheLastLine) {
+TEST_F(ShutdownEffectsTest, NoControllerIsLeftToSayAnythingAfterTheLastLine) {
     std::vector<std::string> told;
     devices::DeviceManager manager(
         {bed.configuration, bed.deviceEvents, bed.emitter,
@@ -133,7 +133,7 @@ TEST_F(ShutdownEffects, NoControllerIsLeftToSayAnythingAfterTheLastLine) {
              [&] { EXPECT_THAT(told, ElementsAre("stopped", "gone")); });
 }
 
-TEST_F(ShutdownEffects, NoRequestIsServedAnyMore) {
+TEST_F(ShutdownEffectsTest, NoRequestIsServedAnyMore) {
     const auto endpoint = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
     bed.workflows.init(endpoint, {});
     api.start("TarnService");
@@ -155,7 +155,7 @@ TEST_F(ShutdownEffects, NoRequestIsServedAnyMore) {
     });
 }
 
-TEST_F(ShutdownEffects, EveryJobHasItsOrderAndNoneComesInAnyMore) {
+TEST_F(ShutdownEffectsTest, EveryJobHasItsOrderAndNoneComesInAnyMore) {
     const auto endpoint = test::uniqueEndpoint();
     ApiToJobRequest order;
     JobToApiReply taken;
@@ -169,7 +169,7 @@ TEST_F(ShutdownEffects, EveryJobHasItsOrderAndNoneComesInAnyMore) {
     });
 }
 
-TEST_F(ShutdownEffects, NobodyServesTheRegistryAnyMore) {
+TEST_F(ShutdownEffectsTest, NobodyServesTheRegistryAnyMore) {
     shutDown("Resource manager handler terminated", [&] {
         expectFree(socket::Protocol::Reply,
                    socket::SocketEndpoint::FromString(bed.configuration.getResourcesEndpoint()));

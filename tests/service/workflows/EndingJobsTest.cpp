@@ -17,9 +17,9 @@ using tarn::proto::api_job::JobToApiReply;
 using tarn::proto::api_job::JobToApiReplyStatus;
 using tarn::proto::job_monitoring::JobState;
 
-class EndingJobs : public testing::Test {
+class EndingJobsTest : public testing::Test {
   protected:
-    EndingJobs() { reply.set_type(JobToApiReply::STATUS); }
+    EndingJobsTest() { reply.set_type(JobToApiReply::STATUS); }
 
     /// A job "a" that says that it is in this state.
     void runJob(JobState state) {
@@ -50,7 +50,7 @@ class EndingJobs : public testing::Test {
     int pauses = 0;
 };
 
-TEST_F(EndingJobs, AreWaitedFor) {
+TEST_F(EndingJobsTest, AreWaitedFor) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
     await();
     EXPECT_EQ(request.type(), ApiToJobRequest::STATUS);
@@ -58,13 +58,13 @@ TEST_F(EndingJobs, AreWaitedFor) {
     EXPECT_TRUE(bed.log.has("INFO Waiting for 1 job(s) to end"));
 }
 
-TEST_F(EndingJobs, ThatAreOverButNotGoneAreWaitedFor) {
+TEST_F(EndingJobsTest, ThatAreOverButNotGoneAreWaitedFor) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_ENDED);
     await();
     EXPECT_EQ(pauses, 3);
 }
 
-TEST_F(EndingJobs, AreNotThoseThatPlayOrWaitToPlayAgain) {
+TEST_F(EndingJobsTest, AreNotThoseThatPlayOrWaitToPlayAgain) {
     for (const auto state : {tarn::proto::job_monitoring::JOB_STATE_PLAYING,
                              tarn::proto::job_monitoring::JOB_STATE_WAITING_TO_RESTART,
                              tarn::proto::job_monitoring::JOB_STATE_STARTING}) {
@@ -74,7 +74,7 @@ TEST_F(EndingJobs, AreNotThoseThatPlayOrWaitToPlayAgain) {
     }
 }
 
-TEST_F(EndingJobs, AreFoundHoweverManyOthersDoNotAnswer) {
+TEST_F(EndingJobsTest, AreFoundHoweverManyOthersDoNotAnswer) {
     for (int i = 0; i < 10; ++i) {
         bed.registerJob("silent " + std::to_string(i), test::uniqueEndpoint());
     }
@@ -84,14 +84,14 @@ TEST_F(EndingJobs, AreFoundHoweverManyOthersDoNotAnswer) {
     EXPECT_TRUE(bed.log.has("INFO Waiting for 1 job(s) to end"));
 }
 
-TEST_F(EndingJobs, AreNotThoseThatDoNotAnswer) {
+TEST_F(EndingJobsTest, AreNotThoseThatDoNotAnswer) {
     bed.registerJob("a", test::uniqueEndpoint());
     await();
     EXPECT_EQ(pauses, 0);
     EXPECT_TRUE(bed.log.contains("DEBUG A job does not tell its state: "));
 }
 
-TEST_F(EndingJobs, AreNotThoseThatAreDead) {
+TEST_F(EndingJobsTest, AreNotThoseThatAreDead) {
     test::Process process({"sleep", "1000"});
     const auto endpoint = test::uniqueEndpoint();
     socket::Socket job("job", socket::ClosePolicy::Discard);
@@ -114,28 +114,28 @@ TEST_F(EndingJobs, AreNotThoseThatAreDead) {
     EXPECT_FALSE(bed.log.contains("A job does not tell its state"));
 }
 
-TEST_F(EndingJobs, AreWaitedForNoLongerThanTheBound) {
+TEST_F(EndingJobsTest, AreWaitedForNoLongerThanTheBound) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
     awaitEndingJobs(
         bed.proxy, [](auto) { return false; }, 0ms);
     EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
 }
 
-TEST_F(EndingJobs, AreNotWaitedForWhenTheServiceIsToStop) {
+TEST_F(EndingJobsTest, AreNotWaitedForWhenTheServiceIsToStop) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
     awaitEndingJobs(bed.proxy, [this](auto) { return ++pauses > 0; });
     EXPECT_EQ(pauses, 1);
     EXPECT_FALSE(bed.log.contains("have not ended yet"));
 }
 
-TEST_F(EndingJobs, AreNotWaitedForLongerThanTheBound) {
+TEST_F(EndingJobsTest, AreNotWaitedForLongerThanTheBound) {
     runJob(tarn::proto::job_monitoring::JOB_STATE_STOPPING);
     awaitEndingJobs(
         bed.proxy, [](auto) { return false; }, 1ms);
     EXPECT_TRUE(bed.log.has("WARN 1 job(s) have not ended yet"));
 }
 
-TEST_F(EndingJobs, CannotBeKnownWithoutTheResourceManager) {
+TEST_F(EndingJobsTest, CannotBeKnownWithoutTheResourceManager) {
     std::string ignored;
     bed.proxy.disconnect(ignored);
     await();

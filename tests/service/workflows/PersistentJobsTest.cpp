@@ -39,9 +39,9 @@ auto count(const test::LogCapture& log, const std::string& line) {
 
 }  // namespace
 
-class PersistentJobs : public testing::Test {
+class PersistentJobsTest : public testing::Test {
   protected:
-    PersistentJobs() {
+    PersistentJobsTest() {
         reply.set_type(JobToServiceReply::SETUP);
         reply.set_success(true);
         bed.onCommand([this](const std::string& command) {
@@ -88,14 +88,14 @@ class PersistentJobs : public testing::Test {
     std::vector<std::unique_ptr<test::FakeSetupPeer>> jobs;
 };
 
-TEST_F(PersistentJobs, AnEmptyFolderRestoresNothingAndLogsNothing) {
+TEST_F(PersistentJobsTest, AnEmptyFolderRestoresNothingAndLogsNothing) {
     const auto before = bed.log.lines().size();
     regenerate();
     EXPECT_THAT(bed.commands(), IsEmpty());
     EXPECT_THAT(bed.log.lines(), SizeIs(before));
 }
 
-TEST_F(PersistentJobs, AJobGetsWhatItsFileSaysAndFreshEndpoints) {
+TEST_F(PersistentJobsTest, AJobGetsWhatItsFileSaysAndFreshEndpoints) {
     auto job = storedJob("uuid-1");
     auto& stored = *job.MutableExtension(ServiceToJobRequestSetup::base);
     auto& disks = *stored.add_resources_to_reserve();
@@ -128,7 +128,7 @@ TEST_F(PersistentJobs, AJobGetsWhatItsFileSaysAndFreshEndpoints) {
         bed.log.has("INFO Workflow creator > Restoring persistent job in file: " + pathOf("x")));
 }
 
-TEST_F(PersistentJobs, AJobOfAnEarlierVersionIsSetUpInTheServicesOwn) {
+TEST_F(PersistentJobsTest, AJobOfAnEarlierVersionIsSetUpInTheServicesOwn) {
     ASSERT_FALSE(storedJob("uuid-1").GetExtension(ServiceToJobRequestSetup::base).has_version());
     store(storedJob("uuid-1"), "x");
     regenerate();
@@ -136,7 +136,7 @@ TEST_F(PersistentJobs, AJobOfAnEarlierVersionIsSetUpInTheServicesOwn) {
     EXPECT_EQ(setup(0).version(), ServiceToJobRequestSetup::CURRENT);
 }
 
-TEST_F(PersistentJobs, AJobOfALaterVersionWaitsForALaterService) {
+TEST_F(PersistentJobsTest, AJobOfALaterVersionWaitsForALaterService) {
     auto later = storedJob("uuid-1");
     later.MutableExtension(ServiceToJobRequestSetup::base)
         ->set_version(ServiceToJobRequestSetup::CURRENT + 1);
@@ -150,7 +150,7 @@ TEST_F(PersistentJobs, AJobOfALaterVersionWaitsForALaterService) {
     EXPECT_TRUE(fs::exists(pathOf("x")));
 }
 
-TEST_F(PersistentJobs, AJobIsToldTheFileThatItComesFromBesideTheOneThatIsNamedThere) {
+TEST_F(PersistentJobsTest, AJobIsToldTheFileThatItComesFromBesideTheOneThatIsNamedThere) {
     auto planted = storedJob("uuid-1");
     planted.MutableExtension(ServiceToJobRequestSetup::base)
         ->set_persistent_file_path("/etc/victim");
@@ -163,14 +163,14 @@ TEST_F(PersistentJobs, AJobIsToldTheFileThatItComesFromBesideTheOneThatIsNamedTh
     EXPECT_EQ(setup(0).persistent_file_path(), "/etc/victim");
 }
 
-TEST_F(PersistentJobs, TheFileIsOnlyRead) {
+TEST_F(PersistentJobsTest, TheFileIsOnlyRead) {
     const auto job = storedJob("uuid-1");
     store(job, "x");
     regenerate();
     EXPECT_EQ(test::readFile(pathOf("x")), job.SerializeAsString());
 }
 
-TEST_F(PersistentJobs, AJobIsLaunchedUnderTheLabelOfItsFirstLaunch) {
+TEST_F(PersistentJobsTest, AJobIsLaunchedUnderTheLabelOfItsFirstLaunch) {
     auto named = storedJob("uuid-1");
     named.MutableExtension(ServiceToJobRequestSetup::base)->set_persistent_job_name("cam1.job");
     store(named, "a");
@@ -184,7 +184,7 @@ TEST_F(PersistentJobs, AJobIsLaunchedUnderTheLabelOfItsFirstLaunch) {
     EXPECT_THAT(bed.commands().at(1), HasSubstr("/opt/launcher -l uuid-2 -e "));
 }
 
-TEST_F(PersistentJobs, AJobThatStillRunsIsNotStartedTwice) {
+TEST_F(PersistentJobsTest, AJobThatStillRunsIsNotStartedTwice) {
     bed.registerJob("uuid-1", "ipc:///tmp/somewhere");
     store(storedJob("uuid-1"), "x");
     regenerate();
@@ -193,7 +193,7 @@ TEST_F(PersistentJobs, AJobThatStillRunsIsNotStartedTwice) {
         "WARN Workflow creator > Will not (re)create job with UUID uuid-1: already running"));
 }
 
-TEST_F(PersistentJobs, OnlyRegularFilesDirectlyInTheFolderAreRead) {
+TEST_F(PersistentJobsTest, OnlyRegularFilesDirectlyInTheFolderAreRead) {
     fs::create_directory(pathOf("folder"));
     store(storedJob("uuid-1"), "folder/inner");
     ASSERT_EQ(::mkfifo(pathOf("pipe").c_str(), 0600), 0);
@@ -210,7 +210,7 @@ TEST_F(PersistentJobs, OnlyRegularFilesDirectlyInTheFolderAreRead) {
     EXPECT_THAT(bed.log.lines(), SizeIs(before));
 }
 
-TEST_F(PersistentJobs, EachBadFileHasItsLineAndKeepsNoOtherFromComingBack) {
+TEST_F(PersistentJobsTest, EachBadFileHasItsLineAndKeepsNoOtherFromComingBack) {
     constexpr std::size_t badFiles = 50;
     for (std::size_t n = 0; n < badFiles; ++n) {
         folder.write("bad" + std::to_string(n), "\xff no message " + std::to_string(n));
@@ -222,7 +222,7 @@ TEST_F(PersistentJobs, EachBadFileHasItsLineAndKeepsNoOtherFromComingBack) {
               static_cast<long>(badFiles));
 }
 
-TEST_F(PersistentJobs, AFileWithoutASetupIsRefusedLikeAJobWithoutAUuid) {
+TEST_F(PersistentJobsTest, AFileWithoutASetupIsRefusedLikeAJobWithoutAUuid) {
     folder.write("empty", "");
     regenerate();
     EXPECT_THAT(bed.commands(), IsEmpty());
@@ -230,26 +230,26 @@ TEST_F(PersistentJobs, AFileWithoutASetupIsRefusedLikeAJobWithoutAUuid) {
         bed.log.has("WARN Workflow creator > Will not (re)create job with UUID : already running"));
 }
 
-TEST_F(PersistentJobs, AFileThatIsTooLargeIsNotReadIntoMemory) {
+TEST_F(PersistentJobsTest, AFileThatIsTooLargeIsNotReadIntoMemory) {
     folder.write("huge", "");
     fs::resize_file(pathOf("huge"), std::uintmax_t{1} << 40);
     regenerate();
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Failed reading file: "));
 }
 
-TEST_F(PersistentJobs, AFileThatCannotBeOpenedIsLogged) {
+TEST_F(PersistentJobsTest, AFileThatCannotBeOpenedIsLogged) {
     bed.workflows.regeneratePersistentJob(pathOf("gone"));
     EXPECT_TRUE(
         bed.log.has("INFO Workflow creator > Restoring persistent job in file: " + pathOf("gone")));
     EXPECT_TRUE(bed.log.has("ERROR Workflow creator > Failed opening file"));
 }
 
-TEST_F(PersistentJobs, AFileThatOpensButCannotBeReadIsLogged) {
+TEST_F(PersistentJobsTest, AFileThatOpensButCannotBeReadIsLogged) {
     bed.workflows.regeneratePersistentJob(folder.path().string());
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Failed reading file: "));
 }
 
-TEST_F(PersistentJobs, ARefusedSetupKeepsNoOtherFromComingBack) {
+TEST_F(PersistentJobsTest, ARefusedSetupKeepsNoOtherFromComingBack) {
     reply.set_success(false);
     reply.set_error_message("no element");
     store(storedJob("uuid-1"), "a");
@@ -259,14 +259,14 @@ TEST_F(PersistentJobs, ARefusedSetupKeepsNoOtherFromComingBack) {
     EXPECT_EQ(count(bed.log, "ERROR Workflow creator > Job setup failed: no element"), 2);
 }
 
-TEST_F(PersistentJobs, TheRestIsLeftOutWhenTheServiceIsToStop) {
+TEST_F(PersistentJobsTest, TheRestIsLeftOutWhenTheServiceIsToStop) {
     store(storedJob("uuid-1"), "a");
     store(storedJob("uuid-2"), "b");
     bed.workflows.regeneratePersistentJobs([this] { return !bed.commands().empty(); });
     EXPECT_THAT(bed.commands(), SizeIs(1));
 }
 
-TEST(PersistentJobsFolder, IsMissedAloudWhenItIsNoFolder) {
+TEST(PersistentJobsFolderTest, IsMissedAloudWhenItIsNoFolder) {
     test::TemporaryFolder folder;
     for (const auto& path : {folder.path().string() + "/none", folder.write("file", "")}) {
         test::ServiceBed bed(folderSection(path));
@@ -281,7 +281,7 @@ TEST(PersistentJobsFolder, IsMissedAloudWhenItIsNoFolder) {
     EXPECT_TRUE(bed.log.contains("Jobs folder path does not match"));
 }
 
-TEST(PersistentJobsOverTcp, WithoutAFreePortAreSkippedWithTheReason) {
+TEST(PersistentJobsOverTcpTest, WithoutAFreePortAreSkippedWithTheReason) {
     test::TemporaryFolder folder;
     folder.write("job", "");
     test::ServiceBed bed(

@@ -15,7 +15,7 @@ namespace tarn::service {
 
 using testing::HasSubstr;
 
-class ShellCommand : public testing::Test {
+class ShellCommandTest : public testing::Test {
   protected:
     std::string output() const { return test::readFile(file()); }
     std::string file() const { return (folder.path() / "out").string(); }
@@ -23,18 +23,18 @@ class ShellCommand : public testing::Test {
     test::TemporaryFolder folder;
 };
 
-TEST_F(ShellCommand, RunsTheTextInAShell) {
+TEST_F(ShellCommandTest, RunsTheTextInAShell) {
     runShellCommand("A=1; echo \"$((A + 1)) words\" > " + file());
     EXPECT_EQ(output(), "2 words\n");
 }
 
-TEST_F(ShellCommand, HandsQuotedTextOnUnchanged) {
+TEST_F(ShellCommandTest, HandsQuotedTextOnUnchanged) {
     const std::string hostile = "x; touch /tmp/hit $(id) `id` 'q' \"d\" \\ \n end";
     runShellCommand("printf %s " + shellQuoted(hostile) + " > " + file());
     EXPECT_EQ(output(), hostile);
 }
 
-TEST_F(ShellCommand, StartsWithDefaultSignalsWhateverTheCallerHas) {
+TEST_F(ShellCommandTest, StartsWithDefaultSignalsWhateverTheCallerHas) {
     sigset_t blocked;
     sigset_t before;
     sigemptyset(&blocked);
@@ -53,7 +53,7 @@ TEST_F(ShellCommand, StartsWithDefaultSignalsWhateverTheCallerHas) {
     EXPECT_EQ(ignoredMask & 0x7fffffff, 0u);
 }
 
-TEST_F(ShellCommand, LeavesTheCallersSignalHandlingAlone) {
+TEST_F(ShellCommandTest, LeavesTheCallersSignalHandlingAlone) {
     static volatile sig_atomic_t caught = 0;
     const auto previous = signal(SIGINT, [](int) { caught = 1; });
     runShellCommand("kill -INT $PPID");  // an interrupt while the caller waits for the shell
@@ -61,7 +61,7 @@ TEST_F(ShellCommand, LeavesTheCallersSignalHandlingAlone) {
     EXPECT_EQ(caught, 1);
 }
 
-TEST_F(ShellCommand, GivesNoDescriptorsToTheCommand) {
+TEST_F(ShellCommandTest, GivesNoDescriptorsToTheCommand) {
     const int leaked = open("/dev/null", O_RDONLY);
     ASSERT_GE(leaked, 3);
     runShellCommand("ls /proc/self/fd > " + file());
@@ -69,16 +69,16 @@ TEST_F(ShellCommand, GivesNoDescriptorsToTheCommand) {
     EXPECT_EQ(output(), "0\n1\n2\n3\n");  // 3 is the folder that ls reads
 }
 
-TEST_F(ShellCommand, GivesTheCommandNothingToRead) {
+TEST_F(ShellCommandTest, GivesTheCommandNothingToRead) {
     runShellCommand("cat > " + file());
     EXPECT_EQ(output(), "");
 }
 
-TEST_F(ShellCommand, SaysSoWhenTheCommandIsTooLong) {
+TEST_F(ShellCommandTest, SaysSoWhenTheCommandIsTooLong) {
     EXPECT_THROW(runShellCommand("true " + std::string(200000, 'x')), std::runtime_error);
 }
 
-TEST_F(ShellCommand, DoesNotWaitForWhatRunsInTheBackground) {
+TEST_F(ShellCommandTest, DoesNotWaitForWhatRunsInTheBackground) {
     const auto fifo = (folder.path() / "fifo").string();
     ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
     runShellCommand("cat " + fifo + " > " + file() + " &");  // reads only once we write
@@ -87,7 +87,7 @@ TEST_F(ShellCommand, DoesNotWaitForWhatRunsInTheBackground) {
     close(writer);
 }
 
-TEST_F(ShellCommand, KillsAShellThatDoesNotEndInTimeAndSaysSo) {
+TEST_F(ShellCommandTest, KillsAShellThatDoesNotEndInTimeAndSaysSo) {
     using namespace std::chrono_literals;
     try {
         runShellCommandWithin(100ms, "echo $$ > " + file() + "; exec sleep 1000");

@@ -16,9 +16,9 @@ using tarn::proto::service_job::ServiceToJobRequestSetup;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-class CreatingAWorkflow : public testing::Test {
+class CreatingAWorkflowTest : public testing::Test {
   protected:
-    CreatingAWorkflow() {
+    CreatingAWorkflowTest() {
         description.set_name("cam1");
         description.set_job_id("uuid-1");
         reply.set_type(JobToServiceReply::SETUP);
@@ -54,7 +54,7 @@ class CreatingAWorkflow : public testing::Test {
     std::unique_ptr<test::FakeSetupPeer> job;
 };
 
-TEST_F(CreatingAWorkflow, LaunchesItUnderItsUuid) {
+TEST_F(CreatingAWorkflowTest, LaunchesItUnderItsUuid) {
     jobAnswers();
     EXPECT_TRUE(create());
     const auto command = "KLN_PLUGINS=${KLN_PLUGINS}:/a.so:/b.so: /opt/launcher -l uuid-1 -e " +
@@ -64,7 +64,7 @@ TEST_F(CreatingAWorkflow, LaunchesItUnderItsUuid) {
     EXPECT_TRUE(bed.log.has("INFO Workflow creator > Job setup properly sent"));
 }
 
-TEST_F(CreatingAWorkflow, LaunchesAPersistentOneUnderItsNameIfItHasOne) {
+TEST_F(CreatingAWorkflowTest, LaunchesAPersistentOneUnderItsNameIfItHasOne) {
     jobAnswers();
     filePath = "/jobs/keep.job";
     jobName = "keep.job";
@@ -74,7 +74,7 @@ TEST_F(CreatingAWorkflow, LaunchesAPersistentOneUnderItsNameIfItHasOne) {
     EXPECT_EQ(setup().persistent_job_name(), "keep.job");
 }
 
-TEST_F(CreatingAWorkflow, LaunchesAPersistentOneWithoutANameUnderItsUuid) {
+TEST_F(CreatingAWorkflowTest, LaunchesAPersistentOneWithoutANameUnderItsUuid) {
     jobAnswers();
     filePath = "/jobs/20240305-140709_cam1";
     EXPECT_TRUE(create());
@@ -82,7 +82,7 @@ TEST_F(CreatingAWorkflow, LaunchesAPersistentOneWithoutANameUnderItsUuid) {
     EXPECT_FALSE(setup().has_persistent_job_name());
 }
 
-TEST_F(CreatingAWorkflow, SendsTheWholeSetup) {
+TEST_F(CreatingAWorkflowTest, SendsTheWholeSetup) {
     jobAnswers();
     EXPECT_TRUE(create({{"b", {"2", "1"}}, {"a", {"x"}}}));
     EXPECT_EQ(request.type(), ServiceToJobRequest::SETUP);
@@ -102,7 +102,7 @@ TEST_F(CreatingAWorkflow, SendsTheWholeSetup) {
     EXPECT_THAT(setup().resources_to_reserve(2).values(), ElementsAre("2", "1"));
 }
 
-TEST_F(CreatingAWorkflow, ReplacesAPropertyNamedEndpoint) {
+TEST_F(CreatingAWorkflowTest, ReplacesAPropertyNamedEndpoint) {
     jobAnswers();
     EXPECT_TRUE(create({{"Endpoint", {"tcp://stolen:1"}}}));
     ASSERT_EQ(setup().resources_to_reserve_size(), 1);
@@ -110,7 +110,7 @@ TEST_F(CreatingAWorkflow, ReplacesAPropertyNamedEndpoint) {
                 ElementsAre("ipc:///tmp/first", "ipc:///tmp/second"));
 }
 
-TEST_F(CreatingAWorkflow, TracesTheRequestWhereTheReplyWouldBeExpected) {
+TEST_F(CreatingAWorkflowTest, TracesTheRequestWhereTheReplyWouldBeExpected) {
     jobAnswers();
     create();
     job->gotRequest();
@@ -118,7 +118,7 @@ TEST_F(CreatingAWorkflow, TracesTheRequestWhereTheReplyWouldBeExpected) {
     EXPECT_TRUE(bed.log.has("TRACE Workflow creator > Received " + request.DebugString()));
 }
 
-TEST_F(CreatingAWorkflow, RefusesAUuidThatRuns) {
+TEST_F(CreatingAWorkflowTest, RefusesAUuidThatRuns) {
     bed.registerJob("uuid-1", "ipc:///tmp/somewhere");
     EXPECT_FALSE(create());
     EXPECT_THAT(bed.commands(), ElementsAre());
@@ -127,7 +127,7 @@ TEST_F(CreatingAWorkflow, RefusesAUuidThatRuns) {
     EXPECT_FALSE(bed.log.contains("without an id"));
 }
 
-TEST_F(CreatingAWorkflow, RefusesAJobWithoutAUuid) {
+TEST_F(CreatingAWorkflowTest, RefusesAJobWithoutAUuid) {
     description.clear_job_id();
     EXPECT_FALSE(create());
     EXPECT_THAT(bed.commands(), ElementsAre());
@@ -137,7 +137,7 @@ TEST_F(CreatingAWorkflow, RefusesAJobWithoutAUuid) {
         bed.log.has("ERROR Workflow creator > A job without an id cannot be run: none was given"));
 }
 
-TEST_F(CreatingAWorkflow, GoesOnWithoutTheResourceManager) {
+TEST_F(CreatingAWorkflowTest, GoesOnWithoutTheResourceManager) {
     jobAnswers();
     std::string ignored;
     bed.proxy.disconnect(ignored);
@@ -146,7 +146,7 @@ TEST_F(CreatingAWorkflow, GoesOnWithoutTheResourceManager) {
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Failed to get running jobs by uuid: "));
 }
 
-TEST_F(CreatingAWorkflow, ReportsAReplyOfAnotherType) {
+TEST_F(CreatingAWorkflowTest, ReportsAReplyOfAnotherType) {
     reply.clear_type();
     jobAnswers();
     EXPECT_FALSE(create());
@@ -154,7 +154,7 @@ TEST_F(CreatingAWorkflow, ReportsAReplyOfAnotherType) {
         bed.log.has("ERROR Workflow creator > Received wrong type of reply to job setup request"));
 }
 
-TEST_F(CreatingAWorkflow, ReportsARefusedSetup) {
+TEST_F(CreatingAWorkflowTest, ReportsARefusedSetup) {
     reply.set_success(false);
     reply.set_error_message("no element \"b\"");
     jobAnswers();
@@ -162,7 +162,7 @@ TEST_F(CreatingAWorkflow, ReportsARefusedSetup) {
     EXPECT_TRUE(bed.log.has("ERROR Workflow creator > Job setup failed: no element \"b\""));
 }
 
-TEST_F(CreatingAWorkflow, ReportsWhatAnAcceptedJobLacks) {
+TEST_F(CreatingAWorkflowTest, ReportsWhatAnAcceptedJobLacks) {
     reply.set_warning("not persistent: the disk is full");
     jobAnswers();
     EXPECT_TRUE(create());
@@ -171,13 +171,13 @@ TEST_F(CreatingAWorkflow, ReportsWhatAnAcceptedJobLacks) {
         bed.log.has("WARN Workflow creator > Job uuid-1: not persistent: the disk is full"));
 }
 
-TEST_F(CreatingAWorkflow, CountsALauncherThatNeverAppearsAsStarted) {
+TEST_F(CreatingAWorkflowTest, CountsALauncherThatNeverAppearsAsStarted) {
     EXPECT_TRUE(create());
     EXPECT_TRUE(bed.log.contains("ERROR Workflow creator > Failed starting external job: "));
     EXPECT_TRUE(bed.log.contains("nobody answered on " + ipcEndpoint + " within 2000 ms"));
 }
 
-TEST_F(CreatingAWorkflow, QuotesWhatAClientNamed) {
+TEST_F(CreatingAWorkflowTest, QuotesWhatAClientNamed) {
     jobAnswers();
     description.set_job_id("x; touch /tmp/hit\n$(id)");
     EXPECT_TRUE(create());
@@ -185,7 +185,7 @@ TEST_F(CreatingAWorkflow, QuotesWhatAClientNamed) {
     EXPECT_TRUE(bed.log.contains("-l 'x; touch /tmp/hit\\n$(id)' -e ipc"));  // one line in the log
 }
 
-TEST_F(CreatingAWorkflow, DoesNotLaunchWhatNoCommandCanHold) {
+TEST_F(CreatingAWorkflowTest, DoesNotLaunchWhatNoCommandCanHold) {
     description.set_job_id(std::string("a\0b", 3));
     EXPECT_TRUE(create());
     EXPECT_THAT(bed.commands(), ElementsAre());

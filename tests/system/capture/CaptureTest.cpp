@@ -19,7 +19,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Capture : public CaptureBed {
+class CaptureTest : public CaptureBed {
   protected:
     using Level = proto::monitoring::GlobalStatus;
 
@@ -68,7 +68,7 @@ class Capture : public CaptureBed {
     }
 };
 
-TEST_F(Capture, AnUnreachableIngestServiceIsStartedWithTheDefaultFormat) {
+TEST_F(CaptureTest, AnUnreachableIngestServiceIsStartedWithTheDefaultFormat) {
     configureIngest();
     startService();
     const auto& log = service().log();
@@ -84,7 +84,7 @@ TEST_F(Capture, AnUnreachableIngestServiceIsStartedWithTheDefaultFormat) {
     EXPECT_FALSE(std::filesystem::exists(persistentFile)) << "the default format is not kept";
 }
 
-TEST_F(Capture, ARunningIngestServiceIsLeftAsItIs) {
+TEST_F(CaptureTest, ARunningIngestServiceIsLeftAsItIs) {
     configureIngest();
     const auto ingest = startIngest({"--line-count", "720", "--field-mode", "p"});
     startService();
@@ -95,7 +95,7 @@ TEST_F(Capture, ARunningIngestServiceIsLeftAsItIs) {
     EXPECT_EQ(ingest->waitForEnd(20s), Ending::exited(0));
 }
 
-TEST_F(Capture, ANewFormatIsInForceAndThePictureFollows) {
+TEST_F(CaptureTest, ANewFormatIsInForceAndThePictureFollows) {
     configureIngest();
     startService();
     const auto before = ingestProcesses();
@@ -108,7 +108,7 @@ TEST_F(Capture, ANewFormatIsInForceAndThePictureFollows) {
     EXPECT_TRUE(std::filesystem::exists(persistentFile));
 }
 
-TEST_F(Capture, AFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
+TEST_F(CaptureTest, AFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
     configureIngest();
     startService();
     const auto run = setFormat({"1080", "i", "60"}, {"0"});
@@ -121,7 +121,7 @@ TEST_F(Capture, AFormatThatDoesNotExistIsNotInForceAndTheLogSaysWhy) {
     EXPECT_EQ(setFormat({"1080", "i", "25"}, {"0"}).exitStatus, 0) << "it is not stuck";
 }
 
-TEST_F(Capture, AKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
+TEST_F(CaptureTest, AKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
     configureIngest();
     startService();
     const auto killed = ingestProcesses().at(0);
@@ -133,7 +133,7 @@ TEST_F(Capture, AKilledIngestServiceIsNoticedAndCanBeStartedAgain) {
     EXPECT_EQ(sharedMemory().size(), 1U) << "what the killed one left is removed";
 }
 
-TEST_F(Capture, ADeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
+TEST_F(CaptureTest, ADeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
     configureIngest();
     const auto ingest = startIngest({"--line-count", "576", "--test-picture"});
     startService();
@@ -155,7 +155,7 @@ TEST_F(Capture, ADeadIngestServiceIsShownSoWithinASecondAndLeftToWhoStartedIt) {
     EXPECT_EQ(again->waitForEnd(20s), Ending::exited(0));
 }
 
-TEST_F(Capture, AKilledIngestServiceComesBackInItsFormat) {
+TEST_F(CaptureTest, AKilledIngestServiceComesBackInItsFormat) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
@@ -172,7 +172,7 @@ TEST_F(Capture, AKilledIngestServiceComesBackInItsFormat) {
     EXPECT_EQ(sharedMemory().size(), 1U) << "what the killed ones left is removed";
 }
 
-TEST_F(Capture, OneThatTheServiceBeforeStartedComesBackToo) {
+TEST_F(CaptureTest, OneThatTheServiceBeforeStartedComesBackToo) {
     configureIngest();
     startService();
     service().killHard();
@@ -183,7 +183,7 @@ TEST_F(Capture, OneThatTheServiceBeforeStartedComesBackToo) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(Capture, AServiceThatStopsDoesNotStartItAgain) {
+TEST_F(CaptureTest, AServiceThatStopsDoesNotStartItAgain) {
     configureIngest();
     startService();
     ::kill(ingestProcesses().at(0), SIGKILL);
@@ -198,7 +198,7 @@ TEST_F(Capture, AServiceThatStopsDoesNotStartItAgain) {
     }
 }
 
-TEST_F(Capture, TheLastFormatComesBackAfterServiceAndIngestWereKilled) {
+TEST_F(CaptureTest, TheLastFormatComesBackAfterServiceAndIngestWereKilled) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
@@ -210,7 +210,7 @@ TEST_F(Capture, TheLastFormatComesBackAfterServiceAndIngestWereKilled) {
     EXPECT_EQ(format(), "720p50 uyvy422_8 2");
 }
 
-TEST_F(Capture, AnIngestServiceThatLivesOnIsFoundByTheNextService) {
+TEST_F(CaptureTest, AnIngestServiceThatLivesOnIsFoundByTheNextService) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -222,7 +222,7 @@ TEST_F(Capture, AnIngestServiceThatLivesOnIsFoundByTheNextService) {
     EXPECT_EQ(format(), "720p50 uyvy422_8 0");
 }
 
-TEST_F(Capture, AJobReadsAChannel) {
+TEST_F(CaptureTest, AJobReadsAChannel) {
     configureIngest();
     startService();
     const auto run = tarnctl({"jobs", "submit", "--wait", "--pipeline",
@@ -234,7 +234,7 @@ TEST_F(Capture, AJobReadsAChannel) {
     EXPECT_EQ(std::filesystem::file_size("/tmp/recording"), 10U * 1920 * 1080 * 2);
 }
 
-TEST_F(Capture, SeveralReconfigurationsLeaveNothingBehind) {
+TEST_F(CaptureTest, SeveralReconfigurationsLeaveNothingBehind) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -254,7 +254,7 @@ TEST_F(Capture, SeveralReconfigurationsLeaveNothingBehind) {
         << descriptorsOf(service().id()) << " instead of " << descriptors;
 }
 
-TEST_F(Capture, WithoutAnIngestServiceThereIsNoPauseAndTheRequestsAreRefused) {
+TEST_F(CaptureTest, WithoutAnIngestServiceThereIsNoPauseAndTheRequestsAreRefused) {
     configure("<TarnHubConfig/>\n");
     startService();
     EXPECT_FALSE(service().log().contains("Deltacast handler"));

@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class CaptureTransaction : public CaptureBed {
+class CaptureTransactionTest : public CaptureBed {
   protected:
     /// There is no such format: the ingest service refuses it.
     static void orderTheImpossible() {
@@ -35,21 +35,21 @@ class CaptureTransaction : public CaptureBed {
 };
 
 /// The file of the capture format is a mount point of its own.
-class CaptureFileThatIsAMountPoint : public CaptureTransaction {
+class CaptureFileThatIsAMountPointTest : public CaptureTransactionTest {
   protected:
     void SetUp() override {
-        CaptureTransaction::SetUp();
+        CaptureTransactionTest::SetUp();
         std::ofstream("/tmp/outside").flush();
         std::ofstream(persistentFile).flush();
         ASSERT_EQ(::mount("/tmp/outside", persistentFile, nullptr, MS_BIND, nullptr), 0);
     }
     void TearDown() override {
-        CaptureTransaction::TearDown();
+        CaptureTransactionTest::TearDown();
         EXPECT_EQ(::umount2(persistentFile, MNT_DETACH), 0);
     }
 };
 
-TEST_F(CaptureTransaction, AFormatThatIsRefusedGivesWayToTheLastOneThatRan) {
+TEST_F(CaptureTransactionTest, AFormatThatIsRefusedGivesWayToTheLastOneThatRan) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -63,7 +63,7 @@ TEST_F(CaptureTransaction, AFormatThatIsRefusedGivesWayToTheLastOneThatRan) {
     EXPECT_EQ(frameSize(0), 1280U * 720 * 2);
 }
 
-TEST_F(CaptureTransaction, AFormatThatIsRefusedDoesNotOutliveARestart) {
+TEST_F(CaptureTransactionTest, AFormatThatIsRefusedDoesNotOutliveARestart) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"0"}).exitStatus, 0);
@@ -77,7 +77,7 @@ TEST_F(CaptureTransaction, AFormatThatIsRefusedDoesNotOutliveARestart) {
     EXPECT_EQ(frameSize(0), 1280U * 720 * 2);
 }
 
-TEST_F(CaptureTransaction, WithoutOneThatRanTheDefaultFormatIsTaken) {
+TEST_F(CaptureTransactionTest, WithoutOneThatRanTheDefaultFormatIsTaken) {
     configureIngest();
     startService();
     const auto before = service().logLength();
@@ -89,7 +89,7 @@ TEST_F(CaptureTransaction, WithoutOneThatRanTheDefaultFormatIsTaken) {
     EXPECT_TRUE(isInForce("1080i25 uyvy422_8 0"));
 }
 
-TEST_F(CaptureTransaction, AfterARefusedFormatTheNextOneIsLaunchedInTheNextCycle) {
+TEST_F(CaptureTransactionTest, AfterARefusedFormatTheNextOneIsLaunchedInTheNextCycle) {
     configureIngest();
     startService();
     orderTheImpossible();
@@ -104,7 +104,7 @@ TEST_F(CaptureTransaction, AfterARefusedFormatTheNextOneIsLaunchedInTheNextCycle
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
 
-TEST_F(CaptureTransaction, AnOrderThatAStopInterruptedIsCarriedOutByTheNextService) {
+TEST_F(CaptureTransactionTest, AnOrderThatAStopInterruptedIsCarriedOutByTheNextService) {
     configureMisbehaving("--ignore-stop");
     startService();
     orderFormat({"720", "p", "50"}, {"0"});
@@ -118,7 +118,7 @@ TEST_F(CaptureTransaction, AnOrderThatAStopInterruptedIsCarriedOutByTheNextServi
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
 
-TEST_F(CaptureTransaction, AnOrderThatAKillInterruptedIsCarriedOutByTheNextService) {
+TEST_F(CaptureTransactionTest, AnOrderThatAKillInterruptedIsCarriedOutByTheNextService) {
     configureMisbehaving("--ignore-stop");
     startService();
     orderFormat({"720", "p", "50"}, {"0"});
@@ -131,7 +131,7 @@ TEST_F(CaptureTransaction, AnOrderThatAKillInterruptedIsCarriedOutByTheNextServi
     EXPECT_NE(misbehavingProcesses(), stubborn);
 }
 
-TEST_F(CaptureTransaction, TheLastFormatComesBackAfterAKillAndAReboot) {
+TEST_F(CaptureTransactionTest, TheLastFormatComesBackAfterAKillAndAReboot) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"720", "p", "50"}, {"2"}).exitStatus, 0);
@@ -143,7 +143,7 @@ TEST_F(CaptureTransaction, TheLastFormatComesBackAfterAKillAndAReboot) {
     EXPECT_EQ(frameSize(2), 1280U * 720 * 2);
 }
 
-TEST_F(CaptureFileThatIsAMountPoint, KeepsTheLastFormat) {
+TEST_F(CaptureFileThatIsAMountPointTest, KeepsTheLastFormat) {
     configureIngest();
     startService();
     ASSERT_EQ(setFormat({"576", "i", "25"}, {"0", "1", "2"}).exitStatus, 0);
@@ -155,7 +155,7 @@ TEST_F(CaptureFileThatIsAMountPoint, KeepsTheLastFormat) {
     EXPECT_TRUE(isInForce("720p50 uyvy422_8 0"));
 }
 
-TEST_F(CaptureFileThatIsAMountPoint, KeepsTheLastFormatInAFolderThatCannotBeWritten) {
+TEST_F(CaptureFileThatIsAMountPointTest, KeepsTheLastFormatInAFolderThatCannotBeWritten) {
     const auto* const folder = "/tmp/closed";
     const auto file = std::string(folder) + "/format";
     std::filesystem::create_directory(folder);

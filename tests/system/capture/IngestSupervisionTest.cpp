@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class IngestSupervision : public CaptureBed {
+class IngestSupervisionTest : public CaptureBed {
   protected:
     static constexpr auto startFailed =
         "... Failed waiting for device start. Persistent jobs may end up in error";
@@ -40,7 +40,7 @@ class IngestSupervision : public CaptureBed {
     }
 };
 
-TEST_F(IngestSupervision, AnIngestServiceThatNeedsFourSecondsIsWaitedFor) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatNeedsFourSecondsIsWaitedFor) {
     configureMisbehaving("--start-after 4");
     startService();
     EXPECT_TRUE(service().log().contains(reconfigured));
@@ -48,7 +48,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatNeedsFourSecondsIsWaitedFor) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(IngestSupervision, AnInterruptWhileOneIsWaitedForLogsNoError) {
+TEST_F(IngestSupervisionTest, AnInterruptWhileOneIsWaitedForLogsNoError) {
     configureMisbehaving("--start-after 9");
     launchService();
     ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
@@ -59,7 +59,7 @@ TEST_F(IngestSupervision, AnInterruptWhileOneIsWaitedForLogsNoError) {
     EXPECT_FALSE(service().log().find("ERROR", before)) << service().log().text();
 }
 
-TEST_F(IngestSupervision, AnIngestServiceThatNeedsNineSecondsIsWaitedFor) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatNeedsNineSecondsIsWaitedFor) {
     configureMisbehaving("--start-after 9");
     startService();
     EXPECT_TRUE(service().waitForLog(reconfigured));
@@ -67,7 +67,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatNeedsNineSecondsIsWaitedFor) {
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(IngestSupervision, AnIngestServiceThatNeedsTwelveSecondsIsGivenUpAndTakenWhenItAnswers) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatNeedsTwelveSecondsIsGivenUpAndTakenWhenItAnswers) {
     configureMisbehaving("--start-after 12");
     startService();
     EXPECT_TRUE(service().log().contains(startFailed));
@@ -76,7 +76,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatNeedsTwelveSecondsIsGivenUpAndTaken
     EXPECT_EQ(format(), "1080i25 uyvy422_8 0");
 }
 
-TEST_F(IngestSupervision, AnIngestServiceThatIgnoresTheStopCommandIsKilled) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatIgnoresTheStopCommandIsKilled) {
     configureMisbehaving("--ignore-stop");
     startService();
     const auto stubborn = misbehavingProcesses();
@@ -92,7 +92,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatIgnoresTheStopCommandIsKilled) {
     EXPECT_NE(misbehavingProcesses(), stubborn);
 }
 
-TEST_F(IngestSupervision, AStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
+TEST_F(IngestSupervisionTest, AStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
     Process stranger({"sleep", "1000"});
     configureMisbehaving("--pid " + std::to_string(stranger.id()));
     startService();
@@ -101,7 +101,7 @@ TEST_F(IngestSupervision, AStrangerWhoseIdTheIngestServiceTellsIsLeftAlone) {
 
 // In its own namespaces, and with another path to the same socket, it is in no table of ours, and
 // the id that it tells is a stranger's here.
-TEST_F(IngestSupervision, AStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
+TEST_F(IngestSupervisionTest, AStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNamespacesTells) {
     Process stranger({"sleep", "1000"});
     std::filesystem::create_directory("/tmp/elsewhere");
     std::filesystem::create_symlink("/tmp/elsewhere/deltacast", "/tmp/deltacast");
@@ -114,7 +114,7 @@ TEST_F(IngestSupervision, AStrangerIsLeftAloneWhoseIdAnIngestServiceOfOtherNames
     std::filesystem::remove_all("/tmp/elsewhere");
 }
 
-TEST_F(IngestSupervision, WithoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {
+TEST_F(IngestSupervisionTest, WithoutAUsableProcessIdTheIngestServiceIsOnlyToldToStop) {
     for (const auto* pid : {"none", "many"}) {
         configureMisbehaving(std::string("--pid ") + pid);
         auto& run = startService();
@@ -135,7 +135,7 @@ TEST_F(IngestSupervision, WithoutAUsableProcessIdTheIngestServiceIsOnlyToldToSto
     }
 }
 
-TEST_F(IngestSupervision, AnIngestServiceThatDiesAtOnceStopsNothingElse) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatDiesAtOnceStopsNothingElse) {
     configureMisbehaving("--die-at-once");
     startService();
     EXPECT_TRUE(service().log().contains(startFailed));
@@ -144,7 +144,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatDiesAtOnceStopsNothingElse) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(IngestSupervision, JobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain) {
+TEST_F(IngestSupervisionTest, JobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain) {
     configureMisbehaving("");
     startService();
     const auto job = startJob({.pipeline = endless, .persistent = true, .persistentName = "kept"});
@@ -166,7 +166,7 @@ TEST_F(IngestSupervision, JobsComeBackAlsoWhenTheIngestServiceWasWaitedForInVain
     EXPECT_TRUE(back.destroy(JobCommands::End::ForGood));
 }
 
-TEST_F(IngestSupervision, AnIngestServiceThatAnswersWronglyIsNeverRunning) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatAnswersWronglyIsNeverRunning) {
     configureMisbehaving("--answers wrong-type");
     startService();
     EXPECT_TRUE(service().log().contains("Failed polling device: unexpected reply type"));
@@ -174,7 +174,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatAnswersWronglyIsNeverRunning) {
     EXPECT_EQ(format(), "tarnctl: No device\n");
 }
 
-TEST_F(IngestSupervision, AnIngestServiceThatDoesNotDescribeItselfIsNeverRunning) {
+TEST_F(IngestSupervisionTest, AnIngestServiceThatDoesNotDescribeItselfIsNeverRunning) {
     configureMisbehaving("--no-description");
     startService();
     EXPECT_TRUE(service().log().contains("Failed pinging device: "));
@@ -182,7 +182,7 @@ TEST_F(IngestSupervision, AnIngestServiceThatDoesNotDescribeItselfIsNeverRunning
     EXPECT_EQ(format(), "tarnctl: No device\n");
 }
 
-TEST_F(IngestSupervision, AStopEndsTheLookForTheIngestService) {
+TEST_F(IngestSupervisionTest, AStopEndsTheLookForTheIngestService) {
     configureIngest();
     launchService();
     ASSERT_TRUE(service().waitForLog("Leaving some time for Deltacast handler"));
@@ -190,14 +190,14 @@ TEST_F(IngestSupervision, AStopEndsTheLookForTheIngestService) {
     EXPECT_FALSE(service().log().contains("... Done"));
 }
 
-TEST_F(IngestSupervision, AStopEndsTheWaitForASlowIngestService) {
+TEST_F(IngestSupervisionTest, AStopEndsTheWaitForASlowIngestService) {
     configureMisbehaving("--start-after 1000");
     launchService();
     ASSERT_TRUE(service().waitForLog("Waiting at most 10 seconds for Service to start..."));
     expectPromptStop(4s);
 }
 
-TEST_F(IngestSupervision, AStopEndsTheWaitForAnIngestServiceThatDoesNotEnd) {
+TEST_F(IngestSupervisionTest, AStopEndsTheWaitForAnIngestServiceThatDoesNotEnd) {
     configureMisbehaving("--ignore-stop");
     startService();
     orderFormat({"720", "p", "50"}, {"0"});

@@ -90,7 +90,7 @@ class Member {
     bool isHalted = false;
 };
 
-class DeviceFleet : public SystemTest {
+class DeviceFleetTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -176,7 +176,7 @@ void expectEqual(const Devices& actual, const Devices& expected, const std::stri
     }
 }
 
-TEST_F(DeviceFleet, IsSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
+TEST_F(DeviceFleetTest, IsSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
     startService();
     const GatewayFollower first(publishedEvents);
     const GatewayFollower second(publishedEvents);
@@ -204,7 +204,7 @@ TEST_F(DeviceFleet, IsSeenAsItIsByTheServiceTheGatewayAndEverySubscriber) {
     expectEqual(newcomer.devices(), said, "at a newcomer");
 }
 
-TEST_F(DeviceFleet, IsSeenAsItIsAfterTheGatewayAndTheServiceWereKilled) {
+TEST_F(DeviceFleetTest, IsSeenAsItIsAfterTheGatewayAndTheServiceWereKilled) {
     startService();
     const GatewayFollower follower(publishedEvents);
     ASSERT_TRUE(follower.waitForBatchAfter(0));

@@ -16,7 +16,7 @@ using namespace std::chrono_literals;
 
 constexpr auto lostBatch = "Internal Event Emitter > Failed sending events on ";
 
-class HaltedGateway : public SystemTest {
+class HaltedGatewayTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -63,7 +63,7 @@ class HaltedGateway : public SystemTest {
     std::vector<std::string> sockets;
 };
 
-TEST_F(HaltedGateway, LeavesNoFollowerWithAnOldTree) {
+TEST_F(HaltedGatewayTest, LeavesNoFollowerWithAnOldTree) {
     startLargeDevices();
     auto& changing = startDevice("changing", {"--seed", "7", "--changes", "23"});
     configureSections(sections);

@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Monitoring : public SystemTest {
+class MonitoringTest : public SystemTest {
   protected:
     void TearDown() override {
         if (service().isRunning()) {
@@ -57,7 +57,7 @@ class Monitoring : public SystemTest {
     std::unique_ptr<Process> hostMonitor;
 };
 
-TEST_F(Monitoring, TheHostIsInTheListAndInTheTree) {
+TEST_F(MonitoringTest, TheHostIsInTheListAndInTheTree) {
     startGateway();
     startHostMonitor();
     startServiceWithHost();
@@ -71,7 +71,7 @@ TEST_F(Monitoring, TheHostIsInTheListAndInTheTree) {
     EXPECT_EQ(tarnctl({"tree", "nobody"}).exitStatus, 1);
 }
 
-TEST_F(Monitoring, AFollowerSeesTheHostComeGoAndComeAgain) {
+TEST_F(MonitoringTest, AFollowerSeesTheHostComeGoAndComeAgain) {
     startGateway();
     startServiceWithHost();
     Process follower(tarnctlCommand({"events", "--follow"}));
@@ -92,7 +92,7 @@ TEST_F(Monitoring, AFollowerSeesTheHostComeGoAndComeAgain) {
     EXPECT_EQ(follower.waitForEnd(20s), Ending::exited(130)) << follower.output().text();
 }
 
-TEST_F(Monitoring, ATreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
+TEST_F(MonitoringTest, ATreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
     startGateway();
     startHostMonitor();
     startServiceWithHost();
@@ -112,7 +112,7 @@ TEST_F(Monitoring, ATreeThatIsWatchedSurvivesRestartsOfGatewayAndService) {
     EXPECT_EQ(watcher.waitForEnd(20s), Ending::exited(130)) << watcher.output().text();
 }
 
-TEST_F(Monitoring, WithoutAGatewayItIsSaidWithinTheTimeout) {
+TEST_F(MonitoringTest, WithoutAGatewayItIsSaidWithinTheTimeout) {
     startServiceWithHost();
     const auto result = tarnctl({"events", "--follow", "--timeout", "0.3"});
     EXPECT_EQ(result.exitStatus, 3);
@@ -122,7 +122,7 @@ TEST_F(Monitoring, WithoutAGatewayItIsSaidWithinTheTimeout) {
     EXPECT_LT(result.duration, 5s);
 }
 
-TEST_F(Monitoring, WithoutAGatewayTheEventsCanBeReceivedInItsPlace) {
+TEST_F(MonitoringTest, WithoutAGatewayTheEventsCanBeReceivedInItsPlace) {
     Process receiver(tarnctlCommand({"events", "--bind", "--follow", "--count", "1"}));
     ASSERT_TRUE(eventually([] { return ::access("/tmp/events", F_OK) == 0; }));
     startHostMonitor();

@@ -22,7 +22,7 @@ constexpr auto odd = "ipc:///tmp/odd-device";
 constexpr auto fine = "ipc:///tmp/fine-device";
 constexpr auto oddEvents = "ipc:///tmp/odd-device-events";
 
-class RefusedDevices : public SystemTest {
+class RefusedDevicesTest : public SystemTest {
   protected:
     void TearDown() override {
         devices.clear();
@@ -81,7 +81,7 @@ class RefusedDevices : public SystemTest {
     std::vector<std::unique_ptr<Process>> devices;
 };
 
-TEST_F(RefusedDevices, OneThatIsTooDeepIsInErrorAndEverybodyCanReadTheTree) {
+TEST_F(RefusedDevicesTest, OneThatIsTooDeepIsInErrorAndEverybodyCanReadTheTree) {
     const auto& device = startDevice(odd, {"--id", "odd", "--levels", "97", "--fit-after", "6"});
     startDevice(fine, {"--id", "fine", "--nodes", "3"});
     startServiceWith({odd, fine});
@@ -93,14 +93,14 @@ TEST_F(RefusedDevices, OneThatIsTooDeepIsInErrorAndEverybodyCanReadTheTree) {
     expectShown("odd", "parts: 0 ");
 }
 
-TEST_F(RefusedDevices, OneThatIsTooLargeIsInError) {
+TEST_F(RefusedDevicesTest, OneThatIsTooLargeIsInError) {
     startDevice(odd, {"--id", "odd", "--bytes", "30000000"});
     startServiceWith({odd});
     expectShown("odd", "parts: 0 Refused: description of more than 524288 bytes");
     EXPECT_EQ(refusals(), 1U);
 }
 
-TEST_F(RefusedDevices, AnEventThatIsTooDeepIsNoDifferenceThatIsLostForEver) {
+TEST_F(RefusedDevicesTest, AnEventThatIsTooDeepIsNoDifferenceThatIsLostForEver) {
     startDevice(odd, {"--id", "odd", "--nodes", "3", "--event-endpoint", oddEvents,
                       "--event-levels", "97", "--interval", "3600000"});
     startServiceWith({odd});
@@ -109,7 +109,7 @@ TEST_F(RefusedDevices, AnEventThatIsTooDeepIsNoDifferenceThatIsLostForEver) {
     EXPECT_EQ(refusals(), 1U);
 }
 
-TEST_F(RefusedDevices, AnEventThatIsTooLargeIsNoDifferenceThatIsLostForEver) {
+TEST_F(RefusedDevicesTest, AnEventThatIsTooLargeIsNoDifferenceThatIsLostForEver) {
     startDevice(odd, {"--id", "odd", "--nodes", "3", "--event-endpoint", oddEvents, "--event-bytes",
                       "12000000", "--interval", "3600000"});
     startServiceWith({odd});
@@ -119,7 +119,7 @@ TEST_F(RefusedDevices, AnEventThatIsTooLargeIsNoDifferenceThatIsLostForEver) {
         service().log().contains("Device odd is refused: event of more than 8388608 bytes"));
 }
 
-TEST_F(RefusedDevices, OneThatGoesLeavesThePartOfItsIdInAnotherDevice) {
+TEST_F(RefusedDevicesTest, OneThatGoesLeavesThePartOfItsIdInAnotherDevice) {
     const auto& leaving = startDevice(odd, {"--id", "fine.1"});
     startDevice(fine, {"--id", "fine", "--nodes", "2"});
     startServiceWith({odd, fine});
@@ -130,7 +130,7 @@ TEST_F(RefusedDevices, OneThatGoesLeavesThePartOfItsIdInAnotherDevice) {
     EXPECT_EQ(shown("fine"), "parts: 1 ");
 }
 
-TEST_F(RefusedDevices, OneThatNamesAPortOrAFileElsewhereIsPolled) {
+TEST_F(RefusedDevicesTest, OneThatNamesAPortOrAFileElsewhereIsPolled) {
     const auto& first = startDevice(odd, {"--event-endpoint", "tcp://*:4444"});
     const auto& second = startDevice(fine, {"--event-endpoint", "ipc:///run/x", "--id", "second"});
     startServiceWith({odd, fine});
@@ -152,7 +152,7 @@ TEST_F(RefusedDevices, OneThatNamesAPortOrAFileElsewhereIsPolled) {
         std::runtime_error);
 }
 
-TEST_F(RefusedDevices, TheEventEndpointOfOneThatIsGoneIsNotListenedToAnyMore) {
+TEST_F(RefusedDevicesTest, TheEventEndpointOfOneThatIsGoneIsNotListenedToAnyMore) {
     const auto& device = startDevice(odd, {"--id", "odd", "--event-endpoint", oddEvents});
     startServiceWith({odd});
     ASSERT_TRUE(device.output().waitFor("REQUEST PING"));

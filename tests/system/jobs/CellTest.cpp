@@ -23,7 +23,7 @@ using End = Job::End;
 constexpr auto media = "/tmp/jobs/media";
 constexpr auto recordings = "/tmp/jobs/recordings";
 
-class Cells : public SystemTest {
+class CellsTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -79,7 +79,7 @@ std::string processOf(const std::string& program) {
     return found.empty() ? "0" : std::to_string(found.front().id);
 }
 
-TEST_F(Cells, AnIntruderReadsNothingOfTheServiceAndOfOtherJobs) {
+TEST_F(CellsTest, AnIntruderReadsNothingOfTheServiceAndOfOtherJobs) {
     const auto other =
         startJob({.pipeline = endless, .persistent = true, .persistentName = "other"});
     const auto log = other->status()->log_file();
@@ -119,7 +119,7 @@ TEST_F(Cells, AnIntruderReadsNothingOfTheServiceAndOfOtherJobs) {
     EXPECT_TRUE(other->destroy());
 }
 
-TEST_F(Cells, AnIntruderReachesNoSocketAndNoOtherProcess) {
+TEST_F(CellsTest, AnIntruderReachesNoSocketAndNoOtherProcess) {
     const auto other = startJob({.pipeline = endless});
     const auto service = processOf("TarnService");
     const auto launcher = processOf("tarnWorkflowLauncher");
@@ -151,7 +151,7 @@ TEST_F(Cells, AnIntruderReachesNoSocketAndNoOtherProcess) {
     EXPECT_TRUE(other->destroy());
 }
 
-TEST_F(Cells, AnIntruderWritesWhereJobsWriteAndReadsWhereTheyRead) {
+TEST_F(CellsTest, AnIntruderWritesWhereJobsWriteAndReadsWhereTheyRead) {
     std::ofstream(std::string(media) + "/clip") << "frames";
     auto outcomes = exploit(
         "read /tmp/jobs/media/clip;write /tmp/jobs/media/clip;"
@@ -165,7 +165,7 @@ TEST_F(Cells, AnIntruderWritesWhereJobsWriteAndReadsWhereTheyRead) {
     EXPECT_EQ(outcomes["write /etc/ld.so.cache"], "EACCES");
 }
 
-TEST_F(Cells, AJobRecordsBelowItsFolderAndIsRefusedElsewhere) {
+TEST_F(CellsTest, AJobRecordsBelowItsFolderAndIsRefusedElsewhere) {
     const auto job = startJob({.pipeline = "videotestsrc is-live=true num-buffers=60 ! "
                                            "filesink location=/tmp/jobs/recordings/result"});
     const auto end = job->waitForEnd();
@@ -178,12 +178,12 @@ TEST_F(Cells, AJobRecordsBelowItsFolderAndIsRefusedElsewhere) {
     EXPECT_FALSE(fs::exists("/tmp/jobs/x"));
 }
 
-TEST_F(Cells, AnElementThatIsRefusedIsNamed) {
+TEST_F(CellsTest, AnElementThatIsRefusedIsNamed) {
     ASSERT_TRUE(api().submit({.pipeline = "videotestsrc ! fdsink"}));
     EXPECT_TRUE(waitForRefusal("no element \"fdsink\"; the configuration refuses fdsink"));
 }
 
-TEST_F(Cells, TheJobsLogSaysWhatItsCellIsMadeOf) {
+TEST_F(CellsTest, TheJobsLogSaysWhatItsCellIsMadeOf) {
     const auto job = startJob({.pipeline = endless});
     EXPECT_THAT(logOf(*job), HasSubstr("Cell: "));
     EXPECT_THAT(logOf(*job), HasSubstr("no capabilities"));
@@ -191,12 +191,12 @@ TEST_F(Cells, TheJobsLogSaysWhatItsCellIsMadeOf) {
     EXPECT_TRUE(job->destroy());
 }
 
-class CellsOfAnotherUser : public Cells {
+class CellsOfAnotherUserTest : public CellsTest {
   protected:
     std::string user() const override { return "nobody"; }
 
     void SetUp() override {
-        Cells::SetUp();
+        CellsTest::SetUp();
         job = startJob({.pipeline = endless});
         if (logOf(*job).find("user nobody") == std::string::npos) {
             EXPECT_TRUE(job->destroy());
@@ -207,7 +207,7 @@ class CellsOfAnotherUser : public Cells {
     std::unique_ptr<Job> job;
 };
 
-TEST_F(CellsOfAnotherUser, AnIntruderIsKeptOutBySocketFilesToo) {
+TEST_F(CellsOfAnotherUserTest, AnIntruderIsKeptOutBySocketFilesToo) {
     // With shared memory in its pipeline it may open Unix sockets.
     auto outcomes = exploit("connect /tmp/requests;connect /tmp/resource;write " +
                                 std::string(recordings) + "/new;read /proc/self/status",
@@ -219,7 +219,7 @@ TEST_F(CellsOfAnotherUser, AnIntruderIsKeptOutBySocketFilesToo) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(CellsOfAnotherUser, AJobEndsWhenItIsAskedToAndWithItsLauncher) {
+TEST_F(CellsOfAnotherUserTest, AJobEndsWhenItIsAskedToAndWithItsLauncher) {
     EXPECT_TRUE(job->destroy());
     EXPECT_EQ(job->waitForEnd()->reason(), End::DESTROYED);
     ASSERT_TRUE(eventually([] { return processesRunning("tarnWorkflowLauncher").empty(); }));

@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Engines : public SystemTest {
+class EnginesTest : public SystemTest {
   protected:
     std::optional<api::ServiceToApiReplyEngineSubmission> submit(const std::string& name,
                                                                  const std::string& settings) {
@@ -29,7 +29,7 @@ class Engines : public SystemTest {
     }
 };
 
-TEST_F(Engines, AnEngineRunsAnswersAndEndsWhenItIsToldTo) {
+TEST_F(EnginesTest, AnEngineRunsAnswersAndEndsWhenItIsToldTo) {
     startService();
     const auto endpoints = submit("mixer", endless);
     ASSERT_TRUE(endpoints);
@@ -43,14 +43,14 @@ TEST_F(Engines, AnEngineRunsAnswersAndEndsWhenItIsToldTo) {
     EXPECT_EQ(end->reason(), Job::End::DESTROYED);
 }
 
-TEST_F(Engines, HostileTextsTouchNothing) {
+TEST_F(EnginesTest, HostileTextsTouchNothing) {
     startService();
     ASSERT_TRUE(submit("x; touch /tmp/hit", "$(touch /tmp/hit) `touch /tmp/hit`"));
     EXPECT_TRUE(api().info());
     EXPECT_NE(::access("/tmp/hit", F_OK), 0);
 }
 
-TEST_F(Engines, ALauncherThatDoesNotExistIsLoggedAndTheNextRequestIsServed) {
+TEST_F(EnginesTest, ALauncherThatDoesNotExistIsLoggedAndTheNextRequestIsServed) {
     configureSections("<Paths><EngineLauncher>/no/such/launcher</EngineLauncher></Paths>");
     startService();
     ASSERT_TRUE(submit("mixer", endless));

@@ -83,9 +83,9 @@ const std::vector<Place> places = {
      }},
 };
 
-class AHostileText : public SystemTest, public ::testing::WithParamInterface<Place> {};
+class AHostileTextTest : public SystemTest, public ::testing::WithParamInterface<Place> {};
 
-TEST_P(AHostileText, TouchesNothingAndTheNextRequestIsServed) {
+TEST_P(AHostileTextTest, TouchesNothingAndTheNextRequestIsServed) {
     startService();
     const auto etcBefore = entriesOf("/etc");
     for (const auto& hostile : hostileTexts) {
@@ -103,7 +103,7 @@ TEST_P(AHostileText, TouchesNothingAndTheNextRequestIsServed) {
     EXPECT_EQ(entriesOf("/etc"), etcBefore);
 }
 
-INSTANTIATE_TEST_SUITE_P(In, AHostileText, ::testing::ValuesIn(places),
+INSTANTIATE_TEST_SUITE_P(In, AHostileTextTest, ::testing::ValuesIn(places),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace

@@ -13,7 +13,7 @@ namespace {
 using namespace std::chrono_literals;
 using End = Job::End;
 
-class Jobs : public SystemTest {
+class JobsTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -21,7 +21,7 @@ class Jobs : public SystemTest {
     }
 };
 
-TEST_F(Jobs, AJobRunsToTheEndOfItsStream) {
+TEST_F(JobsTest, AJobRunsToTheEndOfItsStream) {
     // Live for three seconds, so that it is seen to run and the subscription is there before the
     // end.
     const auto job = startJob(
@@ -36,7 +36,7 @@ TEST_F(Jobs, AJobRunsToTheEndOfItsStream) {
     EXPECT_TRUE(service().waitForLog("Job setup properly sent"));
 }
 
-TEST_F(Jobs, ARunningJobIsFoundByItsIdAndItsProperties) {
+TEST_F(JobsTest, ARunningJobIsFoundByItsIdAndItsProperties) {
     const auto job = startJob({.pipeline = endless,
                                .name = "camera one",
                                .properties = {{"studio", {"2", "3"}}, {"Endpoint", {"mine"}}}});
@@ -53,7 +53,7 @@ TEST_F(Jobs, ARunningJobIsFoundByItsIdAndItsProperties) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(Jobs, AJobReportsItsProgressAndEndsWhenItIsAskedTo) {
+TEST_F(JobsTest, AJobReportsItsProgressAndEndsWhenItIsAskedTo) {
     const auto job = startJob({.pipeline = endless});
     EXPECT_TRUE(job->waitForEvent(
         [](const Job::Event& event) { return event.type() == Job::Event::PROGRESS; }));
@@ -64,7 +64,7 @@ TEST_F(Jobs, AJobReportsItsProgressAndEndsWhenItIsAskedTo) {
     EXPECT_TRUE(eventuallyWithin(3s, [&] { return !isListed(job->id()); }));
 }
 
-TEST_F(Jobs, APipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) {
+TEST_F(JobsTest, APipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) {
     ASSERT_TRUE(api().submit({.pipeline = "videotestsrc ! nosuchelement ! fakesink"}));
     EXPECT_TRUE(waitForRefusal("no element \"nosuchelement\""));
     const auto job = startJob({.pipeline = endless});
@@ -72,7 +72,7 @@ TEST_F(Jobs, APipelineThatDoesNotParseIsRefusedWithItsMessageAndTheNextJobRuns) 
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(Jobs, AJobWithTheIdOfARunningOneIsNotLaunched) {
+TEST_F(JobsTest, AJobWithTheIdOfARunningOneIsNotLaunched) {
     const auto job = startJob({.pipeline = endless});
     const auto oneLauncher = [] { return processesRunning("tarnWorkflowLauncher").size() == 1; };
     ASSERT_TRUE(eventually(oneLauncher));  // the one that detached from it may still be ending
@@ -85,9 +85,9 @@ TEST_F(Jobs, AJobWithTheIdOfARunningOneIsNotLaunched) {
     EXPECT_TRUE(job->destroy());
 }
 
-class CrashingJob : public Jobs, public ::testing::WithParamInterface<int> {};
+class CrashingJobTest : public JobsTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(CrashingJob, NamesTheSignalInItsLastEventAndLeavesTheListWithinTwoSeconds) {
+TEST_P(CrashingJobTest, NamesTheSignalInItsLastEventAndLeavesTheListWithinTwoSeconds) {
     const auto other = startJob({.pipeline = endless});
     const auto job = startJob({.pipeline = endless});
     const auto status = job->status();
@@ -102,12 +102,12 @@ TEST_P(CrashingJob, NamesTheSignalInItsLastEventAndLeavesTheListWithinTwoSeconds
     EXPECT_TRUE(other->destroy());
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, CrashingJob, ::testing::Values(SIGSEGV, SIGKILL, SIGABRT),
+INSTANTIATE_TEST_SUITE_P(Signals, CrashingJobTest, ::testing::Values(SIGSEGV, SIGKILL, SIGABRT),
                          [](const auto& test) {
                              return std::string("sig") + ::sigabbrev_np(test.param);
                          });
 
-TEST_F(Jobs, AJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
+TEST_F(JobsTest, AJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
     const auto job = startJob({.pipeline = endless});
     const auto launchers = processesRunning("tarnWorkflowLauncher");
     ASSERT_FALSE(launchers.empty());
@@ -123,7 +123,7 @@ TEST_F(Jobs, AJobWhoseLauncherIsKilledLeavesTheListAndNothingRunning) {
     }
 }
 
-TEST_F(Jobs, ManyJobsRunAtOnceAndAllEndWithTheService) {
+TEST_F(JobsTest, ManyJobsRunAtOnceAndAllEndWithTheService) {
     constexpr std::size_t many = 8;
     for (std::size_t i = 0; i < many; ++i) {
         ASSERT_TRUE(api().submit({.pipeline = endless}));

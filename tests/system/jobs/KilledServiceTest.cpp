@@ -15,9 +15,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class KilledService : public SystemTest {};
+class KilledServiceTest : public SystemTest {};
 
-TEST_F(KilledService, LeavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
+TEST_F(KilledServiceTest, LeavesItsJobToTheNextOneWhichListsItAndCanStopIt) {
     startService();
     const auto job = startJob({.pipeline = endless, .properties = {{"studio", {"1"}}}});
     service().killHard();
@@ -45,7 +45,7 @@ SQLite::Database otherUserOfTheRegistry() {
     throw std::runtime_error("there is no registry");
 }
 
-TEST_F(KilledService, LeavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
+TEST_F(KilledServiceTest, LeavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
     startService();
     auto other = otherUserOfTheRegistry();
     std::optional<SQLite::Transaction> held(std::in_place, other,
@@ -62,7 +62,7 @@ TEST_F(KilledService, LeavesJobsThatEnteredWhileSomebodyHeldItsRegistryToo) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(KilledService, LeavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
+TEST_F(KilledServiceTest, LeavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
     startService();
     const auto job = startJob({.pipeline = endless});
     service().killHard();
@@ -73,7 +73,7 @@ TEST_F(KilledService, LeavesItsJobToTheNextOneWhichStopsItAtItsOwnEnd) {
     EXPECT_EQ(end->reason(), Job::End::DESTROYED);
 }
 
-TEST_F(KilledService, TenTimesInARowDoesNotDisturbTheJob) {
+TEST_F(KilledServiceTest, TenTimesInARowDoesNotDisturbTheJob) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto pipeline = job->status()->pipeline_pid();
@@ -86,7 +86,7 @@ TEST_F(KilledService, TenTimesInARowDoesNotDisturbTheJob) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(KilledService, TenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinASecond) {
+TEST_F(KilledServiceTest, TenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinASecond) {
     startService();
     std::map<std::string, std::pair<std::unique_ptr<Job>, int>> jobs;  // with their process
     for (int n = 0; n < 6; ++n) {
@@ -109,7 +109,7 @@ TEST_F(KilledService, TenTimesInARowKeepsEveryJobAndEachNextOneListsThemWithinAS
     }
 }
 
-TEST_F(KilledService, AJobThatEndedMeanwhileIsNotListedByTheNextOne) {
+TEST_F(KilledServiceTest, AJobThatEndedMeanwhileIsNotListedByTheNextOne) {
     startService();
     const auto job = startJob({.pipeline = endless});
     service().killHard();

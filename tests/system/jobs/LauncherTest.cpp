@@ -21,7 +21,7 @@ using JobSetup = job::ServiceToJobRequestSetup;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
-class Launcher : public SystemTest {
+class LauncherTest : public SystemTest {
   protected:
     void startWithLauncher(const std::string& path) {
         configureSections("<Paths><WorkflowLauncher>" + path + "</WorkflowLauncher></Paths>");
@@ -85,26 +85,26 @@ class Launcher : public SystemTest {
     std::optional<FakeSetupPeer> peer;
 };
 
-TEST_F(Launcher, ThatDoesNotExistIsAFailedSetup) {
+TEST_F(LauncherTest, ThatDoesNotExistIsAFailedSetup) {
     startWithLauncher("/no/such/launcher");
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, ThatIsNotExecutableIsAFailedSetup) {
+TEST_F(LauncherTest, ThatIsNotExecutableIsAFailedSetup) {
     configure("");
     startWithLauncher("/etc/TarnConfiguration.xml");
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, ThatEndsAtOnceIsAFailedSetup) {
+TEST_F(LauncherTest, ThatEndsAtOnceIsAFailedSetup) {
     startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = endless}));
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, GetsTheSetupOfTheJob) {
+TEST_F(LauncherTest, GetsTheSetupOfTheJob) {
     startWithIdleLauncher();
     const auto given =
         api().submit({.pipeline = "a pipeline",
@@ -137,7 +137,7 @@ TEST_F(Launcher, GetsTheSetupOfTheJob) {
     EXPECT_TRUE(service().waitForLog("INFO  Workflow creator > Job setup properly sent"));
 }
 
-TEST_F(Launcher, OfAPersistentJobIsLabelledWithItsName) {
+TEST_F(LauncherTest, OfAPersistentJobIsLabelledWithItsName) {
     startWithIdleLauncher();
     const auto setup =
         launch({.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"},
@@ -147,7 +147,7 @@ TEST_F(Launcher, OfAPersistentJobIsLabelledWithItsName) {
     expectFailure("Received wrong type of reply to job setup request");
 }
 
-TEST_F(Launcher, OfAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob) {
+TEST_F(LauncherTest, OfAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob) {
     startWithIdleLauncher();
     const auto setup =
         launch({.pipeline = "p", .id = id, .name = "cam1", .persistent = true}, &nothing);
@@ -157,7 +157,7 @@ TEST_F(Launcher, OfAPersistentJobWithoutANameGetsAFileNamedAfterTheTimeAndTheJob
     EXPECT_FALSE(setup.has_persistent_job_name());
 }
 
-TEST_F(Launcher, GetsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
+TEST_F(LauncherTest, GetsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
     startWithIdleLauncher("<Paths><PersistentJobsFolder><none/></PersistentJobsFolder></Paths>");
     const auto setup = launch(
         {.pipeline = "p", .id = id, .persistent = true, .persistentName = "keep.job"}, &nothing);
@@ -166,7 +166,7 @@ TEST_F(Launcher, GetsNoFileWhereNoFolderForPersistentJobsIsConfigured) {
         "Job cannot be set as persistent, as no persistent job folder has been configured."));
 }
 
-TEST_F(Launcher, GetsNoFileForANameThatLeavesTheFolder) {
+TEST_F(LauncherTest, GetsNoFileForANameThatLeavesTheFolder) {
     startWithIdleLauncher();
     const auto setup = launch(
         {.pipeline = "p", .id = id, .persistent = true, .persistentName = "../../etc/x"}, &nothing);
@@ -174,7 +174,7 @@ TEST_F(Launcher, GetsNoFileForANameThatLeavesTheFolder) {
     EXPECT_TRUE(service().waitForLog("../../etc/x"));
 }
 
-TEST_F(Launcher, ThatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
+TEST_F(LauncherTest, ThatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
     startWithIdleLauncher();
     launch({.pipeline = "p", .id = id}, nullptr);
     const MachineTime time;
@@ -183,7 +183,7 @@ TEST_F(Launcher, ThatNeverAnswersHoldsAnInterruptUpForFiveSecondsAtMost) {
     EXPECT_TRUE(service().log().contains("Service terminated"));
 }
 
-TEST_F(Launcher, ThatAnswersWithAnotherTypeIsReported) {
+TEST_F(LauncherTest, ThatAnswersWithAnotherTypeIsReported) {
     startWithIdleLauncher();
     job::JobToServiceReply reply;
     reply.set_success(true);
@@ -191,14 +191,14 @@ TEST_F(Launcher, ThatAnswersWithAnotherTypeIsReported) {
     expectFailure("Received wrong type of reply to job setup request");
 }
 
-TEST_F(Launcher, ThatRefusesIsReportedWithItsReason) {
+TEST_F(LauncherTest, ThatRefusesIsReportedWithItsReason) {
     startWithIdleLauncher();
     const auto reply = setupReply(false, "no such camera");
     launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Job setup failed: no such camera");
 }
 
-TEST_F(Launcher, ThatAnswersWithRandomBytesIsReported) {
+TEST_F(LauncherTest, ThatAnswersWithRandomBytesIsReported) {
     startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
     RawSocket raw(RawSocket::Kind::Reply);
@@ -208,14 +208,14 @@ TEST_F(Launcher, ThatAnswersWithRandomBytesIsReported) {
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, ThatAnswersWithTooMuchIsReported) {
+TEST_F(LauncherTest, ThatAnswersWithTooMuchIsReported) {
     startWithIdleLauncher();
     const auto reply = setupReply(false, std::string(600'000, 'x'));
     launch({.pipeline = "p", .id = id}, &reply);
     expectFailure("Failed starting external job: ");
 }
 
-TEST_F(Launcher, ThatAnswersTooLateOrNeverHoldsTheServiceForFiveSeconds) {
+TEST_F(LauncherTest, ThatAnswersTooLateOrNeverHoldsTheServiceForFiveSeconds) {
     startWithIdleLauncher();
     ASSERT_TRUE(api().submit({.pipeline = "p", .id = id}));
     RawSocket late(RawSocket::Kind::Reply);

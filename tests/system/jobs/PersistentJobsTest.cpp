@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-class PersistentJobs : public PersistentFixture {
+class PersistentJobsTest : public PersistentFixture {
   protected:
     /// What a power cut does: every process dies at once, and the registry is in a folder that is
     /// empty afterwards.
@@ -39,7 +39,7 @@ class PersistentJobs : public PersistentFixture {
     }
 };
 
-TEST_F(PersistentJobs, ComeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
+TEST_F(PersistentJobsTest, ComeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
     const auto kept = startJob(persistent("kept"));
     const auto passing = startJob({.pipeline = endless});
     ASSERT_TRUE(fs::exists(file("kept")));
@@ -56,7 +56,7 @@ TEST_F(PersistentJobs, ComeBackAfterAStopWhichEndsThemAndKeepsTheirFiles) {
     EXPECT_TRUE(eventually([] { return processesRunning("-l kept ").size() == 1; }));
 }
 
-TEST_F(PersistentJobs, ThatStillRunAreLeftAlone) {
+TEST_F(PersistentJobsTest, ThatStillRunAreLeftAlone) {
     const auto job = startJob(persistent("kept"));
     const auto pipeline = job->status()->pipeline_pid();
     service().killHard();
@@ -68,7 +68,7 @@ TEST_F(PersistentJobs, ThatStillRunAreLeftAlone) {
     expectLaunchers(1);
 }
 
-TEST_F(PersistentJobs, ComeBackAfterAPowerCutAndOthersDoNot) {
+TEST_F(PersistentJobsTest, ComeBackAfterAPowerCutAndOthersDoNot) {
     const auto kept = startJob(persistent("kept"));
     const auto passing = startJob({.pipeline = endless});
     cutThePower();
@@ -80,7 +80,7 @@ TEST_F(PersistentJobs, ComeBackAfterAPowerCutAndOthersDoNot) {
     expectLaunchers(1);
 }
 
-TEST_F(PersistentJobs, ThatWereEndedForGoodDoNotComeBack) {
+TEST_F(PersistentJobsTest, ThatWereEndedForGoodDoNotComeBack) {
     const auto job = startJob(persistent("kept"));
     EXPECT_TRUE(job->destroy());
     EXPECT_TRUE(eventually([] { return !fs::exists(file("kept")); }));
@@ -92,7 +92,7 @@ TEST_F(PersistentJobs, ThatWereEndedForGoodDoNotComeBack) {
     EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
 }
 
-TEST_F(PersistentJobs, ThatReachTheEndOfTheirStreamDoNotComeBack) {
+TEST_F(PersistentJobsTest, ThatReachTheEndOfTheirStreamDoNotComeBack) {
     const auto job = startJob(persistent("short",
                                          "videotestsrc is-live=true num-buffers=75 "
                                          "! video/x-raw,framerate=25/1 ! fakesink"));
@@ -100,7 +100,7 @@ TEST_F(PersistentJobs, ThatReachTheEndOfTheirStreamDoNotComeBack) {
     EXPECT_TRUE(eventually([] { return !fs::exists(file("short")); }));
 }
 
-TEST_F(PersistentJobs, HaveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
+TEST_F(PersistentJobsTest, HaveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
     EXPECT_EQ(service().stop(), Ending::exited(0));
     const std::string victim = "/etc/victim";
     std::ofstream(victim) << "precious";
@@ -119,7 +119,7 @@ TEST_F(PersistentJobs, HaveTheFileThatTheyComeFromAndNotTheOneThatItNames) {
     expectLaunchers(0);
 }
 
-TEST_F(PersistentJobs, MayBeCalledWhatNoFileCanBe) {
+TEST_F(PersistentJobsTest, MayBeCalledWhatNoFileCanBe) {
     JobOrder order{.pipeline = endless, .name = "studio 2/cam1", .persistent = true};
     const auto job = startJob(order);
     EXPECT_TRUE(job->status()->persistent());
@@ -130,7 +130,7 @@ TEST_F(PersistentJobs, MayBeCalledWhatNoFileCanBe) {
     EXPECT_TRUE(again->destroy());
 }
 
-TEST_F(PersistentJobs, ComeBackAmongFilesThatAreNone) {
+TEST_F(PersistentJobsTest, ComeBackAmongFilesThatAreNone) {
     const auto job = startJob(persistent("kept"));
     EXPECT_EQ(service().stop(), Ending::exited(0));
     constexpr int badFiles = 200;
@@ -147,7 +147,7 @@ TEST_F(PersistentJobs, ComeBackAmongFilesThatAreNone) {
     expectLaunchers(1);
 }
 
-TEST_F(PersistentJobs, AnInterruptWhileTheyComeBackLeavesOutTheRestAndStopsTheOthers) {
+TEST_F(PersistentJobsTest, AnInterruptWhileTheyComeBackLeavesOutTheRestAndStopsTheOthers) {
     for (int n = 0; n < 5; ++n) {
         startJob(persistent("kept" + std::to_string(n)));
     }

@@ -17,7 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 
-class Recovery : public PersistentFixture {
+class RecoveryTest : public PersistentFixture {
   protected:
     static std::vector<fs::path> registryFiles(const std::string& end) {
         std::vector<fs::path> files;
@@ -53,7 +53,7 @@ class Recovery : public PersistentFixture {
     }
 };
 
-TEST_F(Recovery, OfADeletedRegistryJobsRegisterThemselvesAgain) {
+TEST_F(RecoveryTest, OfADeletedRegistryJobsRegisterThemselvesAgain) {
     const auto jobs = startJobs(3);
     service().killHard();
     deleteRegistry();
@@ -61,7 +61,7 @@ TEST_F(Recovery, OfADeletedRegistryJobsRegisterThemselvesAgain) {
     expectListedWithin(2s, jobs);
 }
 
-TEST_F(Recovery, OfADamagedRegistryItIsPutAsideAndJobsRegisterThemselvesAgain) {
+TEST_F(RecoveryTest, OfADamagedRegistryItIsPutAsideAndJobsRegisterThemselvesAgain) {
     const auto jobs = startJobs(3);
     service().killHard();
     ASSERT_EQ(registryFiles(".registry").size(), 1U);
@@ -72,7 +72,7 @@ TEST_F(Recovery, OfADamagedRegistryItIsPutAsideAndJobsRegisterThemselvesAgain) {
     EXPECT_EQ(registryFiles(".damaged-1").size(), 1U);
 }
 
-TEST_F(Recovery, OfADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
+TEST_F(RecoveryTest, OfADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
     const auto job = startJob(persistent("kept"));
     const auto pipeline = job->status()->pipeline_pid();
     for (int n = 0; n < 3; ++n) {
@@ -85,7 +85,7 @@ TEST_F(Recovery, OfADeletedRegistryAPersistentJobIsNotStartedASecondTime) {
     }
 }
 
-TEST_F(Recovery, AnEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBeforeItEnds) {
+TEST_F(RecoveryTest, AnEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBeforeItEnds) {
     const auto job = startJob(persistent("kept"));
     const auto pipeline = job->status()->pipeline_pid();
     ASSERT_EQ(::kill(pipeline, SIGSTOP), 0);  // so that it takes its time
@@ -101,7 +101,7 @@ TEST_F(Recovery, AnEndForGoodThatWasAnsweredHoldsThoughTheLauncherIsKilledBefore
     EXPECT_FALSE(service().log().contains("Restoring persistent job in file"));
 }
 
-TEST_F(Recovery, TwoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
+TEST_F(RecoveryTest, TwoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
     JobOrder order = persistent("");
     order.name = "same";
     const auto first = startJob(order);
@@ -115,7 +115,7 @@ TEST_F(Recovery, TwoPersistentJobsOfTheSameSecondAndNameBothComeBack) {
     expectLaunchers(3);
 }
 
-TEST_F(Recovery, APersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUntilItIsThere) {
+TEST_F(RecoveryTest, APersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUntilItIsThere) {
     const std::string folder = "/tmp/media";
     fs::create_directory(folder);
     const auto job = startJob(
@@ -136,22 +136,22 @@ TEST_F(Recovery, APersistentJobThatLacksSomethingWhenItComesBackIsPlayedAgainUnt
     EXPECT_TRUE(find(job->id()));
 }
 
-TEST_F(Recovery, ANewPersistentJobThatCannotBePreparedIsRefusedAndNotKept) {
+TEST_F(RecoveryTest, ANewPersistentJobThatCannotBePreparedIsRefusedAndNotKept) {
     ASSERT_TRUE(api().submit(persistent("kept", "videotestsrc ! filesink location=/nowhere/file")));
     EXPECT_TRUE(waitForRefusal());
     EXPECT_FALSE(fs::exists(file("kept")));
 }
 
 /// The folder of the persistent jobs is a small file system of its own.
-class FullDisk : public Recovery {
+class FullDiskTest : public RecoveryTest {
   protected:
     void SetUp() override {
         fs::create_directories(jobsFolder);
         ASSERT_EQ(::mount("small", jobsFolder, "tmpfs", 0, "size=64k"), 0);
-        Recovery::SetUp();
+        RecoveryTest::SetUp();
     }
     void TearDown() override {
-        Recovery::TearDown();
+        RecoveryTest::TearDown();
         EXPECT_EQ(::umount(jobsFolder), 0);
     }
 
@@ -164,7 +164,7 @@ class FullDisk : public Recovery {
     }
 };
 
-TEST_F(FullDisk, ANewJobRunsAndSaysThatItIsNotPersistent) {
+TEST_F(FullDiskTest, ANewJobRunsAndSaysThatItIsNotPersistent) {
     fill();
     const auto job = startJob(persistent("new"));
     EXPECT_FALSE(job->status()->persistent());
@@ -173,7 +173,7 @@ TEST_F(FullDisk, ANewJobRunsAndSaysThatItIsNotPersistent) {
     EXPECT_TRUE(job->destroy());
 }
 
-TEST_F(FullDisk, AJobThatComesBackStaysPersistent) {
+TEST_F(FullDiskTest, AJobThatComesBackStaysPersistent) {
     const auto job = startJob(persistent("kept"));
     EXPECT_EQ(service().stop(), Ending::exited(0));
     fill();

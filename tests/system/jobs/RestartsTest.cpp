@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 namespace fs = std::filesystem;
 namespace monitoring = proto::job_monitoring;
 
-class Restarts : public PersistentFixture {
+class RestartsTest : public PersistentFixture {
   protected:
     static constexpr auto failing =
         "videotestsrc is-live=true ! identity name=wobbly error-after=1 ! fakesink";
@@ -50,7 +50,7 @@ class Restarts : public PersistentFixture {
     }
 };
 
-TEST_F(Restarts, AreTriedWithPatienceAndShownAsWhatTheyAre) {
+TEST_F(RestartsTest, AreTriedWithPatienceAndShownAsWhatTheyAre) {
     const auto job = submitted(persistent("wobbly", failing));
     ASSERT_TRUE(job.waitForEvent(isWaiting));
     ASSERT_TRUE(eventually([&] { return job.status()->restarts() == 3; }, 30s));
@@ -70,7 +70,7 @@ TEST_F(Restarts, AreTriedWithPatienceAndShownAsWhatTheyAre) {
     EXPECT_TRUE(eventually([] { return !fs::exists(file("wobbly")); }));
 }
 
-TEST_F(Restarts, FollowALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
+TEST_F(RestartsTest, FollowALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
     LoopbackSender sender;
     const auto job = submitted(
         persistent("feed", "tcpclientsrc host=127.0.0.1 port=" + std::to_string(sender.port()) +
@@ -94,7 +94,7 @@ TEST_F(Restarts, FollowALiveSourceThatHungUpAndNotAnEndThatWasAskedFor) {
     EXPECT_TRUE(fs::exists(file("feed")));
 }
 
-TEST_F(Restarts, EndWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {
+TEST_F(RestartsTest, EndWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {
     const auto kept = startJob(persistent("kept"));
     const auto ended = startJob(persistent("ended"));
     EXPECT_EQ(tarnctl({"jobs", "stop", kept->id()}).exitStatus, 0);
@@ -103,7 +103,7 @@ TEST_F(Restarts, EndWithAStopForGoodWhichRemovesTheFileAndAPlainOneKeepsIt) {
     EXPECT_FALSE(fs::exists(file("ended")));
 }
 
-TEST_F(Restarts, EndWithAStopOfEverythingForGood) {
+TEST_F(RestartsTest, EndWithAStopOfEverythingForGood) {
     for (int n = 0; n < 3; ++n) {
         startJob(persistent("job" + std::to_string(n)));
     }
@@ -115,7 +115,7 @@ TEST_F(Restarts, EndWithAStopOfEverythingForGood) {
     }
 }
 
-TEST_F(Restarts, AreInTheLogThatTheClientShows) {
+TEST_F(RestartsTest, AreInTheLogThatTheClientShows) {
     const auto job = submitted(persistent("wobbly", failing));
     ASSERT_TRUE(job.waitForEvent(isWaiting));
     const auto shown = tarnctl({"jobs", "log", job.id()});

@@ -16,7 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::HasSubstr;
 
-class Submissions : public SystemTest {
+class SubmissionsTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -35,7 +35,7 @@ class Submissions : public SystemTest {
     }
 };
 
-TEST_F(Submissions, OfPipelinesThatOpenSlowlyHoldTheNextRequestUpForAMomentEach) {
+TEST_F(SubmissionsTest, OfPipelinesThatOpenSlowlyHoldTheNextRequestUpForAMomentEach) {
     constexpr int many = 20;
     const auto began = std::chrono::steady_clock::now();
     const MachineTime time;
@@ -52,7 +52,7 @@ TEST_F(Submissions, OfPipelinesThatOpenSlowlyHoldTheNextRequestUpForAMomentEach)
     EXPECT_TRUE(eventually([this] { return api().jobs()->empty(); }));  // none was ready in time
 }
 
-TEST_F(Submissions, OfAnIdCountAgainAsSoonAsItsJobIsNotListed) {
+TEST_F(SubmissionsTest, OfAnIdCountAgainAsSoonAsItsJobIsNotListed) {
     const auto id = utils::UuidGenerator::Generate();
     for (int round = 0; round < 15; ++round) {
         const auto job = startJob({.pipeline = endless, .id = id});
@@ -66,7 +66,7 @@ TEST_F(Submissions, OfAnIdCountAgainAsSoonAsItsJobIsNotListed) {
     }
 }
 
-TEST_F(Submissions, OfAnIdCountAgainAsSoonAsItsJobHasSaidThatItEnded) {
+TEST_F(SubmissionsTest, OfAnIdCountAgainAsSoonAsItsJobHasSaidThatItEnded) {
     const auto id = utils::UuidGenerator::Generate();
     for (int round = 0; round < 15; ++round) {
         const auto job = startJob({.pipeline = endless, .id = id});
@@ -75,7 +75,7 @@ TEST_F(Submissions, OfAnIdCountAgainAsSoonAsItsJobHasSaidThatItEnded) {
     }
 }
 
-TEST_F(Submissions, ThatAreRefusedTellTheClientWhyAtOnce) {
+TEST_F(SubmissionsTest, ThatAreRefusedTellTheClientWhyAtOnce) {
     const MachineTime time;
     const auto result = submitAndWait("videotestsrc ! nosuchelement ! fakesink");
     EXPECT_LT(time.elapsed(), 2s);
@@ -84,7 +84,7 @@ TEST_F(Submissions, ThatAreRefusedTellTheClientWhyAtOnce) {
     EXPECT_TRUE(waitForRefusal("no element \"nosuchelement\""));
 }
 
-TEST_F(Submissions, ThatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedUntilThen) {
+TEST_F(SubmissionsTest, ThatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedUntilThen) {
     const auto result = submitAndWait(slowOrder().pipeline);
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_THAT(result.err, HasSubstr("the pipeline was not ready in time"));
@@ -92,7 +92,7 @@ TEST_F(Submissions, ThatFailAfterTheirAnswerTellTheClientWhyTooWithTheJobListedU
     EXPECT_FALSE(service().log().contains("Failed starting external job"));
 }
 
-TEST_F(Submissions, WhoseFolderIsGoneSayThatTheyAreNotPersistent) {
+TEST_F(SubmissionsTest, WhoseFolderIsGoneSayThatTheyAreNotPersistent) {
     const auto id = utils::UuidGenerator::Generate();
     ASSERT_EQ(runProcess({"rm", "-rf", "/usr/share/TarnJobs"}).exitStatus, 0);
     const auto job =

@@ -11,7 +11,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 /// On the private machine's own files of users and groups.
-class AccessCommand : public SecurityTest {
+class AccessCommandTest : public SecurityTest {
   protected:
     void SetUp() override {
         SecurityTest::SetUp();
@@ -25,7 +25,7 @@ class AccessCommand : public SecurityTest {
 
 }  // namespace
 
-TEST_F(AccessCommand, GivesAndTakesLevels) {
+TEST_F(AccessCommandTest, GivesAndTakesLevels) {
     const auto granted = tarnctl({"access", "grant", "alice", "operate"});
     EXPECT_EQ(granted.exitStatus, 0) << granted.err;
     EXPECT_EQ(granted.out, "alice has the level operate from the next log-in on\n");
@@ -45,7 +45,7 @@ TEST_F(AccessCommand, GivesAndTakesLevels) {
     EXPECT_THAT(list(), Not(HasSubstr("alice")));
 }
 
-TEST_F(AccessCommand, RefusesWhoIsNotKnown) {
+TEST_F(AccessCommandTest, RefusesWhoIsNotKnown) {
     const auto run = tarnctl({"access", "grant", "mallory", "admin"});
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_THAT(run.err, HasSubstr("this machine knows no user \"mallory\""));
@@ -53,14 +53,14 @@ TEST_F(AccessCommand, RefusesWhoIsNotKnown) {
     EXPECT_EQ(tarnctl({"access", "grant", "--add", "root", "admin"}).exitStatus, 2);
 }
 
-TEST_F(AccessCommand, IsForRoot) {
+TEST_F(AccessCommandTest, IsForRoot) {
     const auto run = tarnctlAs(admin(), {"access", "grant", "alice", "admin"});
     EXPECT_EQ(run.exitStatus, 1);
     EXPECT_THAT(run.err, HasSubstr("levels are given and taken by root"));
     EXPECT_THAT(list(), Not(HasSubstr("alice")));
 }
 
-TEST_F(AccessCommand, SaysWhichGroupIsMissing) {
+TEST_F(AccessCommandTest, SaysWhichGroupIsMissing) {
     ASSERT_EQ(runProcess({"groupdel", "tarn-operate"}).exitStatus, 0);
     const auto run = tarnctl({"access", "grant", "alice", "operate"});
     EXPECT_EQ(run.exitStatus, 1);

@@ -43,7 +43,7 @@ bool canBeOpened(const fs::path& file, int flags) {
     return os::FileDescriptor(::open(file.c_str(), flags | O_CLOEXEC)).isOpen();
 }
 
-class ClosedState : public SystemTest {
+class ClosedStateTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -59,7 +59,7 @@ class ClosedState : public SystemTest {
 
 }  // namespace
 
-TEST_F(ClosedState, CanNeitherBeReadNorHeldByAnotherUser) {
+TEST_F(ClosedStateTest, CanNeitherBeReadNorHeldByAnotherUser) {
     if (!canBeOthers()) {
         GTEST_SKIP() << "there is no other user here";
     }
@@ -93,7 +93,7 @@ TEST_F(ClosedState, CanNeitherBeReadNorHeldByAnotherUser) {
     EXPECT_EQ(storage.waitForEnd(), Ending::exited(0));
 }
 
-TEST_F(ClosedState, HoldsNoSecretInAnyLog) {
+TEST_F(ClosedStateTest, HoldsNoSecretInAnyLog) {
     startService();
     const std::string location = "rtmp://live.example/app/" + std::string(secret);
     api().submit({.pipeline = "videotestsrc num-buffers=1 ! fakesink name=\"passphrase=" +

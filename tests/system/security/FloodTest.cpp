@@ -25,7 +25,7 @@ using Microseconds = std::chrono::microseconds;
 constexpr std::size_t mebibyte = 1U << 20;
 constexpr auto requests = "/tmp/requests";
 
-class Floods : public SystemTest {
+class FloodsTest : public SystemTest {
   protected:
     void SetUp() override {
         if (!canBeOthers()) {
@@ -106,19 +106,19 @@ constexpr std::size_t ofOneUser = 128 + 8;
 
 }  // namespace
 
-TEST_F(Floods, OfConnectionsLeaveRoomForOthers) {
+TEST_F(FloodsTest, OfConnectionsLeaveRoomForOthers) {
     serve("connectionsPerUser='40'");
     expectServed("idle", 600, 50 * mebibyte, 40 + 8);
     EXPECT_TRUE(service().waitForLog("turned away a connection of user 61001: he may have 40"));
 }
 
-TEST_F(Floods, OfHalfOpenConnectionsLeaveRoomForOthers) {
+TEST_F(FloodsTest, OfHalfOpenConnectionsLeaveRoomForOthers) {
     serve();
     expectServed("half-open", 600, 50 * mebibyte, ofOneUser);
 }
 
 // Who has not said who he is makes room.
-TEST_F(Floods, OfThoseWhoNeverFinishTheirHandshakeEndByThemselves) {
+TEST_F(FloodsTest, OfThoseWhoNeverFinishTheirHandshakeEndByThemselves) {
     serve();
     const auto before = openDescriptorsOf(service().id());
     const auto attacker = attack("half-open", 20);
@@ -128,30 +128,30 @@ TEST_F(Floods, OfThoseWhoNeverFinishTheirHandshakeEndByThemselves) {
     EXPECT_LE(openDescriptorsOf(service().id()), before + 20 + 8);
 }
 
-TEST_F(Floods, OfRequestsLeaveOthersServed) {
+TEST_F(FloodsTest, OfRequestsLeaveOthersServed) {
     serve("requestsPerSecond='100'");
     expectServed("requests", 100, 50 * mebibyte, ofOneUser);
     EXPECT_TRUE(service().waitForLog("ended a connection of user 61001: he may ask 100 times"));
 }
 
-TEST_F(Floods, OfAnswersThatHeDoesNotTakeAreBounded) {
+TEST_F(FloodsTest, OfAnswersThatHeDoesNotTakeAreBounded) {
     serve("waitingMiBPerUser='40'");
     expectServed("unread", 100, 150 * mebibyte, ofOneUser);
 }
 
-TEST_F(Floods, OfMessagesWithoutAnEndAreBounded) {
+TEST_F(FloodsTest, OfMessagesWithoutAnEndAreBounded) {
     serve("waitingMiBPerUser='40'");
     expectServed("parts", 10, 250 * mebibyte, ofOneUser);
     expectServed("large-parts", 10, 250 * mebibyte, ofOneUser);
     EXPECT_TRUE(service().waitForLog("no more is taken from or kept for user 61001: "));
 }
 
-TEST_F(Floods, OfMessagesThatAreTooLargeAreNotTaken) {
+TEST_F(FloodsTest, OfMessagesThatAreTooLargeAreNotTaken) {
     serve();
     expectServed("too-large", 50, 100 * mebibyte, ofOneUser);
 }
 
-TEST_F(Floods, OfLargeMessagesAreBoundedThoughASubmissionHangs) {
+TEST_F(FloodsTest, OfLargeMessagesAreBoundedThoughASubmissionHangs) {
     const auto hanging = writeProgram("/tmp/hangs", "#!/bin/sh\nexit 0\n");
     serve("waitingMiBPerUser='64'",
           "<Paths><WorkflowLauncher>" + hanging + "</WorkflowLauncher></Paths>");
@@ -180,7 +180,7 @@ TEST_F(Floods, OfLargeMessagesAreBoundedThoughASubmissionHangs) {
 }
 
 // Though he has a number that is given again, a descriptor of his is not another's.
-TEST_F(Floods, OfConnectionsThatComeAndGoAreCountedRight) {
+TEST_F(FloodsTest, OfConnectionsThatComeAndGoAreCountedRight) {
     serve("connectionsPerUser='10'");
     for (int round = 0; round < 5; ++round) {
         const auto attacker = attack("idle", 30);

@@ -15,7 +15,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class Levels : public SecurityTest {
+class LevelsTest : public SecurityTest {
   protected:
     struct Request {
         std::vector<std::string> arguments;
@@ -79,31 +79,31 @@ class Levels : public SecurityTest {
 
 }  // namespace
 
-TEST_F(Levels, WhoHasNoneIsNotLetIn) {
+TEST_F(LevelsTest, WhoHasNoneIsNotLetIn) {
     startService();
     EXPECT_EQ(knockAs(nobody(), "/tmp/requests"), EACCES);
     EXPECT_EQ(knockAs(reader(), "/tmp/requests"), 0);
 }
 
-TEST_F(Levels, AReaderLooksAndDoesNothing) {
+TEST_F(LevelsTest, AReaderLooksAndDoesNothing) {
     startService();
     expectAnswers(reader(), "read");
     EXPECT_TRUE(service().log().contains("Access denied: this needs the level operate"));
     EXPECT_TRUE(api().jobs()->empty());
 }
 
-TEST_F(Levels, AnOperatorOperates) {
+TEST_F(LevelsTest, AnOperatorOperates) {
     startService();
     expectAnswers(operating(), "operate");
 }
 
-TEST_F(Levels, AnAdministratorMayAll) {
+TEST_F(LevelsTest, AnAdministratorMayAll) {
     startService();
     expectAnswers(admin(), "admin");
     EXPECT_EQ(tarnctlAs(admin(), {"jobs", "stop", "--all", "--for-good"}).exitStatus, 0);
 }
 
-TEST_F(Levels, ARefusalCostsTheNextOneNothing) {
+TEST_F(LevelsTest, ARefusalCostsTheNextOneNothing) {
     startService();
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(
@@ -113,7 +113,7 @@ TEST_F(Levels, ARefusalCostsTheNextOneNothing) {
     }
 }
 
-TEST_F(Levels, AJobIsItsOwners) {
+TEST_F(LevelsTest, AJobIsItsOwners) {
     startService();
     const auto id = submitAs(operating(61001));
     EXPECT_THAT(tarnctl({"jobs", "list"}).out, HasSubstr("61001"));
@@ -129,13 +129,13 @@ TEST_F(Levels, AJobIsItsOwners) {
     EXPECT_FALSE(isListed(id));
 }
 
-TEST_F(Levels, AnAdministratorStopsOthersJobs) {
+TEST_F(LevelsTest, AnAdministratorStopsOthersJobs) {
     startService();
     const auto id = submitAs(operating(61001));
     EXPECT_EQ(tarnctlAs(admin(61002), {"jobs", "stop", id}).exitStatus, 0);
 }
 
-TEST_F(Levels, AKilledServiceStillKnowsTheOwner) {
+TEST_F(LevelsTest, AKilledServiceStillKnowsTheOwner) {
     startService();
     const auto id = submitAs(operating(61001));
     service().killHard();
@@ -146,7 +146,7 @@ TEST_F(Levels, AKilledServiceStillKnowsTheOwner) {
     EXPECT_EQ(tarnctlAs(operating(61001), {"jobs", "stop", id}).exitStatus, 0);
 }
 
-TEST_F(Levels, APersistentJobComesBackAsItsOwners) {
+TEST_F(LevelsTest, APersistentJobComesBackAsItsOwners) {
     startService();
     const auto id = utils::UuidGenerator::Generate();
     ASSERT_EQ(tarnctlAs(admin(61003),

@@ -49,12 +49,12 @@ class Watch {
     std::jthread thread;  // last: it uses the others
 };
 
-class SocketFiles : public SecurityTest {};
+class SocketFilesTest : public SecurityTest {};
 
 }  // namespace
 
 // Also where the mask of whoever starts it would leave everything open.
-TEST_F(SocketFiles, AreAtNoMomentForOthers) {
+TEST_F(SocketFilesTest, AreAtNoMomentForOthers) {
     const auto mask = ::umask(0);
     std::set<std::string> seen;
     {
@@ -83,7 +83,7 @@ TEST_F(SocketFiles, AreAtNoMomentForOthers) {
     }
 }
 
-TEST_F(SocketFiles, OfOurOwnProgramsLetNoLevelIn) {
+TEST_F(SocketFilesTest, OfOurOwnProgramsLetNoLevelIn) {
     startService();
     EXPECT_EQ(knockAs(admin(), "/tmp/resource"), EACCES);
     EXPECT_EQ(knockAs(admin(), "/tmp/requests"), 0);

@@ -21,7 +21,7 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::HasSubstr;
 
-class TakenNames : public OtherUsersTest {
+class TakenNamesTest : public OtherUsersTest {
   protected:
     static std::string endpointsSection(const std::string& requests, const std::string& events,
                                         const std::string& resources) {
@@ -51,7 +51,7 @@ class TakenNames : public OtherUsersTest {
     }
 };
 
-TEST_F(TakenNames, TheRequestsEndpointIsAnErrorWithItsOwnersName) {
+TEST_F(TakenNamesTest, TheRequestsEndpointIsAnErrorWithItsOwnersName) {
     for (const auto obstacle : obstacles) {
         obstruct("/tmp/requests", obstacle);
         auto& started = launchService();
@@ -65,7 +65,7 @@ TEST_F(TakenNames, TheRequestsEndpointIsAnErrorWithItsOwnersName) {
     clear("/tmp/requests");
 }
 
-TEST_F(TakenNames, NothingIsToldToWhoHasTheRequestsEndpoint) {
+TEST_F(TakenNamesTest, NothingIsToldToWhoHasTheRequestsEndpoint) {
     auto& thief = startThief({"router", "/tmp/requests"});
     const auto asked = tarnctl({"info"});
     EXPECT_NE(asked.exitStatus, 0);
@@ -75,7 +75,7 @@ TEST_F(TakenNames, NothingIsToldToWhoHasTheRequestsEndpoint) {
     EXPECT_FALSE(stoleSomething(thief)) << thief.output().text();
 }
 
-TEST_F(TakenNames, NothingIsToldToWhoHasTheEventsEndpoint) {
+TEST_F(TakenNamesTest, NothingIsToldToWhoHasTheEventsEndpoint) {
     auto& thief = startThief({"pull", "/tmp/events"});
     startService();
     EXPECT_TRUE(service().waitForLog("Failed creating event emitter socket: "));
@@ -85,7 +85,7 @@ TEST_F(TakenNames, NothingIsToldToWhoHasTheEventsEndpoint) {
     EXPECT_FALSE(stoleSomething(thief)) << thief.output().text();
 }
 
-TEST_F(TakenNames, NobodyRegistersWithWhoHasTheResourcesEndpoint) {
+TEST_F(TakenNamesTest, NobodyRegistersWithWhoHasTheResourcesEndpoint) {
     auto& thief = startThief({"router", "/tmp/resource"});
     startService();
     EXPECT_TRUE(service().waitForLog(namesTheOwner));
@@ -95,7 +95,7 @@ TEST_F(TakenNames, NobodyRegistersWithWhoHasTheResourcesEndpoint) {
     EXPECT_FALSE(stoleSomething(thief)) << thief.output().text();
 }
 
-TEST_F(TakenNames, NobodyBelievesWhoPublishesInThePlaceOfTheGateway) {
+TEST_F(TakenNamesTest, NobodyBelievesWhoPublishesInThePlaceOfTheGateway) {
     startThief({"publish", "/tmp/events.pub"});
     const auto events = tarnctl({"events", "--events-endpoint", "ipc:///tmp/events.pub"}, 20s);
     EXPECT_NE(events.exitStatus, 0);
@@ -103,7 +103,7 @@ TEST_F(TakenNames, NobodyBelievesWhoPublishesInThePlaceOfTheGateway) {
     EXPECT_EQ(events.out, "");
 }
 
-TEST_F(TakenNames, TheGatewayNamesWhoHasItsEnds) {
+TEST_F(TakenNamesTest, TheGatewayNamesWhoHasItsEnds) {
     for (const auto* const name : {"/tmp/events", "/tmp/events.pub"}) {
         obstruct(name, Obstacle::Listener);
         const auto gateway = runProcess({gatewayProgram});
@@ -113,7 +113,7 @@ TEST_F(TakenNames, TheGatewayNamesWhoHasItsEnds) {
     }
 }
 
-TEST_F(TakenNames, AFalseDeviceIsNoDevice) {
+TEST_F(TakenNamesTest, AFalseDeviceIsNoDevice) {
     auto& thief = startThief({"router", "/tmp/test-device"});
     configureSections(
         "<TarnProtocolDevice type=\"Generic\"><MonitoringInterface>ipc:///tmp/test-device"
@@ -131,7 +131,7 @@ TEST_F(TakenNames, AFalseDeviceIsNoDevice) {
     device.waitForEnd();
 }
 
-TEST_F(TakenNames, JobsAreSetUpByTheServiceAlone) {
+TEST_F(TakenNamesTest, JobsAreSetUpByTheServiceAlone) {
     auto& thief = startThief({"launches"});
     startService();
     constexpr int jobs = 6;
@@ -149,7 +149,7 @@ TEST_F(TakenNames, JobsAreSetUpByTheServiceAlone) {
     EXPECT_GE(playing, jobs / 2) << thief.output().text();
 }
 
-TEST_F(TakenNames, APictureOfAFalseCaptureIsNotTaken) {
+TEST_F(TakenNamesTest, APictureOfAFalseCaptureIsNotTaken) {
     startService();
     const ImpostorSocket impostor("/tmp/false-channel");
     const auto address =
@@ -163,7 +163,7 @@ TEST_F(TakenNames, APictureOfAFalseCaptureIsNotTaken) {
 }
 
 // As it was done when claims were names that anybody can take.
-TEST_F(TakenNames, NobodyElseCanClaimAJobsId) {
+TEST_F(TakenNamesTest, NobodyElseCanClaimAJobsId) {
     startService();
     const auto id = utils::UuidGenerator::Generate();
     ASSERT_TRUE(doneAs({}, [] {

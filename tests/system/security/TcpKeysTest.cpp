@@ -29,7 +29,7 @@ std::string keyFile(const std::string& name) {
 }
 
 /// A service over TCP whose clients have keys, made and administered as an administrator does.
-class TcpKeys : public SystemTest {
+class TcpKeysTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -107,7 +107,7 @@ class TcpKeys : public SystemTest {
     }
 };
 
-TEST_F(TcpKeys, AKnownKeyIsServed) {
+TEST_F(TcpKeysTest, AKnownKeyIsServed) {
     addClient("studio", "operate");
     startWithKeys();
     const auto result = as("studio", {"info"});
@@ -115,7 +115,7 @@ TEST_F(TcpKeys, AKnownKeyIsServed) {
     EXPECT_NE(result.out.find("TarnService"), std::string::npos) << result.out;
 }
 
-TEST_F(TcpKeys, AKeyThatIsNotKnownIsRefusedAndTheRefusalIsTold) {
+TEST_F(TcpKeysTest, AKeyThatIsNotKnownIsRefusedAndTheRefusalIsTold) {
     generate("stranger");
     startWithKeys();
     const auto result = as("stranger", {"info"});
@@ -124,7 +124,7 @@ TEST_F(TcpKeys, AKeyThatIsNotKnownIsRefusedAndTheRefusalIsTold) {
     EXPECT_TRUE(service().waitForLog("127.0.0.1 refused: key "));
 }
 
-TEST_F(TcpKeys, WhoHasNoKeyIsRefused) {
+TEST_F(TcpKeysTest, WhoHasNoKeyIsRefused) {
     startWithKeys();
     const auto result = tarnctl({"info", "--endpoint", requests});
     EXPECT_EQ(result.exitStatus, 3);
@@ -132,7 +132,7 @@ TEST_F(TcpKeys, WhoHasNoKeyIsRefused) {
               "tarnctl: tcp://127.0.0.1:20100 ends the connection: it may want a key\n");
 }
 
-TEST_F(TcpKeys, AServerThatIsNotTheExpectedOneIsNotSpokenTo) {
+TEST_F(TcpKeysTest, AServerThatIsNotTheExpectedOneIsNotSpokenTo) {
     addClient("studio", "operate");
     generate("another-server");
     startWithKeys();
@@ -153,7 +153,7 @@ TEST_F(TcpKeys, AServerWithoutKeysIsNotSpokenTo) {
               "than is expected of it, or none\n");
 }
 
-TEST_F(TcpKeys, KeysAreTakenOverWithoutARestart) {
+TEST_F(TcpKeysTest, KeysAreTakenOverWithoutARestart) {
     startWithKeys();
     addClient("studio", "read");
     EXPECT_EQ(as("studio", {"info"}).exitStatus, 0);
@@ -163,7 +163,7 @@ TEST_F(TcpKeys, KeysAreTakenOverWithoutARestart) {
 }
 
 // Its command and event endpoints ask for the same keys as the service.
-TEST_F(TcpKeys, AJobsEndpointsAreProtectedToo) {
+TEST_F(TcpKeysTest, AJobsEndpointsAreProtectedToo) {
     addClient("studio", "operate");
     generate("stranger");
     startWithKeys();
@@ -179,7 +179,7 @@ TEST_F(TcpKeys, AJobsEndpointsAreProtectedToo) {
     EXPECT_EQ(stopped.exitStatus, 0) << stopped.out << stopped.err;
 }
 
-TEST_F(TcpKeys, AConnectionToAJobEndsWithItsKey) {
+TEST_F(TcpKeysTest, AConnectionToAJobEndsWithItsKey) {
     addClient("studio", "operate");
     addClient("watcher", "read");
     startWithKeys();
@@ -205,7 +205,7 @@ TEST_F(TcpKeys, AConnectionToAJobEndsWithItsKey) {
     EXPECT_EQ(as("studio", {"jobs", "stop", job.id}).exitStatus, 0);
 }
 
-TEST_F(TcpKeys, AnEndpointBeyondThisMachineWithoutKeysIsRefusedWhereTheyAreRequired) {
+TEST_F(TcpKeysTest, AnEndpointBeyondThisMachineWithoutKeysIsRefusedWhereTheyAreRequired) {
     configureSections(
         "<Endpoints><RequestsEndpoint>tcp://*:20100</RequestsEndpoint></Endpoints>"
         "<Security required=\"true\"/>");
@@ -219,7 +219,7 @@ TEST_F(TcpKeys, AnEndpointBeyondThisMachineWithoutKeysIsRefusedWhereTheyAreRequi
         << check.out;
 }
 
-TEST_F(TcpKeys, WithoutTheSectionItIsServedAsEverWithAWarning) {
+TEST_F(TcpKeysTest, WithoutTheSectionItIsServedAsEverWithAWarning) {
     configureSections("<Endpoints><RequestsEndpoint>tcp://*:20100</RequestsEndpoint></Endpoints>");
     startService();
     EXPECT_TRUE(
@@ -228,7 +228,7 @@ TEST_F(TcpKeys, WithoutTheSectionItIsServedAsEverWithAWarning) {
     EXPECT_EQ(tarnctl({"config", "check", "/etc/TarnConfiguration.xml"}).exitStatus, 1);
 }
 
-TEST_F(TcpKeys, AKeyFileThatOthersCanReadEndsTheStart) {
+TEST_F(TcpKeysTest, AKeyFileThatOthersCanReadEndsTheStart) {
     std::filesystem::permissions(keyFile("server"), std::filesystem::perms(0644));
     configureSections(
         "<Security><KeyFile>/tmp/keys/server</KeyFile><ClientKeys>/tmp/keys/clients</ClientKeys>"
@@ -238,7 +238,7 @@ TEST_F(TcpKeys, AKeyFileThatOthersCanReadEndsTheStart) {
 }
 
 // The gateway's receiving end is for the service alone, its publishing end for who may read.
-TEST_F(TcpKeys, TheGatewaysEndsAreProtectedToo) {
+TEST_F(TcpKeysTest, TheGatewaysEndsAreProtectedToo) {
     addClient("watcher", "read");
     generate("stranger");
     Process gateway({gatewayProgram, "--events", "tcp://127.0.0.1:20200", "--publish",

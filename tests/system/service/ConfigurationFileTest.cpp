@@ -112,7 +112,7 @@ const std::vector<BadFile> badFiles = {
      "Failed reading "},
 };
 
-class ConfigurationFile : public SystemTest {
+class ConfigurationFileTest : public SystemTest {
   protected:
     void expectTheDefaults(const std::string& text) {
         startService();
@@ -123,28 +123,28 @@ class ConfigurationFile : public SystemTest {
     }
 };
 
-class BadConfigurationFile : public ConfigurationFile,
-                             public ::testing::WithParamInterface<BadFile> {};
+class BadConfigurationFileTest : public ConfigurationFileTest,
+                                 public ::testing::WithParamInterface<BadFile> {};
 
-TEST_P(BadConfigurationFile, IsReportedAndTheServiceRunsOnItsDefaults) {
+TEST_P(BadConfigurationFileTest, IsReportedAndTheServiceRunsOnItsDefaults) {
     configure(GetParam().content);
     expectTheDefaults(GetParam().text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, BadConfigurationFile, ::testing::ValuesIn(badFiles),
+INSTANTIATE_TEST_SUITE_P(Files, BadConfigurationFileTest, ::testing::ValuesIn(badFiles),
                          [](const auto& test) { return std::string(test.param.name); });
 
-TEST_F(ConfigurationFile, AFolderInItsPlaceIsReported) {
+TEST_F(ConfigurationFileTest, AFolderInItsPlaceIsReported) {
     std::filesystem::create_directory(path);
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, APipeInItsPlaceHangsNothing) {
+TEST_F(ConfigurationFileTest, APipeInItsPlaceHangsNothing) {
     ASSERT_EQ(::mkfifo(path, 0600), 0);
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, AHundredMegabytesAreReported) {
+TEST_F(ConfigurationFileTest, AHundredMegabytesAreReported) {
     std::ofstream file(path, std::ios::binary);
     const std::string block(1u << 20, ' ');
     for (int i = 0; i < 100; ++i) {
@@ -155,14 +155,14 @@ TEST_F(ConfigurationFile, AHundredMegabytesAreReported) {
     expectTheDefaults(path);
 }
 
-TEST_F(ConfigurationFile, AParseErrorStandsAloneAndItsLineInALineOfItsOwn) {
+TEST_F(ConfigurationFileTest, AParseErrorStandsAloneAndItsLineInALineOfItsOwn) {
     configure("<TarnHubConfig>\n<Paths>\n</Paths\n<\n");
     expectTheDefaults(std::string("Failed reading ") + path + ": expected >");
     EXPECT_TRUE(service().log().contains(std::string("Parsing of ") + path + " ended in line 4"));
     EXPECT_FALSE(service().log().contains("expected > ("));
 }
 
-TEST_F(ConfigurationFile, WhatFollowsAZeroByteIsNotRead) {
+TEST_F(ConfigurationFileTest, WhatFollowsAZeroByteIsNotRead) {
     configure(inRoot("") + std::string("\0</nonsense>\n", 13));
     startService();
     EXPECT_FALSE(service().log().contains("Using default configuration"));
@@ -171,7 +171,7 @@ TEST_F(ConfigurationFile, WhatFollowsAZeroByteIsNotRead) {
 }
 
 // It is stored as it is, and refused when the ingest service is to be started with it.
-TEST_F(ConfigurationFile, ADefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) {
+TEST_F(ConfigurationFileTest, ADefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) {
     configureSections(
         "<TarnProtocolDevice type=\"Deltacast\"><MonitoringInterface>ipc:///tmp/nobody"
         "</MonitoringInterface></TarnProtocolDevice><DeltacastService>"
@@ -188,7 +188,7 @@ TEST_F(ConfigurationFile, ADefaultListThatHoldsItsOwnPlaceholderStartsNoIngest) 
     EXPECT_FALSE(std::filesystem::exists("/tmp/started"));
 }
 
-TEST_F(ConfigurationFile, AGoodFileIsUsed) {
+TEST_F(ConfigurationFileTest, AGoodFileIsUsed) {
     configureSections(
         "<Endpoints><requestsendpoint>ipc:///tmp/elsewhere</requestsendpoint></Endpoints>"
         "<KLN><Plugin>/no/such/plugin.so</Plugin></KLN>"
@@ -205,7 +205,7 @@ TEST_F(ConfigurationFile, AGoodFileIsUsed) {
     EXPECT_TRUE(elsewhere.info());
 }
 
-TEST_F(ConfigurationFile, AFolderOfJobsThatCannotBeMadeDoesNotStopTheService) {
+TEST_F(ConfigurationFileTest, AFolderOfJobsThatCannotBeMadeDoesNotStopTheService) {
     configureSections("<Paths><PersistentJobsFolder>/no/such/place</PersistentJobsFolder></Paths>");
     startService();
     EXPECT_TRUE(service().log().contains("Failed creating/checking folders: "));

@@ -91,7 +91,7 @@ std::chrono::milliseconds processorTimeOf(pid_t process) {
     return std::chrono::milliseconds((user + system) * 1000 / ::sysconf(_SC_CLK_TCK));
 }
 
-class Descriptors : public SystemTest {
+class DescriptorsTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -130,12 +130,12 @@ class Descriptors : public SystemTest {
     std::unique_ptr<Process> limitedRun;
 };
 
-TEST_F(Descriptors, ThatRunShortCostNobodyWhoIsInAnything) {
+TEST_F(DescriptorsTest, ThatRunShortCostNobodyWhoIsInAnything) {
     startLimitedService();
     expectServedInSpiteOf(onPath("/tmp/requests"));
 }
 
-TEST_F(Descriptors, ThatRunShortCostNobodyWhoIsInAnythingOverTcp) {
+TEST_F(DescriptorsTest, ThatRunShortCostNobodyWhoIsInAnythingOverTcp) {
     configureSections(
         "<Endpoints><RequestsEndpoint>tcp://127.0.0.1:47811</RequestsEndpoint></Endpoints>"
         "<Resources><TcpPorts interface=\"127.0.0.1\" from=\"47820\" to=\"47840\"/></Resources>");
@@ -150,7 +150,7 @@ TEST_F(Descriptors, ThatRunShortCostNobodyWhoIsInAnythingOverTcp) {
     EXPECT_EQ(limitedRun->waitForEnd(30s), Ending::exited(0));
 }
 
-TEST_F(Descriptors, DoNotEndTheGatewayWhenTheyRunShort) {
+TEST_F(DescriptorsTest, DoNotEndTheGatewayWhenTheyRunShort) {
     Process gateway(limited(gatewayProgram));
     ASSERT_TRUE(gateway.output().waitFor("started: ", 0));
     auto subscribers = onPath("/tmp/events.pub");
@@ -161,7 +161,7 @@ TEST_F(Descriptors, DoNotEndTheGatewayWhenTheyRunShort) {
     EXPECT_EQ(gateway.waitForEnd(20s), Ending::exited(0));
 }
 
-TEST_F(Descriptors, OfJobsAreLimitedAsTheServiceWasStarted) {
+TEST_F(DescriptorsTest, OfJobsAreLimitedAsTheServiceWasStarted) {
     limitedRun = std::make_unique<Process>(std::vector<std::string>{
         "sh", "-c", std::string("ulimit -S -n 512; exec ") + Service::program});
     ASSERT_TRUE(limitedRun->output().waitFor("Receiving on ", 0));

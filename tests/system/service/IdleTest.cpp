@@ -45,7 +45,7 @@ class Sleep {
     const Clock::time_point begin = Clock::now();
 };
 
-class Idle : public LoopStorage {
+class IdleTest : public LoopStorage {
   protected:
     /// A recording that grows by one picture ten times a second: what tells that time passes.
     static constexpr auto pipeline =
@@ -64,7 +64,7 @@ class Idle : public LoopStorage {
     }
 };
 
-TEST_F(Idle, NeitherTheServiceNorAJobIsWokenForNothing) {
+TEST_F(IdleTest, NeitherTheServiceNorAJobIsWokenForNothing) {
 #if defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "the sanitizer has a thread of its own in each process, which is woken often";
 #endif
@@ -82,7 +82,7 @@ TEST_F(Idle, NeitherTheServiceNorAJobIsWokenForNothing) {
     ofLauncher.expectAtMost(2);
 }
 
-TEST_F(Idle, NorIsALoopStorageThatNobodyUses) {
+TEST_F(IdleTest, NorIsALoopStorageThatNobodyUses) {
     startService();
     startStorage(Over::UnixSocket);
     ASSERT_TRUE(api().submit({.pipeline = pipeline}));

@@ -14,7 +14,7 @@ namespace tarn::test {
 namespace {
 
 /// A service whose log goes to another program, in a shell that notes how the service ended.
-class LogReader : public SystemTest {
+class LogReaderTest : public SystemTest {
   protected:
     void startServiceInto(const std::string& reader) {
         const auto command = std::string("{ ") + Service::program + "; echo $? > " + statusFile +
@@ -50,7 +50,7 @@ class LogReader : public SystemTest {
     std::unique_ptr<Process> shell;
 };
 
-TEST_F(LogReader, ThatGoesLeavesTheServiceRunningAndStoppable) {
+TEST_F(LogReaderTest, ThatGoesLeavesTheServiceRunningAndStoppable) {
     startServiceInto("head -n 1");
     for (int i = 0; i < 10; ++i) {
         ASSERT_TRUE(api().info());  // logs some lines
@@ -62,7 +62,7 @@ TEST_F(LogReader, ThatGoesLeavesTheServiceRunningAndStoppable) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(LogReader, ThatNeverReadsHoldsNobodyUp) {
+TEST_F(LogReaderTest, ThatNeverReadsHoldsNobodyUp) {
     startServiceInto("sleep 1000");
     for (int i = 0; i < 300; ++i) {
         ASSERT_TRUE(api().info()) << "after " << i << " requests";

@@ -8,7 +8,7 @@ namespace tarn::test {
 
 namespace {
 
-class Plugins : public SystemTest {
+class PluginsTest : public SystemTest {
   protected:
     static std::string plugin(const std::string& name) {
         return std::string(TARN_PLUGIN_FOLDER "/") + name + ".so";
@@ -22,7 +22,7 @@ class Plugins : public SystemTest {
     }
 };
 
-TEST_F(Plugins, ThatCrashOrThrowOrEndTheProcessAreSkippedAndTheOthersLoaded) {
+TEST_F(PluginsTest, ThatCrashOrThrowOrEndTheProcessAreSkippedAndTheOthersLoaded) {
     configureSections("<KLN><Plugin>" + plugin("CrashingPlugin") + "</Plugin><Plugin>" +
                       plugin("StaticallyThrowingPlugin") + "</Plugin><Plugin>" +
                       plugin("EndingPlugin") + "</Plugin><Plugin>" + plugin("GoodPlugin") +
@@ -35,13 +35,13 @@ TEST_F(Plugins, ThatCrashOrThrowOrEndTheProcessAreSkippedAndTheOthersLoaded) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Plugins, ThatNeverComeBackAreSkippedInTime) {
+TEST_F(PluginsTest, ThatNeverComeBackAreSkippedInTime) {
     configureSections("<KLN><Plugin>" + plugin("HangingPlugin") + "</Plugin></KLN>");
     startService();
     expectSkipped("HangingPlugin", "did not start within 10 s when it was tried: started ");
 }
 
-TEST_F(Plugins, OfTheShippedConfigurationLeaveNothingToComplainOf) {
+TEST_F(PluginsTest, OfTheShippedConfigurationLeaveNothingToComplainOf) {
     configure(readFile(TARN_SHIPPED_CONFIGURATION));
     startService();
     for (const auto& line : service().log().all()) {

@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 constexpr auto requests = "ipc:///tmp/requests";
 const std::string getInfo("\x08\x01", 2);
 
-class Requests : public SystemTest {
+class RequestsTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -40,9 +40,10 @@ class Requests : public SystemTest {
     RawSocket raw{RawSocket::Kind::Dealer};
 };
 
-class UnservedRequests : public Requests, public ::testing::WithParamInterface<std::string> {};
+class UnservedRequestsTest : public RequestsTest,
+                             public ::testing::WithParamInterface<std::string> {};
 
-TEST_P(UnservedRequests, GetNoReplyAndTheNextOneIsServed) {
+TEST_P(UnservedRequestsTest, GetNoReplyAndTheNextOneIsServed) {
     raw.sendRequest(GetParam());
     expectOnlyInfoIsAnswered();
     // The answer may be here before the log is.
@@ -52,7 +53,7 @@ TEST_P(UnservedRequests, GetNoReplyAndTheNextOneIsServed) {
     EXPECT_EQ(logged("ERROR"), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, UnservedRequests,
+INSTANTIATE_TEST_SUITE_P(Types, UnservedRequestsTest,
                          ::testing::Values(std::string("\x08\x00", 2), std::string("\x08\x02", 2),
                                            std::string("\x08\x08", 2), std::string("\x08\x0c", 2),
                                            std::string()),
@@ -61,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(Types, UnservedRequests,
                              return bytes.empty() ? "none" : "type" + std::to_string(bytes[1]);
                          });
 
-TEST_F(Requests, BytesThatAreNoRequestAreDroppedWithALogLine) {
+TEST_F(RequestsTest, BytesThatAreNoRequestAreDroppedWithALogLine) {
     std::mt19937 random(1);
     constexpr std::size_t messages = 50;
     for (std::size_t i = 0; i < messages; ++i) {
@@ -77,7 +78,7 @@ TEST_F(Requests, BytesThatAreNoRequestAreDroppedWithALogLine) {
     })) << service().log().text();
 }
 
-TEST_F(Requests, MessagesInOtherShapesDoNotStopTheService) {
+TEST_F(RequestsTest, MessagesInOtherShapesDoNotStopTheService) {
     raw.send({"not behind an empty frame"});
     raw.send({"", "one", "two", "three"});
     raw.send({"", ""});
@@ -86,20 +87,20 @@ TEST_F(Requests, MessagesInOtherShapesDoNotStopTheService) {
     EXPECT_TRUE(service().isRunning());
 }
 
-TEST_F(Requests, ARequestOverTenMebibytesIsRefusedAndTheSameClientIsServedOn) {
+TEST_F(RequestsTest, ARequestOverTenMebibytesIsRefusedAndTheSameClientIsServedOn) {
     constexpr std::size_t tooMuch = (10u << 20) + 1;
     api().send(submissionOf({.pipeline = std::string(tooMuch, 'x')}));
     EXPECT_TRUE(service().waitForLog("Failed receiving API request: "));
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Requests, AMessageThatTheTransportRefusesDoesNotStopTheService) {
+TEST_F(RequestsTest, AMessageThatTheTransportRefusesDoesNotStopTheService) {
     raw.sendRequest(std::string(65u << 20, 'x'));
     EXPECT_FALSE(raw.receive(100ms));
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Requests, MissingExtensionsReadAsEmptyOnes) {
+TEST_F(RequestsTest, MissingExtensionsReadAsEmptyOnes) {
     const auto jobs = api().ask(requestOfType(Api::Request::GET_JOBS));
     ASSERT_TRUE(jobs);
     EXPECT_EQ(jobs->type(), Api::Reply::GET_JOBS);
@@ -118,13 +119,13 @@ TEST_F(Requests, MissingExtensionsReadAsEmptyOnes) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Requests, AnUnknownIdIsAnsweredWithoutAJob) {
+TEST_F(RequestsTest, AnUnknownIdIsAnsweredWithoutAJob) {
     const auto reply = api().job("6b0c4ca5-0f0c-4a5e-9d5f-0d7f2f3a1b2c");
     ASSERT_TRUE(reply);
     EXPECT_FALSE(reply->has_running_job());
 }
 
-TEST_F(Requests, ClientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
+TEST_F(RequestsTest, ClientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
     constexpr int clients = 30;
     for (int i = 0; i < clients; ++i) {
         RawSocket vanishing(RawSocket::Kind::Dealer);
@@ -135,7 +136,7 @@ TEST_F(Requests, ClientsThatVanishBeforeTheirAnswerCostNobodyAnything) {
     EXPECT_TRUE(service().isRunning());
 }
 
-TEST_F(Requests, ManyClientsAtOnceAreAllAnswered) {
+TEST_F(RequestsTest, ManyClientsAtOnceAreAllAnswered) {
     constexpr int clients = 8;
     constexpr int each = 50;
     std::atomic<int> answered = 0;
@@ -153,7 +154,7 @@ TEST_F(Requests, ManyClientsAtOnceAreAllAnswered) {
     EXPECT_EQ(answered, clients * each);
 }
 
-TEST_F(Requests, OneClientIsAnsweredAgainAndAgain) {
+TEST_F(RequestsTest, OneClientIsAnsweredAgainAndAgain) {
     constexpr int many = 500;
     for (int i = 0; i < many; ++i) {
         ASSERT_TRUE(api().info()) << "request " << i;

@@ -51,7 +51,7 @@ void expectWholeSequence(const OutputLines& log) {
     }
 }
 
-class Shutdown : public SystemTest {
+class ShutdownTest : public SystemTest {
   protected:
     static bool hasMapped(pid_t process, const std::string& file) {
         std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
@@ -60,9 +60,9 @@ class Shutdown : public SystemTest {
     }
 };
 
-class StopSignal : public Shutdown, public ::testing::WithParamInterface<int> {};
+class StopSignalTest : public ShutdownTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(StopSignal, RunsTheWholeSequenceAndEndsWithStatusZero) {
+TEST_P(StopSignalTest, RunsTheWholeSequenceAndEndsWithStatusZero) {
     startService();
     service().signal(GetParam());
     EXPECT_EQ(service().waitForEnd(), Ending::exited(0));
@@ -71,12 +71,12 @@ TEST_P(StopSignal, RunsTheWholeSequenceAndEndsWithStatusZero) {
     EXPECT_THAT(service().log().all().back(), ::testing::HasSubstr("Service terminated"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Signals, StopSignal, ::testing::Values(SIGINT, SIGQUIT),
+INSTANTIATE_TEST_SUITE_P(Signals, StopSignalTest, ::testing::Values(SIGINT, SIGQUIT),
                          [](const auto& test) {
                              return std::string("sig") + ::sigabbrev_np(test.param);
                          });
 
-TEST_F(Shutdown, IsNotHeldUpByAStepOfTheStartThatTakesForEver) {
+TEST_F(ShutdownTest, IsNotHeldUpByAStepOfTheStartThatTakesForEver) {
     configureSections("<KLN><Plugin>" TARN_STUCK_PLUGIN "</Plugin></KLN>");
     launchService();
     ASSERT_TRUE(eventually([this] { return hasMapped(service().id(), TARN_STUCK_PLUGIN); }));
@@ -87,7 +87,7 @@ TEST_F(Shutdown, IsNotHeldUpByAStepOfTheStartThatTakesForEver) {
     EXPECT_THAT(service().log().all().back(), ::testing::HasSubstr("Service terminated"));
 }
 
-TEST_F(Shutdown, WithoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
+TEST_F(ShutdownTest, WithoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
     startService();
     EXPECT_EQ(service().stop(), Ending::exited(0));
     const auto begin = service().log().find("Terminating running jobs");
@@ -96,7 +96,7 @@ TEST_F(Shutdown, WithoutJobsNothingStandsBetweenTheTwoLinesAboutThem) {
     EXPECT_EQ(*end, *begin + 1);
 }
 
-TEST_F(Shutdown, SigtermEndsTheProcessWithoutTheSequence) {
+TEST_F(ShutdownTest, SigtermEndsTheProcessWithoutTheSequence) {
     startService();
     service().signal(SIGTERM);
     EXPECT_EQ(service().waitForEnd(), Ending::signalled(SIGTERM));
@@ -106,7 +106,7 @@ TEST_F(Shutdown, SigtermEndsTheProcessWithoutTheSequence) {
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(Shutdown, ManyInterruptsAtOnceRunTheSequenceOnce) {
+TEST_F(ShutdownTest, ManyInterruptsAtOnceRunTheSequenceOnce) {
     startService();
     for (int i = 0; i < 20; ++i) {
         service().interrupt();
@@ -116,14 +116,14 @@ TEST_F(Shutdown, ManyInterruptsAtOnceRunTheSequenceOnce) {
     EXPECT_EQ(service().log().count("Service terminated"), 1u);
 }
 
-TEST_F(Shutdown, AnIdleServiceStopsWithinASecond) {
+TEST_F(ShutdownTest, AnIdleServiceStopsWithinASecond) {
     startService();
     const MachineTime time;
     EXPECT_EQ(service().stop(), Ending::exited(0));
     EXPECT_LT(time.elapsed(), 2500ms);
 }
 
-TEST_F(Shutdown, RunningJobsAreToldToEndAndDo) {
+TEST_F(ShutdownTest, RunningJobsAreToldToEndAndDo) {
     startService();
     const auto first = startJob({.pipeline = endless});
     const auto second = startJob({.pipeline = endless});
@@ -137,7 +137,7 @@ TEST_F(Shutdown, RunningJobsAreToldToEndAndDo) {
 }
 
 /// Jobs that are registered as running, accept connections, and never answer.
-class HungJobs : public Shutdown, public ::testing::WithParamInterface<int> {
+class HungJobsTest : public ShutdownTest, public ::testing::WithParamInterface<int> {
   protected:
     void addJob() {
         const auto id = utils::UuidGenerator::Generate();
@@ -158,13 +158,13 @@ class HungJobs : public Shutdown, public ::testing::WithParamInterface<int> {
 
     void TearDown() override {
         jobs.clear();
-        Shutdown::TearDown();
+        ShutdownTest::TearDown();
     }
 
     std::list<FakeJob> jobs;
 };
 
-TEST_P(HungJobs, CostFiveSecondsTogetherAndEachHasItsOrder) {
+TEST_P(HungJobsTest, CostFiveSecondsTogetherAndEachHasItsOrder) {
     startService();
     for (int n = 0; n < GetParam(); ++n) {
         addJob();
@@ -182,9 +182,9 @@ TEST_P(HungJobs, CostFiveSecondsTogetherAndEachHasItsOrder) {
     expectWholeSequence(service().log());
 }
 
-INSTANTIATE_TEST_SUITE_P(Number, HungJobs, ::testing::Values(1, 4, 24));
+INSTANTIATE_TEST_SUITE_P(Number, HungJobsTest, ::testing::Values(1, 4, 24));
 
-TEST_F(Shutdown, AServiceBesideAnotherOnTheSameRegistryLeavesItsJobsAlone) {
+TEST_F(ShutdownTest, AServiceBesideAnotherOnTheSameRegistryLeavesItsJobsAlone) {
     startService();
     const auto job = startJob({.pipeline = endless});
     configureSections(
@@ -201,7 +201,7 @@ TEST_F(Shutdown, AServiceBesideAnotherOnTheSameRegistryLeavesItsJobsAlone) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(Shutdown, AJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
+TEST_F(ShutdownTest, AJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto launchers = processesRunning("tarnWorkflowLauncher");
@@ -220,7 +220,7 @@ TEST_F(Shutdown, AJobThatIsHaltedCostsFiveSecondsAndCanBeStoppedWhenItGoesOn) {
 }
 
 // Interrupts after each further line of the start-up, until the service serves.
-TEST_F(Shutdown, AnInterruptAtAnyMomentOfTheStartRunsTheSequence) {
+TEST_F(ShutdownTest, AnInterruptAtAnyMomentOfTheStartRunsTheSequence) {
     const auto lines = [this] {
         startService();
         const auto count = service().logLength();
@@ -237,7 +237,7 @@ TEST_F(Shutdown, AnInterruptAtAnyMomentOfTheStartRunsTheSequence) {
     }
 }
 
-TEST_F(Shutdown, AnInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) {
+TEST_F(ShutdownTest, AnInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) {
     for (int i = 0; i < 20; ++i) {
         Service starting;
         for (int n = 0; n < i; ++n) {
@@ -255,9 +255,9 @@ TEST_F(Shutdown, AnInterruptRightAfterTheStartNeverHangsOrCutsTheSequenceShort) 
 }
 
 // `delay` submissions are answered before the interrupt comes into the loop.
-class SubmissionLoop : public Shutdown, public ::testing::WithParamInterface<int> {};
+class SubmissionLoopTest : public ShutdownTest, public ::testing::WithParamInterface<int> {};
 
-TEST_P(SubmissionLoop, IsEndedByAnInterruptWithNothingLeftRunning) {
+TEST_P(SubmissionLoopTest, IsEndedByAnInterruptWithNothingLeftRunning) {
     startService();
     std::atomic<int> answered = 0;
     std::jthread client([&](const std::stop_token& stop) {
@@ -275,9 +275,9 @@ TEST_P(SubmissionLoop, IsEndedByAnInterruptWithNothingLeftRunning) {
     expectWholeSequence(service().log());
 }
 
-INSTANTIATE_TEST_SUITE_P(Answered, SubmissionLoop, ::testing::Values(0, 1, 2, 3, 5, 8));
+INSTANTIATE_TEST_SUITE_P(Answered, SubmissionLoopTest, ::testing::Values(0, 1, 2, 3, 5, 8));
 
-TEST_F(Shutdown, WithoutAResourceManagerTheServiceServesAndStops) {
+TEST_F(ShutdownTest, WithoutAResourceManagerTheServiceServesAndStops) {
     std::filesystem::create_directory("/tmp/taken");
     configureSections(
         "<Endpoints><ResourcesEndpoint>ipc:///tmp/taken</ResourcesEndpoint></Endpoints>");

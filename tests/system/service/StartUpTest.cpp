@@ -14,9 +14,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::MatchesRegex;
 
-class StartUp : public SystemTest {};
+class StartUpTest : public SystemTest {};
 
-TEST_F(StartUp, WithoutAConfigurationFileTheServiceRunsOnItsDefaults) {
+TEST_F(StartUpTest, WithoutAConfigurationFileTheServiceRunsOnItsDefaults) {
     startService();
     EXPECT_TRUE(service().log().contains("WARN  Warning: "));
     EXPECT_TRUE(service().log().contains("Failed opening /etc/TarnConfiguration.xml"));
@@ -29,7 +29,7 @@ TEST_F(StartUp, WithoutAConfigurationFileTheServiceRunsOnItsDefaults) {
 }
 
 // Its error stream goes nowhere: what comes, comes on the standard output.
-TEST_F(StartUp, HelpPrintsTheOptionsAndExitsWithOne) {
+TEST_F(StartUpTest, HelpPrintsTheOptionsAndExitsWithOne) {
     Process help({"sh", "-c", std::string("exec ") + Service::program + " --help 2>/dev/null"});
     EXPECT_EQ(help.waitForEnd(std::chrono::seconds(10)), Ending::exited(1));
     EXPECT_THAT(
@@ -38,19 +38,19 @@ TEST_F(StartUp, HelpPrintsTheOptionsAndExitsWithOne) {
     EXPECT_FALSE(std::filesystem::exists("/usr/share/TarnJobs"));
 }
 
-TEST_F(StartUp, HelpLogsNothing) {
+TEST_F(StartUpTest, HelpLogsNothing) {
     Process help({"sh", "-c", std::string("exec ") + Service::program + " --help >/dev/null"});
     EXPECT_EQ(help.waitForEnd(std::chrono::seconds(10)), Ending::exited(1));
     EXPECT_THAT(help.output().all(), IsEmpty());
 }
 
-TEST_F(StartUp, AnUnknownOptionEndsTheProcessAbnormally) {
+TEST_F(StartUpTest, AnUnknownOptionEndsTheProcessAbnormally) {
     Process wrong({Service::program, "--no-such-option"});
     EXPECT_EQ(wrong.waitForEnd(std::chrono::seconds(20)), Ending::signalled(SIGABRT));
     EXPECT_TRUE(wrong.output().contains("no-such-option"));
 }
 
-TEST_F(StartUp, WithoutALoggerConfigurationTheServiceLogsToTheConsoleAndServes) {
+TEST_F(StartUpTest, WithoutALoggerConfigurationTheServiceLogsToTheConsoleAndServes) {
     std::filesystem::remove(
         "/opt/halden/halden-tarn-service/config/halden-tarn-service.logger.config");
     launchService();
@@ -58,7 +58,7 @@ TEST_F(StartUp, WithoutALoggerConfigurationTheServiceLogsToTheConsoleAndServes) 
     EXPECT_TRUE(api().info());
 }
 
-TEST_F(StartUp, ARequestsEndpointThatCannotBeOpenedEndsTheServiceWithStatusZero) {
+TEST_F(StartUpTest, ARequestsEndpointThatCannotBeOpenedEndsTheServiceWithStatusZero) {
     std::filesystem::create_directory("/tmp/taken");
     configureSections(
         "<Endpoints><RequestsEndpoint>ipc:///tmp/taken</RequestsEndpoint></Endpoints>");
@@ -67,7 +67,7 @@ TEST_F(StartUp, ARequestsEndpointThatCannotBeOpenedEndsTheServiceWithStatusZero)
     EXPECT_TRUE(service().log().contains("Failed creating request reception socket: "));
 }
 
-TEST_F(StartUp, BadEndpointTextsEndTheServiceWithStatusOne) {
+TEST_F(StartUpTest, BadEndpointTextsEndTheServiceWithStatusOne) {
     configureSections("<Endpoints><RequestsEndpoint>nonsense</RequestsEndpoint></Endpoints>");
     EXPECT_EQ(launchService().waitForEnd(), Ending::exited(1));
     EXPECT_TRUE(service().log().contains("Could not setup request endpoint: "));
@@ -77,7 +77,7 @@ TEST_F(StartUp, BadEndpointTextsEndTheServiceWithStatusOne) {
     EXPECT_TRUE(service().log().contains("Could not setup event endpoint: "));
 }
 
-TEST_F(StartUp, AResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
+TEST_F(StartUpTest, AResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
     configureSections("<Endpoints><ResourcesEndpoint>nonsense</ResourcesEndpoint></Endpoints>");
     EXPECT_EQ(launchService().waitForEnd(), Ending::exited(0));
     EXPECT_TRUE(service().log().contains("ERROR Terminated with exception %"));
@@ -87,7 +87,7 @@ TEST_F(StartUp, AResourcesEndpointThatIsNoneEndsTheServiceWithStatusZero) {
 }
 
 // The pause for one takes three seconds. A busy machine may make a start or two as slow.
-TEST_F(StartUp, WithoutAnIngestServiceNoneIsWaitedFor) {
+TEST_F(StartUpTest, WithoutAnIngestServiceNoneIsWaitedFor) {
     bool isQuick = false;
     for (int attempt = 0; attempt < 5 && !isQuick; ++attempt) {
         const auto begin = std::chrono::steady_clock::now();
@@ -100,7 +100,7 @@ TEST_F(StartUp, WithoutAnIngestServiceNoneIsWaitedFor) {
 }
 
 // Programs that are the service but for one thing that goes wrong.
-TEST_F(StartUp, WithoutMonitoringTheServiceSaysSoAndServes) {
+TEST_F(StartUpTest, WithoutMonitoringTheServiceSaysSoAndServes) {
     Process service({TARN_SERVICE_WITHOUT_MONITORING});
     EXPECT_TRUE(service.output().waitFor("Receiving on "));
     const auto& log = service.output();
@@ -112,14 +112,14 @@ TEST_F(StartUp, WithoutMonitoringTheServiceSaysSoAndServes) {
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(0));
 }
 
-TEST_F(StartUp, AFrameworkLoggerThatIsRefusedEndsTheServiceWithStatusOne) {
+TEST_F(StartUpTest, AFrameworkLoggerThatIsRefusedEndsTheServiceWithStatusOne) {
     Process service({TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(1));
     ASSERT_EQ(service.output().all().size(), 1U) << service.output().text();
     EXPECT_TRUE(service.output().all().front().ends_with("ERROR Failed setting KLN logger"));
 }
 
-TEST_F(StartUp, AFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
+TEST_F(StartUpTest, AFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
     Process service({"env", "KLN_LOGGER_THROWS=too late", TARN_SERVICE_WITHOUT_FRAMEWORK_LOGGER});
     EXPECT_EQ(service.waitForEnd(std::chrono::seconds(20)), Ending::exited(1));
     ASSERT_EQ(service.output().all().size(), 1U) << service.output().text();
@@ -127,12 +127,12 @@ TEST_F(StartUp, AFrameworkLoggerThatThrowsEndsTheServiceWithStatusOne) {
         service.output().all().front().ends_with("ERROR Failed setting KLN logger: too late"));
 }
 
-TEST_F(StartUp, TheFolderOfPersistentJobsIsCreated) {
+TEST_F(StartUpTest, TheFolderOfPersistentJobsIsCreated) {
     startService();
     EXPECT_TRUE(std::filesystem::is_directory("/usr/share/TarnJobs"));
 }
 
-TEST_F(StartUp, ASecondServiceDoesNotTakeTheEndpointAway) {
+TEST_F(StartUpTest, ASecondServiceDoesNotTakeTheEndpointAway) {
     auto& first = startService();
     Service second;
     EXPECT_EQ(second.waitForEnd(), Ending::exited(0));

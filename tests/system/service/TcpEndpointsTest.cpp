@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 // The private namespace has a loopback network of its own: ports are the test's.
-class TcpEndpoints : public SystemTest {
+class TcpEndpointsTest : public SystemTest {
   protected:
     void startOn(const std::string& host, const std::string& ranges) {
         configureSections("<Endpoints><RequestsEndpoint>tcp://" + host +
@@ -36,7 +36,7 @@ class TcpEndpoints : public SystemTest {
     std::string sections;
 };
 
-TEST_F(TcpEndpoints, ARangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
+TEST_F(TcpEndpointsTest, ARangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
     startOn("127.0.0.1", range("127.0.0.1", 30000, 30000));
     Api client("tcp://127.0.0.1:20100");
     ASSERT_TRUE(client.info());
@@ -48,7 +48,7 @@ TEST_F(TcpEndpoints, ARangeThatIsUsedUpGetsNoReplyAndTheNextRequestIsServed) {
     EXPECT_FALSE(service().log().contains("Creating workflow: "));
 }
 
-TEST_F(TcpEndpoints, ARangeOfPortZeroIsLikeOneThatIsUsedUp) {
+TEST_F(TcpEndpointsTest, ARangeOfPortZeroIsLikeOneThatIsUsedUp) {
     startOn("127.0.0.1", range("127.0.0.1", 0, 0));
     Api client("tcp://127.0.0.1:20100");
     client.send(submissionOf({.pipeline = endless}));
@@ -57,7 +57,7 @@ TEST_F(TcpEndpoints, ARangeOfPortZeroIsLikeOneThatIsUsedUp) {
     EXPECT_TRUE(client.info());
 }
 
-TEST_F(TcpEndpoints, OnWhichOthersListenAreGivenWithAWarningWhereThereIsNothingElse) {
+TEST_F(TcpEndpointsTest, OnWhichOthersListenAreGivenWithAWarningWhereThereIsNothingElse) {
     sections = idleLauncher();
     socket::Socket listener("listener", socket::ClosePolicy::Discard);
     listener.create(socket::Protocol::Reply);
@@ -72,7 +72,7 @@ TEST_F(TcpEndpoints, OnWhichOthersListenAreGivenWithAWarningWhereThereIsNothingE
     EXPECT_TRUE(service().waitForLog(job->eventEndpoint + " is given all the same"));
 }
 
-TEST_F(TcpEndpoints, JobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
+TEST_F(TcpEndpointsTest, JobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
     sections = idleLauncher();
     startOn("127.0.0.1", range("127.0.0.1", 30009, 30000));
     Api client("tcp://127.0.0.1:20100");
@@ -84,7 +84,7 @@ TEST_F(TcpEndpoints, JobsGetPortsOfTheRangeInWhicheverOrderItIsWritten) {
     }
 }
 
-TEST_F(TcpEndpoints, WithoutARangePortsAreGivenBlindlyWithAWarning) {
+TEST_F(TcpEndpointsTest, WithoutARangePortsAreGivenBlindlyWithAWarning) {
     sections = idleLauncher();
     startOn("127.0.0.1", range("other", 30000, 30009));
     Api client("tcp://127.0.0.1:20100");
@@ -97,7 +97,7 @@ TEST_F(TcpEndpoints, WithoutARangePortsAreGivenBlindlyWithAWarning) {
     EXPECT_LE(port, 20000);
 }
 
-TEST_F(TcpEndpoints, EveryRunGivesTheSamePortsInTheSameOrder) {
+TEST_F(TcpEndpointsTest, EveryRunGivesTheSamePortsInTheSameOrder) {
     sections = idleLauncher();
     std::set<std::string> first;
     for (int run = 0; run < 2; ++run) {
@@ -112,7 +112,7 @@ TEST_F(TcpEndpoints, EveryRunGivesTheSamePortsInTheSameOrder) {
 }
 
 // The ports come in the same order again, and nobody remembers that the first ones are held.
-TEST_F(TcpEndpoints, OfALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJobHolds) {
+TEST_F(TcpEndpointsTest, OfALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJobHolds) {
     sections = "<Paths><PersistentJobsFolder>/tmp/jobs</PersistentJobsFolder></Paths>";
     startOn("127.0.0.1", range("127.0.0.1", 30000, 30999));
     const auto passing = Api(requests).submit({.pipeline = endless});
@@ -141,7 +141,7 @@ TEST_F(TcpEndpoints, OfALostRegistryAPersistentJobComesBackOnPortsThatNoOtherJob
     EXPECT_EQ(client.job(passing->id)->running_job().command_endpoint(), passing->commandEndpoint);
 }
 
-TEST_F(TcpEndpoints, AJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
+TEST_F(TcpEndpointsTest, AJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
     startOn("*", range("*", 30000, 30099));
     Api client("tcp://127.0.0.1:20100");
     const auto address = client.submit({.pipeline = endless});
@@ -156,7 +156,7 @@ TEST_F(TcpEndpoints, AJobOnEveryInterfaceRunsAndIsStoppedOnThisHost) {
     EXPECT_EQ(end->reason(), Job::End::DESTROYED);
 }
 
-TEST_F(TcpEndpoints, ResourcesOnEveryInterfaceAreReachedOnThisHost) {
+TEST_F(TcpEndpointsTest, ResourcesOnEveryInterfaceAreReachedOnThisHost) {
     configureSections(
         "<Endpoints><ResourcesEndpoint>tcp://*:20300</ResourcesEndpoint></Endpoints>");
     startService();

@@ -33,12 +33,12 @@ std::vector<std::string> listening(Over transport, const std::string& path) {
 
 }  // namespace
 
-StorageAddress LoopStorage::addressOf(Over transport) {
+StorageAddress LoopStorageTest::addressOf(Over transport) {
     return transport == Over::Tcp ? StorageAddress{"127.0.0.1", storagePort}
                                   : StorageAddress{socketPath};
 }
 
-void LoopStorage::TearDown() {
+void LoopStorageTest::TearDown() {
     if (server) {
         // The thread sanitizer can keep a signal back that meets a thread between two waits, as one
         // that has just been continued is: it is asked to end when it serves again.
@@ -59,7 +59,7 @@ void LoopStorage::TearDown() {
     SystemTest::TearDown();
 }
 
-void LoopStorage::useStorage(Over transport, const std::string& furtherSections) const {
+void LoopStorageTest::useStorage(Over transport, const std::string& furtherSections) const {
     const auto address = addressOf(transport);
     const auto elements = transport == Over::Tcp
                               ? "<InterfaceType>tcp</InterfaceType><TcpPort>" +
@@ -69,11 +69,11 @@ void LoopStorage::useStorage(Over transport, const std::string& furtherSections)
                       address.address + "</InterfaceAddress></Storage>" + furtherSections);
 }
 
-Process& LoopStorage::startStorage(Over transport) {
+Process& LoopStorageTest::startStorage(Over transport) {
     return startStorage(listening(transport, socketPath), addressOf(transport));
 }
 
-Process& LoopStorage::startStorage(const std::vector<std::string>& options,
+Process& LoopStorageTest::startStorage(const std::vector<std::string>& options,
                                    const StorageAddress& reachedAt) {
     std::vector<std::string> command = {loopStorageProgram, "--directory", tracksFolder};
     command.insert(command.end(), options.begin(), options.end());
@@ -86,7 +86,7 @@ Process& LoopStorage::startStorage(const std::vector<std::string>& options,
     return *server;
 }
 
-void LoopStorage::startServiceWithStorage(Over transport) {
+void LoopStorageTest::startServiceWithStorage(Over transport) {
     startStorage(transport);
     useStorage(transport);
     startService();
@@ -95,14 +95,14 @@ void LoopStorage::startServiceWithStorage(Over transport) {
     }
 }
 
-std::string LoopStorage::storageId(Over transport) {
+std::string LoopStorageTest::storageId(Over transport) {
     const auto address = addressOf(transport);
     return transport == Over::Tcp
                ? "Storage-tcp-" + address.address + ":" + std::to_string(address.port)
                : "Storage-unix-" + address.address;
 }
 
-Reply LoopStorage::ask(const Request& request) {
+Reply LoopStorageTest::ask(const Request& request) {
     auto envelope = requestOfType(ApiToServiceRequest::LOOP_STORAGE);
     *envelope.MutableExtension(ApiToServiceRequestLoopStorage::base)->mutable_request() = request;
     const auto reply = api().ask(envelope, std::chrono::seconds(20));
@@ -114,7 +114,7 @@ Reply LoopStorage::ask(const Request& request) {
     return reply->GetExtension(ServiceToApiReplyLoopStorage::base).reply();
 }
 
-std::int64_t LoopStorage::take(const Request& request) {
+std::int64_t LoopStorageTest::take(const Request& request) {
     const auto reply = ask(request);
     EXPECT_TRUE(reply.success()) << reply.error_message();
     const auto ticket = ticketIn(reply);
@@ -124,7 +124,7 @@ std::int64_t LoopStorage::take(const Request& request) {
     return ticket;
 }
 
-Reply LoopStorage::end(std::int64_t ticket) {
+Reply LoopStorageTest::end(std::int64_t ticket) {
     Reply last;
     const bool ended = eventually(
         [&] {
@@ -136,13 +136,13 @@ Reply LoopStorage::end(std::int64_t ticket) {
     return last;
 }
 
-std::int64_t LoopStorage::createTrack(std::uint64_t size) {
+std::int64_t LoopStorageTest::createTrack(std::uint64_t size) {
     const auto reply = end(take(storage_requests::createTrack(size)));
     EXPECT_TRUE(reply.success()) << reply.error_message();
     return reply.GetExtension(GetTicketStatusReply::base).track_id();
 }
 
-LoopStorage::DeviceNode LoopStorage::tree() {
+LoopStorageTest::DeviceNode LoopStorageTest::tree() {
     const auto reply = api().ask(requestOfType(ApiToServiceRequest::GET_MONITORING_INFO));
     if (!reply) {
         throw std::runtime_error("the service does not answer");
@@ -167,7 +167,7 @@ std::optional<proto::monitoring::DeviceNode> findIn(const proto::monitoring::Dev
 
 }  // namespace
 
-std::optional<LoopStorage::DeviceNode> LoopStorage::node(const std::string& id) {
+std::optional<LoopStorageTest::DeviceNode> LoopStorageTest::node(const std::string& id) {
     return findIn(tree(), id);
 }
 

@@ -8,7 +8,7 @@
 
 #include "proto/monitoring.pb.h"
 #include "service/devices/storage/StorageConnection.h"
-#include "tests/service/devices/StorageRequests.h"
+#include "tests/service/devices/support/StorageRequests.h"
 #include "tests/system/harness/SystemTest.h"
 
 namespace tarn::test {
@@ -21,7 +21,7 @@ enum class Over { UnixSocket, Tcp };
 
 /// A service with a loop storage server, which are both the built programs. Over TCP by
 /// `storagePort` of the test's own loopback network.
-class LoopStorage : public SystemTest {
+class LoopStorageTest : public SystemTest {
   protected:
     using Request = storage_requests::Request;
     using Reply = proto::loop_storage::Reply;

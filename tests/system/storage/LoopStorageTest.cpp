@@ -29,13 +29,13 @@ std::string transportName(const testing::TestParamInfo<Over>& transport) {
 }
 
 /// Both ways to reach the server.
-class LoopStorageOver : public LoopStorage, public testing::WithParamInterface<Over> {
+class LoopStorageOverTest : public LoopStorageTest, public testing::WithParamInterface<Over> {
   protected:
     void begin() { startServiceWithStorage(GetParam()); }
     std::string id() const { return storageId(GetParam()); }
 };
 
-TEST_P(LoopStorageOver, IsDescribedWithItsTracks) {
+TEST_P(LoopStorageOverTest, IsDescribedWithItsTracks) {
     begin();
     const auto track = storage_requests::createTrack(megabyte);
     const auto number = end(take(track)).GetExtension(GetTicketStatusReply::base).track_id();
@@ -78,7 +78,7 @@ TEST_P(LoopStorageOver, IsDescribedWithItsTracks) {
     EXPECT_EQ(statusOf(described, "EndTimepoint"), "-1");
 }
 
-TEST_P(LoopStorageOver, ATrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
+TEST_P(LoopStorageOverTest, ATrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
     begin();
     createTrack(megabyte);
     const auto track = createTrack(megabyte);
@@ -105,7 +105,7 @@ TEST_P(LoopStorageOver, ATrackThatCannotBeOpenedIsInErrorUntilItIsDestroyed) {
     EXPECT_TRUE(node(id()));
 }
 
-TEST_P(LoopStorageOver, ShowsWhoWritesAndWhoReadsATrack) {
+TEST_P(LoopStorageOverTest, ShowsWhoWritesAndWhoReadsATrack) {
     begin();
     const auto track = createTrack(megabyte);
     const auto trackId = id() + "_track_" + std::to_string(track);
@@ -138,7 +138,7 @@ TEST_P(LoopStorageOver, ShowsWhoWritesAndWhoReadsATrack) {
 }
 
 // Somebody has cut the file: what lay behind is as unreadable as a bad sector.
-TEST_P(LoopStorageOver, AFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
+TEST_P(LoopStorageOverTest, AFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
     begin();
     const auto track = createTrack(megabyte);
     const auto trackId = id() + "_track_" + std::to_string(track);
@@ -161,7 +161,7 @@ TEST_P(LoopStorageOver, AFrameThatTheDiskDoesNotGiveCostsThatFrameAndIsShown) {
     }));
 }
 
-TEST_P(LoopStorageOver, AResizingThatReachesAnotherSizeHasFailed) {
+TEST_P(LoopStorageOverTest, AResizingThatReachesAnotherSizeHasFailed) {
     begin();
     const auto track = createTrack(megabyte);
     {
@@ -184,7 +184,7 @@ TEST_P(LoopStorageOver, AResizingThatReachesAnotherSizeHasFailed) {
     EXPECT_LT(reached, static_cast<std::int64_t>(megabyte));
 }
 
-TEST_P(LoopStorageOver, GivesTicketsInOneRowAndDoesWhatTheySay) {
+TEST_P(LoopStorageOverTest, GivesTicketsInOneRowAndDoesWhatTheySay) {
     begin();
     EXPECT_EQ(take(storage_requests::createTrack(megabyte)), 10000001);
     const auto first = end(10000001).GetExtension(GetTicketStatusReply::base);
@@ -198,7 +198,7 @@ TEST_P(LoopStorageOver, GivesTicketsInOneRowAndDoesWhatTheySay) {
     EXPECT_TRUE(eventually([this] { return node(id())->sub_devices_size() == 0; }));
 }
 
-TEST_P(LoopStorageOver, LeavesTheTreeWhenItsServerIsKilledAndComesBack) {
+TEST_P(LoopStorageOverTest, LeavesTheTreeWhenItsServerIsKilledAndComesBack) {
     begin();
     const auto track = createTrack(megabyte);
     ASSERT_TRUE(eventually([this] { return node(id())->sub_devices_size() == 1; }));
@@ -218,10 +218,10 @@ TEST_P(LoopStorageOver, LeavesTheTreeWhenItsServerIsKilledAndComesBack) {
     EXPECT_TRUE(ask(trackSize(track)).success());
 }
 
-INSTANTIATE_TEST_SUITE_P(Transports, LoopStorageOver, testing::Values(Over::UnixSocket, Over::Tcp),
-                         transportName);
+INSTANTIATE_TEST_SUITE_P(Transports, LoopStorageOverTest,
+                         testing::Values(Over::UnixSocket, Over::Tcp), transportName);
 
-TEST_F(LoopStorage, IsTriedAgainEveryFiveSecondsWhileItIsNotThere) {
+TEST_F(LoopStorageTest, IsTriedAgainEveryFiveSecondsWhileItIsNotThere) {
     useStorage(Over::UnixSocket);
     startService();
     const std::string complaint = "LoopStorageDeviceController on " + std::string(socketPath);
@@ -233,7 +233,7 @@ TEST_F(LoopStorage, IsTriedAgainEveryFiveSecondsWhileItIsNotThere) {
     EXPECT_TRUE(service().waitForLog(complaint + " > Storage API version "));
 }
 
-TEST_F(LoopStorage, TellsWhyAnOperationFailed) {
+TEST_F(LoopStorageTest, TellsWhyAnOperationFailed) {
     startServiceWithStorage(Over::UnixSocket);
     for (const auto ticket : {take(destroyTrack(77)), take(resizeTrack(77, megabyte))}) {
         const auto failed = end(ticket);
@@ -254,7 +254,7 @@ TEST_F(LoopStorage, TellsWhyAnOperationFailed) {
     EXPECT_EQ(node(storageId(Over::UnixSocket))->sub_devices_size(), 0);
 }
 
-TEST_F(LoopStorage, ServesRequestsOnPropertiesAndClears) {
+TEST_F(LoopStorageTest, ServesRequestsOnPropertiesAndClears) {
     startServiceWithStorage(Over::UnixSocket);
     const auto track = createTrack(megabyte);
     EXPECT_EQ(ask(setProperties(track, {{"a", "1"}, {"b", "2"}})).type(),
@@ -267,7 +267,7 @@ TEST_F(LoopStorage, ServesRequestsOnPropertiesAndClears) {
     EXPECT_EQ(ask(clearTrack(track)).type(), Reply::CLEAR_TRACK);
 }
 
-TEST_F(LoopStorage, ShowsAThousandTracks) {
+TEST_F(LoopStorageTest, ShowsAThousandTracks) {
     startServiceWithStorage(Over::UnixSocket);
     std::vector<std::int64_t> tickets;
     for (int i = 0; i < 1000; ++i) {
@@ -286,7 +286,7 @@ TEST_F(LoopStorage, ShowsAThousandTracks) {
     EXPECT_TRUE(eventually([&] { return tracks() == 999; }));
 }
 
-TEST_F(LoopStorage, ThatHangsLeavesTheTreeAndHoldsNobodyUpForLong) {
+TEST_F(LoopStorageTest, ThatHangsLeavesTheTreeAndHoldsNobodyUpForLong) {
     startServiceWithStorage(Over::UnixSocket);
     storageServer().signal(SIGSTOP);
     const MachineTime time;
@@ -297,7 +297,7 @@ TEST_F(LoopStorage, ThatHangsLeavesTheTreeAndHoldsNobodyUpForLong) {
     EXPECT_TRUE(eventually([this] { return node(storageId(Over::UnixSocket)).has_value(); }, 15s));
 }
 
-TEST_F(LoopStorage, ThatHangsHoldsTheShutdownUpForSecondsOnly) {
+TEST_F(LoopStorageTest, ThatHangsHoldsTheShutdownUpForSecondsOnly) {
     startServiceWithStorage(Over::UnixSocket);
     storageServer().signal(SIGSTOP);
     take(storage_requests::createTrack(megabyte));
@@ -308,7 +308,7 @@ TEST_F(LoopStorage, ThatHangsHoldsTheShutdownUpForSecondsOnly) {
     EXPECT_THAT(service().log().all().back(), HasSubstr("Service terminated"));
 }
 
-TEST_F(LoopStorage, ACallToAServerThatHangsCanBeInterrupted) {
+TEST_F(LoopStorageTest, ACallToAServerThatHangsCanBeInterrupted) {
     startStorage(Over::UnixSocket);
     service::devices::StorageError error;
     const auto connection = service::devices::connectStorage(addressOf(Over::UnixSocket), error);
@@ -324,7 +324,7 @@ TEST_F(LoopStorage, ACallToAServerThatHangsCanBeInterrupted) {
     EXPECT_EQ(tarn_storage_error_get_type(error.get()), TARN_STORAGE_ERROR_CONNECTION);
 }
 
-TEST_F(LoopStorage, OperationsThatRunEndBeforeTheServiceDoes) {
+TEST_F(LoopStorageTest, OperationsThatRunEndBeforeTheServiceDoes) {
     startServiceWithStorage(Over::UnixSocket);
     for (int i = 0; i < 20; ++i) {
         take(storage_requests::createTrack(megabyte));
@@ -340,7 +340,7 @@ ProcessResult storageCommand(std::vector<std::string> arguments) {
     return tarnctl(std::move(arguments));
 }
 
-TEST_F(LoopStorage, IsOperatedFromTheCommandLine) {
+TEST_F(LoopStorageTest, IsOperatedFromTheCommandLine) {
     startServiceWithStorage(Over::UnixSocket);
     const auto created = storageCommand({"create", "--size", "1M", "--wait"});
     EXPECT_EQ(created.exitStatus, 0) << created.err;
@@ -362,7 +362,7 @@ TEST_F(LoopStorage, IsOperatedFromTheCommandLine) {
     EXPECT_THAT(again.err, HasSubstr(track));
 }
 
-TEST_F(LoopStorage, LetsAnOperatorEndWhatAWorkerDoes) {
+TEST_F(LoopStorageTest, LetsAnOperatorEndWhatAWorkerDoes) {
     startServiceWithStorage(Over::UnixSocket);
     const auto track = createTrack(megabyte);
     TrackWriter stuck(addressOf(Over::UnixSocket), track, "camera");
@@ -381,7 +381,7 @@ TEST_F(LoopStorage, LetsAnOperatorEndWhatAWorkerDoes) {
     EXPECT_THAT(again.err, HasSubstr("There is no worker " + id));
 }
 
-TEST_F(LoopStorage, IsReportedAsMissingWhereNoneIsConfigured) {
+TEST_F(LoopStorageTest, IsReportedAsMissingWhereNoneIsConfigured) {
     startService();
     const auto refused = ask(remainingSpace());
     EXPECT_EQ(refused.type(), Reply::ERROR);

@@ -23,7 +23,7 @@ using service::devices::StorageAddress;
 constexpr auto patience = "2";
 constexpr auto bound = 10s;
 
-class LostStorageClient : public LoopStorage {
+class LostStorageClientTest : public LoopStorage {
   protected:
     void SetUp() override {
         LoopStorage::SetUp();
@@ -61,7 +61,7 @@ class LostStorageClient : public LoopStorage {
     std::int64_t track = -1;
 };
 
-TEST_F(LostStorageClient, ThatWroteLeavesTheTrackToTheNextWriter) {
+TEST_F(LostStorageClientTest, ThatWroteLeavesTheTrackToTheNextWriter) {
     const auto lost = attachFromThere<TrackWriter>("lost");
     lost->write(1, 1000);
     ASSERT_TRUE(shows("WritersList", "lost"));
@@ -78,7 +78,7 @@ TEST_F(LostStorageClient, ThatWroteLeavesTheTrackToTheNextWriter) {
 }
 
 // The frame that it asked for is sent to nobody; all of it fits into what the system keeps.
-TEST_F(LostStorageClient, ThatIsSentSomethingIsDetached) {
+TEST_F(LostStorageClientTest, ThatIsSentSomethingIsDetached) {
     const auto lost = attachFromThere<TrackReader>("lost");
     EXPECT_FALSE(lost->read(0ms));
     ASSERT_TRUE(shows("ReadersList", "lost"));
@@ -87,7 +87,7 @@ TEST_F(LostStorageClient, ThatIsSentSomethingIsDetached) {
     EXPECT_TRUE(shows("ReadersList", "", bound));
 }
 
-TEST_F(LostStorageClient, NoticesThatTheServerIsLost) {
+TEST_F(LostStorageClientTest, NoticesThatTheServerIsLost) {
     const auto reader = attachFromThere<TrackReader>("follower");
     EXPECT_FALSE(reader->read(0ms));
     far.pullTheCable();

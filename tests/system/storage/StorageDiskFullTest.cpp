@@ -21,7 +21,7 @@ using testing::HasSubstr;
 
 constexpr auto noSpace = "No space left on device";
 
-class StorageDiskFull : public LoopStorage {
+class StorageDiskFullTest : public LoopStorage {
   protected:
     void SetUp() override {
         std::filesystem::create_directories(tracksFolder);
@@ -54,7 +54,7 @@ class StorageDiskFull : public LoopStorage {
     std::int64_t track = -1;
 };
 
-TEST_F(StorageDiskFull, GoesOnTakingWhatIsWrittenToItsTracks) {
+TEST_F(StorageDiskFullTest, GoesOnTakingWhatIsWrittenToItsTracks) {
     {
         TrackWriter writer(addressOf(Over::UnixSocket), track, "camera");
         for (std::int64_t i = 1; i <= 100; ++i) {
@@ -68,7 +68,7 @@ TEST_F(StorageDiskFull, GoesOnTakingWhatIsWrittenToItsTracks) {
     EXPECT_TRUE(eventually([&] { return endTimePoint() == "100"; }, std::chrono::seconds(15)));
 }
 
-TEST_F(StorageDiskFull, RefusesWhatNeedsRoomAndLosesNothing) {
+TEST_F(StorageDiskFullTest, RefusesWhatNeedsRoomAndLosesNothing) {
     const auto created = end(take(storage_requests::createTrack(megabyte)));
     EXPECT_FALSE(created.success());
     EXPECT_THAT(created.error_message(), HasSubstr("are wanted and 0 remain"));
@@ -89,7 +89,7 @@ TEST_F(StorageDiskFull, RefusesWhatNeedsRoomAndLosesNothing) {
     EXPECT_GT(createTrack(megabyte), track);
 }
 
-TEST_F(StorageDiskFull, CreatesExactlyWhatRemainsAndNotAByteMore) {
+TEST_F(StorageDiskFullTest, CreatesExactlyWhatRemainsAndNotAByteMore) {
     const auto remaining = [&] {
         return static_cast<std::uint64_t>(
             ask(remainingSpace()).GetExtension(GetRemainingSpaceReply::base).remaining_space());
@@ -109,7 +109,7 @@ TEST_F(StorageDiskFull, CreatesExactlyWhatRemainsAndNotAByteMore) {
     EXPECT_GE(remaining() + 8192, before) << "but for the file that keeps the track's number";
 }
 
-TEST_F(StorageDiskFull, GivesRoomBackWhenATrackIsDestroyed) {
+TEST_F(StorageDiskFullTest, GivesRoomBackWhenATrackIsDestroyed) {
     EXPECT_TRUE(ask(clearTrack(track)).success());
     const auto destroyed = end(take(destroyTrack(track)));
     EXPECT_TRUE(destroyed.success()) << destroyed.error_message();

@@ -22,7 +22,7 @@ constexpr auto bootId = "/proc/sys/kernel/random/boot_id";
 constexpr int frames = 47;
 
 /// By another boot's number a server knows that the machine has been started again.
-class StorageReboot : public LoopStorage {
+class StorageRebootTest : public LoopStorage {
   protected:
     void SetUp() override {
         LoopStorage::SetUp();
@@ -91,7 +91,7 @@ class StorageReboot : public LoopStorage {
     std::int64_t track = -1;
 };
 
-TEST_F(StorageReboot, AfterAKillAndARestartWithoutAWriterKeepsEveryFrame) {
+TEST_F(StorageRebootTest, AfterAKillAndARestartWithoutAWriterKeepsEveryFrame) {
     writeAndBeKilled();
     startStorage(Over::UnixSocket);
     expectFrames(1, frames);
@@ -99,14 +99,14 @@ TEST_F(StorageReboot, AfterAKillAndARestartWithoutAWriterKeepsEveryFrame) {
     expectFrames(1, frames);
 }
 
-TEST_F(StorageReboot, StraightAfterAKillKeepsEveryFrame) {
+TEST_F(StorageRebootTest, StraightAfterAKillKeepsEveryFrame) {
     writeAndBeKilled();
     setBoot('2');
     startStorage(Over::UnixSocket);
     expectFrames(1, frames);
 }
 
-TEST_F(StorageReboot, AfterAKillDoesNotUndoAClearing) {
+TEST_F(StorageRebootTest, AfterAKillDoesNotUndoAClearing) {
     writeAndBeKilled();
     startStorage(Over::UnixSocket);
     ASSERT_EQ(tarn_storage_track_clear(&connection(), track, error.get()), 0) << error.message();

@@ -9,9 +9,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class Tarnctl : public SystemTest {};
+class TarnctlTest : public SystemTest {};
 
-TEST_F(Tarnctl, SaysAtOnceThatNobodyListens) {
+TEST_F(TarnctlTest, SaysAtOnceThatNobodyListens) {
     const auto result = tarnctl({"info", "--timeout", "60"});
     EXPECT_EQ(result.exitStatus, 3);
     EXPECT_LT(result.duration, 30s);
@@ -22,7 +22,7 @@ TEST_F(Tarnctl, SaysAtOnceThatNobodyListens) {
     EXPECT_EQ(overTcp.err, "tarnctl: nobody listens on tcp://localhost:5999\n");
 }
 
-TEST_F(Tarnctl, SaysAtOnceThatAServiceWasKilled) {
+TEST_F(TarnctlTest, SaysAtOnceThatAServiceWasKilled) {
     startService().killHard();
     const auto result = tarnctl({"info", "--timeout", "60"});
     EXPECT_EQ(result.exitStatus, 3);
@@ -31,19 +31,19 @@ TEST_F(Tarnctl, SaysAtOnceThatAServiceWasKilled) {
     startService();  // takes over what the killed one left
 }
 
-TEST_F(Tarnctl, WaitsForAServiceThatIsBeingStarted) {
+TEST_F(TarnctlTest, WaitsForAServiceThatIsBeingStarted) {
     launchService();
     EXPECT_EQ(tarnctl({"info", "--timeout", "20", "--wait-for-service"}).exitStatus, 0);
 }
 
-TEST_F(Tarnctl, ShowsTheService) {
+TEST_F(TarnctlTest, ShowsTheService) {
     startService();
     const auto result = tarnctl({"info"});
     EXPECT_EQ(result.exitStatus, 0) << result.err;
     EXPECT_NE(result.out.find("TarnService"), std::string::npos) << result.out;
 }
 
-TEST_F(Tarnctl, SubmitsAJobAndWaitsForItsEnd) {
+TEST_F(TarnctlTest, SubmitsAJobAndWaitsForItsEnd) {
     startService();
     const auto good = tarnctl({"jobs", "submit", "--wait", "--pipeline",
                                "videotestsrc is-live=true num-buffers=30 ! fakesink"});
@@ -53,7 +53,7 @@ TEST_F(Tarnctl, SubmitsAJobAndWaitsForItsEnd) {
     EXPECT_EQ(bad.exitStatus, 1) << bad.out << bad.err;
 }
 
-TEST_F(Tarnctl, WaitsForJobsThatAreOverAtOnce) {
+TEST_F(TarnctlTest, WaitsForJobsThatAreOverAtOnce) {
     startService();
     for (int i = 0; i < 5; ++i) {
         const auto result = tarnctl(
@@ -62,7 +62,7 @@ TEST_F(Tarnctl, WaitsForJobsThatAreOverAtOnce) {
     }
 }
 
-TEST_F(Tarnctl, ListsShowsAndStopsAJob) {
+TEST_F(TarnctlTest, ListsShowsAndStopsAJob) {
     startService();
     const auto id = utils::UuidGenerator::Generate();
     ASSERT_EQ(tarnctl({"jobs", "submit", "--id", id, "--name", "camera", "--property", "studio=2",
@@ -83,7 +83,7 @@ TEST_F(Tarnctl, ListsShowsAndStopsAJob) {
     EXPECT_EQ(tarnctl({"jobs", "show", id}).exitStatus, 1);
 }
 
-TEST_F(Tarnctl, ListsAJobWhoseTextsAreNoUtf8) {
+TEST_F(TarnctlTest, ListsAJobWhoseTextsAreNoUtf8) {
     startService();
     const std::string bytes = "a\xc0\xaf\xff";
     const auto job = startJob({.pipeline = endless, .id = bytes, .name = bytes});
@@ -98,7 +98,7 @@ TEST_F(Tarnctl, ListsAJobWhoseTextsAreNoUtf8) {
     EXPECT_NE(table.out.find("a\\xc0\\xaf\\xff"), std::string::npos) << table.out;
 }
 
-TEST_F(Tarnctl, ShowsAForgedLineAsAPartOfItsOwn) {
+TEST_F(TarnctlTest, ShowsAForgedLineAsAPartOfItsOwn) {
     startService();
     const std::string name = "cam\n2026-11-21 10:00:00,123 FATAL forged\x1b[2J\xc2\x9b";
     const auto id = utils::UuidGenerator::Generate();

@@ -8,7 +8,7 @@
 namespace tarn::peers::host_monitor {
 namespace {
 
-TEST(DiskSpace, ReadsAFileSystem) {
+TEST(DiskSpaceTest, ReadsAFileSystem) {
     const tarn::test::TemporaryFolder folder;
     const auto space = readDiskSpace(folder.path());
     ASSERT_TRUE(space);
@@ -26,12 +26,12 @@ TEST(DiskSpace, ReadsAFileSystem) {
                 tolerance);
 }
 
-TEST(DiskSpace, IsNothingWhereThereIsNone) {
+TEST(DiskSpaceTest, IsNothingWhereThereIsNone) {
     EXPECT_FALSE(readDiskSpace("/does/not/exist"));
     EXPECT_FALSE(readDiskSpace("/proc"));
 }
 
-TEST(DiskSpace, WhatIsKeptForTheAdministratorIsNotForUse) {
+TEST(DiskSpaceTest, WhatIsKeptForTheAdministratorIsNotForUse) {
     EXPECT_DOUBLE_EQ((DiskSpace{.size = 1000, .used = 450, .free = 450}.usedPercent()), 50);
     EXPECT_DOUBLE_EQ(DiskSpace{}.usedPercent(), 0);
 }

@@ -9,7 +9,7 @@ namespace {
 
 const std::chrono::steady_clock::time_point now{};
 
-TEST(HostReader, AMachineThatTellsNothingIsEmpty) {
+TEST(HostReaderTest, AMachineThatTellsNothingIsEmpty) {
     const tarn::test::MachineFolder machine;
     const auto reading = HostReader(machine.root()).read(now);
     EXPECT_TRUE(reading.processors.empty());
@@ -19,7 +19,7 @@ TEST(HostReader, AMachineThatTellsNothingIsEmpty) {
     EXPECT_TRUE(reading.temperatures.empty());
 }
 
-TEST(HostReader, ReadsEveryPart) {
+TEST(HostReaderTest, ReadsEveryPart) {
     const tarn::test::MachineFolder machine;
     machine.write("proc/stat", "cpu 1 2 3 4\ncpu0 1 2 3 4\n");
     machine.write("proc/meminfo", "MemTotal: 4 kB\nMemAvailable: 2 kB\n");
@@ -38,7 +38,7 @@ TEST(HostReader, ReadsEveryPart) {
     EXPECT_EQ(reading.kernel, "6.1.0-18-amd64");
 }
 
-TEST(HostReader, ReadsThisMachine) {
+TEST(HostReaderTest, ReadsThisMachine) {
     const auto reading = HostReader("/").read(now);
     EXPECT_GE(reading.processors.size(), 2U);
     EXPECT_TRUE(reading.memory);

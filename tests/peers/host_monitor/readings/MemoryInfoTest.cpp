@@ -5,7 +5,7 @@
 namespace tarn::peers::host_monitor {
 namespace {
 
-TEST(MemoryInfo, ReadsTotalAndAvailableInBytes) {
+TEST(MemoryInfoTest, ReadsTotalAndAvailableInBytes) {
     const auto memory = parseMemoryInfo(
         "MemTotal:       24684084 kB\nMemFree:        18135244 kB\n"
         "MemAvailable:   21327936 kB\nHugePages_Total:       0\n");
@@ -14,17 +14,17 @@ TEST(MemoryInfo, ReadsTotalAndAvailableInBytes) {
     EXPECT_EQ(memory->available, 21327936ULL * 1024);
 }
 
-TEST(MemoryInfo, NeverHasMoreAvailableThanThereIs) {
+TEST(MemoryInfoTest, NeverHasMoreAvailableThanThereIs) {
     EXPECT_EQ(parseMemoryInfo("MemTotal: 10 kB\nMemAvailable: 12 kB")->available, 10240U);
 }
 
-TEST(MemoryInfo, IsWhatCanBeCountedInBytes) {
+TEST(MemoryInfoTest, IsWhatCanBeCountedInBytes) {
     EXPECT_EQ(parseMemoryInfo("MemTotal: 18014398509481983 kB\nMemAvailable: 1 kB")->total,
               18014398509481983U * 1024);
     EXPECT_FALSE(parseMemoryInfo("MemTotal: 18014398509481984 kB\nMemAvailable: 1 kB"));
 }
 
-TEST(MemoryInfo, IsNothingWithoutBoth) {
+TEST(MemoryInfoTest, IsNothingWithoutBoth) {
     for (const char* text :
          {"", "MemTotal: 10 kB", "MemAvailable: 10 kB", "MemTotal: 0 kB\nMemAvailable: 0 kB",
           "MemTotal: x kB\nMemAvailable: 1 kB", "MemTotal:\nMemAvailable: 1 kB",

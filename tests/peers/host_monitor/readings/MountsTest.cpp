@@ -15,7 +15,7 @@ Points disksIn(const std::string& text) {
     return points;
 }
 
-TEST(Mounts, ReadsSourcePointAndType) {
+TEST(MountsTest, ReadsSourcePointAndType) {
     const auto mounts = parseMounts("/dev/sda1 / ext4 rw,relatime 0 0\n");
     ASSERT_EQ(mounts.size(), 1U);
     EXPECT_EQ(mounts[0].source, "/dev/sda1");
@@ -23,7 +23,7 @@ TEST(Mounts, ReadsSourcePointAndType) {
     EXPECT_EQ(mounts[0].type, "ext4");
 }
 
-TEST(Mounts, ResolvesEscapes) {
+TEST(MountsTest, ResolvesEscapes) {
     EXPECT_EQ(parseMounts("/dev/a /my\\040disk\\134x ext4")[0].point, "/my disk\\x");
     EXPECT_EQ(parseMounts("/dev/a /a\\001\\377 ext4")[0].point, "/a\x01\xff");
     for (const std::string odd : {"/a\\", "/a\\04", "/a\\400", "/a\\0x0", "/a\\999", "/a\\000"}) {
@@ -31,12 +31,12 @@ TEST(Mounts, ResolvesEscapes) {
     }
 }
 
-TEST(Mounts, BrokenLinesAreLeftOut) {
+TEST(MountsTest, BrokenLinesAreLeftOut) {
     EXPECT_TRUE(parseMounts("").empty());
     EXPECT_TRUE(parseMounts("/dev/a /b\nx\n/dev/a relative ext4\n").empty());
 }
 
-TEST(Mounts, DisksAreFileSystemsOnDevices) {
+TEST(MountsTest, DisksAreFileSystemsOnDevices) {
     EXPECT_EQ(disksIn("proc /proc proc rw 0 0\n"
                       "tmpfs /dev/shm tmpfs rw 0 0\n"
                       "/dev/vda / ext4 rw 0 0\n"
@@ -49,7 +49,7 @@ TEST(Mounts, DisksAreFileSystemsOnDevices) {
               (Points{"/", "/data", "/home"}));
 }
 
-TEST(Mounts, NetworkFileSystemsAreSkippedAndWhatLiesBelowThem) {
+TEST(MountsTest, NetworkFileSystemsAreSkippedAndWhatLiesBelowThem) {
     EXPECT_EQ(disksIn("/dev/vda / ext4 rw 0 0\n"
                       "server:/x /net nfs4 rw 0 0\n"
                       "//server/y /share cifs rw 0 0\n"
@@ -61,7 +61,7 @@ TEST(Mounts, NetworkFileSystemsAreSkippedAndWhatLiesBelowThem) {
               (Points{"/", "/network"}));
 }
 
-TEST(Mounts, ADiskIsOneHoweverOftenItIsMounted) {
+TEST(MountsTest, ADiskIsOneHoweverOftenItIsMounted) {
     EXPECT_EQ(disksIn("/dev/vda /a/long/path ext4 rw 0 0\n"
                       "/dev/vda /data ext4 rw 0 0\n"
                       "/dev/vda /data/again ext4 rw 0 0\n"),
@@ -69,11 +69,11 @@ TEST(Mounts, ADiskIsOneHoweverOftenItIsMounted) {
     EXPECT_EQ(disksIn("/dev/vda /b ext4 rw 0 0\n/dev/vda /a ext4 rw 0 0\n"), Points{"/a"});
 }
 
-TEST(Mounts, BelowARootThatMayHangLiesEverything) {
+TEST(MountsTest, BelowARootThatMayHangLiesEverything) {
     EXPECT_EQ(disksIn("server:/x / nfs rw 0 0\n/dev/vda /data ext4 rw 0 0\n"), Points{});
 }
 
-TEST(Mounts, OfWhatIsMountedOverEachOtherTheLastCounts) {
+TEST(MountsTest, OfWhatIsMountedOverEachOtherTheLastCounts) {
     EXPECT_EQ(disksIn("/dev/vda /x ext4 rw 0 0\nserver:/y /x nfs rw 0 0\n"), Points{});
     EXPECT_EQ(disksIn("rootfs / rootfs rw 0 0\n/dev/vda / ext4 rw 0 0\n"), Points{"/"});
 }

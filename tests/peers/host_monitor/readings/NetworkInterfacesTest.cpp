@@ -16,7 +16,7 @@ constexpr auto recorded =
     "  eth0:52710105    1321    3    0    0     0          0         0    80801     856    4    0  "
     "  0     0       0          0\n";
 
-TEST(NetworkCounters, AreReadByInterface) {
+TEST(NetworkCountersTest, AreReadByInterface) {
     const auto interfaces = parseNetworkCounters(recorded);
     ASSERT_EQ(interfaces.size(), 2U);
     const auto& counters = interfaces.at("eth0");
@@ -26,7 +26,7 @@ TEST(NetworkCounters, AreReadByInterface) {
     EXPECT_EQ(counters.sendErrors, 4U);
 }
 
-TEST(NetworkCounters, BrokenLinesAndNamesThatLeaveTheFolderAreLeftOut) {
+TEST(NetworkCountersTest, BrokenLinesAndNamesThatLeaveTheFolderAreLeftOut) {
     const std::string numbers = ": 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16\n";
     for (const std::string name : {"", ".", "..", "../x", "a/b", "a-name-of-16-chr"}) {
         EXPECT_TRUE(parseNetworkCounters(name + numbers).empty()) << name;

@@ -11,7 +11,7 @@ constexpr auto recordedStat =
     "cpu1 316418 31624 41341 253471 876 0 780 473 0 0\n"
     "intr 1234 0 9\nctxt 5\nbtime 1795254000\nprocesses 4\nsoftirq 1 2 3\n";
 
-TEST(Processors, ReadsEachAndAllOfThem) {
+TEST(ProcessorsTest, ReadsEachAndAllOfThem) {
     const auto processors = parseProcessors(recordedStat);
     ASSERT_EQ(processors.size(), 3U);
     EXPECT_EQ(processors.at(allProcessors).idle, 510864U + 1032);
@@ -19,17 +19,17 @@ TEST(Processors, ReadsEachAndAllOfThem) {
     EXPECT_EQ(processors.at(1).idle, 253471U + 876);
 }
 
-TEST(Processors, GuestsAreNotCountedTwice) {
+TEST(ProcessorsTest, GuestsAreNotCountedTwice) {
     EXPECT_EQ(parseProcessors("cpu0 10 0 0 90 0 0 0 0 7 3").at(0).busy, 10U);
 }
 
-TEST(Processors, OldKernelsHaveFewerCounters) {
+TEST(ProcessorsTest, OldKernelsHaveFewerCounters) {
     const auto processors = parseProcessors("cpu0 1 2 3 4");
     EXPECT_EQ(processors.at(0).busy, 6U);
     EXPECT_EQ(processors.at(0).idle, 4U);
 }
 
-TEST(Processors, BrokenLinesAreLeftOut) {
+TEST(ProcessorsTest, BrokenLinesAreLeftOut) {
     for (const char* text :
          {"", "cpu0", "cpu0 1 2 3", "cpux 1 2 3 4", "cpu0 1 2 3 x", "cpu0 1 2 -3 4",
           "cpu99999999999 1 2 3 4", "cpu-1 1 2 3 4", "cpu65536 1 2 3 4", "\x01\xff"}) {
@@ -39,13 +39,13 @@ TEST(Processors, BrokenLinesAreLeftOut) {
     EXPECT_EQ(parseProcessors("cpu0 broken\ncpu1 1 2 3 4\n").size(), 1U);
 }
 
-TEST(Processors, TheLoadIsTheBusyShareOfTheTimeBetween) {
+TEST(ProcessorsTest, TheLoadIsTheBusyShareOfTheTimeBetween) {
     EXPECT_DOUBLE_EQ(loadBetween({100, 100}, {125, 175}), 25);
     EXPECT_DOUBLE_EQ(loadBetween({100, 100}, {150, 100}), 100);
     EXPECT_DOUBLE_EQ(loadBetween({100, 100}, {101, 102}), 33.3);
 }
 
-TEST(Processors, CountersThatStandOrRunBackwardsAreNoLoad) {
+TEST(ProcessorsTest, CountersThatStandOrRunBackwardsAreNoLoad) {
     EXPECT_DOUBLE_EQ(loadBetween({100, 100}, {100, 100}), 0);
     EXPECT_DOUBLE_EQ(loadBetween({100, 100}, {50, 120}), 0);
     EXPECT_DOUBLE_EQ(loadBetween({100, 100}, {110, 90}), 100);

@@ -5,7 +5,7 @@
 namespace tarn::peers::host_monitor {
 namespace {
 
-TEST(Text, LinesAndWordsHaveNothingBetweenThem) {
+TEST(TextTest, LinesAndWordsHaveNothingBetweenThem) {
     EXPECT_EQ(linesOf("a b\n\nc"), (std::vector<std::string_view>{"a b", "c"}));
     EXPECT_EQ(wordsOf("  a\tb \n c"), (std::vector<std::string_view>{"a", "b", "c"}));
     EXPECT_TRUE(linesOf("").empty());
@@ -14,7 +14,7 @@ TEST(Text, LinesAndWordsHaveNothingBetweenThem) {
     EXPECT_EQ(trimmed(" \n"), "");
 }
 
-TEST(Text, ANumberIsTheWholeTextAndFits) {
+TEST(TextTest, ANumberIsTheWholeTextAndFits) {
     EXPECT_EQ(toUnsigned("18446744073709551615"), 18446744073709551615U);
     EXPECT_EQ(toSigned("-40000"), -40000);
     for (const char* text : {"", "1x", "x", " 1", "1.5", "+1", "18446744073709551616", "-1"}) {

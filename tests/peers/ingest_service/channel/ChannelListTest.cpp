@@ -9,7 +9,7 @@ namespace tarn::peers::ingest_service {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(ChannelList, PairsNumbersAndOffsets) {
+TEST(ChannelListTest, PairsNumbersAndOffsets) {
     const auto channels = parseChannels("3 1 ", "0 -2 ");
     ASSERT_EQ(channels.size(), 2U);
     EXPECT_EQ(channels[0].number, 3U);
@@ -18,16 +18,16 @@ TEST(ChannelList, PairsNumbersAndOffsets) {
     EXPECT_EQ(channels[1].frameOffset, -2);
 }
 
-TEST(ChannelList, WithoutNumbersIsEmpty) {
+TEST(ChannelListTest, WithoutNumbersIsEmpty) {
     EXPECT_THAT(parseChannels("", ""), IsEmpty());
     EXPECT_THAT(parseChannels("  ", " "), IsEmpty());
 }
 
-TEST(ChannelList, AChannelWithoutAnOffsetHasNone) {
+TEST(ChannelListTest, AChannelWithoutAnOffsetHasNone) {
     EXPECT_EQ(parseChannels("3 1", "5")[1].frameOffset, 0);
 }
 
-TEST(ChannelList, RefusesWhatMakesNoSense) {
+TEST(ChannelListTest, RefusesWhatMakesNoSense) {
     for (const auto* numbers : {"x", "1,2", "-1", "32", "1 1", "99999999999"}) {
         EXPECT_THROW(parseChannels(numbers, ""), std::invalid_argument) << numbers;
     }
@@ -36,7 +36,7 @@ TEST(ChannelList, RefusesWhatMakesNoSense) {
     }
 }
 
-TEST(ChannelList, HoldsChannelsBackSoThatNoneIsEarly) {
+TEST(ChannelListTest, HoldsChannelsBackSoThatNoneIsEarly) {
     EXPECT_THAT(delaysOf(parseChannels("0 1 2", "0 -2 3")), ElementsAre(2, 0, 5));
     EXPECT_THAT(delaysOf(parseChannels("0 1", "2 1")), ElementsAre(2, 1));
     EXPECT_THAT(delaysOf({}), IsEmpty());

@@ -66,7 +66,7 @@ TEST_F(JobLogTest, IsLedNowhereElseByALinkUnderTmp) {
     EXPECT_EQ(openJobLog({(folder.path() / "link").string()}, "a"), "");
 }
 
-TEST(JobLogFolders, AreTheSystemsTheUsersAndOneThatIsAlwaysThere) {
+TEST(JobLogFoldersTest, AreTheSystemsTheUsersAndOneThatIsAlwaysThere) {
     const std::string last = "/tmp/halden-tarn-" + std::to_string(::geteuid()) + "/jobs";
     const std::string first = "/var/log/halden-tarn/jobs";
     using Folders = std::vector<std::string>;

@@ -32,7 +32,7 @@ bool isOpen(int descriptor) {
     return ::fcntl(descriptor, F_GETFD) >= 0;
 }
 
-TEST(LauncherProcess, KeepsOfWhatItInheritedItsStandardStreamsAlone) {
+TEST(LauncherProcessTest, KeepsOfWhatItInheritedItsStandardStreamsAlone) {
     const os::FileDescriptor inherited(::eventfd(0, 0));
     EXPECT_TRUE(holdsInAChild([&] {
         resetInheritedState();
@@ -41,7 +41,7 @@ TEST(LauncherProcess, KeepsOfWhatItInheritedItsStandardStreamsAlone) {
     }));
 }
 
-TEST(LauncherProcess, HasTheSignalsOfAFreshProcess) {
+TEST(LauncherProcessTest, HasTheSignalsOfAFreshProcess) {
     EXPECT_TRUE(holdsInAChild([] {
         sigset_t blocked;
         ::sigemptyset(&blocked);
@@ -60,7 +60,7 @@ TEST(LauncherProcess, HasTheSignalsOfAFreshProcess) {
     }));
 }
 
-TEST(LauncherProcess, LetsGoOfItsStandardStreams) {
+TEST(LauncherProcessTest, LetsGoOfItsStandardStreams) {
     EXPECT_TRUE(holdsInAChild([] {
         closeStandardStreams();
         bool lead = true;
@@ -71,7 +71,7 @@ TEST(LauncherProcess, LetsGoOfItsStandardStreams) {
     }));
 }
 
-TEST(LauncherProcess, BecomesASessionOfItsOwnAndItsStarterReturns) {
+TEST(LauncherProcessTest, BecomesASessionOfItsOwnAndItsStarterReturns) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     EXPECT_TRUE(holdsInAChild([&]() -> bool {

@@ -119,7 +119,7 @@ TEST_F(SetupServerTest, AnAnswerThatNobodyWaitsForIsAWarning) {
 }
 
 // The file of its socket is closed to him, which is not all that keeps him out.
-TEST(SetUpByAnotherUser, IsRefusedAndWaitingGoesOn) {
+TEST(SetUpByAnotherUserTest, IsRefusedAndWaitingGoesOn) {
     if (!test::canBeOthers()) {
         GTEST_SKIP() << "there is one user only";
     }

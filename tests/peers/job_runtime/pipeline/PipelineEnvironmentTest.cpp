@@ -10,7 +10,7 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
-TEST(PipelineEnvironment, HoldsWhatTheMediaLibraryLooksAtAndNothingElse) {
+TEST(PipelineEnvironmentTest, HoldsWhatTheMediaLibraryLooksAtAndNothingElse) {
     ::setenv("GST_DEBUG", "2", 1);
     ::setenv("KLN_PLUGINS", "/a.so", 1);
     ::setenv("API_TOKEN", "secret", 1);

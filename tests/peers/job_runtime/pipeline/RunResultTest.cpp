@@ -20,7 +20,7 @@ RunFacts factsOf(std::initializer_list<Ending> endings, const std::string& failu
     return facts;
 }
 
-TEST(RunResult, AProcessThatEndsUnannouncedHasCrashed) {
+TEST(RunResultTest, AProcessThatEndsUnannouncedHasCrashed) {
     const auto result = judge({}, crashed);
     EXPECT_EQ(result.reason, JobEventEnd::CRASHED);
     EXPECT_EQ(result.message, "killed by signal 11 (Segmentation fault)");
@@ -28,20 +28,20 @@ TEST(RunResult, AProcessThatEndsUnannouncedHasCrashed) {
     EXPECT_EQ(judge({}, exited).reason, JobEventEnd::CRASHED);
 }
 
-TEST(RunResult, AReportedFailureGivesItsMessage) {
+TEST(RunResultTest, AReportedFailureGivesItsMessage) {
     const auto result = judge(factsOf({Ending::Failure}, "no such file"), exited);
     EXPECT_EQ(result.reason, JobEventEnd::FAILED);
     EXPECT_EQ(result.message, "no such file");
     EXPECT_TRUE(result.failed());
 }
 
-TEST(RunResult, TheEndOfTheStreamIsNoFailure) {
+TEST(RunResultTest, TheEndOfTheStreamIsNoFailure) {
     const auto result = judge(factsOf({Ending::EndOfStream, Ending::StopAsked}), exited);
     EXPECT_EQ(result.reason, JobEventEnd::END_OF_STREAM);
     EXPECT_FALSE(result.failed());
 }
 
-TEST(RunResult, WhatFollowsAStopIsItsConsequence) {
+TEST(RunResultTest, WhatFollowsAStopIsItsConsequence) {
     const auto facts = factsOf({Ending::StopAsked, Ending::Failure, Ending::EndOfStream});
     const auto result = judge(facts, {.exitStatus = {}, .signal = 9});
     EXPECT_EQ(result.reason, JobEventEnd::DESTROYED);

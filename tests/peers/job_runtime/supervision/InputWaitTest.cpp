@@ -11,7 +11,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-TEST(InputWait, EndsWithInputOnAnyOfTheDescriptors) {
+TEST(InputWaitTest, EndsWithInputOnAnyOfTheDescriptors) {
     const os::FileDescriptor silent(::eventfd(0, EFD_CLOEXEC));
     const os::FileDescriptor ready(::eventfd(1, EFD_CLOEXEC));
     const auto begin = Clock::now();
@@ -19,14 +19,14 @@ TEST(InputWait, EndsWithInputOnAnyOfTheDescriptors) {
     EXPECT_LT(Clock::now(), begin + 1h);
 }
 
-TEST(InputWait, EndsAfterTheLongestTime) {
+TEST(InputWaitTest, EndsAfterTheLongestTime) {
     const os::FileDescriptor silent(::eventfd(0, EFD_CLOEXEC));
     const auto begin = Clock::now();
     waitForInput({silent.get(), -1}, 20ms);
     EXPECT_GE(Clock::now(), begin + 20ms);
 }
 
-TEST(InputWait, DoesNotWaitForATimeThatHasPassed) {
+TEST(InputWaitTest, DoesNotWaitForATimeThatHasPassed) {
     const auto begin = Clock::now();
     waitForInput({-1}, -1h);
     EXPECT_LT(Clock::now(), begin + 1h);

@@ -5,7 +5,7 @@
 namespace tarn::peers {
 namespace {
 
-TEST(JobStatus, IsWhatItWasChangedToAndHowLongTheJobHasBeen) {
+TEST(JobStatusTest, IsWhatItWasChangedToAndHowLongTheJobHasBeen) {
     JobStatus status;
     status.update([](JobStatus::Reply& reply) { reply.set_restarts(3); });
     const auto first = status.snapshot();

@@ -14,13 +14,13 @@ bool isReadable(int descriptor) {
     return ::poll(&input, 1, 0) == 1;
 }
 
-TEST(StopRequest, WishesNothingAtFirst) {
+TEST(StopRequestTest, WishesNothingAtFirst) {
     StopRequest stop;
     EXPECT_EQ(stop.take(), Wish::None);
     EXPECT_FALSE(isReadable(stop.descriptor()));
 }
 
-TEST(StopRequest, AWishWakesTheOneWhoWaitsOnce) {
+TEST(StopRequestTest, AWishWakesTheOneWhoWaitsOnce) {
     StopRequest stop;
     stop.request(Wish::EndNow);
     EXPECT_TRUE(isReadable(stop.descriptor()));
@@ -28,21 +28,21 @@ TEST(StopRequest, AWishWakesTheOneWhoWaitsOnce) {
     EXPECT_FALSE(isReadable(stop.descriptor()));
 }
 
-TEST(StopRequest, AWeakerWishDoesNotUndoAStrongerOne) {
+TEST(StopRequestTest, AWeakerWishDoesNotUndoAStrongerOne) {
     StopRequest stop;
     stop.request(Wish::EndForGood);
     stop.request(Wish::EndNow);
     EXPECT_EQ(stop.take(), Wish::EndForGood);
 }
 
-TEST(StopRequest, AStrongerWishReplacesAWeakerOne) {
+TEST(StopRequestTest, AStrongerWishReplacesAWeakerOne) {
     StopRequest stop;
     stop.request(Wish::EndNow);
     stop.request(Wish::EndForGood);
     EXPECT_EQ(stop.take(), Wish::EndForGood);
 }
 
-TEST(StopRequest, TheStopSignalsAreWishesAndEndNoProcess) {
+TEST(StopRequestTest, TheStopSignalsAreWishesAndEndNoProcess) {
     for (const int signal : {SIGTERM, SIGINT}) {
         StopRequest stop;
         ::raise(signal);

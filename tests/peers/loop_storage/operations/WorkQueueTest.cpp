@@ -26,7 +26,7 @@ class AddsAtItsEnd {
 };
 
 // The queue is left behind where it hangs: nothing ends its thread any more.
-TEST(WorkQueue, TakesWorkFromWhatGoesWithOtherWork) {
+TEST(WorkQueueTest, TakesWorkFromWhatGoesWithOtherWork) {
     std::promise<void> isDone;
     auto done = isDone.get_future();
     auto queue = std::make_unique<WorkQueue>(10);

@@ -1,4 +1,4 @@
-#include "peers/loop_storage/ring/RingIndex.h"
+#include "peers/loop_storage/ring/index/RingIndex.h"
 
 #include <gtest/gtest.h>
 

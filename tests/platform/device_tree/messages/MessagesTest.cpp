@@ -37,14 +37,14 @@ void addStatus(Message& message, const std::string& name, double value) {
 
 }  // namespace
 
-TEST(DeviceNodeMessage, MayBeEmpty) {
+TEST(DeviceNodeMessageTest, MayBeEmpty) {
     const DeviceNode node{Message()};
 
     EXPECT_EQ(node, DeviceNode("", "", DeviceClass::Generic));
     EXPECT_THAT(node.getSubDevices(), IsEmpty());
 }
 
-TEST(DeviceNodeMessage, IsReadWhole) {
+TEST(DeviceNodeMessageTest, IsReadWhole) {
     Message message = withId("id");
     message.set_name("name");
     message.set_device_class(Message::HOST);
@@ -69,7 +69,7 @@ TEST(DeviceNodeMessage, IsReadWhole) {
     EXPECT_EQ(DeviceNode(node.toProtoBuf()), node);
 }
 
-TEST(DeviceNodeMessage, TextIsTakenAsItIs) {
+TEST(DeviceNodeMessageTest, TextIsTakenAsItIs) {
     Message message = withId(std::string("a\0\n\xff\xfe", 5));
     message.set_name("<b>\x1b[0m");
 
@@ -80,7 +80,7 @@ TEST(DeviceNodeMessage, TextIsTakenAsItIs) {
     EXPECT_NE(node.getDeviceById(node.getId()), nullptr);
 }
 
-TEST(DeviceNodeMessage, LastOfTheSameNameOrIdStays) {
+TEST(DeviceNodeMessageTest, LastOfTheSameNameOrIdStays) {
     Message message = withId("id");
     for (const char* value : {"1", "2", "3"}) {
         auto& property = *message.add_properties();
@@ -107,7 +107,7 @@ TEST(DeviceNodeMessage, LastOfTheSameNameOrIdStays) {
     EXPECT_EQ(node.getDeviceById("gone"), nullptr);
 }
 
-TEST(DeviceNodeMessage, LastOfTheSameNameStaysAmongMany) {
+TEST(DeviceNodeMessageTest, LastOfTheSameNameStaysAmongMany) {
     Message message;
     for (int i = 0; i < 1000; ++i) {
         addStatus(message, "s" + std::to_string(i % 7), i);
@@ -122,14 +122,14 @@ TEST(DeviceNodeMessage, LastOfTheSameNameStaysAmongMany) {
     }
 }
 
-TEST(DeviceNodeMessage, IsReadDownToAHundredLevels) {
+TEST(DeviceNodeMessageTest, IsReadDownToAHundredLevels) {
     const DeviceNode node(chain(100));
 
     EXPECT_EQ(node.size(), 100U);
     EXPECT_NE(node.getDeviceById("100"), nullptr);
 }
 
-TEST(DeviceNodeMessage, NodesBelowAHundredLevelsAreLeftOut) {
+TEST(DeviceNodeMessageTest, NodesBelowAHundredLevelsAreLeftOut) {
     const DeviceNode node(chain(150));
 
     EXPECT_EQ(node.size(), 100U);
@@ -137,7 +137,7 @@ TEST(DeviceNodeMessage, NodesBelowAHundredLevelsAreLeftOut) {
     EXPECT_EQ(node.getDeviceById("101"), nullptr);
 }
 
-TEST(DeviceNodeMessage, IsOrderedByIdsAndNames) {
+TEST(DeviceNodeMessageTest, IsOrderedByIdsAndNames) {
     DeviceNode node("root", "", DeviceClass::Generic);
     std::string error;
     for (const std::string id : {"c", "a", "b"}) {
@@ -153,7 +153,7 @@ TEST(DeviceNodeMessage, IsOrderedByIdsAndNames) {
     EXPECT_EQ(message.statuses(2).name(), "c");
 }
 
-TEST(DeviceNodeMessage, IsReplacedWhenFilledAgain) {
+TEST(DeviceNodeMessageTest, IsReplacedWhenFilledAgain) {
     Message message;
     const Message large = DeviceNode(chain(5)).toProtoBuf();
     DeviceNode small("small", "", DeviceClass::Host);
@@ -165,7 +165,7 @@ TEST(DeviceNodeMessage, IsReplacedWhenFilledAgain) {
     EXPECT_EQ(message.SerializeAsString(), small.toProtoBuf().SerializeAsString());
 }
 
-TEST(DeviceNodeMessage, OfStatusesAndPropertiesSurvivesTheWay) {
+TEST(DeviceNodeMessageTest, OfStatusesAndPropertiesSurvivesTheWay) {
     const GlobalStatus status(GlobalStatus::Level::Warning, "w");
     const Property property("p", Property::Type::Text, "v");
 

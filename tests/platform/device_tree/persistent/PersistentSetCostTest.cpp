@@ -38,9 +38,9 @@ int dearestLookUp(const Set& set) {
     return dearest;
 }
 
-class PersistentSetCost : public testing::Test {
+class PersistentSetCostTest : public testing::Test {
   protected:
-    PersistentSetCost() { std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(7)); }
+    PersistentSetCostTest() { std::shuffle(shuffled.begin(), shuffled.end(), std::mt19937(7)); }
 
     static constexpr int count = 10000;
     static constexpr int bound =
@@ -50,7 +50,7 @@ class PersistentSetCost : public testing::Test {
 
 }  // namespace
 
-TEST_F(PersistentSetCost, StaysLowWhenFilledInOrder) {
+TEST_F(PersistentSetCostTest, StaysLowWhenFilledInOrder) {
     Set set;
     for (int i = 0; i < count; ++i) {
         set.insert(i);
@@ -58,7 +58,7 @@ TEST_F(PersistentSetCost, StaysLowWhenFilledInOrder) {
     EXPECT_LE(dearestLookUp(set), bound);
 }
 
-TEST_F(PersistentSetCost, StaysLowWhenFilledAtRandom) {
+TEST_F(PersistentSetCostTest, StaysLowWhenFilledAtRandom) {
     Set set;
     for (const int i : shuffled) {
         set.insert(i);
@@ -66,7 +66,7 @@ TEST_F(PersistentSetCost, StaysLowWhenFilledAtRandom) {
     EXPECT_LE(dearestLookUp(set), bound);
 }
 
-TEST_F(PersistentSetCost, StaysLowWhenFilledFromBothEnds) {
+TEST_F(PersistentSetCostTest, StaysLowWhenFilledFromBothEnds) {
     Set set;
     for (int i = 0; i < count / 2; ++i) {
         set.insert(i);
@@ -75,7 +75,7 @@ TEST_F(PersistentSetCost, StaysLowWhenFilledFromBothEnds) {
     EXPECT_LE(dearestLookUp(set), bound);
 }
 
-TEST_F(PersistentSetCost, StaysLowWhenEmptiedFromOneEnd) {
+TEST_F(PersistentSetCostTest, StaysLowWhenEmptiedFromOneEnd) {
     Set set = Set::ofSorted(numbers(0, 2 * count));
     for (int i = 0; i < count; ++i) {
         set.erase(i);
@@ -83,7 +83,7 @@ TEST_F(PersistentSetCost, StaysLowWhenEmptiedFromOneEnd) {
     EXPECT_LE(dearestLookUp(set), bound);
 }
 
-TEST_F(PersistentSetCost, StaysLowWhenUnitedWithSmallOnes) {
+TEST_F(PersistentSetCostTest, StaysLowWhenUnitedWithSmallOnes) {
     Set set;
     for (int i = 0; i < count; i += 10) {
         const int from = (i * 7) % count;
@@ -93,14 +93,14 @@ TEST_F(PersistentSetCost, StaysLowWhenUnitedWithSmallOnes) {
     EXPECT_LE(dearestLookUp(set), bound);
 }
 
-TEST_F(PersistentSetCost, StaysLowWhenPartsAreTakenOut) {
+TEST_F(PersistentSetCostTest, StaysLowWhenPartsAreTakenOut) {
     Set set = Set::ofSorted(numbers(0, 3 * count));
     set.subtract(Set::ofSorted(numbers(100, count)));
     set.subtract(Set::ofSorted(numbers(count + 100, 2 * count)));
     EXPECT_LE(dearestLookUp(set), bound);
 }
 
-TEST_F(PersistentSetCost, OfADifferenceDoesNotGrowWithWhatIsShared) {
+TEST_F(PersistentSetCostTest, OfADifferenceDoesNotGrowWithWhatIsShared) {
     const Set before = Set::ofSorted(numbers(0, count));
     Set after = before;
     after.erase(1234);
@@ -114,7 +114,7 @@ TEST_F(PersistentSetCost, OfADifferenceDoesNotGrowWithWhatIsShared) {
     EXPECT_LE(comparisons, 500);
 }
 
-TEST_F(PersistentSetCost, OfUnitingIsLowWhenOneIsSmall) {
+TEST_F(PersistentSetCostTest, OfUnitingIsLowWhenOneIsSmall) {
     Set set = Set::ofSorted(numbers(0, count));
     comparisons = 0;
     set.unite(Set::ofSorted({5, 5000, 9999}));

@@ -67,7 +67,7 @@ std::map<int, std::pair<int, int>> differences(const Model& a, const Model& b) {
     return result;
 }
 
-class RandomSet : public testing::TestWithParam<unsigned> {
+class RandomSetTest : public testing::TestWithParam<unsigned> {
   protected:
     int below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random); }
 
@@ -122,7 +122,7 @@ class RandomSet : public testing::TestWithParam<unsigned> {
 
 }  // namespace
 
-TEST(PersistentSet, IsEmptyAtFirst) {
+TEST(PersistentSetTest, IsEmptyAtFirst) {
     const Set set;
 
     EXPECT_TRUE(set.empty());
@@ -131,7 +131,7 @@ TEST(PersistentSet, IsEmptyAtFirst) {
     EXPECT_EQ(set.firstNotBefore(1), nullptr);
 }
 
-TEST(PersistentSet, ReplacesAnEqualElement) {
+TEST(PersistentSetTest, ReplacesAnEqualElement) {
     Set set;
     set.insert({1, 10});
     set.insert({1, 11});
@@ -140,7 +140,7 @@ TEST(PersistentSet, ReplacesAnEqualElement) {
     EXPECT_EQ(set.size(), 1U);
 }
 
-TEST(PersistentSet, FindsTheFirstElementThatIsNotBefore) {
+TEST(PersistentSetTest, FindsTheFirstElementThatIsNotBefore) {
     const Set set = Set::ofSorted({{1, 0}, {3, 0}, {5, 0}});
 
     EXPECT_EQ(set.firstNotBefore(0)->key, 1);
@@ -149,14 +149,14 @@ TEST(PersistentSet, FindsTheFirstElementThatIsNotBefore) {
     EXPECT_EQ(set.firstNotBefore(6), nullptr);
 }
 
-TEST(PersistentSet, TakesTheOthersElementWhenUniting) {
+TEST(PersistentSetTest, TakesTheOthersElementWhenUniting) {
     Set set = Set::ofSorted({{1, 0}, {2, 0}});
     set.unite(Set::ofSorted({{2, 1}, {3, 1}}));
 
     EXPECT_THAT(itemsOf(set), testing::ElementsAre(Item{1, 0}, Item{2, 1}, Item{3, 1}));
 }
 
-TEST(PersistentSet, LetsAVisitorEndTheVisit) {
+TEST(PersistentSetTest, LetsAVisitorEndTheVisit) {
     const Set a = Set::ofSorted({{1, 0}, {2, 0}, {3, 0}});
     int visited = 0;
     const auto visit = [&](const Item*, const Item*) { return ++visited < 2; };
@@ -168,7 +168,7 @@ TEST(PersistentSet, LetsAVisitorEndTheVisit) {
     EXPECT_EQ(visited, 2);
 }
 
-TEST_P(RandomSet, AgreesWithAnOrdinaryMap) {
+TEST_P(RandomSetTest, AgreesWithAnOrdinaryMap) {
     for (int step = 0; step < 2000; ++step) {
         change();
         ASSERT_EQ(set.size(), model.size());
@@ -182,7 +182,7 @@ TEST_P(RandomSet, AgreesWithAnOrdinaryMap) {
     EXPECT_EQ(itemsOf(set), itemsOf(model));
 }
 
-TEST_P(RandomSet, LeavesCopiesAsTheyWere) {
+TEST_P(RandomSetTest, LeavesCopiesAsTheyWere) {
     std::vector<std::pair<Set, Model>> snapshots;
     for (int step = 0; step < 600; ++step) {
         change();
@@ -195,7 +195,7 @@ TEST_P(RandomSet, LeavesCopiesAsTheyWere) {
     }
 }
 
-TEST_P(RandomSet, TellsWhatDiffersFromAnEarlierCopy) {
+TEST_P(RandomSetTest, TellsWhatDiffersFromAnEarlierCopy) {
     for (int round = 0; round < 100; ++round) {
         const Set setBefore = set;
         const Model modelBefore = model;
@@ -206,7 +206,7 @@ TEST_P(RandomSet, TellsWhatDiffersFromAnEarlierCopy) {
     }
 }
 
-TEST_P(RandomSet, TellsWhatDiffersFromAStranger) {
+TEST_P(RandomSetTest, TellsWhatDiffersFromAStranger) {
     for (int round = 0; round < 100; ++round) {
         const Model a = randomModel(200);
         const Model b = randomModel(200);
@@ -214,6 +214,6 @@ TEST_P(RandomSet, TellsWhatDiffersFromAStranger) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomSet, testing::Range(1U, 6U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomSetTest, testing::Range(1U, 6U));
 
 }  // namespace tarn::device_tree

@@ -8,9 +8,9 @@ namespace tarn::device_tree {
 namespace {
 
 /// The same random operations on a tree and on its model.
-class RandomTree : public testing::TestWithParam<unsigned> {
+class RandomTreeTest : public testing::TestWithParam<unsigned> {
   protected:
-    RandomTree() {
+    RandomTreeTest() {
         model.id = "root";
         node = model.toDeviceNode();
     }
@@ -119,7 +119,7 @@ class RandomTree : public testing::TestWithParam<unsigned> {
 
 }  // namespace
 
-TEST_P(RandomTree, AgreesWithItsModel) {
+TEST_P(RandomTreeTest, AgreesWithItsModel) {
     for (int step = 0; step < 400; ++step) {
         ASSERT_NO_FATAL_FAILURE(change());
         ASSERT_EQ(contentOf(node), contentOf(model));
@@ -129,7 +129,7 @@ TEST_P(RandomTree, AgreesWithItsModel) {
     }
 }
 
-TEST_P(RandomTree, LeavesSnapshotsAsTheyWere) {
+TEST_P(RandomTreeTest, LeavesSnapshotsAsTheyWere) {
     std::vector<std::pair<DeviceNode, TreeModel>> snapshots;
     for (int step = 0; step < 300; ++step) {
         ASSERT_NO_FATAL_FAILURE(change());
@@ -143,7 +143,7 @@ TEST_P(RandomTree, LeavesSnapshotsAsTheyWere) {
     }
 }
 
-TEST_P(RandomTree, LetsItsSnapshotsBeChangedLikeItself) {
+TEST_P(RandomTreeTest, LetsItsSnapshotsBeChangedLikeItself) {
     for (int round = 0; round < 20; ++round) {
         const DeviceNode nodeBefore = node;
         const TreeModel modelBefore = model;
@@ -158,7 +158,7 @@ TEST_P(RandomTree, LetsItsSnapshotsBeChangedLikeItself) {
     }
 }
 
-TEST_P(RandomTree, GivesNodesThatAgreeWithTheirModels) {
+TEST_P(RandomTreeTest, GivesNodesThatAgreeWithTheirModels) {
     for (int step = 0; step < 200; ++step) {
         ASSERT_NO_FATAL_FAILURE(change());
     }
@@ -172,7 +172,7 @@ TEST_P(RandomTree, GivesNodesThatAgreeWithTheirModels) {
     }
 }
 
-TEST_P(RandomTree, EqualsTheSameTreeBuiltInAnotherWay) {
+TEST_P(RandomTreeTest, EqualsTheSameTreeBuiltInAnotherWay) {
     for (int step = 0; step < 200; ++step) {
         ASSERT_NO_FATAL_FAILURE(change());
     }
@@ -183,6 +183,6 @@ TEST_P(RandomTree, EqualsTheSameTreeBuiltInAnotherWay) {
     EXPECT_NE(node, model.toDeviceNode());
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomTree, testing::Range(1U, 7U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomTreeTest, testing::Range(1U, 7U));
 
 }  // namespace tarn::device_tree

@@ -78,13 +78,13 @@ DeviceNode systemWith(const Message& message) {
 
 }  // namespace
 
-TEST(StructuralSharing, WhatIsEqualIsTheOneBefore) {
+TEST(StructuralSharingTest, WhatIsEqualIsTheOneBefore) {
     const Node before = contentOf(device());
     EXPECT_TRUE(sharedWith(before, contentOf(device())).sharesWith(before));
     EXPECT_TRUE(sharedWith(before, before).sharesWith(before));
 }
 
-TEST(StructuralSharing, AllButTheWayToAChangeIsTheOneBefore) {
+TEST(StructuralSharingTest, AllButTheWayToAChangeIsTheOneBefore) {
     auto message = device();
     const Node before = contentOf(message);
     message.mutable_sub_devices(3)->mutable_sub_devices(4)->set_name("changed");
@@ -105,7 +105,7 @@ TEST(StructuralSharing, AllButTheWayToAChangeIsTheOneBefore) {
     EXPECT_EQ(before->size, 111U);
 }
 
-TEST(StructuralSharing, AStatusThatIsAnotherIsNotTheOneBefore) {
+TEST(StructuralSharingTest, AStatusThatIsAnotherIsNotTheOneBefore) {
     auto message = device();
     const Node before = contentOf(message);
     auto& part = *message.mutable_sub_devices(3);
@@ -118,7 +118,7 @@ TEST(StructuralSharing, AStatusThatIsAnotherIsNotTheOneBefore) {
     EXPECT_EQ(child(child(before, "3"), "3.4")->state->statuses.size(), 1U);
 }
 
-TEST(StructuralSharing, ADeviceThatIsReplacedIsAsIfItHadAlwaysBeenSo) {
+TEST(StructuralSharingTest, ADeviceThatIsReplacedIsAsIfItHadAlwaysBeenSo) {
     std::mt19937 random(1);
     auto message = device();
     DeviceNode root = systemWith(message);

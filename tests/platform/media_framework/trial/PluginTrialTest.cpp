@@ -36,19 +36,19 @@ bool isGone(pid_t id) {
 
 }  // namespace
 
-TEST(PluginTrial, PassesWhatHarmsNobody) {
+TEST(PluginTrialTest, PassesWhatHarmsNobody) {
     for (const char* const name : {"GoodPlugin", "PlainPlugin", "RefusingPlugin", "ThrowingPlugin",
                                    "OddlyThrowingPlugin", "UnlinkablePlugin", "NoSuchPlugin"}) {
         EXPECT_EQ(patient.failureOf(plugin(name)), std::nullopt) << name;
     }
 }
 
-TEST(PluginTrial, EndsAtTheBound) {
+TEST(PluginTrialTest, EndsAtTheBound) {
     EXPECT_THAT(PluginTrial(PLUGIN_TRIAL, 100ms).failureOf(plugin("HangingPlugin")).value_or(""),
                 testing::StartsWith("did not start within 0.1 s when it was tried"));
 }
 
-TEST(PluginTrial, EndsWithWhateverThePluginStarted) {
+TEST(PluginTrialTest, EndsWithWhateverThePluginStarted) {
     const std::string started = "when it was tried: started ";
     std::string failure;
     auto bound = 200ms;  // a sanitizer on a busy machine may not get so far in that time
@@ -61,12 +61,12 @@ TEST(PluginTrial, EndsWithWhateverThePluginStarted) {
     EXPECT_TRUE(isGone(std::stoi(failure.substr(at + started.size()))));
 }
 
-TEST(PluginTrial, FailsWhenItCannotBeMade) {
+TEST(PluginTrialTest, FailsWhenItCannotBeMade) {
     const auto failure = PluginTrial("/no/such/trial", 1s).failureOf(plugin("GoodPlugin"));
     EXPECT_EQ(failure, "cannot be tried: /no/such/trial: No such file or directory");
 }
 
-TEST(PluginTrial, KeepsOnlySoMuchOfWhatIsWritten) {
+TEST(PluginTrialTest, KeepsOnlySoMuchOfWhatIsWritten) {
     const test::TemporaryFolder folder;
     const auto script = folder.write("noisy", "#!/bin/sh\nyes | head -c 1000000 >&2\nexit 5\n");
     ASSERT_EQ(::chmod(script.c_str(), 0755), 0);

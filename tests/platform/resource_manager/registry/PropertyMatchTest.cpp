@@ -7,7 +7,7 @@
 
 namespace tarn::resource_manager {
 
-class PropertyMatching : public testing::Test {
+class PropertyMatchingTest : public testing::Test {
   protected:
     using Compared = PropertyMatch::Compared;
 
@@ -20,7 +20,7 @@ class PropertyMatching : public testing::Test {
         test::jobOf({1, 1}, "id", {{"Studio", {"North Hall", "b"}}, {"Empty", {}}});
 };
 
-TEST_F(PropertyMatching, ComparesWholeValues) {
+TEST_F(PropertyMatchingTest, ComparesWholeValues) {
     EXPECT_TRUE(holds("North Hall", Compared::WholeValue));
     EXPECT_TRUE(holds("b", Compared::WholeValue));
     EXPECT_FALSE(holds("North", Compared::WholeValue));
@@ -28,7 +28,7 @@ TEST_F(PropertyMatching, ComparesWholeValues) {
     EXPECT_FALSE(holds("", Compared::WholeValue));
 }
 
-TEST_F(PropertyMatching, ComparesBeginnings) {
+TEST_F(PropertyMatchingTest, ComparesBeginnings) {
     EXPECT_TRUE(holds("North", Compared::Beginning));
     EXPECT_TRUE(holds("North Hall", Compared::Beginning));
     EXPECT_TRUE(holds("", Compared::Beginning));
@@ -36,20 +36,20 @@ TEST_F(PropertyMatching, ComparesBeginnings) {
     EXPECT_FALSE(holds("North Hall 2", Compared::Beginning));
 }
 
-TEST_F(PropertyMatching, LooksAnywhere) {
+TEST_F(PropertyMatchingTest, LooksAnywhere) {
     EXPECT_TRUE(holds("th Ha", Compared::AnyPart));
     EXPECT_TRUE(holds("", Compared::AnyPart));
     EXPECT_FALSE(holds("South", Compared::AnyPart));
 }
 
-TEST_F(PropertyMatching, FoldsLettersOnlyWhenAsked) {
+TEST_F(PropertyMatchingTest, FoldsLettersOnlyWhenAsked) {
     for (const auto compared : {Compared::WholeValue, Compared::Beginning, Compared::AnyPart}) {
         EXPECT_FALSE(holds("NORTH hall", compared));
         EXPECT_TRUE(holds("NORTH hall", compared, PropertyMatch::Letters::CaseIgnored));
     }
 }
 
-TEST_F(PropertyMatching, FoldsNothingOutsideTheAlphabet) {
+TEST_F(PropertyMatchingTest, FoldsNothingOutsideTheAlphabet) {
     const auto umlaut = test::jobOf({1, 1}, "id", {{"Studio", {"\xc3\x84[@"}}});
     PropertyMatch match{"Studio", "\xc3\xa4[@"};
     match.letters = PropertyMatch::Letters::CaseIgnored;
@@ -58,12 +58,12 @@ TEST_F(PropertyMatching, FoldsNothingOutsideTheAlphabet) {
     EXPECT_FALSE(match.holdsFor(umlaut));
 }
 
-TEST_F(PropertyMatching, DoesNotHoldWithoutThePropertyOrWithoutValues) {
+TEST_F(PropertyMatchingTest, DoesNotHoldWithoutThePropertyOrWithoutValues) {
     EXPECT_FALSE((PropertyMatch{"studio", "b"}.holdsFor(job)));
     EXPECT_FALSE((PropertyMatch{"Empty", "", Compared::AnyPart}.holdsFor(job)));
 }
 
-TEST_F(PropertyMatching, NegatedHoldsForAllOthers) {
+TEST_F(PropertyMatchingTest, NegatedHoldsForAllOthers) {
     PropertyMatch match{"Studio", "b"};
     match.wanted = PropertyMatch::Wanted::NotMatching;
     EXPECT_FALSE(match.holdsFor(job));
@@ -74,7 +74,7 @@ TEST_F(PropertyMatching, NegatedHoldsForAllOthers) {
 }
 
 // Whoever may register a job and ask could otherwise hold up everybody for minutes.
-TEST_F(PropertyMatching, TakesNoLongerForTextsThatRepeatThemselves) {
+TEST_F(PropertyMatchingTest, TakesNoLongerForTextsThatRepeatThemselves) {
     const auto hostile =
         test::jobOf({1, 1}, "id", {{"Studio", {std::string(std::size_t{1} << 20U, 'a')}}});
     const tarn::test::MachineTime time;

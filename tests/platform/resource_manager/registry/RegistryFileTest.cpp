@@ -22,7 +22,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class RegistryFiles : public testing::Test {
+class RegistryFilesTest : public testing::Test {
   protected:
     static RegistryChange entering(const RunningJob& job) {
         return {.removed = {}, .entered = job, .deltacastConfiguration = {}};
@@ -34,13 +34,13 @@ class RegistryFiles : public testing::Test {
     tarn::test::TemporaryFolder folder;
 };
 
-TEST_F(RegistryFiles, BeginsEmpty) {
+TEST_F(RegistryFilesTest, BeginsEmpty) {
     const auto contents = reread();
     EXPECT_THAT(contents.jobs, IsEmpty());
     EXPECT_FALSE(contents.deltacastConfiguration);
 }
 
-TEST_F(RegistryFiles, KeepsJobsInTheirOrderWithEverythingTheySaid) {
+TEST_F(RegistryFilesTest, KeepsJobsInTheirOrderWithEverythingTheySaid) {
     RegistryFile file(path());
     file.apply(entering(jobOf({1, 2}, "b", {{"Endpoint", {"tcp://h:1", ""}}, {"x'; --", {}}})));
     file.apply(entering(jobOf({3, 4}, "a")));
@@ -53,7 +53,7 @@ TEST_F(RegistryFiles, KeepsJobsInTheirOrderWithEverythingTheySaid) {
     EXPECT_EQ(contents.jobs[0].getJobDescription().getName(), "name of b");
 }
 
-TEST_F(RegistryFiles, KeepsWhateverAnIdHolds) {
+TEST_F(RegistryFilesTest, KeepsWhateverAnIdHolds) {
     const auto odd = "'\"; DROP TABLE jobs;\0\xc3\xa9\n"s;
     RegistryFile file(path());
     file.apply(entering(jobOf({1, 2}, odd)));
@@ -62,7 +62,7 @@ TEST_F(RegistryFiles, KeepsWhateverAnIdHolds) {
     EXPECT_THAT(reread().jobs, IsEmpty());
 }
 
-TEST_F(RegistryFiles, ReplacesAJobAtItsPlaceOrMovesARemovedOneToTheEnd) {
+TEST_F(RegistryFilesTest, ReplacesAJobAtItsPlaceOrMovesARemovedOneToTheEnd) {
     RegistryFile file(path());
     file.apply(entering(jobOf({1, 1}, "a")));
     file.apply(entering(jobOf({1, 1}, "b")));
@@ -73,7 +73,7 @@ TEST_F(RegistryFiles, ReplacesAJobAtItsPlaceOrMovesARemovedOneToTheEnd) {
     EXPECT_THAT(idsOf(reread().jobs), ElementsAre("b", "a"));
 }
 
-TEST_F(RegistryFiles, KeepsTheLastCaptureConfiguration) {
+TEST_F(RegistryFilesTest, KeepsTheLastCaptureConfiguration) {
     RegistryFile file(path());
     for (const auto rate : {25U, 50U}) {
         file.apply({.removed = {},
@@ -85,7 +85,7 @@ TEST_F(RegistryFiles, KeepsTheLastCaptureConfiguration) {
               DeltacastConfiguration("rgb24", "1 ", "0 ", 720, "p", 50));
 }
 
-TEST_F(RegistryFiles, CanBeReplacedAsAWhole) {
+TEST_F(RegistryFilesTest, CanBeReplacedAsAWhole) {
     RegistryFile file(path());
     file.apply({.removed = {},
                 .entered = jobOf({1, 1}, "old"),
@@ -95,7 +95,7 @@ TEST_F(RegistryFiles, CanBeReplacedAsAWhole) {
     EXPECT_FALSE(reread().deltacastConfiguration);
 }
 
-TEST_F(RegistryFiles, GivesUpWithinASecondWhileSomebodyHoldsTheFile) {
+TEST_F(RegistryFilesTest, GivesUpWithinASecondWhileSomebodyHoldsTheFile) {
     RegistryFile file(path());
     SQLite::Database other(path(), SQLite::OPEN_READWRITE);
     std::optional<SQLite::Transaction> held(std::in_place, other,
@@ -108,7 +108,7 @@ TEST_F(RegistryFiles, GivesUpWithinASecondWhileSomebodyHoldsTheFile) {
     EXPECT_THAT(idsOf(reread().jobs), ElementsAre("a"));
 }
 
-TEST_F(RegistryFiles, IsReplacedOnlyWhenNobodyHoldsTheFileAndDoesNotWaitForIt) {
+TEST_F(RegistryFilesTest, IsReplacedOnlyWhenNobodyHoldsTheFileAndDoesNotWaitForIt) {
     RegistryFile file(path());
     SQLite::Database other(path(), SQLite::OPEN_READWRITE);
     std::optional<SQLite::Transaction> held(std::in_place, other,
@@ -125,12 +125,12 @@ TEST_F(RegistryFiles, IsReplacedOnlyWhenNobodyHoldsTheFileAndDoesNotWaitForIt) {
     EXPECT_THAT(idsOf(reread().jobs), ElementsAre("a"));
 }
 
-TEST_F(RegistryFiles, RefusesWhatIsNoRegistry) {
+TEST_F(RegistryFilesTest, RefusesWhatIsNoRegistry) {
     folder.write("jobs.registry", std::string(5000, 'x'));
     EXPECT_THAT(refusalOf([&] { RegistryFile file(path()); }), HasSubstr("not a database"));
 }
 
-TEST_F(RegistryFiles, RefusesAnotherDatabaseAndAnotherVersion) {
+TEST_F(RegistryFilesTest, RefusesAnotherDatabaseAndAnotherVersion) {
     SQLite::Database(path(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE)
         .exec("CREATE TABLE other(x)");
     EXPECT_EQ(refusalOf([&] { RegistryFile file(path()); }), "not a registry of this version");
@@ -139,7 +139,7 @@ TEST_F(RegistryFiles, RefusesAnotherDatabaseAndAnotherVersion) {
     EXPECT_EQ(refusalOf([&] { RegistryFile file(path()); }), "not a registry of this version");
 }
 
-TEST_F(RegistryFiles, RefusesARecordThatCannotBeRead) {
+TEST_F(RegistryFilesTest, RefusesARecordThatCannotBeRead) {
     RegistryFile file(path());
     SQLite::Database(path(), SQLite::OPEN_READWRITE)
         .exec("INSERT INTO jobs(job_id, record) VALUES('a', x'ffffff')");
@@ -147,7 +147,7 @@ TEST_F(RegistryFiles, RefusesARecordThatCannotBeRead) {
 }
 
 // The writer's file always holds exactly one job, whatever moment it is killed at.
-TEST_F(RegistryFiles, AreConsistentAfterTheirWriterWasKilled) {
+TEST_F(RegistryFilesTest, AreConsistentAfterTheirWriterWasKilled) {
     for (int round = 0; round < 10; ++round) {
         const test::Pipe progress;
         tarn::test::ForkedProcess writer([&] {

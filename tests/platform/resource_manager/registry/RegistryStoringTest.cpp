@@ -51,7 +51,7 @@ class FakeStore : public RegistryStore {
 
 }  // namespace
 
-class RegistryStoring : public testing::Test {
+class RegistryStoringTest : public testing::Test {
   protected:
     static constexpr auto failed =
         "ERROR ResourceManager > Cannot store a change of the registry: disk full";
@@ -72,7 +72,7 @@ class RegistryStoring : public testing::Test {
     const os::ProcessIdentity self = os::ProcessIdentity::ofThisProcess();
 };
 
-TEST_F(RegistryStoring, WritesEachChangeAtOnceAsOne) {
+TEST_F(RegistryStoringTest, WritesEachChangeAtOnceAsOne) {
     disk.contents.jobs = {deadJob("dead", {"tcp://h:1"})};
     registry.registerJob(jobOfThisProcess("a", {"tcp://h:1"}));
     EXPECT_EQ(disk.changes, 1);
@@ -84,7 +84,7 @@ TEST_F(RegistryStoring, WritesEachChangeAtOnceAsOne) {
     EXPECT_EQ(disk.changes, 3);
 }
 
-TEST_F(RegistryStoring, WritesNothingWhenNothingChanges) {
+TEST_F(RegistryStoringTest, WritesNothingWhenNothingChanges) {
     registry.clearDeadProcesses();
     EXPECT_EQ(disk.changes, 1);
     registry.clearDeadProcesses();
@@ -93,7 +93,7 @@ TEST_F(RegistryStoring, WritesNothingWhenNothingChanges) {
     EXPECT_EQ(disk.changes, 1);
 }
 
-TEST_F(RegistryStoring, GoesOnInMemoryWhileNothingCanBeWrittenAndCatchesUpLater) {
+TEST_F(RegistryStoringTest, GoesOnInMemoryWhileNothingCanBeWrittenAndCatchesUpLater) {
     const tarn::test::LogCapture log;
     disk.full = true;
     registry.registerJob(jobOfThisProcess("a"));
@@ -108,7 +108,7 @@ TEST_F(RegistryStoring, GoesOnInMemoryWhileNothingCanBeWrittenAndCatchesUpLater)
     EXPECT_THAT(idsOf(disk.contents.jobs), ElementsAre("dead", "a", "b", "c"));
 }
 
-TEST_F(RegistryStoring, StoresWhatIsMissingWhenSomebodyComesByASecondLater) {
+TEST_F(RegistryStoringTest, StoresWhatIsMissingWhenSomebodyComesByASecondLater) {
     registerWhileFull("a");
     registry.storeWhatIsMissing();
     EXPECT_EQ(disk.replacements, 0);
@@ -121,7 +121,7 @@ TEST_F(RegistryStoring, StoresWhatIsMissingWhenSomebodyComesByASecondLater) {
     EXPECT_EQ(disk.replacements, 1);
 }
 
-TEST_F(RegistryStoring, StoresWhatIsMissingWhenTheDeadAreCleared) {
+TEST_F(RegistryStoringTest, StoresWhatIsMissingWhenTheDeadAreCleared) {
     registry.clearDeadProcesses();
     registry.registerJob(jobOfThisProcess("a"));
     disk.full = true;
@@ -133,7 +133,7 @@ TEST_F(RegistryStoring, StoresWhatIsMissingWhenTheDeadAreCleared) {
     EXPECT_THAT(idsOf(disk.contents.jobs), testing::IsEmpty());
 }
 
-TEST_F(RegistryStoring, TriesAgainEachSecondAndSaysSoOnce) {
+TEST_F(RegistryStoringTest, TriesAgainEachSecondAndSaysSoOnce) {
     const tarn::test::LogCapture log;
     registerWhileFull("a");
     disk.full = true;
@@ -151,7 +151,7 @@ TEST_F(RegistryStoring, TriesAgainEachSecondAndSaysSoOnce) {
     EXPECT_TRUE(log.has("INFO ResourceManager > The registry is stored again"));
 }
 
-TEST_F(RegistryStoring, WritesNothingOnceClosed) {
+TEST_F(RegistryStoringTest, WritesNothingOnceClosed) {
     registerWhileFull("a");
     registry.close();
     now += std::chrono::seconds(1);

@@ -23,7 +23,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-class RegistryRules : public testing::Test {
+class RegistryRulesTest : public testing::Test {
   protected:
     std::string refusal(const RunningJob& job) {
         return refusalOf([&] { registry.registerJob(job); });
@@ -32,43 +32,43 @@ class RegistryRules : public testing::Test {
     Registry registry;
 };
 
-TEST_F(RegistryRules, ListsJobsInTheOrderOfTheirRegistration) {
+TEST_F(RegistryRulesTest, ListsJobsInTheOrderOfTheirRegistration) {
     for (const auto* id : {"b", "c", "a"}) {
         registry.registerJob(jobOfThisProcess(id));
     }
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("b", "c", "a"));
 }
 
-TEST_F(RegistryRules, FindsAJobByItsId) {
+TEST_F(RegistryRulesTest, FindsAJobByItsId) {
     registry.registerJob(jobOfThisProcess("a"));
     EXPECT_EQ(idOf(registry.runningJobWithUuid("a")), "a");
     EXPECT_EQ(idOf(registry.runningJobWithUuid("b")), "");
     EXPECT_EQ(idOf(registry.runningJobWithUuid("")), "");
 }
 
-TEST_F(RegistryRules, RefusesAJobWithoutAnId) {
+TEST_F(RegistryRulesTest, RefusesAJobWithoutAnId) {
     EXPECT_EQ(refusal(jobOfThisProcess("")), "A job without an identifier cannot register");
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }
 
-TEST_F(RegistryRules, ShowsIdsInItsTextsWithoutHarm) {
+TEST_F(RegistryRulesTest, ShowsIdsInItsTextsWithoutHarm) {
     EXPECT_THAT(refusal(deadJob("x\nFATAL forged line")),
                 HasSubstr("job x\\nFATAL forged line is"));
     EXPECT_LT(refusal(deadJob(std::string(100000, 'x'))).size(), 200U);
 }
 
-TEST_F(RegistryRules, RefusesAJobWhoseProcessIsNotRunning) {
+TEST_F(RegistryRulesTest, RefusesAJobWhoseProcessIsNotRunning) {
     EXPECT_THAT(refusal(deadJob("a")), HasSubstr("of job a is not running"));
     EXPECT_THAT(refusal(jobOf({}, "a")), HasSubstr("The process 0 of job a is not running"));
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }
 
-TEST_F(RegistryRules, LooksUpAStartTimeThatIsNotKnown) {
+TEST_F(RegistryRulesTest, LooksUpAStartTimeThatIsNotKnown) {
     registry.registerJob(jobOf({os::ProcessIdentity::ofThisProcess().id, 0}, "a"));
     EXPECT_EQ(registry.runningJobWithUuid("a").getProcess(), os::ProcessIdentity::ofThisProcess());
 }
 
-TEST_F(RegistryRules, RefusesAnIdThatRuns) {
+TEST_F(RegistryRulesTest, RefusesAnIdThatRuns) {
     const ForkedProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
     EXPECT_EQ(refusal(jobOfThisProcess("a")),
@@ -76,7 +76,7 @@ TEST_F(RegistryRules, RefusesAnIdThatRuns) {
     EXPECT_EQ(registry.runningJobWithUuid("a").getProcess(), child.identity());
 }
 
-TEST_F(RegistryRules, ReplacesTheEntryOfTheSameProcessAtItsPlace) {
+TEST_F(RegistryRulesTest, ReplacesTheEntryOfTheSameProcessAtItsPlace) {
     registry.registerJob(jobOfThisProcess("a", {"tcp://h:1"}));
     registry.registerJob(jobOfThisProcess("b"));
     registry.registerJob(jobOfThisProcess("a", {"tcp://h:2"}));
@@ -84,14 +84,14 @@ TEST_F(RegistryRules, ReplacesTheEntryOfTheSameProcessAtItsPlace) {
     EXPECT_THAT(registry.usedResources("Endpoint"), ElementsAre("tcp://h:2"));
 }
 
-TEST_F(RegistryRules, RefusesAnEndpointThatARunningJobHolds) {
+TEST_F(RegistryRulesTest, RefusesAnEndpointThatARunningJobHolds) {
     registry.registerJob(jobOfThisProcess("a", {"tcp://h:1", "tcp://h:2"}));
     EXPECT_EQ(refusal(jobOfThisProcess("b", {"tcp://h:3", "tcp://h:2"})),
               "Endpoint tcp://h:2 is held by job a");
     EXPECT_THAT(registry.usedResources("Endpoint"), ElementsAre("tcp://h:1", "tcp://h:2"));
 }
 
-TEST_F(RegistryRules, TakesNoLongerForJobsThatHoldThousandsOfEndpoints) {
+TEST_F(RegistryRulesTest, TakesNoLongerForJobsThatHoldThousandsOfEndpoints) {
     constexpr int many = 400000;
     std::vector<std::string> of[2];
     for (int i = 0; i < many; ++i) {
@@ -104,7 +104,7 @@ TEST_F(RegistryRules, TakesNoLongerForJobsThatHoldThousandsOfEndpoints) {
     EXPECT_LT(time.elapsed(), std::chrono::seconds(10));
 }
 
-TEST_F(RegistryRules, LetsJobsShareOtherResourcesAndEmptyEndpoints) {
+TEST_F(RegistryRulesTest, LetsJobsShareOtherResourcesAndEmptyEndpoints) {
     const auto self = os::ProcessIdentity::ofThisProcess();
     registry.registerJob(jobOf(self, "a", {{"Board", {"1"}}, {"Endpoint", {"", ""}}}));
     registry.registerJob(jobOf(self, "b", {{"Board", {"1"}}, {"Endpoint", {"", ""}}}));
@@ -112,14 +112,14 @@ TEST_F(RegistryRules, LetsJobsShareOtherResourcesAndEmptyEndpoints) {
     EXPECT_THAT(registry.usedResources("Nothing"), IsEmpty());
 }
 
-TEST_F(RegistryRules, FreesWhatAJobHeldWhenItLeaves) {
+TEST_F(RegistryRulesTest, FreesWhatAJobHeldWhenItLeaves) {
     registry.registerJob(jobOfThisProcess("a", {"tcp://h:1"}));
     registry.unregisterJob("a", os::ProcessIdentity::ofThisProcess());
     EXPECT_THAT(registry.usedResources("Endpoint"), IsEmpty());
     EXPECT_EQ(refusal(jobOfThisProcess("b", {"tcp://h:1"})), "");
 }
 
-TEST_F(RegistryRules, LetsOnlyTheProcessThatRegisteredAJobRemoveIt) {
+TEST_F(RegistryRulesTest, LetsOnlyTheProcessThatRegisteredAJobRemoveIt) {
     const ForkedProcess child;
     registry.registerJob(jobOf(child.identity(), "a"));
     EXPECT_THAT(
@@ -129,12 +129,12 @@ TEST_F(RegistryRules, LetsOnlyTheProcessThatRegisteredAJobRemoveIt) {
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }
 
-TEST_F(RegistryRules, AcceptsThatAnUnknownJobLeaves) {
+TEST_F(RegistryRulesTest, AcceptsThatAnUnknownJobLeaves) {
     EXPECT_EQ(refusalOf([&] { registry.unregisterJob("x", {1, 1}); }), "");
     EXPECT_EQ(refusalOf([&] { registry.unregisterJob("", {1, 1}); }), "");
 }
 
-TEST_F(RegistryRules, RefusesJobsWhileTheServiceStops) {
+TEST_F(RegistryRulesTest, RefusesJobsWhileTheServiceStops) {
     registry.registerJob(jobOfThisProcess("a"));
     registry.refuseRegistrations();
     EXPECT_EQ(refusal(jobOfThisProcess("b")), "The service is stopping: job b cannot register");
@@ -142,7 +142,7 @@ TEST_F(RegistryRules, RefusesJobsWhileTheServiceStops) {
     EXPECT_THAT(registry.runningJobs(), IsEmpty());
 }
 
-TEST_F(RegistryRules, ChangesNothingOnceClosed) {
+TEST_F(RegistryRulesTest, ChangesNothingOnceClosed) {
     registry.close();
     registry.refuseRegistrations();
     EXPECT_EQ(refusal(jobOfThisProcess("b")), "The resource manager has terminated");
@@ -152,7 +152,7 @@ TEST_F(RegistryRules, ChangesNothingOnceClosed) {
               "The resource manager has terminated");
 }
 
-TEST_F(RegistryRules, RemembersTheLastCaptureConfiguration) {
+TEST_F(RegistryRulesTest, RemembersTheLastCaptureConfiguration) {
     EXPECT_EQ(registry.deltacastConfiguration(), DeltacastConfiguration());
     registry.setDeltacastConfiguration({"rgb24", "1 ", "0 ", 720, "p", 50});
     registry.setDeltacastConfiguration({"rgb24", "2 ", "0 ", 720, "p", 60});
@@ -160,7 +160,7 @@ TEST_F(RegistryRules, RemembersTheLastCaptureConfiguration) {
               DeltacastConfiguration("rgb24", "2 ", "0 ", 720, "p", 60));
 }
 
-TEST_F(RegistryRules, GivesTheJobsThatMatch) {
+TEST_F(RegistryRulesTest, GivesTheJobsThatMatch) {
     const auto self = os::ProcessIdentity::ofThisProcess();
     registry.registerJob(jobOf(self, "a", {{"Studio", {"1"}}}));
     registry.registerJob(jobOf(self, "b", {{"Studio", {"2"}}}));
@@ -171,7 +171,7 @@ TEST_F(RegistryRules, GivesTheJobsThatMatch) {
     EXPECT_THAT(idsOf(registry.jobsThatMatch(others)), ElementsAre("b"));
 }
 
-class RegistryWithDeadJobs : public testing::Test {
+class RegistryWithDeadJobsTest : public testing::Test {
   protected:
     tarn::test::LogCapture log{tarn::utils::LogLevel::Info};
     Registry registry{{.jobs = {deadJob("dead", {"tcp://h:1"}), jobOfThisProcess("alive"),
@@ -180,13 +180,13 @@ class RegistryWithDeadJobs : public testing::Test {
     const std::string id = std::to_string(os::ProcessIdentity::ofThisProcess().id);
 };
 
-TEST_F(RegistryWithDeadJobs, ListsThemUntilTheyAreCleared) {
+TEST_F(RegistryWithDeadJobsTest, ListsThemUntilTheyAreCleared) {
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("dead", "alive", "gone"));
     registry.clearDeadProcesses();
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("alive"));
 }
 
-TEST_F(RegistryWithDeadJobs, HasThemTidiedUpOnce) {
+TEST_F(RegistryWithDeadJobsTest, HasThemTidiedUpOnce) {
     std::vector<std::string> tidied;
     Registry tidy({.jobs = {deadJob("dead"), jobOfThisProcess("alive"), deadJob("gone")},
                    .deltacastConfiguration = {}},
@@ -197,7 +197,7 @@ TEST_F(RegistryWithDeadJobs, HasThemTidiedUpOnce) {
     EXPECT_EQ(tidied.size(), 2U);
 }
 
-TEST_F(RegistryWithDeadJobs, SaysForEachThatItWasRemoved) {
+TEST_F(RegistryWithDeadJobsTest, SaysForEachThatItWasRemoved) {
     registry.clearDeadProcesses();
     registry.clearDeadProcesses();
     EXPECT_THAT(
@@ -206,25 +206,25 @@ TEST_F(RegistryWithDeadJobs, SaysForEachThatItWasRemoved) {
                     "INFO ResourceManager > Removed job gone: its process " + id + " is dead"));
 }
 
-TEST_F(RegistryWithDeadJobs, DoesNotFindThemByTheirId) {
+TEST_F(RegistryWithDeadJobsTest, DoesNotFindThemByTheirId) {
     EXPECT_EQ(idOf(registry.runningJobWithUuid("dead")), "");
     EXPECT_EQ(idOf(registry.runningJobWithUuid("alive")), "alive");
 }
 
-TEST_F(RegistryWithDeadJobs, LetsANewProcessTakeTheirId) {
+TEST_F(RegistryWithDeadJobsTest, LetsANewProcessTakeTheirId) {
     registry.registerJob(jobOfThisProcess("dead", {"tcp://h:1"}));
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("alive", "gone", "dead"));
     EXPECT_EQ(idOf(registry.runningJobWithUuid("dead")), "dead");
 }
 
-TEST_F(RegistryWithDeadJobs, LetsAnotherJobTakeTheirEndpoints) {
+TEST_F(RegistryWithDeadJobsTest, LetsAnotherJobTakeTheirEndpoints) {
     registry.registerJob(jobOfThisProcess("new", {"tcp://h:2", "tcp://h:1"}));
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("alive", "new"));
     EXPECT_TRUE(log.contains("Removed job dead"));
     EXPECT_TRUE(log.contains("Removed job gone"));
 }
 
-TEST_F(RegistryWithDeadJobs, RemovesAZombieAndAReapedJob) {
+TEST_F(RegistryWithDeadJobsTest, RemovesAZombieAndAReapedJob) {
     ForkedProcess zombie;
     ForkedProcess reaped;
     registry.registerJob(jobOf(zombie.identity(), "zombie"));
@@ -235,7 +235,7 @@ TEST_F(RegistryWithDeadJobs, RemovesAZombieAndAReapedJob) {
     EXPECT_THAT(idsOf(registry.runningJobs()), ElementsAre("alive"));
 }
 
-TEST(RegistryRace, LetsExactlyOneOfManyJobsHaveAnEndpoint) {
+TEST(RegistryRaceTest, LetsExactlyOneOfManyJobsHaveAnEndpoint) {
     Registry registry;
     for (int round = 0; round < 50; ++round) {
         const auto endpoint = "tcp://h:" + std::to_string(round);
@@ -257,7 +257,7 @@ TEST(RegistryRace, LetsExactlyOneOfManyJobsHaveAnEndpoint) {
     EXPECT_EQ(registry.runningJobs().size(), 50U);
 }
 
-TEST(RegistryRace, LetsNoJobInOnceRegistrationsAreRefused) {
+TEST(RegistryRaceTest, LetsNoJobInOnceRegistrationsAreRefused) {
     Registry registry;
     std::atomic<bool> started = false;
     std::jthread job([&](const std::stop_token& stop) {
@@ -275,7 +275,7 @@ TEST(RegistryRace, LetsNoJobInOnceRegistrationsAreRefused) {
     }
 }
 
-TEST(RegistryOfAThousandJobs, Answers) {
+TEST(RegistryOfAThousandJobsTest, Answers) {
     Registry registry;
     for (int i = 0; i < 1000; ++i) {
         const auto number = std::to_string(i);

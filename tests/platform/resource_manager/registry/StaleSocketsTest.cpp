@@ -31,7 +31,7 @@ class Listener {
     const tarn::os::FileDescriptor socket;
 };
 
-struct StaleSockets : testing::Test {
+struct StaleSocketsTest : testing::Test {
     std::string endpoint(const std::string& name) const {
         return "ipc://" + (folder.path() / name).string();
     }
@@ -41,7 +41,7 @@ struct StaleSockets : testing::Test {
     const tarn::test::TemporaryFolder folder;
 };
 
-TEST_F(StaleSockets, AreRemoved) {
+TEST_F(StaleSocketsTest, AreRemoved) {
     { const Listener first(folder.path() / "first"), second(folder.path() / "second"); }
     ASSERT_TRUE(isThere("first"));
     removeLeftSockets(test::deadJob("dead", {endpoint("first"), endpoint("second")}));
@@ -49,13 +49,13 @@ TEST_F(StaleSockets, AreRemoved) {
     EXPECT_FALSE(isThere("second"));
 }
 
-TEST_F(StaleSockets, OnWhichSomebodyListensStay) {
+TEST_F(StaleSocketsTest, OnWhichSomebodyListensStay) {
     const Listener alive(folder.path() / "alive");
     removeLeftSockets(test::deadJob("dead", {endpoint("alive")}));
     EXPECT_TRUE(isThere("alive"));
 }
 
-TEST_F(StaleSockets, ThatAreNoneStay) {
+TEST_F(StaleSocketsTest, ThatAreNoneStay) {
     std::ofstream(folder.path() / "file") << "text";
     std::filesystem::create_directory(folder.path() / "folder");
     removeLeftSockets(test::deadJob("dead", {endpoint("file"), endpoint("folder"), "tcp://h:1",

@@ -32,7 +32,7 @@ void PrintTo(Way way, std::ostream* out) {
 }
 
 // What a proxy sees is the same on both ways to the registry.
-class Backends : public testing::TestWithParam<Way> {
+class BackendsTest : public testing::TestWithParam<Way> {
   protected:
     void SetUp() override {
         ASSERT_TRUE(handler.start(endpoint));
@@ -54,7 +54,7 @@ class Backends : public testing::TestWithParam<Way> {
     const os::ProcessIdentity self = os::ProcessIdentity::ofThisProcess();
 };
 
-TEST_P(Backends, GiveBackAJobWithEverythingItSaid) {
+TEST_P(BackendsTest, GiveBackAJobWithEverythingItSaid) {
     const auto job = jobOf({self.id, 0}, "a", {{"Endpoint", {"tcp://h:1"}}, {"x", {"", "y"}}});
     backend->registerJob(job);
     for (const auto& found : {backend->runningJobs().front(), backend->runningJobWithUuid("a"),
@@ -68,7 +68,7 @@ TEST_P(Backends, GiveBackAJobWithEverythingItSaid) {
     }
 }
 
-TEST_P(Backends, ListInOrder) {
+TEST_P(BackendsTest, ListInOrder) {
     EXPECT_THAT(backend->runningJobs(), IsEmpty());
     for (const auto* id : {"b", "c", "a"}) {
         backend->registerJob(jobOfThisProcess(id, {std::string("tcp://") + id + ":1"}));
@@ -79,12 +79,12 @@ TEST_P(Backends, ListInOrder) {
     EXPECT_THAT(backend->usedResources("Other"), IsEmpty());
 }
 
-TEST_P(Backends, GiveAnEmptyJobForAnUnknownId) {
+TEST_P(BackendsTest, GiveAnEmptyJobForAnUnknownId) {
     EXPECT_EQ(idOf(backend->runningJobWithUuid("x")), "");
     EXPECT_EQ(backend->runningJobWithUuid("x").getCommandEndpoint(), "");
 }
 
-TEST_P(Backends, PassOnEveryPartOfAMatch) {
+TEST_P(BackendsTest, PassOnEveryPartOfAMatch) {
     backend->registerJob(jobOf(self, "a", {{"Studio", {"North"}}}));
     backend->registerJob(jobOf(self, "b", {{"Studio", {"South"}}}));
     PropertyMatch match{"Studio", "NOR"};
@@ -101,7 +101,7 @@ TEST_P(Backends, PassOnEveryPartOfAMatch) {
     EXPECT_THAT(idsOf(backend->jobsThatMatch(match)), ElementsAre("b"));
 }
 
-TEST_P(Backends, TellWhyAJobIsRefused) {
+TEST_P(BackendsTest, TellWhyAJobIsRefused) {
     backend->registerJob(jobOfThisProcess("a", {"tcp://h:1"}));
     EXPECT_EQ(refusalOf([&] { backend->registerJob(jobOfThisProcess("b", {"tcp://h:1"})); }),
               "Endpoint tcp://h:1 is held by job a");
@@ -110,28 +110,28 @@ TEST_P(Backends, TellWhyAJobIsRefused) {
     EXPECT_THAT(idsOf(backend->runningJobs()), ElementsAre("a"));
 }
 
-TEST_P(Backends, RefuseJobsWhileTheServiceStops) {
+TEST_P(BackendsTest, RefuseJobsWhileTheServiceStops) {
     handler.refuseRegistrations();
     EXPECT_EQ(refusalOf([&] { backend->registerJob(jobOfThisProcess("a")); }),
               "The service is stopping: job a cannot register");
     EXPECT_THAT(backend->runningJobs(), IsEmpty());
 }
 
-TEST_P(Backends, LetAJobLeave) {
+TEST_P(BackendsTest, LetAJobLeave) {
     backend->registerJob(jobOfThisProcess("a"));
     backend->unregisterJob("a");
     EXPECT_THAT(backend->runningJobs(), IsEmpty());
     backend->unregisterJob("a");
 }
 
-TEST_P(Backends, DoNotLetAJobRemoveAnother) {
+TEST_P(BackendsTest, DoNotLetAJobRemoveAnother) {
     const tarn::test::ForkedProcess child;
     backend->registerJob(jobOf(child.identity(), "a"));
     EXPECT_THAT(refusalOf([&] { backend->unregisterJob("a"); }), HasSubstr("another process"));
     EXPECT_THAT(idsOf(backend->runningJobs()), ElementsAre("a"));
 }
 
-TEST_P(Backends, ClearDeadJobs) {
+TEST_P(BackendsTest, ClearDeadJobs) {
     tarn::test::ForkedProcess child;
     backend->registerJob(jobOf(child.identity(), "a"));
     backend->registerJob(jobOfThisProcess("b"));
@@ -141,14 +141,14 @@ TEST_P(Backends, ClearDeadJobs) {
     EXPECT_THAT(idsOf(backend->runningJobs()), ElementsAre("b"));
 }
 
-TEST_P(Backends, KeepTheCaptureConfiguration) {
+TEST_P(BackendsTest, KeepTheCaptureConfiguration) {
     EXPECT_EQ(backend->deltacastConfiguration(), DeltacastConfiguration());
     const DeltacastConfiguration configuration("rgb24", "1 2 ", "0 -1 ", 1080, "psf", 5994);
     backend->setDeltacastConfiguration(configuration);
     EXPECT_EQ(backend->deltacastConfiguration(), configuration);
 }
 
-TEST_P(Backends, LetExactlyOneOfManyClientsHaveAnEndpoint) {
+TEST_P(BackendsTest, LetExactlyOneOfManyClientsHaveAnEndpoint) {
     std::atomic<int> winners = 0;
     {
         std::vector<std::jthread> clients;
@@ -166,7 +166,7 @@ TEST_P(Backends, LetExactlyOneOfManyClientsHaveAnEndpoint) {
     EXPECT_THAT(backend->usedResources("Endpoint"), ElementsAre("tcp://h:1"));
 }
 
-TEST_P(Backends, ServeManyThreads) {
+TEST_P(BackendsTest, ServeManyThreads) {
     std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&, id = std::to_string(i)] {
@@ -181,7 +181,7 @@ TEST_P(Backends, ServeManyThreads) {
     EXPECT_THAT(backend->runningJobs(), IsEmpty());
 }
 
-TEST_P(Backends, ListAThousandJobs) {
+TEST_P(BackendsTest, ListAThousandJobs) {
     for (int i = 0; i < 1000; ++i) {
         backend->registerJob(jobOfThisProcess(std::to_string(i)));
     }
@@ -189,7 +189,7 @@ TEST_P(Backends, ListAThousandJobs) {
     EXPECT_EQ(idOf(backend->runningJobWithUuid("999")), "999");
 }
 
-INSTANTIATE_TEST_SUITE_P(Both, Backends, testing::Values(Way::Local, Way::Socket),
+INSTANTIATE_TEST_SUITE_P(Both, BackendsTest, testing::Values(Way::Local, Way::Socket),
                          testing::PrintToStringParamName());
 
 }  // namespace tarn::resource_manager

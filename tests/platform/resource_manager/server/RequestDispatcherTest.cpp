@@ -11,7 +11,7 @@ using tarn::proto::resource_manager::Reply;
 using tarn::proto::resource_manager::Request;
 using testing::HasSubstr;
 
-class Dispatching : public testing::Test {
+class DispatchingTest : public testing::Test {
   protected:
     static Request request(Request::Type type) {
         Request message;
@@ -37,14 +37,14 @@ class Dispatching : public testing::Test {
     RequestDispatcher dispatcher{registry};
 };
 
-TEST_F(Dispatching, AnswersARequestOfUnknownTypeWithAnError) {
+TEST_F(DispatchingTest, AnswersARequestOfUnknownTypeWithAnError) {
     expectRefused(Request(), "Unknown type of request to the resource manager");
     Request unknown;
     ASSERT_TRUE(unknown.ParseFromString(std::string("\x08\x63", 2)));  // type 99
     expectRefused(unknown, "Unknown type of request to the resource manager");
 }
 
-TEST_F(Dispatching, NamesTheFieldThatIsMissing) {
+TEST_F(DispatchingTest, NamesTheFieldThatIsMissing) {
     expectRefused(request(Request::REGISTER_JOB), "Request REGISTER_JOB without job");
     expectRefused(request(Request::UNREGISTER_JOB), "Request UNREGISTER_JOB without job_id");
     expectRefused(request(Request::GET_RUNNING_JOB_WITH_UUID),
@@ -59,13 +59,13 @@ TEST_F(Dispatching, NamesTheFieldThatIsMissing) {
     expectRefused(match, "Request GET_RUNNING_JOBS_WITH_PROPERTY_AND_VALUE without value");
 }
 
-TEST_F(Dispatching, GivesTheReasonOfARefusal) {
+TEST_F(DispatchingTest, GivesTheReasonOfARefusal) {
     auto message = request(Request::REGISTER_JOB);
     message.mutable_job();
     expectRefused(message, "A job without an identifier cannot register");
 }
 
-TEST_F(Dispatching, RegistersListsAndRemovesJobs) {
+TEST_F(DispatchingTest, RegistersListsAndRemovesJobs) {
     auto entering = request(Request::REGISTER_JOB);
     *entering.mutable_job() = test::jobOfThisProcess("a", {"tcp://h:1"}).toProtoBuf();
     accepted(entering);
@@ -78,13 +78,13 @@ TEST_F(Dispatching, RegistersListsAndRemovesJobs) {
     EXPECT_EQ(accepted(request(Request::GET_RUNNING_JOBS)).jobs_size(), 0);
 }
 
-TEST_F(Dispatching, FindsNothingForAnUnknownId) {
+TEST_F(DispatchingTest, FindsNothingForAnUnknownId) {
     auto message = request(Request::GET_RUNNING_JOB_WITH_UUID);
     message.set_job_id("");
     EXPECT_EQ(accepted(message).jobs_size(), 0);
 }
 
-TEST_F(Dispatching, PutsWholeValuesBeforeBeginnings) {
+TEST_F(DispatchingTest, PutsWholeValuesBeforeBeginnings) {
     registry->registerJob(
         test::jobOf(os::ProcessIdentity::ofThisProcess(), "a", {{"Studio", {"North"}}}));
     auto message = request(Request::GET_RUNNING_JOBS_WITH_PROPERTY_AND_VALUE);

@@ -19,7 +19,7 @@ using test::refusalOf;
 using testing::HasSubstr;
 
 // A resource manager whose answers the test decides.
-class SocketBackends : public testing::Test {
+class SocketBackendsTest : public testing::Test {
   protected:
     void SetUp() override {
         startServer();
@@ -61,7 +61,7 @@ class SocketBackends : public testing::Test {
     std::unique_ptr<SocketBackend> backend;
 };
 
-TEST_F(SocketBackends, FailWithTheReasonOfARefusal) {
+TEST_F(SocketBackendsTest, FailWithTheReasonOfARefusal) {
     EXPECT_EQ(errorOfClearing([&] {
                   receive();
                   answer(Request::CLEAR_DEAD_PROCESSES, false, "not today");
@@ -74,7 +74,7 @@ TEST_F(SocketBackends, FailWithTheReasonOfARefusal) {
               "The resource manager refused without a reason");
 }
 
-TEST_F(SocketBackends, DoNotTakeTheAnswerToAnotherRequest) {
+TEST_F(SocketBackendsTest, DoNotTakeTheAnswerToAnotherRequest) {
     EXPECT_EQ(errorOfClearing([&] {
                   receive();
                   answer(Request::GET_RUNNING_JOBS, true);
@@ -83,20 +83,20 @@ TEST_F(SocketBackends, DoNotTakeTheAnswerToAnotherRequest) {
     expectThatTheNextRequestWorks();
 }
 
-TEST_F(SocketBackends, WorkAgainAfterARequestThatWasNotAnswered) {
+TEST_F(SocketBackendsTest, WorkAgainAfterARequestThatWasNotAnswered) {
     EXPECT_THAT(errorOfClearing([&] { receive(); }),
                 HasSubstr("nothing was received within 2000 ms"));
     expectThatTheNextRequestWorks();
 }
 
-TEST_F(SocketBackends, DeliverNothingOfAFailedRequestLater) {
+TEST_F(SocketBackendsTest, DeliverNothingOfAFailedRequestLater) {
     server.close();
     EXPECT_NE(refusalOf([&] { backend->registerJob(test::jobOfThisProcess("a")); }), "");
     startServer();
     expectThatTheNextRequestWorks();
 }
 
-TEST_F(SocketBackends, TellOfEachLossOfTheConnectionAndOfNothingElse) {
+TEST_F(SocketBackendsTest, TellOfEachLossOfTheConnectionAndOfNothingElse) {
     for (int life = 0; life < 2; ++life) {
         expectThatTheNextRequestWorks();
         EXPECT_FALSE(backend->awaitLoss(/*interruption=*/-1, std::chrono::milliseconds(1)));
@@ -107,13 +107,13 @@ TEST_F(SocketBackends, TellOfEachLossOfTheConnectionAndOfNothingElse) {
     }
 }
 
-TEST_F(SocketBackends, AreWokenFromTheWaitForALoss) {
+TEST_F(SocketBackendsTest, AreWokenFromTheWaitForALoss) {
     os::WakeUp interruption;
     interruption.ring();
     EXPECT_FALSE(backend->awaitLoss(interruption.descriptor(), std::chrono::hours(1)));
 }
 
-TEST_F(SocketBackends, FailToConnectInTimeWhereNobodyListens) {
+TEST_F(SocketBackendsTest, FailToConnectInTimeWhereNobodyListens) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_THAT(refusalOf([] {
                     SocketBackend nobody(test::freshIpcEndpoint(),

@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds, ConsoleOutputTest,
                              return test.param == Channel::Kind::Pipe ? "Pipe" : "Socket";
                          });
 
-TEST(ConsoleOutputToAFile, AppendsWhatIsWritten) {
+TEST(ConsoleOutputToAFileTest, AppendsWhatIsWritten) {
     const test::TemporaryFolder folder;
     const auto path = folder.write("out", "before\n");
     const int file = ::open(path.c_str(), O_WRONLY | O_APPEND);

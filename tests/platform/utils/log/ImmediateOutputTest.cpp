@@ -81,7 +81,7 @@ TEST_F(ImmediateOutputTest, TakesAllWhereNobodyReadsAnyMore) {
     EXPECT_EQ(output->put("lost"), 4U);
 }
 
-TEST(ImmediateOutput, LeavesNoDescriptorOpen) {
+TEST(ImmediateOutputDescriptorsTest, AreNotLeftOpen) {
     std::array<int, 2> ends{};
     ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
     const auto before = openDescriptors();

@@ -15,16 +15,16 @@ namespace tarn::utils {
 
 using testing::HasSubstr;
 
-class Log4CPlusLogger : public testing::Test {
+class Log4CPlusLoggerTest : public testing::Test {
   protected:
-    ~Log4CPlusLogger() override { setLogSink(nullptr); }
+    ~Log4CPlusLoggerTest() override { setLogSink(nullptr); }
 
     std::string logFile() const { return (folder.path() / "out.log").string(); }
 
     test::TemporaryFolder folder;
 };
 
-TEST_F(Log4CPlusLogger, FollowsTheConfigurationFile) {
+TEST_F(Log4CPlusLoggerTest, FollowsTheConfigurationFile) {
     const auto config =
         folder.write("logger.config",
                      "log4cplus.logger.halden-a=WARN, FILE\n"
@@ -43,7 +43,7 @@ TEST_F(Log4CPlusLogger, FollowsTheConfigurationFile) {
 }
 
 // Pipelines and addresses stand in it, and who may read it reads along.
-TEST_F(Log4CPlusLogger, ClosesItsFilesToOthersAlsoTheOlderOnes) {
+TEST_F(Log4CPlusLoggerTest, ClosesItsFilesToOthersAlsoTheOlderOnes) {
     namespace fs = std::filesystem;
     const auto modeOf = [](const fs::path& file) { return fs::status(file).permissions(); };
     const auto log = folder.path() / "made" / "out.log";
@@ -95,7 +95,7 @@ class UnreadStandardError {
 }  // namespace
 
 // Both end only if no line waits for the reader.
-TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConfiguredConsoleIsNotRead) {
+TEST_F(Log4CPlusLoggerTest, HoldsNobodyUpWhereTheConfiguredConsoleIsNotRead) {
     const auto config =
         folder.write("logger.config",
                      "log4cplus.logger.halden-d=INFO, CONSOLE, FILE\n"
@@ -117,7 +117,7 @@ TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConfiguredConsoleIsNotRead) {
     EXPECT_EQ(test::readFile(logFile()).size(), 100U * 10005);
 }
 
-TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConsoleOfLastResortIsNotRead) {
+TEST_F(Log4CPlusLoggerTest, HoldsNobodyUpWhereTheConsoleOfLastResortIsNotRead) {
     const UnreadStandardError standardError;
     registerLog4CPlusLogger("halden-e", "/nonexistent/logger.config");
     for (int i = 0; i < 100; ++i) {
@@ -126,7 +126,7 @@ TEST_F(Log4CPlusLogger, HoldsNobodyUpWhereTheConsoleOfLastResortIsNotRead) {
     closeLog4CPlusLogger();
 }
 
-TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileIsMissing) {
+TEST_F(Log4CPlusLoggerTest, LogsToTheConsoleAndWarnsWhenTheFileIsMissing) {
     testing::internal::CaptureStderr();
     registerLog4CPlusLogger("halden-b", "/nonexistent/logger.config");
     logInfo("still here");
@@ -136,7 +136,7 @@ TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileIsMissing) {
     EXPECT_THAT(output, HasSubstr("INFO  still here"));
 }
 
-TEST_F(Log4CPlusLogger, LogsToTheConsoleAndWarnsWhenTheFileNamesNoAppender) {
+TEST_F(Log4CPlusLoggerTest, LogsToTheConsoleAndWarnsWhenTheFileNamesNoAppender) {
     testing::internal::CaptureStderr();
     registerLog4CPlusLogger("halden-c", folder.write("logger.config", "\x01\xff garbage"));
     EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("has no appender for halden-c"));

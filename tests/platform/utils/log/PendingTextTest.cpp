@@ -4,7 +4,7 @@
 
 namespace tarn::utils {
 
-TEST(PendingText, GoesOutInTheOrderInWhichItCame) {
+TEST(PendingTextTest, GoesOutInTheOrderInWhichItCame) {
     PendingText text;
     text.append("one");
     text.append(" two");
@@ -20,7 +20,7 @@ TEST(PendingText, GoesOutInTheOrderInWhichItCame) {
 }
 
 // A reader who is always a little behind.
-TEST(PendingText, TakesNoMemoryForWhatHasGone) {
+TEST(PendingTextTest, TakesNoMemoryForWhatHasGone) {
     PendingText text;
     text.append(std::string(1000, 'x'));
     for (int i = 0; i < 10000; ++i) {

@@ -5,8 +5,8 @@
 
 #include "service/devices/capture/DeltacastDeviceController.h"
 #include "tests/service/api/ApiBed.h"
-#include "tests/service/devices/CaptureFormats.h"
-#include "tests/service/devices/FakeDevice.h"
+#include "tests/service/devices/support/CaptureFormats.h"
+#include "tests/service/devices/support/FakeDevice.h"
 
 namespace tarn::service {
 
@@ -64,7 +64,7 @@ class DeltacastRequestsTest : public testing::Test {
     }
 };
 
-TEST(DeltacastRequests, AreRefusedWithoutAController) {
+TEST(DeltacastRequestsWithoutAControllerTest, AreRefused) {
     test::ApiBed bed;
     bed.start();
     const auto configured = bed.ask(configureRequest(test::progressive720()));

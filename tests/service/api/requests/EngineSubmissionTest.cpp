@@ -14,9 +14,9 @@ using tarn::proto::service_engine::ServiceToEngineRequest;
 using tarn::proto::service_engine::ServiceToEngineRequestSetup;
 using testing::ElementsAre;
 
-class EngineSubmission : public testing::Test {
+class EngineSubmissionTest : public testing::Test {
   protected:
-    EngineSubmission() {
+    EngineSubmissionTest() {
         engineReply.set_type(EngineToServiceReply::SETUP);
         submission.set_engine_name("mixer");
         submission.set_engine_settings("a ! b");
@@ -50,7 +50,7 @@ class EngineSubmission : public testing::Test {
     std::unique_ptr<test::FakeSetupPeer> engine;
 };
 
-TEST_F(EngineSubmission, TellsTheClientTheFourEndpointsThatTheEngineGets) {
+TEST_F(EngineSubmissionTest, TellsTheClientTheFourEndpointsThatTheEngineGets) {
     bed.start();
     auto reply = submit();
     EXPECT_EQ(reply.type(), ServiceToApiReply::ENGINE_SUBMISSION);
@@ -69,7 +69,7 @@ TEST_F(EngineSubmission, TellsTheClientTheFourEndpointsThatTheEngineGets) {
                             answer.third_engine_endpoint(), answer.fourth_engine_endpoint()));
 }
 
-TEST_F(EngineSubmission, LaunchesTheEngineAndHandsOnItsSettings) {
+TEST_F(EngineSubmissionTest, LaunchesTheEngineAndHandsOnItsSettings) {
     bed.start();
     submit();
     EXPECT_EQ(setup().engine_name(), "mixer");
@@ -84,7 +84,7 @@ TEST_F(EngineSubmission, LaunchesTheEngineAndHandsOnItsSettings) {
     EXPECT_TRUE(bed.log.has("TRACE Api requests handler > Sending " + setupRequest.DebugString()));
 }
 
-TEST_F(EngineSubmission, ReportsAnEngineThatRefusedBesideTheLineForEveryAnswer) {
+TEST_F(EngineSubmissionTest, ReportsAnEngineThatRefusedBesideTheLineForEveryAnswer) {
     engineReply.set_success(false);
     engineReply.set_error_message("no element \"b\"");
     bed.start();
@@ -94,7 +94,7 @@ TEST_F(EngineSubmission, ReportsAnEngineThatRefusedBesideTheLineForEveryAnswer) 
     EXPECT_TRUE(bed.log.has("ERROR Api requests handler > Engine setup refused: no element \"b\""));
 }
 
-TEST_F(EngineSubmission, ReportsAReplyOfAnotherType) {
+TEST_F(EngineSubmissionTest, ReportsAReplyOfAnotherType) {
     engineReply.clear_type();
     bed.start();
     submit();
@@ -103,7 +103,7 @@ TEST_F(EngineSubmission, ReportsAReplyOfAnotherType) {
         "ERROR Api requests handler > Received wrong type of reply to job setup request"));
 }
 
-TEST_F(EngineSubmission, ReportsAnEngineThatNeverAppears) {
+TEST_F(EngineSubmissionTest, ReportsAnEngineThatNeverAppears) {
     bed.onCommand({});
     bed.start();
     EXPECT_TRUE(submit().success());
@@ -111,7 +111,7 @@ TEST_F(EngineSubmission, ReportsAnEngineThatNeverAppears) {
     EXPECT_TRUE(bed.log.contains(" within 2000 ms"));
 }
 
-TEST_F(EngineSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
+TEST_F(EngineSubmissionTest, GivesNoAnswerWhenThePortsAreUsedUp) {
     bed.start(test::freeTcpEndpoint());
     bed.client.setTimeout(std::chrono::milliseconds(300));
     EXPECT_THROW(submit(), std::runtime_error);  // three ports for four endpoints

@@ -23,7 +23,7 @@ ServiceToApiReplyInfo askInfo(test::ApiBed& bed) {
     return *reply.MutableExtension(ServiceToApiReplyInfo::base);
 }
 
-TEST(GetInfo, DescribesTheService) {
+TEST(GetInfoTest, DescribesTheService) {
     test::ApiBed bed;
     const auto info = askInfo(bed);
     EXPECT_EQ(info.service_name(), "TarnService");
@@ -35,19 +35,19 @@ TEST(GetInfo, DescribesTheService) {
     EXPECT_EQ(info.components_dictionary().components(0).name(), "a");
 }
 
-TEST(GetInfo, HasNoLoopStorageWhereNoneIsConfigured) {
+TEST(GetInfoTest, HasNoLoopStorageWhereNoneIsConfigured) {
     test::ApiBed bed;
     EXPECT_FALSE(askInfo(bed).has_loop_storage_configuration());
 }
 
-TEST(GetInfo, GivesTheAddressOfALoopStorageOnAUnixSocketAndNoPort) {
+TEST(GetInfoTest, GivesTheAddressOfALoopStorageOnAUnixSocketAndNoPort) {
     test::ApiBed bed(unixStorage);
     const auto info = askInfo(bed);
     EXPECT_EQ(info.loop_storage_configuration().address(), "/tmp/storage");
     EXPECT_FALSE(info.loop_storage_configuration().has_port());
 }
 
-TEST(GetInfo, ReportsTheFirstOfSeveralLoopStorages) {
+TEST(GetInfoTest, ReportsTheFirstOfSeveralLoopStorages) {
     test::ApiBed bed(std::string(tcpStorage) + unixStorage);
     const auto info = askInfo(bed);
     EXPECT_EQ(info.loop_storage_configuration().address(), "127.0.0.1");

@@ -8,9 +8,9 @@ using namespace tarn::proto::api_service;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class JobQueries : public testing::Test {
+class JobQueriesTest : public testing::Test {
   protected:
-    JobQueries() {
+    JobQueriesTest() {
         bed.start();
         bed.registerJob("one", "ipc:///tmp/one", {{"Room", {"a", "b"}}});
         bed.registerJob("two", "ipc:///tmp/two", {{"Room", {"c"}}});
@@ -52,11 +52,11 @@ class JobQueries : public testing::Test {
     ApiToServiceRequestGetJobs query;
 };
 
-TEST_F(JobQueries, ListAllJobsInTheOrderOfTheResourceManager) {
+TEST_F(JobQueriesTest, ListAllJobsInTheOrderOfTheResourceManager) {
     EXPECT_THAT(listed(query), ElementsAre("one", "two"));
 }
 
-TEST_F(JobQueries, FollowTheListWhenItChanges) {
+TEST_F(JobQueriesTest, FollowTheListWhenItChanges) {
     EXPECT_THAT(listed(query), ElementsAre("one", "two"));
     EXPECT_THAT(listed(query), ElementsAre("one", "two"));
     bed.registerJob("three", "ipc:///tmp/three");
@@ -69,35 +69,35 @@ TEST_F(JobQueries, FollowTheListWhenItChanges) {
     EXPECT_THAT(listed({}), ElementsAre("two", "three"));
 }
 
-TEST_F(JobQueries, ListTheJobsThatHaveAProperty) {
+TEST_F(JobQueriesTest, ListTheJobsThatHaveAProperty) {
     query.set_property("Room");
     query.set_value("b");
     EXPECT_THAT(listed(query), ElementsAre("one"));
 }
 
-TEST_F(JobQueries, ListTheJobsWhoseValueIsTheWholeValue) {
+TEST_F(JobQueriesTest, ListTheJobsWhoseValueIsTheWholeValue) {
     query.set_property("Room");
     query.set_value("B");
     EXPECT_THAT(listed(query), IsEmpty());
 }
 
-TEST_F(JobQueries, ListAllJobsForAPropertyWithoutAValue) {
+TEST_F(JobQueriesTest, ListAllJobsForAPropertyWithoutAValue) {
     query.set_property("Room");
     EXPECT_THAT(listed(query), ElementsAre("one", "two"));
 }
 
-TEST_F(JobQueries, ListAllJobsForAValueWithoutAProperty) {
+TEST_F(JobQueriesTest, ListAllJobsForAValueWithoutAProperty) {
     query.set_value("b");
     EXPECT_THAT(listed(query), ElementsAre("one", "two"));
 }
 
-TEST_F(JobQueries, ListNothingAndLogWhenTheResourceManagerIsAway) {
+TEST_F(JobQueriesTest, ListNothingAndLogWhenTheResourceManagerIsAway) {
     loseResourceManager();
     EXPECT_THAT(listed(query), IsEmpty());
     EXPECT_TRUE(bed.log.contains("ERROR Api requests handler > Failed to get running jobs: "));
 }
 
-TEST_F(JobQueries, ListNothingByPropertyAndLogWhenTheResourceManagerIsAway) {
+TEST_F(JobQueriesTest, ListNothingByPropertyAndLogWhenTheResourceManagerIsAway) {
     loseResourceManager();
     query.set_property("Room");
     query.set_value("b");
@@ -106,25 +106,25 @@ TEST_F(JobQueries, ListNothingByPropertyAndLogWhenTheResourceManagerIsAway) {
         "ERROR Api requests handler > Failed to get running jobs by property and value: "));
 }
 
-TEST_F(JobQueries, FindOneByItsUuid) {
+TEST_F(JobQueriesTest, FindOneByItsUuid) {
     const auto found = lookUp("two").running_job();
     EXPECT_EQ(found.command_endpoint(), "ipc:///tmp/two");
     EXPECT_EQ(found.event_endpoint(), "ipc:///tmp/two-events");
     EXPECT_EQ(found.job_description().name(), "job two");
 }
 
-TEST_F(JobQueries, FindNothingForAnUnknownUuid) {
+TEST_F(JobQueriesTest, FindNothingForAnUnknownUuid) {
     EXPECT_FALSE(lookUp("three").has_running_job());
 }
 
-TEST_F(JobQueries, FindTheEmptyRecordForAnEmptyUuid) {
+TEST_F(JobQueriesTest, FindTheEmptyRecordForAnEmptyUuid) {
     const auto found = lookUp("");
     ASSERT_TRUE(found.has_running_job());
     EXPECT_TRUE(found.running_job().has_command_endpoint());
     EXPECT_EQ(found.running_job().command_endpoint(), "");
 }
 
-TEST_F(JobQueries, FindTheEmptyRecordForAnEmptyUuidAlsoAfterAFailure) {
+TEST_F(JobQueriesTest, FindTheEmptyRecordForAnEmptyUuidAlsoAfterAFailure) {
     loseResourceManager();
     EXPECT_TRUE(lookUp("").has_running_job());
     EXPECT_FALSE(lookUp("one").has_running_job());

@@ -20,9 +20,9 @@ using testing::StartsWith;
 
 constexpr auto jobsFolder = "<Paths><PersistentJobsFolder>/var/jobs</PersistentJobsFolder></Paths>";
 
-class JobSubmission : public testing::Test {
+class JobSubmissionTest : public testing::Test {
   protected:
-    JobSubmission() {
+    JobSubmissionTest() {
         jobReply.set_type(JobToServiceReply::SETUP);
         jobReply.set_success(true);
         submission.mutable_job_description()->set_name("cam1");
@@ -63,7 +63,7 @@ class JobSubmission : public testing::Test {
     std::unique_ptr<test::FakeSetupPeer> job;
 };
 
-TEST_F(JobSubmission, TellsTheClientTheEndpointsThatTheJobGets) {
+TEST_F(JobSubmissionTest, TellsTheClientTheEndpointsThatTheJobGets) {
     begin();
     auto reply = submit();
     EXPECT_EQ(reply.type(), ServiceToApiReply::JOB_SUBMISSION);
@@ -74,7 +74,7 @@ TEST_F(JobSubmission, TellsTheClientTheEndpointsThatTheJobGets) {
     EXPECT_NE(answer.first_job_endpoint(), answer.second_job_endpoint());
 }
 
-TEST_F(JobSubmission, AnswersBeforeItLaunches) {
+TEST_F(JobSubmissionTest, AnswersBeforeItLaunches) {
     begin();
     std::promise<void> answered;
     bed->onCommand([&](const std::string&) { answered.get_future().wait(); });
@@ -83,7 +83,7 @@ TEST_F(JobSubmission, AnswersBeforeItLaunches) {
     EXPECT_TRUE(bed->log.waitFor("Failed starting external job: "));
 }
 
-TEST_F(JobSubmission, HandsOnDescriptionConfigurationAndProperties) {
+TEST_F(JobSubmissionTest, HandsOnDescriptionConfigurationAndProperties) {
     begin();
     auto addProperty = [this](const std::string& name, const std::vector<std::string>& values) {
         auto& property = *submission.add_properties();
@@ -101,7 +101,7 @@ TEST_F(JobSubmission, HandsOnDescriptionConfigurationAndProperties) {
     EXPECT_THAT(setup().resources_to_reserve(1).values(), ElementsAre("1", "2", "3"));
 }
 
-TEST_F(JobSubmission, NamesThePersistentFileAfterTimeAndJob) {
+TEST_F(JobSubmissionTest, NamesThePersistentFileAfterTimeAndJob) {
     begin(jobsFolder);
     bed->wallClock = 1709644029;
     const std::time_t then = bed->wallClock;
@@ -113,7 +113,7 @@ TEST_F(JobSubmission, NamesThePersistentFileAfterTimeAndJob) {
     EXPECT_FALSE(setup().has_persistent_job_name());
 }
 
-TEST_F(JobSubmission, NamesThePersistentFileAsTheClientWants) {
+TEST_F(JobSubmissionTest, NamesThePersistentFileAsTheClientWants) {
     begin(jobsFolder);
     submission.set_persistent(true);
     submission.set_persistent_job_name("keep.job");
@@ -122,7 +122,7 @@ TEST_F(JobSubmission, NamesThePersistentFileAsTheClientWants) {
     EXPECT_EQ(setup().persistent_job_name(), "keep.job");
 }
 
-TEST_F(JobSubmission, KeepsNoFileForAJobThatIsNotPersistent) {
+TEST_F(JobSubmissionTest, KeepsNoFileForAJobThatIsNotPersistent) {
     begin(jobsFolder);
     submission.set_persistent(false);
     submission.set_persistent_job_name("keep.job");
@@ -131,7 +131,7 @@ TEST_F(JobSubmission, KeepsNoFileForAJobThatIsNotPersistent) {
     EXPECT_FALSE(setup().has_persistent_job_name());
 }
 
-TEST_F(JobSubmission, LaunchesWithoutPersistenceWhereNoFolderIsConfigured) {
+TEST_F(JobSubmissionTest, LaunchesWithoutPersistenceWhereNoFolderIsConfigured) {
     begin("<Paths><PersistentJobsFolder><![CDATA[]]></PersistentJobsFolder></Paths>");
     ASSERT_EQ(bed->configuration.getPersistentJobsFolder(), "");
     submission.set_persistent(true);
@@ -142,7 +142,7 @@ TEST_F(JobSubmission, LaunchesWithoutPersistenceWhereNoFolderIsConfigured) {
                      "persistent job folder has been configured."));
 }
 
-TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatLeavesTheFolder) {
+TEST_F(JobSubmissionTest, LaunchesWithoutPersistenceUnderANameThatLeavesTheFolder) {
     begin(jobsFolder);
     submission.set_persistent(true);
     submission.set_persistent_job_name("../../etc/x");
@@ -152,7 +152,7 @@ TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatLeavesTheFolder) {
     EXPECT_TRUE(bed->log.contains("Job cannot be set as persistent, as \"../../etc/x\" is not"));
 }
 
-TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatBeginsWithADot) {
+TEST_F(JobSubmissionTest, LaunchesWithoutPersistenceUnderANameThatBeginsWithADot) {
     begin(jobsFolder);
     submission.set_persistent(true);
     submission.set_persistent_job_name(".incomplete");
@@ -163,7 +163,7 @@ TEST_F(JobSubmission, LaunchesWithoutPersistenceUnderANameThatBeginsWithADot) {
                      "\".incomplete\" begins with a dot"));
 }
 
-TEST_F(JobSubmission, KeepsAFileInTheFolderWhateverTheJobIsCalled) {
+TEST_F(JobSubmissionTest, KeepsAFileInTheFolderWhateverTheJobIsCalled) {
     begin(jobsFolder);
     submission.set_persistent(true);
     submission.mutable_job_description()->set_name("/../../etc/x");
@@ -173,7 +173,7 @@ TEST_F(JobSubmission, KeepsAFileInTheFolderWhateverTheJobIsCalled) {
     EXPECT_FALSE(bed->log.contains("Job cannot be set as persistent"));
 }
 
-TEST_F(JobSubmission, GivesNoAnswerWhenThePortsAreUsedUp) {
+TEST_F(JobSubmissionTest, GivesNoAnswerWhenThePortsAreUsedUp) {
     begin(R"(<Resources><TcpPorts interface="127.0.0.1" from="1" to="1"/></Resources>)",
           test::freeTcpEndpoint());
     bed->client.setTimeout(std::chrono::milliseconds(300));

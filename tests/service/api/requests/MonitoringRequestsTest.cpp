@@ -37,13 +37,13 @@ DeviceNode named(const std::string& name) {
 
 }  // namespace
 
-TEST(GetMonitoringInfo, GivesTheRootAloneWhenThereIsNoDevice) {
+TEST(GetMonitoringInfoTest, GivesTheRootAloneWhenThereIsNoDevice) {
     test::ApiBed bed;
     bed.start();
     EXPECT_TRUE(askTree(bed) == DeviceNode("System", "System", device_tree::DeviceClass::System));
 }
 
-TEST(GetMonitoringInfo, GivesTheWholeTree) {
+TEST(GetMonitoringInfoTest, GivesTheWholeTree) {
     test::ApiBed bed;
     bed.start();
     bed.devices.handleDeviceAddEvent(named("first"));
@@ -52,7 +52,7 @@ TEST(GetMonitoringInfo, GivesTheWholeTree) {
     EXPECT_TRUE(askTree(bed) == tree);
 }
 
-TEST(GetMonitoringInfo, IsTheReplyByteByByte) {
+TEST(GetMonitoringInfoTest, IsTheReplyByteByByte) {
     test::ApiBed bed;
     bed.start();
     for (const auto* name : {"first", "second"}) {
@@ -70,7 +70,7 @@ TEST(GetMonitoringInfo, IsTheReplyByteByByte) {
     }
 }
 
-TEST(GetMonitoringInfo, GivesAConsistentTreeWhileDevicesChange) {
+TEST(GetMonitoringInfoTest, GivesAConsistentTreeWhileDevicesChange) {
     test::ApiBed bed;
     bed.start();
     const std::jthread changing([&bed](const std::stop_token& stop) {
@@ -85,7 +85,7 @@ TEST(GetMonitoringInfo, GivesAConsistentTreeWhileDevicesChange) {
     }
 }
 
-TEST(GetMonitoringInfo, WarnsWhenItTakesLong) {
+TEST(GetMonitoringInfoTest, WarnsWhenItTakesLong) {
     test::ApiBed bed;
     bed.start();
     bed.clockStep = std::chrono::seconds(6);

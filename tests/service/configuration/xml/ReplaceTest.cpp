@@ -7,19 +7,19 @@
 
 namespace tarn::service::configuration {
 
-TEST(Replace, ReplacesEveryOccurrence) {
+TEST(ReplaceTest, ReplacesEveryOccurrence) {
     EXPECT_EQ(replace("a %x b %x", "%x", "1"), "a 1 b 1");
     EXPECT_EQ(replace("nothing", "%x", "1"), "nothing");
     EXPECT_EQ(replace("%x%x", "%x", ""), "");
     EXPECT_EQ(replace("", "%x", "1"), "");
 }
 
-TEST(Replace, BeginsAgainAtTheStartAfterEachReplacement) {
+TEST(ReplaceTest, BeginsAgainAtTheStartAfterEachReplacement) {
     EXPECT_EQ(replace("aab", "ab", "b"), "b");
     EXPECT_EQ(replace("%%xx", "%x", ""), "");
 }
 
-TEST(Replace, AnEmptyPatternReplacesNothing) {
+TEST(ReplaceTest, AnEmptyPatternReplacesNothing) {
     EXPECT_EQ(replace("text", "", "x"), "text");
 }
 
@@ -49,7 +49,7 @@ std::set<std::string> textsUpTo(std::size_t length) {
 
 }  // namespace
 
-TEST(ReplaceWithin, DoesTheSameWhereReplacingEnds) {
+TEST(ReplaceWithinTest, DoesTheSameWhereReplacingEnds) {
     EXPECT_EQ(within("a %x b %x", "%x", "1"), "a 1 b 1");
     EXPECT_EQ(within("aab", "ab", "b"), "b");
     EXPECT_EQ(within("%list", "%list", "0 %"), "0 %");
@@ -57,22 +57,22 @@ TEST(ReplaceWithin, DoesTheSameWhereReplacingEnds) {
     EXPECT_EQ(within("text", "", "x"), "text");
 }
 
-TEST(ReplaceWithin, RefusesAReplacementThatHoldsThePatternWhereThatStands) {
+TEST(ReplaceWithinTest, RefusesAReplacementThatHoldsThePatternWhereThatStands) {
     EXPECT_EQ(within("svc %list", "%list", "%list"), std::nullopt);
     EXPECT_EQ(within("svc %list", "%list", "0 %list 1"), std::nullopt);
     EXPECT_EQ(within("svc", "%list", "%list"), "svc");
 }
 
-TEST(ReplaceWithin, RefusesWhatTheTextThatFollowsCompletesForEver) {
+TEST(ReplaceWithinTest, RefusesWhatTheTextThatFollowsCompletesForEver) {
     EXPECT_EQ(within("abb", "ab", "bbaa"), std::nullopt);
 }
 
-TEST(ReplaceWithin, RefusesWhatBecomesTooLong) {
+TEST(ReplaceWithinTest, RefusesWhatBecomesTooLong) {
     EXPECT_EQ(within("xx", "x", std::string(longest / 2, '1')), std::string(longest, '1'));
     EXPECT_EQ(within("xx", "x", std::string(longest / 2 + 1, '1')), std::nullopt);
 }
 
-TEST(ReplaceWithin, AlwaysEndsAndNeverLeavesAnOccurrence) {
+TEST(ReplaceWithinTest, AlwaysEndsAndNeverLeavesAnOccurrence) {
     unsigned refused = 0;
     for (const auto& pattern : textsUpTo(3)) {
         for (const auto& replacement : textsUpTo(4)) {

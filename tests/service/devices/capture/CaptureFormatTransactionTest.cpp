@@ -4,7 +4,7 @@
 
 #include "platform/utils/MessageFormatter.h"
 #include "service/devices/capture/DeltacastConfigurationFile.h"
-#include "tests/service/devices/CaptureFormats.h"
+#include "tests/service/devices/support/CaptureFormats.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 

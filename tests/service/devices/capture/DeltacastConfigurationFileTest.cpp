@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "platform/utils/MessageFormatter.h"
-#include "tests/service/devices/CaptureFormats.h"
+#include "tests/service/devices/support/CaptureFormats.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/service/devices/CaptureFormats.h"
+#include "tests/service/devices/support/CaptureFormats.h"
 
 namespace tarn::service::devices {
 

@@ -1,5 +1,5 @@
 #include "platform/resource_manager/DeltacastConfiguration.h"
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 namespace tarn::service::devices {
 
@@ -37,20 +37,20 @@ class DeltacastReconfigurationTest : public test::DeltacastBed {
     static DeltacastConfig other() { return test::progressive720At60(); }
 };
 
-class WithoutPersistentFile : public DeltacastReconfigurationTest {
+class WithoutPersistentFileTest : public DeltacastReconfigurationTest {
   protected:
-    WithoutPersistentFile() : DeltacastReconfigurationTest(Persistence::None) {}
+    WithoutPersistentFileTest() : DeltacastReconfigurationTest(Persistence::None) {}
 };
 
-class WithoutServiceConfiguration : public DeltacastReconfigurationTest {
+class WithoutServiceConfigurationTest : public DeltacastReconfigurationTest {
   protected:
-    WithoutServiceConfiguration()
+    WithoutServiceConfigurationTest()
         : DeltacastReconfigurationTest(Persistence::File, Services::None) {}
 };
 
-class WithAnInputListThatHoldsItsPlaceholder : public DeltacastReconfigurationTest {
+class WithAnInputListThatHoldsItsPlaceholderTest : public DeltacastReconfigurationTest {
   protected:
-    WithAnInputListThatHoldsItsPlaceholder()
+    WithAnInputListThatHoldsItsPlaceholderTest()
         : DeltacastReconfigurationTest(Persistence::File, Services::OneThatCannotBeFilled) {}
 };
 
@@ -351,7 +351,7 @@ TEST_F(DeltacastReconfigurationTest, StopsAtOnceWhileItWaitsForTheStart) {
     EXPECT_FALSE(log.contains("... Failed"));
 }
 
-TEST_F(WithoutPersistentFile, TheServiceIsRestartedAllTheSame) {
+TEST_F(WithoutPersistentFileTest, TheServiceIsRestartedAllTheSame) {
     watchLiving();
     behave();
     controller->configure(test::progressive720());
@@ -360,7 +360,7 @@ TEST_F(WithoutPersistentFile, TheServiceIsRestartedAllTheSame) {
     EXPECT_THAT(bed.commands(), ElementsAre(command720));
 }
 
-TEST_F(WithoutServiceConfiguration, NothingIsRestarted) {
+TEST_F(WithoutServiceConfigurationTest, NothingIsRestarted) {
     watchLiving();
     controller->configure(test::progressive720());
     EXPECT_EQ(next(), cycle);
@@ -382,7 +382,7 @@ TEST_F(DeltacastReconfigurationTest, AServiceConfigurationThatIsNoneIsSaidSoAndT
     EXPECT_THAT(bed.commands(), IsEmpty());
 }
 
-TEST_F(WithAnInputListThatHoldsItsPlaceholder, TheDefaultFormatIsRefusedAndTheServiceGoesOn) {
+TEST_F(WithAnInputListThatHoldsItsPlaceholderTest, TheDefaultFormatIsRefusedAndTheServiceGoesOn) {
     watchLiving();
     behave();
     controller->applyDefaultConfiguration();
@@ -393,7 +393,7 @@ TEST_F(WithAnInputListThatHoldsItsPlaceholder, TheDefaultFormatIsRefusedAndTheSe
     EXPECT_THAT(bed.commands(), IsEmpty());
 }
 
-TEST_F(WithAnInputListThatHoldsItsPlaceholder, AnotherFormatIsApplied) {
+TEST_F(WithAnInputListThatHoldsItsPlaceholderTest, AnotherFormatIsApplied) {
     watchLiving();
     behave();
     controller->configure(test::progressive720());

@@ -1,4 +1,4 @@
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 namespace tarn::service::devices {
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "platform/utils/MessageFormatter.h"
-#include "tests/service/devices/FakeProcesses.h"
+#include "tests/service/devices/support/FakeProcesses.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::service::devices {

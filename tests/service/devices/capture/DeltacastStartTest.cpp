@@ -3,7 +3,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 // Waiting until the ingest service has started.
 namespace tarn::service::devices {
@@ -16,7 +16,7 @@ class DeltacastStartTest : public test::DeltacastBed {};
 
 /// Who waits for the start lets time pass as the controller does. The service does not run at
 /// first.
-class WithItsOwnPause : public DeltacastStartTest {
+class WithItsOwnPauseTest : public DeltacastStartTest {
   protected:
     void SetUp() override {
         device.begin();
@@ -87,18 +87,18 @@ TEST_F(DeltacastStartTest, HasStartedWhenTheServiceRunsWhileItIsWaitedForWithout
     EXPECT_EQ(waits, 30);
 }
 
-TEST_F(WithItsOwnPause, HasNotStartedAfterAsManySecondsAsWereGiven) {
+TEST_F(WithItsOwnPauseTest, HasNotStartedAfterAsManySecondsAsWereGiven) {
     EXPECT_FALSE(controller->waitForDeviceStarted(3));
     EXPECT_THAT(waits, ElementsAre(second, second, second));
 }
 
-TEST_F(WithItsOwnPause, HasStartedWithoutAWaitWhenTheServiceRuns) {
+TEST_F(WithItsOwnPauseTest, HasStartedWithoutAWaitWhenTheServiceRuns) {
     revive();
     EXPECT_TRUE(controller->waitForDeviceStarted(3));
     EXPECT_THAT(waits, testing::IsEmpty());
 }
 
-TEST_F(WithItsOwnPause, HasStartedWhenTheServiceRunsWhileItIsWaitedFor) {
+TEST_F(WithItsOwnPauseTest, HasStartedWhenTheServiceRunsWhileItIsWaitedFor) {
     onWait = [this] {
         if (waits.size() == 2) {
             revive();
@@ -108,7 +108,7 @@ TEST_F(WithItsOwnPause, HasStartedWhenTheServiceRunsWhileItIsWaitedFor) {
     EXPECT_THAT(waits, ElementsAre(second, second));
 }
 
-TEST_F(WithItsOwnPause, HasNotStartedWhenItIsStoppedAndItsWaitIsEnded) {
+TEST_F(WithItsOwnPauseTest, HasNotStartedWhenItIsStoppedAndItsWaitIsEnded) {
     onWait = [this] {
         EXPECT_FALSE(ofWait.stop_requested());
         controller->stop();

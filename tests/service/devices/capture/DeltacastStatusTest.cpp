@@ -44,12 +44,12 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST(DeltacastStatus, IsUnreachableAtFirst) {
+TEST(DeltacastStatusNumbersTest, IsUnreachableAtFirst) {
     const utils::MessageFormatter formatter("c");
     EXPECT_EQ(DeltacastStatusMachine(formatter).current(), Unreachable);
 }
 
-TEST(DeltacastStatus, HasItsNumbers) {
+TEST(DeltacastStatusNumbersTest, HasItsNumbers) {
     EXPECT_EQ(static_cast<unsigned>(Unreachable), 0U);
     EXPECT_EQ(static_cast<unsigned>(Starting), 1U);
     EXPECT_EQ(static_cast<unsigned>(Running), 2U);

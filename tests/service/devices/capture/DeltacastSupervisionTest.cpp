@@ -1,5 +1,5 @@
 #include "platform/device_tree/DeviceNode.h"
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 namespace tarn::service::devices {
 

@@ -5,7 +5,7 @@
 #include "proto/capture_format_record.pb.h"
 #include "service/devices/capture/CaptureFormatRecordFile.h"
 #include "service/devices/capture/DeltacastConfigurationFile.h"
-#include "tests/service/devices/DeltacastBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
 
 // A capture format that does not come up, or is interrupted by the end of the service.
 namespace tarn::service::devices {

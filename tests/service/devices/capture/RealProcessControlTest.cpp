@@ -107,7 +107,7 @@ TEST_F(RealProcessControlTest, TellsWhoListensOnAPortOfVersionSixAndNotWhoHoldsI
     ::close(listening);
 }
 
-class Endpoints : public testing::TestWithParam<const char*> {
+class EndpointsTest : public testing::TestWithParam<const char*> {
   protected:
     const socket::SocketEndpoint endpoint = socket::SocketEndpoint::FromString(
         GetParam() == std::string("Ipc") ? test::uniqueEndpoint() : test::freeTcpEndpoint());
@@ -115,7 +115,7 @@ class Endpoints : public testing::TestWithParam<const char*> {
     RealProcessControl control;
 };
 
-TEST_P(Endpoints, AreHeldByWhoListensThere) {
+TEST_P(EndpointsTest, AreHeldByWhoListensThere) {
     EXPECT_EQ(control.holds(::getpid(), endpoint), Control::Holding::Unknown);
     socket::Socket server("test", socket::ClosePolicy::Discard);
     server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
@@ -124,14 +124,14 @@ TEST_P(Endpoints, AreHeldByWhoListensThere) {
     EXPECT_NE(control.holds(0x7fffffff, endpoint), Control::Holding::Holds);
 }
 
-TEST_P(Endpoints, AreListenedToOrNot) {
+TEST_P(EndpointsTest, AreListenedToOrNot) {
     EXPECT_FALSE(control.isListenedTo(endpoint));
     socket::Socket server("test", socket::ClosePolicy::Discard);
     server.createAndConnect(socket::Protocol::Reply, endpoint, 0);
     EXPECT_TRUE(control.isListenedTo(endpoint));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Endpoints, testing::Values("Ipc", "Tcp"),
+INSTANTIATE_TEST_SUITE_P(All, EndpointsTest, testing::Values("Ipc", "Tcp"),
                          [](const auto& tested) { return std::string(tested.param); });
 
 /// A process that holds a socket which listens, and does nothing else.
@@ -176,7 +176,7 @@ struct LoopbackAddress {
 };
 
 // As in another file system that has the same path.
-TEST(Holding, OfAnotherSocketWithTheSamePathIsNotThatOfTheEndpoint) {
+TEST(HoldingTest, OfAnotherSocketWithTheSamePathIsNotThatOfTheEndpoint) {
     const auto endpoint = socket::SocketEndpoint::FromString(test::uniqueEndpoint());
     const auto path = endpoint.toString(socket::Protocol::None).substr(6);
     const Holder innocent((UnixAddress(path)));
@@ -187,7 +187,7 @@ TEST(Holding, OfAnotherSocketWithTheSamePathIsNotThatOfTheEndpoint) {
     EXPECT_EQ(RealProcessControl().holds(::getpid(), endpoint), Control::Holding::Holds);
 }
 
-TEST(Holding, OfTheSamePortOfAnotherAddressIsNotThatOfTheEndpoint) {
+TEST(HoldingTest, OfTheSamePortOfAnotherAddressIsNotThatOfTheEndpoint) {
     const auto endpoint = socket::SocketEndpoint::FromString(test::freeTcpEndpoint());
     const Holder innocent(LoopbackAddress("127.0.0.2", endpoint.port()));
     socket::Socket server("test", socket::ClosePolicy::Discard);
@@ -196,7 +196,7 @@ TEST(Holding, OfTheSamePortOfAnotherAddressIsNotThatOfTheEndpoint) {
     EXPECT_EQ(RealProcessControl().holds(::getpid(), endpoint), Control::Holding::Holds);
 }
 
-TEST(Holding, OfEveryInterfaceIsThatOfEachAddress) {
+TEST(HoldingTest, OfEveryInterfaceIsThatOfEachAddress) {
     const auto port = socket::SocketEndpoint::FromString(test::freeTcpEndpoint()).port();
     socket::Socket server("test", socket::ClosePolicy::Discard);
     const socket::SocketEndpoint every(socket::Transport::Tcp, "*", port);

@@ -4,9 +4,9 @@
 
 #include <filesystem>
 
-#include "tests/service/devices/DeviceMessages.h"
-#include "tests/service/devices/EventRecorder.h"
-#include "tests/service/devices/ManualPause.h"
+#include "tests/service/devices/support/DeviceMessages.h"
+#include "tests/service/devices/support/EventRecorder.h"
+#include "tests/service/devices/support/ManualPause.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -4,8 +4,8 @@
 
 #include "platform/socket/SocketEndpoint.h"
 #include "proto/monitoring.pb.h"
-#include "tests/service/devices/CaptureFormats.h"
-#include "tests/service/devices/FakeDevice.h"
+#include "tests/service/devices/support/CaptureFormats.h"
+#include "tests/service/devices/support/FakeDevice.h"
 
 namespace tarn::service::devices {
 

@@ -1,8 +1,8 @@
 // Where the service listens because a device says so.
 #include "service/devices/protocol/EventEndpointRules.h"
 #include "service/devices/protocol/NamedEventEndpoint.h"
-#include "tests/service/devices/DeltacastBed.h"
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 
@@ -92,7 +92,7 @@ TEST_F(EventEndpointRulesTest, TheServicesOwnEndpointsAreThoseOfItsConfiguration
     }
 }
 
-class NamedEventEndpoints : public test::ProtocolBed {
+class NamedEventEndpointsTest : public test::ProtocolBed {
   protected:
     static constexpr auto first = "ipc:///tmp/cam1-events";
     static constexpr auto second = "ipc:///tmp/cam2-events";
@@ -111,15 +111,15 @@ class NamedEventEndpoints : public test::ProtocolBed {
     }
 };
 
-TEST_F(NamedEventEndpoints, ADeviceThatNamesAPortIsPolled) {
+TEST_F(NamedEventEndpointsTest, ADeviceThatNamesAPortIsPolled) {
     expectPolledWithALine("tcp://*:4444", "the device is not reached over TCP");
 }
 
-TEST_F(NamedEventEndpoints, ADeviceThatNamesAFileElsewhereIsPolled) {
+TEST_F(NamedEventEndpointsTest, ADeviceThatNamesAFileElsewhereIsPolled) {
     expectPolledWithALine("ipc:///etc/cron.d/job", "the service has no sockets in that folder");
 }
 
-TEST_F(NamedEventEndpoints, IsReleasedWhenTheDeviceIsLost) {
+TEST_F(NamedEventEndpointsTest, IsReleasedWhenTheDeviceIsLost) {
     device.nameEventEndpoint(first);
     watchLiving();
     EXPECT_THAT(listener.listenEndpoints(), ElementsAre(SocketEndpoint::FromString(first)));
@@ -134,7 +134,7 @@ TEST_F(NamedEventEndpoints, IsReleasedWhenTheDeviceIsLost) {
     EXPECT_THAT(listener.listenEndpoints(), IsEmpty());
 }
 
-TEST_F(NamedEventEndpoints, StaysAsLongAsAnotherDeviceNamesIt) {
+TEST_F(NamedEventEndpointsTest, StaysAsLongAsAnotherDeviceNamesIt) {
     NamedEventEndpoint one(listener);
     NamedEventEndpoint other(listener);
     std::string error;
@@ -148,7 +148,7 @@ TEST_F(NamedEventEndpoints, StaysAsLongAsAnotherDeviceNamesIt) {
     EXPECT_THAT(listener.listenEndpoints(), ElementsAre(SocketEndpoint::FromString(second)));
 }
 
-TEST_F(NamedEventEndpoints, IsNoneWhenItCannotBeListenedTo) {
+TEST_F(NamedEventEndpointsTest, IsNoneWhenItCannotBeListenedTo) {
     NamedEventEndpoint one(listener);
     std::string error;
     EXPECT_TRUE(one.name(first, error));
@@ -158,9 +158,9 @@ TEST_F(NamedEventEndpoints, IsNoneWhenItCannotBeListenedTo) {
     EXPECT_THAT(listener.listenEndpoints(), IsEmpty());
 }
 
-class IngestEventEndpoints : public test::DeltacastBed {};
+class IngestEventEndpointsTest : public test::DeltacastBed {};
 
-TEST_F(IngestEventEndpoints, AServiceThatNamesWhatItMayNotIsPolledWithALine) {
+TEST_F(IngestEventEndpointsTest, AServiceThatNamesWhatItMayNotIsPolledWithALine) {
     device.nameEventEndpoint("ipc:///etc/cron.d/job");
     watchLiving();
     next();
@@ -172,7 +172,7 @@ TEST_F(IngestEventEndpoints, AServiceThatNamesWhatItMayNotIsPolledWithALine) {
               1);
 }
 
-TEST_F(IngestEventEndpoints, IsReleasedWhenTheControllerEnds) {
+TEST_F(IngestEventEndpointsTest, IsReleasedWhenTheControllerEnds) {
     device.nameEventEndpoint("ipc:///tmp/ingest-events");
     watchLiving();
     EXPECT_THAT(listener.listenEndpoints(), testing::SizeIs(1));

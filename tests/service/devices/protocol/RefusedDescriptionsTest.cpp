@@ -1,7 +1,7 @@
 // Descriptions that nobody could read in a tree are kept out of it.
 #include "platform/device_tree/DeviceNode.h"
-#include "tests/service/devices/DeltacastBed.h"
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/DeltacastBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 
@@ -31,12 +31,12 @@ DeviceNode deviceOf(const Event& event) {
 
 }  // namespace
 
-class RefusedDescriptions : public test::ProtocolBed {
+class RefusedDescriptionsTest : public test::ProtocolBed {
   protected:
     DeviceNode toldAs(std::size_t number) { return deviceOf(recorder.waitFor(number).back()); }
 };
 
-TEST_F(RefusedDescriptions, ADeviceThatIsTooDeepIsInErrorSaidOnceAndAskedAgainEverySecond) {
+TEST_F(RefusedDescriptionsTest, ADeviceThatIsTooDeepIsInErrorSaidOnceAndAskedAgainEverySecond) {
     device.describeAs(deepCamera("cam1", 97));
     watchLiving();
     EXPECT_EQ(next(), seconds(1));
@@ -53,7 +53,7 @@ TEST_F(RefusedDescriptions, ADeviceThatIsTooDeepIsInErrorSaidOnceAndAskedAgainEv
     EXPECT_TRUE(toldAs(2) == camera("cam1", 4));
 }
 
-TEST_F(RefusedDescriptions, ADeviceThatIsTooLargeIsInErrorWhateverItsSize) {
+TEST_F(RefusedDescriptionsTest, ADeviceThatIsTooLargeIsInErrorWhateverItsSize) {
     device.describeAs(largeCamera("cam1", 524288));
     watchLiving();
     EXPECT_TRUE(toldAs(1) == refusedCamera("cam1", tooLarge));
@@ -64,7 +64,7 @@ TEST_F(RefusedDescriptions, ADeviceThatIsTooLargeIsInErrorWhateverItsSize) {
     EXPECT_THAT(events(2), ElementsAre(Event::DEVICE_ADD, Event::CONFIGURATION_CHANGE));
 }
 
-TEST_F(RefusedDescriptions, APolledDeviceThatBecomesTooDeepIsInErrorUntilItIsNot) {
+TEST_F(RefusedDescriptionsTest, APolledDeviceThatBecomesTooDeepIsInErrorUntilItIsNot) {
     watchLiving();
     device.describeAs(deepCamera("cam1", 65));
     next();
@@ -75,7 +75,7 @@ TEST_F(RefusedDescriptions, APolledDeviceThatBecomesTooDeepIsInErrorUntilItIsNot
     EXPECT_TRUE(toldAs(3) == camera("cam1"));
 }
 
-TEST_F(RefusedDescriptions, ARefusedDeviceIsNotListenedToUntilItIsLetIn) {
+TEST_F(RefusedDescriptionsTest, ARefusedDeviceIsNotListenedToUntilItIsLetIn) {
     device.describeAs(deepCamera("cam1", 65));
     device.nameEventEndpoint("ipc:///tmp/cam1-events");
     watchLiving();
@@ -87,7 +87,7 @@ TEST_F(RefusedDescriptions, ARefusedDeviceIsNotListenedToUntilItIsLetIn) {
     EXPECT_THAT(listener.listenEndpoints(), testing::SizeIs(1));
 }
 
-TEST_F(RefusedDescriptions, ARefusedDeviceThatDiesLeavesTheTree) {
+TEST_F(RefusedDescriptionsTest, ARefusedDeviceThatDiesLeavesTheTree) {
     answerWithin = seconds(1);
     device.describeAs(deepCamera("cam1", 65));
     watchLiving();
@@ -96,7 +96,7 @@ TEST_F(RefusedDescriptions, ARefusedDeviceThatDiesLeavesTheTree) {
     EXPECT_THAT(events(2), ElementsAre(Event::DEVICE_ADD, Event::DEVICE_REMOVE));
 }
 
-class RefusedIngestDescriptions : public test::DeltacastBed {
+class RefusedIngestDescriptionsTest : public test::DeltacastBed {
   protected:
     DeviceNode tooDeepIngest() const {
         auto node = test::ingestNode("4711");
@@ -108,7 +108,7 @@ class RefusedIngestDescriptions : public test::DeltacastBed {
     DeviceNode toldAs(std::size_t number) { return deviceOf(recorder.waitFor(number).back()); }
 };
 
-TEST_F(RefusedIngestDescriptions, AServiceThatBecomesTooDeepRunsAndIsInErrorUntilItIsNot) {
+TEST_F(RefusedIngestDescriptionsTest, AServiceThatBecomesTooDeepRunsAndIsInErrorUntilItIsNot) {
     watchLiving();
     device.describeAs(tooDeepIngest());
     next();
@@ -127,7 +127,7 @@ TEST_F(RefusedIngestDescriptions, AServiceThatBecomesTooDeepRunsAndIsInErrorUnti
     EXPECT_TRUE(*controller->getServiceDeviceTree() == test::ingestNode("4712"));
 }
 
-TEST_F(RefusedIngestDescriptions, AServiceThatIsTooDeepAtFirstIsAskedAgain) {
+TEST_F(RefusedIngestDescriptionsTest, AServiceThatIsTooDeepAtFirstIsAskedAgain) {
     device.describeAs(tooDeepIngest());
     watchLiving();
     next();
@@ -139,7 +139,7 @@ TEST_F(RefusedIngestDescriptions, AServiceThatIsTooDeepAtFirstIsAskedAgain) {
     EXPECT_EQ(controller->getStatus(), Status::Running);
 }
 
-TEST_F(RefusedIngestDescriptions, APingedServiceIsPolledWhileItIsRefusedAndPingedAfterwards) {
+TEST_F(RefusedIngestDescriptionsTest, APingedServiceIsPolledWhileItIsRefusedAndPingedAfterwards) {
     device.nameEventEndpoint("ipc:///tmp/ingest-events");
     device.describeAs(tooDeepIngest());
     watchLiving();
@@ -151,7 +151,7 @@ TEST_F(RefusedIngestDescriptions, APingedServiceIsPolledWhileItIsRefusedAndPinge
 }
 
 // Its events went past the controller: an equal description says nothing of what the tree holds.
-TEST_F(RefusedIngestDescriptions, APingedServiceThatIsDescribedAgainIsToldInFull) {
+TEST_F(RefusedIngestDescriptionsTest, APingedServiceThatIsDescribedAgainIsToldInFull) {
     device.nameEventEndpoint("ipc:///tmp/ingest-events");
     watchLiving();
     device.answerWith(test::FakeDevice::Answer::WrongType);

@@ -2,7 +2,7 @@
 
 #include <future>
 
-#include "tests/service/devices/ProtocolBed.h"
+#include "tests/service/devices/support/ProtocolBed.h"
 
 namespace tarn::service::devices {
 

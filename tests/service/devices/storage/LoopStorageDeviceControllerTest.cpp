@@ -1,6 +1,6 @@
 #include "service/devices/storage/LoopStorageDeviceController.h"
 
-#include "tests/service/devices/LoopStorageBed.h"
+#include "tests/service/devices/support/LoopStorageBed.h"
 
 namespace tarn::service::devices {
 

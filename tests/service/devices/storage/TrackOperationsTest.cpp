@@ -3,8 +3,8 @@
 
 #include "proto/loop_storage.pb.h"
 #include "service/devices/storage/CreateTrackRunner.h"
-#include "tests/service/devices/LoopStorageBed.h"
-#include "tests/service/devices/StorageRequests.h"
+#include "tests/service/devices/support/LoopStorageBed.h"
+#include "tests/service/devices/support/StorageRequests.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::service::devices {
@@ -358,7 +358,7 @@ TEST_F(TrackOperationsTest, TellsWhyWorkersAreNotListed) {
     EXPECT_EQ(refusal(workers()), "no records");
 }
 
-TEST(TrackTasks, LetNoMoreRunThanThereMay) {
+TEST(TrackTasksTest, LetNoMoreRunThanThereMay) {
     FakeStorage storage("/run/few");
     storage.holdsOperations();
     TrackTasks tasks(2);

@@ -25,9 +25,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-class JobTermination : public testing::Test {
+class JobTerminationTest : public testing::Test {
   protected:
-    JobTermination() {
+    JobTerminationTest() {
         reply.set_type(JobToApiReply::DESTROY);
         reply.set_success(true);
     }
@@ -55,7 +55,7 @@ class JobTermination : public testing::Test {
     JobToApiReply reply;
 };
 
-TEST_F(JobTermination, SendsEachRunningJobADestroyRequest) {
+TEST_F(JobTerminationTest, SendsEachRunningJobADestroyRequest) {
     const auto a = test::uniqueEndpoint();
     const auto b = test::uniqueEndpoint();
     test::FakeSetupPeer jobA(a, first, &reply);
@@ -69,7 +69,7 @@ TEST_F(JobTermination, SendsEachRunningJobADestroyRequest) {
     EXPECT_TRUE(bed.log.has("TRACE Received reply: " + reply.DebugString()));
 }
 
-TEST_F(JobTermination, ReachesAJobOnEveryInterfaceAtLocalhost) {
+TEST_F(JobTerminationTest, ReachesAJobOnEveryInterfaceAtLocalhost) {
     auto endpoint = test::freeTcpEndpoint();
     endpoint.replace(endpoint.find("127.0.0.1"), 9, "*");
     test::FakeSetupPeer job(endpoint, first, &reply);
@@ -78,7 +78,7 @@ TEST_F(JobTermination, ReachesAJobOnEveryInterfaceAtLocalhost) {
     EXPECT_TRUE(job.gotRequest());
 }
 
-TEST_F(JobTermination, GoesOnAfterAJobThatCannotBeReached) {
+TEST_F(JobTerminationTest, GoesOnAfterAJobThatCannotBeReached) {
     const auto b = test::uniqueEndpoint();
     test::FakeSetupPeer jobB(b, second, &reply);
     bed.registerJob("bad", "nonsense");
@@ -89,7 +89,7 @@ TEST_F(JobTermination, GoesOnAfterAJobThatCannotBeReached) {
     EXPECT_TRUE(bed.log.contains("ERROR Failed destroy command to job: "));
 }
 
-TEST_F(JobTermination, DoesNotWaitForAJobThatTakesTheRequestAndIsSilent) {
+TEST_F(JobTerminationTest, DoesNotWaitForAJobThatTakesTheRequestAndIsSilent) {
     const auto a = test::uniqueEndpoint();
     test::FakeSetupPeer job(a, first, nullptr);
     bed.registerJob("a", a);
@@ -100,7 +100,7 @@ TEST_F(JobTermination, DoesNotWaitForAJobThatTakesTheRequestAndIsSilent) {
 
 // What one job costs is what all of them cost: the last one has its order while the first is
 // silent.
-TEST_F(JobTermination, OrdersAllJobsAtOnceAndWaitsForThemTogether) {
+TEST_F(JobTerminationTest, OrdersAllJobsAtOnceAndWaitsForThemTogether) {
     std::list<ApiToJobRequest> requests;
     std::list<test::FakeSetupPeer> silent;
     for (int i = 0; i < 24; ++i) {
@@ -125,7 +125,7 @@ TEST_F(JobTermination, OrdersAllJobsAtOnceAndWaitsForThemTogether) {
     EXPECT_EQ(lines.back(), utils::escapeForLog("TRACE Received reply: " + reply.DebugString()));
 }
 
-TEST_F(JobTermination, SaysWhatBecameOfEachJobInTheOrderOfTheList) {
+TEST_F(JobTerminationTest, SaysWhatBecameOfEachJobInTheOrderOfTheList) {
     const auto a = test::uniqueEndpoint();
     const auto c = test::uniqueEndpoint();
     test::FakeSetupPeer jobA(a, first, &reply);
@@ -141,7 +141,7 @@ TEST_F(JobTermination, SaysWhatBecameOfEachJobInTheOrderOfTheList) {
                             StartsWith("TRACE Received reply: ")));
 }
 
-TEST_F(JobTermination, LeavesTheJobsOfAnotherServiceAlone) {
+TEST_F(JobTerminationTest, LeavesTheJobsOfAnotherServiceAlone) {
     const auto a = test::uniqueEndpoint();
     socket::Socket job("job", socket::ClosePolicy::Discard);
     job.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(a), 0);
@@ -154,7 +154,7 @@ TEST_F(JobTermination, LeavesTheJobsOfAnotherServiceAlone) {
         "INFO Another service keeps the registry: its 1 running job(s) are left alone"));
 }
 
-TEST_F(JobTermination, SendsNothingWhenTheResourceManagerIsAway) {
+TEST_F(JobTerminationTest, SendsNothingWhenTheResourceManagerIsAway) {
     std::string error;
     ASSERT_TRUE(bed.proxy.disconnect(error));
     terminateJobs(bed.proxy);

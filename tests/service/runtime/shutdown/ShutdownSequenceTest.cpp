@@ -13,7 +13,7 @@ namespace tarn::service {
 
 using testing::ElementsAre;
 
-class ShutdownSequence : public testing::Test {
+class ShutdownSequenceTest : public testing::Test {
   protected:
     std::vector<std::string> shutDown() {
         const test::LogCapture log;
@@ -30,7 +30,7 @@ class ShutdownSequence : public testing::Test {
          dictionary::ComponentsDictionary("/nonexistent")}};
 };
 
-TEST_F(ShutdownSequence, StopsEverythingInOrder) {
+TEST_F(ShutdownSequenceTest, StopsEverythingInOrder) {
     EXPECT_THAT(
         shutDown(),
         ElementsAre("TRACE Caught signal 2", "INFO Terminating service",
@@ -55,7 +55,7 @@ class Unstoppable : public devices::DeviceEventListener {
 
 }  // namespace
 
-TEST_F(ShutdownSequence, GoesOnWhenTheDeviceEventListenerDoesNotStop) {
+TEST_F(ShutdownSequenceTest, GoesOnWhenTheDeviceEventListenerDoesNotStop) {
     Unstoppable listener([this]() -> devices::DeviceManager& { return bed.devices; });
     const test::LogCapture log(utils::LogLevel::Info);
     runShutdownSequence(2,
@@ -68,7 +68,7 @@ TEST_F(ShutdownSequence, GoesOnWhenTheDeviceEventListenerDoesNotStop) {
     EXPECT_EQ(lines.back(), "INFO Service terminated");
 }
 
-TEST_F(ShutdownSequence, SaysDisconnectedAlsoAfterAFailure) {
+TEST_F(ShutdownSequenceTest, SaysDisconnectedAlsoAfterAFailure) {
     std::string error;
     ASSERT_TRUE(bed.proxy.disconnect(error));
     const auto lines = shutDown();
@@ -79,12 +79,12 @@ TEST_F(ShutdownSequence, SaysDisconnectedAlsoAfterAFailure) {
     EXPECT_EQ(*std::next(failed), "INFO Resource manager proxy disconnected");
 }
 
-TEST_F(ShutdownSequence, LetsNoJobInAnyMore) {
+TEST_F(ShutdownSequenceTest, LetsNoJobInAnyMore) {
     shutDown();
     EXPECT_THROW(bed.registerJob("late", "ipc:///tmp/late"), std::runtime_error);
 }
 
-TEST_F(ShutdownSequence, LeavesJobsAloneWhoseRegistryItDoesNotKeep) {
+TEST_F(ShutdownSequenceTest, LeavesJobsAloneWhoseRegistryItDoesNotKeep) {
     const auto endpoint = test::uniqueEndpoint();
     socket::Socket job("job", socket::ClosePolicy::Discard);
     job.createAndConnect(socket::Protocol::Reply, socket::SocketEndpoint::FromString(endpoint), 0);
@@ -97,7 +97,7 @@ TEST_F(ShutdownSequence, LeavesJobsAloneWhoseRegistryItDoesNotKeep) {
     EXPECT_TRUE(bed.log.contains("Another service keeps the registry: its 1 running job(s)"));
 }
 
-TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
+TEST_F(ShutdownSequenceTest, EndsTheDeadJobCleaner) {
     const test::LogCapture log;
     startDeadJobCleaner();
     EXPECT_TRUE(mustRun);
@@ -108,7 +108,7 @@ TEST_F(ShutdownSequence, EndsTheDeadJobCleaner) {
     EXPECT_FALSE(deadJobCleaner->joinable());
 }
 
-TEST(DeadJobCleaner, ClearsEveryTwoSecondsUntilItIsStopped) {
+TEST(DeadJobCleanerTest, ClearsEveryTwoSecondsUntilItIsStopped) {
     const test::LogCapture log;
     std::vector<std::chrono::milliseconds> pauses;
     mustRun = true;
@@ -125,7 +125,7 @@ TEST(DeadJobCleaner, ClearsEveryTwoSecondsUntilItIsStopped) {
                             testing::StartsWith("ERROR Failed to clear dead processes: ")));
 }
 
-TEST(DeadJobCleaner, IsWokenFromItsPauseByTheStop) {
+TEST(DeadJobCleanerTest, IsWokenFromItsPauseByTheStop) {
     mustRun = true;
     auto pause =
         std::async(std::launch::async, [] { pauseUnlessCleanerStops(std::chrono::seconds(20)); });
@@ -134,14 +134,14 @@ TEST(DeadJobCleaner, IsWokenFromItsPauseByTheStop) {
     EXPECT_EQ(pause.wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }
 
-TEST(DeadJobCleaner, DoesNothingOnceItIsStopped) {
+TEST(DeadJobCleanerTest, DoesNothingOnceItIsStopped) {
     const test::LogCapture log;
     mustRun = false;
     deadJobCleanerFunction([](std::chrono::milliseconds) { FAIL() << "it did not end"; });
     EXPECT_THAT(log.lines(), testing::IsEmpty());
 }
 
-TEST_F(ShutdownSequence, EndsACleanerThatHasNotRunYet) {
+TEST_F(ShutdownSequenceTest, EndsACleanerThatHasNotRunYet) {
     startDeadJobCleaner();
     shutDown();
     EXPECT_FALSE(mustRun);

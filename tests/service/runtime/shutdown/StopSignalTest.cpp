@@ -9,20 +9,20 @@ namespace tarn::service {
 
 using namespace std::chrono_literals;
 
-TEST(StopSignal, SaysNothingWithoutASignal) {
+TEST(StopSignalTest, SaysNothingWithoutASignal) {
     StopSignal stop;
     EXPECT_FALSE(stop.requested());
     EXPECT_FALSE(stop.waitFor(1ms));
 }
 
-TEST(StopSignal, CanStopWaiting) {
+TEST(StopSignalTest, CanStopWaiting) {
     StopSignal stop;
     auto waiting = std::async(std::launch::async, [&] { return stop.wait(); });
     stop.cancelWait();
     EXPECT_EQ(waiting.get(), 0);
 }
 
-TEST(StopSignal, EndsAWaitAtOnce) {
+TEST(StopSignalTest, EndsAWaitAtOnce) {
     StopSignal stop;
     EXPECT_FALSE(stop.waitFor(1ms));
     auto waiting = std::async(std::launch::async, [&] { return stop.waitFor(60s); });

@@ -17,7 +17,7 @@ constexpr auto blindly =
     "WARN Workflow creator > Warning: Getting tcp ports on a non-configured interface. "
     "Attributing ports blindly.";
 
-class JobEndpoints : public testing::Test {
+class JobEndpointsTest : public testing::Test {
   protected:
     /// A creator behind requests on `requests`, with these ports configured.
     void begin(const std::string& requests, const std::string& ports = {}) {
@@ -47,7 +47,7 @@ class JobEndpoints : public testing::Test {
     std::string error;
 };
 
-TEST_F(JobEndpoints, PrivateOnesAreIpcEndpointsWithAFreshUuid) {
+TEST_F(JobEndpointsTest, PrivateOnesAreIpcEndpointsWithAFreshUuid) {
     begin("ipc:///tmp/requests");
     std::set<std::string> seen;
     for (int i = 0; i < 10; ++i) {
@@ -59,45 +59,45 @@ TEST_F(JobEndpoints, PrivateOnesAreIpcEndpointsWithAFreshUuid) {
     }
 }
 
-TEST_F(JobEndpoints, AreIpcWhenTheRequestsEndpointIs) {
+TEST_F(JobEndpointsTest, AreIpcWhenTheRequestsEndpointIs) {
     begin("ipc:///tmp/requests", R"(<TcpPorts interface="requests" from="1" to="2"/>)");
     EXPECT_THAT(next(), MatchesRegex("ipc:///tmp/[0-9a-f-]{36}"));
     EXPECT_TRUE(succeeded);
     EXPECT_FALSE(bed->log.has(blindly));
 }
 
-TEST_F(JobEndpoints, AreEmptyForAnyOtherTransport) {
+TEST_F(JobEndpointsTest, AreEmptyForAnyOtherTransport) {
     begin("inproc://requests");
     EXPECT_EQ(next(), "");
     EXPECT_TRUE(succeeded);
     EXPECT_EQ(error, "");
 }
 
-TEST_F(JobEndpoints, AreDrawnFromTheRangeOfTheRequestsHost) {
+TEST_F(JobEndpointsTest, AreDrawnFromTheRangeOfTheRequestsHost) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6002"/>)");
     EXPECT_EQ(next(), "tcp://127.0.0.1:6000");
     EXPECT_EQ(next(), "tcp://127.0.0.1:6001");
     EXPECT_EQ(next(), "tcp://127.0.0.1:6002");
 }
 
-TEST_F(JobEndpoints, DoNotMindARangeGivenBackwards) {
+TEST_F(JobEndpointsTest, DoNotMindARangeGivenBackwards) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6002" to="6000"/>)");
     EXPECT_EQ(next(), "tcp://127.0.0.1:6000");
 }
 
-TEST_F(JobEndpoints, KeepAHostOfEveryInterface) {
+TEST_F(JobEndpointsTest, KeepAHostOfEveryInterface) {
     begin("tcp://*:5000", R"(<TcpPorts interface="*" from="6000" to="6010"/>)");
     EXPECT_EQ(next(), "tcp://*:6000");
 }
 
-TEST_F(JobEndpoints, ComeFromAFixedRangeWithAWarningWhereNoneIsConfigured) {
+TEST_F(JobEndpointsTest, ComeFromAFixedRangeWithAWarningWhereNoneIsConfigured) {
     begin("tcp://127.0.0.1:5000");
     randomNumbers = 10001;  // the range has 10001 ports
     EXPECT_EQ(next(), "tcp://127.0.0.1:10000");
     EXPECT_TRUE(bed->log.has(blindly));
 }
 
-TEST_F(JobEndpoints, AreNotGivenTwiceInShortOrder) {
+TEST_F(JobEndpointsTest, AreNotGivenTwiceInShortOrder) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6000"/>)");
     EXPECT_EQ(next(), "tcp://127.0.0.1:6000");
     EXPECT_EQ(next(), "");
@@ -106,7 +106,7 @@ TEST_F(JobEndpoints, AreNotGivenTwiceInShortOrder) {
     EXPECT_EQ(randomNumbers, 51);  // 50 attempts for the second
 }
 
-TEST_F(JobEndpoints, WhoHasThemIsTold) {
+TEST_F(JobEndpointsTest, WhoHasThemIsTold) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6002" to="6000"/>)");
     bed->registerJob("one", "ipc:///tmp/x",
                      {{"Endpoint",
@@ -121,20 +121,20 @@ TEST_F(JobEndpoints, WhoHasThemIsTold) {
     EXPECT_EQ(creator->describePortUse(), "");
 }
 
-TEST_F(JobEndpoints, AreNotThoseOfRunningJobs) {
+TEST_F(JobEndpointsTest, AreNotThoseOfRunningJobs) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
     bed->registerJob("one", "tcp://127.0.0.1:6000", {{"Endpoint", {"tcp://127.0.0.1:6000"}}});
     EXPECT_EQ(next(), "tcp://127.0.0.1:6001");
 }
 
-TEST_F(JobEndpoints, AreNotThoseOnWhichSomebodyElseListens) {
+TEST_F(JobEndpointsTest, AreNotThoseOnWhichSomebodyElseListens) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6002"/>)");
     taken = {6000, 6001};
     EXPECT_EQ(next(), "tcp://127.0.0.1:6002");
     EXPECT_FALSE(bed->log.contains("is given all the same"));
 }
 
-TEST_F(JobEndpoints, AreTheRegistrysWordWhereSomebodyListensOnAllThatAreLeft) {
+TEST_F(JobEndpointsTest, AreTheRegistrysWordWhereSomebodyListensOnAllThatAreLeft) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6002"/>)");
     bed->registerJob("one", "tcp://127.0.0.1:6000", {{"Endpoint", {"tcp://127.0.0.1:6000"}}});
     taken = {6000, 6001, 6002};
@@ -148,7 +148,7 @@ TEST_F(JobEndpoints, AreTheRegistrysWordWhereSomebodyListensOnAllThatAreLeft) {
     EXPECT_EQ(error, "Workflow creator > No endpoint available");
 }
 
-TEST_F(JobEndpoints, OnWhichSomebodyListensAreTriedOnceForEachThatIsWanted) {
+TEST_F(JobEndpointsTest, OnWhichSomebodyListensAreTriedOnceForEachThatIsWanted) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
     taken = {6000, 6001};
     next();
@@ -156,7 +156,7 @@ TEST_F(JobEndpoints, OnWhichSomebodyListensAreTriedOnceForEachThatIsWanted) {
     EXPECT_EQ(randomNumbers, 50);
 }
 
-TEST_F(JobEndpoints, FoundAtTheFiftiethAttemptAreNotGivenAllTheSame) {
+TEST_F(JobEndpointsTest, FoundAtTheFiftiethAttemptAreNotGivenAllTheSame) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6049"/>)");
     for (int i = 0; i < 49; ++i) {
         next();
@@ -167,19 +167,19 @@ TEST_F(JobEndpoints, FoundAtTheFiftiethAttemptAreNotGivenAllTheSame) {
     EXPECT_EQ(error, "Workflow creator > No endpoint available");
 }
 
-TEST_F(JobEndpoints, OfARangeWithPortZeroAreThoseThatCanBeOne) {
+TEST_F(JobEndpointsTest, OfARangeWithPortZeroAreThoseThatCanBeOne) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="0" to="1"/>)");
     EXPECT_EQ(next(), "tcp://127.0.0.1:1");
 }
 
-TEST_F(JobEndpoints, OfPortZeroAloneAreNone) {
+TEST_F(JobEndpointsTest, OfPortZeroAloneAreNone) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="0" to="0"/>)");
     EXPECT_EQ(next(), "");
     EXPECT_FALSE(succeeded);
     EXPECT_EQ(error, "Workflow creator > No endpoint available");
 }
 
-TEST_F(JobEndpoints, AreFreeAsLongAsNobodyListensThere) {
+TEST_F(JobEndpointsTest, AreFreeAsLongAsNobodyListensThere) {
     const auto endpoint = SocketEndpoint::FromString(test::freeTcpEndpoint());
     EXPECT_TRUE(isFreeEndpoint(endpoint));
     EXPECT_TRUE(isFreeEndpoint(endpoint));
@@ -192,7 +192,7 @@ TEST_F(JobEndpoints, AreFreeAsLongAsNobodyListensThere) {
     EXPECT_TRUE(isFreeEndpoint(endpoint));
 }
 
-TEST_F(JobEndpoints, AreGivenAgainOnceFiftyOthersWere) {
+TEST_F(JobEndpointsTest, AreGivenAgainOnceFiftyOthersWere) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6050"/>)");
     for (int i = 0; i <= 50; ++i) {
         EXPECT_THAT(next(), EndsWith(":" + std::to_string(6000 + i)));
@@ -200,7 +200,7 @@ TEST_F(JobEndpoints, AreGivenAgainOnceFiftyOthersWere) {
     EXPECT_EQ(next(), "tcp://127.0.0.1:6000");  // drawn first, and pushed out by the 51st
 }
 
-TEST_F(JobEndpoints, FoundAtTheFiftiethAttemptAreNotTaken) {
+TEST_F(JobEndpointsTest, FoundAtTheFiftiethAttemptAreNotTaken) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6049"/>)");
     for (int i = 0; i < 49; ++i) {
         next();
@@ -211,7 +211,7 @@ TEST_F(JobEndpoints, FoundAtTheFiftiethAttemptAreNotTaken) {
     EXPECT_FALSE(succeeded);
 }
 
-TEST_F(JobEndpoints, AreStillGivenWhenTheResourceManagerIsAway) {
+TEST_F(JobEndpointsTest, AreStillGivenWhenTheResourceManagerIsAway) {
     begin("tcp://127.0.0.1:5000", R"(<TcpPorts interface="127.0.0.1" from="6000" to="6001"/>)");
     std::string ignored;
     bed->proxy.disconnect(ignored);

@@ -4,7 +4,7 @@
 
 namespace tarn::service {
 
-TEST(PrivateRandom, GivesTheSequenceOfTheUnseededGenerator) {
+TEST(PrivateRandomTest, GivesTheSequenceOfTheUnseededGenerator) {
     std::srand(1);
     PrivateRandom random;
     for (int i = 0; i < 1000; ++i) {
@@ -12,7 +12,7 @@ TEST(PrivateRandom, GivesTheSequenceOfTheUnseededGenerator) {
     }
 }
 
-TEST(PrivateRandom, IsNotDisturbedByOthersThatDraw) {
+TEST(PrivateRandomTest, IsNotDisturbedByOthersThatDraw) {
     PrivateRandom alone;
     PrivateRandom disturbed;
     for (int i = 0; i < 100; ++i) {

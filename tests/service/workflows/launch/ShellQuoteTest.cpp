@@ -4,27 +4,27 @@
 
 namespace tarn::service {
 
-TEST(ShellQuote, LeavesHarmlessTextAsItIs) {
+TEST(ShellQuoteTest, LeavesHarmlessTextAsItIs) {
     EXPECT_EQ(shellQuoted("cam1"), "cam1");
     EXPECT_EQ(shellQuoted("aZ09_@%+=:,./-"), "aZ09_@%+=:,./-");
 }
 
-TEST(ShellQuote, PutsEverythingElseInQuotes) {
+TEST(ShellQuoteTest, PutsEverythingElseInQuotes) {
     EXPECT_EQ(shellQuoted("x; reboot"), "'x; reboot'");
     EXPECT_EQ(shellQuoted("$(id)"), "'$(id)'");
     EXPECT_EQ(shellQuoted("a\nb"), "'a\nb'");
     EXPECT_EQ(shellQuoted("\xc3\xa4"), "'\xc3\xa4'");
 }
 
-TEST(ShellQuote, KeepsQuotesInsideTheText) {
+TEST(ShellQuoteTest, KeepsQuotesInsideTheText) {
     EXPECT_EQ(shellQuoted("it's"), "'it'\\''s'");
 }
 
-TEST(ShellQuote, MakesAnEmptyTextAnArgument) {
+TEST(ShellQuoteTest, MakesAnEmptyTextAnArgument) {
     EXPECT_EQ(shellQuoted(""), "''");
 }
 
-TEST(ShellQuote, RefusesWhatNoArgumentCanHold) {
+TEST(ShellQuoteTest, RefusesWhatNoArgumentCanHold) {
     EXPECT_THROW(shellQuoted(std::string("a\0b", 3)), std::invalid_argument);
 }
 
