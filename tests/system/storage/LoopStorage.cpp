@@ -74,7 +74,7 @@ Process& LoopStorageTest::startStorage(Over transport) {
 }
 
 Process& LoopStorageTest::startStorage(const std::vector<std::string>& options,
-                                   const StorageAddress& reachedAt) {
+                                       const StorageAddress& reachedAt) {
     std::vector<std::string> command = {loopStorageProgram, "--directory", tracksFolder};
     command.insert(command.end(), options.begin(), options.end());
     server = std::make_unique<Process>(command);
