@@ -143,7 +143,7 @@ TEST_F(TcpKeysTest, AServerThatIsNotTheExpectedOneIsNotSpokenTo) {
               "than is expected of it, or none\n");
 }
 
-TEST_F(TcpKeys, AServerWithoutKeysIsNotSpokenTo) {
+TEST_F(TcpKeysTest, AServerWithoutKeysIsNotSpokenTo) {
     generate("studio");
     start();
     const auto result = as("studio", {"info"});

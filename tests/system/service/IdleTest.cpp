@@ -45,7 +45,7 @@ class Sleep {
     const Clock::time_point begin = Clock::now();
 };
 
-class IdleTest : public LoopStorage {
+class IdleTest : public LoopStorageTest {
   protected:
     /// A recording that grows by one picture ten times a second: what tells that time passes.
     static constexpr auto pipeline =

@@ -23,10 +23,10 @@ using service::devices::StorageAddress;
 constexpr auto patience = "2";
 constexpr auto bound = 10s;
 
-class LostStorageClientTest : public LoopStorage {
+class LostStorageClientTest : public LoopStorageTest {
   protected:
     void SetUp() override {
-        LoopStorage::SetUp();
+        LoopStorageTest::SetUp();
         startStorage({"--unix", socketPath, "--client-timeout", patience, "--tcp",
                       FarMachine::addressHere + (":" + std::to_string(storagePort))},
                      StorageAddress{socketPath});

@@ -21,19 +21,19 @@ using testing::HasSubstr;
 
 constexpr auto noSpace = "No space left on device";
 
-class StorageDiskFullTest : public LoopStorage {
+class StorageDiskFullTest : public LoopStorageTest {
   protected:
     void SetUp() override {
         std::filesystem::create_directories(tracksFolder);
         ASSERT_EQ(::mount("small", tracksFolder, "tmpfs", 0, "size=16m"), 0);
-        LoopStorage::SetUp();
+        LoopStorageTest::SetUp();
         startServiceWithStorage(Over::UnixSocket);
         track = createTrack(4 * megabyte);
         fill();
     }
     void TearDown() override {
         EXPECT_EQ(::umount2(tracksFolder, MNT_DETACH), 0);  // gone with the server
-        LoopStorage::TearDown();
+        LoopStorageTest::TearDown();
     }
 
     static std::string ballastPath() { return std::string(tracksFolder) + "/ballast"; }

@@ -22,10 +22,10 @@ constexpr auto bootId = "/proc/sys/kernel/random/boot_id";
 constexpr int frames = 47;
 
 /// By another boot's number a server knows that the machine has been started again.
-class StorageRebootTest : public LoopStorage {
+class StorageRebootTest : public LoopStorageTest {
   protected:
     void SetUp() override {
-        LoopStorage::SetUp();
+        LoopStorageTest::SetUp();
         setBoot('1');
         ASSERT_EQ(::mount(boot.c_str(), bootId, nullptr, MS_BIND, nullptr), 0);
         startStorage(Over::UnixSocket);
@@ -34,7 +34,7 @@ class StorageRebootTest : public LoopStorage {
     }
     void TearDown() override {
         EXPECT_EQ(::umount2(bootId, MNT_DETACH), 0);
-        LoopStorage::TearDown();
+        LoopStorageTest::TearDown();
     }
 
     void setBoot(char digit) const {
