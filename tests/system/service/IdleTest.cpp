@@ -47,6 +47,14 @@ class Sleep {
 
 class IdleTest : public LoopStorageTest {
   protected:
+    void SetUp() override {
+#if defined(__SANITIZE_THREAD__)
+        GTEST_SKIP()
+            << "the sanitizer has a thread of its own in each process, which is woken often";
+#endif
+        LoopStorageTest::SetUp();
+    }
+
     /// A recording that grows by one picture ten times a second: what tells that time passes.
     static constexpr auto pipeline =
         "videotestsrc is-live=true ! video/x-raw,width=32,height=24,format=GRAY8,framerate=10/1 ! "
@@ -65,9 +73,6 @@ class IdleTest : public LoopStorageTest {
 };
 
 TEST_F(IdleTest, NeitherTheServiceNorAJobIsWokenForNothing) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizer has a thread of its own in each process, which is woken often";
-#endif
     startService();
     ASSERT_TRUE(api().submit({.pipeline = pipeline}));
     for (const auto* const more : {"second", "third"}) {
