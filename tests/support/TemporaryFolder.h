@@ -5,14 +5,14 @@
 
 namespace tarn::test {
 
-/// Where files are. In memory a sync costs nothing, where the machine has the room; on the disk it
-/// waits for whatever else is written there.
+/// Where files are. In memory, where the machine has the room, a sync costs nothing; on a disk it
+/// waits for whatever else is written there, but only there the kernel tells what it has to fetch.
 enum class Medium { Disk, Memory };
 
 /// An empty folder of its own, removed with its content at the end.
 class TemporaryFolder {
   public:
-    explicit TemporaryFolder(Medium medium = Medium::Disk);
+    explicit TemporaryFolder(Medium medium = Medium::Memory);
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;

@@ -31,7 +31,7 @@ struct RemainingSpaceTest : testing::Test {
     std::int64_t remaining() const { return catalogue->remainingSpace(); }
 
     const test::LogCapture log;
-    const test::TemporaryFolder folder;
+    const test::TemporaryFolder folder{test::Medium::Disk};
     const std::filesystem::path directory = folder.path() / "tracks";
     DiskSpace disk{.available = 16 * mebi, .block = 4096};
     std::unique_ptr<Catalogue> catalogue;

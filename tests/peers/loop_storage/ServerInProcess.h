@@ -36,7 +36,7 @@ class ServerInProcess {
 
   private:
     os::WakeUp stop;
-    const TemporaryFolder folder;
+    const TemporaryFolder folder{Medium::Disk};
     peers::loop_storage::Storage storage{
         folder.path() / "tracks", std::nullopt, {'b', 'o', 'o', 't'}};
     peers::loop_storage::Server server;

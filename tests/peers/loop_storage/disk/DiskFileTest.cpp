@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint64_t mebi = 1 << 20;
 
 struct DiskFileTest : testing::Test {
-    const test::TemporaryFolder folder;
+    const test::TemporaryFolder folder{test::Medium::Disk};
     const DiskFile file{folder.path() / "file", DiskFile::Mode::CreateNew};
     int checks = 0;
     const std::function<void()> count = [this] { ++checks; };

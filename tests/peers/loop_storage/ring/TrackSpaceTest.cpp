@@ -41,7 +41,7 @@ TEST(TrackSpaceTest, ABlockMoreIsABlockMoreOfGrowth) {
 }
 
 TEST(TrackSpaceTest, WhatFilesHaveTakenIsSeenBeforeAnythingIsWritten) {
-    const test::TemporaryFolder folder;
+    const test::TemporaryFolder folder{test::Medium::Disk};
     EXPECT_EQ(takenBy(folder.path()), 0U);
     EXPECT_EQ(takenBy(folder.path() / "nothing"), 0U);
     DiskFile(folder.path() / "data", DiskFile::Mode::CreateNew).allocate(3 * mebi, [] {});

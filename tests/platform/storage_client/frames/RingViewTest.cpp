@@ -41,7 +41,7 @@ struct RingViewTest : testing::Test {
                   static_cast<ssize_t>(sizeof limit));
     }
 
-    const test::TemporaryFolder folder;
+    const test::TemporaryFolder folder{test::Medium::Disk};
     const os::FileDescriptor page{::memfd_create("page", MFD_CLOEXEC)};
     std::string bytes = std::string(ringSize, ' ');
 };
