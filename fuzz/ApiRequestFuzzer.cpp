@@ -37,7 +37,10 @@ using service::devices::LoopStorageDeviceController;
 constexpr unsigned inputsOfABed = 500;
 constexpr std::chrono::seconds answerWithin{20};
 
-/// The server with its surroundings, and a client that waits for no answer before it asks on.
+// Of more answers that wait for a client some are dropped.
+constexpr int mostAhead = 10;
+
+/// The server with its surroundings, and a client that asks on before it has the answers.
 class Bed {
   public:
     Bed() {
@@ -58,19 +61,21 @@ class Bed {
 
     void feed(const ApiRequests& input) {
         launches.lock()->answers = &input;
-        int awaited = 1;
+        int awaited = 0;
         for (const auto& request : input.request()) {
-            awaited += isServed(request.type()) ? 1 : 0;
             send(request);
+            awaited += isServed(request.type()) ? 1 : 0;
+            for (; awaited > mostAhead; --awaited) {
+                receive();
+            }
         }
         ApiToServiceRequest last;
         last.set_type(ApiToServiceRequest::GET_INFO);
         send(last);
-        auto kind = ServiceToApiReply::UNKNOWN;
-        while (awaited-- > 0) {
-            kind = receive();
+        for (; awaited > 0; --awaited) {
+            receive();
         }
-        require(kind == ServiceToApiReply::INFO);
+        require(receive() == ServiceToApiReply::INFO);
         launches.lock()->peer.reset();
     }
 

@@ -38,7 +38,8 @@ struct FilesInCellTest : testing::Test {
         return tryInCell(cell(), [&] { return outcomeOfOpening(path, flags); }).said;
     }
 
-    const test::TemporaryFolder folder;
+    // In a cell everybody has the memory that is shared, so not there.
+    const test::TemporaryFolder folder{test::Medium::Disk};
     std::string elsewhere;
     std::string clip;
     std::string recording;

@@ -18,7 +18,7 @@ namespace tarn::peers {
 namespace {
 
 struct JobLogTest : testing::Test {
-    tarn::test::TemporaryFolder folder;
+    tarn::test::TemporaryFolder folder{tarn::test::Medium::Disk};  // below /tmp
     const tarn::test::LogCapture putsBackTheSink;
     const std::string log = (folder.path() / "log").string();
 };
