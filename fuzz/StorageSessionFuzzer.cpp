@@ -45,6 +45,7 @@ struct Bed {
 
     tarn::fuzz::PrivateFolder folder;
     boost::asio::io_context context;
+    RequestGate gate;
     Storage storage{folder.path(), capacity, BootId{'b'}};
 };
 
@@ -107,9 +108,9 @@ void run(Bed& bed, std::string_view bytes) {
     Session::Socket socket(context, boost::asio::generic::stream_protocol(AF_UNIX, 0), ends[1]);
     bool ended = false;
     const SessionLimits limits;
-    std::make_shared<Session>(std::move(socket), bed.storage, limits, [&] {
-        ended = true;
-    })->start();
+    std::make_shared<Session>(std::move(socket), ClientIdentity::Anybody(), bed.gate, bed.storage,
+                              limits, [&] { ended = true; })
+        ->start();
     const auto deadline = std::chrono::steady_clock::now() + sessionEndsWithin;
     bool sending = true;
     while (!ended) {

@@ -52,6 +52,8 @@ void addServingOptions(CLI::App& app, LoopStorageOptions& options) {
         app, "--idle-timeout", options.idleTimeOut, timeOuts,
         "How long a client that neither reads nor writes a track may ask for nothing, in seconds "
         "from 0.1 to 3600");
+    app.add_flag("--require-keys", options.requireKeys,
+                 "Uses TCP within this machine only, since it has no keys there");
     app.add_option("--clients", options.clients, "So many clients may be connected at a time")
         ->check(CLI::Range(fewestClients, mostClients))
         ->capture_default_str();

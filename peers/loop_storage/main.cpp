@@ -30,8 +30,10 @@ int serve(const LoopStorageOptions& options) {
         tarn::utils::logInfo("Listens on " + options.unixPath);
     }
     if (options.tcp) {
+        const auto reach =
+            options.requireKeys ? Server::Reach::WithinThisMachine : Server::Reach::Anywhere;
         tarn::utils::logInfo("Listens on " +
-                             server.listenTcp(options.tcp->host, options.tcp->port));
+                             server.listenTcp(options.tcp->host, options.tcp->port, reach));
     }
     tarn::utils::logInfo("Serves " + std::to_string(storage.catalogue().ids().size()) +
                          " tracks in " + options.directory.string());

@@ -3,11 +3,19 @@
 #include <utility>
 
 #include "platform/access/ClientKeys.h"
+#include "platform/access/Refusal.h"
 #include "platform/utils/Printable.h"
 
 namespace tarn::access {
 
 namespace {
+
+constexpr auto denied = "Access denied: ";
+
+std::string reasonOf(Level needed, std::string_view who, Level has) {
+    return "this needs the level " + std::string(nameOf(needed)) + ", and " + std::string(who) +
+           " has " + std::string(nameOf(has));
+}
 
 std::string described(const socket::Peer& peer) {
     if (peer.user) {
@@ -35,6 +43,10 @@ bool isOwnProgram(const socket::Peer& peer) {
     return levelOf(peer) == Level::Admin;
 }
 
+std::string textOfRefusal(Level needed, std::string_view who, Level has) {
+    return denied + reasonOf(needed, who, has);
+}
+
 Gatekeeper::Gatekeeper(std::string header, utils::RepeatedFailure::Now now)
     : header(std::move(header)), refused(utils::LogLevel::Warning, std::move(now)) {}
 
@@ -44,9 +56,7 @@ std::optional<std::string> Gatekeeper::refusal(Level needed, const socket::Peer&
     if (level >= needed) {
         return std::nullopt;
     }
-    return refuse("this needs the level " + std::string(nameOf(needed)) + ", and " +
-                      described(sender) + " has " + std::string(nameOf(level)),
-                  request);
+    return refuse(reasonOf(needed, described(sender), level), request);
 }
 
 std::optional<std::string> Gatekeeper::refusalOfOthers(const socket::Peer& sender,
@@ -60,7 +70,7 @@ std::optional<std::string> Gatekeeper::refusalOfOthers(const socket::Peer& sende
 }
 
 std::string Gatekeeper::refuse(const std::string& reason, std::string_view request) {
-    const auto text = "Access denied: " + reason;
+    const auto text = denied + reason;
     refused.log(header + std::string(request) + ": " + text);
     return text;
 }

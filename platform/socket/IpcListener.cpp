@@ -18,9 +18,6 @@ namespace tarn::socket {
 
 namespace {
 
-// Who comes while nobody accepts waits in a queue of this length.
-constexpr int backlog = 100;
-
 constexpr mode_t forOwner = 0600;
 constexpr mode_t forGroup = 0660;
 
@@ -70,7 +67,7 @@ void openToClients(const std::string& path) {
 
 }  // namespace
 
-os::FileDescriptor listenOnIpcPath(const std::string& path, Audience audience) {
+os::FileDescriptor listenOnIpcPath(const std::string& path, Audience audience, int backlog) {
     auto listener = bindClosed(path);
     if (audience == Audience::Clients) {
         openToClients(path);

@@ -1,5 +1,7 @@
 #include "peers/loop_storage/server/Server.h"
 
+#include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/un.h>
 
 #include <boost/asio/post.hpp>
@@ -13,6 +15,7 @@
 #include "peers/loop_storage/server/NetworkThreads.h"
 #include "peers/loop_storage/server/Session.h"
 #include "platform/socket/DescriptorReserve.h"
+#include "platform/socket/IpcListener.h"
 #include "platform/socket/IpcPathClaim.h"
 #include "platform/storage_wire/PeerTimeOut.h"
 #include "platform/utils/Log.h"
@@ -31,6 +34,21 @@ constexpr auto pauseWithoutDescriptors = std::chrono::milliseconds(100);
     throw std::runtime_error("Cannot listen on " + address + ": " + reason);
 }
 
+void checkReach(const asio::ip::tcp::endpoint& endpoint, const std::string& name,
+                Server::Reach reach) {
+    if (endpoint.address().is_loopback()) {
+        return;
+    }
+    if (reach == Server::Reach::WithinThisMachine) {
+        failListen(name,
+                   "it reaches beyond this machine, and keys are required, which there are "
+                   "none of here");
+    }
+    utils::logWarning(name +
+                      " reaches beyond this machine without encryption, and whoever reaches it may "
+                      "do everything with every track");
+}
+
 std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
     const auto host = endpoint.address().to_string();
     return (endpoint.address().is_v6() ? "[" + host + "]" : host) + ":" +
@@ -39,6 +57,12 @@ std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
 
 template <typename Socket>
 constexpr bool isTcp = std::is_same_v<typename Socket::protocol_type, asio::ip::tcp>;
+
+template <typename Socket>
+ClientIdentity identityOf(Socket& socket) {
+    return isTcp<Socket> ? ClientIdentity::Anybody()
+                         : ClientIdentity::OfUser(os::peerUserOf(socket.native_handle()));
+}
 
 template <typename Socket>
 void prepare(Socket& socket, const SessionLimits& limits) {
@@ -70,10 +94,11 @@ Server::~Server() {
     }
 }
 
-std::string Server::listenTcp(const std::string& address, std::uint16_t port) {
+std::string Server::listenTcp(const std::string& address, std::uint16_t port, Reach reach) {
     const auto name = address + ":" + std::to_string(port);
     try {
         const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(address), port);
+        checkReach(endpoint, name, reach);
         tcp.emplace(asio::make_strand(context), endpoint);
         return textOf(tcp->local_endpoint());
     } catch (const boost::system::system_error& error) {
@@ -88,9 +113,10 @@ void Server::listenUnix(const std::string& path) {
     }
     try {
         const socket::IpcPathClaim claim(path);
-        ::unlink(path.c_str());
-        local.emplace(asio::make_strand(context), asio::local::stream_protocol::endpoint(path));
+        const auto listener = socket::listenOnIpcPath(path, socket::Audience::Clients, SOMAXCONN);
         localFile.emplace(path);
+        local.emplace(asio::make_strand(context), asio::local::stream_protocol(),
+                      ::fcntl(listener.get(), F_DUPFD_CLOEXEC, 0));
     } catch (const boost::system::system_error& error) {
         failListen(path, error.code().message());
     } catch (const std::runtime_error& error) {
@@ -148,8 +174,10 @@ void Server::add(Socket socket) {
                                  ? Clients::Descriptors::Scarce
                                  : Clients::Descriptors::Enough;
     const auto id = clients.nextId();
-    const auto session = std::make_shared<Session>(Session::Socket(std::move(socket)), storage,
-                                                   limits, [this, id] { clients.remove(id); });
+    auto identity = identityOf(socket);
+    const auto session =
+        std::make_shared<Session>(Session::Socket(std::move(socket)), std::move(identity), gate,
+                                  storage, limits, [this, id] { clients.remove(id); });
     session->askForRoomBy(
         [this] { return clients.makeRoom(descriptorsOfWorker, Presence::Standing::Idle) > 0; });
     Clients::Client client{.via = isTcp<Socket> ? Clients::Via::Tcp : Clients::Via::Unix,

@@ -10,6 +10,7 @@
 
 #include "peers/loop_storage/operations/Storage.h"
 #include "peers/loop_storage/server/Clients.h"
+#include "peers/loop_storage/server/RequestGate.h"
 #include "peers/loop_storage/server/SessionLimits.h"
 #include "platform/socket/IpcFile.h"
 #include "platform/utils/RepeatedFailure.h"
@@ -26,9 +27,17 @@ class Server {
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
+    /// Where clients over TCP may be: nobody there has to say who he is.
+    enum class Reach {
+        Anywhere,           ///< an address that others than this machine reach is warned of
+        WithinThisMachine,  ///< and here it is refused
+    };
+
     /// The address as it is, with the port that was chosen for port 0. Throw std::runtime_error
     /// that names the address.
-    std::string listenTcp(const std::string& address, std::uint16_t port);
+    std::string listenTcp(const std::string& address, std::uint16_t port,
+                          Reach reach = Reach::Anywhere);
+    /// The file is for the members of the group that the requests endpoint is for, too.
     void listenUnix(const std::string& path);
 
     /// Returns after it was told to stop, when every client is gone.
@@ -51,6 +60,7 @@ class Server {
     std::optional<boost::asio::local::stream_protocol::acceptor> local;
     std::optional<socket::IpcFile> localFile;
     Clients clients;
+    RequestGate gate;
     utils::Synchronised<utils::RepeatedFailure> refusals{
         utils::RepeatedFailure(utils::LogLevel::Warning)};
 };

@@ -60,10 +60,12 @@ std::size_t used(const boost::system::error_code& error, std::size_t size) {
 
 }  // namespace
 
-Session::Session(Socket socket, Storage& storage, const SessionLimits& limits,
-                 std::function<void()> onEnd)
+Session::Session(Socket socket, ClientIdentity client, RequestGate& gate, Storage& storage,
+                 const SessionLimits& limits, std::function<void()> onEnd)
     : socket(std::move(socket)),
       peer(peerNameOf(this->socket.native_handle())),
+      client(std::move(client)),
+      gate(gate),
       storage(storage),
       limits(limits),
       onEnd(std::move(onEnd)),

@@ -14,9 +14,11 @@
 #include <vector>
 
 #include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/server/ClientIdentity.h"
 #include "peers/loop_storage/server/Outbox.h"
 #include "peers/loop_storage/server/Presence.h"
 #include "peers/loop_storage/server/ReaderRole.h"
+#include "peers/loop_storage/server/RequestGate.h"
 #include "peers/loop_storage/server/RequestHandler.h"
 #include "peers/loop_storage/server/SessionLimits.h"
 #include "peers/loop_storage/server/WorkerSharing.h"
@@ -40,9 +42,10 @@ class Session : public std::enable_shared_from_this<Session>,
   public:
     using Socket = boost::asio::generic::stream_protocol::socket;
 
-    /// `onEnd` is called once, from whatever thread, when the client is gone.
-    Session(Socket socket, Storage& storage, const SessionLimits& limits,
-            std::function<void()> onEnd);
+    /// `gate`, which outlives it, says what `client` may do. `onEnd` is called once, from whatever
+    /// thread, when the client is gone.
+    Session(Socket socket, ClientIdentity client, RequestGate& gate, Storage& storage,
+            const SessionLimits& limits, std::function<void()> onEnd);
     ~Session() override;
 
     /// Who can make others go, so that a worker has descriptors; false when nobody can go.
@@ -136,6 +139,8 @@ class Session : public std::enable_shared_from_this<Session>,
 
     Socket socket;
     const std::string peer;
+    const ClientIdentity client;
+    RequestGate& gate;
     Storage& storage;
     const SessionLimits limits;
     std::function<void()> onEnd;

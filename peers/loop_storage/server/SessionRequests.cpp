@@ -38,6 +38,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
     state = State::Answering;
     present->set(Presence::Standing::Asking);
     try {
+        gate.check(request, client);
         if (request.type() == Request::ATTACH_READER || request.type() == Request::ATTACH_WRITER) {
             attach(request);
         } else if (request.type() == Request::TICKET) {

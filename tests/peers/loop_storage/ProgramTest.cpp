@@ -68,6 +68,30 @@ TEST(LoopStorageProgramTest, ASocketOnWhichSomebodyListensIsNotTakenAway) {
     EXPECT_TRUE(StorageClient(server.socketPath()).isConnected());
 }
 
+// An address that no machine has, so that nobody is let in while this is tried.
+TEST(LoopStorageProgramTest, TcpThatReachesBeyondThisMachineIsWarnedOf) {
+    const TemporaryFolder folder;
+    const auto run = runProcess({program, "--directory", (folder.path() / "tracks").string(),
+                                 "--tcp", "192.0.2.1:" + std::to_string(freePort())});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_THAT(run.err, HasSubstr("reaches beyond this machine without encryption"));
+    EXPECT_THAT(run.err, HasSubstr("Cannot listen on 192.0.2.1:"));
+}
+
+TEST(LoopStorageProgramTest, ItIsRefusedWhereKeysAreRequired) {
+    const TemporaryFolder folder;
+    const auto tracks = (folder.path() / "tracks").string();
+    for (const std::string host : {"192.0.2.1", "0.0.0.0", "[::]"}) {
+        const auto refused = runProcess({program, "--directory", tracks, "--require-keys", "--tcp",
+                                         host + ":" + std::to_string(freePort())});
+        EXPECT_EQ(refused.exitStatus, 1);
+        EXPECT_THAT(refused.err,
+                    HasSubstr("it reaches beyond this machine, and keys are required"));
+    }
+    const StorageProgram within({"--require-keys"});
+    EXPECT_TRUE(StorageClient(within.port()).isConnected());
+}
+
 TEST(LoopStorageProgramTest, ASocketThatWasLeftBehindIsReplaced) {
     StorageProgram server;
     server.kill();

@@ -83,6 +83,29 @@ TEST_F(SocketFilesTest, AreAtNoMomentForOthers) {
     }
 }
 
+TEST_F(SocketFilesTest, OfTheStorageIsAtNoMomentForOthers) {
+    const auto mask = ::umask(0);
+    std::set<std::string> seen;
+    {
+        Watch watch;
+        for (int round = 0; round < 20; ++round) {
+            Process storage({loopStorageProgram, "--directory", "/var/log/watched-tracks", "--unix",
+                             "/tmp/loop-storage"});
+            EXPECT_TRUE(storage.waitForErr("Serves "));
+            storage.signal(SIGTERM);
+            storage.waitForEnd();
+        }
+        seen = watch.seen();
+    }
+    ::umask(mask);
+    std::filesystem::remove_all("/var/log/watched-tracks");
+    const auto open = "loop-storage 660 " + std::to_string(readers);
+    EXPECT_TRUE(seen.contains(open));
+    for (const auto& one : seen) {
+        EXPECT_TRUE(one == open || one.starts_with("loop-storage 600 ")) << one;
+    }
+}
+
 TEST_F(SocketFilesTest, OfOurOwnProgramsLetNoLevelIn) {
     startService();
     EXPECT_EQ(knockAs(admin(), "/tmp/resource"), EACCES);
