@@ -1,10 +1,13 @@
 #include <unistd.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "benchmarks/Benchmarks.h"
 #include "benchmarks/Samples.h"
+#include "platform/os/WakeUp.h"
+#include "platform/socket/KeyPolicy.h"
 #include "platform/socket/RequestThread.h"
 #include "platform/socket/TcpProtection.h"
 #include "tests/support/ForkedProcess.h"

@@ -126,7 +126,6 @@ file = {folder}/socket
 chmod = 0700
 [supervisord]
 nodaemon = true
-user = root
 logfile = {folder}/log
 pidfile = {folder}/pid
 childlogdir = {folder}
