@@ -32,7 +32,8 @@ def make(path, target):
 
 def judge(path, folder=None):
     results = Results.read(path)
-    findings = [f"over its limit: {figure.name}: {page.against_limit(figure.limit, reading)}" for figure, reading in page.over_limit(results)]
+    findings = [f"over its limit: {figure.name}: {page.against_limit(figure.limit, reading)}"
+                for figure, reading in page.over_limit(results)]
     findings += [f"not measured: {figure.name}: {why}" for figure, why in page.not_measured(results)]
     findings += [f"measured, and not known: {name}" for name in page.unknown(results)]
     before = list(_earlier(results, folder)) if folder else []

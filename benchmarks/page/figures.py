@@ -107,15 +107,19 @@ REQUESTS = [
 
 JOBS = [
     _latency("job-start", "A submission, until the job plays", "submission to playing"),
-    *[_latency("job-cell", f"A pipeline process until its pipeline is parsed, {cell}",
-               f"pipeline process until parsed, {cell}", Limit("difference", 5000))
+    *[_latency("job-cell", f"{title} until its pipeline is parsed, {cell}", f"{name} until parsed, {cell}",
+               Limit("difference", 5000))
+      for title, name in (("A pipeline process", "pipeline process"),
+                          ("What a pipeline process computes", "processor time of a pipeline process"))
       for cell in ("cell without named folders", "cell with named folders")],
     _latency("peers", "A call that starts a job, until its first frame", "call to first frame",
              baseline="supervisord: *"),
-    _latency("peers", "A call that starts a job, until its first frame, against no service", "call to first frame", baseline="gst-launch-1.0*"),
+    _latency("peers", "A call that starts a job, until its first frame, against no service", "call to first frame",
+             baseline="gst-launch-1.0*"),
     _latency("systemd", "A command that starts a job, until its first frame", "command to first frame",
              baseline="systemd-run*"),
-    _latency("systemd", "A command that starts a job, until its first frame, against no service", "command to first frame", baseline="gst-launch-1.0*"),
+    _latency("systemd", "A command that starts a job, until its first frame, against no service",
+             "command to first frame", baseline="gst-launch-1.0*"),
 ]
 
 IDLE = [*_idle("TarnService", 0), *_idle("TarnService", 3), *_idle("tarnWorkflowLauncher", 3)]

@@ -1,4 +1,4 @@
-"""Ways to have a pipeline play, and to end it. Each has frames of its own, so that no late one is taken for another's."""
+"""Ways to have a pipeline play, and to end it. Each has frames of its own: no late one is taken for another's."""
 import http.client
 import pathlib
 import socket
