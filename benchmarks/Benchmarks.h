@@ -10,6 +10,9 @@ void measureApiLatency();
 /// A request whose sender's level is looked up, against the same without.
 void measureAccessCheck();
 
+/// A request over TCP of the sizes of GET_INFO, with keys against without. Needs no service.
+void measureTcpKeys();
+
 /// From a submission until the job plays, against starting the same launcher by hand.
 void measureJobStart();
 

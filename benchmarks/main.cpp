@@ -14,6 +14,7 @@ struct Entry {
 constexpr Entry entries[] = {
     {"api-latency", tarn::benchmarks::measureApiLatency},
     {"access-check", tarn::benchmarks::measureAccessCheck},
+    {"tcp-keys", tarn::benchmarks::measureTcpKeys},
     {"job-start", tarn::benchmarks::measureJobStart},
     {"job-cell", tarn::benchmarks::measureJobCell},
     {"tool-start", tarn::benchmarks::measureToolStart},
