@@ -38,7 +38,7 @@ constexpr unsigned inputsOfABed = 500;
 constexpr std::chrono::seconds answerWithin{20};
 
 // Of more answers that wait for a client some are dropped.
-constexpr int mostAhead = 10;
+constexpr int mostAhead = 15;  // and the one that is sent
 
 /// The server with its surroundings, and a client that asks on before it has the answers.
 class Bed {

@@ -28,10 +28,18 @@ constexpr auto largestAnnouncement = static_cast<std::int64_t>(largestTopic + 10
 // What encryption adds to a message.
 constexpr std::int64_t largestSeal = 64;
 
-int queueLengthOf(const SocketSettings& settings) {
-    constexpr int longQueue = 1000;
+constexpr int longQueue = 1000;
+
+int receivingQueueOf(const SocketSettings& settings) {
     const int ofRole = settings.protocol == Protocol::Reply ? requestQueueLength : longQueue;
     return settings.queueLength != 0 ? settings.queueLength : ofRole;
+}
+
+// The library hears of what was taken out of a queue half a queue later. Only in one of twice the
+// length there is always room for an answer to each of so many requests.
+int sendingQueueOf(const SocketSettings& settings) {
+    const auto receiving = receivingQueueOf(settings);
+    return settings.protocol == Protocol::Reply ? 2 * receiving : receiving;
 }
 
 std::int64_t largestReceivedBy(const SocketSettings& settings) {
@@ -66,8 +74,8 @@ std::unique_ptr<ZmqSocket> makeZmqSocket(const SocketSettings& settings) {
     const auto& role = roleOf(settings.protocol);
     auto socket = std::make_unique<ZmqSocket>(Context::Get(), role.zmqType);
     socket->set(option::linger, settings.closePolicy == ClosePolicy::Flush ? flushMs : 0);
-    socket->set(option::sndhwm, queueLengthOf(settings));
-    socket->set(option::rcvhwm, queueLengthOf(settings));
+    socket->set(option::sndhwm, sendingQueueOf(settings));
+    socket->set(option::rcvhwm, receivingQueueOf(settings));
     socket->set(option::reconnect_ivl, reconnectMs);
     if (mayBeAwayForLong(settings)) {
         socket->set(option::reconnect_ivl_max, longestReconnectMs);

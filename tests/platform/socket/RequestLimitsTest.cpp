@@ -2,6 +2,10 @@
 #include <google/protobuf/unknown_field_set.h>
 #include <zmq.h>
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
 #include "platform/socket/Limits.h"
 #include "tests/platform/socket/RawPeer.h"
 #include "tests/platform/socket/SocketTestSupport.h"
@@ -88,6 +92,30 @@ TEST(RequestLimitsTest, FewRequestsOfAPeerWait) {
     EXPECT_LE(sent, 2 * requestQueueLength);
     for (int i = 0; i < sent; ++i) {
         EXPECT_EQ(answering->receiveBytes(anySize), request);
+    }
+}
+
+// The library hears of what he took of earlier answers only later.
+TEST(RequestLimitsTest, WhoAsksAheadWithinTheLimitHasAllHisAnswers) {
+    const auto endpoint = ipcEndpoint();
+    const auto answering = open(Protocol::Reply, endpoint);
+    RawPeer asking(ZMQ_DEALER, endpoint, ZMQ_RCVHWM);  // what he does not take waits at the server
+    const auto ask = [&](int count, const std::string& answer) {
+        for (int i = 0; i < count; ++i) {
+            ASSERT_TRUE(asking.send({"", "question"}));
+        }
+        for (int i = 0; i < count; ++i) {
+            EXPECT_EQ(answering->receiveBytes(anySize), "question");
+            EXPECT_NO_THROW(answering->sendBytes(answer)) << i;
+        }
+        for (int i = 0; i < count; ++i) {
+            ASSERT_EQ(asking.receive(), (std::vector<std::string>{"", answer})) << i;
+        }
+    };
+    const std::string large(512U << 10, 'x');
+    for (int takenBefore = 0; takenBefore < requestQueueLength; ++takenBefore) {
+        ask(takenBefore, "small");
+        ask(requestQueueLength, large);
     }
 }
 
