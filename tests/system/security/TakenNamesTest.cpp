@@ -142,7 +142,8 @@ TEST_F(TakenNamesTest, JobsAreSetUpByTheServiceAlone) {
         const Job job(*address);
         playing += job.waitUntilPlaying() && job.destroy() ? 1 : 0;
     }
-    EXPECT_TRUE(thief.waitForOut("missed /tmp/")) << "he never saw a launch";
+    EXPECT_TRUE(thief.waitForOut("missed /tmp/"))
+        << "he never saw a launch: " << thief.output().text();
     EXPECT_FALSE(stoleSomething(thief)) << thief.output().text();
     // He may be quick enough to be in the way of a launcher that takes its place; no quicker than
     // it.
