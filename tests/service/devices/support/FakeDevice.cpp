@@ -10,6 +10,12 @@ namespace tarn::test {
 using proto::monitoring::DeviceToTarnServiceReply;
 using proto::monitoring::GetDescriptionReply;
 
+namespace {
+
+constexpr std::uint32_t letInWithinMs = 10000;
+
+}  // namespace
+
 FakeDevice::FakeDevice(device_tree::DeviceNode node)
     : address(uniqueEndpoint()), node(std::move(node)) {}
 
@@ -24,6 +30,10 @@ void FakeDevice::begin() {
                              0);
     thread = std::jthread(
         [this, socket = std::move(socket)](const std::stop_token& stop) { run(*socket, stop); });
+    // Who asked the one before has heard of its end when somebody else has been let in.
+    socket::Socket("fake device's first client", socket::ClosePolicy::Discard)
+        .createAndConnect(socket::Protocol::Request, socket::SocketEndpoint::FromString(address),
+                          letInWithinMs);
 }
 
 void FakeDevice::die() {
