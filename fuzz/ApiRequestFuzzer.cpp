@@ -18,7 +18,9 @@
 #include "fuzz/support/Require.h"
 #include "fuzz/support/ShellWords.h"
 #include "platform/utils/Synchronised.h"
+#include "proto/monitoring.pb.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
+#include "service/devices/DeviceController.h"
 #include "service/devices/storage/LoopStorageDeviceController.h"
 #include "service/devices/storage/TrackTasks.h"
 #include "tests/service/api/ApiBed.h"
@@ -150,7 +152,10 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const test::FakeStorage beforeTheBed("/run/first");  // its network outlives the bed
+    // Both have something that lives as long as the process, and that the bed needs to its end.
+    static const test::FakeStorage beforeTheBed("/run/first");
+    [[maybe_unused]] static const bool wasTold = service::devices::DeviceController::notifyEvent(
+        &proto::monitoring::DeviceToTarnServiceEvent::default_instance());
     static std::unique_ptr<Bed> bed;
     static unsigned inputs = 0;
     ApiRequests input;

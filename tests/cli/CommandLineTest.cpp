@@ -21,7 +21,7 @@ const std::string id = firstId;
 const std::string nobody = test::newEndpoint();
 
 CommandResult withoutService(std::vector<std::string> arguments) {
-    arguments.insert(arguments.end(), {"--endpoint", nobody, "--timeout", "0.02"});
+    arguments.insert(arguments.end(), {"--endpoint", nobody, "--timeout", "5"});
     return runLine(arguments);
 }
 

@@ -28,6 +28,8 @@ constexpr auto requests = "/tmp/requests";
 // What a sanitizer notes of each byte counts as well.
 #if defined(__SANITIZE_THREAD__)
 constexpr std::size_t shadow = 4;
+#elif defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t shadow = 2;  // what was freed is kept for a while
 #else
 constexpr std::size_t shadow = 1;
 #endif

@@ -14,6 +14,18 @@ namespace {
 
 constexpr std::uint32_t letInWithinMs = 10000;
 
+// Closing goes on after a socket has gone. When the library has brought two others together, who
+// was connected to that one has heard of its end.
+void letSomebodyIn() {
+    using socket::ClosePolicy;
+    using socket::Protocol;
+    const auto endpoint = socket::SocketEndpoint::FromString(uniqueEndpoint());
+    socket::Socket answering("who comes after a fake device", ClosePolicy::Discard);
+    answering.createAndConnect(Protocol::Reply, endpoint, 0);
+    socket::Socket asking("who asks him", ClosePolicy::Discard);
+    asking.createAndConnect(Protocol::Request, endpoint, letInWithinMs);
+}
+
 }  // namespace
 
 FakeDevice::FakeDevice(device_tree::DeviceNode node)
@@ -30,14 +42,13 @@ void FakeDevice::begin() {
                              0);
     thread = std::jthread(
         [this, socket = std::move(socket)](const std::stop_token& stop) { run(*socket, stop); });
-    // Who asked the one before has heard of its end when somebody else has been let in.
-    socket::Socket("fake device's first client", socket::ClosePolicy::Discard)
-        .createAndConnect(socket::Protocol::Request, socket::SocketEndpoint::FromString(address),
-                          letInWithinMs);
 }
 
 void FakeDevice::die() {
-    thread = std::jthread();
+    if (thread.joinable()) {
+        thread = std::jthread();
+        letSomebodyIn();
+    }
 }
 
 void FakeDevice::describeAs(device_tree::DeviceNode newNode) {

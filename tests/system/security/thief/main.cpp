@@ -86,8 +86,11 @@ class Thief {
 };
 
 std::string commandLineOf(const std::string& process) {
+    // Of a process that ends meanwhile nothing can be read, at which a stream's iterator throws.
     std::ifstream file("/proc/" + process + "/cmdline", std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(file)), {});
+    std::string text(4096, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(file.gcount()));
     for (auto& c : text) {
         c = c == '\0' ? ' ' : c;
     }
