@@ -174,6 +174,7 @@ TEST_P(DataTest, AReaderThatIsOvertakenIsToldTheOldestTimePointAndGoesOnThere) {
     ASSERT_TRUE(reader.beReader(0));
     ASSERT_EQ(reader.read(), 1);
     fill(writer, 11, 60, 100'000);
+    ASSERT_EQ(writer.flush(), 0);  // so that he is overtaken by all of them
     int result = 1;
     while ((result = reader.read()) == 1) {
         ASSERT_EQ(reader.bytes, frameOf(reader.timePoint, 100'000));
