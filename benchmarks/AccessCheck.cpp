@@ -1,6 +1,6 @@
-#include "benchmarks/BareSocket.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/BareSocket.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/access/Gatekeeper.h"
 #include "platform/access/LevelGroups.h"
 #include "platform/os/GroupFile.h"

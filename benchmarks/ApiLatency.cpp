@@ -1,10 +1,10 @@
 #include <list>
 #include <stdexcept>
 
-#include "benchmarks/BareSocket.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/EchoProcess.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/BareSocket.h"
+#include "benchmarks/support/EchoProcess.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
 #include "proto/api_service.pb.h"
 #include "proto/job_monitoring.pb.h"

@@ -13,7 +13,7 @@
 #include <system_error>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/os/ProcessIdentity.h"
 #include "platform/socket/Socket.h"
 #include "proto/api_service.pb.h"

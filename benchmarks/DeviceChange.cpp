@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "benchmarks/BareRelay.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/DeviceEvents.h"
-#include "benchmarks/DeviceProcess.h"
-#include "benchmarks/MonitoredService.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/BareRelay.h"
+#include "benchmarks/support/DeviceEvents.h"
+#include "benchmarks/support/DeviceProcess.h"
+#include "benchmarks/support/MonitoredService.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/device_tree/DeviceNode.h"
 
 namespace tarn::benchmarks {

@@ -4,10 +4,10 @@
 #include <stdexcept>
 #include <thread>
 
-#include "benchmarks/BareSocket.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/DeviceProcess.h"
-#include "benchmarks/ProcessFigures.h"
+#include "benchmarks/support/BareSocket.h"
+#include "benchmarks/support/DeviceProcess.h"
+#include "benchmarks/support/ProcessFigures.h"
 #include "proto/api_service.pb.h"
 
 namespace tarn::benchmarks {

@@ -2,9 +2,9 @@
 #include <nlohmann/json.hpp>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/DeviceProcess.h"
-#include "benchmarks/MonitoredService.h"
-#include "benchmarks/ProcessFigures.h"
+#include "benchmarks/support/DeviceProcess.h"
+#include "benchmarks/support/MonitoredService.h"
+#include "benchmarks/support/ProcessFigures.h"
 
 namespace tarn::benchmarks {
 

@@ -2,7 +2,7 @@
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
-#include "benchmarks/SampleNode.h"
+#include "benchmarks/support/SampleNode.h"
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/device_tree/EventHelper.h"
 #include "proto/monitoring.pb.h"

@@ -3,14 +3,14 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
-#include "benchmarks/BareRelay.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/DeviceEvents.h"
-#include "benchmarks/DeviceProcess.h"
-#include "benchmarks/MonitoredService.h"
-#include "benchmarks/ProcessFigures.h"
-#include "benchmarks/SampleNode.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/BareRelay.h"
+#include "benchmarks/support/DeviceEvents.h"
+#include "benchmarks/support/DeviceProcess.h"
+#include "benchmarks/support/MonitoredService.h"
+#include "benchmarks/support/ProcessFigures.h"
+#include "benchmarks/support/SampleNode.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/device_tree/DeviceNode.h"
 
 namespace tarn::benchmarks {

@@ -4,9 +4,9 @@
 #include <thread>
 #include <vector>
 
-#include "benchmarks/BenchmarkJob.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/ProcessFigures.h"
+#include "benchmarks/support/BenchmarkJob.h"
+#include "benchmarks/support/ProcessFigures.h"
 
 namespace tarn::benchmarks {
 

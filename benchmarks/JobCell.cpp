@@ -4,8 +4,8 @@
 #include <stdexcept>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/ProcessFigures.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/ProcessFigures.h"
+#include "benchmarks/support/Samples.h"
 #include "peers/pipeline_channel/MessageChannel.h"
 #include "platform/os/Subprocess.h"
 #include "proto/pipeline_control.pb.h"

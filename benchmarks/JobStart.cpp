@@ -3,9 +3,9 @@
 
 #include <stdexcept>
 
-#include "benchmarks/BenchmarkJob.h"
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/BenchmarkJob.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/socket/Exchange.h"
 #include "platform/utils/UuidGenerator.h"
 #include "proto/service_job.pb.h"

@@ -13,8 +13,8 @@
 #include <vector>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/StorageOperations.h"
-#include "benchmarks/StorageServer.h"
+#include "benchmarks/support/StorageOperations.h"
+#include "benchmarks/support/StorageServer.h"
 
 namespace tarn::benchmarks {
 

@@ -4,11 +4,11 @@
 #include <nlohmann/json.hpp>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/DeviceEvents.h"
-#include "benchmarks/DeviceProcess.h"
-#include "benchmarks/MonitoredService.h"
-#include "benchmarks/SampleNode.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/DeviceEvents.h"
+#include "benchmarks/support/DeviceProcess.h"
+#include "benchmarks/support/MonitoredService.h"
+#include "benchmarks/support/SampleNode.h"
+#include "benchmarks/support/Samples.h"
 
 namespace tarn::benchmarks {
 

@@ -1,7 +1,7 @@
 // What a poll of a loop storage costs, against a real server on a Unix socket.
 #include <benchmark/benchmark.h>
 
-#include "benchmarks/StorageServer.h"
+#include "benchmarks/support/StorageServer.h"
 #include "platform/device_tree/DeviceNode.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/monitoring.pb.h"

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/os/WakeUp.h"
 #include "platform/socket/KeyPolicy.h"
 #include "platform/socket/RequestThread.h"

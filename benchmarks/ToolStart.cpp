@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "benchmarks/Benchmarks.h"
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/Samples.h"
 #include "platform/os/FileDescriptor.h"
 #include "tests/support/Spawn.h"
 

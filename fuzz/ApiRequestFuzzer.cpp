@@ -25,7 +25,7 @@
 #include "service/devices/storage/TrackTasks.h"
 #include "tests/service/api/ApiBed.h"
 #include "tests/service/fake_storage/FakeStorage.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "platform/socket/CatchUpPublisher.h"
 #include "platform/utils/Synchronised.h"
 #include "proto/service_event.pb.h"
-#include "tests/support/Responder.h"
+#include "tests/support/peers/Responder.h"
 
 namespace tarn::test {
 

@@ -7,8 +7,8 @@
 
 #include "platform/utils/Synchronised.h"
 #include "proto/api_service.pb.h"
-#include "tests/support/FakeJob.h"
-#include "tests/support/Responder.h"
+#include "tests/support/peers/FakeJob.h"
+#include "tests/support/peers/Responder.h"
 
 namespace tarn::test {
 

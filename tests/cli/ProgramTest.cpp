@@ -7,8 +7,8 @@
 #include "tests/cli/FakeGateway.h"
 #include "tests/cli/FakeService.h"
 #include "tests/cli/TarnctlFixture.h"
-#include "tests/support/FakeJob.h"
 #include "tests/support/Process.h"
+#include "tests/support/peers/FakeJob.h"
 
 // The program as it is built, in a process of its own.
 namespace tarn::cli {

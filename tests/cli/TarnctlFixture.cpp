@@ -5,7 +5,7 @@
 
 #include "cli/CommandLine.h"
 #include "cli/output/Output.h"
-#include "tests/support/FakeJob.h"
+#include "tests/support/peers/FakeJob.h"
 
 namespace tarn::cli {
 

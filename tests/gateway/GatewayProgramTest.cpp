@@ -5,8 +5,8 @@
 #include <fstream>
 
 #include "tests/gateway/GatewayBed.h"
-#include "tests/support/DatagramReceiver.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/DatagramReceiver.h"
 
 // The program as it is built, in a process of its own.
 namespace tarn::gateway {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/FakeJob.h"
+#include "tests/support/peers/FakeJob.h"
 
 namespace tarn::cli {
 

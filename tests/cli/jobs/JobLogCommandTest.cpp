@@ -4,8 +4,8 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/TarnctlFixture.h"
-#include "tests/support/FakeJob.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/FakeJob.h"
 
 namespace tarn::cli {
 

@@ -7,7 +7,7 @@
 
 #include <sstream>
 
-#include "tests/support/FakeJob.h"
+#include "tests/support/peers/FakeJob.h"
 
 namespace tarn::cli {
 

@@ -4,7 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/TarnctlFixture.h"
-#include "tests/support/FakeJob.h"
+#include "tests/support/peers/FakeJob.h"
 
 namespace tarn::cli {
 

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "tests/gateway/GatewayBed.h"
-#include "tests/support/SilentSubscriber.h"
+#include "tests/support/peers/SilentSubscriber.h"
 
 // Many who come at once, and what they cost.
 namespace tarn::gateway {

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <memory>
 
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
 #include "tests/support/Eventually.h"
 
 namespace tarn::test {

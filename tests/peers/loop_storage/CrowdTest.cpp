@@ -7,10 +7,10 @@
 #include <fstream>
 #include <thread>
 
-#include "tests/peers/loop_storage/StalledClient.h"
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
-#include "tests/peers/loop_storage/WireBytes.h"
+#include "tests/peers/loop_storage/support/StalledClient.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
+#include "tests/peers/loop_storage/support/WireBytes.h"
 
 namespace tarn::test {
 namespace {

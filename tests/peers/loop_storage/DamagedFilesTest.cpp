@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 
 namespace tarn::test {
 namespace {

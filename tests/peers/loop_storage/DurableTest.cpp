@@ -5,8 +5,8 @@
 #include <fstream>
 
 #include "peers/loop_storage/ring/index/IndexFile.h"
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::test {

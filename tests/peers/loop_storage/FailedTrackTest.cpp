@@ -8,8 +8,8 @@
 
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/ring/index/IndexFile.h"
-#include "tests/peers/loop_storage/FaultyDisk.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 
 namespace tarn::test {
 namespace {

@@ -7,7 +7,7 @@
 #include "peers/loop_storage/operations/Catalogue.h"
 #include "peers/loop_storage/ring/index/VersionedFile.h"
 #include "platform/storage_wire/Checksum.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 #include "tests/support/LogCapture.h"
 
 namespace tarn::test {

@@ -6,7 +6,7 @@
 #include <system_error>
 
 #include "peers/loop_storage/operations/Catalogue.h"
-#include "tests/peers/loop_storage/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 

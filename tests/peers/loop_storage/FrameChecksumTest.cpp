@@ -9,8 +9,8 @@
 #include "peers/loop_storage/StorageError.h"
 #include "peers/loop_storage/ring/index/Verification.h"
 #include "platform/storage_wire/Checksum.h"
-#include "tests/peers/loop_storage/FaultyDisk.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 
 namespace tarn::test {
 namespace {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 
 namespace tarn::test {
 namespace {

@@ -7,8 +7,8 @@
 
 #include <fstream>
 
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
 
 namespace tarn::test {
 namespace {

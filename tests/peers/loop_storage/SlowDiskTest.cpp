@@ -6,9 +6,9 @@
 #include <memory>
 #include <vector>
 
-#include "tests/peers/loop_storage/FaultyDisk.h"
-#include "tests/peers/loop_storage/ServerInProcess.h"
-#include "tests/peers/loop_storage/StorageClient.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/ServerInProcess.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
 #include "tests/support/Eventually.h"
 
 namespace tarn::test {

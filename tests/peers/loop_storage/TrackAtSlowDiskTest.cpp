@@ -4,8 +4,8 @@
 #include <functional>
 #include <future>
 
-#include "tests/peers/loop_storage/FaultyDisk.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 
 namespace tarn::test {
 namespace {

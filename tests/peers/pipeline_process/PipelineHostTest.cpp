@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "proto/pipeline_control.pb.h"
-#include "tests/support/LoopbackSender.h"
+#include "tests/support/peers/LoopbackSender.h"
 
 namespace tarn::peers {
 namespace {

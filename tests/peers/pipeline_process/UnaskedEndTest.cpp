@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "peers/pipeline_process/PipelineParser.h"
-#include "tests/support/LoopbackSender.h"
+#include "tests/support/peers/LoopbackSender.h"
 
 namespace tarn::peers {
 namespace {

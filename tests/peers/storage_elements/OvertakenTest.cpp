@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "peers/storage_elements/FrameFormat.h"
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
 #include "tests/support/Eventually.h"
 
 namespace tarn::test {

@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "peers/storage_elements/TrackRecorder.h"
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
 
 namespace tarn::peers::storage_elements {
 namespace {

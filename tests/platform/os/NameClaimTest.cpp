@@ -19,8 +19,8 @@
 
 #include "tests/support/Eventually.h"
 #include "tests/support/ForkedProcess.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 
 namespace tarn::os {
 namespace {

@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "tests/support/DatagramReceiver.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/DatagramReceiver.h"
 
 namespace tarn::os {
 

@@ -10,8 +10,8 @@
 
 #include "platform/os/ConnectGuard.h"
 #include "platform/os/FileDescriptor.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 
 namespace tarn::os {
 namespace {

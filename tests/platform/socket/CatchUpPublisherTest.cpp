@@ -11,7 +11,7 @@
 #include "tests/platform/socket/SocketTestSupport.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/ResidentMemory.h"
-#include "tests/support/SilentSubscriber.h"
+#include "tests/support/peers/SilentSubscriber.h"
 
 namespace tarn::socket::test {
 

@@ -13,9 +13,9 @@
 #include "platform/socket/NobodyListens.h"
 #include "platform/socket/zmq/RefusedListeners.h"
 #include "tests/platform/socket/SocketTestSupport.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 
 namespace tarn::socket::test {
 

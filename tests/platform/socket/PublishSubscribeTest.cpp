@@ -6,7 +6,7 @@
 #include "tests/platform/socket/RawPeer.h"
 #include "tests/platform/socket/SocketTestSupport.h"
 #include "tests/support/ResidentMemory.h"
-#include "tests/support/SilentSubscriber.h"
+#include "tests/support/peers/SilentSubscriber.h"
 
 namespace tarn::socket::test {
 

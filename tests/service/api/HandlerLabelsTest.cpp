@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "tests/service/api/ApiBed.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

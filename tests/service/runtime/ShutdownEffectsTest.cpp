@@ -11,7 +11,7 @@
 #include "service/runtime/shutdown/ShutdownSequence.h"
 #include "tests/service/support/BatchReceiver.h"
 #include "tests/service/support/ServiceBed.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

@@ -6,8 +6,8 @@
 #include "platform/socket/Socket.h"
 #include "proto/api_job.pb.h"
 #include "tests/service/support/ServiceBed.h"
-#include "tests/support/FakeSetupPeer.h"
 #include "tests/support/Process.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

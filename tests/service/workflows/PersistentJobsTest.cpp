@@ -12,7 +12,7 @@
 #include "proto/service_job.pb.h"
 #include "service/workflows/WorkflowCreator.h"
 #include "tests/service/support/ServiceBed.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

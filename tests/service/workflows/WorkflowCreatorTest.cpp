@@ -6,7 +6,7 @@
 
 #include "proto/service_job.pb.h"
 #include "tests/service/support/ServiceBed.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

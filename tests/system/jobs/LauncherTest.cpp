@@ -5,8 +5,8 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "proto/service_job.pb.h"
-#include "tests/support/FakeSetupPeer.h"
 #include "tests/support/MachineTime.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 #include "tests/system/harness/RawSocket.h"
 #include "tests/system/harness/SystemTest.h"
 

@@ -4,9 +4,9 @@
 #include <sstream>
 
 #include "tests/support/Eventually.h"
-#include "tests/support/LoopbackSender.h"
 #include "tests/support/Process.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/LoopbackSender.h"
 #include "tests/system/jobs/PersistentFixture.h"
 
 namespace tarn::test {

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/OtherUser.h"
+#include "tests/support/peers/ImpostorSocket.h"
 
 namespace tarn::test {
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <functional>
 
-#include "tests/peers/loop_storage/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
 #include "tests/system/harness/Installation.h"
 #include "tests/system/security/SecurityTest.h"
 

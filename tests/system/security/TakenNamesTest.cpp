@@ -9,9 +9,9 @@
 
 #include "platform/utils/UuidGenerator.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/OtherUser.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 #include "tests/system/security/OtherUsersTest.h"
 
 namespace tarn::test {

@@ -13,8 +13,8 @@
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/utils/UuidGenerator.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/FakeJob.h"
 #include "tests/support/MachineTime.h"
+#include "tests/support/peers/FakeJob.h"
 #include "tests/system/harness/Processes.h"
 #include "tests/system/harness/SystemTest.h"
 

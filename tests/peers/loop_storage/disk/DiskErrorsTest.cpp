@@ -7,10 +7,10 @@
 #include <cerrno>
 #include <memory>
 
-#include "tests/peers/loop_storage/FaultyDisk.h"
-#include "tests/peers/loop_storage/ServerInProcess.h"
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/ServerInProcess.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/LogCapture.h"
 

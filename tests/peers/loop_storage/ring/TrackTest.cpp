@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "peers/loop_storage/StorageError.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 
 namespace tarn::test {
 namespace {

@@ -10,9 +10,9 @@
 #include "peers/loop_storage/server/WorkerSharing.h"
 #include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/MessageParser.h"
-#include "tests/peers/loop_storage/StorageClient.h"
-#include "tests/peers/loop_storage/StorageProgram.h"
-#include "tests/peers/loop_storage/TestTrack.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
+#include "tests/peers/loop_storage/support/TestTrack.h"
 #include "tests/support/Eventually.h"
 
 namespace tarn::test {

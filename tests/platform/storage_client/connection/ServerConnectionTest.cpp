@@ -8,8 +8,8 @@
 #include "platform/storage_wire/Greeting.h"
 #include "platform/storage_wire/MessageHeader.h"
 #include "tests/platform/storage_client/FakeServer.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 
 namespace tarn::test {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "proto/service_engine.pb.h"
 #include "tests/service/api/ApiBed.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

@@ -10,7 +10,7 @@
 #include "platform/utils/EscapedText.h"
 #include "proto/api_job.pb.h"
 #include "tests/service/support/ServiceBed.h"
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 namespace tarn::service {
 

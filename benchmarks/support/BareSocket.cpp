@@ -1,4 +1,4 @@
-#include "benchmarks/BareSocket.h"
+#include "benchmarks/support/BareSocket.h"
 
 #include <zmq.h>
 
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/Samples.h"
 
 namespace tarn::benchmarks {
 

@@ -8,7 +8,7 @@
 #include "proto/api_job.pb.h"
 #include "proto/api_service.pb.h"
 #include "proto/job_monitoring.pb.h"
-#include "tests/support/Responder.h"
+#include "tests/support/peers/Responder.h"
 
 namespace tarn::socket {
 class Socket;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "benchmarks/BareSocket.h"
+#include "benchmarks/support/BareSocket.h"
 
 namespace tarn::device_tree {
 class DeviceNode;

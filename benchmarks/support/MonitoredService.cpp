@@ -1,11 +1,11 @@
-#include "benchmarks/MonitoredService.h"
+#include "benchmarks/support/MonitoredService.h"
 
 #include <algorithm>
 #include <stdexcept>
 
-#include "benchmarks/DeviceEvents.h"
-#include "benchmarks/DeviceProcess.h"
-#include "benchmarks/SampleNode.h"
+#include "benchmarks/support/DeviceEvents.h"
+#include "benchmarks/support/DeviceProcess.h"
+#include "benchmarks/support/SampleNode.h"
 
 namespace tarn::benchmarks {
 

@@ -1,4 +1,4 @@
-#include "tests/support/FakeSetupPeer.h"
+#include "tests/support/peers/FakeSetupPeer.h"
 
 #include "platform/socket/Socket.h"
 

@@ -1,4 +1,4 @@
-#include "tests/support/LoopbackSender.h"
+#include "tests/support/peers/LoopbackSender.h"
 
 #include <netinet/in.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "tests/support/FakeJob.h"
+#include "tests/support/peers/FakeJob.h"
 
 #include "platform/socket/Socket.h"
 

@@ -1,4 +1,4 @@
-#include "tests/peers/loop_storage/FaultyDisk.h"
+#include "tests/peers/loop_storage/support/FaultyDisk.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "benchmarks/DeviceEvents.h"
+#include "benchmarks/support/DeviceEvents.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "benchmarks/ProcessFigures.h"
+#include "benchmarks/support/ProcessFigures.h"
 
 #include <filesystem>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "tests/peers/loop_storage/StorageProgram.h"
+#include "tests/peers/loop_storage/support/StorageProgram.h"
 
 #include <arpa/inet.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "benchmarks/StorageServer.h"
+#include "benchmarks/support/StorageServer.h"
 
 #include <fcntl.h>
 #include <signal.h>

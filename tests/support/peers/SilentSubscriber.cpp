@@ -1,4 +1,4 @@
-#include "tests/support/SilentSubscriber.h"
+#include "tests/support/peers/SilentSubscriber.h"
 
 #include <sys/socket.h>
 #include <sys/time.h>

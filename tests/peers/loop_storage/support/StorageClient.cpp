@@ -1,4 +1,4 @@
-#include "tests/peers/loop_storage/StorageClient.h"
+#include "tests/peers/loop_storage/support/StorageClient.h"
 
 namespace tarn::test {
 

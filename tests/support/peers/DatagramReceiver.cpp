@@ -1,4 +1,4 @@
-#include "tests/support/DatagramReceiver.h"
+#include "tests/support/peers/DatagramReceiver.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-#include "benchmarks/StorageOperations.h"
+#include "benchmarks/support/StorageOperations.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,8 +14,8 @@
 #include <thread>
 #include <vector>
 
-#include "benchmarks/Samples.h"
-#include "benchmarks/StorageServer.h"
+#include "benchmarks/support/Samples.h"
+#include "benchmarks/support/StorageServer.h"
 
 namespace tarn::benchmarks {
 

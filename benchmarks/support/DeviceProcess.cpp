@@ -1,4 +1,4 @@
-#include "benchmarks/DeviceProcess.h"
+#include "benchmarks/support/DeviceProcess.h"
 
 #include <unistd.h>
 #include <zmq.h>
@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "benchmarks/BareSocket.h"
-#include "benchmarks/SampleNode.h"
+#include "benchmarks/support/BareSocket.h"
+#include "benchmarks/support/SampleNode.h"
 #include "proto/monitoring.pb.h"
 
 namespace tarn::benchmarks {

@@ -1,4 +1,4 @@
-#include "tests/support/Responder.h"
+#include "tests/support/peers/Responder.h"
 
 #include <google/protobuf/message.h>
 #include <google/protobuf/unknown_field_set.h>

@@ -1,4 +1,4 @@
-#include "benchmarks/Samples.h"
+#include "benchmarks/support/Samples.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "tests/support/ImpostorSocket.h"
+#include "tests/support/peers/ImpostorSocket.h"
 
 #include <sys/socket.h>
 #include <sys/syscall.h>

@@ -1,4 +1,4 @@
-#include "tests/peers/loop_storage/StalledClient.h"
+#include "tests/peers/loop_storage/support/StalledClient.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-#include "benchmarks/SampleNode.h"
+#include "benchmarks/support/SampleNode.h"
 
 namespace tarn::benchmarks {
 

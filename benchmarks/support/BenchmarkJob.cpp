@@ -1,4 +1,4 @@
-#include "benchmarks/BenchmarkJob.h"
+#include "benchmarks/support/BenchmarkJob.h"
 
 #include <unistd.h>
 

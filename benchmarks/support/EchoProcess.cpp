@@ -1,8 +1,8 @@
-#include "benchmarks/EchoProcess.h"
+#include "benchmarks/support/EchoProcess.h"
 
 #include <unistd.h>
 
-#include "benchmarks/BareSocket.h"
+#include "benchmarks/support/BareSocket.h"
 #include "platform/utils/UuidGenerator.h"
 
 namespace tarn::benchmarks {
