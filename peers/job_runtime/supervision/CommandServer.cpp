@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "peers/job_runtime/events/JobStatus.h"
 #include "peers/job_runtime/persistence/Persistence.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/utils/Log.h"
 #include "proto/api_job.pb.h"

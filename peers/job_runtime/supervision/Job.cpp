@@ -4,11 +4,11 @@
 #include <exception>
 #include <utility>
 
+#include "peers/job_runtime/events/EventPublisher.h"
 #include "peers/job_runtime/pipeline/PipelineProcess.h"
 #include "peers/job_runtime/registration/Admission.h"
 #include "peers/job_runtime/registration/RegistryEntry.h"
 #include "peers/job_runtime/supervision/CommandServer.h"
-#include "peers/job_runtime/supervision/EventPublisher.h"
 #include "peers/job_runtime/supervision/JobSupervisor.h"
 #include "peers/job_runtime/supervision/ReservedEndpoints.h"
 #include "platform/utils/Log.h"

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "peers/job_runtime/JobSetup.h"
+#include "peers/job_runtime/events/JobStatus.h"
 #include "peers/job_runtime/persistence/Persistence.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
 
 namespace tarn::peers {
 

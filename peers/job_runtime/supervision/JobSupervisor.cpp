@@ -8,10 +8,10 @@
 #include <vector>
 
 #include "peers/job_runtime/JobSetup.h"
+#include "peers/job_runtime/events/JobStatus.h"
 #include "peers/job_runtime/persistence/Persistence.h"
 #include "peers/job_runtime/registration/Admission.h"
 #include "peers/job_runtime/supervision/InputWait.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/utils/Log.h"

@@ -5,10 +5,10 @@
 #include <optional>
 #include <string>
 
+#include "peers/job_runtime/events/JobVoice.h"
 #include "peers/job_runtime/pipeline/PipelineProcess.h"
 #include "peers/job_runtime/pipeline/RunResult.h"
 #include "peers/job_runtime/supervision/JobLifecycle.h"
-#include "peers/job_runtime/supervision/JobVoice.h"
 
 namespace tarn::peers {
 

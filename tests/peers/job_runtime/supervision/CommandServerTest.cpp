@@ -5,8 +5,8 @@
 #include <filesystem>
 
 #include "peers/job_runtime/JobSetup.h"
+#include "peers/job_runtime/events/JobStatus.h"
 #include "peers/job_runtime/persistence/Persistence.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "platform/socket/Socket.h"
 #include "tests/peers/support/JobClient.h"

@@ -11,10 +11,10 @@
 #include <vector>
 
 #include "peers/job_runtime/JobSetup.h"
+#include "peers/job_runtime/events/EventPublisher.h"
+#include "peers/job_runtime/events/JobStatus.h"
 #include "peers/job_runtime/persistence/Persistence.h"
 #include "peers/job_runtime/registration/Admission.h"
-#include "peers/job_runtime/supervision/EventPublisher.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
 #include "peers/job_runtime/supervision/SetupAnswer.h"
 #include "peers/job_runtime/supervision/StopRequest.h"
 #include "proto/service_job.pb.h"

@@ -1,4 +1,4 @@
-#include "peers/job_runtime/supervision/EventPublisher.h"
+#include "peers/job_runtime/events/EventPublisher.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "peers/job_runtime/supervision/JobVoice.h"
+#include "peers/job_runtime/events/JobVoice.h"
 
 #include <gtest/gtest.h>
 
+#include "peers/job_runtime/events/EventPublisher.h"
+#include "peers/job_runtime/events/JobStatus.h"
 #include "peers/job_runtime/pipeline/RunResult.h"
-#include "peers/job_runtime/supervision/EventPublisher.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
 #include "proto/pipeline_control.pb.h"
 #include "tests/peers/support/JobEvents.h"
 #include "tests/support/LogCapture.h"

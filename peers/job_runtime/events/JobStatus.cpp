@@ -1,4 +1,4 @@
-#include "peers/job_runtime/supervision/JobStatus.h"
+#include "peers/job_runtime/events/JobStatus.h"
 
 namespace tarn::peers {
 

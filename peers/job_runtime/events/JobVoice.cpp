@@ -1,9 +1,9 @@
-#include "peers/job_runtime/supervision/JobVoice.h"
+#include "peers/job_runtime/events/JobVoice.h"
 
 #include <algorithm>
 
-#include "peers/job_runtime/supervision/EventPublisher.h"
-#include "peers/job_runtime/supervision/JobStatus.h"
+#include "peers/job_runtime/events/EventPublisher.h"
+#include "peers/job_runtime/events/JobStatus.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/pipeline_control.pb.h"
