@@ -71,9 +71,11 @@ class ServiceClient {
 
     std::chrono::milliseconds timeout() const { return defaultBound; }
 
-  private:
+    /// For a command that asks what no other does: a reply of this type.
     proto::api_service::ServiceToApiReply ask(
         const proto::api_service::ApiToServiceRequest& request, int replyType);
+
+  private:
     proto::api_service::ServiceToApiReply ask(
         const proto::api_service::ApiToServiceRequest& request, int replyType,
         std::chrono::milliseconds bound);

@@ -36,8 +36,7 @@ void ProgressReporter::event(const JobEvent& event, TimePoint now) {
             return showState(event.GetExtension(JobEventState::base).state());
         case JobEvent::FAILURE:
             return line(failureText(event.GetExtension(JobEventFailure::base)));
-        case JobEvent::END:
-        case JobEvent::UNKNOWN:
+        default:  // the end is told by whoever waits for it; the rest is for programs
             return;
     }
 }

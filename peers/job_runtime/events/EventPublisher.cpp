@@ -17,24 +17,11 @@ EventPublisher::EventPublisher(const tarn::socket::SocketEndpoint& endpoint, std
     socket.createAndConnect(tarn::socket::Protocol::Publish, endpoint, 0);
 }
 
-void EventPublisher::state(JobState state) {
-    auto event = makeEvent(JobEvent::STATE);
-    event.MutableExtension(JobEventState::base)->set_state(state);
-    send(event);
-}
-
-void EventPublisher::progress(const JobEventProgress& progress) {
-    auto event = makeEvent(JobEvent::PROGRESS);
-    *event.MutableExtension(JobEventProgress::base) = progress;
-    send(event);
-}
-
 void EventPublisher::failure(const std::string& message, const std::string& detail) {
-    auto event = makeEvent(JobEvent::FAILURE);
-    auto* const failure = event.MutableExtension(JobEventFailure::base);
-    failure->set_message(utils::withoutSecrets(message));
-    failure->set_detail(utils::withoutSecrets(detail));
-    send(event);
+    JobEventFailure failure;
+    failure.set_message(utils::withoutSecrets(message));
+    failure.set_detail(utils::withoutSecrets(detail));
+    tell(JobEvent::FAILURE, failure);
 }
 
 void EventPublisher::end(const RunResult& result, Clock::time_point until) {

@@ -21,8 +21,14 @@ class EventPublisher {
     /// Binds; throws std::runtime_error.
     EventPublisher(const tarn::socket::SocketEndpoint& endpoint, std::string jobId);
 
-    void state(tarn::proto::job_monitoring::JobState state);
-    void progress(const tarn::proto::job_monitoring::JobEventProgress& progress);
+    /// `content` is a message that extends JobEvent by its `base`; no secret may be in it.
+    template <typename Content>
+    void tell(tarn::proto::job_monitoring::JobEvent::Type type, const Content& content) {
+        auto event = makeEvent(type);
+        *event.MutableExtension(Content::base) = content;
+        send(event);
+    }
+
     void failure(const std::string& message, const std::string& detail);
 
     /// The last event. Until `until` it is published again for each one who subscribes: those who

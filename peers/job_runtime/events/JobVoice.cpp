@@ -66,7 +66,7 @@ void JobVoice::progress(const tarn::proto::pipeline_control::PipelineReport& rep
         }
     });
     publishState();
-    events.progress(progress);
+    events.tell(JobEvent::PROGRESS, progress);
 }
 
 void JobVoice::failure(const std::string& message, const std::string& detail) {
@@ -105,7 +105,9 @@ void JobVoice::end(const RunResult& result) {
 
 void JobVoice::publishState() {
     heartbeatAt = now() + heartbeat;
-    events.state(state);
+    JobEventState content;
+    content.set_state(state);
+    events.tell(JobEvent::STATE, content);
 }
 
 void JobVoice::publishFailures() {

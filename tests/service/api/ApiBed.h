@@ -17,6 +17,8 @@ using tarn::proto::api_service::ServiceToApiReply;
 
 /// An API server of its own with a client connected to it.
 class ApiBed : public ServiceBed {
+    std::chrono::steady_clock::time_point now{};  // the server looks at it as long as it lives
+
   public:
     explicit ApiBed(const std::string& sections = {});
 
@@ -39,9 +41,6 @@ class ApiBed : public ServiceBed {
     std::atomic<int> rounds{0};     ///< of its loop
     service::ApiToServiceRequestHandler server;
     socket::Socket client{"client", socket::ClosePolicy::Discard};
-
-  private:
-    std::chrono::steady_clock::time_point now{};
 };
 
 }  // namespace tarn::test

@@ -45,7 +45,7 @@ TEST_F(ApiServerTest, DoesNotAnswerTypesThatItDoesNotServeAndLogsOnlyThatTheyCam
     const auto before = bed.log.lines().size();
     bed.client.setTimeout(std::chrono::milliseconds(100));
     std::vector<std::string> expected;
-    for (const std::string type : {"\x08\x00", "\x08\x02", "\x08\x08", "\x08\x0c", ""}) {
+    for (const std::string type : {"\x08\x00", "\x08\x02", "\x08\x08", "\x08\x7f", ""}) {
         const auto request = fromBytes(type.empty() ? type : std::string(type.c_str(), 2));
         expected.push_back(
             utils::escapeForLog("TRACE Api requests handler > Received " + request.DebugString()));

@@ -19,6 +19,12 @@ struct EventPublisherTest : testing::Test {
     /// What is published from then on reaches them.
     void awaitSubscriber() { ASSERT_TRUE(publisher.awaitSubscriber(Clock::now() + 10s)); }
 
+    static JobEventState playing() {
+        JobEventState state;
+        state.set_state(JOB_STATE_PLAYING);
+        return state;
+    }
+
     static std::optional<JobEvent> next(test::JobEvents& events) {
         return events.waitFor([](const JobEvent&) { return true; });
     }
@@ -31,10 +37,10 @@ struct EventPublisherTest : testing::Test {
 TEST_F(EventPublisherTest, EachEventSaysWhoseAndWhatItIs) {
     test::JobEvents events(endpoint);
     awaitSubscriber();
-    publisher.state(JOB_STATE_PLAYING);
+    publisher.tell(JobEvent::STATE, playing());
     JobEventProgress progress;
     progress.set_position_ns(7);
-    publisher.progress(progress);
+    publisher.tell(JobEvent::PROGRESS, progress);
     publisher.failure("what", "where");
     publisher.end({JobEventEnd::FAILED, {}, "why"}, Clock::now());
 
@@ -119,7 +125,7 @@ TEST_F(EventPublisherTest, GivesItsEndpointBack) {
     publisher.close();
     EXPECT_NO_THROW(EventPublisher(tarn::socket::SocketEndpoint::FromString(endpoint), "another"));
     const test::LogCapture log;
-    publisher.state(JOB_STATE_PLAYING);
+    publisher.tell(JobEvent::STATE, playing());
     EXPECT_TRUE(log.contains("WARN Cannot publish an event: "));
     EXPECT_FALSE(publisher.awaitSubscriber(Clock::now()));
     EXPECT_TRUE(log.contains("WARN Cannot wait for subscribers: "));

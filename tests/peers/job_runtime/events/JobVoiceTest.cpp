@@ -25,7 +25,7 @@ struct JobVoiceTest : testing::Test {
     std::vector<JobEvent> eventsSoFar(test::JobEvents& events) {
         JobEventProgress mark;
         mark.set_position_ns(-1);
-        publisher.progress(mark);
+        publisher.tell(JobEvent::PROGRESS, mark);
         const auto before = events.all().size();
         EXPECT_TRUE(events.waitFor([](const JobEvent& event) {
             return event.GetExtension(JobEventProgress::base).position_ns() == -1;
