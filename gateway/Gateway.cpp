@@ -6,10 +6,13 @@
 #include <exception>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "gateway/relay/MonitoringAnswer.h"
+#include "gateway/relay/TreeUpdates.h"
 #include "platform/os/DescriptorSet.h"
 #include "platform/os/SignalInput.h"
+#include "platform/tree_updates/UpdateTopic.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
 
@@ -31,6 +34,18 @@ constexpr int announcementsInARow = 100;  // so that batches are not held up by 
 // Each of them may wait unread for as long as somebody does not read it.
 constexpr std::size_t firstMessagesPerSecond = std::size_t{32} << 20;
 
+// By their numbers: who subscribes to whatever gets batches, who subscribes to the topic of
+// differences gets updates.
+constexpr std::size_t ofBatches = 0;
+constexpr std::size_t ofUpdates = 1;
+
+std::vector<CatchUpPublisher::Wire> wires() {
+    return {{.everybody = Relay::batchBeginning, .filler = Relay::filler},
+            {.everybody = TreeUpdates::beginning(),
+             .filler = TreeUpdates::filler(),
+             .topic = tree_updates::updateTopic()}};
+}
+
 }  // namespace
 
 Gateway::Gateway(const GatewayOptions& options)
@@ -42,8 +57,7 @@ Gateway::Gateway(const GatewayOptions& options)
       pace(firstMessagesPerSecond),
       nextReport(Clock::now() + betweenReports),
       events("events", ClosePolicy::Discard),
-      publisher("subscribers", {.everybody = Relay::batchBeginning, .filler = Relay::filler},
-                longestQueue),
+      publisher("subscribers", wires(), longestQueue),
       question(options.requests) {
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
@@ -87,25 +101,40 @@ std::chrono::milliseconds Gateway::untilNextReport(Clock::time_point now) const 
     return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(nextReport - now));
 }
 
-// The newcomers among them share one first message.
+// The newcomers among them share one first message for each wire.
 void Gateway::takeAnnouncements() {
-    std::optional<Relay::CatchUp> first;
+    FirstMessages first;
     for (int i = 0; i < announcementsInARow; ++i) {
         const auto announcement = publisher.nextAnnouncement();
         if (announcement == CatchUpPublisher::Announcement::None) {
             break;
         }
         if (isNewcomer(announcement)) {
-            if (!first) {
-                first = relay.catchUp();
-            }
-            publisher.admit(first->address);
-            ++counters.catchUps;
+            admit(first);
         }
     }
-    if (first) {
-        publisher.welcome(first->address, first->body);
-        pace.admitted(first->body.size(), Clock::now());
+    welcome(first);
+}
+
+void Gateway::admit(FirstMessages& first) {
+    const auto wire = publisher.wireOfAnnouncement();
+    if (!first[wire]) {
+        first[wire] = wire == ofUpdates ? relay.catchUpOfUpdates() : relay.catchUp();
+    }
+    publisher.admit(first[wire]->address);
+    ++counters.catchUps;
+}
+
+void Gateway::welcome(const FirstMessages& first) {
+    std::size_t bytes = 0;
+    for (const auto& message : first) {
+        if (message) {
+            publisher.welcome(message->address, message->body);
+            bytes += message->body.size();
+        }
+    }
+    if (bytes > 0) {
+        pace.admitted(bytes, Clock::now());
     }
 }
 
@@ -160,11 +189,19 @@ void Gateway::publish(const std::string& batch) {
 }
 
 void Gateway::publish(std::string_view head, std::string_view batch) {
-    if (publisher.publish(head, batch) == CatchUpPublisher::Delivery::SomeLost) {
-        noteTooSlow();
-    }
+    publishOn(ofBatches, head, batch);
     ++counters.batchesOut;
     counters.bytesOut += head.size() + batch.size();
+    if (const auto update = relay.update(); !update.empty()) {
+        publishOn(ofUpdates, update, {});
+        counters.bytesOfUpdates += update.size();
+    }
+}
+
+void Gateway::publishOn(std::size_t wire, std::string_view head, std::string_view body) {
+    if (publisher.publish(head, body, wire) == CatchUpPublisher::Delivery::SomeLost) {
+        noteTooSlow();
+    }
 }
 
 // While a question is under way no other is asked, but after its end, if there is another doubt by
