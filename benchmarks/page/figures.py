@@ -67,6 +67,11 @@ def batch(line):
                    ratio=line["ratio"])
 
 
+def followed_bytes(line):
+    return Reading(line["bytes_a_second_each"] / 1000, "kB a second", against="whole trees",
+                   against_value=line["whole_tree_bytes_a_second_each"] / 1000, ratio=line["ratio_of_bytes"])
+
+
 def single(field, unit):
     return lambda line: Reading(line[field], unit)
 
@@ -124,6 +129,8 @@ JOBS = [
 
 IDLE = [*_idle("TarnService", 0), *_idle("TarnService", 3), *_idle("tarnWorkflowLauncher", 3)]
 
+FOLLOWED = {"benchmark": "differences to those who follow, statuses"}
+
 EVENTS = [
     *[_latency("device-change", f"A change of {device}, until a subscriber has it, {nodes} nodes",
                f"change of {device} in a tree of {nodes} nodes", baseline="bare PUSH-PULL-PUSH-PULL-PUB-SUB*")
@@ -134,6 +141,12 @@ EVENTS = [
              "change to the last of 100 subscribers, 1000 nodes"),
     Figure("gateway-fan-out", "What the gateway computes a batch",
            {"benchmark": "processor use of the gateway a batch"}, batch),
+    Figure("gateway-updates", "What one who follows differences is sent, 100 changes a second in 10000 nodes",
+           FOLLOWED, followed_bytes, Limit("ratio", 0.05)),
+    Figure("gateway-updates", "What the gateway computes for 1000 who follow differences", FOLLOWED,
+           single("gateway_percent_of_one_core", "% of a core"), Limit("value", 30)),
+    Figure("gateway-updates", "Memory of the gateway with 1000 who follow differences", FOLLOWED,
+           single("gateway_resident_kB", "kB"), Limit("value", 300_000)),
 ]
 
 STORAGE = [
@@ -153,8 +166,9 @@ SECTIONS = {"Requests": REQUESTS, "Jobs": JOBS, "While nobody asks": IDLE, "Devi
             "Loop storage": STORAGE}
 
 # Measured with the others, and nothing to hold them against. Each is the beginning of a name.
-NOT_SHOWN = ("idle ", "memory of the service with", "200 devices of 10 nodes", "status changes, ", "change of ",
-             "GET_MONITORING_INFO after a change", "a status and a device that comes", "writing a track")
+NOT_SHOWN = ("idle ", "differences to those who follow, devices", "memory of the service with",
+             "200 devices of 10 nodes", "status changes, ", "change of ", "GET_MONITORING_INFO after a change",
+             "a status and a device that comes", "writing a track")
 
 
 def all_figures():
