@@ -104,7 +104,7 @@ std::string statusChange() {
     return loadEvent({idOf(numberOfChange * 97 % manyNodes)}, numberOfChange);
 }
 
-// Each makes a batch of its own.
+// Each makes a batch of its own, with an event.
 std::string deviceChange() {
     ++numberOfChange;
     const int device = numberOfChange * 97 % (manyNodes / nodesOfADevice) * nodesOfADevice;
@@ -151,7 +151,7 @@ void report(const char* benchmark, const Load& updates, const Load& whole) {
         {"benchmark", benchmark},
         {"nodes", manyNodes},
         {"changes_a_second", changesASecond},
-        {"batches_a_second", updates.messagesASecond},
+        {"updates_a_second", updates.messagesASecond},
         {"followers", followers},
         {"bytes_a_second_each", updates.bytesASecond},
         {"gateway_percent_of_one_core", updates.percentOfACore},

@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (!relay.accept(batch)) {
             continue;
         }
-        follow(follower, relay.update());
+        follow(follower, relay.takeUpdate());
         ServiceEventBatch read;
         require(read.ParseFromString(batch) && follower.tree() != nullptr);
         require(DeviceNode(read.device_tree()) == DeviceNode(*follower.tree()));

@@ -36,7 +36,7 @@ void takeOne(TreeFollower& follower, const std::string& bytes) {
         return;
     }
     const bool wasFollowing = follower.isFollowing();
-    const auto number = update.batch().sequence();
+    const auto number = update.batch().empty() ? 0 : update.batch().rbegin()->sequence();
     const auto finding = follower.take(update);
     require(follower.isFollowing() ==
             (finding == Finding::Changed || finding == Finding::Unchanged ||
@@ -47,7 +47,7 @@ void takeOne(TreeFollower& follower, const std::string& bytes) {
 
 void checkMadeGood(TreeFollower& follower) {
     TreeUpdate whole;
-    whole.mutable_batch()->set_catch_up(true);
+    whole.add_batch()->set_catch_up(true);
     whole.mutable_device_tree()->set_id("root");
     require(follower.take(whole) == Finding::Changed && follower.tree()->id() == "root");
 }

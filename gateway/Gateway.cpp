@@ -28,6 +28,9 @@ namespace {
 // Each may hold a whole tree, and a subscriber that does not read holds that many of them.
 constexpr int longestQueue = 64;
 constexpr std::uint32_t largestBatch = (64U << 20U) - 4096;  // what is added must still fit
+// Of several batches; what one batch needs goes out all the same.
+constexpr std::size_t largestUpdate = std::size_t{8} << 20;
+constexpr auto betweenUpdates = 50ms;  // each is as much work as there are followers
 constexpr auto betweenLines = 10s;
 constexpr auto betweenReports = 60s;
 constexpr int announcementsInARow = 100;  // so that batches are not held up by many newcomers
@@ -55,6 +58,7 @@ Gateway::Gateway(const GatewayOptions& options)
       slowLines(betweenLines),
       unansweredLines(betweenLines),
       pace(firstMessagesPerSecond),
+      updatePace(betweenUpdates),
       nextReport(Clock::now() + betweenReports),
       events("events", ClosePolicy::Discard),
       publisher("subscribers", wires(), longestQueue),
@@ -74,7 +78,8 @@ void Gateway::run(os::SignalInput& signals) {
     int signal = 0;
     askWhenInDoubt();
     while (signal == 0 || signal == SIGUSR1) {
-        const auto bound = letIn();
+        const auto untilUpdate = publishDueUpdate();
+        const auto bound = std::min(letIn(), untilUpdate.value_or(betweenReports));
         if (awaitBatch(otherInput.descriptor(), bound)) {
             handOn();
         }
@@ -91,6 +96,9 @@ void Gateway::run(os::SignalInput& signals) {
 // Gives how long to wait for other input before more can be let in.
 std::chrono::milliseconds Gateway::letIn() {
     if (publisher.hasAnnouncements() && pace.remaining(Clock::now()) == 0ms) {
+        if (relay.bytesForUpdate() > 0) {
+            publishUpdate();  // newcomers are told where the others are
+        }
         takeAnnouncements();
     }
     const auto now = Clock::now();
@@ -176,6 +184,9 @@ void Gateway::handOn() {
 }
 
 void Gateway::publish(const std::string& batch) {
+    if (relay.bytesForUpdate() > 0 && relay.bytesForUpdate() + batch.size() > largestUpdate) {
+        publishUpdate();
+    }
     const auto head = relay.accept(batch);
     if (!head) {
         noteDropped(events.debugString() + ": a message of " + std::to_string(batch.size()) +
@@ -192,10 +203,29 @@ void Gateway::publish(std::string_view head, std::string_view batch) {
     publishOn(ofBatches, head, batch);
     ++counters.batchesOut;
     counters.bytesOut += head.size() + batch.size();
-    if (const auto update = relay.update(); !update.empty()) {
-        publishOn(ofUpdates, update, {});
-        counters.bytesOfUpdates += update.size();
+    if (relay.bytesForUpdate() > 0 && updatePace.remaining(Clock::now()) == 0ms) {
+        publishUpdate();
     }
+}
+
+void Gateway::publishUpdate() {
+    const auto update = relay.takeUpdate();
+    publishOn(ofUpdates, update, {});
+    counters.bytesOfUpdates += update.size();
+    updatePace.published(Clock::now());
+}
+
+// Gives how long the next one waits still, if there is one.
+std::optional<std::chrono::milliseconds> Gateway::publishDueUpdate() {
+    if (relay.bytesForUpdate() == 0) {
+        return std::nullopt;
+    }
+    const auto remaining = updatePace.remaining(Clock::now());
+    if (remaining > 0ms) {
+        return remaining;
+    }
+    publishUpdate();
+    return std::nullopt;
 }
 
 void Gateway::publishOn(std::size_t wire, std::string_view head, std::string_view body) {

@@ -12,6 +12,7 @@
 #include "gateway/relay/GatewayCounters.h"
 #include "gateway/relay/Relay.h"
 #include "gateway/relay/TreeQuestion.h"
+#include "gateway/relay/UpdatePace.h"
 #include "platform/socket/CatchUpPublisher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"
@@ -49,6 +50,8 @@ class Gateway : public utils::MessageFormatter {
     void handOn();
     void publish(const std::string& batch);
     void publish(std::string_view head, std::string_view batch);
+    void publishUpdate();
+    std::optional<std::chrono::milliseconds> publishDueUpdate();
     void publishOn(std::size_t wire, std::string_view head, std::string_view body);
     void askWhenInDoubt();
     void takeAnswer();
@@ -64,6 +67,7 @@ class Gateway : public utils::MessageFormatter {
     utils::Throttle slowLines;
     utils::Throttle unansweredLines;
     AdmissionPace pace;
+    UpdatePace updatePace;
     Clock::time_point nextReport;
     std::uint64_t reportedLosses = 0;
     tarn::socket::Socket events;

@@ -67,7 +67,7 @@ def batch(line):
                    ratio=line["ratio"])
 
 
-def followed_bytes(line):
+def followed(line):
     return Reading(line["bytes_a_second_each"] / 1000, "kB a second", against="whole trees",
                    against_value=line["whole_tree_bytes_a_second_each"] / 1000, ratio=line["ratio_of_bytes"])
 
@@ -95,6 +95,17 @@ def _idle(program, jobs):
         one("memory", "resident_kB", "kB", 10_000 if service else None),
         one("processor", "processor_percent_of_one_core", "% of a core", 0.05 if service else None),
         one("wake-ups", "wake_ups_a_second", "a second", wake_ups)) if figure]
+
+
+def _followed(kind):
+    line = {"benchmark": f"differences to those who follow, {kind}"}
+    changing = f"100 {kind} that change a second, 10000 nodes"
+    return (Figure("gateway-updates", f"What one who follows differences is sent, {changing}", line, followed,
+                   Limit("ratio", 0.05)),
+            Figure("gateway-updates", f"What the gateway computes for 1000 who follow, {changing}", line,
+                   single("gateway_percent_of_one_core", "% of a core"), Limit("value", 30)),
+            Figure("gateway-updates", f"Memory of the gateway with 1000 who follow, {changing}", line,
+                   single("gateway_resident_kB", "kB"), Limit("value", 300_000)))
 
 
 REQUESTS = [
@@ -129,8 +140,6 @@ JOBS = [
 
 IDLE = [*_idle("TarnService", 0), *_idle("TarnService", 3), *_idle("tarnWorkflowLauncher", 3)]
 
-FOLLOWED = {"benchmark": "differences to those who follow, statuses"}
-
 EVENTS = [
     *[_latency("device-change", f"A change of {device}, until a subscriber has it, {nodes} nodes",
                f"change of {device} in a tree of {nodes} nodes", baseline="bare PUSH-PULL-PUSH-PULL-PUB-SUB*")
@@ -141,12 +150,7 @@ EVENTS = [
              "change to the last of 100 subscribers, 1000 nodes"),
     Figure("gateway-fan-out", "What the gateway computes a batch",
            {"benchmark": "processor use of the gateway a batch"}, batch),
-    Figure("gateway-updates", "What one who follows differences is sent, 100 changes a second in 10000 nodes",
-           FOLLOWED, followed_bytes, Limit("ratio", 0.05)),
-    Figure("gateway-updates", "What the gateway computes for 1000 who follow differences", FOLLOWED,
-           single("gateway_percent_of_one_core", "% of a core"), Limit("value", 30)),
-    Figure("gateway-updates", "Memory of the gateway with 1000 who follow differences", FOLLOWED,
-           single("gateway_resident_kB", "kB"), Limit("value", 300_000)),
+    *[figure for kind in ("statuses", "devices") for figure in _followed(kind)],
 ]
 
 STORAGE = [
@@ -166,9 +170,8 @@ SECTIONS = {"Requests": REQUESTS, "Jobs": JOBS, "While nobody asks": IDLE, "Devi
             "Loop storage": STORAGE}
 
 # Measured with the others, and nothing to hold them against. Each is the beginning of a name.
-NOT_SHOWN = ("idle ", "differences to those who follow, devices", "memory of the service with",
-             "200 devices of 10 nodes", "status changes, ", "change of ", "GET_MONITORING_INFO after a change",
-             "a status and a device that comes", "writing a track")
+NOT_SHOWN = ("idle ", "memory of the service with", "200 devices of 10 nodes", "status changes, ", "change of ",
+             "GET_MONITORING_INFO after a change", "a status and a device that comes", "writing a track")
 
 
 def all_figures():

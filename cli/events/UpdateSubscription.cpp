@@ -56,13 +56,28 @@ void UpdateSubscription::subscribe() {
 
 Received UpdateSubscription::next(ServiceEventBatch& batch, std::chrono::milliseconds bound,
                                   int interruption) {
+    if (kept.empty()) {
+        const auto received = receive(bound, interruption);
+        if (received != Received::Batch) {
+            return received;
+        }
+    }
+    if (kept.empty()) {
+        return Received::Nothing;
+    }
+    batch.Swap(&kept.front());
+    kept.pop_front();
+    return Received::Batch;
+}
+
+Received UpdateSubscription::receive(std::chrono::milliseconds bound, int interruption) {
     if (standing == Standing::Awaiting && Clock::now() >= triedAgain) {
         subscribe();
     }
     TreeUpdate update;
     const auto received =
         receiveNext(*socket, update, std::min(bound, untilTriedAgain()), interruption);
-    return received == Received::Batch ? take(update, batch) : received;
+    return received == Received::Batch ? take(update) : received;
 }
 
 std::chrono::milliseconds UpdateSubscription::untilTriedAgain() const {
@@ -72,20 +87,24 @@ std::chrono::milliseconds UpdateSubscription::untilTriedAgain() const {
     return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(triedAgain - Clock::now()));
 }
 
-Received UpdateSubscription::take(TreeUpdate& update, ServiceEventBatch& batch) {
-    if (update.batch().catch_up()) {
+Received UpdateSubscription::take(TreeUpdate& update) {
+    if (!update.batch().empty() && update.batch(0).catch_up()) {
         standing = Standing::LetIn;
     }
     const auto finding = trees == Trees::Wanted ? follower.take(update) : Finding::Unchanged;
     if (finding == Finding::Lost || finding == Finding::Damaged) {
         subscribe();
     }
-    batch.Clear();
-    batch.Swap(update.mutable_batch());
-    if (finding == Finding::Changed && follower.tree() != nullptr) {
-        *batch.mutable_device_tree() = *follower.tree();
+    if (finding == Finding::Damaged) {
+        return Received::Garbage;
     }
-    return finding == Finding::Damaged ? Received::Garbage : Received::Batch;
+    for (auto& batch : *update.mutable_batch()) {
+        kept.push_back(std::move(batch));
+    }
+    if (finding == Finding::Changed && follower.tree() != nullptr) {
+        *kept.back().mutable_device_tree() = *follower.tree();
+    }
+    return Received::Batch;
 }
 
 }  // namespace tarn::cli

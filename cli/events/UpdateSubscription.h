@@ -1,11 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <deque>
 #include <memory>
 
 #include "cli/events/BatchSource.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/tree_updates/TreeFollower.h"
+#include "proto/service_event.pb.h"
 
 namespace tarn::socket {
 class Socket;
@@ -14,9 +16,9 @@ class Socket;
 namespace tarn::cli {
 
 /// The service's batches as a gateway tells them on the topic of differences: a batch has a tree,
-/// all of it, where the tree has changed. Subscribes again and again until somebody is there, and
-/// anew where updates are lost, or where it was not let in: then a catch-up comes. Used by one
-/// thread.
+/// all of it, where the tree has changed; of those that came together the last one. Subscribes
+/// again and again until somebody is there, and anew where updates are lost, or where it was not
+/// let in: then a catch-up comes. Used by one thread.
 class UpdateSubscription : public BatchSource {
   public:
     using Clock = std::chrono::steady_clock;
@@ -40,8 +42,8 @@ class UpdateSubscription : public BatchSource {
 
     void subscribe();
     std::chrono::milliseconds untilTriedAgain() const;
-    Received take(proto::service_event::TreeUpdate& update,
-                  proto::service_event::ServiceEventBatch& batch);
+    Received receive(std::chrono::milliseconds bound, int interruption);
+    Received take(proto::service_event::TreeUpdate& update);
 
     const socket::SocketEndpoint endpoint;
     const Trees trees;
@@ -49,6 +51,7 @@ class UpdateSubscription : public BatchSource {
     tree_updates::TreeFollower follower;
     std::unique_ptr<socket::Socket> socket;
     Standing standing = Standing::Awaiting;
+    std::deque<proto::service_event::ServiceEventBatch> kept;  // came, and were not asked for yet
     Clock::time_point triedAgain;
 };
 

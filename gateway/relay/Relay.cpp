@@ -46,7 +46,9 @@ std::optional<std::string> Relay::accept(std::string_view batch) {
 
 // Before the tree becomes the last one.
 void Relay::noteUpdate(std::string_view head, std::string_view batch, const ScannedBatch& scanned) {
-    lastUpdate = areUpdatesWanted ? updates.of(head, batch, scanned, tree) : std::string();
+    if (areUpdatesWanted) {
+        updates.add(head, batch, scanned, tree);
+    }
 }
 
 std::optional<std::uint64_t> Relay::doubt() const {

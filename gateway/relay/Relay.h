@@ -37,12 +37,14 @@ class Relay {
     /// What those who have just come get now: the last tree, if there is one, and the last number.
     CatchUp catchUp();
 
-    /// The same for those who have come for updates. From the first one on updates are made.
+    /// The same for those who have come for updates. From the first one on updates are made. What
+    /// waits to be told has to be taken before.
     CatchUp catchUpOfUpdates();
 
-    /// The update of what was accepted or settled last; empty while nobody has come for them. Until
-    /// the next call.
-    std::string_view update() const { return lastUpdate; }
+    /// Of batches that wait to be told in the next update; 0 also while nobody has come for them.
+    std::size_t bytesForUpdate() const { return updates.waitingBytes(); }
+    /// The update of what was accepted or settled since the last one; there must be something.
+    std::string takeUpdate() { return updates.take(tree); }
 
     /// All but catch-ups begin with this.
     static const std::string batchBeginning;
@@ -80,7 +82,6 @@ class Relay {
     std::string tree;  // a batch of nothing else, serialised
     bool areUpdatesWanted = false;
     TreeUpdates updates;
-    std::string lastUpdate;
 };
 
 }  // namespace tarn::gateway

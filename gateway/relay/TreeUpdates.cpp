@@ -1,9 +1,11 @@
 #include "gateway/relay/TreeUpdates.h"
 
-#include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/wire_format_lite.h>
 
+#include <utility>
+
 #include "gateway/relay/BatchScanner.h"
+#include "platform/device_tree/ReverseWriter.h"
 #include "platform/tree_updates/TreeDiffer.h"
 #include "platform/tree_updates/UpdateTopic.h"
 #include "platform/utils/MessageFields.h"
@@ -11,8 +13,6 @@
 
 namespace tarn::gateway {
 
-using google::protobuf::io::CodedOutputStream;
-using proto::service_event::ServiceEventBatch;
 using proto::service_event::TreeUpdate;
 using tree_updates::updateTopic;
 using Wire = google::protobuf::internal::WireFormatLite;
@@ -24,17 +24,11 @@ std::string tagOf(int field) {
     return {static_cast<char>(Wire::MakeTag(field, Wire::WIRETYPE_LENGTH_DELIMITED))};
 }
 
-std::string fieldHead(int field, std::size_t length) {
-    std::string head(10, '\0');
-    // libprotobuf writes unsigned bytes.
-    auto* const begin = static_cast<std::uint8_t*>(static_cast<void*>(head.data()));
-    const auto* const end = CodedOutputStream::WriteVarint64ToArray(length, begin);
-    head.resize(static_cast<std::size_t>(end - begin));
-    return tagOf(field) + head;
-}
-
 std::string fieldOf(int number, std::string_view content) {
-    return fieldHead(number, content.size()).append(content);
+    device_tree::ReverseWriter field;
+    field.prepend(content);
+    field.prependFieldHead(number, content.size());
+    return std::string(field.view());
 }
 
 // A tree is kept as the field of a batch.
@@ -57,22 +51,30 @@ std::string treeField(std::string_view node) {
 
 }  // namespace
 
-std::string TreeUpdates::of(std::string_view head, std::string_view batch,
-                            const ScannedBatch& scanned, std::string_view before) {
-    const auto content = std::string(head) + withoutTree(batch, scanned.tree);
-    auto update = updateTopic() + fieldOf(TreeUpdate::kBatchFieldNumber, content);
-    return scanned.tree.empty() ? update : update + change(before, scanned.tree);
+void TreeUpdates::add(std::string_view head, std::string_view batch, const ScannedBatch& scanned,
+                      std::string_view before) {
+    if (!scanned.tree.empty() && !hasNewTree) {
+        hasNewTree = true;
+        told = before;
+    }
+    batches += fieldOf(TreeUpdate::kBatchFieldNumber,
+                       std::string(head) + withoutTree(batch, scanned.tree));
 }
 
-std::string TreeUpdates::change(std::string_view before, std::string_view after) {
+std::string TreeUpdates::take(std::string_view now) {
+    auto update = updateTopic() + std::exchange(batches, {});
+    return std::exchange(hasNewTree, false) ? update + change(now) : update;
+}
+
+std::string TreeUpdates::change(std::string_view after) {
     const auto node = nodeOf(after);
-    if (last == LastTree::Unknown && !before.empty()) {
-        last = tree_updates::isOrderly(nodeOf(before)) ? LastTree::Orderly : LastTree::Disorderly;
+    if (orderOfTold == Order::Unknown && !told.empty()) {
+        orderOfTold = tree_updates::isOrderly(nodeOf(told)) ? Order::Orderly : Order::Disorderly;
     }
-    if (before.empty() || last != LastTree::Orderly) {
+    if (told.empty() || orderOfTold != Order::Orderly) {
         return whole(node);
     }
-    const auto difference = tree_updates::differenceBetween(nodeOf(before), node);
+    const auto difference = tree_updates::differenceBetween(nodeOf(told), node);
     if (!difference) {
         return whole(node);
     }
@@ -80,7 +82,7 @@ std::string TreeUpdates::change(std::string_view before, std::string_view after)
 }
 
 std::string TreeUpdates::whole(std::string_view node) {
-    last = tree_updates::isOrderly(node) ? LastTree::Orderly : LastTree::Disorderly;
+    orderOfTold = tree_updates::isOrderly(node) ? Order::Orderly : Order::Disorderly;
     return treeField(node);
 }
 

@@ -8,32 +8,47 @@ namespace tarn::tree_updates {
 using Finding = TreeFollower::Finding;
 using proto::service_event::TreeUpdate;
 
+namespace {
+
+// As many batches as there are numbers from the first to the last.
+bool isWithoutGap(const TreeUpdate& update) {
+    const auto& batches = update.batch();
+    return batches.rbegin()->sequence() - batches.begin()->sequence() + 1 ==
+               static_cast<std::uint64_t>(batches.size()) &&
+           batches.begin()->gateway_instance() == batches.rbegin()->gateway_instance();
+}
+
+}  // namespace
+
 Finding TreeFollower::take(TreeUpdate& update) {
-    const auto& batch = update.batch();
-    if (batch.catch_up()) {
+    if (update.batch().empty()) {
+        return Finding::Nothing;
+    }
+    const auto& first = update.batch(0);
+    if (first.catch_up()) {
         return adopt(update);
     }
-    if (batch.sequence() == 0) {
+    if (first.sequence() == 0) {
         return Finding::Nothing;  // somebody else has become too slow
     }
-    if (state == State::Awaiting) {
-        return update.has_device_tree() ? adopt(update) : Finding::Nothing;
-    }
-    const bool isOfThisGateway = batch.gateway_instance() == gateway;
-    if (isOfThisGateway && batch.sequence() <= last) {
+    const bool isOfThisGateway = first.gateway_instance() == gateway && isWithoutGap(update);
+    if (state == State::Following && isOfThisGateway && first.sequence() <= last) {
         return Finding::Nothing;
     }
     if (update.has_device_tree()) {
         return adopt(update);
     }
-    return isOfThisGateway && batch.sequence() == last + 1 ? follow(update) : await(Finding::Lost);
+    if (state == State::Awaiting) {
+        return Finding::Nothing;
+    }
+    return isOfThisGateway && first.sequence() == last + 1 ? follow(update) : await(Finding::Lost);
 }
 
 // All of the tree, whatever was before.
 Finding TreeFollower::adopt(TreeUpdate& update) {
     state = State::Following;
-    gateway = update.batch().gateway_instance();
-    last = update.batch().sequence();
+    gateway = update.batch().rbegin()->gateway_instance();
+    last = update.batch().rbegin()->sequence();
     knowsTree = update.has_device_tree();
     root.Clear();
     root.Swap(update.mutable_device_tree());
@@ -42,7 +57,7 @@ Finding TreeFollower::adopt(TreeUpdate& update) {
 }
 
 Finding TreeFollower::follow(TreeUpdate& update) {
-    last = update.batch().sequence();
+    last = update.batch().rbegin()->sequence();
     if (!update.has_difference()) {
         return Finding::Unchanged;
     }

@@ -30,7 +30,7 @@ std::string serialised(FakeGateway::Batch batch, const std::string& instance) {
         *update.mutable_device_tree() = batch.device_tree();
         batch.clear_device_tree();
     }
-    *update.mutable_batch() = std::move(batch);
+    *update.add_batch() = std::move(batch);
     return update.SerializeAsString();
 }
 

@@ -2,6 +2,7 @@
 #include <signal.h>
 
 #include <memory>
+#include <vector>
 
 #include "platform/tree_updates/TreeFollower.h"
 #include "platform/tree_updates/UpdateTopic.h"
@@ -44,7 +45,7 @@ class Follower {
                 break;
             }
             socket.receiveProtoBuf(&update, largestUpdate);
-        } while (!update.batch().catch_up() && update.batch().sequence() == 0);
+        } while (!update.batch(0).catch_up() && update.batch(0).sequence() == 0);
         return update;
     }
 
@@ -87,13 +88,13 @@ class UpdatesTest : public test::GatewayBed {
 TEST_F(UpdatesTest, AreFollowedBesideThoseWhoGetWholeTrees) {
     Follower follower(published);
     Subscriber subscriber(published);
-    EXPECT_TRUE(follower.next().batch().catch_up());
+    EXPECT_TRUE(follower.next().batch(0).catch_up());
     EXPECT_TRUE(subscriber.next().catch_up());
     auto batch = changing(0);
     send(batch);
     auto first = follower.next();
     EXPECT_EQ(first.device_tree().SerializeAsString(), batch.device_tree().SerializeAsString());
-    EXPECT_EQ(first.batch().events_size(), 1);
+    EXPECT_EQ(first.batch(0).events_size(), 1);
     send(changing(1));
     EXPECT_EQ(follower.next().difference().changed_size(), 2);
     for (std::uint64_t number = 1; number < 3; ++number) {
@@ -115,6 +116,40 @@ TEST_F(UpdatesTest, WhoSubscribesToEverythingGetsTheBytesOfBatchesAndNothingElse
         received.clear_sequence();
         received.clear_gateway_instance();
         EXPECT_EQ(received.SerializeAsString(), sent.SerializeAsString());
+    }
+}
+
+TEST_F(UpdatesTest, ThatFollowEachOtherCloselyAreOne) {
+    Follower follower(published);
+    follower.take();
+    constexpr int count = 200;
+    for (int number = 1; number <= count; ++number) {
+        send(changing(number));
+    }
+    int updates = 0;
+    while (follower.follower.sequence() < count && !HasFailure()) {
+        EXPECT_EQ(follower.take(), TreeFollower::Finding::Changed);
+        ++updates;
+    }
+    EXPECT_LT(updates, count / 2);
+    EXPECT_EQ(follower.treeBytes(), changing(count).device_tree().SerializeAsString());
+}
+
+TEST_F(UpdatesTest, AreFollowedWithoutALossByWhoComesWhileSomeWait) {
+    std::vector<std::unique_ptr<Follower>> followers;
+    constexpr int rounds = 30;
+    constexpr int batchesOfARound = 5;
+    for (int round = 0; round < rounds; ++round) {
+        followers.push_back(std::make_unique<Follower>(published));
+        for (int number = 1; number <= batchesOfARound; ++number) {
+            send(changing(round * batchesOfARound + number));
+        }
+    }
+    for (const auto& follower : followers) {
+        while (follower->follower.sequence() < rounds * batchesOfARound && !HasFailure()) {
+            EXPECT_EQ(follower->take(), TreeFollower::Finding::Changed);
+        }
+        EXPECT_EQ(follower->treeBytes(), followers.front()->treeBytes());
     }
 }
 

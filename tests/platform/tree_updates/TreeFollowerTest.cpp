@@ -18,14 +18,15 @@ namespace {
 
 TreeUpdate numbered(std::uint64_t sequence) {
     TreeUpdate update;
-    update.mutable_batch()->set_sequence(sequence);
-    update.mutable_batch()->set_gateway_instance("gateway");
+    auto& batch = *update.add_batch();
+    batch.set_sequence(sequence);
+    batch.set_gateway_instance("gateway");
     return update;
 }
 
 TreeUpdate catchUp(std::uint64_t sequence, const DeviceNode& tree) {
     auto update = numbered(sequence);
-    update.mutable_batch()->set_catch_up(true);
+    update.mutable_batch(0)->set_catch_up(true);
     *update.mutable_device_tree() = tree;
     return update;
 }
@@ -113,10 +114,29 @@ TEST_F(TreeFollowerTest, ANumberThatIsLeftOutIsALoss) {
     expectToWait(7);
 }
 
+TEST_F(TreeFollowerTest, AnUpdateMayLeadThroughSeveralBatches) {
+    follows(treeOf({"a"}), 4);
+    auto update = removal(5, "a");
+    update.mutable_batch()->MergeFrom(numbered(6).batch());
+    EXPECT_EQ(take(update), Finding::Changed);
+    EXPECT_EQ(follower.sequence(), 6U);
+    EXPECT_EQ(take(update), Finding::Nothing);
+    EXPECT_EQ(take(addition(7, {"b"})), Finding::Changed);
+    expectTree({"b"});
+}
+
+TEST_F(TreeFollowerTest, ANumberThatIsLeftOutWithinAnUpdateIsALoss) {
+    follows(treeOf({"a"}), 4);
+    auto update = removal(5, "a");
+    update.mutable_batch()->MergeFrom(numbered(7).batch());
+    EXPECT_EQ(take(update), Finding::Lost);
+    expectToWait(8);
+}
+
 TEST_F(TreeFollowerTest, AnotherGatewayIsALoss) {
     follows(treeOf({"a"}), 4);
     auto update = removal(5, "a");
-    update.mutable_batch()->set_gateway_instance("another");
+    update.mutable_batch(0)->set_gateway_instance("another");
     EXPECT_EQ(take(update), Finding::Lost);
     expectToWait(6);
 }
@@ -137,7 +157,7 @@ TEST_F(TreeFollowerTest, AllOfTheTreeMakesGoodForEveryLoss) {
 
 TEST_F(TreeFollowerTest, AGatewayMayHaveNoTreeYet) {
     auto update = numbered(3);
-    update.mutable_batch()->set_catch_up(true);
+    update.mutable_batch(0)->set_catch_up(true);
     EXPECT_EQ(take(update), Finding::Changed);
     EXPECT_EQ(follower.tree(), nullptr);
     EXPECT_EQ(take(numbered(4)), Finding::Unchanged);

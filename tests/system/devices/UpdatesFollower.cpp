@@ -65,11 +65,11 @@ bool UpdatesFollower::followUntilLost(socket::Socket& socket, const std::stop_to
 Finding UpdatesFollower::take(Update& update) {
     const std::lock_guard lock(mutex);
     const bool isDifference = update.has_difference();
-    const auto number = update.batch().sequence();
     const auto finding = follower.take(update);
     applied += isDifference && finding == Finding::Changed ? 1 : 0;
     if (finding == Finding::Damaged) {
-        found.push_back("the difference of batch " + std::to_string(number) + " does not fit");
+        found.push_back("a difference after batch " + std::to_string(follower.sequence()) +
+                        " does not fit");
     }
     return finding;
 }
