@@ -56,6 +56,10 @@ void measureDeviceMemory();
 /// uses.
 void measureGatewayFanOut();
 
+/// What it costs the gateway, and a subscriber, to follow the tree by differences, against whole
+/// trees.
+void measureGatewayUpdates();
+
 /// What the service uses while many devices do nothing.
 void measureDeviceFleet();
 

@@ -28,6 +28,7 @@ constexpr Entry entries[] = {
     {"monitoring-info", tarn::benchmarks::measureMonitoringInfo},
     {"device-memory", tarn::benchmarks::measureDeviceMemory},
     {"gateway-fan-out", tarn::benchmarks::measureGatewayFanOut},
+    {"gateway-updates", tarn::benchmarks::measureGatewayUpdates},
     {"device-fleet", tarn::benchmarks::measureDeviceFleet},
 };
 

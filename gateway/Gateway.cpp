@@ -6,10 +6,13 @@
 #include <exception>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 #include "gateway/relay/MonitoringAnswer.h"
+#include "gateway/relay/TreeUpdates.h"
 #include "platform/os/DescriptorSet.h"
 #include "platform/os/SignalInput.h"
+#include "platform/tree_updates/UpdateTopic.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
 
@@ -25,11 +28,26 @@ namespace {
 // Each may hold a whole tree, and a subscriber that does not read holds that many of them.
 constexpr int longestQueue = 64;
 constexpr std::uint32_t largestBatch = (64U << 20U) - 4096;  // what is added must still fit
+// Of several batches; what one batch needs goes out all the same.
+constexpr std::size_t largestUpdate = std::size_t{8} << 20;
+constexpr auto betweenUpdates = 50ms;  // each is as much work as there are followers
 constexpr auto betweenLines = 10s;
 constexpr auto betweenReports = 60s;
 constexpr int announcementsInARow = 100;  // so that batches are not held up by many newcomers
 // Each of them may wait unread for as long as somebody does not read it.
 constexpr std::size_t firstMessagesPerSecond = std::size_t{32} << 20;
+
+// By their numbers: who subscribes to whatever gets batches, who subscribes to the topic of
+// differences gets updates.
+constexpr std::size_t ofBatches = 0;
+constexpr std::size_t ofUpdates = 1;
+
+std::vector<CatchUpPublisher::Wire> wires() {
+    return {{.everybody = Relay::batchBeginning, .filler = Relay::filler},
+            {.everybody = TreeUpdates::beginning(),
+             .filler = TreeUpdates::filler(),
+             .topic = tree_updates::updateTopic()}};
+}
 
 }  // namespace
 
@@ -40,10 +58,10 @@ Gateway::Gateway(const GatewayOptions& options)
       slowLines(betweenLines),
       unansweredLines(betweenLines),
       pace(firstMessagesPerSecond),
+      updatePace(betweenUpdates),
       nextReport(Clock::now() + betweenReports),
       events("events", ClosePolicy::Discard),
-      publisher("subscribers", {.everybody = Relay::batchBeginning, .filler = Relay::filler},
-                longestQueue),
+      publisher("subscribers", wires(), longestQueue),
       question(options.requests) {
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
@@ -60,7 +78,8 @@ void Gateway::run(os::SignalInput& signals) {
     int signal = 0;
     askWhenInDoubt();
     while (signal == 0 || signal == SIGUSR1) {
-        const auto bound = letIn();
+        const auto untilUpdate = publishDueUpdate();
+        const auto bound = std::min(letIn(), untilUpdate.value_or(betweenReports));
         if (awaitBatch(otherInput.descriptor(), bound)) {
             handOn();
         }
@@ -77,6 +96,9 @@ void Gateway::run(os::SignalInput& signals) {
 // Gives how long to wait for other input before more can be let in.
 std::chrono::milliseconds Gateway::letIn() {
     if (publisher.hasAnnouncements() && pace.remaining(Clock::now()) == 0ms) {
+        if (relay.bytesForUpdate() > 0) {
+            publishUpdate();  // newcomers are told where the others are
+        }
         takeAnnouncements();
     }
     const auto now = Clock::now();
@@ -87,25 +109,40 @@ std::chrono::milliseconds Gateway::untilNextReport(Clock::time_point now) const 
     return std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(nextReport - now));
 }
 
-// The newcomers among them share one first message.
+// The newcomers among them share one first message for each wire.
 void Gateway::takeAnnouncements() {
-    std::optional<Relay::CatchUp> first;
+    FirstMessages first;
     for (int i = 0; i < announcementsInARow; ++i) {
         const auto announcement = publisher.nextAnnouncement();
         if (announcement == CatchUpPublisher::Announcement::None) {
             break;
         }
         if (isNewcomer(announcement)) {
-            if (!first) {
-                first = relay.catchUp();
-            }
-            publisher.admit(first->address);
-            ++counters.catchUps;
+            admit(first);
         }
     }
-    if (first) {
-        publisher.welcome(first->address, first->body);
-        pace.admitted(first->body.size(), Clock::now());
+    welcome(first);
+}
+
+void Gateway::admit(FirstMessages& first) {
+    const auto wire = publisher.wireOfAnnouncement();
+    if (!first[wire]) {
+        first[wire] = wire == ofUpdates ? relay.catchUpOfUpdates() : relay.catchUp();
+    }
+    publisher.admit(first[wire]->address);
+    ++counters.catchUps;
+}
+
+void Gateway::welcome(const FirstMessages& first) {
+    std::size_t bytes = 0;
+    for (const auto& message : first) {
+        if (message) {
+            publisher.welcome(message->address, message->body);
+            bytes += message->body.size();
+        }
+    }
+    if (bytes > 0) {
+        pace.admitted(bytes, Clock::now());
     }
 }
 
@@ -147,6 +184,9 @@ void Gateway::handOn() {
 }
 
 void Gateway::publish(const std::string& batch) {
+    if (relay.bytesForUpdate() > 0 && relay.bytesForUpdate() + batch.size() > largestUpdate) {
+        publishUpdate();
+    }
     const auto head = relay.accept(batch);
     if (!head) {
         noteDropped(events.debugString() + ": a message of " + std::to_string(batch.size()) +
@@ -160,11 +200,38 @@ void Gateway::publish(const std::string& batch) {
 }
 
 void Gateway::publish(std::string_view head, std::string_view batch) {
-    if (publisher.publish(head, batch) == CatchUpPublisher::Delivery::SomeLost) {
-        noteTooSlow();
-    }
+    publishOn(ofBatches, head, batch);
     ++counters.batchesOut;
     counters.bytesOut += head.size() + batch.size();
+    if (relay.bytesForUpdate() > 0 && updatePace.remaining(Clock::now()) == 0ms) {
+        publishUpdate();
+    }
+}
+
+void Gateway::publishUpdate() {
+    const auto update = relay.takeUpdate();
+    publishOn(ofUpdates, update, {});
+    counters.bytesOfUpdates += update.size();
+    updatePace.published(Clock::now());
+}
+
+// Gives how long the next one waits still, if there is one.
+std::optional<std::chrono::milliseconds> Gateway::publishDueUpdate() {
+    if (relay.bytesForUpdate() == 0) {
+        return std::nullopt;
+    }
+    const auto remaining = updatePace.remaining(Clock::now());
+    if (remaining > 0ms) {
+        return remaining;
+    }
+    publishUpdate();
+    return std::nullopt;
+}
+
+void Gateway::publishOn(std::size_t wire, std::string_view head, std::string_view body) {
+    if (publisher.publish(head, body, wire) == CatchUpPublisher::Delivery::SomeLost) {
+        noteTooSlow();
+    }
 }
 
 // While a question is under way no other is asked, but after its end, if there is another doubt by

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -10,6 +12,7 @@
 #include "gateway/relay/GatewayCounters.h"
 #include "gateway/relay/Relay.h"
 #include "gateway/relay/TreeQuestion.h"
+#include "gateway/relay/UpdatePace.h"
 #include "platform/socket/CatchUpPublisher.h"
 #include "platform/socket/Socket.h"
 #include "platform/utils/MessageFormatter.h"
@@ -21,7 +24,8 @@ class SignalInput;
 
 namespace tarn::gateway {
 
-/// Receives the service's batches and publishes them; newcomers are first sent the last tree. Where
+/// Receives the service's batches and publishes them, as they are and as what has changed by them
+/// (TreeUpdates); newcomers are first sent the last tree. Where
 /// that may be outdated the service is asked for its tree. One thread, which waits for nothing but
 /// input: a subscriber that does not read loses batches, and nobody else notices.
 class Gateway : public utils::MessageFormatter {
@@ -34,15 +38,21 @@ class Gateway : public utils::MessageFormatter {
 
   private:
     using Clock = std::chrono::steady_clock;
+    using FirstMessages = std::array<std::optional<Relay::CatchUp>, 2>;  // by wire
 
     std::chrono::milliseconds letIn();
     std::chrono::milliseconds untilNextReport(Clock::time_point now) const;
     void takeAnnouncements();
+    void admit(FirstMessages& first);
+    void welcome(const FirstMessages& first);
     bool isNewcomer(tarn::socket::CatchUpPublisher::Announcement announcement);
     bool awaitBatch(int otherInput, std::chrono::milliseconds bound);
     void handOn();
     void publish(const std::string& batch);
     void publish(std::string_view head, std::string_view batch);
+    void publishUpdate();
+    std::optional<std::chrono::milliseconds> publishDueUpdate();
+    void publishOn(std::size_t wire, std::string_view head, std::string_view body);
     void askWhenInDoubt();
     void takeAnswer();
     void noteDropped(const std::string& reason);
@@ -57,6 +67,7 @@ class Gateway : public utils::MessageFormatter {
     utils::Throttle slowLines;
     utils::Throttle unansweredLines;
     AdmissionPace pace;
+    UpdatePace updatePace;
     Clock::time_point nextReport;
     std::uint64_t reportedLosses = 0;
     tarn::socket::Socket events;

@@ -67,6 +67,11 @@ def batch(line):
                    ratio=line["ratio"])
 
 
+def followed(line):
+    return Reading(line["bytes_a_second_each"] / 1000, "kB a second", against="whole trees",
+                   against_value=line["whole_tree_bytes_a_second_each"] / 1000, ratio=line["ratio_of_bytes"])
+
+
 def single(field, unit):
     return lambda line: Reading(line[field], unit)
 
@@ -90,6 +95,17 @@ def _idle(program, jobs):
         one("memory", "resident_kB", "kB", 10_000 if service else None),
         one("processor", "processor_percent_of_one_core", "% of a core", 0.05 if service else None),
         one("wake-ups", "wake_ups_a_second", "a second", wake_ups)) if figure]
+
+
+def _followed(kind):
+    line = {"benchmark": f"differences to those who follow, {kind}"}
+    changing = f"100 {kind} that change a second, 10000 nodes"
+    return (Figure("gateway-updates", f"What one who follows differences is sent, {changing}", line, followed,
+                   Limit("ratio", 0.05)),
+            Figure("gateway-updates", f"What the gateway computes for 1000 who follow, {changing}", line,
+                   single("gateway_percent_of_one_core", "% of a core"), Limit("value", 30)),
+            Figure("gateway-updates", f"Memory of the gateway with 1000 who follow, {changing}", line,
+                   single("gateway_resident_kB", "kB"), Limit("value", 300_000)))
 
 
 REQUESTS = [
@@ -134,6 +150,7 @@ EVENTS = [
              "change to the last of 100 subscribers, 1000 nodes"),
     Figure("gateway-fan-out", "What the gateway computes a batch",
            {"benchmark": "processor use of the gateway a batch"}, batch),
+    *[figure for kind in ("statuses", "devices") for figure in _followed(kind)],
 ]
 
 STORAGE = [

@@ -66,13 +66,14 @@ BareSocket::Context BareSocket::makeContext() {
     return {zmq_ctx_new(), zmq_ctx_term};
 }
 
-BareSocket::BareSocket(Kind kind, const std::string& address, Context sharedContext)
+BareSocket::BareSocket(Kind kind, const std::string& address, Context sharedContext,
+                       const std::string& topic)
     : context(std::move(sharedContext)), socket(zmq_socket(context.get(), typeOf(kind))) {
     const int bound = 5000;
     const int linger = 0;
     zmq_setsockopt(socket, ZMQ_LINGER, &linger, sizeof linger);
     if (kind == Kind::Subscribe) {
-        zmq_setsockopt(socket, ZMQ_SUBSCRIBE, "", 0);
+        zmq_setsockopt(socket, ZMQ_SUBSCRIBE, topic.data(), topic.size());
     }
     if (kind == Kind::Request) {
         zmq_setsockopt(socket, ZMQ_RCVTIMEO, &bound, sizeof bound);

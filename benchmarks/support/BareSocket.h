@@ -20,8 +20,10 @@ class BareSocket {
     using Context = std::shared_ptr<void>;
     static Context makeContext();
 
-    /// A router, a pulling and a publishing side bind, the others connect.
-    BareSocket(Kind kind, const std::string& address, Context context = makeContext());
+    /// A router, a pulling and a publishing side bind, the others connect. `topic` is what a
+    /// subscriber subscribes to.
+    BareSocket(Kind kind, const std::string& address, Context context = makeContext(),
+               const std::string& topic = "");
     ~BareSocket();
     BareSocket(const BareSocket&) = delete;
     BareSocket& operator=(const BareSocket&) = delete;

@@ -50,6 +50,12 @@ std::string MonitoredService::awaitBatch(const std::string& device, Clock::time_
     throw std::runtime_error("no batch tells of " + device);
 }
 
+void MonitoredService::passOver() {
+    std::string batch;
+    while (subscriber.receive(batch, std::chrono::milliseconds(0))) {
+    }
+}
+
 void MonitoredService::add(const device_tree::DeviceNode& device) {
     devices.push_back(device.getId());
     send(addEvent(device));

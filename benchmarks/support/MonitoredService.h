@@ -26,6 +26,9 @@ class MonitoredService {
     /// The next batch that says that this device came or changed; sets `arrival` to when it came.
     std::string awaitBatch(const std::string& device, Clock::time_point& arrival);
 
+    /// Takes the batches that have come and does nothing with them: who does not read is dropped.
+    void passOver();
+
     /// Fills the tree with that many nodes, in devices of at most `deviceSize`, in place of what
     /// was filled in before. Returns once a subscriber has the tree.
     void fill(int nodes, int deviceSize);

@@ -18,7 +18,7 @@ namespace {
 
 struct ShownTree {
     TreeOptions tree;
-    EventSource source;
+    EventSource source{.trees = UpdateSubscription::Trees::Wanted};
     bool watch = false;
 };
 

@@ -13,7 +13,7 @@ namespace tarn::cli {
 
 using namespace std::chrono_literals;
 using proto::service_event::ServiceEventBatch;
-using Received = BatchSubscription::Received;
+using Received = BatchSource::Received;
 using Wanted = BatchListener::Wanted;
 
 namespace {
@@ -26,8 +26,8 @@ std::string inSeconds(std::chrono::milliseconds bound) {
 
 }  // namespace
 
-BatchFollower::BatchFollower(BatchSubscription& subscription, Settings settings)
-    : subscription(subscription),
+BatchFollower::BatchFollower(BatchSource& source, Settings settings)
+    : source(source),
       settings(std::move(settings)),
       silentFrom(Clock::now() + this->settings.bound) {}
 
@@ -37,7 +37,7 @@ ExitStatus BatchFollower::follow(BatchListener& listener, const Interrupt& inter
         if (interrupt.requested()) {
             return ExitStatus::Interrupted;
         }
-        const Received received = subscription.next(batch, nextWait(), interrupt.descriptor());
+        const Received received = source.next(batch, nextWait(), interrupt.descriptor());
         if (received == Received::Batch && take(batch, listener) == Wanted::Enough) {
             return ExitStatus::Done;
         }

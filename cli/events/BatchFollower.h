@@ -5,7 +5,7 @@
 
 #include "cli/ExitStatus.h"
 #include "cli/events/BatchSequence.h"
-#include "cli/events/BatchSubscription.h"
+#include "cli/events/BatchSource.h"
 #include "proto/service_event.fwd.h"
 
 namespace tarn::cli {
@@ -48,8 +48,8 @@ class BatchFollower {
         Clock::time_point until = Clock::time_point::max();  ///< gives up then
     };
 
-    /// The subscription outlives this.
-    BatchFollower(BatchSubscription& subscription, Settings settings);
+    /// The source outlives this.
+    BatchFollower(BatchSource& source, Settings settings);
 
     /// Done when the listener has enough, NoAnswer when it has not in time, Interrupted after
     /// Ctrl-C. CommandError, with NoAnswer, when there is no first batch.
@@ -64,7 +64,7 @@ class BatchFollower {
     void checkSilence(BatchListener& listener);
     std::chrono::milliseconds nextWait() const;
 
-    BatchSubscription& subscription;
+    BatchSource& source;
     const Settings settings;
     BatchSequence sequence;
     State state = State::Awaiting;

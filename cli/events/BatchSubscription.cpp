@@ -5,15 +5,11 @@
 #include <string>
 
 #include "cli/CommandError.h"
-#include "platform/socket/Socket.h"
-#include "platform/socket/TrustedEndpoint.h"
 #include "proto/service_event.pb.h"
 
 namespace tarn::cli {
 
-using tarn::socket::ClosePolicy;
-using tarn::socket::Protocol;
-using tarn::socket::Socket;
+using Received = BatchSource::Received;
 
 namespace {
 
@@ -23,28 +19,26 @@ constexpr int longestQueue = 64;
 
 }  // namespace
 
-BatchSubscription::BatchSubscription(From from, const tarn::socket::SocketEndpoint& endpoint)
-    : socket(std::make_unique<Socket>("events", ClosePolicy::Discard)) {
-    if (const auto why = tarn::socket::whyNotTrusted(endpoint); why && from == From::Gateway) {
-        throw CommandError(ExitStatus::Failed, *why);
-    }
+BatchSubscription::BatchSubscription(const tarn::socket::SocketEndpoint& endpoint)
+    : socket("events", tarn::socket::ClosePolicy::Discard) {
     try {
-        socket->setQueueLength(longestQueue);
-        socket->createAndConnect(from == From::Gateway ? Protocol::Subscribe : Protocol::Pull,
-                                 endpoint, /*timeoutMs=*/0);
+        socket.setQueueLength(longestQueue);
+        socket.createAndConnect(tarn::socket::Protocol::Pull, endpoint, /*timeoutMs=*/0);
     } catch (const std::runtime_error& reason) {
         throw CommandError(ExitStatus::Failed, reason.what());
     }
 }
 
-BatchSubscription::~BatchSubscription() = default;
+Received BatchSubscription::next(proto::service_event::ServiceEventBatch& batch,
+                                 std::chrono::milliseconds bound, int interruption) {
+    return receiveNext(socket, batch, bound, interruption);
+}
 
-BatchSubscription::Received BatchSubscription::next(proto::service_event::ServiceEventBatch& batch,
-                                                    std::chrono::milliseconds bound,
-                                                    int interruption) {
+Received receiveNext(tarn::socket::Socket& socket, google::protobuf::Message& message,
+                     std::chrono::milliseconds bound, int interruption) {
     std::string error;
     const int result =
-        socket->pollWith(interruption, static_cast<std::uint32_t>(bound.count()), error);
+        socket.pollWith(interruption, static_cast<std::uint32_t>(bound.count()), error);
     if (!error.empty()) {
         throw CommandError(ExitStatus::Failed, "cannot wait for events: " + error);
     }
@@ -52,7 +46,7 @@ BatchSubscription::Received BatchSubscription::next(proto::service_event::Servic
         return Received::Nothing;
     }
     try {
-        socket->receiveProtoBuf(&batch, largestBatch);
+        socket.receiveProtoBuf(&message, largestBatch);
         return Received::Batch;
     } catch (const std::exception&) {
         return Received::Garbage;

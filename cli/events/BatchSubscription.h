@@ -1,36 +1,25 @@
 #pragma once
 
-#include <chrono>
-#include <memory>
-
-#include "proto/service_event.fwd.h"
-
-namespace tarn::socket {
-class Socket;
-class SocketEndpoint;
-}  // namespace tarn::socket
+#include "cli/events/BatchSource.h"
+#include "platform/socket/Socket.h"
 
 namespace tarn::cli {
 
-/// The service's batches of events. Used by one thread.
-class BatchSubscription {
+/// Receives the service's batches in the gateway's place.
+class BatchSubscription : public BatchSource {
   public:
-    enum class From {
-        Gateway,  ///< subscribes at the endpoint, again and again until somebody is there
-        Service,  ///< binds the endpoint, in the gateway's place
-    };
-    enum class Received { Nothing, Batch, Garbage };
+    /// Binds the endpoint; CommandError when it cannot be bound.
+    explicit BatchSubscription(const socket::SocketEndpoint& endpoint);
 
-    /// CommandError when the endpoint cannot be bound.
-    BatchSubscription(From from, const tarn::socket::SocketEndpoint& endpoint);
-    ~BatchSubscription();
-
-    /// Waits for the next message; Nothing when `bound` passed, or `interruption` can be read.
     Received next(proto::service_event::ServiceEventBatch& batch, std::chrono::milliseconds bound,
-                  int interruption);
+                  int interruption) override;
 
   private:
-    std::unique_ptr<tarn::socket::Socket> socket;
+    socket::Socket socket;
 };
+
+/// Waits for a message, as BatchSource::next does, and parses it into `message`.
+BatchSource::Received receiveNext(socket::Socket& socket, google::protobuf::Message& message,
+                                  std::chrono::milliseconds bound, int interruption);
 
 }  // namespace tarn::cli

@@ -1,13 +1,15 @@
 #include "cli/events/EventSource.h"
 
 #include <CLI/CLI.hpp>
+#include <memory>
 
 #include "cli/client/ServiceClient.h"
+#include "cli/events/BatchSubscription.h"
 #include "platform/program/Options.h"
 
 namespace tarn::cli {
 
-using From = BatchSubscription::From;
+using From = EventSource::From;
 using Patience = BatchFollower::Patience;
 using tarn::socket::Protocol;
 using tarn::socket::SocketEndpoint;
@@ -23,6 +25,13 @@ SocketEndpoint endpointOf(const EventSource& source, ServiceClient& service) {
     }
     return source.from == From::Service ? SocketEndpoint::FromString(defaultEventsEndpoint)
                                         : service.publishingEndpoint();
+}
+
+std::unique_ptr<BatchSource> open(const EventSource& source, const SocketEndpoint& endpoint) {
+    if (source.from == From::Service) {
+        return std::make_unique<BatchSubscription>(endpoint);
+    }
+    return std::make_unique<UpdateSubscription>(endpoint, source.trees);
 }
 
 const char* remedyFor(From from) {
@@ -42,9 +51,9 @@ ExitStatus followBatches(const EventSource& source, Ending ending, ServiceClient
                          BatchListener& listener, const Interrupt& interrupt) {
     using Clock = BatchFollower::Clock;
     const SocketEndpoint endpoint = endpointOf(source, service);
-    BatchSubscription subscription(source.from, endpoint);
+    const auto batches = open(source, endpoint);
     const bool mayBeLate = source.from == From::Service && ending == Ending::OnInterrupt;
-    BatchFollower follower(subscription,
+    BatchFollower follower(*batches,
                            {.endpoint = endpoint.toString(Protocol::None),
                             .remedy = remedyFor(source.from),
                             .bound = service.timeout(),

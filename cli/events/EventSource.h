@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "cli/events/BatchFollower.h"
+#include "cli/events/UpdateSubscription.h"
 #include "platform/socket/SocketEndpoint.h"
 
 namespace CLI {
@@ -17,8 +18,13 @@ class ServiceClient;
 /// Where a command gets the service's events from.
 struct EventSource {
     /// Nothing: where the service's gateway publishes them; the service is asked.
-    std::optional<socket::SocketEndpoint> endpoint;
-    BatchSubscription::From from = BatchSubscription::From::Gateway;
+    std::optional<socket::SocketEndpoint> endpoint = {};
+    enum class From {
+        Gateway,  ///< what it publishes
+        Service,  ///< in the gateway's place
+    };
+    From from = From::Gateway;
+    UpdateSubscription::Trees trees = UpdateSubscription::Trees::Unwanted;  ///< of the gateway
 };
 
 /// Adds the option that sets the endpoint.

@@ -49,7 +49,7 @@ void addOptions(CLI::App& command, ShownEvents& options) {
         ->check(CLI::PositiveNumber);
     addEventsEndpoint(command, options.source);
     command.add_flag_callback(
-        "--bind", [&options] { options.source.from = BatchSubscription::From::Service; },
+        "--bind", [&options] { options.source.from = EventSource::From::Service; },
         "Be the receiver of the service's events where there is no gateway; to be "
         "started before the service");
 }

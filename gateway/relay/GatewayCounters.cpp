@@ -7,9 +7,9 @@ namespace tarn::gateway {
 std::string GatewayCounters::text() const {
     return fmt::format(
         "batches in {} ({} bytes), out {} ({} bytes), dropped {}; subscribers {}, newcomers {}, "
-        "too slow {} times, trees asked for {}",
+        "too slow {} times, trees asked for {}, updates {} bytes",
         batchesIn, bytesIn, batchesOut, bytesOut, dropped, subscribers, catchUps, tooSlow,
-        questions);
+        questions, bytesOfUpdates);
 }
 
 }  // namespace tarn::gateway

@@ -12,6 +12,7 @@ struct GatewayCounters {
     std::uint64_t bytesIn = 0;
     std::uint64_t batchesOut = 0;
     std::uint64_t bytesOut = 0;
+    std::uint64_t bytesOfUpdates = 0;
     std::uint64_t dropped = 0;      ///< messages that were no batches
     std::uint64_t catchUps = 0;     ///< newcomers that were given the last tree
     std::uint64_t subscribers = 0;  ///< at the moment; one of several topics counts as several

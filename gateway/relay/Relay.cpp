@@ -35,11 +35,20 @@ std::optional<std::string> Relay::accept(std::string_view batch) {
         standing = Standing::InDoubt;
         ++doubts;
     }
+    auto head = nextHead(/*askedFor=*/false);
+    noteUpdate(head, batch, *scanned);
     if (!scanned->tree.empty()) {
         tree = scanned->tree;
         standing = Standing::Certain;
     }
-    return nextHead(/*askedFor=*/false);
+    return head;
+}
+
+// Before the tree becomes the last one.
+void Relay::noteUpdate(std::string_view head, std::string_view batch, const ScannedBatch& scanned) {
+    if (areUpdatesWanted) {
+        updates.add(head, batch, scanned, tree);
+    }
 }
 
 std::optional<std::uint64_t> Relay::doubt() const {
@@ -55,8 +64,10 @@ std::optional<Relay::Settlement> Relay::settle(std::uint64_t inDoubt, std::strin
     if (tree == scanned->tree) {
         return std::nullopt;
     }
+    auto head = nextHead(/*askedFor=*/true);
+    noteUpdate(head, scanned->tree, *scanned);
     tree = scanned->tree;
-    return Settlement{nextHead(/*askedFor=*/true), tree};
+    return Settlement{std::move(head), tree};
 }
 
 std::string Relay::nextHead(bool askedFor) {
@@ -72,11 +83,20 @@ std::string Relay::nextHead(bool askedFor) {
 Relay::CatchUp Relay::catchUp() {
     ServiceEventBatch address;
     address.set_newcomer(++newcomers);
+    return {address.SerializeAsString(), catchUpHead() + tree};
+}
+
+Relay::CatchUp Relay::catchUpOfUpdates() {
+    areUpdatesWanted = true;
+    return {TreeUpdates::address(++newcomers), TreeUpdates::catchUp(catchUpHead(), tree)};
+}
+
+std::string Relay::catchUpHead() const {
     ServiceEventBatch head;
     head.set_catch_up(true);
     head.set_sequence(sequence);
     head.set_gateway_instance(instance);
-    return {address.SerializeAsString(), head.SerializeAsString() + tree};
+    return head.SerializeAsString();
 }
 
 }  // namespace tarn::gateway

@@ -6,12 +6,14 @@
 #include <string_view>
 
 #include "gateway/relay/ServiceSequence.h"
+#include "gateway/relay/TreeUpdates.h"
 
 namespace tarn::gateway {
 
 /// Numbers the batches that go through, and remembers the last tree. One thread at a time.
 ///
-/// A batch is handed on as it came, behind a head of the gateway's own fields.
+/// A batch is handed on as it came, behind a head of the gateway's own fields; for those who follow
+/// differences it becomes an update.
 ///
 /// Whether the last tree is what the service has can be in doubt:
 ///
@@ -34,6 +36,15 @@ class Relay {
     };
     /// What those who have just come get now: the last tree, if there is one, and the last number.
     CatchUp catchUp();
+
+    /// The same for those who have come for updates. From the first one on updates are made. What
+    /// waits to be told has to be taken before.
+    CatchUp catchUpOfUpdates();
+
+    /// Of batches that wait to be told in the next update; 0 also while nobody has come for them.
+    std::size_t bytesForUpdate() const { return updates.waitingBytes(); }
+    /// The update of what was accepted or settled since the last one; there must be something.
+    std::string takeUpdate() { return updates.take(tree); }
 
     /// All but catch-ups begin with this.
     static const std::string batchBeginning;
@@ -59,6 +70,8 @@ class Relay {
     enum class Standing { InDoubt, Certain };
 
     std::string nextHead(bool askedFor);
+    std::string catchUpHead() const;
+    void noteUpdate(std::string_view head, std::string_view batch, const ScannedBatch& scanned);
 
     const std::string instance;
     ServiceSequence service;
@@ -67,6 +80,8 @@ class Relay {
     std::uint64_t sequence = 0;
     std::uint64_t newcomers = 0;
     std::string tree;  // a batch of nothing else, serialised
+    bool areUpdatesWanted = false;
+    TreeUpdates updates;
 };
 
 }  // namespace tarn::gateway

@@ -1,5 +1,6 @@
 #include "platform/socket/CatchUpPublisher.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -19,28 +20,31 @@ enum class WhenFull { Tell, Drop };
 
 struct CatchUpPublisher::Implementation {
     const std::string name;
-    const Wire wire;
+    const std::vector<Wire> wires;
     BoundSocket listening;
-    KnownPeers known;
+    std::vector<KnownPeers> known;  // by wire
+    std::size_t announcedFor = 0;
     // Announcements may be out of step with who made them, until all have been taken.
     bool isDisturbed = false;
 
-    Implementation(std::string publisherName, Wire publisherWire, int queueLength)
+    Implementation(std::string publisherName, std::vector<Wire> publisherWires, int queueLength)
         : name(std::move(publisherName)),
-          wire(std::move(publisherWire)),
+          wires(std::move(publisherWires)),
           listening({.protocol = Protocol::Publish,
                      .closePolicy = ClosePolicy::Flush,
                      .queueLength = queueLength,
-                     .audience = Audience::Clients}) {}
+                     .audience = Audience::Clients}),
+          known(wires.size()) {}
 
     ZmqSocket& socket() { return listening.socket(); }
     std::string describe() const;
     bool isReadable() { return (socket().get(zmq::sockopt::events) & ZMQ_POLLIN) != 0; }
     void set(WhenFull policy) { socket().set(zmq::sockopt::xpub_nodrop, policy == WhenFull::Tell); }
     Announcement nextAnnouncement();
+    std::size_t wireOf(std::string_view topic) const;
     bool send(std::string_view head, std::string_view body);
     void sendDropping(std::string_view head, std::string_view body);
-    Delivery publish(std::string_view head, std::string_view body);
+    Delivery publish(std::string_view head, std::string_view body, const Wire& wire);
 
     template <typename Action>
     auto named(Action action) {
@@ -53,7 +57,15 @@ std::string CatchUpPublisher::Implementation::describe() const {
     return endpoints.empty() ? name : name + " on " + endpoints;
 }
 
+// Any topic but those that have a wire of their own is the first one's.
+std::size_t CatchUpPublisher::Implementation::wireOf(std::string_view topic) const {
+    const auto found = std::find_if(wires.begin(), wires.end(),
+                                    [topic](const Wire& wire) { return wire.topic == topic; });
+    return found == wires.end() ? 0 : static_cast<std::size_t>(found - wires.begin());
+}
+
 CatchUpPublisher::Announcement CatchUpPublisher::Implementation::nextAnnouncement() {
+    announcedFor = 0;
     zmq::message_t frame;
     if (!socket().receive(frame)) {
         isDisturbed = false;
@@ -66,10 +78,11 @@ CatchUpPublisher::Announcement CatchUpPublisher::Implementation::nextAnnouncemen
     if (isDisturbed) {
         return Announcement::Unclear;
     }
+    announcedFor = wireOf(frame.to_string_view().substr(1));
     if (kind == 0) {
         return Announcement::Left;
     }
-    return known.isNew(std::move(frame)) ? Announcement::Came : Announcement::Again;
+    return known[announcedFor].isNew(std::move(frame)) ? Announcement::Came : Announcement::Again;
 }
 
 // False, and nobody has got it, when somebody's queue is full.
@@ -86,7 +99,8 @@ void CatchUpPublisher::Implementation::sendDropping(std::string_view head, std::
 }
 
 CatchUpPublisher::Delivery CatchUpPublisher::Implementation::publish(std::string_view head,
-                                                                     std::string_view body) {
+                                                                     std::string_view body,
+                                                                     const Wire& wire) {
     if (send(head, body)) {
         return Delivery::ToAll;
     }
@@ -103,7 +117,10 @@ CatchUpPublisher::Delivery CatchUpPublisher::Implementation::publish(std::string
 }
 
 CatchUpPublisher::CatchUpPublisher(std::string name, Wire wire, int queueLength)
-    : impl(std::make_unique<Implementation>(std::move(name), std::move(wire), queueLength)) {
+    : CatchUpPublisher(std::move(name), std::vector{std::move(wire)}, queueLength) {}
+
+CatchUpPublisher::CatchUpPublisher(std::string name, std::vector<Wire> wires, int queueLength)
+    : impl(std::make_unique<Implementation>(std::move(name), std::move(wires), queueLength)) {
     // What a subscriber asks for is told, not done: who gets what is decided here.
     impl->socket().set(zmq::sockopt::xpub_manual, true);
     impl->set(WhenFull::Tell);
@@ -119,6 +136,10 @@ CatchUpPublisher::Announcement CatchUpPublisher::nextAnnouncement() {
     return impl->named([&] { return impl->nextAnnouncement(); });
 }
 
+std::size_t CatchUpPublisher::wireOfAnnouncement() const {
+    return impl->announcedFor;
+}
+
 bool CatchUpPublisher::hasAnnouncements() {
     return impl->named([&] { return impl->isReadable(); });
 }
@@ -129,7 +150,7 @@ bool CatchUpPublisher::hasAnnouncements() {
 void CatchUpPublisher::admit(std::string_view address) {
     impl->named([&] {
         impl->socket().set(zmq::sockopt::subscribe, address);
-        impl->socket().set(zmq::sockopt::subscribe, impl->wire.everybody);
+        impl->socket().set(zmq::sockopt::subscribe, impl->wires[impl->announcedFor].everybody);
     });
 }
 
@@ -141,8 +162,9 @@ void CatchUpPublisher::welcome(std::string_view address, std::string_view body) 
     });
 }
 
-CatchUpPublisher::Delivery CatchUpPublisher::publish(std::string_view head, std::string_view body) {
-    return impl->named([&] { return impl->publish(head, body); });
+CatchUpPublisher::Delivery CatchUpPublisher::publish(std::string_view head, std::string_view body,
+                                                     std::size_t wire) {
+    return impl->named([&] { return impl->publish(head, body, impl->wires.at(wire)); });
 }
 
 int CatchUpPublisher::descriptor() {

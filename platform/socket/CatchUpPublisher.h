@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/socket/SocketEndpoint.h"
 
@@ -17,8 +18,9 @@ namespace tarn::socket {
 /// is in memory once. Nothing waits: a subscriber whose queue is full loses messages, and only that
 /// one.
 ///
-/// It is admitted once, whatever it subscribes to, and gets everything; a topic that is too long
-/// (over 256 bytes) ends its connection.
+/// It is admitted once, whatever it subscribes to, and gets everything, but for what goes out on a
+/// topic of its own (Wire): who subscribes to just that one is admitted for that alone. A topic
+/// that is too long (over 256 bytes) ends its connection.
 ///
 /// Over IPC it is there for clients (Audience).
 ///
@@ -26,12 +28,15 @@ namespace tarn::socket {
 /// ZmqContextTerminationException while the context is being terminated.
 class CatchUpPublisher {
   public:
-    /// What messages look like.
+    /// What messages look like: all of those who subscribe to whatever, or those on one topic.
     struct Wire {
         std::string everybody;  ///< what all but first messages begin with
         /// A message for everybody that means nothing. It goes out when a subscriber is found to
         /// have become too slow, to some or to all.
         std::string filler;
+        /// What exactly to subscribe to; all messages of that topic begin with it, and no others.
+        /// Empty for those who subscribe to whatever.
+        std::string topic = {};
     };
 
     enum class Announcement {
@@ -49,6 +54,9 @@ class CatchUpPublisher {
 
     /// At most `queueLength` messages wait for a subscriber.
     CatchUpPublisher(std::string name, Wire wire, int queueLength);
+    /// With topics of their own: `wires` begins with that of those who subscribe to whatever. They
+    /// are called by their numbers in this list.
+    CatchUpPublisher(std::string name, std::vector<Wire> wires, int queueLength);
     ~CatchUpPublisher();
 
     /// Begins to listen. As Socket::connect does for roles that bind.
@@ -57,20 +65,25 @@ class CatchUpPublisher {
     /// Takes the next announcement.
     Announcement nextAnnouncement();
 
+    /// Which of the wires the announcement that was taken last is about: 0 also where it is
+    /// Unclear.
+    std::size_t wireOfAnnouncement() const;
+
     /// Whether there are announcements to be taken.
     bool hasAnnouncements();
 
-    /// Admits the one whose announcement was taken last: it is one of those that the next `welcome`
-    /// with this address is for. Nothing may be sent in between. No address begins with another
-    /// that was ever given, with what everybody's messages begin with, or the other way round.
+    /// Admits the one whose announcement was taken last, for what the announcement is about: it is
+    /// one of those that the next `welcome` with this address is for. Nothing may be sent in
+    /// between. No address begins with another that was ever given, with what everybody's messages
+    /// begin with, or the other way round; those on a topic begin with the topic.
     void admit(std::string_view address);
 
     /// Sends those who were admitted with this address their first message: `address` and `body`
     /// together.
     void welcome(std::string_view address, std::string_view body);
 
-    /// Sends one message, `head` and `body` together, to all who are admitted.
-    Delivery publish(std::string_view head, std::string_view body);
+    /// Sends one message, `head` and `body` together, to all who are admitted for this wire.
+    Delivery publish(std::string_view head, std::string_view body, std::size_t wire = 0);
 
     /// Readable, for poll, when an announcement may have come since nextAnnouncement or
     /// hasAnnouncements was last called: only after one of them, with nothing sent since, may it be

@@ -41,6 +41,14 @@ void Socket::setLargestReceived(std::size_t bytes) {
     impl->settings.largestReceived = bytes;
 }
 
+void Socket::setTopic(std::string topic) {
+    if (impl->isOpen()) {
+        throw std::invalid_argument(debugString() +
+                                    ": what is subscribed to is set before opening");
+    }
+    impl->settings.topic = std::move(topic);
+}
+
 void Socket::setTimeout(milliseconds bound) {
     impl->bound = bound;
 }

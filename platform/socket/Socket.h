@@ -49,6 +49,10 @@ class Socket {
     /// default, on Reply `largestRequestSize` (see Limits.h). In bytes. Before create or connect.
     void setLargestReceived(std::size_t bytes);
 
+    /// On Subscribe: only what begins with these bytes is received; everything by default. Before
+    /// create or connect. In bytes at most 256, or the publisher ends the connection.
+    void setTopic(std::string topic);
+
     /// Shortens or lengthens the bound of sends and receives. Any time.
     void setTimeout(std::chrono::milliseconds bound);
 

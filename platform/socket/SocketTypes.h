@@ -13,7 +13,7 @@ enum class Protocol : std::uint32_t {
     Reply = 3,      ///< answering side; binds
     Request = 4,    ///< asking side; connects
     Publish = 5,    ///< to any number of subscribers; binds
-    Subscribe = 6,  ///< receives everything that is published; connects
+    Subscribe = 6,  ///< receives what is published, or one topic of it; connects
 };
 
 /// What happens on closing to messages that were not sent yet.

@@ -48,6 +48,7 @@ Chaos::Chaos(unsigned seed, const Places& places, std::vector<std::string> witho
       machine(places),
       largeDevice(machine.places()),
       follower(machine.places().published),
+      updatesFollower(machine.places().published),
       diskTrack(machine.diskTrack(), machine.ownTracks().at(machine.diskTrack())),
       without(std::move(without)) {
     for (const auto& [track, size] : machine.ownTracks()) {

@@ -20,6 +20,7 @@
 #include "tests/storage_sequences/Client.h"
 #include "tests/storage_sequences/TrackModel.h"
 #include "tests/system/devices/GatewayFollower.h"
+#include "tests/system/devices/UpdatesFollower.h"
 #include "tests/system/harness/Api.h"
 
 namespace tarn::chaos {
@@ -164,6 +165,7 @@ class Chaos {
     Machine machine;
     LargeDevice largeDevice;
     test::GatewayFollower follower;
+    test::UpdatesFollower updatesFollower;
     Model model;
     TrackBook book;
     CaptureBook captureBook{Capture::nameOf(Capture::good(Capture::first))};

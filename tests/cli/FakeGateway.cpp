@@ -2,6 +2,10 @@
 
 #include <poll.h>
 
+#include <utility>
+
+#include "platform/tree_updates/UpdateTopic.h"
+
 namespace tarn::test {
 
 using namespace proto::service_event;
@@ -12,27 +16,38 @@ using Announcement = socket::CatchUpPublisher::Announcement;
 
 namespace {
 
-// The first byte of what has only a number.
-const std::string batchBeginning = "\x20";
+using proto::service_event::TreeUpdate;
 
-// The gateway's fields in front, by which newcomers are told apart.
+// What has a batch, and is no catch-up.
+std::string beginning() {
+    return tree_updates::updateTopic() + "\x1a";
+}
+
 std::string serialised(FakeGateway::Batch batch, const std::string& instance) {
-    FakeGateway::Batch head;
-    if (batch.catch_up()) {
-        head.set_catch_up(true);
+    batch.set_gateway_instance(instance);
+    TreeUpdate update;
+    if (batch.has_device_tree()) {
+        *update.mutable_device_tree() = batch.device_tree();
+        batch.clear_device_tree();
     }
-    head.set_sequence(batch.sequence());
-    head.set_gateway_instance(instance);
-    batch.clear_catch_up();
-    batch.clear_sequence();
-    return head.SerializeAsString() + batch.SerializeAsString();
+    *update.add_batch() = std::move(batch);
+    return update.SerializeAsString();
+}
+
+std::string addressOf(std::uint64_t newcomer) {
+    TreeUpdate address;
+    address.set_newcomer(newcomer);
+    return tree_updates::updateTopic() + address.SerializeAsString();
 }
 
 }  // namespace
 
 FakeGateway::FakeGateway(const std::string& endpoint)
     : address(endpoint),
-      publisher("fake gateway", {.everybody = batchBeginning, .filler = batchBeginning + '\0'},
+      publisher("fake gateway",
+                {.everybody = beginning(),
+                 .filler = beginning() + '\0',
+                 .topic = tree_updates::updateTopic()},
                 100) {
     publisher.listen(socket::SocketEndpoint::FromString(address));
     thread = std::jthread([this](const std::stop_token& stop) { run(stop); });
@@ -48,19 +63,32 @@ void FakeGateway::publishes(const Batch& batch) {
     if (locked->script.empty() && batch.sequence() > 0) {
         locked->catchUp.set_sequence(batch.sequence() - 1);
     }
-    locked->script.push_back(serialised(batch, locked->instance));
+    locked->script.push_back(tree_updates::updateTopic() + serialised(batch, locked->instance));
 }
 
 void FakeGateway::catchesUpWith(const DeviceNode& tree) {
     *state.lock()->catchUp.mutable_device_tree() = tree;
 }
 
+void FakeGateway::publishesRemoval(std::uint64_t sequence, const std::string& id) {
+    TreeUpdate update;
+    update.mutable_difference()->add_removed(id);
+    auto locked = state.lock();
+    locked->script.push_back(tree_updates::updateTopic() +
+                             serialised(numbered(sequence), locked->instance) +
+                             update.SerializeAsString());
+}
+
 void FakeGateway::publishesGarbage() {
-    state.lock()->script.push_back(batchBeginning + "\xff");
+    state.lock()->script.push_back(beginning() + "\xff");
 }
 
 void FakeGateway::changesInstance() {
     state.lock()->instance = "second instance";
+}
+
+std::uint64_t FakeGateway::newcomers() {
+    return state.lock()->newcomers;
 }
 
 void FakeGateway::run(const std::stop_token& stop) {
@@ -79,11 +107,9 @@ void FakeGateway::serve(State& current) {
          next = publisher.nextAnnouncement()) {
         if (next == Announcement::Came) {
             current.catchUp.set_catch_up(true);
-            Batch address;
-            address.set_newcomer(++current.newcomers);
-            publisher.admit(address.SerializeAsString());
-            publisher.welcome(address.SerializeAsString(),
-                              serialised(current.catchUp, "first instance"));
+            const auto address = addressOf(++current.newcomers);
+            publisher.admit(address);
+            publisher.welcome(address, serialised(current.catchUp, "first instance"));
             current.sent = 0;
         }
     }

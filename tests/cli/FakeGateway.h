@@ -12,8 +12,9 @@
 
 namespace tarn::test {
 
-/// The gateway as tarnctl sees it: whoever comes is sent a catch-up, and then what is to follow.
-/// Batches have the heads that they are given here. Thread-safe.
+/// The gateway as tarnctl sees it: whoever comes for updates is sent a catch-up, and then what is
+/// to follow. Each that has a tree has all of it. Batches have the heads that they are given here.
+/// Thread-safe.
 class FakeGateway {
   public:
     using Batch = proto::service_event::ServiceEventBatch;
@@ -30,11 +31,17 @@ class FakeGateway {
     void publishes(const Batch& batch);
     void catchesUpWith(const proto::monitoring::DeviceNode& tree);
 
+    /// The difference that a device below the root has gone.
+    void publishesRemoval(std::uint64_t sequence, const std::string& id);
+
     /// Something that is no batch.
     void publishesGarbage();
 
     /// As if it had been started again.
     void changesInstance();
+
+    /// How many have come.
+    std::uint64_t newcomers();
 
   private:
     struct State {

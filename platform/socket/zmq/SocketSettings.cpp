@@ -48,8 +48,8 @@ std::int64_t largestReceivedBy(const SocketSettings& settings) {
                                                                    : ofRole);
 }
 
-void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
-    switch (protocol) {
+void setRoleOptions(ZmqSocket& socket, const SocketSettings& settings) {
+    switch (settings.protocol) {
         case Protocol::Reply:
             socket.set(option::router_mandatory, true);  // tell when the client has gone
             break;
@@ -61,7 +61,7 @@ void setRoleOptions(ZmqSocket& socket, Protocol protocol) {
             socket.set(option::maxmsgsize, largestAnnouncement);  // nothing else is received
             break;
         case Protocol::Subscribe:
-            socket.set(option::subscribe, "");
+            socket.set(option::subscribe, settings.topic);
             break;
         default:
             break;
@@ -84,7 +84,7 @@ std::unique_ptr<ZmqSocket> makeZmqSocket(const SocketSettings& settings) {
     if (role.opening == SocketRole::Opening::Binds) {
         socket->set(option::handshake_ivl, static_cast<int>(handshakeWithin.count()));
     }
-    setRoleOptions(*socket, settings.protocol);
+    setRoleOptions(*socket, settings);
     return socket;
 }
 

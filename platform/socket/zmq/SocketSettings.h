@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "platform/socket/Audience.h"
 #include "platform/socket/SocketTypes.h"
@@ -22,6 +23,7 @@ struct SocketSettings {
     std::optional<Entrance> entrance = {};
     /// What protects its TCP endpoints; null: what protects the process then.
     std::shared_ptr<TcpProtection::State> protection = {};
+    std::string topic = {};  ///< what is subscribed to; everything begins with the empty one
 };
 
 /// No message is larger on the wire, in bytes: a connection that brings a larger one is closed

@@ -50,8 +50,15 @@ bool Chaos::followerIsTold() {
 
 std::vector<std::string> Chaos::differencesOfFollower() const {
     const auto served = servedDescriptions(machine.places());
-    return served ? followerProblems(*served, follower.devices())
-                  : std::vector<std::string>{"the tree was not told"};
+    if (!served) {
+        return {"the tree was not told"};
+    }
+    auto problems = updatesFollower.problems();
+    for (const auto& devices : {follower.devices(), updatesFollower.devices()}) {
+        const auto more = followerProblems(*served, devices);
+        problems.insert(problems.end(), more.begin(), more.end());
+    }
+    return problems;
 }
 
 // Only while nothing changes: a change brings the whole tree again, and hides what was lost.
@@ -64,7 +71,9 @@ void Chaos::awaitFollower() {
         problems = differencesOfFollower();
     }
     if (problems.empty()) {
-        ++counts["times that the tree of the follower was that of the service"];
+        ++counts["times that the trees of the followers were that of the service"];
+        counts["differences that a follower has applied"] =
+            static_cast<std::int64_t>(updatesFollower.differences());
     } else if (time.elapsed() < leastOfIt) {
         ++counts["times that the machine was too busy to compare the tree of the follower"];
     } else {

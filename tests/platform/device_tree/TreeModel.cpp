@@ -138,4 +138,22 @@ TreeModel RandomModels::tree(std::size_t levels) {
     return result;
 }
 
+void RandomModels::change(DeviceNode& root) {
+    std::string error;
+    switch (below(5)) {
+        case 0:
+            root.removeSubDevice(id(), below(2) == 0, error);
+            break;
+        case 1:
+            root.addSubDevice(std::make_shared<DeviceNode>(tree(below(4)).toDeviceNode()),
+                              /*replace=*/true, error);
+            break;
+        case 2:
+            root.updateGlobalStatus(id(), global());
+            break;
+        default:
+            root.updateStatusValue(id(), status());
+    }
+}
+
 }  // namespace tarn::device_tree

@@ -48,6 +48,9 @@ class RandomModels {
     NamedStatus status();
     TreeModel tree(std::size_t levels);
 
+    /// Changes one thing of the tree, or nothing: a status, or sub-devices.
+    void change(DeviceNode& root);
+
   private:
     std::mt19937 random;
 };

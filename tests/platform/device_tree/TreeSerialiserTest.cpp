@@ -114,21 +114,8 @@ TEST_P(RandomTreesSerialisedTest, AreAsTheirMessages) {
     RandomModels models(GetParam());
     TreeSerialiser serialiser;
     DeviceNode root = models.tree(3).toDeviceNode();
-    std::string error;
     for (int step = 0; step < 300; ++step) {
-        switch (models.below(5)) {
-            case 0:
-                root.removeSubDevice(models.id(), models.below(2) == 0, error);
-                break;
-            case 1:
-                add(root, models.tree(models.below(4)).toDeviceNode());
-                break;
-            case 2:
-                root.updateGlobalStatus(models.id(), models.global());
-                break;
-            default:
-                root.updateStatusValue(models.id(), models.status());
-        }
+        models.change(root);
         if (models.below(3) != 0) {
             ASSERT_EQ(serialiser.serialise(root), bytesOf(root)) << "step " << step;
         }

@@ -350,4 +350,86 @@ TEST_F(CatchUpPublisherTest, NamesItsEndpoint) {
     EXPECT_EQ(publisher.debugString(), "Publisher on " + endpoint.toString(Protocol::Publish));
 }
 
+/// Beside those who subscribe to whatever, some who subscribe to one topic.
+class PublishedTopicTest : public CatchUpPublisherTest {
+  protected:
+    PublishedTopicTest() { withTopic.listen(topicEndpoint); }
+
+    std::unique_ptr<Socket> subscribed(const std::string& topic) {
+        auto socket = std::make_unique<Socket>("Subscriber", ClosePolicy::Discard);
+        socket->setTopic(topic);
+        socket->createAndConnect(Protocol::Subscribe, topicEndpoint, patienceMs);
+        return socket;
+    }
+
+    /// Lets the next one in, with "welcome" behind its address.
+    void letIn(std::size_t wireNumber) {
+        Announcement announcement = Announcement::None;
+        ASSERT_TRUE(tarn::test::eventually([&] {
+            announcement = withTopic.nextAnnouncement();
+            return announcement != Announcement::None;
+        }));
+        ASSERT_EQ(announcement, Announcement::Came);
+        EXPECT_EQ(withTopic.wireOfAnnouncement(), wireNumber);
+        const auto address = (wireNumber == 0 ? "" : "T") + nextAddress();
+        withTopic.admit(address);
+        withTopic.welcome(address, "welcome");
+    }
+
+    void publishBoth() {
+        withTopic.publish("E", " all");
+        withTopic.publish("TE", " topic", 1);
+    }
+
+    const SocketEndpoint topicEndpoint = ipcEndpoint();
+    CatchUpPublisher withTopic{"Publisher",
+                               std::vector<CatchUpPublisher::Wire>{
+                                   wire, {.everybody = "TE", .filler = "TE filler", .topic = "T"}},
+                               queueLength};
+};
+
+TEST_F(PublishedTopicTest, GoesToThoseWhoSubscribeToItAlone) {
+    const auto ofTopic = subscribed("T");
+    letIn(1);
+    const auto ofAll = subscribed("");
+    letIn(0);
+    const auto ofOther = subscribed("TE");  // as anything else
+    letIn(0);
+    publishBoth();
+    EXPECT_EQ(ofTopic->receiveBytes(maxBytes), "TN1 welcome");
+    EXPECT_EQ(ofTopic->receiveBytes(maxBytes), "TE topic");
+    EXPECT_EQ(ofAll->receiveBytes(maxBytes), "N2 welcome");
+    EXPECT_EQ(ofAll->receiveBytes(maxBytes), "E all");
+    publishBoth();
+    EXPECT_EQ(ofTopic->receiveBytes(maxBytes), "TE topic");
+    EXPECT_EQ(ofAll->receiveBytes(maxBytes), "E all");
+}
+
+TEST_F(PublishedTopicTest, ComesBesideEverythingForThoseWhoSubscribeToBoth) {
+    const tarn::test::SilentSubscriber both(topicEndpoint.toString(Protocol::None), "T");
+    letIn(1);
+    both.subscribe("");
+    letIn(0);
+    both.subscribe("T");
+    ASSERT_TRUE(tarn::test::eventually(
+        [&] { return withTopic.nextAnnouncement() == Announcement::Again; }));
+    EXPECT_EQ(withTopic.wireOfAnnouncement(), 1U);
+}
+
+TEST_F(PublishedTopicTest, IsLostForThoseAloneWhoDoNotReadIt) {
+    const tarn::test::SilentSubscriber slow(topicEndpoint.toString(Protocol::None), "T");
+    letIn(1);
+    const auto ofAll = subscribed("");
+    letIn(0);
+    ofAll->receiveBytes(maxBytes);
+    const std::string large(100000, 'x');
+    int lost = 0;
+    for (int i = 0; i < 200; ++i) {
+        EXPECT_EQ(withTopic.publish("E", " all"), Delivery::ToAll);
+        EXPECT_EQ(receiveNext(*ofAll), "E all");
+        lost += withTopic.publish("TE", large, 1) == Delivery::SomeLost ? 1 : 0;
+    }
+    EXPECT_GT(lost, 0);
+}
+
 }  // namespace tarn::socket::test
