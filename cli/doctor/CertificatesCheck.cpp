@@ -10,7 +10,7 @@
 #include "platform/keys/PrivateFile.h"
 #include "platform/os/SmallFile.h"
 #include "platform/os/TrustedListener.h"
-#include "platform/tls/CertifiedKey.h"
+#include "platform/tls/CertificateProgram.h"
 
 namespace tarn::cli {
 
@@ -54,7 +54,8 @@ void checkServer(const Machine& machine, Findings& findings) {
         return;
     }
     try {
-        checkEnd(tls::readCertifiedKeyFile(path, os::storageUser).end, machine, findings);
+        checkEnd(tls::lookAtCertificateFile(path, std::string(os::storageUser)).end, machine,
+                 findings);
     } catch (const keys::KeyFileError& failure) {
         findings.push_back({Gravity::Error, failure.what(),
                             "chown it to tarn-store, chmod 600, and look who may have read it"});

@@ -1,5 +1,4 @@
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandError.h"
@@ -7,10 +6,11 @@
 #include "cli/keys/ClientKeyFile.h"
 #include "cli/output/Output.h"
 #include "platform/access/ClientCertificates.h"
+#include "platform/access/ClientKeys.h"
 #include "platform/keys/Fingerprint.h"
 #include "platform/keys/PrivateFile.h"
 #include "platform/os/FileReplacement.h"
-#include "platform/tls/CertifiedKey.h"
+#include "platform/tls/CertificateProgram.h"
 
 namespace tarn::cli {
 
@@ -33,18 +33,11 @@ struct ClientOptions {
     std::string tracks;
 };
 
-// It counts from a day ago on: the clocks of two machines differ.
-tls::Validity validityOf(unsigned days) {
-    const auto now = std::chrono::system_clock::now();
-    return {.begin = now - std::chrono::hours(24), .end = now + std::chrono::hours(24) * days};
-}
-
 ExitStatus generate(const GenerateOptions& options, const Session& session) {
     const auto publicFile = options.file + ".fingerprint";
-    tls::CertifiedKey key;
+    tls::CertificateFacts key;
     try {
-        key = tls::generateCertifiedKey(options.name, validityOf(options.days));
-        tls::writeCertifiedKeyFile(options.file, key);
+        key = tls::makeCertificateFile(options.file, options.name, options.days);
         os::FileReplacement(publicFile).commit(keys::fingerprintFileText(key.fingerprint));
     } catch (const std::runtime_error& failure) {
         throw CommandError(ExitStatus::Failed, failure.what());
@@ -127,7 +120,7 @@ void addGenerateOptions(CLI::App& line, GenerateOptions& options) {
                     "others know it by")
         ->required();
     line.add_option("--name", options.name, "What the certificate calls its owner, for people")
-        ->check([](const std::string& name) {
+        ->check([](const std::string& name) -> std::string {
             return access::isClientName(name) ? ""
                                               : "a name has 1 to 64 letters, digits, and \"._@-\"";
         })

@@ -69,8 +69,9 @@ void CertifiedEntrance::run() {
 }
 
 void CertifiedEntrance::begin(ClientStream::Socket socket) {
+    const auto served = asio::make_work_guard(socket.get_executor());
     const auto kept = std::make_shared<ClientStream::Socket>(std::move(socket));
-    asio::post(context, [this, kept] { handshakes.begin(std::move(*kept)); });
+    asio::post(context, [this, served, kept] { handshakes.begin(std::move(*kept)); });
 }
 
 void CertifiedEntrance::stop() {
@@ -103,13 +104,13 @@ void CertifiedEntrance::wakeUpLater() {
 
 void CertifiedEntrance::look() {
     if (list.refresh()) {
-        changed();
+        changed(*this);
     }
 }
 
 void CertifiedEntrance::known(ClientStream stream, const std::string& fingerprint) {
     if (const auto certificate = list.find(fingerprint)) {
-        enter(std::move(stream), *certificate);
+        enter(*this, std::move(stream), *certificate);
     }
 }
 

@@ -21,9 +21,10 @@ class CertifiedEntrance {
   public:
     using Certificate = access::ClientCertificate;
     /// One who may come in.
-    using Enter = std::function<void(ClientStream stream, const Certificate& certificate)>;
+    using Enter = std::function<void(const CertifiedEntrance& entrance, ClientStream stream,
+                                     const Certificate& certificate)>;
     /// The file has changed: who may not stay as who he is has to go.
-    using Changed = std::function<void()>;
+    using Changed = std::function<void(const CertifiedEntrance& entrance)>;
 
     /// `clients` is the file. Both functions are called on the entrance's thread, and never after
     /// it is destroyed. Throws std::runtime_error for a key that cannot be used.

@@ -29,6 +29,7 @@ unsigned long codeOf(const boost::system::error_code& error) {
 Handshake::Handshake(ClientStream::Socket socket, asio::ssl::context& tls,
                      tls::PeerCheck::Admits admits, asio::io_context& thread)
     : thread(thread),
+      served(socket.get_executor()),
       check(std::move(admits)),
       stream(std::make_unique<ClientStream::Encrypted>(std::move(socket), tls)),
       peerName(peerNameOf(stream->next_layer().native_handle())),

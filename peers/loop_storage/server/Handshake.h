@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -52,6 +53,8 @@ class Handshake : public std::enable_shared_from_this<Handshake> {
     void end(State last);
 
     boost::asio::io_context& thread;
+    // Who runs the socket's context waits for its handlers, which belong to the thread's.
+    const boost::asio::executor_work_guard<ClientStream::executor_type> served;
     tls::PeerCheck check;
     std::unique_ptr<ClientStream::Encrypted> stream;
     const std::string peerName;

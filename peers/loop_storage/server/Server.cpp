@@ -172,10 +172,11 @@ void Server::acceptLater(Acceptor& acceptor) {
 void Server::protectTcp(const tls::CertifiedKey& own, const std::string& clientCertificates) {
     entrance.emplace(
         own, clientCertificates,
-        [this](ClientStream stream, const access::ClientCertificate& certificate) {
-            addEncrypted(std::move(stream), certificate);
+        [this](const CertifiedEntrance& by, ClientStream stream,
+               const access::ClientCertificate& certificate) {
+            addEncrypted(by, std::move(stream), certificate);
         },
-        [this] { endWhoMayNotStay(); });
+        [this](const CertifiedEntrance& by) { endWhoMayNotStay(by); });
 }
 
 template <typename Socket>
@@ -195,12 +196,13 @@ void Server::add(Socket socket) {
 }
 
 // The list may have changed since it was asked, and then nobody has found him among the clients.
-void Server::addEncrypted(ClientStream stream, const access::ClientCertificate& certificate) {
+void Server::addEncrypted(const CertifiedEntrance& by, ClientStream stream,
+                          const access::ClientCertificate& certificate) {
     if (serve(
             std::move(stream), ClientIdentity::OfCertificate(certificate),
             {.via = Clients::Via::Tcp, .presence = {}, .close = {}, .certificate = certificate}) &&
-        !entrance->mayStay(certificate)) {
-        endWhoMayNotStay();
+        !by.mayStay(certificate)) {
+        endWhoMayNotStay(by);
     }
 }
 
@@ -225,9 +227,9 @@ bool Server::serve(ClientStream stream, ClientIdentity identity, Clients::Client
     return true;
 }
 
-void Server::endWhoMayNotStay() {
-    const auto ended = clients.endUnless(
-        [this](const auto& certificate) { return entrance->mayStay(certificate); });
+void Server::endWhoMayNotStay(const CertifiedEntrance& by) {
+    const auto ended =
+        clients.endUnless([&by](const auto& certificate) { return by.mayStay(certificate); });
     utils::logInfo("Client certificates have changed: " + std::to_string(ended) +
                    " connections ended, which are made again by whom may connect");
 }

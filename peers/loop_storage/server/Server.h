@@ -55,9 +55,10 @@ class Server {
     void acceptLater(Acceptor& acceptor);
     template <typename Socket>
     void add(Socket socket);
-    void addEncrypted(ClientStream stream, const access::ClientCertificate& certificate);
+    void addEncrypted(const CertifiedEntrance& by, ClientStream stream,
+                      const access::ClientCertificate& certificate);
     bool serve(ClientStream stream, ClientIdentity identity, Clients::Client client);
-    void endWhoMayNotStay();
+    void endWhoMayNotStay(const CertifiedEntrance& by);
     void stop();
 
     Storage& storage;

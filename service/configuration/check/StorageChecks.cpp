@@ -6,7 +6,7 @@
 #include "platform/keys/PrivateFile.h"
 #include "platform/socket/SocketEndpoint.h"
 #include "platform/socket/TcpProtection.h"
-#include "platform/tls/CertifiedKey.h"
+#include "platform/tls/CertificateProgram.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 
 namespace tarn::service::configuration {
@@ -41,7 +41,7 @@ std::string problemOfReach(const LoopStorageConfigurationHandler& storage,
 void checkStorageCertificate(const XmlNode& element, ProblemList& problems) {
     const auto path = elementContent(element).value_or("");
     try {
-        const auto left = tls::readCertifiedKeyFile(path).end - std::chrono::system_clock::now();
+        const auto left = tls::lookAtCertificateFile(path).end - std::chrono::system_clock::now();
         const auto days = left / aDay;
         if (left.count() <= 0) {
             problems.add(element, ProblemSeverity::Error, path + ": its certificate has expired");
