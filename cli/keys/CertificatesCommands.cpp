@@ -19,13 +19,13 @@ namespace {
 constexpr auto defaultClients = "/etc/tarn/storage-clients";
 constexpr unsigned longestDays = 36'500;
 
-struct GenerateOptions {
+struct CertificateOptions {
     std::string file;
     std::string name = "tarn";
     unsigned days = 3650;
 };
 
-struct ClientOptions {
+struct CertifiedClientOptions {
     std::string file = defaultClients;
     std::string name;
     std::string fingerprint;
@@ -33,7 +33,7 @@ struct ClientOptions {
     std::string tracks;
 };
 
-ExitStatus generate(const GenerateOptions& options, const Session& session) {
+ExitStatus generateCertificate(const CertificateOptions& options, const Session& session) {
     const auto publicFile = options.file + ".fingerprint";
     tls::CertificateFacts key;
     try {
@@ -50,7 +50,7 @@ ExitStatus generate(const GenerateOptions& options, const Session& session) {
         [&](Output& output) { output.line("fingerprint " + key.fingerprint); });
 }
 
-ExitStatus addClient(const ClientOptions& options, const Session& session) {
+ExitStatus addCertifiedClient(const CertifiedClientOptions& options, const Session& session) {
     try {
         const access::ClientCertificate entry{
             .level = access::levelNamed(options.level).value_or(access::Level::None),
@@ -75,7 +75,7 @@ ExitStatus addClient(const ClientOptions& options, const Session& session) {
         });
 }
 
-ExitStatus removeClient(const ClientOptions& options, const Session& session) {
+ExitStatus removeCertifiedClient(const CertifiedClientOptions& options, const Session& session) {
     changeClientKeyFile(options.file, [&](const std::string& text) {
         return access::withoutClientCertificate(text, options.name);
     });
@@ -87,7 +87,7 @@ ExitStatus removeClient(const ClientOptions& options, const Session& session) {
         [&](Output& output) { output.line(options.name + " is removed"); });
 }
 
-nlohmann::ordered_json documentOf(const access::ClientCertificateList& list) {
+nlohmann::ordered_json documentOfCertificates(const access::ClientCertificateList& list) {
     auto clients = nlohmann::ordered_json::array();
     for (const auto& one : list.clients) {
         clients.push_back({{"name", one.name},
@@ -98,10 +98,10 @@ nlohmann::ordered_json documentOf(const access::ClientCertificateList& list) {
     return {{"clients", std::move(clients)}, {"problems", list.problems}};
 }
 
-ExitStatus listClients(const ClientOptions& options, const Session& session) {
+ExitStatus listCertifiedClients(const CertifiedClientOptions& options, const Session& session) {
     const auto list = access::parseClientCertificates(readClientKeyFile(options.file));
     show(
-        session, [&] { return documentOf(list); },
+        session, [&] { return documentOfCertificates(list); },
         [&](Output& output) {
             for (const auto& one : list.clients) {
                 output.line(std::string(access::nameOf(one.level)) + " " + one.fingerprint + " " +
@@ -114,7 +114,7 @@ ExitStatus listClients(const ClientOptions& options, const Session& session) {
     return list.problems.empty() ? ExitStatus::Done : ExitStatus::Failed;
 }
 
-void addGenerateOptions(CLI::App& line, GenerateOptions& options) {
+void addCertificateOptions(CLI::App& line, CertificateOptions& options) {
     line.add_option("FILE", options.file,
                     "The file of the secret key with its certificate; FILE.fingerprint is what "
                     "others know it by")
@@ -130,12 +130,12 @@ void addGenerateOptions(CLI::App& line, GenerateOptions& options) {
         ->capture_default_str();
 }
 
-void addFile(CLI::App& line, ClientOptions& options) {
+void addCertificateFile(CLI::App& line, CertifiedClientOptions& options) {
     line.add_option("--file", options.file, "The file with the certificates of clients")
         ->capture_default_str();
 }
 
-void addAddOptions(CLI::App& line, ClientOptions& options) {
+void addCertifiedClientOptions(CLI::App& line, CertifiedClientOptions& options) {
     line.add_option("NAME", options.name, "What the client is called")->required();
     line.add_option("FINGERPRINT", options.fingerprint,
                     "That of its certificate, or the file with it")
@@ -146,12 +146,12 @@ void addAddOptions(CLI::App& line, ClientOptions& options) {
     line.add_option("--tracks", options.tracks,
                     "The tracks that it may use: \"3:read,7:write,*:read\", where * is every other "
                     "one; unless given, all");
-    addFile(line, options);
+    addCertificateFile(line, options);
 }
 
-void addRemoveOptions(CLI::App& line, ClientOptions& options) {
+void addCertifiedRemoveOptions(CLI::App& line, CertifiedClientOptions& options) {
     line.add_option("NAME", options.name, "The client's name, or its fingerprint")->required();
-    addFile(line, options);
+    addCertificateFile(line, options);
 }
 
 }  // namespace
@@ -172,7 +172,7 @@ Command certificatesGenerateCommand() {
                 "The secret key is shown nowhere, and a file that is there is never replaced.\n"
                 "Example:\n"
                 "  tarnctl certificates generate /etc/tarn/storage.pem --name storage-1",
-            .prepare = with(addGenerateOptions, generate)};
+            .prepare = with(addCertificateOptions, generateCertificate)};
 }
 
 Command certificatesAddCommand() {
@@ -183,7 +183,7 @@ Command certificatesAddCommand() {
                 "Example:\n"
                 "  tarnctl certificates add van-3 van-3.fingerprint --level operate --tracks "
                 "0:read,7:write",
-            .prepare = with(addAddOptions, addClient)};
+            .prepare = with(addCertifiedClientOptions, addCertifiedClient)};
 }
 
 Command certificatesListCommand() {
@@ -193,7 +193,7 @@ Command certificatesListCommand() {
                 "The exit status is 1 if a line of the file gives nobody anything.\n"
                 "Example:\n"
                 "  tarnctl certificates list --json",
-            .prepare = with(addFile, listClients)};
+            .prepare = with(addCertificateFile, listCertifiedClients)};
 }
 
 Command certificatesRemoveCommand() {
@@ -203,7 +203,7 @@ Command certificatesRemoveCommand() {
                 "Its connections are ended at once.\n"
                 "Example:\n"
                 "  tarnctl certificates remove van-3",
-            .prepare = with(addRemoveOptions, removeClient)};
+            .prepare = with(addCertifiedRemoveOptions, removeCertifiedClient)};
 }
 
 }  // namespace tarn::cli

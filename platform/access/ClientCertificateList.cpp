@@ -11,10 +11,10 @@ namespace tarn::access {
 
 namespace {
 
-using Words = std::vector<std::string>;
+using CertificateWords = std::vector<std::string>;
 
 // What stands there is not repeated: it may be a secret that somebody has put into the wrong file.
-std::string problemOfWords(const Words& words) {
+std::string problemOfWords(const CertificateWords& words) {
     if (words.size() != 3 && words.size() != 4) {
         return "it is not \"LEVEL FINGERPRINT NAME [TRACKS]\"";
     }
@@ -24,7 +24,7 @@ std::string problemOfWords(const Words& words) {
     return keys::fingerprintIn(words[1]) ? "" : "it has no fingerprint of 64 digits";
 }
 
-ClientCertificate entryOf(const Words& words, unsigned line) {
+ClientCertificate entryOf(const CertificateWords& words, unsigned line) {
     ClientCertificate entry{.level = *levelNamed(words[0]),
                             .fingerprint = *keys::fingerprintIn(words[1]),
                             .name = words[2],
@@ -51,9 +51,10 @@ void refuseDoubles(ClientCertificateList& list) {
     std::erase_if(list.clients, [&](const auto& client) { return lines[client.fingerprint] > 1; });
 }
 
-std::set<unsigned> linesAbout(const std::string& text, const std::string& nameOrFingerprint) {
+std::set<unsigned> linesOfCertificate(const std::string& text,
+                                      const std::string& nameOrFingerprint) {
     const auto fingerprint = keys::fingerprintIn(nameOrFingerprint);
-    return linesWhere(text, [&](const Words& words) {
+    return linesWhere(text, [&](const CertificateWords& words) {
         return (words.size() == 3 || words.size() == 4) &&
                (words[2] == nameOrFingerprint ||
                 (fingerprint && keys::fingerprintIn(words[1]) == fingerprint));
@@ -102,8 +103,9 @@ ClientCertificateList parseClientCertificates(std::string_view text) {
 std::string withClientCertificate(const std::string& text, const ClientCertificate& added) {
     const auto problem = problemOf(added);
     require(problem.empty(), problem);
-    require(linesAbout(text, added.fingerprint).empty(), "the certificate is there already");
-    require(linesAbout(text, added.name).empty(),
+    require(linesOfCertificate(text, added.fingerprint).empty(),
+            "the certificate is there already");
+    require(linesOfCertificate(text, added.name).empty(),
             utils::quotedText(added.name) + " is there already");
     const auto tracks = added.tracksText.empty() ? "" : " " + added.tracksText;
     return withLine(text, std::string(nameOf(added.level)) + " " + added.fingerprint + " " +
@@ -112,7 +114,7 @@ std::string withClientCertificate(const std::string& text, const ClientCertifica
 
 std::string withoutClientCertificate(const std::string& text,
                                      const std::string& nameOrFingerprint) {
-    const auto removed = linesAbout(text, nameOrFingerprint);
+    const auto removed = linesOfCertificate(text, nameOrFingerprint);
     require(!removed.empty(), "there is no client " + utils::quotedText(nameOrFingerprint));
     return withoutLines(text, removed);
 }

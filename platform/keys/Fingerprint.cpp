@@ -11,7 +11,7 @@ namespace tarn::keys {
 
 namespace {
 
-constexpr std::size_t largestFile = 4096;
+constexpr std::size_t largestFingerprintFile = 4096;
 constexpr std::size_t digits = 64;
 constexpr std::size_t digitsWithColons = digits + digits / 2 - 1;
 
@@ -43,7 +43,7 @@ std::string readFingerprint(const std::string& textOrPath) {
     if (auto itself = fingerprintIn(textOrPath)) {
         return *itself;
     }
-    const auto content = os::readBeginning(textOrPath, largestFile);
+    const auto content = os::readBeginning(textOrPath, largestFingerprintFile);
     if (!content) {
         throw KeyFileError(textOrPath + ": it is no fingerprint, and no file that can be read");
     }

@@ -14,7 +14,7 @@ constexpr auto ciphersOf12 = "ECDHE+AESGCM:ECDHE+CHACHA20";
 // What a stranger may have us keep before we know him, in bytes.
 constexpr long largestChain = 16L << 10U;
 
-void check(bool done) {
+void checkSetUp(bool done) {
     if (!done) {
         throw std::runtime_error("cannot set up TLS: " + lastFailure());
     }
@@ -37,20 +37,20 @@ int verify(X509_STORE_CTX* chain, void* /*argument*/) {
 void useOwn(SSL_CTX* context, const CertifiedKey& own) {
     const auto key = keyIn(own.pem);
     const auto certificate = certificateIn(own.pem);
-    check(key && certificate && ::SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
-          ::SSL_CTX_use_PrivateKey(context, key.get()) == 1 &&
-          ::SSL_CTX_check_private_key(context) == 1);
+    checkSetUp(key && certificate && ::SSL_CTX_use_certificate(context, certificate.get()) == 1 &&
+               ::SSL_CTX_use_PrivateKey(context, key.get()) == 1 &&
+               ::SSL_CTX_check_private_key(context) == 1);
 }
 
 }  // namespace
 
 void setUp(SSL_CTX* context, const CertifiedKey& own) {
-    check(SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1);
-    check(::SSL_CTX_set_cipher_list(context, ciphersOf12) == 1);
+    checkSetUp(SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) == 1);
+    checkSetUp(::SSL_CTX_set_cipher_list(context, ciphersOf12) == 1);
     ::SSL_CTX_set_options(context, SSL_OP_NO_TICKET | SSL_OP_NO_COMPRESSION |
                                        SSL_OP_NO_RENEGOTIATION | SSL_OP_IGNORE_UNEXPECTED_EOF);
     SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
-    check(::SSL_CTX_set_num_tickets(context, 0) == 1);
+    checkSetUp(::SSL_CTX_set_num_tickets(context, 0) == 1);
     SSL_CTX_set_mode(context, SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
     SSL_CTX_set_max_cert_list(context, largestChain);
     useOwn(context, own);
