@@ -7,6 +7,8 @@
 #include "platform/media_framework/Kln.h"
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/TcpProtection.h"
 #include "platform/utils/Log.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
@@ -90,6 +92,13 @@ void useCertificateFor(const configuration::LoopStorageConfigurationHandler& sto
     if (!storage.getFingerprint().empty()) {
         tarn_storage_set_server(storage.getAddress().c_str(), storage.getPort(),
                                 storage.getFingerprint().c_str(), error.get());
+    }
+    const socket::SocketEndpoint endpoint(socket::Transport::Tcp, storage.getAddress(),
+                                          storage.getPort());
+    if (certificate.empty() && storage.getFingerprint().empty() &&
+        socket::isBeyondThisMachine(endpoint)) {
+        utils::logWarning("Loop storage " + storage.toString() +
+                          " is beyond this machine and is reached without encryption");
     }
     if (error.isSet()) {
         utils::logError(GetDeviceManager().formatMessage(

@@ -122,4 +122,15 @@ TEST_F(StorageTlsTest, IsNotReachedInTheClearWhereThereIsACertificate) {
     EXPECT_FALSE(isShown());
 }
 
+// An address that no machine has.
+TEST_F(StorageTlsTest, BeyondThisMachineWithoutACertificateIsWarnedOf) {
+    configureSections(
+        "<Storage type=\"LoopStorage\"><InterfaceType>tcp</InterfaceType>"
+        "<InterfaceAddress>192.0.2.1</InterfaceAddress><TcpPort>20310</TcpPort></Storage>");
+    startService();
+    EXPECT_TRUE(service().waitForLog(
+        "Loop storage TCP 192.0.2.1:20310 is beyond this machine and is reached without "
+        "encryption"));
+}
+
 }  // namespace tarn::test
