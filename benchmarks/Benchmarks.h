@@ -27,6 +27,8 @@ void measureIdleService();
 /// Tracks of a loop storage server of its own against plain files: writing, reading, one writer
 /// with many readers, making and removing.
 void measureLoopStorage();
+/// Only TLS, against TCP as it is.
+void measureStorageEncryption();
 /// Only making and removing tracks, against files of their size.
 void measureCreatingTracks();
 /// From a request for another capture format until it is in force, against the start of the ingest

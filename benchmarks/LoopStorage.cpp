@@ -184,7 +184,49 @@ void compare(const StorageServer& server, std::size_t frameSize, const std::stri
     reportRatio("reading a track, " + name, median(reads), plain, median(plainReads));
 }
 
+/// Each round of one beside a round of the other: the machine is the same for both.
+void compareEncryption(const StorageServer& plain, const StorageServer& encrypted,
+                       std::size_t frameSize) {
+    constexpr double mega = 1e6;
+    TestTrack plainTrack(plain);
+    TestTrack encryptedTrack(encrypted);
+    const std::vector<char> frame(frameSize, 'x');
+    const auto write = [&](TestTrack& track, const StorageServer& server) {
+        const auto connection = server.connectTcp();
+        return writtenBytes / mega / seconds([&] { track.writeRound(connection, frame); });
+    };
+    const auto read = [](const TestTrack& track, const StorageServer& server) {
+        const auto connection = server.connectTcp();
+        std::uint64_t bytes = 0;
+        const double time = seconds([&] { bytes = track.readRound(connection); });
+        return static_cast<double>(bytes) / mega / time;
+    };
+    std::vector<double> writes, plainWrites, reads, plainReads;
+    for (int round = 0; round <= rounds; ++round) {
+        plainWrites.push_back(write(plainTrack, plain));
+        writes.push_back(write(encryptedTrack, encrypted));
+        plainReads.push_back(read(plainTrack, plain));
+        reads.push_back(read(encryptedTrack, encrypted));
+        if (round == 0) {  // warms up
+            for (auto* const values : {&writes, &plainWrites, &reads, &plainReads}) {
+                values->clear();
+            }
+        }
+    }
+    const auto name = std::to_string(frameSize / 1024) + " kB frames, TLS";
+    reportRatio("writing a track, " + name, median(writes), "TCP, same sizes", median(plainWrites));
+    reportRatio("reading a track, " + name, median(reads), "TCP, same sizes", median(plainReads));
+}
+
 }  // namespace
+
+void measureStorageEncryption() {
+    const StorageServer plain;
+    const StorageServer encrypted(StorageServer::Tcp::Encrypted);
+    for (const std::size_t frameSize : {64U << 10U, 1U << 20U}) {
+        compareEncryption(plain, encrypted, frameSize);
+    }
+}
 
 void measureCreatingTracks() {
     const StorageServer server;
@@ -197,6 +239,7 @@ void measureLoopStorage() {
         compare(server, frameSize, "Unix socket", [&] { return server.connectUnix(); });
         compare(server, frameSize, "TCP", [&] { return server.connectTcp(); });
     }
+    measureStorageEncryption();
     measureManyReaders(server);
     measureTrackCreation(server);
     measurePoll(server);

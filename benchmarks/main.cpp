@@ -20,6 +20,7 @@ constexpr Entry entries[] = {
     {"tool-start", tarn::benchmarks::measureToolStart},
     {"idle", tarn::benchmarks::measureIdleService},
     {"loop-storage", tarn::benchmarks::measureLoopStorage},
+    {"storage-tls", tarn::benchmarks::measureStorageEncryption},
     {"track-creation", tarn::benchmarks::measureCreatingTracks},
     {"capture-formats", tarn::benchmarks::measureCaptureFormats},
     {"dead-ingest", tarn::benchmarks::measureDeadIngest},

@@ -19,6 +19,20 @@ find_package(PkgConfig REQUIRED)
 pkg_check_modules(ZeroMQ REQUIRED IMPORTED_TARGET libzmq)
 pkg_check_modules(GStreamer REQUIRED IMPORTED_TARGET gstreamer-1.0)
 pkg_check_modules(Seccomp REQUIRED IMPORTED_TARGET libseccomp)
+# Shared: its updates are Debian's. Programs that live for milliseconds, and what jobs load, have it
+# linked in by their property TARN_TLS_LINKED_IN: loading it would cost each start most of one.
+pkg_check_modules(OpenSsl REQUIRED IMPORTED_TARGET openssl>=3)
+add_library(tarn_openssl INTERFACE)
+if(TARN_SANITIZERS)
+    target_link_libraries(tarn_openssl INTERFACE PkgConfig::OpenSsl)
+else()
+    find_library(TARN_STATIC_SSL libssl.a REQUIRED)
+    find_library(TARN_STATIC_CRYPTO libcrypto.a REQUIRED)
+    add_library(tarn_openssl_linked_in INTERFACE)
+    target_link_libraries(tarn_openssl_linked_in INTERFACE ${TARN_STATIC_SSL} ${TARN_STATIC_CRYPTO} Threads::Threads ${CMAKE_DL_LIBS})
+    target_link_libraries(tarn_openssl INTERFACE
+        $<IF:$<BOOL:$<TARGET_PROPERTY:TARN_TLS_LINKED_IN>>,tarn_openssl_linked_in,PkgConfig::OpenSsl>)
+endif()
 pkg_check_modules(IsaL REQUIRED IMPORTED_TARGET libisal)  # checksums at the speed of memory
 find_path(RAPIDXML_INCLUDE_DIR rapidxml/rapidxml.hpp REQUIRED)
 pkg_check_modules(GStreamerBase REQUIRED IMPORTED_TARGET gstreamer-1.0 gstreamer-base-1.0)

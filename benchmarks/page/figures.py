@@ -159,6 +159,9 @@ STORAGE = [
       for doing, against in (("writing", "plain file, same sizes, synced every quarter"),
                              ("reading", "plain file, same sizes"))
       for frames in ("64 kB frames", "1024 kB frames") for way in ("Unix socket", "TCP")],
+    *[Figure("loop-storage", f"{doing.capitalize()} a track, {frames}, TLS",
+             {"benchmark": f"{doing} a track, {frames}, TLS", "baseline": "TCP, same sizes"}, rate, better="more")
+      for doing in ("writing", "reading") for frames in ("64 kB frames", "1024 kB frames")],
     Figure("loop-storage", "Writing a track beside 16 readers",
            {"benchmark": "one writer and 16 readers, 1024 kB frames"}, written, better="more"),
     _latency("loop-storage", "Making a track of 1 GB", "create a track of 1 GB", Limit("ratio", 4)),

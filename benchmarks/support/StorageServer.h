@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/storage_client/tarn_storage.h"
 
@@ -37,7 +38,9 @@ class StorageErrors {
 /// can be put on the same disk.
 class StorageServer {
   public:
-    StorageServer();
+    /// What goes over TCP: as it is, or within TLS.
+    enum class Tcp { Plain, Encrypted };
+    explicit StorageServer(Tcp tcp = Tcp::Plain);
     ~StorageServer();
     StorageServer(const StorageServer&) = delete;
     StorageServer& operator=(const StorageServer&) = delete;
@@ -48,7 +51,11 @@ class StorageServer {
     StorageConnection connectTcp() const;
 
   private:
+    std::vector<std::string> command();
+
     const std::filesystem::path path;
+    const Tcp tcp;
+    std::string fingerprint;  // of the server, whose certificate the client shows, too
     pid_t child = -1;
     StorageErrors error;
 };

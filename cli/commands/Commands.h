@@ -58,6 +58,8 @@ CommandRow configFamily, configCheckCommand;
 CommandRow accessFamily, accessGrantCommand, accessRevokeCommand, accessListCommand;
 CommandRow doctorCommand;
 CommandRow keysFamily, keysGenerateCommand, keysAddCommand, keysListCommand, keysRemoveCommand;
+CommandRow certificatesFamily, certificatesGenerateCommand, certificatesAddCommand;
+CommandRow certificatesListCommand, certificatesRemoveCommand;
 
 /// All of them, in the order of the help; members behind their family.
 struct CommandPlace {
@@ -104,6 +106,11 @@ inline constexpr CommandPlace commandTable[] = {
     {keysAddCommand, "keys"},
     {keysListCommand, "keys"},
     {keysRemoveCommand, "keys"},
+    {certificatesFamily},
+    {certificatesGenerateCommand, "certificates"},
+    {certificatesAddCommand, "certificates"},
+    {certificatesListCommand, "certificates"},
+    {certificatesRemoveCommand, "certificates"},
 };
 
 }  // namespace tarn::cli

@@ -9,7 +9,8 @@ namespace tarn::cli {
 using Check = Findings(const Machine& machine);
 
 Check checkUsers, checkFolders, checkConfiguration, checkPlugins, checkSockets, checkUnits;
-Check checkVersions, checkLimits, checkSpace, checkClock, checkFirewall, checkKernel;
+Check checkCertificates, checkVersions, checkLimits, checkSpace, checkClock, checkFirewall,
+    checkKernel;
 
 /// All of them, in the order in which they are shown: what others follow from first.
 struct NamedCheck {
@@ -17,10 +18,19 @@ struct NamedCheck {
     Check* look;
 };
 inline constexpr NamedCheck doctorsChecks[] = {
-    {"users", checkUsers},       {"folders", checkFolders},   {"configuration", checkConfiguration},
-    {"plug-ins", checkPlugins},  {"units", checkUnits},       {"sockets", checkSockets},
-    {"versions", checkVersions}, {"limits", checkLimits},     {"space", checkSpace},
-    {"clock", checkClock},       {"firewall", checkFirewall}, {"kernel", checkKernel},
+    {"users", checkUsers},
+    {"folders", checkFolders},
+    {"configuration", checkConfiguration},
+    {"plug-ins", checkPlugins},
+    {"units", checkUnits},
+    {"sockets", checkSockets},
+    {"certificates", checkCertificates},
+    {"versions", checkVersions},
+    {"limits", checkLimits},
+    {"space", checkSpace},
+    {"clock", checkClock},
+    {"firewall", checkFirewall},
+    {"kernel", checkKernel},
 };
 
 }  // namespace tarn::cli

@@ -56,7 +56,7 @@ mode_t modeOf(const std::string& path) {
 
 std::string readClientKeyFile(const std::string& path) {
     try {
-        const auto content = os::readWhole(path, access::largestClientKeyFile);
+        const auto content = os::readWhole(path, access::largestListFile);
         if (content) {
             return *content;
         }

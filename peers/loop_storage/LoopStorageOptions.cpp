@@ -53,10 +53,23 @@ void addServingOptions(CLI::App& app, LoopStorageOptions& options) {
         "How long a client that neither reads nor writes a track may ask for nothing, in seconds "
         "from 0.1 to 3600");
     app.add_flag("--require-keys", options.requireKeys,
-                 "Uses TCP within this machine only, since it has no keys there");
+                 "Uses TCP without a certificate within this machine only");
     app.add_option("--clients", options.clients, "So many clients may be connected at a time")
         ->check(CLI::Range(fewestClients, mostClients))
         ->capture_default_str();
+}
+
+// Each without the other would let nobody in, or everybody.
+void addTlsOptions(CLI::App& app, LoopStorageOptions& options) {
+    auto* const own = app.add_option(
+        "--certificate", options.certificate,
+        "TCP is encrypted, with the key and certificate in this file, which nobody else may read");
+    auto* const clients =
+        app.add_option("--client-certificates", options.clientCertificates,
+                       "Who may connect over TCP, and what each may do: \"tarnctl certificates\" "
+                       "changes the file, which is read again when it has changed");
+    own->needs(clients);
+    clients->needs(own);
 }
 
 }  // namespace
@@ -77,6 +90,7 @@ std::optional<LoopStorageOptions> parseLoopStorageOptions(program::CommandLine& 
     program::addSize(app, "--capacity", capacity, {.least = 1, .most = largestCapacity},
                      "All tracks together may take so many bytes; unless given, what the disk has");
     addServingOptions(app, options);
+    addTlsOptions(app, options);
     auto* const verifyOption =
         app.add_option("--verify", verify,
                        "Compares every frame in this directory, or in this one track's folder, "

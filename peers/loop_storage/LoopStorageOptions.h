@@ -21,7 +21,9 @@ struct LoopStorageOptions {
     std::filesystem::path directory;
     std::filesystem::path verify;  ///< empty: serves; otherwise only looks at what is there
     std::optional<TcpAddress> tcp;
-    bool requireKeys = false;               ///< so TCP, which has none, is for this machine alone
+    bool requireKeys = false;               ///< without a certificate TCP is for this machine alone
+    std::string certificate;                ///< with its key, for TCP; empty: none
+    std::string clientCertificates;         ///< the file of who may connect over TCP; empty: none
     std::string unixPath;                   ///< empty: none
     std::optional<std::uint64_t> capacity;  ///< bytes; without it the disk alone limits
     std::chrono::milliseconds clientTimeOut{10'000};

@@ -29,6 +29,10 @@ int serve(const LoopStorageOptions& options) {
         server.listenUnix(options.unixPath);
         tarn::utils::logInfo("Listens on " + options.unixPath);
     }
+    if (!options.certificate.empty()) {
+        server.protectTcp(tarn::tls::readCertifiedKeyFile(options.certificate),
+                          options.clientCertificates);
+    }
     if (options.tcp) {
         const auto reach =
             options.requireKeys ? Server::Reach::WithinThisMachine : Server::Reach::Anywhere;

@@ -1,5 +1,7 @@
 #include "peers/storage_elements/ElementSettings.h"
 
+#include <stdexcept>
+
 namespace tarn::peers::storage_elements {
 
 namespace {
@@ -23,6 +25,29 @@ void installSharedProperties(GObjectClass* type) {
                             "What the server shows this worker as, at most 20 bytes; the "
                             "element's own name when it is empty",
                             "", flags));
+    g_object_class_install_property(
+        type, PropertyCertificate,
+        g_param_spec_string("certificate", "Certificate",
+                            "Over TCP, encrypted: the file with the secret key and certificate "
+                            "that the server knows",
+                            "", flags));
+    g_object_class_install_property(
+        type, PropertyFingerprint,
+        g_param_spec_string("fingerprint", "Fingerprint",
+                            "The SHA-256 of the server's certificate, in hexadecimal", "", flags));
+}
+
+Location locationOf(const ElementSettings& settings) {
+    auto location = parseLocation(settings.location);
+    if (settings.certificate.empty() != settings.fingerprint.empty()) {
+        throw std::invalid_argument("a certificate and the server's fingerprint belong together");
+    }
+    if (!settings.certificate.empty() && location.port == 0) {
+        throw std::invalid_argument("a certificate is for locations over TCP");
+    }
+    location.certificate = settings.certificate;
+    location.fingerprint = settings.fingerprint;
+    return location;
 }
 
 std::string textOf(const GValue* value) {
@@ -41,6 +66,12 @@ bool setSharedProperty(ElementSettings& settings, guint property, const GValue* 
         case PropertyWorkerName:
             settings.workerName = textOf(value);
             return true;
+        case PropertyCertificate:
+            settings.certificate = textOf(value);
+            return true;
+        case PropertyFingerprint:
+            settings.fingerprint = textOf(value);
+            return true;
         default:
             return false;
     }
@@ -56,6 +87,12 @@ bool getSharedProperty(const ElementSettings& settings, guint property, GValue* 
             return true;
         case PropertyWorkerName:
             g_value_set_string(value, settings.workerName.c_str());
+            return true;
+        case PropertyCertificate:
+            g_value_set_string(value, settings.certificate.c_str());
+            return true;
+        case PropertyFingerprint:
+            g_value_set_string(value, settings.fingerprint.c_str());
             return true;
         default:
             return false;

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#include "peers/storage_elements/Location.h"
+
 namespace tarn::peers::storage_elements {
 
 /// The properties that both elements have.
@@ -12,9 +14,21 @@ struct ElementSettings {
     std::string location;
     std::int64_t track = -1;
     std::string workerName;
+    std::string certificate;
+    std::string fingerprint;
 };
 
-enum SharedProperty : guint { PropertyLocation = 1, PropertyTrack, PropertyWorkerName, FirstOther };
+/// Throws std::invalid_argument, also for a certificate without a fingerprint, or for none of TCP.
+Location locationOf(const ElementSettings& settings);
+
+enum SharedProperty : guint {
+    PropertyLocation = 1,
+    PropertyTrack,
+    PropertyWorkerName,
+    PropertyCertificate,
+    PropertyFingerprint,
+    FirstOther
+};
 
 /// Installs them in a class, and sets and gets them; false for another property.
 void installSharedProperties(GObjectClass* type);

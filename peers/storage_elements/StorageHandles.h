@@ -35,9 +35,12 @@ inline void check(const ErrorHandle& error) {
 inline ConnectionHandle connectTo(const Location& location, const ErrorHandle& error) {
     const char* const address = location.address.c_str();
     ConnectionHandle connection(
-        location.port == 0
-            ? tarn_storage_connection_create_uds(address, error.get())
-            : tarn_storage_connection_create_tcp(address, location.port, 0, error.get()));
+        location.port == 0 ? tarn_storage_connection_create_uds(address, error.get())
+        : location.certificate.empty()
+            ? tarn_storage_connection_create_tcp(address, location.port, 0, error.get())
+            : tarn_storage_connection_create_tls(address, location.port,
+                                                 location.certificate.c_str(),
+                                                 location.fingerprint.c_str(), 0, error.get()));
     check(error);
     return connection;
 }

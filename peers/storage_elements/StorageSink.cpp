@@ -72,11 +72,11 @@ gboolean start(GstBaseSink* element) {
     auto& sink = stateOf(element);
     return guarded(element, [&] {
         const auto now = g_get_real_time() * (GST_SECOND / G_USEC_PER_SEC);
-        sink.recorder = std::make_unique<TrackRecorder>(
-            parseLocation(sink.settings.location), sink.settings.track, workerNameOf(element),
-            static_cast<std::int64_t>(now),
-            sink.isDurable ? TrackRecorder::Acknowledged::Disk
-                           : TrackRecorder::Acknowledged::Memory);
+        sink.recorder =
+            std::make_unique<TrackRecorder>(locationOf(sink.settings), sink.settings.track,
+                                            workerNameOf(element), static_cast<std::int64_t>(now),
+                                            sink.isDurable ? TrackRecorder::Acknowledged::Disk
+                                                           : TrackRecorder::Acknowledged::Memory);
         sink.capsState = Sink::Caps::New;
     });
 }

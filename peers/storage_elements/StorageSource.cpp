@@ -61,8 +61,8 @@ gboolean start(GstBaseSrc* element) {
     try {
         const auto begin = parseStart(source.start);
         source.player = std::make_unique<TrackPlayer>(
-            parseLocation(source.settings.location), source.settings.track, workerNameOf(element),
-            begin, source.stopsAtEnd ? TrackPlayer::AtEnd::Stop : TrackPlayer::AtEnd::Follow);
+            locationOf(source.settings), source.settings.track, workerNameOf(element), begin,
+            source.stopsAtEnd ? TrackPlayer::AtEnd::Stop : TrackPlayer::AtEnd::Follow);
         source.segments.reset();
         source.caps.clear();
         source.isGap = false;

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstddef>
-#include <ctime>
 #include <map>
 #include <memory>
 #include <optional>
@@ -12,7 +8,7 @@
 #include <vector>
 
 #include "platform/access/Level.h"
-#include "platform/os/FileWatch.h"
+#include "platform/access/ListFile.h"
 #include "platform/socket/KeyPolicy.h"
 #include "platform/utils/Synchronised.h"
 
@@ -34,9 +30,6 @@ struct ClientKeyList {
     std::vector<std::string> problems;  ///< of the lines that give nobody anything: "line 3: ..."
 };
 
-/// Larger files are not read, in bytes.
-inline constexpr std::size_t largestClientKeyFile = std::size_t{1} << 20;
-
 /// Reads a text. A line that is none gives nobody anything and costs the others nothing; of two
 /// lines for one key the lower level counts.
 ClientKeyList parseClientKeys(std::string_view text);
@@ -56,32 +49,16 @@ class ClientKeys : public socket::KeyPolicy {
     Level levelOf(const std::string& key) const;
 
     bool admits(const std::string& key, socket::Entrance entrance) const override;
-    int descriptor() const override;
+    int descriptor() const override { return file.descriptor(); }
     bool refresh() override;
 
   private:
     using Levels = std::map<std::string, Level, std::less<>>;
 
-    /// What tells one state of the file from another.
-    struct State {
-        dev_t device = 0;
-        ino_t inode = 0;
-        off_t size = 0;
-        mode_t mode = 0;
-        std::time_t seconds = 0;
-        long nanoseconds = 0;
-        bool operator==(const State&) const = default;
-    };
+    std::optional<Levels> read();
 
-    void watch();
-    std::optional<State> stateNow() const;
-    std::optional<Levels> read() const;
-    std::optional<Levels> unread(int error) const;
-
-    const std::string file;
+    ListFile file;
     const std::string ownKey;
-    std::optional<os::FileWatch> changes;
-    std::optional<State> readState;
     mutable utils::Synchronised<Levels> levels;
 };
 

@@ -78,6 +78,23 @@ tarn_storage_connection* tarn_storage_connection_create_tcp(const char* address,
                                                             tarn_storage_error* error);
 tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
                                                             tarn_storage_error* error);
+/* The same over TCP, encrypted. `certificate_file` holds the client's secret key and certificate
+ * (PEM; readable by its owner alone; read with each connecting); `fingerprint` is the SHA-256 of
+ * the server's certificate in hexadecimal. A server with another one is not spoken to. */
+tarn_storage_connection* tarn_storage_connection_create_tls(const char* address, uint16_t port,
+                                                            const char* certificate_file,
+                                                            const char* fingerprint,
+                                                            unsigned timeout_ms,
+                                                            tarn_storage_error* error);
+/* What ..._create_tcp uses from now on, in the whole process: the client's certificate, and the
+ * fingerprint of one server. Until then TARN_STORAGE_CERTIFICATE names the file of the certificate,
+ * and TARN_STORAGE_SERVERS is the fingerprint of every server, or names a file with a line
+ * "HOST:PORT FINGERPRINT" for each. Where there is any of these no connection over TCP goes
+ * without: a server whose fingerprint is not known is refused with ARGUMENT. 0, or -1 on failure.
+ * Any thread. */
+int tarn_storage_set_certificate(const char* file, tarn_storage_error* error);
+int tarn_storage_set_server(const char* address, uint16_t port, const char* fingerprint,
+                            tarn_storage_error* error);
 void tarn_storage_connection_destroy(tarn_storage_connection* connection);
 /* Ends the call that another thread has under way on this connection, and every later one, with an
  * error of type TARN_STORAGE_ERROR_CONNECTION. What the server has taken on goes on there. Of all

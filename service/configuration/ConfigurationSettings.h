@@ -46,6 +46,8 @@ struct SecuritySettings {
     bool required = false;   ///< Without keys, TCP stays within this machine.
     std::string keyFile;     ///< This machine's secret key; empty: there are no keys.
     std::string clientKeys;  ///< The file with the keys of clients.
+    /// The file with this machine's key and certificate for loop storages over TCP; empty: none.
+    std::string storageCertificate = {};
 
     bool isGiven() const { return required || !keyFile.empty(); }
 };

@@ -1,5 +1,6 @@
 #include "service/configuration/LoopStorageConfigurationHandler.h"
 
+#include "platform/keys/Fingerprint.h"
 #include "service/configuration/ConfigurationError.h"
 #include "service/configuration/xml/XmlNumber.h"
 
@@ -15,6 +16,7 @@ void LoopStorageConfigurationHandler::reset() {
     tcpInterface = false;
     address.clear();
     port = 0;
+    fingerprint.clear();
 }
 
 bool LoopStorageConfigurationHandler::parseXml(const XmlNode& node, std::string& error) {
@@ -33,12 +35,14 @@ void LoopStorageConfigurationHandler::readXml(const XmlNode& node) {
     readAddress(node);
     if (tcpInterface) {
         readPort(node);
+        readFingerprint(node);
     }
     valid = true;
 }
 
 const std::vector<std::string>& LoopStorageConfigurationHandler::elementNames() {
-    static const std::vector<std::string> names = {"InterfaceType", "InterfaceAddress", "TcpPort"};
+    static const std::vector<std::string> names = {"InterfaceType", "InterfaceAddress", "TcpPort",
+                                                   "Fingerprint"};
     return names;
 }
 
@@ -80,6 +84,19 @@ void LoopStorageConfigurationHandler::readPort(const XmlNode& node) {
     if (port == 0) {
         throw failure("invalid TcpPort value", *element);
     }
+}
+
+// Of none that is there, in whatever way, nobody may believe that it protects.
+void LoopStorageConfigurationHandler::readFingerprint(const XmlNode& node) {
+    const XmlNode* const element = firstChildElement(node, "Fingerprint");
+    if (element == nullptr) {
+        return;
+    }
+    const auto read = keys::fingerprintIn(elementValue(*element));
+    if (!read) {
+        throw failure("Fingerprint is not of 64 hexadecimal digits", *element);
+    }
+    fingerprint = *read;
 }
 
 std::string LoopStorageConfigurationHandler::toString() const {

@@ -34,6 +34,8 @@ class LoopStorageConfigurationHandler : public utils::MessageFormatter {
     bool isTcpInterface() const { return tcpInterface; }
     const std::string& getAddress() const { return address; }  ///< Host, or path of the socket.
     std::uint16_t getPort() const { return port; }             ///< 0 for a Unix domain socket.
+    /// Of the server's certificate, as keys::fingerprintIn gives it; empty: it has none.
+    const std::string& getFingerprint() const { return fingerprint; }
 
     /// The elements that readXml looks for.
     static const std::vector<std::string>& elementNames();
@@ -43,11 +45,13 @@ class LoopStorageConfigurationHandler : public utils::MessageFormatter {
     void readInterfaceType(const XmlNode& node);
     void readAddress(const XmlNode& node);
     void readPort(const XmlNode& node);
+    void readFingerprint(const XmlNode& node);
 
     bool valid = false;
     bool tcpInterface = false;
     std::string address;
     std::uint16_t port = 0;
+    std::string fingerprint;
 };
 
 }  // namespace tarn::service::configuration

@@ -65,7 +65,8 @@ void takeSecurity(const XmlNode& element, ConfigurationSettings& settings, Owner
     }
     const SecuritySettings taken{.required = required == "true",
                                  .keyFile = textOf(element, "KeyFile"),
-                                 .clientKeys = textOf(element, "ClientKeys")};
+                                 .clientKeys = textOf(element, "ClientKeys"),
+                                 .storageCertificate = textOf(element, "StorageCertificate")};
     if (taken.keyFile.empty() != taken.clientKeys.empty()) {
         throw ConfigurationError(
             owner, "Security has one of KeyFile and ClientKeys without the other", element);
@@ -142,7 +143,8 @@ const std::vector<SettingsSection>& settingsTable() {
         {"Security",
          {{"Limits", {}, Content::Limits},
           {"KeyFile", {}, Content::KeyFile},
-          {"ClientKeys", {}, Content::ClientKeys}},
+          {"ClientKeys", {}, Content::ClientKeys},
+          {"StorageCertificate", {}, Content::StorageCertificate}},
          takeSecurity},
         {"Storage", named(LoopStorageConfigurationHandler::elementNames()), takeStorage},
         {"Jobs", named(jobCellElementNames()), takeJobCell},

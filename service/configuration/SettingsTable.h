@@ -16,7 +16,17 @@ using TakeElement = void (*)(const XmlNode& element, ConfigurationSettings& sett
                              const utils::IMessageFormatter& owner);
 
 /// What a setting must hold to be of use. The service takes any text; who checks a file looks.
-enum class Content { Free, Endpoint, Program, Library, PortRange, Limits, KeyFile, ClientKeys };
+enum class Content {
+    Free,
+    Endpoint,
+    Program,
+    Library,
+    PortRange,
+    Limits,
+    KeyFile,
+    ClientKeys,
+    StorageCertificate,
+};
 
 /// An element of a section, and where its text goes: into the setting, of which the last text wins;
 /// to the end of the list; or nowhere by itself.

@@ -7,6 +7,9 @@
 #include "platform/media_framework/Kln.h"
 #include "platform/resource_manager/RegistryFolder.h"
 #include "platform/resource_manager/ResourceManagerProxy.h"
+#include "platform/socket/SocketEndpoint.h"
+#include "platform/socket/TcpProtection.h"
+#include "platform/utils/Log.h"
 #include "service/api/ApiToServiceRequestHandler.h"
 #include "service/configuration/ConfigurationHandler.h"
 #include "service/configuration/LoopStorageConfigurationHandler.h"
@@ -17,6 +20,7 @@
 #include "service/devices/capture/ProcessControl.h"
 #include "service/devices/protocol/TarnProtocolDeviceController.h"
 #include "service/devices/storage/LoopStorageDeviceController.h"
+#include "service/devices/storage/StorageConnection.h"
 #include "service/devices/storage/TrackTasks.h"
 #include "service/events/EventEmitter.h"
 #include "service/runtime/ManagerReports.h"
@@ -77,6 +81,31 @@ DeviceEventListener& GetDeviceEventListener() {
 
 namespace {
 
+// The client library knows the server by it in each connection from now on.
+void useCertificateFor(const configuration::LoopStorageConfigurationHandler& storage) {
+    const auto& certificate =
+        configuration::GetConfigurationHandler().getSecurity().storageCertificate;
+    StorageError error;
+    if (!certificate.empty()) {
+        tarn_storage_set_certificate(certificate.c_str(), error.get());
+    }
+    if (!storage.getFingerprint().empty()) {
+        tarn_storage_set_server(storage.getAddress().c_str(), storage.getPort(),
+                                storage.getFingerprint().c_str(), error.get());
+    }
+    const socket::SocketEndpoint endpoint(socket::Transport::Tcp, storage.getAddress(),
+                                          storage.getPort());
+    if (certificate.empty() && storage.getFingerprint().empty() &&
+        socket::isBeyondThisMachine(endpoint)) {
+        utils::logWarning("Loop storage " + storage.toString() +
+                          " is beyond this machine and is reached without encryption");
+    }
+    if (error.isSet()) {
+        utils::logError(GetDeviceManager().formatMessage(
+            "Failed setting up the certificate of loop storages: " + error.message()));
+    }
+}
+
 std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
     const configuration::LoopStorageConfigurationHandler& storage, TrackTasks& tasks) {
     // Controllers go when the process ends, and the tickets with them. Operations that were taken
@@ -84,6 +113,7 @@ std::shared_ptr<LoopStorageDeviceController> makeLoopStorageController(
     const LoopStorageDeviceController::Dependencies dependencies{
         .tasks = tasks, .patience = std::chrono::seconds(2)};
     if (storage.isTcpInterface()) {
+        useCertificateFor(storage);
         return std::make_shared<LoopStorageDeviceController>(storage.getAddress(),
                                                              storage.getPort(), dependencies);
     }

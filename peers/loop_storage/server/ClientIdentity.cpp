@@ -22,6 +22,13 @@ ClientIdentity ClientIdentity::Anybody() {
     return identity;
 }
 
+ClientIdentity ClientIdentity::OfCertificate(const access::ClientCertificate& certificate) {
+    ClientIdentity identity("client " + certificate.name);
+    identity.given = certificate.level;
+    identity.tracks = certificate.tracks;
+    return identity;
+}
+
 access::Level ClientIdentity::level() const {
     if (given) {
         return *given;

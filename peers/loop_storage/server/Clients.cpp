@@ -80,6 +80,19 @@ bool Clients::oneGoes(State& current, Presence::Standing upTo) const {
     return true;
 }
 
+std::size_t Clients::endUnless(
+    const std::function<bool(const access::ClientCertificate&)>& mayStay) {
+    auto locked = state.lock();
+    std::size_t ended = 0;
+    for (const auto& [id, client] : locked->all) {
+        if (client.certificate && !mayStay(*client.certificate)) {
+            client.close();
+            ++ended;
+        }
+    }
+    return ended;
+}
+
 void Clients::closeAll() {
     auto locked = state.lock();
     locked->door = State::Door::Closed;

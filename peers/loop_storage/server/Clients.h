@@ -5,8 +5,10 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "peers/loop_storage/server/Presence.h"
+#include "platform/access/ClientCertificates.h"
 #include "platform/utils/Synchronised.h"
 
 namespace tarn::peers::loop_storage {
@@ -29,6 +31,8 @@ class Clients {
         std::shared_ptr<const Presence> presence;
         /// Asks it to go. Called with the list locked: it must not come back here.
         std::function<void()> close;
+        /// By which it was let in.
+        std::optional<access::ClientCertificate> certificate = {};
     };
 
     explicit Clients(std::size_t places) : places(places) {}
@@ -43,6 +47,8 @@ class Clients {
     /// Asks so many to go, or as many as there are of those who may: the idle ones first, then, if
     /// `upTo` says so, those who wait for an answer. How many.
     std::size_t makeRoom(std::size_t wanted, Presence::Standing upTo);
+    /// Asks those to go whose certificate does not let them stay. How many.
+    std::size_t endUnless(const std::function<bool(const access::ClientCertificate&)>& mayStay);
     /// Asks all to go, and lets nobody in any more.
     void closeAll();
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
+#include <string>
 
 #include "peers/loop_storage/server/ClientIdentity.h"
 #include "platform/utils/RepeatedFailure.h"
@@ -11,6 +13,14 @@ namespace tarn::peers::loop_storage {
 
 /// Which level a request needs. Frames need what attaching to their track does.
 access::Level levelFor(const proto::storage_wire::Request& request);
+
+/// How a request uses the tracks that it names; nothing for one that needs none of them, or a level
+/// that has all tracks.
+std::optional<access::TrackAccess> trackAccessFor(const proto::storage_wire::Request& request);
+
+/// Of an answer what a client may see: lists are without the tracks that it may not read.
+proto::storage_wire::Answer visibleTo(const ClientIdentity& client,
+                                      const proto::storage_wire::Answer& answer);
 
 /// Lets requests pass by who makes them. What does not pass is logged, once a second at most. Any
 /// thread.
@@ -24,6 +34,9 @@ class RequestGate {
     void check(const proto::storage_wire::Request& request, const ClientIdentity& client);
 
   private:
+    [[noreturn]] void refuse(const proto::storage_wire::Request& request,
+                             const std::string& refusal);
+
     utils::Synchronised<utils::RepeatedFailure> refused;
 };
 

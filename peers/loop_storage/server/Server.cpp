@@ -98,7 +98,9 @@ std::string Server::listenTcp(const std::string& address, std::uint16_t port, Re
     const auto name = address + ":" + std::to_string(port);
     try {
         const asio::ip::tcp::endpoint endpoint(asio::ip::make_address(address), port);
-        checkReach(endpoint, name, reach);
+        if (!entrance) {
+            checkReach(endpoint, name, reach);
+        }
         tcp.emplace(asio::make_strand(context), endpoint);
         return textOf(tcp->local_endpoint());
     } catch (const boost::system::system_error& error) {
@@ -167,28 +169,69 @@ void Server::acceptLater(Acceptor& acceptor) {
     });
 }
 
+void Server::protectTcp(const tls::CertifiedKey& own, const std::string& clientCertificates) {
+    entrance.emplace(
+        own, clientCertificates,
+        [this](const CertifiedEntrance& by, ClientStream stream,
+               const access::ClientCertificate& certificate) {
+            addEncrypted(by, std::move(stream), certificate);
+        },
+        [this](const CertifiedEntrance& by) { endWhoMayNotStay(by); });
+}
+
 template <typename Socket>
 void Server::add(Socket socket) {
     prepare(socket, limits);
-    const auto descriptors = socket::DescriptorReserve::Holds(socket.native_handle())
+    if constexpr (isTcp<Socket>) {
+        if (entrance) {
+            entrance->begin(Session::Socket(std::move(socket)));
+            return;
+        }
+    }
+    auto identity = identityOf(socket);
+    serve(Session::Socket(std::move(socket)), std::move(identity),
+          {.via = isTcp<Socket> ? Clients::Via::Tcp : Clients::Via::Unix,
+           .presence = {},
+           .close = {}});
+}
+
+// The list may have changed since it was asked, and then nobody has found him among the clients.
+void Server::addEncrypted(const CertifiedEntrance& by, ClientStream stream,
+                          const access::ClientCertificate& certificate) {
+    if (serve(
+            std::move(stream), ClientIdentity::OfCertificate(certificate),
+            {.via = Clients::Via::Tcp, .presence = {}, .close = {}, .certificate = certificate}) &&
+        !by.mayStay(certificate)) {
+        endWhoMayNotStay(by);
+    }
+}
+
+bool Server::serve(ClientStream stream, ClientIdentity identity, Clients::Client client) {
+    const auto descriptors = socket::DescriptorReserve::Holds(stream.socket().native_handle())
                                  ? Clients::Descriptors::Scarce
                                  : Clients::Descriptors::Enough;
     const auto id = clients.nextId();
-    auto identity = identityOf(socket);
     const auto session =
-        std::make_shared<Session>(Session::Socket(std::move(socket)), std::move(identity), gate,
-                                  storage, limits, [this, id] { clients.remove(id); });
+        std::make_shared<Session>(std::move(stream), std::move(identity), gate, storage, limits,
+                                  [this, id] { clients.remove(id); });
     session->askForRoomBy(
         [this] { return clients.makeRoom(descriptorsOfWorker, Presence::Standing::Idle) > 0; });
-    Clients::Client client{.via = isTcp<Socket> ? Clients::Via::Tcp : Clients::Via::Unix,
-                           .presence = session->presence(),
-                           .close = [session] { session->close(); }};
-    if (clients.add(id, std::move(client), descriptors)) {
-        session->start();
-    } else {
+    client.presence = session->presence();
+    client.close = [session] { session->close(); };
+    if (!clients.add(id, std::move(client), descriptors)) {
         refusals.lock()->log("A client is sent away: " + std::to_string(limits.clients) +
                              " are served already");
+        return false;
     }
+    session->start();
+    return true;
+}
+
+void Server::endWhoMayNotStay(const CertifiedEntrance& by) {
+    const auto ended =
+        clients.endUnless([&by](const auto& certificate) { return by.mayStay(certificate); });
+    utils::logInfo("Client certificates have changed: " + std::to_string(ended) +
+                   " connections ended, which are made again by whom may connect");
 }
 
 void Server::stop() {
@@ -203,6 +246,9 @@ void Server::stop() {
     };
     close(tcp);
     close(local);
+    if (entrance) {
+        entrance->stop();
+    }
     clients.closeAll();
 }
 

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "peers/loop_storage/operations/Storage.h"
+#include "peers/loop_storage/server/CertifiedEntrance.h"
 #include "peers/loop_storage/server/Clients.h"
 #include "peers/loop_storage/server/RequestGate.h"
 #include "peers/loop_storage/server/SessionLimits.h"
@@ -27,7 +28,11 @@ class Server {
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    /// Where clients over TCP may be: nobody there has to say who he is.
+    /// Clients over TCP have to show a certificate, which stands in a file. Before listenTcp.
+    /// Throws std::runtime_error for a key that cannot be used.
+    void protectTcp(const tls::CertifiedKey& own, const std::string& clientCertificates);
+
+    /// Where clients over TCP may be where nobody has to say who he is.
     enum class Reach {
         Anywhere,           ///< an address that others than this machine reach is warned of
         WithinThisMachine,  ///< and here it is refused
@@ -50,6 +55,10 @@ class Server {
     void acceptLater(Acceptor& acceptor);
     template <typename Socket>
     void add(Socket socket);
+    void addEncrypted(const CertifiedEntrance& by, ClientStream stream,
+                      const access::ClientCertificate& certificate);
+    bool serve(ClientStream stream, ClientIdentity identity, Clients::Client client);
+    void endWhoMayNotStay(const CertifiedEntrance& by);
     void stop();
 
     Storage& storage;
@@ -63,6 +72,7 @@ class Server {
     RequestGate gate;
     utils::Synchronised<utils::RepeatedFailure> refusals{
         utils::RepeatedFailure(utils::LogLevel::Warning)};
+    std::optional<CertifiedEntrance> entrance;  // uses what is before it on a thread of its own
 };
 
 }  // namespace tarn::peers::loop_storage

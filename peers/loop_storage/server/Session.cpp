@@ -1,16 +1,13 @@
 #include "peers/loop_storage/server/Session.h"
 
-#include <netdb.h>
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <array>
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
 #include <string>
 #include <utility>
 
 #include "peers/loop_storage/StorageError.h"
+#include "peers/loop_storage/server/PeerName.h"
 #include "platform/os/FileDescriptor.h"
 #include "platform/storage_wire/SendBuffer.h"
 #include "platform/utils/Log.h"
@@ -19,36 +16,6 @@
 namespace tarn::peers::loop_storage {
 
 namespace {
-
-std::string processNameOf(int socket) {
-    ucred peer{};
-    socklen_t size = sizeof peer;
-    const bool isKnown = ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0;
-    return isKnown ? "process " + std::to_string(peer.pid) : "";
-}
-
-std::string addressTextOf(const sockaddr& address, socklen_t size) {
-    std::array<char, NI_MAXHOST> host{};
-    std::array<char, NI_MAXSERV> port{};
-    if (::getnameinfo(&address, size, host.data(), host.size(), port.data(), port.size(),
-                      NI_NUMERICHOST | NI_NUMERICSERV) != 0) {
-        return "";
-    }
-    const std::string name = host.data();
-    return (address.sa_family == AF_INET6 ? "[" + name + "]" : name) + ":" + port.data();
-}
-
-// Where the other end of a connected socket is, for people: "192.168.1.5:40312", "[::1]:40312" or
-// "process 1234" for one on this machine. Empty when the system does not tell.
-std::string peerNameOf(int socket) {
-    sockaddr_storage address{};
-    socklen_t size = sizeof address;
-    auto* const generic = static_cast<sockaddr*>(static_cast<void*>(&address));
-    if (::getpeername(socket, generic, &size) != 0) {
-        return "";
-    }
-    return address.ss_family == AF_UNIX ? processNameOf(socket) : addressTextOf(*generic, size);
-}
 
 constexpr std::size_t inputSize = 64U << 10U;
 constexpr std::size_t writerInputSize = 512U << 10U;
@@ -60,32 +27,33 @@ std::size_t used(const boost::system::error_code& error, std::size_t size) {
 
 }  // namespace
 
-Session::Session(Socket socket, ClientIdentity client, RequestGate& gate, Storage& storage,
+Session::Session(ClientStream given, ClientIdentity client, RequestGate& gate, Storage& storage,
                  const SessionLimits& limits, std::function<void()> onEnd)
-    : socket(std::move(socket)),
-      peer(peerNameOf(this->socket.native_handle())),
+    : stream(std::move(given)),
+      peer(peerNameOf(stream.socket().native_handle())),
       client(std::move(client)),
       gate(gate),
       storage(storage),
       limits(limits),
       onEnd(std::move(onEnd)),
       input(inputSize),
-      patience(this->socket.get_executor()),
-      ticketWait(this->socket.get_executor()) {}
+      patience(stream.get_executor()),
+      ticketWait(stream.get_executor()) {}
 
 Session::~Session() = default;
 
 void Session::start() {
-    boost::asio::dispatch(socket.get_executor(), handler([](Session& self) {
-                              boost::system::error_code ignored;
-                              self.socket.non_blocking(true, ignored);
-                              storage_wire::makeSendBufferLarge(self.socket.native_handle());
-                              self.receive();
-                          }));
+    boost::asio::dispatch(
+        stream.get_executor(), handler([](Session& self) {
+            boost::system::error_code ignored;
+            self.stream.socket().non_blocking(true, ignored);
+            storage_wire::makeSendBufferLarge(self.stream.socket().native_handle());
+            self.receive();
+        }));
 }
 
 void Session::close() {
-    boost::asio::post(socket.get_executor(), handler([](Session& self) { self.end(); }));
+    boost::asio::post(stream.get_executor(), handler([](Session& self) { self.end(); }));
 }
 
 // It cannot even be told.
@@ -107,7 +75,7 @@ void Session::end() {
     reader.reset();
     leaving.reset();
     writer.reset();
-    socket.close(ignored);
+    stream.socket().close(ignored);
     onEnd();
 }
 
@@ -122,7 +90,7 @@ void Session::receive() {
     }
     isReceiving = true;
     watch();
-    socket.async_read_some(boost::asio::buffer(input),
+    stream.async_read_some(boost::asio::buffer(input),
                            handler([](Session& self, const auto& error, std::size_t size) {
                                self.isReceiving = false;
                                self.received(used(error, size));
@@ -134,7 +102,7 @@ void Session::giveSocketToWriter() {
     if (writer && state != State::Closed) {
         boost::system::error_code ignored;
         writer->held()->keepUntilReleased(
-            std::make_shared<os::FileDescriptor>(socket.release(ignored)));
+            std::make_shared<os::FileDescriptor>(stream.socket().release(ignored)));
     }
 }
 
@@ -164,7 +132,7 @@ void Session::goOn() {
     if (inputBegin == inputEnd) {
         receive();
     } else {
-        boost::asio::post(socket.get_executor(), handler([](Session& self) { self.goOn(); }));
+        boost::asio::post(stream.get_executor(), handler([](Session& self) { self.goOn(); }));
     }
 }
 
@@ -178,7 +146,7 @@ void Session::noteInput() {
 // Without going through the event loop again: a writer's next piece has mostly come by now.
 bool Session::readMore() {
     boost::system::error_code error;
-    const auto size = socket.read_some(boost::asio::buffer(input), error);
+    const auto size = stream.read_some(boost::asio::buffer(input), error);
     if (error || size == 0) {
         return false;  // receiving tells, once more
     }

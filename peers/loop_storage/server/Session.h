@@ -1,6 +1,5 @@
 #pragma once
 
-#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +14,7 @@
 
 #include "peers/loop_storage/operations/Storage.h"
 #include "peers/loop_storage/server/ClientIdentity.h"
+#include "peers/loop_storage/server/ClientStream.h"
 #include "peers/loop_storage/server/Outbox.h"
 #include "peers/loop_storage/server/Presence.h"
 #include "peers/loop_storage/server/ReaderRole.h"
@@ -40,11 +40,11 @@ namespace tarn::peers::loop_storage {
 class Session : public std::enable_shared_from_this<Session>,
                 private storage_wire::MessageParser::Sink {
   public:
-    using Socket = boost::asio::generic::stream_protocol::socket;
+    using Socket = ClientStream::Socket;
 
     /// `gate`, which outlives it, says what `client` may do. `onEnd` is called once, from whatever
     /// thread, when the client is gone.
-    Session(Socket socket, ClientIdentity client, RequestGate& gate, Storage& storage,
+    Session(ClientStream stream, ClientIdentity client, RequestGate& gate, Storage& storage,
             const SessionLimits& limits, std::function<void()> onEnd);
     ~Session() override;
 
@@ -137,7 +137,7 @@ class Session : public std::enable_shared_from_this<Session>,
     void checkPatience();
     void end();
 
-    Socket socket;
+    ClientStream stream;
     const std::string peer;
     const ClientIdentity client;
     RequestGate& gate;

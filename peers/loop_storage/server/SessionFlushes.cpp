@@ -34,7 +34,7 @@ void Session::flushSoon() {
         } catch (const std::exception&) {
             failure = std::current_exception();
         }
-        boost::asio::post(self->socket.get_executor(),
+        boost::asio::post(self->stream.get_executor(),
                           self->handler([failure](Session& session) { session.flushed(failure); }));
     });
 }

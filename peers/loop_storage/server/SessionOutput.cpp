@@ -64,7 +64,7 @@ bool Session::sendWith(const WorkerSharing& sharing, Answer reply) {
         reply.set_size(sharing.memory->size());
     }
     const auto message = messageOf(reply, 0);
-    if (!sendDescriptors(socket.native_handle(), message.front(), descriptors)) {
+    if (!sendDescriptors(stream.socket().native_handle(), message.front(), descriptors)) {
         return false;
     }
     outbox.add(message.substr(1), {});
@@ -83,7 +83,7 @@ void Session::sendNext() {
         self->lastOutput = Clock::now();
         return error ? std::size_t(0) : std::size_t(1U << 20U);
     };
-    boost::asio::async_write(socket, outbox.begin(), progress,
+    boost::asio::async_write(stream, outbox.begin(), progress,
                              handler([](Session& self, const auto& error, std::size_t) {
                                  if (error) {
                                      self.end();
@@ -102,7 +102,7 @@ void Session::sent() {
     sendNext();
     if (state == State::Lingering && !outbox.isSending()) {
         boost::system::error_code ignored;
-        socket.shutdown(Socket::shutdown_send, ignored);
+        stream.socket().shutdown(Socket::shutdown_send, ignored);
         leaving.reset();
     }
     readFrames();
@@ -135,7 +135,7 @@ void Session::readFrames() {
         return;
     }
     // Weak: a track must not keep a client that has gone.
-    reader->callWhenReadable([weak = weak_from_this(), executor = socket.get_executor()] {
+    reader->callWhenReadable([weak = weak_from_this(), executor = stream.get_executor()] {
         boost::asio::post(executor, [weak] {
             if (const auto self = weak.lock()) {
                 self->handler([](Session& session) { session.readable(); })();
@@ -157,7 +157,7 @@ void Session::fetchFrame() {
     const auto fetch = reader->beginFetch(outbox.takeSpare());
     storage.runSoon(fetch->queue(), [self = shared_from_this(), fetch] {
         fetch->run();
-        boost::asio::post(self->socket.get_executor(),
+        boost::asio::post(self->stream.get_executor(),
                           self->handler([fetch](Session& session) { session.fetched(*fetch); }));
     });
 }

@@ -45,7 +45,7 @@ Session::Next Session::handle(const Request& request, std::uint32_t payloadSize)
             followTicket(request);
         } else {
             handleRequest(storage, request, [self = shared_from_this()](const Answer& answer) {
-                self->answerFromAnywhere(answer);
+                self->answerFromAnywhere(visibleTo(self->client, answer));
             });
         }
     } catch (const std::exception& failure) {
@@ -71,7 +71,7 @@ void Session::attach(const Request& request) {
                 request.track_id(0), kind, self->asWorker(request.worker_name()));
             const auto sharing = std::make_shared<const WorkerSharing>(
                 shares ? makeWorkerSharing(attachment->track(), kind) : WorkerSharing());
-            boost::asio::post(self->socket.get_executor(),
+            boost::asio::post(self->stream.get_executor(),
                               self->handler([attachment, request, sharing](Session& session) {
                                   session.attached(attachment, request, *sharing);
                               }));
@@ -106,7 +106,7 @@ WorkerClient Session::asWorker(const std::string& name) {
 // Descriptors can be sent to who is on the same machine.
 bool Session::isLocal() const {
     boost::system::error_code error;
-    const auto endpoint = socket.local_endpoint(error);
+    const auto endpoint = stream.socket().local_endpoint(error);
     return !error && endpoint.protocol().family() == AF_UNIX;
 }
 
@@ -163,7 +163,7 @@ void Session::followTicket(const Request& request) {
                                                        std::chrono::seconds(10)));
     ticketWait.async_wait([finish](const auto&) { finish(); });
     awaitedTicket = ticket;
-    storage.tickets().callAtEnd(ticket, this, [finish, executor = socket.get_executor()] {
+    storage.tickets().callAtEnd(ticket, this, [finish, executor = stream.get_executor()] {
         boost::asio::post(executor, finish);
     });
 }
@@ -185,7 +185,7 @@ void Session::answerTicket(std::int64_t ticket) {
 }
 
 void Session::answerFromAnywhere(const Answer& reply) {
-    boost::asio::dispatch(socket.get_executor(),
+    boost::asio::dispatch(stream.get_executor(),
                           handler([reply](Session& self) { self.answer(reply); }));
 }
 
@@ -202,7 +202,7 @@ void Session::answer(const Answer& reply) {
 void Session::answered() {
     state = State::Receiving;
     present->set(isWorker() ? Presence::Standing::Working : Presence::Standing::Idle);
-    boost::asio::post(socket.get_executor(), handler([](Session& self) { self.goOn(); }));
+    boost::asio::post(stream.get_executor(), handler([](Session& self) { self.goOn(); }));
 }
 
 // What the client did cannot be put right: it is told, and whatever more it sends is thrown away
@@ -229,7 +229,7 @@ void Session::refuse(const std::exception& failure) {
 
 void Session::evict() {
     boost::asio::post(
-        socket.get_executor(), handler([](Session& self) {
+        stream.get_executor(), handler([](Session& self) {
             if (self.state == State::Receiving || self.state == State::Answering) {
                 self.noteInput();
                 self.refuse(StorageError(TARN_STORAGE_ERROR_EVICTED,

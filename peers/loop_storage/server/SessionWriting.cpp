@@ -58,7 +58,7 @@ void Session::reserveLater(const Request& request, std::uint32_t payloadSize, st
         } catch (const std::exception&) {
             failure = std::current_exception();
         }
-        boost::asio::post(self->socket.get_executor(),
+        boost::asio::post(self->stream.get_executor(),
                           self->handler([request, payloadSize, place, failure](Session& session) {
                               session.reserved(request, payloadSize, place, failure);
                           }));

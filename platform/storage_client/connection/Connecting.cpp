@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "platform/os/TrustedListener.h"
+#include "platform/storage_client/connection/Credentials.h"
 #include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_client/connection/HostLookup.h"
 #include "platform/storage_wire/SendBuffer.h"
@@ -88,21 +89,21 @@ std::unique_ptr<Stream> connectedStream(int family, const sockaddr* address, soc
     return stream;
 }
 
-std::string nameOf(const std::string& host, std::uint16_t port) {
-    const bool isIpv6 = host.find(':') != std::string::npos;
-    return (isIpv6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
-}
-
 }  // namespace
 
 std::unique_ptr<Stream> connectTcp(const std::string& host, std::uint16_t port,
+                                   const std::optional<Protection>& protection,
                                    const os::Deadline& deadline) {
-    const auto peer = nameOf(host, port);
+    const auto peer = nameOfServer(host, port);
     const auto addresses = lookUpHost(host, port, deadline);
     for (const addrinfo* address = addresses.get();; address = address->ai_next) {
         try {
-            return connectedStream(address->ai_family, address->ai_addr, address->ai_addrlen, peer,
-                                   deadline);
+            auto stream = connectedStream(address->ai_family, address->ai_addr, address->ai_addrlen,
+                                          peer, deadline);
+            if (protection) {
+                stream->protect(*protection, deadline);
+            }
+            return stream;
         } catch (const Failure&) {
             if (address->ai_next == nullptr || deadline.hasPassed()) {
                 throw;

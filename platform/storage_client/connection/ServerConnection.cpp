@@ -16,12 +16,24 @@ constexpr auto longestIdle = std::chrono::seconds(30);
 // A server that hangs holds up nobody who leaves.
 constexpr std::chrono::milliseconds longestLeaving{200};
 
+constexpr std::size_t greetingBeginning = 2;
+
 iovec part(const void* bytes, std::size_t size) {
     return {.iov_base = const_cast<void*>(bytes), .iov_len = size};
 }
 
 [[noreturn]] void failProtocol(const std::string& message) {
     throw Failure(TARN_STORAGE_ERROR_PROTOCOL, message);
+}
+
+// A server that wants TLS tells so with an alert of that, which is shorter than a greeting.
+void checkSpeaksPlainly(std::string_view beginning, const std::string& peer) {
+    constexpr std::string_view alert = "\x15\x03";
+    if (beginning == alert) {
+        throw Failure(TARN_STORAGE_ERROR_CONNECTION,
+                      "The server at " + peer +
+                          " speaks TLS: a certificate and the server's fingerprint are needed");
+    }
 }
 
 void checkServerGreeting(std::string_view bytes, const std::string& peer) {
@@ -62,7 +74,10 @@ void ServerConnection::greet() {
     const os::Deadline deadline(bound);
     auto greeting = storage_wire::makeGreeting();
     stream->send({part(greeting.data(), greeting.size())}, deadline);
-    stream->receive(greeting.data(), greeting.size(), deadline);
+    stream->receive(greeting.data(), greetingBeginning, deadline);
+    checkSpeaksPlainly({greeting.data(), greetingBeginning}, stream->peer());
+    stream->receive(greeting.data() + greetingBeginning, greeting.size() - greetingBeginning,
+                    deadline);
     checkServerGreeting({greeting.data(), greeting.size()}, stream->peer());
 }
 

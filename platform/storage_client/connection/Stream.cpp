@@ -14,6 +14,7 @@
 #include "platform/storage_client/connection/Failure.h"
 #include "platform/storage_wire/MemorySharing.h"
 #include "platform/storage_wire/PeerTimeOut.h"
+#include "platform/tls/ClientChannel.h"
 
 namespace tarn::storage_client {
 
@@ -21,6 +22,8 @@ namespace {
 
 // The system takes no more in one call.
 constexpr std::size_t mostPieces = IOV_MAX;
+// What TLS puts into one record.
+constexpr std::size_t encryptedAtOnce = 16U << 10U;
 
 bool mustWait(int error) {
     return error == EAGAIN || error == EWOULDBLOCK;
@@ -47,24 +50,81 @@ void advance(std::vector<iovec>& parts, std::size_t& first, std::size_t sent) {
 Stream::Stream(os::FileDescriptor descriptor, std::string peer)
     : descriptor(std::move(descriptor)), peerName(std::move(peer)) {}
 
+Stream::~Stream() = default;
+
+void Stream::protect(const Protection& protection, const os::Deadline& deadline) {
+    try {
+        channel = std::make_unique<tls::ClientChannel>(
+            descriptor.get(), tls::readCertifiedKeyFile(protection.certificateFile),
+            protection.fingerprint);
+    } catch (const std::runtime_error& failure) {
+        throw Failure(TARN_STORAGE_ERROR_ARGUMENT,
+                      "Not connected to " + peerName + ": " + failure.what());
+    }
+    for (;;) {
+        const auto done = channel->handshake();
+        if (done > 0) {
+            return;
+        }
+        if (done == 0) {
+            failConnection("the server has closed it");
+        }
+        if (!mustWait(errno)) {
+            failConnection(reasonOf(errno));
+        }
+        waitInTime(channel->events(), deadline);
+    }
+}
+
 void Stream::send(std::vector<iovec> parts, const os::Deadline& deadline) {
     std::size_t first = 0;
     advance(parts, first, 0);
     while (first < parts.size()) {
-        msghdr message{};
-        message.msg_iov = &parts[first];
-        message.msg_iovlen = std::min(parts.size() - first, mostPieces);
-        const auto sent = ::sendmsg(descriptor.get(), &message, MSG_NOSIGNAL);
+        const auto sent = sendSome(parts, first);
         if (sent >= 0) {
             advance(parts, first, static_cast<std::size_t>(sent));
         } else if (mustWait(errno)) {
-            if (!waitFor(POLLOUT, deadline)) {
-                failTimeout();
-            }
+            waitInTime(eventsToSend(), deadline);
         } else if (errno != EINTR) {
-            failConnection(textOf(errno));
+            failConnection(reasonOf(errno));
         }
     }
+}
+
+ssize_t Stream::sendSome(const std::vector<iovec>& parts, std::size_t first) {
+    if (channel) {
+        return sendEncrypted(parts, first);
+    }
+    msghdr message{};
+    message.msg_iov = const_cast<iovec*>(&parts[first]);
+    message.msg_iovlen = std::min(parts.size() - first, mostPieces);
+    return ::sendmsg(descriptor.get(), &message, MSG_NOSIGNAL);
+}
+
+// The same bytes again after a wait: the parts have not moved meanwhile.
+ssize_t Stream::sendEncrypted(const std::vector<iovec>& parts, std::size_t first) {
+    if (parts[first].iov_len >= encryptedAtOnce) {
+        return channel->write(parts[first].iov_base, parts[first].iov_len);
+    }
+    gathered.clear();
+    for (std::size_t i = first; i < parts.size() && gathered.size() < encryptedAtOnce; ++i) {
+        const auto* const bytes = static_cast<const char*>(parts[i].iov_base);
+        const auto size = std::min(parts[i].iov_len, encryptedAtOnce - gathered.size());
+        gathered.insert(gathered.end(), bytes, bytes + size);
+    }
+    return channel->write(gathered.data(), gathered.size());
+}
+
+short Stream::eventsToSend() const {
+    return channel ? channel->events() : static_cast<short>(POLLOUT);
+}
+
+short Stream::eventsToReceive() const {
+    return channel ? channel->events() : static_cast<short>(POLLIN);
+}
+
+std::string Stream::reasonOf(int error) const {
+    return channel && error == EPROTO ? channel->failure() : textOf(error);
 }
 
 void Stream::receive(char* bytes, std::size_t size, const os::Deadline& deadline) {
@@ -76,16 +136,18 @@ void Stream::receive(char* bytes, std::size_t size, const os::Deadline& deadline
         } else if (got == 0) {
             failConnection("the server has closed it");
         } else if (mustWait(errno)) {
-            if (!waitFor(POLLIN, deadline)) {
-                failTimeout();
-            }
+            waitInTime(eventsToReceive(), deadline);
         } else if (errno != EINTR) {
-            failConnection(textOf(errno));
+            failConnection(reasonOf(errno));
         }
     }
 }
 
 ssize_t Stream::receiveSome(char* bytes, std::size_t size) {
+    return channel ? channel->read(bytes, size) : receivePlain(bytes, size);
+}
+
+ssize_t Stream::receivePlain(char* bytes, std::size_t size) {
     alignas(cmsghdr) std::array<char, CMSG_SPACE(storage_wire::mostDescriptors * sizeof(int))>
         control;
     iovec part{.iov_base = bytes, .iov_len = size};
@@ -124,7 +186,7 @@ bool Stream::isEnded() const {
 }
 
 bool Stream::waitForInput(const os::Deadline& deadline) {
-    return waitFor(POLLIN, deadline);
+    return (channel && channel->hasInput()) || waitFor(POLLIN, deadline);
 }
 
 void Stream::endWithoutPeer(std::chrono::milliseconds bound) const {
@@ -157,6 +219,12 @@ bool Stream::waitFor(short events, const os::Deadline& deadline) {
         if (deadline.hasPassed()) {
             return false;
         }
+    }
+}
+
+void Stream::waitInTime(short events, const os::Deadline& deadline) {
+    if (!waitFor(events, deadline)) {
+        failTimeout();
     }
 }
 

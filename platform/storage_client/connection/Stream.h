@@ -12,6 +12,11 @@
 
 #include "platform/os/Deadline.h"
 #include "platform/os/FileDescriptor.h"
+#include "platform/storage_client/connection/Credentials.h"
+
+namespace tarn::tls {
+class ClientChannel;
+}
 
 namespace tarn::storage_client {
 
@@ -23,6 +28,12 @@ class Stream {
   public:
     /// `descriptor` does not block; `peer` names the server in messages.
     Stream(os::FileDescriptor descriptor, std::string peer);
+    ~Stream();
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    /// From here on all that goes through is encrypted. Before anything else does.
+    void protect(const Protection& protection, const os::Deadline& deadline);
 
     /// All of the parts; their fields are used up.
     void send(std::vector<iovec> parts, const os::Deadline& deadline);
@@ -51,13 +62,22 @@ class Stream {
 
   private:
     bool waitFor(short events, const os::Deadline& deadline);
+    void waitInTime(short events, const os::Deadline& deadline);
+    ssize_t sendSome(const std::vector<iovec>& parts, std::size_t first);
+    ssize_t sendEncrypted(const std::vector<iovec>& parts, std::size_t first);
     ssize_t receiveSome(char* bytes, std::size_t size);
+    ssize_t receivePlain(char* bytes, std::size_t size);
+    short eventsToSend() const;
+    short eventsToReceive() const;
+    std::string reasonOf(int error) const;
     void keepDescriptors(msghdr& message);
     [[noreturn]] void failTimeout() const;
     [[noreturn]] void failConnection(const std::string& reason) const;
 
     const os::FileDescriptor descriptor;
     const std::string peerName;
+    std::unique_ptr<tls::ClientChannel> channel;  // null: bytes go as they are
+    std::vector<char> gathered;                   // small parts that are encrypted as one
     Descriptors received;
 };
 

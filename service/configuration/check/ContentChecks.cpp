@@ -18,6 +18,7 @@
 #include "service/configuration/LimitsElement.h"
 #include "service/configuration/SettingsTable.h"
 #include "service/configuration/check/ElementChecks.h"
+#include "service/configuration/check/StorageChecks.h"
 #include "service/configuration/xml/Replace.h"
 #include "service/configuration/xml/XmlNumber.h"
 
@@ -86,7 +87,7 @@ void checkKeyFile(const XmlNode& element, ProblemList& problems) {
 
 void checkClientKeys(const XmlNode& element, ProblemList& problems) {
     const std::string path = elementContent(element).value_or("");
-    const auto content = os::readBeginning(path, access::largestClientKeyFile);
+    const auto content = os::readBeginning(path, access::largestListFile);
     if (!content) {
         problems.add(element, ProblemSeverity::Error,
                      utils::quotedText(path) + " cannot be read: nobody can connect");
@@ -247,6 +248,10 @@ void checkContents(const XmlNode& root, const ConfigurationSettings& settings,
                 case Content::ClientKeys:
                     checkEach(elementsThatCount(section, setting, root), checkClientKeys, problems);
                     break;
+                case Content::StorageCertificate:
+                    checkEach(elementsThatCount(section, setting, root), checkStorageCertificate,
+                              problems);
+                    break;
                 case Content::Program:
                     checkLauncher(section, setting, root, problems);
                     break;
@@ -263,6 +268,7 @@ void checkContents(const XmlNode& root, const ConfigurationSettings& settings,
         }
     }
     checkInputLists(root, problems);
+    checkStorages(root, settings.security, problems);
 }
 
 }  // namespace tarn::service::configuration

@@ -2,6 +2,7 @@
 
 #include "cli/doctor/Checks.h"
 #include "cli/doctor/FirewallRules.h"
+#include "platform/tls/CertifiedKey.h"
 #include "tests/cli/doctor/TestMachine.h"
 
 // What the machine gives: space, a clock, a firewall, a kernel.
@@ -118,6 +119,39 @@ TEST_F(DoctorsSurroundingsTest, WhatTheKernelLacksIsAWarningEach) {
     machine.landlockVersion = [] { return 0; };
     EXPECT_THAT(textsOf(checkKernel(machine)),
                 ElementsAre(HasSubstr("warning: the kernel has no Landlock")));
+}
+
+TEST_F(DoctorsSurroundingsTest, ACertificateThatEndsIsAWarningThenAnError) {
+    EXPECT_THAT(textsOf(checkCertificates(machine)), IsEmpty());
+    test.write("/etc/tarn/other", "");
+    const auto now = std::chrono::system_clock::now();
+    tls::writeCertifiedKeyFile(machine.at("/etc/tarn/storage.pem").string(),
+                               tls::generateCertifiedKey("storage", {now, now + 24h * 100}));
+    EXPECT_THAT(textsOf(checkCertificates(machine)), IsEmpty());
+    machine.now = [now] { return now + 24h * 90; };
+    EXPECT_THAT(textsOf(checkCertificates(machine)),
+                ElementsAre(HasSubstr("warning: /etc/tarn/storage.pem expires in ")));
+    machine.now = [now] { return now + 24h * 101; };
+    EXPECT_THAT(textsOf(checkCertificates(machine)),
+                ElementsAre("error: /etc/tarn/storage.pem has expired"));
+}
+
+TEST_F(DoctorsSurroundingsTest, ACertificateThatOthersMayReadIsAnError) {
+    test.write("/etc/tarn/storage.pem", "nonsense");
+    EXPECT_THAT(textsOf(checkCertificates(machine)),
+                ElementsAre(HasSubstr("others than its owner may read or write it")));
+}
+
+TEST_F(DoctorsSurroundingsTest, AListOfClientsIsReadAndItsModeIsLookedAt) {
+    test.write("/etc/tarn/storage-clients", "read " + std::string(64, '1') + " studio\n");
+    const auto file = machine.at("/etc/tarn/storage-clients");
+    std::filesystem::permissions(file, std::filesystem::perms(0644));
+    EXPECT_THAT(textsOf(checkCertificates(machine)), IsEmpty());
+    test.write("/etc/tarn/storage-clients", "\nnonsense\n");
+    std::filesystem::permissions(file, std::filesystem::perms(0664));
+    EXPECT_THAT(textsOf(checkCertificates(machine)),
+                ElementsAre("error: /etc/tarn/storage-clients: others than its owner may change it",
+                            HasSubstr("warning: /etc/tarn/storage-clients line 2: ")));
 }
 
 }  // namespace tarn::cli

@@ -7,6 +7,7 @@
 
 #include "tests/peers/loop_storage/support/StorageClient.h"
 #include "tests/peers/loop_storage/support/StorageProgram.h"
+#include "tests/peers/loop_storage/support/TlsStorage.h"
 #include "tests/support/Eventually.h"
 #include "tests/support/Process.h"
 
@@ -192,6 +193,31 @@ TEST_F(StorageElementsTest, WhatCannotBeIsAnErrorWithItsReason) {
     EXPECT_THAT(
         failure("videotestsrc ! video/x-raw,width=4000,height=4000 ! tarnstoragesink" + at()),
         HasSubstr("is too large"));
+}
+
+TEST_F(StorageElementsTest, OverTlsWhatIsRecordedPlaysByWhoeverMay) {
+    TlsStorage remote;
+    remote.generate("recorder");
+    remote.generate("player");
+    remote.list(remote.line("operate", "recorder", "1:write") +
+                remote.line("read", "player", "1:read"));
+    const auto as = [&](const std::string& name) {
+        const auto address = remote.as(name);
+        return " location=tcp:127.0.0.1:" + std::to_string(address.port) +
+               " certificate=" + address.certificate + " fingerprint=" + address.fingerprint;
+    };
+    const auto recorded = run(picture + encode + " ! tarnstoragesink track=1" + as("recorder"));
+    ASSERT_EQ(recorded.exitStatus, 0) << recorded.err << recorded.out;
+    const auto played = run("tarnstoragesrc stop-at-end=true track=1" + as("player") +
+                            " ! h264parse ! avdec_h264 ! fakesink name=end silent=false");
+    EXPECT_EQ(played.exitStatus, 0) << played.err;
+    EXPECT_EQ(buffersIn(played.out), 50);
+    const auto refused = run(picture + " ! tarnstoragesink track=1" + as("player"));
+    EXPECT_NE(refused.exitStatus, 0);
+    EXPECT_THAT(refused.err + refused.out, HasSubstr("client player has read"));
+    const auto half =
+        run("tarnstoragesrc track=1 location=tcp:127.0.0.1:1 certificate=/x ! fakesink");
+    EXPECT_THAT(half.err + half.out, HasSubstr("and the server's fingerprint belong together"));
 }
 
 TEST_F(StorageElementsTest, OneThatIsEvictedSaysSo) {

@@ -176,7 +176,7 @@ TEST_F(ClientKeysFileTest, WithoutAFolderIsLookedForAndLetsNobodyIn) {
 }
 
 TEST_F(ClientKeysFileTest, ThatIsTooLargeLetsNobodyIn) {
-    write("read " + key + " studio\n" + std::string(largestClientKeyFile, '\n'));
+    write("read " + key + " studio\n" + std::string(largestListFile, '\n'));
     const ClientKeys keys(path, ownKey);
     EXPECT_EQ(keys.levelOf(key), Level::None);
 }

@@ -39,7 +39,7 @@ struct RenewalTest : testing::Test {
             const auto port = ports.front();
             ports.pop_front();
             whileConnecting();
-            return storage_client::connectTcp("127.0.0.1", port, deadline);
+            return storage_client::connectTcp("127.0.0.1", port, std::nullopt, deadline);
         };
         handle = std::make_unique<tarn_storage_connection>(next, 5s, [this] { return now; });
     }
@@ -91,7 +91,7 @@ TEST_F(RenewalTest, WhereNobodyIsAnyMoreThatIsTheFailureAndTheEnd) {
     EXPECT_EQ(ask(), -1);
     EXPECT_EQ(tarn_storage_error_get_type(error), TARN_STORAGE_ERROR_CONNECTION);
     handle.reset();
-    storage_client::connectTcp("127.0.0.1", servers.back()->port(), os::Deadline(5s));
+    storage_client::connectTcp("127.0.0.1", servers.back()->port(), std::nullopt, os::Deadline(5s));
 }
 
 TEST_F(RenewalTest, OneThatWasInterruptedStaysSo) {
@@ -103,7 +103,7 @@ TEST_F(RenewalTest, OneThatWasInterruptedStaysSo) {
     EXPECT_EQ(tarn_storage_error_get_type(error), TARN_STORAGE_ERROR_CONNECTION);
     EXPECT_EQ(ask(), -1);
     EXPECT_EQ(ports.size(), 1U) << "nobody else was asked";
-    storage_client::connectTcp("127.0.0.1", servers.back()->port(), os::Deadline(5s));
+    storage_client::connectTcp("127.0.0.1", servers.back()->port(), std::nullopt, os::Deadline(5s));
 }
 
 TEST_F(RenewalTest, OneThatIsInterruptedWhileItIsMadeAnewDoesNotGoOn) {

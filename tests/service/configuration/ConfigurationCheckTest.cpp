@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "platform/keys/SecretKeyFile.h"
+#include "platform/tls/CertifiedKey.h"
 #include "tests/service/configuration/ConfigurationFixture.h"
 
 namespace tarn::service::configuration {
@@ -245,6 +246,57 @@ TEST_F(ConfigurationCheckTest, LooksIntoTheFilesOfKeys) {
                 ElementsAre(HasSubstr("error 3 ClientKeys: " + clients + " line 2: ")));
     EXPECT_THAT(problemsOfSections(security(key, clients + "x")),
                 ElementsAre(HasSubstr("cannot be read")));
+}
+
+namespace {
+
+std::string storageAt(const std::string& address, const std::string& further = {}) {
+    return "<Storage type='LoopStorage'><InterfaceType>tcp</InterfaceType><InterfaceAddress>" +
+           address + "</InterfaceAddress><TcpPort>7000</TcpPort>" + further + "</Storage>";
+}
+
+std::string storageCertificate(const std::string& file) {
+    return "<Security><StorageCertificate>" + file + "</StorageCertificate></Security>";
+}
+
+}  // namespace
+
+TEST_F(ConfigurationCheckTest, AStorageBeyondThisMachineWithoutEncryptionIsAnError) {
+    EXPECT_THAT(problemsOfSections(storageAt("localhost")), IsEmpty());
+    EXPECT_THAT(problemsOfSections(storageAt("far")),
+                ElementsAre(HasSubstr("error 3 Storage: LoopStorage TCP far:7000: it is beyond "
+                                      "this machine")));
+}
+
+TEST_F(ConfigurationCheckTest, ACertificateAndTheFingerprintsOfStoragesBelongTogether) {
+    const auto file = (folder.path() / "storage.pem").string();
+    const auto now = std::chrono::system_clock::now();
+    const auto days = [](int count) { return std::chrono::hours(24 * count); };
+    tls::writeCertifiedKeyFile(
+        file, tls::generateCertifiedKey("service", {.begin = now, .end = now + days(365)}));
+    const auto known = storageAt("far", "<Fingerprint>" + std::string(64, 'a') + "</Fingerprint>");
+    EXPECT_THAT(problemsOfSections(storageCertificate(file) + known), IsEmpty());
+    EXPECT_THAT(problemsOfSections(known),
+                ElementsAre(HasSubstr("Security has no StorageCertificate")));
+    EXPECT_THAT(problemsOfSections(storageCertificate(file) + storageAt("localhost")),
+                ElementsAre(HasSubstr("but this storage no Fingerprint")));
+}
+
+TEST_F(ConfigurationCheckTest, LooksIntoTheCertificateForStorages) {
+    const auto now = std::chrono::system_clock::now();
+    const auto days = [](int count) { return std::chrono::hours(24 * count); };
+    const auto problemsOf = [&](const std::string& name, int begin, int end) {
+        const auto file = (folder.path() / name).string();
+        tls::writeCertifiedKeyFile(
+            file, tls::generateCertifiedKey(name, {now + days(begin), now + days(end)}));
+        return problemsOfSections(storageCertificate(file));
+    };
+    EXPECT_THAT(problemsOf("good", -1, 365), IsEmpty());
+    EXPECT_THAT(problemsOf("old", -2, -1), ElementsAre(HasSubstr("its certificate has expired")));
+    EXPECT_THAT(problemsOf("soon", -1, 8),
+                ElementsAre(AllOf(HasSubstr("warning"), HasSubstr("expires in 7 days"))));
+    EXPECT_THAT(problemsOfSections(storageCertificate("/nowhere")),
+                ElementsAre(HasSubstr("error 3 StorageCertificate: /nowhere: No such file")));
 }
 
 }  // namespace tarn::service::configuration

@@ -145,4 +145,24 @@ TEST_F(LoopStorageTest, AFailedParseMakesAValidHandlerInvalid) {
     EXPECT_EQ(handler.getPort(), 0);
 }
 
+TEST_F(LoopStorageTest, TakesTheFingerprintOfAServerOverTcp) {
+    const std::string print(64, 'A');
+    const std::string plain(64, 'a');
+    const auto port = tcpType + address + "<TcpPort>1</TcpPort>";
+    ASSERT_TRUE(parse(port + "<Fingerprint>" + print + "</Fingerprint>")) << error;
+    EXPECT_EQ(handler.getFingerprint(), plain);
+    ASSERT_TRUE(parse(port));
+    EXPECT_EQ(handler.getFingerprint(), "");
+    ASSERT_TRUE(parse(unixType + address + "<Fingerprint>none</Fingerprint>"));
+    EXPECT_EQ(handler.getFingerprint(), "");
+}
+
+TEST_F(LoopStorageTest, AFingerprintThatIsNoneIsNotTakenForNone) {
+    const auto port = tcpType + address + "<TcpPort>1</TcpPort>";
+    for (const auto* const text : {"", "none", "abcd"}) {
+        EXPECT_EQ(errorOf(port + "<Fingerprint>" + text + "</Fingerprint>"),
+                  header + "Fingerprint is not of 64 hexadecimal digits");
+    }
+}
+
 }  // namespace tarn::service::configuration

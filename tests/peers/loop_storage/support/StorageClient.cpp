@@ -8,6 +8,11 @@ StorageClient::StorageClient(const std::string& socketPath)
 StorageClient::StorageClient(std::uint16_t port, unsigned timeOut)
     : connection(tarn_storage_connection_create_tcp("127.0.0.1", port, timeOut, error)) {}
 
+StorageClient::StorageClient(const TlsAddress& address)
+    : connection(tarn_storage_connection_create_tls("127.0.0.1", address.port,
+                                                    address.certificate.c_str(),
+                                                    address.fingerprint.c_str(), 0, error)) {}
+
 StorageClient::~StorageClient() {
     tarn_storage_writer_destroy(writer);
     tarn_storage_reader_destroy(reader);

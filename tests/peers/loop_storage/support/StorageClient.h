@@ -10,11 +10,19 @@
 
 namespace tarn::test {
 
+/// How a client reaches a server that wants certificates.
+struct TlsAddress {
+    std::uint16_t port = 0;
+    std::string certificate;  ///< the client's file
+    std::string fingerprint;  ///< the server's
+};
+
 /// The client library for tests: texts and lists, and the error of the last call.
 class StorageClient {
   public:
     explicit StorageClient(const std::string& socketPath);
     StorageClient(std::uint16_t port, unsigned timeOut = 0);
+    explicit StorageClient(const TlsAddress& address);
     ~StorageClient();
     StorageClient(const StorageClient&) = delete;
     StorageClient& operator=(const StorageClient&) = delete;
