@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/os/SmallFile.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::access {
@@ -75,7 +75,7 @@ std::optional<ClientKeys::State> ClientKeys::stateNow() const {
 std::optional<ClientKeys::Levels> ClientKeys::read() const {
     Levels found;
     try {
-        const auto content = os::readWhole(file, largestClientKeyFile);
+        const auto content = os::readOurs(file, largestClientKeyFile);
         if (!content) {
             return unread(errno);
         }
@@ -84,8 +84,8 @@ std::optional<ClientKeys::Levels> ClientKeys::read() const {
         for (const auto& entry : list.keys) {
             found[entry.key] = entry.level;
         }
-    } catch (const std::length_error& tooLarge) {
-        utils::logError("Client keys > " + file + " lets nobody in: " + tooLarge.what());
+    } catch (const std::exception& refused) {  // it is too large, or somebody else's
+        utils::logError("Client keys > " + file + " lets nobody in: " + refused.what());
     }
     return found;
 }

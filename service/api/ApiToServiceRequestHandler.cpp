@@ -23,6 +23,7 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
       dependencies(std::move(dependencies)),
       gatekeeper(formatMessage(""), this->dependencies.steadyNow),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
+      receiveFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       submissionLimits(formatMessage(""), this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
@@ -113,7 +114,8 @@ bool ApiToServiceRequestHandler::receive(Request& request, socket::Socket& socke
         }
         return true;
     } catch (const std::exception& e) {
-        utils::logError(formatMessage(std::string("Failed receiving API request: ") + e.what()));
+        receiveFailures.log(
+            formatMessage(std::string("Failed receiving API request: ") + e.what()));
         return false;
     }
 }
