@@ -49,7 +49,7 @@ void ask(const Question& question, std::vector<double>& times) {
     }
 }
 
-class FloodRatios : public AttackTest {
+class FloodRatiosTest : public AttackTest {
   protected:
     static std::unique_ptr<Process> attack(const std::string& path, const Flood& flood) {
         return std::make_unique<Process>(commandAs(
@@ -94,7 +94,7 @@ bool getsATree(const std::string& endpoint) {
     return following.poll(10000, error) == 0;
 }
 
-TEST_F(FloodRatios, OfRequestsLeaveOthersServed) {
+TEST_F(FloodRatiosTest, OfRequestsLeaveOthersServed) {
     startService();
     ASSERT_TRUE(api().info());
     for (const auto& flood :
@@ -107,7 +107,7 @@ TEST_F(FloodRatios, OfRequestsLeaveOthersServed) {
     expectOthersServed();
 }
 
-TEST_F(FloodRatios, OfAJobsCommandsLeaveOthersServed) {
+TEST_F(FloodRatiosTest, OfAJobsCommandsLeaveOthersServed) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto path = job->where().commandEndpoint.substr(std::string("ipc://").size());
@@ -121,7 +121,7 @@ TEST_F(FloodRatios, OfAJobsCommandsLeaveOthersServed) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(FloodRatios, OfTheGatewaysFollowersLeaveOthersServed) {
+TEST_F(FloodRatiosTest, OfTheGatewaysFollowersLeaveOthersServed) {
     Process gateway({gatewayProgram});
     ASSERT_TRUE(gateway.waitForOut("started"));
     startService();

@@ -6,13 +6,13 @@
 #include "tests/support/ImpostorSocket.h"
 #include "tests/system/attacks/AttackTest.h"
 
-// The second user as a program of the media server: beside security.TakenNames, where he has a name
-// before it has.
+// The second user as a program of the media server: beside security.TakenNamesTest, where he has a
+// name before it has.
 namespace tarn::test {
 
 namespace {
 
-class ForgedPeers : public AttackTest {
+class ForgedPeersTest : public AttackTest {
   protected:
     static std::string fileOf(const std::string& endpoint) {
         return endpoint.substr(std::string("ipc://").size());
@@ -25,7 +25,7 @@ class ForgedPeers : public AttackTest {
     }
 };
 
-TEST_F(ForgedPeers, AreNotLetInWhereOnlyProgramsMeet) {
+TEST_F(ForgedPeersTest, AreNotLetInWhereOnlyProgramsMeet) {
     Process gateway({gatewayProgram});
     ASSERT_TRUE(gateway.waitForOut("started"));
     Process monitor({hostMonitorProgram});
@@ -54,7 +54,7 @@ TEST_F(ForgedPeers, AreNotLetInWhereOnlyProgramsMeet) {
     }
 }
 
-TEST_F(ForgedPeers, AFalseStorageLearnsNothing) {
+TEST_F(ForgedPeersTest, AFalseStorageLearnsNothing) {
     configureSections(
         "<Storage type=\"LoopStorage\"><InterfaceType>unix</InterfaceType>"
         "<InterfaceAddress>/tmp/loop-storage</InterfaceAddress></Storage>");
@@ -73,7 +73,7 @@ TEST_F(ForgedPeers, AFalseStorageLearnsNothing) {
 }
 
 // He looks like one whose endpoint tarnctl was told.
-TEST_F(ForgedPeers, AFalseJobIsToldNothing) {
+TEST_F(ForgedPeersTest, AFalseJobIsToldNothing) {
     startService();
     const ImpostorSocket impostor("/tmp/false-job");
     const ImpostorSocket ofEvents("/tmp/false-events");
@@ -89,7 +89,7 @@ TEST_F(ForgedPeers, AFalseJobIsToldNothing) {
 }
 
 // Levels are the connection's: no request says whose it is.
-TEST_F(ForgedPeers, NobodySaysOfHimselfWhatHeMay) {
+TEST_F(ForgedPeersTest, NobodySaysOfHimselfWhatHeMay) {
     startService();
     const auto job = startJob({.pipeline = endless});
     for (const auto& [act, command] : std::vector<std::pair<std::string, std::vector<std::string>>>{

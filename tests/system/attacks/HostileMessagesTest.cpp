@@ -91,7 +91,7 @@ std::vector<HostileMessage> hostileMessages() {
     };
 }
 
-class HostileMessages : public AttackTest {
+class HostileMessagesTest : public AttackTest {
   protected:
     /// As one who may ask; afterwards he is answered as well as anybody.
     static bool sends(const HostileMessage& message, const std::string& endpoint) {
@@ -115,7 +115,7 @@ std::size_t linesIn(Clock::duration time, std::size_t kinds) {
            static_cast<std::size_t>(std::chrono::ceil<std::chrono::seconds>(time).count());
 }
 
-TEST_F(HostileMessages, ToTheServiceAreDropped) {
+TEST_F(HostileMessagesTest, ToTheServiceAreDropped) {
     startService();
     ASSERT_TRUE(api().info());
     const auto log = service().logLength();
@@ -133,7 +133,7 @@ TEST_F(HostileMessages, ToTheServiceAreDropped) {
     EXPECT_LE(count, linesIn(Clock::now() - begin, messages.size())) << service().log().text();
 }
 
-TEST_F(HostileMessages, ToAJobAreDropped) {
+TEST_F(HostileMessagesTest, ToAJobAreDropped) {
     startService();
     const auto job = startJob({.pipeline = endless});
     const auto log = job->status()->log_file();

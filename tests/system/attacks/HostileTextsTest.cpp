@@ -53,7 +53,7 @@ bool isHarmless(const std::string& shown) {
            shown.find("\nforged") == std::string::npos;
 }
 
-class HostileTexts : public AttackTest {
+class HostileTextsTest : public AttackTest {
   protected:
     static bool submits(const JobOrder& order) {
         return isGranted(operating(), submissionOf(order));
@@ -90,7 +90,7 @@ class HostileTexts : public AttackTest {
     }
 };
 
-TEST_F(HostileTexts, ReachNoTerminalAndNoLog) {
+TEST_F(HostileTextsTest, ReachNoTerminalAndNoLog) {
     startService();
     for (const auto& hostile : hostileNames()) {
         tryIt(hostile);
@@ -100,7 +100,7 @@ TEST_F(HostileTexts, ReachNoTerminalAndNoLog) {
 }
 
 // A job's id is a name of files and of claims.
-TEST_F(HostileTexts, AsIdsTouchNoFile) {
+TEST_F(HostileTextsTest, AsIdsTouchNoFile) {
     startService();
     const auto log = service().logLength();
     for (const auto& hostile : hostileNames()) {
@@ -118,7 +118,7 @@ TEST_F(HostileTexts, AsIdsTouchNoFile) {
 }
 
 // What they ask about, though there is none of the name.
-TEST_F(HostileTexts, AsQuestionsAreAnsweredByThoseWhoDoNotKnow) {
+TEST_F(HostileTextsTest, AsQuestionsAreAnsweredByThoseWhoDoNotKnow) {
     startService();
     const auto log = service().logLength();
     for (const auto& hostile : hostileNames()) {

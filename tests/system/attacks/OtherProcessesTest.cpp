@@ -129,10 +129,10 @@ std::string environmentOf(const std::string& program) {
     return all;
 }
 
-class OtherProcesses : public AttackTest {};
+class OtherProcessesTest : public AttackTest {};
 
 // On a process of his own he does it.
-TEST_F(OtherProcesses, CanBeNeitherSeenIntoNorMoved) {
+TEST_F(OtherProcessesTest, CanBeNeitherSeenIntoNorMoved) {
     Process gateway({gatewayProgram});
     ASSERT_TRUE(gateway.waitForOut("started"));
     startService();
@@ -158,7 +158,7 @@ TEST_F(OtherProcesses, CanBeNeitherSeenIntoNorMoved) {
 }
 
 // Command lines are everybody's to read.
-TEST_F(OtherProcesses, TellNoSecretByTheirCommandLines) {
+TEST_F(OtherProcessesTest, TellNoSecretByTheirCommandLines) {
     startService();
     const auto secret = std::string("geheim-4711");
     const auto job = startJob({.pipeline = std::string(endless) + " name=" + secret,
@@ -173,7 +173,7 @@ TEST_F(OtherProcesses, TellNoSecretByTheirCommandLines) {
 }
 
 // What a client says of a job is not what its processes are started with.
-TEST_F(OtherProcesses, AreStartedWithNoVariableOfAClient) {
+TEST_F(OtherProcessesTest, AreStartedWithNoVariableOfAClient) {
     startService();
     const std::vector<std::string> names{"LD_PRELOAD", "LD_LIBRARY_PATH", "GST_PLUGIN_PATH",
                                          "GST_DEBUG_FILE", "PATH"};
@@ -194,7 +194,7 @@ TEST_F(OtherProcesses, AreStartedWithNoVariableOfAClient) {
 }
 
 // Nor with one that whoever asks an administrator to run tarnctl has left in his folder.
-TEST_F(OtherProcesses, OfAnAdministratorAreNotThoseOfAnothersFolder) {
+TEST_F(OtherProcessesTest, OfAnAdministratorAreNotThoseOfAnothersFolder) {
     openFolder("/tmp/open");
     plant("/tmp/open/gpasswd", "#!/bin/sh\ntouch /tmp/hit\n");
     std::filesystem::permissions("/tmp/open/gpasswd", std::filesystem::perms::all);

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 constexpr auto recordings = "/tmp/jobs/recordings";
 constexpr auto spoil = "/tmp/jobs/recordings/spoil";
 
-class Pipelines : public AttackTest {
+class PipelinesTest : public AttackTest {
   protected:
     void SetUp() override {
         AttackTest::SetUp();
@@ -69,7 +69,7 @@ class Pipelines : public AttackTest {
     }
 };
 
-TEST_F(Pipelines, CopyNothingOfTheService) {
+TEST_F(PipelinesTest, CopyNothingOfTheService) {
     // He reads what he may, by the same way.
     std::ofstream("/tmp/precious") << "precious";
     fs::permissions("/tmp/precious", fs::perms(0644));
@@ -87,7 +87,7 @@ TEST_F(Pipelines, CopyNothingOfTheService) {
     expectNotRead(std::string(recordings) + "/../../precious");
 }
 
-TEST_F(Pipelines, WriteNothingElsewhere) {
+TEST_F(PipelinesTest, WriteNothingElsewhere) {
     std::ofstream("/tmp/precious") << "precious";
     fs::permissions("/tmp/precious", fs::perms(0666));
     const std::string precious = "/tmp/precious";
@@ -103,7 +103,7 @@ TEST_F(Pipelines, WriteNothingElsewhere) {
 }
 
 // By a name that a launch line could take for something else.
-TEST_F(Pipelines, AreNoCommandLines) {
+TEST_F(PipelinesTest, AreNoCommandLines) {
     for (const auto* const text :
          {"$(touch /tmp/hit)", "`touch /tmp/hit`", "videotestsrc ! fakesink; touch /tmp/hit",
           "videotestsrc num-buffers=1 ! fakesink name=\"$(touch /tmp/hit)\"",

@@ -26,7 +26,7 @@ using testing::HasSubstr;
 
 constexpr auto his = "it belongs to user 61001";
 
-class PlantedFiles : public AttackTest {
+class PlantedFilesTest : public AttackTest {
   protected:
     static std::string storedJob(const std::string& id) {
         ServiceToJobRequest request;
@@ -59,7 +59,7 @@ class PlantedFiles : public AttackTest {
     }
 };
 
-TEST_F(PlantedFiles, InTheFolderOfPersistentJobsRunNothing) {
+TEST_F(PlantedFilesTest, InTheFolderOfPersistentJobsRunNothing) {
     const auto jobs = openFolder("/tmp/jobs");
     openFolder("/tmp/kept");
     plant(jobs + "/planted", storedJob("planted"));
@@ -85,7 +85,7 @@ TEST_F(PlantedFiles, InTheFolderOfPersistentJobsRunNothing) {
     EXPECT_EQ(complaints(0, his), 3u) << service().log().text();
 }
 
-TEST_F(PlantedFiles, AFormatOfCaptureIsNotHisToSay) {
+TEST_F(PlantedFilesTest, AFormatOfCaptureIsNotHisToSay) {
     openFolder("/tmp/capture");
     proto::deltacast_configuration::DeltacastConfig format;
     for (const auto* const name : {"/tmp/capture/format", "/tmp/capture/format.record"}) {
@@ -110,7 +110,7 @@ TEST_F(PlantedFiles, AFormatOfCaptureIsNotHisToSay) {
 }
 
 // As on a machine whose /run everybody may write in.
-TEST_F(PlantedFiles, ARunTimeFolderThatHeMadeIsNotUsed) {
+TEST_F(PlantedFilesTest, ARunTimeFolderThatHeMadeIsNotUsed) {
     asUser(OtherUser().user, [] {
         fs::create_directory("/run/halden-tarn");
         fs::create_directory("/run/halden-tarn/claims");
@@ -128,7 +128,7 @@ TEST_F(PlantedFiles, ARunTimeFolderThatHeMadeIsNotUsed) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(PlantedFiles, AFolderForLogsThatHeMadeIsNotUsed) {
+TEST_F(PlantedFilesTest, AFolderForLogsThatHeMadeIsNotUsed) {
     asUser(OtherUser().user, [] { fs::create_directories("/var/log/halden-tarn/jobs"); });
     ::setenv("XDG_STATE_HOME", "/tmp/state", 1);  // the next place
     fs::permissions("/var/log/halden-tarn/jobs", fs::perms::all);
@@ -141,7 +141,7 @@ TEST_F(PlantedFiles, AFolderForLogsThatHeMadeIsNotUsed) {
     EXPECT_TRUE(job->waitForEnd());
 }
 
-TEST_F(PlantedFiles, AStorageDoesNotKeepTracksInHisFolder) {
+TEST_F(PlantedFilesTest, AStorageDoesNotKeepTracksInHisFolder) {
     const std::vector<std::string> storage{loopStorageProgram, "--directory", "/tmp/tracks",
                                            "--unix", "/tmp/loop-storage"};
     asUser(OtherUser().user, [] { fs::create_directory("/tmp/tracks"); });
@@ -153,7 +153,7 @@ TEST_F(PlantedFiles, AStorageDoesNotKeepTracksInHisFolder) {
     EXPECT_TRUE(fs::is_empty("/tmp/kept"));
 }
 
-TEST_F(PlantedFiles, TheLockOfAStorageIsNoLinkOfHis) {
+TEST_F(PlantedFilesTest, TheLockOfAStorageIsNoLinkOfHis) {
     openFolder("/tmp/tracks");
     std::ofstream("/tmp/precious") << "precious";
     link("/tmp/precious", "/tmp/tracks/lock");
@@ -164,7 +164,7 @@ TEST_F(PlantedFiles, TheLockOfAStorageIsNoLinkOfHis) {
 }
 
 // It names what a dead process left, which the next one removes.
-TEST_F(PlantedFiles, ARecordOfAnIngestServiceRemovesNothing) {
+TEST_F(PlantedFilesTest, ARecordOfAnIngestServiceRemovesNothing) {
     std::ofstream("/dev/shm/shmpipe.    1.precious") << "precious";
     plant("/tmp/deltacast.run",
           "process 999999 1\nsocket /tmp/precious\nmemory shmpipe.    1.precious\n");
@@ -174,7 +174,7 @@ TEST_F(PlantedFiles, ARecordOfAnIngestServiceRemovesNothing) {
     fs::remove("/dev/shm/shmpipe.    1.precious");
 }
 
-TEST_F(PlantedFiles, KeysAreNotHisToGive) {
+TEST_F(PlantedFilesTest, KeysAreNotHisToGive) {
     openFolder("/tmp/keys");
     ASSERT_EQ(tarnctl({"keys", "generate", "/tmp/keys/own"}).exitStatus, 0);
     std::ofstream("/tmp/keys/clients") << "";
@@ -199,7 +199,7 @@ TEST_F(PlantedFiles, KeysAreNotHisToGive) {
     expectRefused("a link where a new key is to be written", !fs::exists("/tmp/precious"));
 }
 
-TEST_F(PlantedFiles, ALinkDoesNotLeadAPersistentJobElsewhere) {
+TEST_F(PlantedFilesTest, ALinkDoesNotLeadAPersistentJobElsewhere) {
     const auto jobs = openFolder("/tmp/jobs");
     configureSections("<Paths><PersistentJobsFolder>" + jobs + "</PersistentJobsFolder></Paths>");
     std::ofstream("/tmp/precious") << "precious";

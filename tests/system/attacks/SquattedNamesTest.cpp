@@ -33,7 +33,7 @@ const std::vector<Endpoint>& endpoints() {
     return all;
 }
 
-class SquattedNames : public OtherUsersTest {
+class SquattedNamesTest : public OtherUsersTest {
   protected:
     static constexpr const char* nameOf(Obstacle obstacle) {
         switch (obstacle) {
@@ -83,28 +83,28 @@ class SquattedNames : public OtherUsersTest {
     }
 };
 
-TEST_F(SquattedNames, OfTheGatewaysReceivingEnd) {
+TEST_F(SquattedNamesTest, OfTheGatewaysReceivingEnd) {
     expectNamed("/tmp/events");
 }
 
-TEST_F(SquattedNames, OfTheGatewaysPublishingEnd) {
+TEST_F(SquattedNamesTest, OfTheGatewaysPublishingEnd) {
     expectNamed("/tmp/events.pub");
 }
 
-TEST_F(SquattedNames, OfTheLoopStorage) {
+TEST_F(SquattedNamesTest, OfTheLoopStorage) {
     expectNamed("/tmp/loop-storage");
 }
 
-TEST_F(SquattedNames, OfTheHostMonitor) {
+TEST_F(SquattedNamesTest, OfTheHostMonitor) {
     expectNamed("/tmp/host-monitor");
 }
 
-TEST_F(SquattedNames, OfTheIngestService) {
+TEST_F(SquattedNamesTest, OfTheIngestService) {
     expectNamed("/tmp/deltacast");
 }
 
 // The service goes on without its registry's endpoint, and both sides say why, once.
-TEST_F(SquattedNames, OfTheServicesRegistry) {
+TEST_F(SquattedNamesTest, OfTheServicesRegistry) {
     for (const auto obstacle : obstacles) {
         const auto act = std::string(nameOf(obstacle)) + " in the place of the registry's endpoint";
         obstruct("/tmp/resource", obstacle);

@@ -111,7 +111,7 @@ const std::vector<FileAct>& fileActs() {
     return all;
 }
 
-class StateFiles : public AttackTest {
+class StateFilesTest : public AttackTest {
   protected:
     void SetUp() override {
         AttackTest::SetUp();
@@ -157,7 +157,7 @@ class StateFiles : public AttackTest {
 };
 
 // On a file that is his he does it: an act that fails anywhere would prove nothing.
-TEST_F(StateFiles, AreForNobodyElseInAnyWay) {
+TEST_F(StateFilesTest, AreForNobodyElseInAnyWay) {
     const auto kept = files();
     ASSERT_GE(kept.size(), 6u);
     const auto before = service().logLength();

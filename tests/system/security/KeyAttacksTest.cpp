@@ -22,7 +22,7 @@ using testing::HasSubstr;
 
 constexpr auto devicePort = "tcp://127.0.0.1:20210";
 
-class KeyAttacks : public TcpKeys {
+class KeyAttacksTest : public TcpKeysTest {
   protected:
     static void expectRefused(const std::string& act, bool isRefused) {
         std::cout << (isRefused ? "refused: " : "DONE: ") << act << "\n";
@@ -75,7 +75,7 @@ class KeyAttacks : public TcpKeys {
     }
 };
 
-TEST_F(KeyAttacks, ALowKeyGetsWhatItsLevelIs) {
+TEST_F(KeyAttacksTest, ALowKeyGetsWhatItsLevelIs) {
     addClient("studio", "operate");
     addClient("watcher", "read");
     addClient("boss", "admin");
@@ -102,7 +102,7 @@ TEST_F(KeyAttacks, ALowKeyGetsWhatItsLevelIs) {
     EXPECT_EQ(as("boss", {"jobs", "stop", job.id}).exitStatus, 0);
 }
 
-TEST_F(KeyAttacks, AnEngineIsNotForLowKeys) {
+TEST_F(KeyAttacksTest, AnEngineIsNotForLowKeys) {
     addClient("studio", "operate");
     addClient("watcher", "read");
     addClient("boss", "admin");
@@ -129,7 +129,7 @@ TEST_F(KeyAttacks, AnEngineIsNotForLowKeys) {
     EXPECT_TRUE(ends("boss", commands).success());
 }
 
-TEST_F(KeyAttacks, ADeviceIsNobodysButTheMachines) {
+TEST_F(KeyAttacksTest, ADeviceIsNobodysButTheMachines) {
     addClient("studio", "operate");
     addClient("watcher", "read");
     generate("stranger");
@@ -166,7 +166,7 @@ TEST_F(KeyAttacks, ADeviceIsNobodysButTheMachines) {
     monitor.waitForEnd();
 }
 
-TEST_F(KeyAttacks, WhatIsNoProofIsNoKey) {
+TEST_F(KeyAttacksTest, WhatIsNoProofIsNoKey) {
     addClient("studio", "operate");
     generate("stranger");
     startWithKeys();
@@ -192,7 +192,7 @@ TEST_F(KeyAttacks, WhatIsNoProofIsNoKey) {
     EXPECT_TRUE(isServedStill());
 }
 
-TEST_F(KeyAttacks, GarbageBeforeTheKeyKeepsNobodyElseOut) {
+TEST_F(KeyAttacksTest, GarbageBeforeTheKeyKeepsNobodyElseOut) {
     addClient("studio", "operate");
     startWithKeys();
     std::string greeting("\xff\0\0\0\0\0\0\0\1\x7f\3\0CURVE", 17);
