@@ -62,16 +62,16 @@ bool Envelope::receive(ZmqSocket& socket, zmq::message_t& body) {
     if (received.empty()) {
         return false;
     }
+    connection = zmq_msg_get(received.back().handle(), ZMQ_SRCFD);
+    if (!processVisitors().mayAsk(connection)) {
+        return false;
+    }
     const auto position = bodyPosition(received);
     if (received.size() > mostFrames || received.size() > position + 1) {
         throw std::runtime_error("a request of several frames was dropped");
     }
     if (received.size() < position + 1) {
         throw std::runtime_error("a request without a body was dropped");
-    }
-    connection = zmq_msg_get(received.back().handle(), ZMQ_SRCFD);
-    if (!processVisitors().mayAsk(connection)) {
-        return false;
     }
     body = std::move(received.back());
     received.pop_back();
