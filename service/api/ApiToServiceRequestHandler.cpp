@@ -23,7 +23,6 @@ ApiToServiceRequestHandler::ApiToServiceRequestHandler(const std::string& servic
       dependencies(std::move(dependencies)),
       gatekeeper(formatMessage(""), this->dependencies.steadyNow),
       sendFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
-      receiveFailures(utils::LogLevel::Error, this->dependencies.steadyNow),
       submissionLimits(formatMessage(""), this->dependencies.steadyNow),
       forFrames{*this, this->dependencies.steadyNow, sendFailures} {}
 
@@ -114,8 +113,7 @@ bool ApiToServiceRequestHandler::receive(Request& request, socket::Socket& socke
         }
         return true;
     } catch (const std::exception& e) {
-        receiveFailures.log(
-            formatMessage(std::string("Failed receiving API request: ") + e.what()));
+        utils::logError(formatMessage(std::string("Failed receiving API request: ") + e.what()));
         return false;
     }
 }

@@ -152,7 +152,6 @@ class ApiToServiceRequestHandler : public tarn::utils::MessageFormatter {
     // The request thread's own:
     access::Gatekeeper gatekeeper;
     utils::RepeatedFailure sendFailures;
-    utils::RepeatedFailure receiveFailures;
     SubmissionLimits submissionLimits;
     const HandlerFrame::Dependencies forFrames;
     JobList jobList;
