@@ -10,6 +10,7 @@
 #include "gateway/relay/MonitoringAnswer.h"
 #include "platform/os/DescriptorSet.h"
 #include "platform/os/SignalInput.h"
+#include "platform/socket/Limits.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
 
@@ -31,6 +32,10 @@ constexpr int announcementsInARow = 100;  // so that batches are not held up by 
 // Each of them may wait unread for as long as somebody does not read it.
 constexpr std::size_t firstMessagesPerSecond = std::size_t{32} << 20;
 
+// What a follower says is a greeting and a topic or two. The library looks at all topics that have
+// come before it lets go of the thread again, and keeps them at many times their size.
+constexpr socket::Limits ofFollowers{.bytesPerSecond = 256U << 10, .bytesAtOnce = 2U << 20};
+
 }  // namespace
 
 Gateway::Gateway(const GatewayOptions& options)
@@ -45,6 +50,7 @@ Gateway::Gateway(const GatewayOptions& options)
       publisher("subscribers", {.everybody = Relay::batchBeginning, .filler = Relay::filler},
                 longestQueue),
       question(options.requests) {
+    socket::setLimits(ofFollowers);
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
     events.setQueueLength(longestQueue);

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iostream>
 
-#include "tests/support/ImpostorSocket.h"
+#include "tests/support/peers/ImpostorSocket.h"
 #include "tests/system/harness/RawSocket.h"
 
 namespace tarn::test {

@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "tests/support/Eventually.h"
-#include "tests/support/ImpostorSocket.h"
+#include "tests/support/peers/ImpostorSocket.h"
 #include "tests/system/attacks/AttackTest.h"
 
 // The second user as a program of the media server: beside security.TakenNamesTest, where he has a

@@ -3,8 +3,8 @@
 #include <fstream>
 
 #include "tests/support/Eventually.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 #include "tests/system/attacks/AttackTest.h"
 #include "tests/system/harness/Processes.h"
 

@@ -8,8 +8,8 @@
 #include "proto/deltacast_configuration.pb.h"
 #include "proto/service_job.pb.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/ImpostorSocket.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/peers/ImpostorSocket.h"
 #include "tests/system/attacks/AttackTest.h"
 #include "tests/system/harness/Processes.h"
 

@@ -12,7 +12,7 @@
 
 #include "platform/os/FileDescriptor.h"
 #include "tests/support/Eventually.h"
-#include "tests/support/ImpostorSocket.h"
+#include "tests/support/peers/ImpostorSocket.h"
 #include "tests/system/attacks/AttackTest.h"
 
 // What the second user, who has every level of the service, does to the files that the programs
