@@ -34,7 +34,7 @@ constexpr std::size_t firstMessagesPerSecond = std::size_t{32} << 20;
 
 // What a follower says is a greeting and a topic or two. The library looks at all topics that have
 // come before it lets go of the thread again, and keeps them at many times their size.
-constexpr socket::Limits ofFollowers{.bytesPerSecond = 256U << 10, .bytesAtOnce = 2U << 20};
+constexpr socket::Limits ofFollowers{.bytesPerSecond = 512U << 10, .bytesAtOnce = 4U << 20};
 
 }  // namespace
 

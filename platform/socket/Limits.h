@@ -39,8 +39,8 @@ struct Limits {
     std::uint32_t requestsPerSecond = 500;
 
     /// That a user sends, on average over some seconds; at once as many as may wait, and a
-    /// second's, unless it is said. Small frames count sixteenfold, by what they cost. Who sends
-    /// more loses the connection.
+    /// second's, unless it is said. Small frames count sixteenfold, and whatever is read as a KiB,
+    /// by what they cost. Who sends more loses the connection.
     std::uint64_t bytesPerSecond = std::uint64_t{16} << 20;
     std::optional<std::uint64_t> bytesAtOnce = {};
 

@@ -22,6 +22,9 @@ constexpr std::chrono::milliseconds betweenSweeps{5};
 constexpr std::uint64_t forgivenPerSecond = 1024;
 constexpr std::uint64_t orphansForgivenPerMs = 1024;
 
+// Of a byte that is sent alone, the reading costs more than it does.
+constexpr std::uint64_t costOfRead = 1024;
+
 // Who has this many connections, and loses them all, has them again in some seconds.
 constexpr double comingPerSecond = 64;
 
@@ -199,23 +202,37 @@ bool Visitors::chargeRead(int connection, std::uint64_t bytes) {
     }
     const std::lock_guard lock(mutex);
     auto* const of = counting(connection, bytes);
-    return of == nullptr || (!of->isEnded && mayWait(*of, bytes) && maySend(*of, bytes));
+    return of == nullptr ||
+           (!of->isEnded && mayWait(*of, bytes) && maySend(connection, *of, bytes));
 }
 
-// Null for who is not counted.
+// Null for who is not counted. Whoever is refused something was looked at: a descriptor that was
+// his may be another's by now.
 Visitors::Connection* Visitors::counting(int connection, std::uint64_t bytes) {
-    auto found = connections.find(connection);
+    const auto found = connections.find(connection);
     if (found == connections.end()) {
         return nullptr;
     }
     forgive(found->second);
-    forgiveOrphans(found->second.account->second);
-    if (found->second.account->second.waiting + bytes > room().waitingBytes) {
-        sweep();
-        found = connections.find(connection);
+    auto& account = found->second.account->second;
+    forgiveOrphans(account);
+    const bool isFull = account.waiting + bytes > room().waitingBytes;
+    if ((isFull || found->second.isEnded) && isGone(found)) {
+        return nullptr;
     }
-    // Else it was the descriptor of somebody who has gone.
-    return found == connections.end() ? nullptr : &found->second;
+    if (isFull) {
+        sweep();
+    }
+    return &found->second;
+}
+
+// Looking costs a call of the kernel.
+bool Visitors::isGone(Connections::iterator connection) {
+    if (fileAt(connection->first) == connection->second.file) {
+        return false;
+    }
+    close(connection);
+    return true;
 }
 
 bool Visitors::mayWait(Connection& of, std::uint64_t bytes) {
@@ -232,12 +249,14 @@ bool Visitors::mayWait(Connection& of, std::uint64_t bytes) {
 
 // What was read is charged already, and goes with the connection. A machine beyond the network may
 // send us what it says of itself, as much as that is.
-bool Visitors::maySend(const Connection& of, std::uint64_t bytes) {
+bool Visitors::maySend(int connection, const Connection& of, std::uint64_t bytes) {
     const auto most = room();
     auto& [visitor, account] = *of.account;
     if (visitor.kind != Visitor::Kind::User ||
-        account.sending.take(static_cast<double>(bytes), static_cast<double>(most.bytesPerSecond),
-                             static_cast<double>(most.bytesAtOnce), now())) {
+        account.sending.take(static_cast<double>(std::max(bytes, costOfRead)),
+                             static_cast<double>(most.bytesPerSecond),
+                             static_cast<double>(most.bytesAtOnce), now()) ||
+        isGone(connections.find(connection))) {
         return true;
     }
     refuse(visitor, "ended a connection of " + visitor.describe() + ": he may send " +

@@ -119,8 +119,9 @@ class Visitors {
     void refuse(const Visitor& visitor, const std::string& what);
     void shutDown(Connections::value_type& connection, const std::string& what);
     Connection* counting(int connection, std::uint64_t bytes);
+    bool isGone(Connections::iterator connection);
     bool mayWait(Connection& of, std::uint64_t bytes);
-    bool maySend(const Connection& of, std::uint64_t bytes);
+    bool maySend(int connection, const Connection& of, std::uint64_t bytes);
 
     const RoomNow room;
     const Warn warn;

@@ -244,21 +244,60 @@ TEST(VisitorTest, IsWhoSentAMessageUnlessItIsOneOfOurs) {
 }
 
 TEST_F(VisitorsTest, SendSoManyBytesASecondAndMoreAtOnce) {
-    room.bytesPerSecond = 100;
-    room.bytesAtOnce = 300;
+    room.waitingBytes = 1 << 20;
+    room.bytesPerSecond = 10000;
+    room.bytesAtOnce = 30000;
     enter(first, 2);
-    EXPECT_TRUE(visitors.chargeRead(connections[0].get(), 200));
-    EXPECT_TRUE(visitors.chargeRead(connections[1].get(), 100));
+    EXPECT_TRUE(visitors.chargeRead(connections[0].get(), 20000));
+    EXPECT_TRUE(visitors.chargeRead(connections[1].get(), 10000));
     EXPECT_FALSE(visitors.chargeRead(connections[0].get(), 1));
     ASSERT_THAT(warnings, SizeIs(1));
-    EXPECT_EQ(warnings.front(), "ended a connection of user 1001: he may send 100 bytes a second");
+    EXPECT_EQ(warnings.front(),
+              "ended a connection of user 1001: he may send 10000 bytes a second");
     now += 1s;
-    EXPECT_TRUE(visitors.chargeRead(last(), 100));
+    EXPECT_TRUE(visitors.chargeRead(last(), 10000));
     EXPECT_FALSE(visitors.chargeRead(last(), 1));
-    visitors.credit(last(), 500);  // what was looked at makes room, and not time
+    visitors.credit(last(), 50000);  // what was looked at makes room, and not time
     EXPECT_FALSE(visitors.chargeRead(last(), 1));
     enter(second, 1);
-    EXPECT_TRUE(visitors.chargeRead(last(), 300));
+    EXPECT_TRUE(visitors.chargeRead(last(), 30000));
+}
+
+TEST_F(VisitorsTest, SendSoManySingleBytesASecond) {
+    room.waitingBytes = 1 << 20;
+    room.bytesPerSecond = 10 << 10;
+    room.bytesAtOnce = 20 << 10;
+    enter(first, 1);
+    int count = 0;
+    while (count < 100 && visitors.chargeRead(last(), 16)) {
+        ++count;
+    }
+    EXPECT_EQ(count, 20);
+}
+
+// An end of ours has a number that was his connection's, which the library has closed.
+TEST_F(VisitorsTest, WhoWereEndedAreNotMistakenForWhoHasTheirDescriptorNow) {
+    enter(first, 1);
+    visitors.end(last(), "enough");
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+    const int number = last();
+    connections.clear();
+    const auto own = oneOfPair();
+    ASSERT_EQ(own.get(), number);
+    EXPECT_TRUE(visitors.chargeRead(number, 1));
+    EXPECT_TRUE(visitors.chargeRead(number, 1000));
+}
+
+TEST_F(VisitorsTest, WhoSendTooMuchAreNotMistakenForWhoHasTheirDescriptorNow) {
+    room.bytesAtOnce = 2000;
+    enter(first, 1);
+    EXPECT_TRUE(visitors.chargeRead(last(), 1));
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+    const int number = last();
+    connections.clear();
+    const auto own = oneOfPair();
+    ASSERT_EQ(own.get(), number);
+    EXPECT_TRUE(visitors.chargeRead(number, 1));
 }
 
 // A device on another machine says as much as it has to say.
