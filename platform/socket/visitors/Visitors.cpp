@@ -109,12 +109,12 @@ bool Visitors::mayAsk(int connection, std::size_t waiting) {
         return false;
     }
     const auto perSecond = room().askingPerSecond;
-    if (waiting >= perSecond) {
-        shutDown(*found, std::to_string(waiting) + " requests of his wait already");
-        return false;
-    }
     if (!found->second.account->second.asking.take(1, perSecond, 2.0 * perSecond, now())) {
         shutDown(*found, "he may ask " + std::to_string(perSecond) + " times a second");
+        return false;
+    }
+    if (waiting >= std::size_t{2} * perSecond) {
+        shutDown(*found, std::to_string(waiting) + " requests of his wait already");
         return false;
     }
     return true;

@@ -312,12 +312,12 @@ TEST_F(VisitorsTest, FromOtherMachinesSendWhatThereIsRoomFor) {
 TEST_F(VisitorsTest, LoseTheirConnectionWhenTooManyOfTheirRequestsWait) {
     const auto pair = newPair();
     ASSERT_TRUE(visitors.admit(pair.ours.get(), first));
-    EXPECT_TRUE(visitors.mayAsk(pair.ours.get(), 9));
+    EXPECT_TRUE(visitors.mayAsk(pair.ours.get(), 19));
     EXPECT_FALSE(isShutDown(pair.his));
-    EXPECT_FALSE(visitors.mayAsk(pair.ours.get(), 10));
+    EXPECT_FALSE(visitors.mayAsk(pair.ours.get(), 20));
     EXPECT_TRUE(isShutDown(pair.his));
     ASSERT_THAT(warnings, SizeIs(1));
-    EXPECT_EQ(warnings.front(), "ended a connection of user 1001: 10 requests of his wait already");
+    EXPECT_EQ(warnings.front(), "ended a connection of user 1001: 20 requests of his wait already");
 }
 
 TEST_F(VisitorsTest, AreKnownByTheirConnections) {
