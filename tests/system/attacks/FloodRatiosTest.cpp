@@ -82,7 +82,7 @@ class FloodRatiosTest : public AttackTest {
         const auto grown = residentBytesOf(server) - std::min(bytes, residentBytesOf(server));
         std::cout << path << " " << flood.way << ": " << ratio << " times, " << grown / mebibyte
                   << " MiB more\n";
-        EXPECT_LE(grown, 100 * mebibyte) << flood.way;
+        EXPECT_LE(grown, 60 * mebibyte) << flood.way;
 #ifndef TARN_SANITIZED
         expectRefused(std::string("floods ") + path + ": " + flood.way, ratio <= most);
 #endif
