@@ -12,6 +12,7 @@
 #include "gateway/relay/TreeUpdates.h"
 #include "platform/os/DescriptorSet.h"
 #include "platform/os/SignalInput.h"
+#include "platform/socket/Limits.h"
 #include "platform/tree_updates/UpdateTopic.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/UuidGenerator.h"
@@ -49,6 +50,10 @@ std::vector<CatchUpPublisher::Wire> wires() {
              .topic = tree_updates::updateTopic()}};
 }
 
+// What a follower says is a greeting and a topic or two. The library looks at all topics that have
+// come before it lets go of the thread again, and keeps them at many times their size.
+constexpr socket::Limits ofFollowers{.bytesPerSecond = 512U << 10, .bytesAtOnce = 4U << 20};
+
 }  // namespace
 
 Gateway::Gateway(const GatewayOptions& options)
@@ -63,6 +68,7 @@ Gateway::Gateway(const GatewayOptions& options)
       events("events", ClosePolicy::Discard),
       publisher("subscribers", wires(), longestQueue),
       question(options.requests) {
+    socket::setLimits(ofFollowers);
     // Who subscribes as soon as the service can be heard must not be too early.
     publisher.listen(options.publish);
     events.setQueueLength(longestQueue);

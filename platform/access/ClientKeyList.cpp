@@ -1,5 +1,9 @@
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
+#include <string>
+#include <unordered_map>
+#include <utility>
 
 #include "platform/access/ClientKeys.h"
 #include "platform/keys/KeyLines.h"
@@ -34,15 +38,19 @@ std::string problemOf(const std::vector<std::string>& words) {
                : "its name is not of 1 to 64 letters, digits, and \"._@-\" alone";
 }
 
-void add(ClientKeyList& list, ClientKey entry) {
-    const auto same = std::ranges::find(list.keys, entry.key, &ClientKey::key);
-    if (same == list.keys.end()) {
+/// Where in the list each key stands.
+using Places = std::unordered_map<std::string, std::size_t>;
+
+void add(ClientKeyList& list, Places& places, ClientKey entry) {
+    const auto [place, isNew] = places.try_emplace(entry.key, list.keys.size());
+    if (isNew) {
         list.keys.push_back(std::move(entry));
         return;
     }
+    auto& same = list.keys[place->second];
     list.problems.push_back("line " + std::to_string(entry.line) + ": its key stands in line " +
-                            std::to_string(same->line) + " already: the lower level counts");
-    same->level = std::min(same->level, entry.level);
+                            std::to_string(same.line) + " already: the lower level counts");
+    same.level = std::min(same.level, entry.level);
 }
 
 }  // namespace
@@ -54,11 +62,13 @@ bool isClientName(std::string_view name) {
 
 ClientKeyList parseClientKeys(std::string_view text) {
     ClientKeyList list;
+    Places places;
     for (const auto& line : keys::linesOf(text)) {
         if (const auto problem = problemOf(line.words); !problem.empty()) {
             list.problems.push_back("line " + std::to_string(line.number) + ": " + problem);
         } else {
-            add(list, {*levelNamed(line.words[0]), line.words[1], line.words[2], line.number});
+            add(list, places,
+                {*levelNamed(line.words[0]), line.words[1], line.words[2], line.number});
         }
     }
     return list;

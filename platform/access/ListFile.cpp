@@ -7,7 +7,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/os/SmallFile.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::access {
@@ -43,12 +43,12 @@ std::optional<std::string> ListFile::read() {
     readState = stateNow();
     std::optional<std::string> text;
     try {
-        text = os::readWhole(path, largestListFile);
+        text = os::readOurs(path, largestListFile);
         if (!text) {
             text = unread(errno);
         }
-    } catch (const std::length_error& tooLarge) {
-        utils::logError(what + " > " + path + " lets nobody in: " + tooLarge.what());
+    } catch (const std::exception& refused) {  // it is too large, or somebody else's
+        utils::logError(what + " > " + path + " lets nobody in: " + refused.what());
         text = "";
     }
     reading = text ? Reading::Done : Reading::Owed;

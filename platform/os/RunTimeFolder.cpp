@@ -13,6 +13,7 @@
 
 #include "platform/os/ClosedFile.h"
 #include "platform/os/FileDescriptor.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/os/TrustedListener.h"
 #include "platform/os/UserName.h"
 
@@ -24,9 +25,19 @@ namespace {
 
 constexpr auto systemFolder = "/run/halden-tarn";
 
-bool canBeWritten(const std::string& folder) {
+std::optional<std::string> reasonAgainst(const std::string& folder) {
+    try {
+        checkIsOurs(folder);
+        return std::nullopt;
+    } catch (const std::runtime_error& reason) {
+        return reason.what();
+    }
+}
+
+// Where root may write, anybody may have been first.
+bool canBeUsed(const std::string& folder) {
     makeClosedFolders(folder);
-    return ::access(folder.c_str(), W_OK | X_OK) == 0;
+    return !reasonAgainst(folder) && ::access(folder.c_str(), W_OK | X_OK) == 0;
 }
 
 std::string userRuntimeFolder() {
@@ -65,7 +76,12 @@ void makePrivate(const std::string& path) {
 }  // namespace
 
 std::string runTimeFolder() {
-    return canBeWritten(systemFolder) ? systemFolder : userRuntimeFolder() + "/halden-tarn";
+    return canBeUsed(systemFolder) ? systemFolder : userRuntimeFolder() + "/halden-tarn";
+}
+
+std::optional<std::string> whoTookRunTimeFolder() {
+    const auto reason = reasonAgainst(systemFolder);
+    return reason ? std::optional(systemFolder + (" is not used: " + *reason)) : std::nullopt;
 }
 
 void makePrivateFolder(const std::string& path) {

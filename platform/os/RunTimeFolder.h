@@ -1,13 +1,18 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tarn::os {
 
 /// Where the programs keep what a restart of the machine may lose: "/run/halden-tarn", or
 /// "halden-tarn" in the user's run-time folder when that cannot be written. Makes the first one if
-/// it can, the second one not. Does not throw.
+/// it can, the second one not. One that somebody else has made is not used. Does not throw.
 std::string runTimeFolder();
+
+/// Why the first one is not used although it is there: "/run/halden-tarn is not used: it belongs
+/// to ..."; nothing where nobody has taken it.
+std::optional<std::string> whoTookRunTimeFolder();
 
 /// A folder that only this process's user can look into, for the locks that claims are:
 /// "claims" in the run-time folder, or in the one of the unit that this process is of

@@ -8,15 +8,11 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "platform/os/FileDescriptor.h"
-
 namespace tarn::os {
 
-std::optional<std::string> readBeginning(const std::string& path, std::size_t most) {
-    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    if (!file.isOpen()) {
-        return std::nullopt;
-    }
+namespace {
+
+std::optional<std::string> readFrom(const FileDescriptor& file, std::size_t most) {
     std::string content;
     std::array<char, 16384> chunk{};
     while (content.size() < most) {
@@ -33,11 +29,28 @@ std::optional<std::string> readBeginning(const std::string& path, std::size_t mo
     return content;
 }
 
-std::optional<std::string> readWhole(const std::string& path, std::size_t most) {
-    auto content = readBeginning(path, most + 1);
+void checkSize(const std::optional<std::string>& content, std::size_t most) {
     if (content && content->size() > most) {
         throw std::length_error("it has more than " + std::to_string(most) + " bytes");
     }
+}
+
+}  // namespace
+
+std::optional<std::string> readBeginning(const std::string& path, std::size_t most) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    return file.isOpen() ? readFrom(file, most) : std::nullopt;
+}
+
+std::optional<std::string> readWhole(const std::string& path, std::size_t most) {
+    auto content = readBeginning(path, most + 1);
+    checkSize(content, most);
+    return content;
+}
+
+std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t most) {
+    auto content = readFrom(file, most + 1);
+    checkSize(content, most);
     return content;
 }
 

@@ -16,6 +16,7 @@
 
 #include "platform/os/ClosedFile.h"
 #include "platform/os/RunTimeFolder.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/resource_manager/registry/RegistryFile.h"
 #include "platform/utils/Log.h"
 
@@ -73,6 +74,7 @@ void makeFolder(const std::string& folder) {
     if (!os::makeClosedFolders(folder)) {
         throw std::system_error(errno, std::generic_category(), "cannot make folder " + folder);
     }
+    os::checkIsOurs(folder);
     os::closeToOthers(folder, os::closedFolder);
 }
 
@@ -103,6 +105,9 @@ std::string RegistryFolder::pathFor(const std::string& endpointText) const {
 }
 
 RegistryFolder::Opened RegistryFolder::open(const std::string& endpointText) const {
+    if (const auto taken = os::whoTookRunTimeFolder()) {
+        tarn::utils::logWarning(formatMessage(*taken));
+    }
     const auto file = pathFor(endpointText);
     try {
         makeFolder(chosenPath);

@@ -74,15 +74,19 @@ CatchUpPublisher::Announcement CatchUpPublisher::Implementation::nextAnnouncemen
     listening.noteSender(Origin(frame));
     const char kind = frame.empty() ? '\xff' : frame.to_string_view().front();
     // The library counts what is no announcement as one when it looks up who made it.
-    isDisturbed = isDisturbed || (kind != 0 && kind != 1);
+    if (kind != 0 && kind != 1) {
+        isDisturbed = true;
+        KnownPeers::saidNonsense(frame);
+    }
     if (isDisturbed) {
         return Announcement::Unclear;
     }
     announcedFor = wireOf(frame.to_string_view().substr(1));
     if (kind == 0) {
+        known[announcedFor].left(frame);
         return Announcement::Left;
     }
-    return known[announcedFor].isNew(std::move(frame)) ? Announcement::Came : Announcement::Again;
+    return known[announcedFor].came(std::move(frame)) ? Announcement::Came : Announcement::Again;
 }
 
 // False, and nobody has got it, when somebody's queue is full.

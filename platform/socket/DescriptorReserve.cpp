@@ -15,6 +15,7 @@
 
 #include "platform/os/FileDescriptor.h"
 #include "platform/socket/visitors/ProcessVisitors.h"
+#include "platform/socket/visitors/WaitingRoom.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Synchronised.h"
 
@@ -68,7 +69,7 @@ int acceptUnlessShort(int listening, sockaddr* address, socklen_t* size, int fla
         return turnAway();
     }
     if (accepted >= 0 && !processVisitors().admit(accepted, visitorOn(accepted))) {
-        ::close(accepted);
+        processWaitingRoom().take(os::FileDescriptor(accepted));
         errno = ECONNABORTED;
         return -1;
     }

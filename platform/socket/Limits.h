@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 namespace tarn::socket {
 
@@ -36,6 +37,12 @@ struct Limits {
     /// On average over some seconds; twice as many at once. Who asks more often loses the
     /// connection.
     std::uint32_t requestsPerSecond = 500;
+
+    /// That a user sends, on average over some seconds; at once as many as may wait, and a
+    /// second's, unless it is said. Small frames count sixteenfold, and whatever is read as a KiB,
+    /// by what they cost. Who sends more loses the connection.
+    std::uint64_t bytesPerSecond = std::uint64_t{16} << 20;
+    std::optional<std::uint64_t> bytesAtOnce = {};
 
     /// Jobs and engines, on average over some seconds; twice as many at once.
     std::uint32_t submissionsPerSecond = 10;

@@ -198,9 +198,11 @@ std::string Socket::receiveBytes(std::uint32_t maxBytes) {
 void Socket::close() {
     impl->connection.reset();
     impl->listening.reset();
+    impl->requests = {};
     impl->envelope.clear();
     impl->lastReceived = {};
     impl->answered.reset();
+    impl->subscribers = {};
     impl->subscriberCame = false;
     impl->settings.protocol = Protocol::None;
 }

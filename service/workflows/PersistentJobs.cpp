@@ -1,9 +1,9 @@
 // Persistent jobs come back: what WorkflowCreator does with the files of their folder.
 #include <boost/filesystem.hpp>
-#include <fstream>
 #include <stdexcept>
 
 #include "platform/os/ClosedFile.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/Printable.h"
 #include "proto/service_job.pb.h"
@@ -19,20 +19,7 @@ using tarn::proto::service_job::ServiceToJobRequest;
 using tarn::proto::service_job::ServiceToJobRequestSetup;
 
 // More than any message that a job was ever set up with, and less than what would hurt.
-constexpr std::streamoff fileLimit = 64 * 1024 * 1024;
-
-std::string contentOf(std::ifstream& file) {
-    file.exceptions(std::ios::failbit | std::ios::badbit);
-    file.seekg(0, std::ios::end);
-    const std::streamoff size = file.tellg();
-    if (size > fileLimit) {
-        throw std::runtime_error(std::to_string(size) + " bytes are too many for a job");
-    }
-    std::string content(static_cast<std::size_t>(size), '\0');
-    file.seekg(0);
-    file.read(content.data(), size);
-    return content;
-}
+constexpr std::size_t fileLimit = 64 * 1024 * 1024;
 
 WorkflowCreator::Properties propertiesOf(const ServiceToJobRequestSetup& setup) {
     WorkflowCreator::Properties properties;
@@ -83,16 +70,15 @@ void WorkflowCreator::regeneratePersistentJobs(const std::function<bool()>& brea
 
 void WorkflowCreator::regeneratePersistentJob(const std::string& path) {
     utils::logInfo(formatMessage("Restoring persistent job in file: " + utils::printable(path)));
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        utils::logError(formatMessage("Failed opening file"));
-        return;
-    }
     try {
-        const auto content = contentOf(file);
-        file.close();
+        // Who may write in the folder must not run what he likes as its owner.
+        const auto content = os::readOurs(path, fileLimit);
+        if (!content) {
+            utils::logError(formatMessage("Failed opening file"));
+            return;
+        }
         ServiceToJobRequest request;
-        if (!request.ParseFromArray(content.data(), static_cast<int>(content.size()))) {
+        if (!request.ParseFromString(*content)) {
             utils::logError(formatMessage("Failed deserializing message"));
             return;
         }

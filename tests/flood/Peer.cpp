@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -25,10 +26,11 @@ os::FileDescriptor connectTo(const std::string& path) {
 
 }  // namespace
 
-std::string handshake() {
+std::string handshake(const std::string& socketType) {
     std::string greeting("\xff\0\0\0\0\0\0\0\0\x7f\3\0NULL", 16);
     greeting.resize(64);
-    const std::string ready("\5READY\13Socket-Type\0\0\0\6DEALER", 28);
+    const std::string ready = std::string("\5READY\13Socket-Type\0\0\0", 21) +
+                              static_cast<char>(socketType.size()) + socketType;
     return greeting + '\4' + static_cast<char>(ready.size()) + ready;
 }
 
@@ -46,7 +48,7 @@ std::string frame(std::string_view body, bool more) {
 Peer::Peer(const std::string& path, const Says& says)
     : says(says),
       socket(connectTo(path)),
-      beginning(says.greets ? handshake() + says.once : std::string()) {}
+      beginning(says.greets ? handshake(says.socketType) + says.once : std::string()) {}
 
 short Peer::events() const {
     const int in = says.reads || !isGreeted() ? POLLIN : 0;
@@ -86,7 +88,8 @@ void Peer::write() {
     if (next.empty()) {
         return;
     }
-    const auto put = ::send(socket.get(), next.data(), next.size(), MSG_NOSIGNAL);
+    const auto put =
+        ::send(socket.get(), next.data(), std::min(next.size(), says.most), MSG_NOSIGNAL);
     if (put > 0) {
         sent += static_cast<std::size_t>(put);
     } else if (put < 0 && errno != EAGAIN && errno != EINTR) {

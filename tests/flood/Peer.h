@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -18,6 +19,8 @@ class Peer {
         std::string again = {};
         bool greets = true;  ///< else it says nothing at all
         bool reads = true;
+        std::string socketType = "DEALER";
+        std::size_t most = SIZE_MAX;  ///< bytes at a time
     };
 
     Peer(const std::string& path, const Says& says);
@@ -47,8 +50,8 @@ class Peer {
     std::size_t received = 0;
 };
 
-/// Greeting and handshake of an asking side (DEALER) without a key.
-std::string handshake();
+/// Greeting and handshake without a key, of an asking side unless it is told otherwise.
+std::string handshake(const std::string& socketType = "DEALER");
 
 /// A frame; with more to come of its message, or the last one.
 std::string frame(std::string_view body, bool more);

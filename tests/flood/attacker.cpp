@@ -36,6 +36,17 @@ std::string many(const std::string& part) {
     return bytes;
 }
 
+// Each of them another one, in the longest names that are let in.
+std::string subscriptions() {
+    std::string all;
+    for (int i = 0; i < 50000; ++i) {
+        auto topic = std::to_string(i * 7919LL % 50000);
+        topic.resize(250, static_cast<char>('a' + i % 26));
+        all += frame("\1" + topic, false);
+    }
+    return all;
+}
+
 const std::map<std::string, Peer::Says>& ways() {
     static const std::map<std::string, Peer::Says> all{
         {"half-open", {.greets = false}},
@@ -45,6 +56,10 @@ const std::map<std::string, Peer::Says>& ways() {
         {"large-parts", {.again = frame(std::string(large, 'x'), true)}},
         {"too-large", {.again = frame(std::string(2 * large, 'x'), false)}},
         {"requests", {.again = requestOfType(ApiToServiceRequest::GET_INFO)}},
+        {"byte-by-byte", {.again = requestOfType(ApiToServiceRequest::GET_INFO), .most = 1}},
+        {"submissions", {.again = requestOfType(ApiToServiceRequest::JOB_SUBMISSION)}},
+        {"subscriptions", {.again = subscriptions(), .socketType = "SUB"}},
+        {"unread-events", {.once = frame("\1", false), .reads = false, .socketType = "SUB"}},
         {"unread", {.again = many(requestOfType(ApiToServiceRequest::GET_INFO)), .reads = false}},
     };
     return all;

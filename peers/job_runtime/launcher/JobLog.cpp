@@ -11,6 +11,7 @@
 #include "peers/job_runtime/launcher/RotatingFileSink.h"
 #include "peers/job_runtime/persistence/SafeFileName.h"
 #include "platform/os/ClosedFile.h"
+#include "platform/os/TrustedFile.h"
 
 namespace tarn::peers {
 
@@ -31,10 +32,20 @@ bool isOwnFolder(const fs::path& folder) {
            status.st_uid == ::geteuid();
 }
 
-// Under /tmp anybody could have made the folders first, to lead the log elsewhere.
+bool isOurs(const fs::path& folder) {
+    try {
+        os::checkIsOurs(folder.string());
+        return true;
+    } catch (const std::runtime_error&) {
+        return false;
+    }
+}
+
+// Anybody could have made the folders first, to lead the log elsewhere; under /tmp anybody can.
 bool isTrusted(const fs::path& folder) {
     const bool shared = folder.string().starts_with("/tmp/");
-    return !shared || (isOwnFolder(folder.parent_path()) && isOwnFolder(folder));
+    const auto isGood = shared ? isOwnFolder : isOurs;
+    return isGood(folder.parent_path()) && isGood(folder);
 }
 
 std::shared_ptr<utils::LogSink> openIn(const fs::path& folder, const std::string& file) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <charconv>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "peers/loop_storage/disk/DiskFile.h"
 #include "peers/loop_storage/ring/index/VersionedFile.h"
 #include "platform/os/ClosedFile.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/utils/Log.h"
 
 namespace tarn::peers::loop_storage {
@@ -41,11 +43,22 @@ std::optional<std::int64_t> idOf(const std::string& name, std::string_view kind)
     return isId ? std::optional(id) : std::nullopt;
 }
 
+// Whose folder it is can put whatever he likes in the place of a track.
+void checkIsOurs(const std::filesystem::path& directory) {
+    try {
+        os::checkIsOurs(directory.string());
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error("Cannot use directory " + directory.string() + ": " +
+                                 error.what());
+    }
+}
+
 os::FileDescriptor lockDirectory(const std::filesystem::path& directory) {
     if (::mkdir(directory.c_str(), os::closedFolder) != 0 && errno != EEXIST) {
         throw std::system_error(errno, std::generic_category(),
                                 "Cannot make directory " + directory.string());
     }
+    checkIsOurs(directory);
     os::closeToOthers(directory.string(), os::closedFolder);
     const auto path = directory / "lock";
     auto file = os::openClosed(path.string(), O_RDWR, os::privateFile);

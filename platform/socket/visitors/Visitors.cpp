@@ -22,6 +22,9 @@ constexpr std::chrono::milliseconds betweenSweeps{5};
 constexpr std::uint64_t forgivenPerSecond = 1024;
 constexpr std::uint64_t orphansForgivenPerMs = 1024;
 
+// Of a byte that is sent alone, the reading costs more than it does.
+constexpr std::uint64_t costOfRead = 1024;
+
 // Who has this many connections, and loses them all, has them again in some seconds.
 constexpr double comingPerSecond = 64;
 
@@ -55,7 +58,7 @@ bool Visitors::admit(int connection, const std::optional<Visitor>& visitor) {
         return false;
     }
     auto& account = accounts.try_emplace(*visitor).first->second;
-    if (!account.coming.take(comingPerSecond, 2.0 * most.connections, now())) {
+    if (!account.coming.take(1, comingPerSecond, 2.0 * most.connections, now())) {
         refuse(*visitor,
                "turned away a connection of " + visitor->describe() + ": he comes too often");
         return false;
@@ -64,18 +67,36 @@ bool Visitors::admit(int connection, const std::optional<Visitor>& visitor) {
     return true;
 }
 
-bool Visitors::Allowance::take(double perSecond, double atOnce, Clock::time_point now) {
+bool Visitors::Allowance::take(double amount, double perSecond, double atOnce,
+                               Clock::time_point now) {
     const std::chrono::duration<double> passed = now - asOf;
     used = std::max(0.0, used - passed.count() * perSecond);
     asOf = now;
-    if (used + 1 > atOnce) {
+    if (used + amount > atOnce) {
         return false;
     }
-    used += 1;
+    used += amount;
     return true;
 }
 
-bool Visitors::mayAsk(int connection) {
+bool Visitors::isCounted(int connection) {
+    if (counted == 0) {
+        return false;
+    }
+    const std::lock_guard lock(mutex);
+    return connections.contains(connection);
+}
+
+std::optional<Visitor> Visitors::visitorBy(int connection) {
+    if (counted == 0) {
+        return std::nullopt;
+    }
+    const std::lock_guard lock(mutex);
+    const auto found = connections.find(connection);
+    return found == connections.end() ? std::nullopt : std::optional(found->second.account->first);
+}
+
+bool Visitors::mayAsk(int connection, std::size_t waiting) {
     if (counted == 0) {
         return true;
     }
@@ -84,17 +105,36 @@ bool Visitors::mayAsk(int connection) {
     if (found == connections.end()) {
         return true;
     }
+    if (found->second.isEnded) {
+        return false;
+    }
     const auto perSecond = room().askingPerSecond;
-    if (found->second.account->second.asking.take(perSecond, 2.0 * perSecond, now())) {
-        return true;
+    if (!found->second.account->second.asking.take(1, perSecond, 2.0 * perSecond, now())) {
+        shutDown(*found, "he may ask " + std::to_string(perSecond) + " times a second");
+        return false;
     }
-    const auto& visitor = found->second.account->first;
-    refuse(visitor, "ended a connection of " + visitor.describe() + ": he may ask " +
-                        std::to_string(perSecond) + " times a second");
-    if (fileAt(connection) == found->second.file) {
-        ::shutdown(connection, SHUT_RDWR);  // the library closes it
+    if (waiting >= std::size_t{2} * perSecond) {
+        shutDown(*found, std::to_string(waiting) + " requests of his wait already");
+        return false;
     }
-    return false;
+    return true;
+}
+
+void Visitors::end(int connection, const std::string& what) {
+    const std::lock_guard lock(mutex);
+    const auto found = connections.find(connection);
+    if (found != connections.end() && !found->second.isEnded) {
+        shutDown(*found, what);
+    }
+}
+
+void Visitors::shutDown(Connections::value_type& connection, const std::string& what) {
+    connection.second.isEnded = true;
+    const auto& visitor = connection.second.account->first;
+    refuse(visitor, "ended a connection of " + visitor.describe() + ": " + what);
+    if (fileAt(connection.first) == connection.second.file) {
+        ::shutdown(connection.first, SHUT_RDWR);  // the library closes it
+    }
 }
 
 bool Visitors::hasRoom(const Visitor& visitor, const Room& most) {
@@ -152,30 +192,76 @@ bool Visitors::charge(int connection, std::uint64_t bytes) {
         return true;
     }
     const std::lock_guard lock(mutex);
-    auto found = connections.find(connection);
-    if (found == connections.end()) {
+    auto* const of = counting(connection, bytes);
+    return of == nullptr || mayWait(*of, bytes);
+}
+
+bool Visitors::chargeRead(int connection, std::uint64_t bytes) {
+    if (counted == 0) {
         return true;
     }
-    const auto most = room().waitingBytes;
-    forgive(found->second);
-    forgiveOrphans(found->second.account->second);
-    if (found->second.account->second.waiting + bytes > most) {
-        sweep();
-        found = connections.find(connection);
-        if (found == connections.end()) {
-            return true;  // it was the descriptor of somebody who has gone
-        }
+    const std::lock_guard lock(mutex);
+    auto* const of = counting(connection, bytes);
+    return of == nullptr ||
+           (!of->isEnded && mayWait(*of, bytes) && maySend(connection, *of, bytes));
+}
+
+// Null for who is not counted. Whoever is refused something was looked at: a descriptor that was
+// his may be another's by now.
+Visitors::Connection* Visitors::counting(int connection, std::uint64_t bytes) {
+    const auto found = connections.find(connection);
+    if (found == connections.end()) {
+        return nullptr;
     }
+    forgive(found->second);
     auto& account = found->second.account->second;
-    if (account.waiting + bytes > most) {
-        refuse(found->second.account->first,
-               "no more is taken from or kept for " + found->second.account->first.describe() +
-                   ": " + std::to_string(account.waiting) + " bytes of his wait already");
+    forgiveOrphans(account);
+    const bool isFull = account.waiting + bytes > room().waitingBytes;
+    if ((isFull || found->second.isEnded) && isGone(found)) {
+        return nullptr;
+    }
+    if (isFull) {
+        sweep();
+    }
+    return &found->second;
+}
+
+// Looking costs a call of the kernel.
+bool Visitors::isGone(Connections::iterator connection) {
+    if (fileAt(connection->first) == connection->second.file) {
+        return false;
+    }
+    close(connection);
+    return true;
+}
+
+bool Visitors::mayWait(Connection& of, std::uint64_t bytes) {
+    auto& [visitor, account] = *of.account;
+    if (account.waiting + bytes > room().waitingBytes) {
+        refuse(visitor, "no more is taken from or kept for " + visitor.describe() + ": " +
+                            std::to_string(account.waiting) + " bytes of his wait already");
         return false;
     }
     account.waiting += bytes;
-    found->second.waiting += bytes;
+    of.waiting += bytes;
     return true;
+}
+
+// What was read is charged already, and goes with the connection. A machine beyond the network may
+// send us what it says of itself, as much as that is.
+bool Visitors::maySend(int connection, const Connection& of, std::uint64_t bytes) {
+    const auto most = room();
+    auto& [visitor, account] = *of.account;
+    if (visitor.kind != Visitor::Kind::User ||
+        account.sending.take(static_cast<double>(std::max(bytes, costOfRead)),
+                             static_cast<double>(most.bytesPerSecond),
+                             static_cast<double>(most.bytesAtOnce), now()) ||
+        isGone(connections.find(connection))) {
+        return true;
+    }
+    refuse(visitor, "ended a connection of " + visitor.describe() + ": he may send " +
+                        std::to_string(most.bytesPerSecond) + " bytes a second");
+    return false;
 }
 
 void Visitors::credit(int connection, std::uint64_t bytes) {

@@ -36,6 +36,8 @@ class Visitors {
         std::uint32_t allConnections = 0;   ///< all visitors together
         std::uint64_t waitingBytes = 0;     ///< each
         std::uint32_t askingPerSecond = 0;  ///< each; twice as often at once
+        std::uint64_t bytesPerSecond = 0;   ///< each user; that he sends
+        std::uint64_t bytesAtOnce = 0;
     };
     using RoomNow = std::function<Room()>;
     using Now = std::function<Clock::time_point()>;
@@ -48,14 +50,26 @@ class Visitors {
     /// of whatever had this descriptor before; somebody who is not counted is nothing.
     bool admit(int connection, const std::optional<Visitor>& visitor);
 
-    /// A request has come by a connection: whether it is to be served. Else he asks too often, and
-    /// the connection is shut down. Coming again costs him as well: `admit` lets one who is let in
-    /// too often wait.
-    bool mayAsk(int connection);
+    /// Whether it is somebody's who is counted.
+    bool isCounted(int connection);
 
-    /// So many bytes came in, or an answer of so many is about to wait: false when that is more
-    /// than he may have waiting. Then nothing is charged.
+    /// Whose connection it is; nothing for who is not counted.
+    std::optional<Visitor> visitorBy(int connection);
+
+    /// A request has come by a connection, while so many of his wait to be served: whether it is to
+    /// be. Else he asks too often, and the connection is shut down. Coming again costs him as well:
+    /// `admit` lets one who is let in too often wait.
+    bool mayAsk(int connection, std::size_t waiting = 0);
+
+    /// He wants too much by a connection, as said in `what`: it is shut down.
+    void end(int connection, const std::string& what);
+
+    /// An answer of so many bytes is about to wait: false when that is more than he may have
+    /// waiting. Then nothing is charged.
     bool charge(int connection, std::uint64_t bytes);
+
+    /// So many came in: the same, and false also when he is a user and sends more than he may.
+    bool chargeRead(int connection, std::uint64_t bytes);
 
     /// So many were looked at, or taken by him.
     void credit(int connection, std::uint64_t bytes);
@@ -71,7 +85,7 @@ class Visitors {
     struct Allowance {
         double used = 0;
         Clock::time_point asOf = {};
-        bool take(double perSecond, double atOnce, Clock::time_point now);
+        bool take(double amount, double perSecond, double atOnce, Clock::time_point now);
     };
     struct Account {
         std::uint32_t connections = 0;
@@ -80,6 +94,7 @@ class Visitors {
         Clock::time_point forgiven = {};
         Allowance coming = {};
         Allowance asking = {};
+        Allowance sending = {};
         std::uint64_t refused = 0;  ///< since the last line
         Clock::time_point nextLine = {};
     };
@@ -89,6 +104,7 @@ class Visitors {
         Accounts::iterator account;
         std::uint64_t waiting = 0;
         Clock::time_point forgiven = {};
+        bool isEnded = false;  ///< by us; what it has sent is still to come
     };
     using Connections = std::unordered_map<int, Connection>;
 
@@ -101,6 +117,11 @@ class Visitors {
     void forgive(Connection& of);
     void forgiveOrphans(Account& of);
     void refuse(const Visitor& visitor, const std::string& what);
+    void shutDown(Connections::value_type& connection, const std::string& what);
+    Connection* counting(int connection, std::uint64_t bytes);
+    bool isGone(Connections::iterator connection);
+    bool mayWait(Connection& of, std::uint64_t bytes);
+    bool maySend(int connection, const Connection& of, std::uint64_t bytes);
 
     const RoomNow room;
     const Warn warn;

@@ -14,13 +14,15 @@ namespace {
 // wants us to hold and return its data, not a road back.
 constexpr std::size_t mostFrames = 16;
 
-std::vector<zmq::message_t> receiveAll(ZmqSocket& socket, std::size_t most) {
+// The weight is that of all of them, also of those that are dropped.
+std::vector<zmq::message_t> receiveAll(ZmqSocket& socket, std::size_t most, std::uint64_t& weight) {
     std::vector<zmq::message_t> frames;
     while (true) {
         zmq::message_t frame;
-        if (!socket.receive(frame)) {
+        if (!socket.take(frame)) {
             return frames;
         }
+        weight += weightOfFrame(frame.size());
         const bool last = !frame.more();
         if (frames.size() <= most) {  // one more shows that there were too many
             frames.push_back(std::move(frame));
@@ -56,27 +58,31 @@ void sendNow(ZmqSocket& socket, zmq::message_t& frame, zmq::send_flags position)
 
 }  // namespace
 
-bool Envelope::receive(ZmqSocket& socket, zmq::message_t& body) {
+bool Envelope::receive(ZmqSocket& socket, zmq::message_t& body, std::string& fault) {
     clear();
-    auto received = receiveAll(socket, mostFrames);
+    weight = 0;
+    auto received = receiveAll(socket, mostFrames, weight);
     if (received.empty()) {
         return false;
     }
+    connection = zmq_msg_get(received.back().handle(), ZMQ_SRCFD);
     const auto position = bodyPosition(received);
     if (received.size() > mostFrames || received.size() > position + 1) {
-        throw std::runtime_error("a request of several frames was dropped");
+        fault = "a request of several frames was dropped";
+        return true;
     }
     if (received.size() < position + 1) {
-        throw std::runtime_error("a request without a body was dropped");
-    }
-    connection = zmq_msg_get(received.back().handle(), ZMQ_SRCFD);
-    if (!processVisitors().mayAsk(connection)) {
-        return false;
+        fault = "a request without a body was dropped";
+        return true;
     }
     body = std::move(received.back());
     received.pop_back();
     frames = std::move(received);
     return true;
+}
+
+void Envelope::lookedAt() {
+    processVisitors().credit(connection, std::exchange(weight, 0));
 }
 
 void Envelope::send(ZmqSocket& socket, zmq::message_t body) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/socket/DescriptorReserve.h"
+#include "platform/socket/visitors/WaitingRoom.h"
 #include "platform/socket/zmq/SocketRole.h"
 
 namespace tarn::socket {
@@ -29,6 +30,15 @@ bool receiveSingle(ZmqSocket& socket, zmq::message_t& frame) {
     while (frame.more() && socket.receive(frame)) {
     }
     throw std::runtime_error("a message of several frames was dropped");
+}
+
+os::Deadline earlier(const os::Deadline& deadline,
+                     const std::optional<std::chrono::steady_clock::time_point>& other) {
+    if (!other) {
+        return deadline;
+    }
+    const auto left = std::chrono::ceil<milliseconds>(*other - std::chrono::steady_clock::now());
+    return os::Deadline(std::clamp(left, milliseconds(0), deadline.remaining()));
 }
 
 bool isSubscription(const zmq::message_t& announcement) {
@@ -158,7 +168,13 @@ void Socket::Implementation::takeAnnouncements() {
     zmq::message_t announcement;
     for (int i = 0; i < most && socket().receive(announcement); ++i) {
         listening->noteSender(Origin(announcement));
-        subscriberCame = subscriberCame || isSubscription(announcement);
+        const bool wantsTopic = isSubscription(announcement);
+        subscriberCame = subscriberCame || wantsTopic;
+        if (wantsTopic) {
+            subscribers.came(std::move(announcement));
+        } else {
+            subscribers.left(announcement);
+        }
     }
 }
 
@@ -176,7 +192,7 @@ zmq::message_t Socket::Implementation::receive() {
     const os::Deadline deadline(bound);
     zmq::message_t frame;
     while (!receiveArrived(frame)) {
-        if (!socket().waitFor(ZMQ_POLLIN, deadline)) {
+        if (!awaitInput(deadline)) {
             throw std::runtime_error("nothing was received within " + inMilliseconds(bound));
         }
     }
@@ -189,17 +205,56 @@ bool Socket::Implementation::receiveArrived(zmq::message_t& frame) {
         answered.reset();
         return true;
     }
-    return settings.protocol == Protocol::Reply ? envelope.receive(socket(), frame)
-                                                : receiveSingle(socket(), frame);
+    if (settings.protocol == Protocol::Reply) {
+        requests.served();
+        return requests.next(socket(), envelope, frame);
+    }
+    return receiveSingle(socket(), frame);
 }
 
 bool Socket::Implementation::awaitMessage(const os::Deadline& deadline, int descriptor) {
     if (listening) {
         DescriptorReserve::Report();
     }
-    return settings.protocol == Protocol::Request
-               ? awaitAnswer(deadline, descriptor)
-               : socket().waitFor(ZMQ_POLLIN, deadline, descriptor);
+    return settings.protocol == Protocol::Request ? awaitAnswer(deadline, descriptor)
+                                                  : awaitInput(deadline, descriptor);
+}
+
+bool Socket::Implementation::awaitInput(const os::Deadline& deadline, int descriptor) {
+    return settings.protocol == Protocol::Reply ? awaitRequest(deadline, descriptor)
+                                                : awaitFrame(deadline, descriptor, {});
+}
+
+// False also when `due` has come, which something else is waited for; whoever was turned away is
+// let go meanwhile.
+bool Socket::Implementation::awaitFrame(const os::Deadline& deadline, int descriptor, Due due) {
+    while (true) {
+        const auto end = listening ? processWaitingRoom().closeThoseWhoWaited() : std::nullopt;
+        const bool endsFirst = end && (!due || *end < *due);
+        const auto next = endsFirst ? end : due;
+        if (socket().waitFor(ZMQ_POLLIN, earlier(deadline, next), descriptor)) {
+            return true;
+        }
+        if (!endsFirst || deadline.hasPassed() || WaitingRoom::Clock::now() < *end) {
+            return false;
+        }
+    }
+}
+
+// Somebody who has had his share of the time waits, and is then served though nothing comes.
+bool Socket::Implementation::awaitRequest(const os::Deadline& deadline, int descriptor) {
+    requests.served();
+    if (requests.isIdle()) {
+        return awaitFrame(deadline, descriptor, {});
+    }
+    while (!requests.gather(socket())) {
+        const auto due = requests.due();
+        if (!awaitFrame(deadline, descriptor, due) &&
+            (!due || ArrivedRequests::Clock::now() < *due)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 bool Socket::Implementation::awaitAnswer(const os::Deadline& deadline, int descriptor) {

@@ -8,9 +8,11 @@
 
 #include "platform/socket/Limits.h"
 #include "platform/socket/Socket.h"
+#include "platform/socket/zmq/ArrivedRequests.h"
 #include "platform/socket/zmq/BoundSocket.h"
 #include "platform/socket/zmq/ConnectedSocket.h"
 #include "platform/socket/zmq/Envelope.h"
+#include "platform/socket/zmq/KnownPeers.h"
 #include "platform/socket/zmq/MessageBytes.h"
 #include "platform/socket/zmq/Origin.h"
 #include "platform/socket/zmq/SocketRole.h"
@@ -26,10 +28,13 @@ struct Socket::Implementation {
     // None while nothing is open, else the one that the role calls for.
     std::unique_ptr<ConnectedSocket> connection;
     std::unique_ptr<BoundSocket> listening;
+    ArrivedRequests requests;
     Envelope envelope;
     Origin lastReceived;
     // An answer that polling has taken: only that tells it from a late one to an earlier request.
     std::optional<zmq::message_t> answered;
+    // Of a publishing side.
+    KnownPeers subscribers;
     // Somebody has subscribed, and was not asked for yet.
     bool subscriberCame = false;
 
@@ -57,10 +62,14 @@ struct Socket::Implementation {
     bool awaitSubscriber(const os::Deadline& deadline);
     void takeAnnouncements();
     void checkDirection(bool (*goesThisWay)(const SocketRole&), const std::string& action) const;
+    bool awaitInput(const os::Deadline& deadline, int descriptor = -1);
     zmq::message_t receive();
     bool receiveArrived(zmq::message_t& frame);
     bool awaitMessage(const os::Deadline& deadline, int descriptor);
     bool awaitAnswer(const os::Deadline& deadline, int descriptor);
+    using Due = std::optional<std::chrono::steady_clock::time_point>;
+    bool awaitFrame(const os::Deadline& deadline, int descriptor, Due due);
+    bool awaitRequest(const os::Deadline& deadline, int descriptor);
     void followPublisher();
 
     /// Receives a message and hands it to `take`. One that it throws at is not answered.

@@ -61,12 +61,18 @@ bool ZmqSocket::unbind(const std::string& address) {
 }
 
 bool ZmqSocket::receive(zmq::message_t& frame) {
+    const bool isThere = take(frame);
+    if (isThere && processVisitors().areCounted()) {
+        processVisitors().credit(zmq_msg_get(frame.handle(), ZMQ_SRCFD),
+                                 weightOfFrame(frame.size()));
+    }
+    return isThere;
+}
+
+bool ZmqSocket::take(zmq::message_t& frame) {
     const auto size =
         callZmq("cannot receive", [&] { return socket.recv(frame, zmq::recv_flags::dontwait); });
     handedOver.load(std::memory_order_acquire);
-    if (size && processVisitors().areCounted()) {
-        processVisitors().credit(zmq_msg_get(frame.handle(), ZMQ_SRCFD), weightOfFrame(*size));
-    }
     return size.has_value();
 }
 

@@ -39,8 +39,11 @@ class ZmqSocket {
     /// Takes the address that bind returned; false when that was over already, and never throws.
     bool unbind(const std::string& address);
 
-    /// Takes a frame that has arrived; false when none has.
+    /// Takes a frame that has arrived; false when none has. Whoever sent it has room for another.
     bool receive(zmq::message_t& frame);
+
+    /// The same, of one that counts as waiting still.
+    bool take(zmq::message_t& frame);
 
     /// Hands the frame over, which leaves it empty; false, with the frame as it was, when the queue
     /// is full.

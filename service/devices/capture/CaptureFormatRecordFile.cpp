@@ -7,7 +7,7 @@
 
 #include "platform/os/ClosedFile.h"
 #include "platform/os/FileReplacement.h"
-#include "platform/os/SmallFile.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/capture_format_record.pb.h"
@@ -52,7 +52,7 @@ Record CaptureFormatRecordFile::load() const {
     std::string problem = "it is damaged";
     try {
         os::closeToOthers(path, os::closedFile);
-        const auto content = path.empty() ? std::nullopt : os::readWhole(path, largestRecord);
+        const auto content = path.empty() ? std::nullopt : os::readOurs(path, largestRecord);
         if (!content) {
             return {};
         }

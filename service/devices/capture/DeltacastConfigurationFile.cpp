@@ -6,7 +6,7 @@
 
 #include "platform/os/ClosedFile.h"
 #include "platform/os/FileReplacement.h"
-#include "platform/os/SmallFile.h"
+#include "platform/os/TrustedFile.h"
 #include "platform/utils/Log.h"
 #include "platform/utils/MessageFormatter.h"
 #include "proto/deltacast_configuration.pb.h"
@@ -57,7 +57,7 @@ std::optional<DeltacastConfigurationFile::DeltacastConfig> DeltacastConfiguratio
     const {
     try {
         DeltacastConfig configuration;
-        const auto content = os::readWhole(path, largestFormat);
+        const auto content = os::readOurs(path, largestFormat);
         if (content && configuration.ParsePartialFromString(*content) &&
             configuration.IsInitialized()) {
             return configuration;
@@ -73,7 +73,7 @@ bool DeltacastConfigurationFile::load(DeltacastConfig& configuration) const {
         formatter.formatMessage("Restoring persistent deltacast configuration from file: " + path));
     try {
         os::closeToOthers(path, os::closedFile);
-        const auto content = os::readWhole(path, largestFormat);
+        const auto content = os::readOurs(path, largestFormat);
         if (!content) {
             utils::logInfo(formatter.formatMessage("Failed opening file"));
             return false;

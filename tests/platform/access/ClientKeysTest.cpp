@@ -3,13 +3,16 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/access/ClientKeyText.h"
 #include "platform/keys/KeyPair.h"
 #include "platform/os/Readable.h"
+#include "tests/support/OtherUser.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace tarn::access {
@@ -88,6 +91,30 @@ TEST(ClientKeyListTest, OfTwoLinesForAKeyTheLowerLevelCounts) {
         EXPECT_EQ(list.keys[0].level, Level::Read);
         EXPECT_THAT(list.problems, ElementsAre(HasSubstr("line 2: ")));
     }
+}
+
+// Who may write the file could keep the service busy with it for minutes.
+TEST(ClientKeyListTest, TakesTimeByItsLengthAndNoMore) {
+    const auto text = [](int lines) {
+        std::string all;
+        for (int i = 0; i < lines; ++i) {
+            const auto digits = std::to_string(i);
+            all += "read " + std::string(40 - digits.size(), '0') + digits + " a\n";
+        }
+        return all;
+    };
+    const auto timeOf = [](const std::string& all, std::size_t lines) {
+        const auto begin = std::clock();
+        EXPECT_THAT(parseClientKeys(all).keys, SizeIs(lines));
+        return static_cast<double>(std::clock() - begin);
+    };
+    const auto few = text(2000);
+    const auto many = text(20000);
+    double ratio = 1000;
+    for (int i = 0; i < 5; ++i) {
+        ratio = std::min(ratio, timeOf(many, 20000) / std::max(timeOf(few, 2000), 1.0));
+    }
+    EXPECT_LT(ratio, 40) << "ten times as long a text";
 }
 
 TEST(ClientKeyTextTest, IsChangedByALineAndKeepsTheRest) {
@@ -177,6 +204,15 @@ TEST_F(ClientKeysFileTest, WithoutAFolderIsLookedForAndLetsNobodyIn) {
 
 TEST_F(ClientKeysFileTest, ThatIsTooLargeLetsNobodyIn) {
     write("read " + key + " studio\n" + std::string(largestListFile, '\n'));
+    const ClientKeys keys(path, ownKey);
+    EXPECT_EQ(keys.levelOf(key), Level::None);
+}
+
+TEST_F(ClientKeysFileTest, OfAnotherUserLetsNobodyIn) {
+    if (!test::canBeOthers()) {
+        GTEST_SKIP() << "there is one user only";
+    }
+    ASSERT_EQ(::chown(path.c_str(), test::OtherUser().user, test::OtherUser().group), 0);
     const ClientKeys keys(path, ownKey);
     EXPECT_EQ(keys.levelOf(key), Level::None);
 }

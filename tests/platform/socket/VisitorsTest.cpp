@@ -6,6 +6,7 @@
 
 #include <array>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/os/FileDescriptor.h"
@@ -20,11 +21,25 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-os::FileDescriptor oneOfPair() {
+struct Pair {
+    os::FileDescriptor ours;
+    os::FileDescriptor his;
+};
+
+Pair newPair() {
     std::array<int, 2> ends{};
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
-    ::close(ends[1]);
-    return os::FileDescriptor(ends[0]);
+    return {os::FileDescriptor(ends[0]), os::FileDescriptor(ends[1])};
+}
+
+os::FileDescriptor oneOfPair() {
+    return newPair().ours;
+}
+
+/// What he sees of a connection whose other end is his.
+bool isShutDown(const os::FileDescriptor& his) {
+    char byte = 0;
+    return ::recv(his.get(), &byte, 1, MSG_DONTWAIT) == 0;
 }
 
 class VisitorsTest : public testing::Test {
@@ -149,19 +164,23 @@ TEST_F(VisitorsTest, LeaveBehindWhatWaitsForAWhile) {
 }
 
 TEST_F(VisitorsTest, MayAskSoOften) {
-    enter(first, 2);
+    const auto pair = newPair();
+    ASSERT_TRUE(visitors.admit(pair.ours.get(), first));
+    enter(first, 1);
     int count = 0;
-    while (count < 100 && visitors.mayAsk(connections[0].get())) {
+    while (count < 100 && visitors.mayAsk(pair.ours.get())) {
+        EXPECT_FALSE(isShutDown(pair.his));
         ++count;
     }
     EXPECT_EQ(count, 20);
-    char byte = 0;
-    EXPECT_EQ(::recv(connections[0].get(), &byte, 1, MSG_DONTWAIT), 0) << "it is shut down";
-    EXPECT_FALSE(visitors.mayAsk(connections[1].get()));
+    EXPECT_TRUE(isShutDown(pair.his));
+    EXPECT_FALSE(visitors.mayAsk(connections[0].get()));
     enter(second, 1);
     EXPECT_TRUE(visitors.mayAsk(last()));
     now += 10s;
-    EXPECT_TRUE(visitors.mayAsk(connections[0].get()));
+    EXPECT_FALSE(visitors.mayAsk(connections[0].get())) << "it has been ended";
+    EXPECT_EQ(enter(first, 1), 1);
+    EXPECT_TRUE(visitors.mayAsk(last()));
     EXPECT_THAT(warnings,
                 testing::Contains("ended a connection of user 1001: he may ask 10 times a second"));
 }
@@ -222,6 +241,91 @@ TEST(VisitorTest, IsWhoSentAMessageUnlessItIsOneOfOurs) {
     EXPECT_EQ(at("2001:db8::1"), at("2001:db8::ffff")) << "one network, one visitor";
     EXPECT_EQ(at("127.0.0.1", "k"), (Visitor{.kind = Kind::Key, .text = "k"}));
     EXPECT_EQ(visitorOf({}), std::nullopt);
+}
+
+TEST_F(VisitorsTest, SendSoManyBytesASecondAndMoreAtOnce) {
+    room.waitingBytes = 1 << 20;
+    room.bytesPerSecond = 10000;
+    room.bytesAtOnce = 30000;
+    enter(first, 2);
+    EXPECT_TRUE(visitors.chargeRead(connections[0].get(), 20000));
+    EXPECT_TRUE(visitors.chargeRead(connections[1].get(), 10000));
+    EXPECT_FALSE(visitors.chargeRead(connections[0].get(), 1));
+    ASSERT_THAT(warnings, SizeIs(1));
+    EXPECT_EQ(warnings.front(),
+              "ended a connection of user 1001: he may send 10000 bytes a second");
+    now += 1s;
+    EXPECT_TRUE(visitors.chargeRead(last(), 10000));
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+    visitors.credit(last(), 50000);  // what was looked at makes room, and not time
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+    enter(second, 1);
+    EXPECT_TRUE(visitors.chargeRead(last(), 30000));
+}
+
+TEST_F(VisitorsTest, SendSoManySingleBytesASecond) {
+    room.waitingBytes = 1 << 20;
+    room.bytesPerSecond = 10 << 10;
+    room.bytesAtOnce = 20 << 10;
+    enter(first, 1);
+    int count = 0;
+    while (count < 100 && visitors.chargeRead(last(), 16)) {
+        ++count;
+    }
+    EXPECT_EQ(count, 20);
+}
+
+// An end of ours has a number that was his connection's, which the library has closed.
+TEST_F(VisitorsTest, WhoWereEndedAreNotMistakenForWhoHasTheirDescriptorNow) {
+    enter(first, 1);
+    visitors.end(last(), "enough");
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+    const int number = last();
+    connections.clear();
+    const auto own = oneOfPair();
+    ASSERT_EQ(own.get(), number);
+    EXPECT_TRUE(visitors.chargeRead(number, 1));
+    EXPECT_TRUE(visitors.chargeRead(number, 1000));
+}
+
+TEST_F(VisitorsTest, WhoSendTooMuchAreNotMistakenForWhoHasTheirDescriptorNow) {
+    room.bytesAtOnce = 2000;
+    enter(first, 1);
+    EXPECT_TRUE(visitors.chargeRead(last(), 1));
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+    const int number = last();
+    connections.clear();
+    const auto own = oneOfPair();
+    ASSERT_EQ(own.get(), number);
+    EXPECT_TRUE(visitors.chargeRead(number, 1));
+}
+
+// A device on another machine says as much as it has to say.
+TEST_F(VisitorsTest, FromOtherMachinesSendWhatThereIsRoomFor) {
+    room.bytesPerSecond = 1;
+    room.bytesAtOnce = 1;
+    enter(far, 1);
+    EXPECT_TRUE(visitors.chargeRead(last(), 1000));
+    EXPECT_FALSE(visitors.chargeRead(last(), 1));
+}
+
+TEST_F(VisitorsTest, LoseTheirConnectionWhenTooManyOfTheirRequestsWait) {
+    const auto pair = newPair();
+    ASSERT_TRUE(visitors.admit(pair.ours.get(), first));
+    EXPECT_TRUE(visitors.mayAsk(pair.ours.get(), 19));
+    EXPECT_FALSE(isShutDown(pair.his));
+    EXPECT_FALSE(visitors.mayAsk(pair.ours.get(), 20));
+    EXPECT_TRUE(isShutDown(pair.his));
+    ASSERT_THAT(warnings, SizeIs(1));
+    EXPECT_EQ(warnings.front(), "ended a connection of user 1001: 20 requests of his wait already");
+}
+
+TEST_F(VisitorsTest, AreKnownByTheirConnections) {
+    enter(first, 1);
+    EXPECT_EQ(visitors.visitorBy(last()), first);
+    EXPECT_EQ(visitors.visitorBy(-1), std::nullopt);
+    const auto own = oneOfPair();
+    EXPECT_EQ(visitors.visitorBy(own.get()), std::nullopt);
 }
 
 }  // namespace tarn::socket
