@@ -164,6 +164,12 @@ tarn_storage_connection* tarn_storage_connection_create_uds(const char* path,
     return connect(FakeNetwork::place(path, 0), error);
 }
 
+tarn_storage_connection* tarn_storage_connection_create_tls(const char* address, uint16_t port,
+                                                            const char*, const char*, unsigned,
+                                                            tarn_storage_error* error) {
+    return connect(FakeNetwork::place(address, port), error);
+}
+
 int tarn_storage_set_certificate(const char*, tarn_storage_error* error) {
     *error = {};
     return 0;
