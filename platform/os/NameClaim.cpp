@@ -148,7 +148,7 @@ class NameClaim::Lock {
 
     ~Lock() {
         auto& all = holdings();
-        const std::lock_guard lock(all.mutex);
+        const std::lock_guard guard(all.mutex);
         if (holder == ::getpid()) {
             if (isStillAt(path, file)) {
                 ::unlink(path.c_str());

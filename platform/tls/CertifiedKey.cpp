@@ -76,7 +76,8 @@ std::string pemOf(EVP_PKEY* key, X509* certificate) {
 }  // namespace
 
 CertifiedKey generateCertifiedKey(const std::string& name, const Validity& validity) {
-    const Key key(::EVP_EC_gen("P-256"));
+    std::string curve = "P-256";  // the library's macro wants one that could be changed
+    const Key key(::EVP_EC_gen(curve.data()));
     checkMade(key != nullptr);
     const auto certificate = certify(key.get(), name, validity);
     return {pemOf(key.get(), certificate.get()), fingerprintOf(certificate.get()),

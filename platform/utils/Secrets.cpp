@@ -88,7 +88,9 @@ class Blanking {
         if (at == std::string_view::npos && isNoPort(authority, colon)) {
             // The password has one of them in it.
             const void* const found = ::memrchr(whole.data(), '@', whole.size());
-            at = found == nullptr ? at : static_cast<const char*>(found) - whole.data();
+            at = found == nullptr
+                     ? at
+                     : static_cast<std::size_t>(static_cast<const char*>(found) - whole.data());
         }
         if (at == std::string_view::npos) {
             return url.begin;

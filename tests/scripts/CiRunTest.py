@@ -16,7 +16,7 @@ class CiRun(ProjectTest):
     def setUp(self):
         super().setUp()
         self.take(".ci/run")
-        for script in ("install-dependencies", "build", "lint", "fuzz", "machine-test"):
+        for script in ("install-dependencies", "build", "lint", "machine-test"):
             self.step(script, "")
         self.let_tests_say(ONE_PASSED)
 
@@ -37,7 +37,6 @@ class CiRun(ProjectTest):
         for preset in ("dev", "asan-ubsan", "tsan"):
             self.assertLess(called.index(f"build {preset}"), called.index(f"test {preset}"))
         self.assertIn("lint --product", called)
-        self.assertIn("fuzz --ci", called)
 
     def test_the_time_of_each_step_is_printed_at_the_end(self):
         table = self.run_ci().stdout.split("== Times\n")[1]
@@ -50,12 +49,6 @@ class CiRun(ProjectTest):
         self.assertEqual(result.returncode, 1)
         self.assertIn("a finding\n== Failed: lint --product\n", result.stdout)
         self.assertNotIn("All passed", result.stdout)
-
-    def test_a_finding_of_a_fuzzer_fails_the_run_and_is_shown(self):
-        self.step("fuzz", 'echo "an input"; exit 1')
-        result = self.run_ci()
-        self.assertEqual(result.returncode, 1)
-        self.assertIn("an input\n== Failed: fuzz --ci\n", result.stdout)
 
     def test_tests_that_fail_fail_the_run_at_once(self):
         self.let_tests_say(ONE_PASSED, "exit 8")

@@ -68,10 +68,10 @@ bool Visitors::admit(int connection, const std::optional<Visitor>& visitor) {
 }
 
 bool Visitors::Allowance::take(double amount, double perSecond, double atOnce,
-                               Clock::time_point now) {
-    const std::chrono::duration<double> passed = now - asOf;
+                               Clock::time_point at) {
+    const std::chrono::duration<double> passed = at - asOf;
     used = std::max(0.0, used - passed.count() * perSecond);
-    asOf = now;
+    asOf = at;
     if (used + amount > atOnce) {
         return false;
     }
